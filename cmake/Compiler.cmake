@@ -1,0 +1,52 @@
+# What every target of ours is compiled with.
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_C_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+find_package(Threads REQUIRED)
+
+find_program(CCACHE_PROGRAM ccache)
+if(CCACHE_PROGRAM AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
+  set(CMAKE_CXX_COMPILER_LAUNCHER "${CCACHE_PROGRAM}")
+endif()
+
+add_library(tovkit_options INTERFACE)
+# Results are the same on every machine: no contraction into fused operations, no unsafe mathematics.
+target_compile_options(tovkit_options INTERFACE
+  -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual -Wcast-align -Wformat=2
+  -ffp-contract=off -fstack-protector-strong)
+if(TOVKIT_WERROR)
+  target_compile_options(tovkit_options INTERFACE -Werror)
+endif()
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+  target_compile_options(tovkit_options INTERFACE -fstack-clash-protection -fcf-protection)
+endif()
+target_link_options(tovkit_options INTERFACE -Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack)
+
+if(TOVKIT_SANITIZE)
+  target_compile_options(tovkit_options INTERFACE
+    -fsanitize=${TOVKIT_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer -O1)
+  target_link_options(tovkit_options INTERFACE -fsanitize=${TOVKIT_SANITIZE})
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+    # The overflow of an unsigned count is defined; the vptr check wants RTTI of libraries that have none.
+    target_compile_options(tovkit_options INTERFACE -fno-sanitize=vptr,function)
+  endif()
+else()
+  target_link_options(tovkit_options INTERFACE -Wl,-z,defs)
+  if(NOT CMAKE_BUILD_TYPE STREQUAL "Debug")
+    target_compile_options(tovkit_options INTERFACE -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)
+  endif()
+endif()
+if(CMAKE_BUILD_TYPE STREQUAL "Debug")
+  target_compile_definitions(tovkit_options INTERFACE _GLIBCXX_ASSERTIONS)
+endif()
+if(TOVKIT_COVERAGE)
+  target_compile_options(tovkit_options INTERFACE --coverage -O0 -fno-inline -fprofile-update=atomic)
+  target_link_options(tovkit_options INTERFACE --coverage)
+endif()
+if(TOVKIT_BUILD_FUZZ)
+  target_compile_options(tovkit_options INTERFACE -fsanitize=fuzzer-no-link)
+endif()

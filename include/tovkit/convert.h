@@ -1,0 +1,4 @@
+// (grows with its subsystem)
+#pragma once
+
+#include <tovkit/export.h>

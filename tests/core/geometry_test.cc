@@ -1,0 +1,41 @@
+#include <tovmx/geometry.h>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+TEST(CoreRect, IsEmptyOnlyWithoutWidthOrHeight) {
+  EXPECT_TRUE((CoreRect{1, 1, 1, 5}).IsEmpty());
+  EXPECT_TRUE((CoreRect{1, 5, 3, 5}).IsEmpty());
+  EXPECT_FALSE((CoreRect{1, 1, 2, 2}).IsEmpty());
+  EXPECT_FALSE((CoreRect{2, 2, 1, 1}).IsEmpty());
+}
+
+TEST(CoreRect, NormalizeSwapsReversedEdges) {
+  CoreRect rect{5, 7, 1, 2};
+  rect.Normalize();
+  EXPECT_EQ(rect, (CoreRect{1, 2, 5, 7}));
+}
+
+TEST(CoreMatrix, DefaultIsTheIdentity) { EXPECT_EQ(CoreMatrix().Transform({3, 4}), (CorePointF{3, 4})); }
+
+TEST(CoreMatrix, OperationsAreAppended) {
+  CoreMatrix m;
+  m.Scale(2, 3);
+  m.Translate(10, 20);
+  EXPECT_EQ(m.Transform({1, 1}), (CorePointF{12, 23}));
+  CoreMatrix n;
+  n.Translate(10, 20);
+  n.Scale(2, 3);
+  EXPECT_EQ(n.Transform({1, 1}), (CorePointF{22, 63}));
+}
+
+TEST(CoreMatrix, ConcatMapsByTheFirstThenByTheSecond) {
+  const CoreMatrix turn{0, 1, -1, 0, 0, 0};
+  CoreMatrix m;
+  m.Translate(1, 0);
+  m.Concat(turn);
+  EXPECT_EQ(m.Transform({0, 0}), (CorePointF{0, 1}));
+}
+
+}  // namespace

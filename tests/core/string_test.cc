@@ -1,0 +1,115 @@
+#include <tovmx/string.h>
+#include <tovmx/string_list.h>
+
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <cstring>
+#include <utility>
+
+namespace {
+
+TEST(CoreString, EmptyTextHasNoDataAndAnEmptyCString) {
+  const CoreString empty;
+  EXPECT_EQ(empty.GetData(), nullptr);
+  EXPECT_STREQ(empty.c_str(), "");
+  EXPECT_EQ(empty.GetLength(), 0);
+}
+
+TEST(CoreString, NullSourceGivesTheEmptyText) {
+  EXPECT_TRUE(CoreString(nullptr).IsEmpty());
+  EXPECT_TRUE(CoreWideString(nullptr, 5).IsEmpty());
+}
+
+TEST(CoreString, LengthKeepsNulCharacters) {
+  const CoreString text("a\0b", 3);
+  EXPECT_EQ(text.GetLength(), 3);
+  EXPECT_EQ(std::memcmp(text.GetData(), "a\0b", 4), 0);
+}
+
+TEST(CoreString, LeftAndMidCountFromOneAndSplitAText) {
+  const CoreString name("libfoo");
+  EXPECT_STREQ(name.Left(3).c_str(), "lib");
+  EXPECT_STREQ(name.Mid(4).c_str(), "foo");
+}
+
+TEST(CoreString, PiecesOutsideTheTextAreCut) {
+  const CoreString name("abc");
+  EXPECT_STREQ(name.Left(99).c_str(), "abc");
+  EXPECT_STREQ(name.Left(0).c_str(), "");
+  EXPECT_STREQ(name.Left(-1).c_str(), "");
+  EXPECT_STREQ(name.Mid(0).c_str(), "abc");
+  EXPECT_STREQ(name.Mid(INT_MIN).c_str(), "abc");
+  EXPECT_STREQ(name.Mid(4).c_str(), "");
+  EXPECT_STREQ(name.Mid(INT_MAX).c_str(), "");
+  EXPECT_STREQ(name.Mid(2, 1).c_str(), "b");
+  EXPECT_STREQ(name.Mid(2, INT_MAX).c_str(), "bc");
+}
+
+TEST(CoreString, ComparesBytesAsUnsigned) {
+  EXPECT_EQ(CoreString("abc").Compare("abc"), 0);
+  EXPECT_LT(CoreString("ab").Compare("abc"), 0);
+  EXPECT_GT(CoreString("\xE5").Compare("z"), 0);
+  EXPECT_EQ(CoreString().Compare(nullptr), 0);
+  EXPECT_TRUE(CoreString("a\0b", 3) != CoreString("a\0c", 3));
+}
+
+TEST(CoreString, BufferIsFilledInPlace) {
+  CoreString text;
+  std::memcpy(text.GetBuffer(10), "0123456789", 10);
+  text.ReleaseBuffer(4);
+  EXPECT_STREQ(text.c_str(), "0123");
+}
+
+TEST(CoreString, BufferKeepsTheTextAtItsFront) {
+  CoreString text("ab");
+  std::strcpy(text.GetBuffer(5) + 2, "cd");
+  text.ReleaseBuffer();
+  EXPECT_STREQ(text.c_str(), "abcd");
+}
+
+TEST(CoreString, ReleasePastTheCapacityCountsAsTheCapacity) {
+  CoreString text;
+  std::memset(text.GetBuffer(3), 'x', 3);
+  text.ReleaseBuffer(1000);
+  EXPECT_GE(text.GetLength(), 3);
+  text.ReleaseBuffer(3);
+  EXPECT_STREQ(text.c_str(), "xxx");
+}
+
+TEST(CoreString, ReplaceCountsAndChangesEveryOccurrence) {
+  CoreWideString text(L"a\\b\\c");
+  EXPECT_EQ(text.Replace(L'\\', L'/'), 2);
+  EXPECT_STREQ(text.c_str(), L"a/b/c");
+}
+
+TEST(CoreString, AppendingItselfDoublesTheText) {
+  CoreString text("ab");
+  text += text;
+  EXPECT_STREQ(text.c_str(), "abab");
+}
+
+TEST(CoreString, CopiesAreIndependentAndMovedFromTextsStayUsable) {
+  CoreString a("one");
+  CoreString b = a;
+  a.Replace('o', 'x');
+  EXPECT_STREQ(b.c_str(), "one");
+  const CoreString c = std::move(b);
+  EXPECT_STREQ(c.c_str(), "one");
+  b = "two";
+  EXPECT_STREQ(b.c_str(), "two");
+}
+
+TEST(CoreStringList, KeepsOrderAndDuplicates) {
+  CoreStringList<CoreString> names;
+  names.Add("b");
+  names.Add("a");
+  names.Add("b");
+  ASSERT_EQ(names.GetCount(), 3);
+  EXPECT_STREQ(names.GetAt(0).c_str(), "b");
+  EXPECT_STREQ(names.GetAt(2).c_str(), "b");
+  names.Clear();
+  EXPECT_TRUE(names.IsEmpty());
+}
+
+}  // namespace

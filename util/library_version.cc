@@ -1,0 +1,7 @@
+#include "tovkit/util.h"
+
+namespace tovkit {
+
+const char* GetLibraryVersion() { return TOVKIT_VERSION_TEXT; }
+
+}  // namespace tovkit
