@@ -1,7 +1,6 @@
 // The tovkit command: every facility of the library in a person's hands.
 #include "command.h"
-
-#include <tovkit/util.h>
+#include "commands.h"
 
 #include <cstdio>
 #include <exception>
@@ -11,8 +10,6 @@ namespace {
 constexpr int kDone = 0;
 constexpr int kFailed = 1;
 constexpr int kUsage = 2;
-
-void AddCommands(CLI::App& app) { app.require_subcommand(1); }
 
 // One line whatever the text holds, so that a file name with a line break cannot forge a second message.
 int Fail(const std::string& text) {
@@ -40,12 +37,8 @@ int Run(CLI::App& app, int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  CLI::App app("Documents, pictures, text, paths and processes from the command line.", "tovkit");
-  app.set_version_flag("--version", std::string("tovkit ") + tovkit::GetLibraryVersion());
-  app.failure_message([](const CLI::App*, const CLI::Error& e) {
-    return std::string("tovkit: ") + e.what() + "\nTry 'tovkit --help' or 'tovkit SUBCOMMAND --help'.\n";
-  });
-  AddCommands(app);
+  CLI::App app;
+  cli::DefineCommand(app);
 
   const int status = Run(app, argc, argv);
   if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) return Fail("cannot write standard output");

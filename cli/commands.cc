@@ -1,0 +1,25 @@
+#include "commands.h"
+
+#include <tovkit/util.h>
+
+#include <string>
+
+namespace cli {
+
+namespace {
+
+void AddCommands(CLI::App& app) { app.require_subcommand(1); }
+
+}  // namespace
+
+void DefineCommand(CLI::App& app) {
+  app.name("tovkit");
+  app.description("Documents, pictures, text, paths and processes from the command line.");
+  app.set_version_flag("--version", std::string("tovkit ") + tovkit::GetLibraryVersion());
+  app.failure_message([](const CLI::App*, const CLI::Error& e) {
+    return std::string("tovkit: ") + e.what() + "\nTry 'tovkit --help' or 'tovkit SUBCOMMAND --help'.\n";
+  });
+  AddCommands(app);
+}
+
+}  // namespace cli

@@ -1,0 +1,12 @@
+// The command's whole surface in one place: main parses with it, the man page and completions are made from
+// it.
+#pragma once
+
+#include <CLI/CLI.hpp>
+
+namespace cli {
+
+// Gives an empty `app` its name, its global options and every subcommand.
+void DefineCommand(CLI::App& app);
+
+}  // namespace cli
