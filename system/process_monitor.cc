@@ -1,0 +1,217 @@
+#include "tovkit/system.h"
+
+#include "fixed_buffer.h"
+
+#include <dirent.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <unordered_map>
+#include <utility>
+
+namespace tovkit {
+
+namespace {
+
+struct FileCloser {
+  void operator()(std::FILE* file) const { std::fclose(file); }
+};
+
+// The settings and samples of a record are read and written here only while a loop may run beside: plain
+// fields, used as atomics, so that an update and a sample never tear each other.
+template <typename T>
+T Load(const T& field) {
+  return std::atomic_ref<T>(const_cast<T&>(field)).load(std::memory_order_acquire);
+}
+
+template <typename T>
+void Store(T& field, T value) {
+  std::atomic_ref<T>(field).store(value, std::memory_order_release);
+}
+
+long ToNumber(const char* text) { return std::strtol(text, nullptr, 10); }
+
+bool IsProcessEntry(const char* name) { return name[0] >= '0' && name[0] <= '9'; }
+
+// One call changes one field: the bits are alternatives, and callers rely on the first one winning.
+int Apply(PROC_INFO_DATA* record, const PROC_INFO_DATA& info, int mask) {
+  if ((mask & (kUpdateMonitored | kUpdateInterval | kUpdateMaxMem)) == 0) return -1;
+  if (record == nullptr) return 1;
+  if ((mask & kUpdateMonitored) != 0) {
+    Store(record->monitored, info.monitored);
+  } else if ((mask & kUpdateInterval) != 0) {
+    Store(record->interval, info.interval);
+  } else {
+    Store(record->maxMem, info.maxMem);
+  }
+  return 1;
+}
+
+template <typename Matches>
+PROC_INFO_DATA* FindFirst(std::deque<PROC_INFO_DATA>& records, Matches matches) {
+  for (PROC_INFO_DATA& record : records) {
+    if (matches(record)) return &record;
+  }
+  return nullptr;
+}
+
+PROC_INFO_DATA* FindById(std::deque<PROC_INFO_DATA>& records, long pid) {
+  return FindFirst(records, [pid](const PROC_INFO_DATA& record) { return record.pid == pid; });
+}
+
+// Takes one sample and prints what it shows. The sample replaces the one before even when nothing is printed:
+// growth is counted from pass to pass.
+void TakeSample(PROC_INFO_DATA& record, long mem) {
+  const long maxMem = Load(record.maxMem);
+  if (mem > maxMem && maxMem >= 1) {
+    std::printf("proc:%s,pId:%ld,mem:%ld greater than max_mem:%ld\n", record.name, record.pid, mem, maxMem);
+  }
+  const time_t now = time(nullptr);
+  const int interval = Load(record.interval);
+  if (now - record.lastTime >= interval && interval >= 1) {
+    const long growth = mem - record.lastMem;
+    Store(record.memAdd, growth);
+    std::printf("proc:%s,pId:%ld,mem:%ld,%d second memery add %ldkb\n", record.name, record.pid, mem,
+                interval, growth);
+  }
+  Store(record.lastTime, now);
+  Store(record.lastMem, mem);
+}
+
+}  // namespace
+
+ProcessMonitor::ProcessMonitor() : statusKey("VmRSS") { scan(records); }
+
+ProcessMonitor::~ProcessMonitor() = default;
+
+void ProcessMonitor::setStatusKey(const char* key) {
+  if (key == nullptr) return;
+  FixedBuffer<sizeof statusKey> copy;
+  copy.Copy(key);
+  std::memcpy(statusKey, copy.text(), sizeof statusKey);
+}
+
+int ProcessMonitor::readStatusValue(long pid, const char* key, char* out) {
+  FixedBuffer<256> path;
+  path.Format("/proc/%ld/status", pid);
+  const std::unique_ptr<std::FILE, FileCloser> file(std::fopen(path.text(), "re"));
+  if (file == nullptr) return -1;
+  // The whole file fits: one read in place of one a kilobyte, and no allocation.
+  char stream[4096];
+  std::setvbuf(file.get(), stream, _IOFBF, sizeof stream);
+  char line[256];
+  while (std::fgets(line, sizeof line, file.get()) != nullptr) {
+    if (std::strstr(line, key) == nullptr) continue;
+    char first[256];
+    std::sscanf(line, "%255s %255s", first, out);  // a piece holds at most 255 bytes, so no word is cut
+    return 1;
+  }
+  return 1;
+}
+
+int ProcessMonitor::scan(std::deque<PROC_INFO_DATA>& out) {
+  out.clear();
+  DIR* const directory = opendir("/proc");
+  if (directory == nullptr) {
+    std::fputs("Cannot open /proc\n", stderr);
+    return -1;
+  }
+  while (const dirent* const entry = readdir(directory)) {
+    if (!IsProcessEntry(entry->d_name)) continue;
+    PROC_INFO_DATA& record = out.emplace_back();
+    char value[256] = {};
+    record.pid = ToNumber(entry->d_name);
+    readStatusValue(record.pid, "Name", record.name);
+    readStatusValue(record.pid, statusKey, value);
+    record.lastMem = ToNumber(value);
+    record.valid = true;
+  }
+  // Kept open on purpose: users of the monitor know that a scan costs them a descriptor.
+  return 0;
+}
+
+int ProcessMonitor::refresh() {
+  std::deque<PROC_INFO_DATA> fresh;
+  const int result = scan(fresh);
+  if (result < 0) return result;
+  std::unordered_map<long, const PROC_INFO_DATA*> known;
+  known.reserve(records.size());
+  for (const PROC_INFO_DATA& record : records) known.emplace(record.pid, &record);
+  for (PROC_INFO_DATA& record : fresh) {
+    const auto before = known.find(record.pid);
+    if (before == known.end() || std::strcmp(before->second->name, record.name) != 0) continue;
+    record.monitored = before->second->monitored;
+    record.lastTime = before->second->lastTime;
+    record.interval = before->second->interval;
+    record.maxMem = before->second->maxMem;
+  }
+  records = std::move(fresh);
+  return 1;
+}
+
+int ProcessMonitor::updateById(PROC_INFO_DATA info, int mask) {
+  return Apply(FindById(records, info.pid), info, mask);
+}
+
+int ProcessMonitor::updateByName(PROC_INFO_DATA info, int mask) {
+  const auto sameName = [&info](const PROC_INFO_DATA& record) {
+    return std::strcmp(record.name, info.name) == 0;
+  };
+  return Apply(FindFirst(records, sameName), info, mask);
+}
+
+int ProcessMonitor::getProcInfo(long pid, PROC_INFO_DATA& out) {
+  refresh();
+  const PROC_INFO_DATA* const record = FindById(records, pid);
+  if (record == nullptr) return -1;
+  out = *record;
+  return 1;
+}
+
+long ProcessMonitor::getProcInfo(long pid) {
+  refresh();
+  const PROC_INFO_DATA* const record = FindById(records, pid);
+  return record == nullptr ? -1 : record->lastMem;
+}
+
+std::deque<PROC_INFO_DATA> ProcessMonitor::getAll() const {
+  std::deque<PROC_INFO_DATA> copies;
+  for (const PROC_INFO_DATA& record : records) {
+    PROC_INFO_DATA& copy = copies.emplace_back();
+    std::memcpy(copy.name, record.name, sizeof copy.name);
+    copy.pid = record.pid;
+    copy.lastMem = Load(record.lastMem);
+    copy.maxMem = Load(record.maxMem);
+    copy.interval = Load(record.interval);
+    copy.lastTime = Load(record.lastTime);
+    copy.memAdd = Load(record.memAdd);
+    copy.monitored = Load(record.monitored);
+    copy.valid = record.valid;
+  }
+  return copies;
+}
+
+int ProcessMonitor::killProcess(long pid) {
+  kill(static_cast<pid_t>(pid), SIGKILL);
+  return 1;
+}
+
+void ProcessMonitor::monitorLoop() {
+  for (;;) {
+    char value[256] = {};
+    for (PROC_INFO_DATA& record : records) {
+      if (!Load(record.monitored)) continue;
+      // After a failed read the value of the record before still stands; kept as users of the lines know it.
+      readStatusValue(record.pid, statusKey, value);
+      TakeSample(record, ToNumber(value));
+    }
+    sleep(1);
+  }
+}
+
+}  // namespace tovkit
