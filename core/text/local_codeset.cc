@@ -1,0 +1,198 @@
+#include "text/local_codeset.h"
+
+#include "text/utf8.h"
+
+#include <iconv.h>
+#include <langinfo.h>
+#include <locale.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdint>
+
+namespace tovmx {
+
+namespace {
+
+constexpr const char* kUtf8 = "UTF-8";
+constexpr const char* kWide = "WCHAR_T";
+constexpr std::size_t kLongestUnit = 8;  // bytes of one character in any codeset of the C library
+constexpr std::size_t kChunk = 512;
+
+// One direction of iconv. Each call starts in the initial shift state.
+class Converter {
+ public:
+  Converter(const char* to, const char* from) : handle_(iconv_open(to, from)) {}
+  ~Converter() {
+    if (valid()) iconv_close(handle_);
+  }
+  Converter(const Converter&) = delete;
+  Converter& operator=(const Converter&) = delete;
+
+  bool valid() const { return handle_ != reinterpret_cast<iconv_t>(-1); }
+
+  // Appends what converts at the front of `text` to `out` and returns how many input characters that took.
+  // `error` is 0 when all of them did, EINVAL for an incomplete character at the end, EILSEQ otherwise.
+  template <typename In, typename Out>
+  std::size_t Convert(const In* text, std::size_t length, std::basic_string<Out>& out, int& error) {
+    iconv(handle_, nullptr, nullptr, nullptr, nullptr);
+    char* from = reinterpret_cast<char*>(const_cast<In*>(text));
+    std::size_t left = length * sizeof(In);
+    error = 0;
+    while (left != 0) {
+      if (Step(&from, &left, out) || errno == E2BIG) continue;
+      error = errno;
+      break;
+    }
+    while (!Step(nullptr, nullptr, out) && errno == E2BIG) {
+    }
+    return length - left / sizeof(In);
+  }
+
+ private:
+  // Null input lets go of what the converter holds back and returns to the initial shift state.
+  template <typename Out>
+  bool Step(char** from, std::size_t* left, std::basic_string<Out>& out) {
+    Out chunk[kChunk];
+    char* to = reinterpret_cast<char*>(chunk);
+    std::size_t room = sizeof(chunk);
+    const bool done = iconv(handle_, from, left, &to, &room) != static_cast<std::size_t>(-1);
+    const int error = errno;
+    out.append(chunk, (sizeof(chunk) - room) / sizeof(Out));
+    errno = error;
+    return done;
+  }
+
+  iconv_t handle_;
+};
+
+std::string AskCodeset() {
+  const locale_t locale = newlocale(LC_CTYPE_MASK, "", nullptr);
+  if (locale == nullptr) return kUtf8;
+  const std::string name = nl_langinfo_l(CODESET, locale);
+  freelocale(locale);
+  if (name == "ANSI_X3.4-1968") return kUtf8;  // the C and POSIX locales
+  const bool known = Converter(kWide, name.c_str()).valid() && Converter(name.c_str(), kWide).valid();
+  return known ? name : kUtf8;
+}
+
+Converter& Decoder() {
+  thread_local Converter converter(kWide, LocalCodesetName());
+  return converter;
+}
+
+Converter& Encoder() {
+  thread_local Converter converter(LocalCodesetName(), kWide);
+  return converter;
+}
+
+wchar_t AsciiOrEscape(char byte) {
+  const auto value = static_cast<unsigned char>(byte);
+  return value < 0x80 ? static_cast<wchar_t>(value) : EscapeByte(value);
+}
+
+// The C library drops language tags without a word; they are tried alone, so that the loss is seen.
+constexpr bool IsTag(std::uint32_t c) { return c >> 7 == 0xE0000 >> 7; }
+
+// Whether the codeset alone decides what the character becomes.
+constexpr bool IsForCodeset(std::uint32_t c) { return c >= 0x80 && !IsSurrogate(c) && !IsTag(c); }
+
+// Everything at once. Encodes back to the same bytes for nearly every text, but for shift sequences and
+// characters that have two codes.
+std::wstring DecodeInBulk(const char* text, std::size_t length) {
+  std::wstring wide;
+  wide.reserve(length);
+  std::size_t done = 0;
+  while (done < length) {
+    int error = 0;
+    done += Decoder().Convert(text + done, length - done, wide, error);
+    if (done < length) wide += AsciiOrEscape(text[done++]);
+  }
+  return wide;
+}
+
+// The characters of the shortest code at `text` that encode back to it, appended to `wide`. Returns the
+// length of the code, or 0 when there is none.
+std::size_t DecodeUnit(const char* text, std::size_t length, std::wstring& wide) {
+  const std::size_t longest = std::min(length, kLongestUnit);
+  std::wstring unit;
+  for (std::size_t size = 1; size <= longest; ++size) {
+    int error = 0;
+    unit.clear();
+    Decoder().Convert(text, size, unit, error);
+    if (error == EINVAL) continue;
+    if (error != 0 || EncodeLocal(unit.data(), unit.size()).compare(0, std::string::npos, text, size) != 0) {
+      return 0;
+    }
+    wide += unit;
+    return size;
+  }
+  return 0;
+}
+
+std::wstring DecodeByUnits(const char* text, std::size_t length) {
+  std::wstring wide;
+  std::size_t i = 0;
+  while (i < length) {
+    const bool ascii = static_cast<unsigned char>(text[i]) < 0x80;
+    const std::size_t taken = ascii ? 0 : DecodeUnit(text + i, length - i, wide);
+    if (taken == 0) wide += AsciiOrEscape(text[i]);
+    i += std::max<std::size_t>(taken, 1);
+  }
+  return wide;
+}
+
+std::wstring EscapeEveryByte(const char* text, std::size_t length) {
+  std::wstring wide(length, L'\0');
+  std::transform(text, text + length, wide.begin(), AsciiOrEscape);
+  return wide;
+}
+
+}  // namespace
+
+const char* LocalCodesetName() {
+  static const std::string name = AskCodeset();
+  return name.c_str();
+}
+
+bool LocalIsUtf8() {
+  static const bool utf8 = std::string(LocalCodesetName()) == kUtf8;
+  return utf8;
+}
+
+std::wstring DecodeLocal(const char* text, std::size_t length) {
+  // Each way reads less into the bytes than the one before; the last cannot lose any.
+  for (const auto decode : {DecodeInBulk, DecodeByUnits}) {
+    std::wstring wide = decode(text, length);
+    if (EncodeLocal(wide.data(), wide.size()).compare(0, std::string::npos, text, length) == 0) return wide;
+  }
+  return EscapeEveryByte(text, length);
+}
+
+std::string EncodeLocal(const wchar_t* text, std::size_t length) {
+  std::string bytes;
+  bytes.reserve(length);
+  std::size_t i = 0;
+  while (i < length) {
+    const auto c = static_cast<std::uint32_t>(text[i]);
+    if (c < 0x80 || IsEscapedByte(c)) {
+      bytes += static_cast<char>(c & 0xFF);
+      ++i;
+      continue;
+    }
+    const auto isOther = [](wchar_t other) { return !IsForCodeset(static_cast<std::uint32_t>(other)); };
+    const wchar_t* const end = IsTag(c) ? text + i + 1 : std::find_if(text + i, text + length, isOther);
+    const std::size_t before = bytes.size();
+    int error = 0;
+    const auto run = static_cast<std::size_t>(end - (text + i));
+    const std::size_t taken = run == 0 ? 0 : Encoder().Convert(text + i, run, bytes, error);
+    i += taken;
+    if (run == 0 || taken < run || bytes.size() == before) {
+      bytes += kReplacement;
+      i += taken < run || run == 0 ? 1 : 0;
+    }
+  }
+  return bytes;
+}
+
+}  // namespace tovmx
