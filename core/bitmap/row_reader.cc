@@ -1,0 +1,113 @@
+#include "bitmap/row_reader.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <utility>
+
+RowLayout PlainLayoutOf(const CoreDib& bitmap) noexcept {
+  if (bitmap.HasAlpha()) return RowLayout::kBgra;
+  return bitmap.GetBitsPerPixel() <= 8 && bitmap.GetPaletteSize() == 0 ? RowLayout::kGray : RowLayout::kBgr;
+}
+
+int BytesPerPixel(RowLayout layout) noexcept {
+  if (layout == RowLayout::kGray) return 1;
+  return layout == RowLayout::kBgr || layout == RowLayout::kRgb ? 3 : 4;
+}
+
+namespace {
+
+bool IsRedFirst(RowLayout layout) noexcept { return layout == RowLayout::kRgb || layout == RowLayout::kRgba; }
+
+// Rounds to the nearest integer.
+std::uint8_t OverWhite(unsigned colour, unsigned alpha) noexcept {
+  return static_cast<std::uint8_t>((colour * alpha + 255U * (255U - alpha) + 127U) / 255U);
+}
+
+bool IsOpaque(const std::uint8_t* row, std::size_t width) noexcept {
+  unsigned all = 255;
+  for (std::size_t x = 0; x < width; ++x) all &= row[4 * x + 3];
+  return all == 255;
+}
+
+}  // namespace
+
+RowReader::RowReader(const CoreDib& bitmap, RowLayout layout) : bitmap_(bitmap), layout_(layout) {
+  const int bits = bitmap.GetBitsPerPixel();
+  inPlace_ = (bits == 8 && layout == RowLayout::kGray) || (bits == 24 && layout == RowLayout::kBgr) ||
+             (bits == 32 && layout == RowLayout::kBgra);
+  if (inPlace_) return;
+  scratch_.resize(static_cast<std::size_t>(bitmap.GetWidth()) *
+                  static_cast<std::size_t>(BytesPerPixel(layout)));
+  if (bits > 8) return;
+  const int levels = (1 << bits) - 1;
+  for (int i = 0; i <= levels; ++i) {
+    const auto grey = static_cast<std::uint32_t>(i * 255 / levels) * 0x010101U;
+    const std::uint32_t entry = bitmap.GetPaletteSize() == 0 ? grey : bitmap.GetPaletteEntry(i);
+    const std::uint8_t alpha = bitmap.GetPaletteAlpha(i);
+    auto& colour = colours_[static_cast<std::size_t>(i)];
+    colour = {static_cast<std::uint8_t>(entry >> 16), static_cast<std::uint8_t>(entry >> 8),
+              static_cast<std::uint8_t>(entry), alpha};
+    if (BytesPerPixel(layout) == 3) {
+      for (std::size_t c = 0; c < 3; ++c) colour[c] = OverWhite(colour[c], alpha);
+    }
+    if (IsRedFirst(layout)) std::swap(colour[0], colour[2]);
+  }
+}
+
+const std::uint8_t* RowReader::Row(int y) {
+  const std::uint8_t* row = bitmap_.GetRow(y);
+  if (inPlace_) return row;
+  if (bitmap_.GetBitsPerPixel() <= 8) {
+    ExpandIndices(row);
+  } else if (bitmap_.GetBitsPerPixel() == 24) {
+    ExpandBgr(row);
+  } else {
+    ExpandBgra(row);
+  }
+  return scratch_.data();
+}
+
+void RowReader::ExpandIndices(const std::uint8_t* row) {
+  const auto width = static_cast<std::size_t>(bitmap_.GetWidth());
+  const auto bits = static_cast<unsigned>(bitmap_.GetBitsPerPixel());
+  const auto size = static_cast<std::size_t>(BytesPerPixel(layout_));
+  const unsigned perByte = 8 / bits;
+  const unsigned mask = (1U << bits) - 1;
+  std::uint8_t* out = scratch_.data();
+  for (std::size_t x = 0; x < width; ++x, out += size) {
+    const unsigned shift = (perByte - 1 - static_cast<unsigned>(x % perByte)) * bits;
+    const auto& colour = colours_[static_cast<unsigned>(row[x / perByte]) >> shift & mask];
+    for (std::size_t c = 0; c < size; ++c) out[c] = colour[c];
+  }
+}
+
+void RowReader::ExpandBgr(const std::uint8_t* row) {
+  const auto width = static_cast<std::size_t>(bitmap_.GetWidth());
+  const auto size = static_cast<std::size_t>(BytesPerPixel(layout_));
+  const bool turn = IsRedFirst(layout_);
+  std::uint8_t* out = scratch_.data();
+  for (std::size_t x = 0; x < width; ++x, row += 3, out += size) {
+    out[0] = row[turn ? 2 : 0];
+    out[1] = row[1];
+    out[2] = row[turn ? 0 : 2];
+    if (size == 4) out[3] = 255;
+  }
+}
+
+void RowReader::ExpandBgra(const std::uint8_t* row) {
+  const auto width = static_cast<std::size_t>(bitmap_.GetWidth());
+  const auto size = static_cast<std::size_t>(BytesPerPixel(layout_));
+  const std::size_t first = IsRedFirst(layout_) ? 2 : 0;
+  const bool blend = size == 3 && !IsOpaque(row, width);
+  std::uint8_t* out = scratch_.data();
+  for (std::size_t x = 0; x < width; ++x, row += 4, out += size) {
+    out[0] = row[first];
+    out[1] = row[1];
+    out[2] = row[2 - first];
+    if (size == 4) {
+      out[3] = row[3];
+    } else if (blend) {
+      for (int c = 0; c < 3; ++c) out[c] = OverWhite(out[c], row[3]);
+    }
+  }
+}

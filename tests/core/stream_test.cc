@@ -1,0 +1,126 @@
+#include <tovmx/stream.h>
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+
+namespace {
+
+TEST(CoreMemoryInputStream, ReadsUpToTheEnd) {
+  CoreMemoryInputStream in("abcdef", 6);
+  char got[8] = {};
+  EXPECT_EQ(in.Read(got, 4), 4u);
+  EXPECT_EQ(std::string(got), "abcd");
+  EXPECT_EQ(in.Read(got, 8), 2u);
+  EXPECT_EQ(in.Read(got, 8), 0u);
+  EXPECT_EQ(in.GetPosition(), 6u);
+  EXPECT_EQ(in.GetSize(), 6u);
+}
+
+TEST(CoreMemoryInputStream, PastTheEndThereIsNothing) {
+  CoreMemoryInputStream in("abc", 3);
+  char got = 0;
+  EXPECT_TRUE(in.Seek(UINT64_MAX));
+  EXPECT_EQ(in.Read(&got, 1), 0u);
+  EXPECT_TRUE(in.Seek(2));
+  EXPECT_EQ(in.Read(&got, 1), 1u);
+  EXPECT_EQ(got, 'c');
+}
+
+TEST(CoreMemoryInputStream, NullIsEmpty) {
+  CoreMemoryInputStream in(nullptr, 10);
+  char got = 0;
+  EXPECT_EQ(in.GetSize(), 0u);
+  EXPECT_EQ(in.Read(&got, 1), 0u);
+}
+
+TEST(CoreMemoryOutputStream, CollectsWhatIsWritten) {
+  CoreMemoryOutputStream out;
+  EXPECT_EQ(out.GetData(), nullptr);
+  std::string expected;
+  for (int i = 0; i < 5000; ++i) {
+    const std::string piece = std::to_string(i);
+    ASSERT_TRUE(out.Write(piece.data(), piece.size()));
+    expected += piece;
+  }
+  EXPECT_TRUE(out.Write(nullptr, 0));
+  EXPECT_EQ(std::string(reinterpret_cast<const char*>(out.GetData()), out.GetSize()), expected);
+}
+
+TEST(CoreMemoryOutputStream, RefusesWhatNoMemoryHolds) {
+  CoreMemoryOutputStream out;
+  ASSERT_TRUE(out.Write("ab", 2));
+  EXPECT_FALSE(out.Write("cd", SIZE_MAX));
+  EXPECT_EQ(out.GetSize(), 2u);
+}
+
+class FileStream : public testing::Test {
+ protected:
+  FileStream() {
+    const int fd = mkstemp(path_.data());
+    if (fd >= 0) std::fclose(fdopen(fd, "w"));
+  }
+  ~FileStream() override { std::remove(path_.c_str()); }
+  std::string path_ = testing::TempDir() + "tovmx_stream_XXXXXX";
+};
+
+TEST_F(FileStream, WhatIsWrittenIsReadBack) {
+  CoreFileOutputStream out(path_.c_str());
+  ASSERT_TRUE(out.IsOpen());
+  EXPECT_TRUE(out.Write("hello, ", 7));
+  EXPECT_TRUE(out.Write("world", 5));
+  EXPECT_TRUE(out.Close());
+  EXPECT_FALSE(out.IsOpen());
+  EXPECT_FALSE(out.Close());
+  EXPECT_FALSE(out.Write("x", 1));
+
+  CoreFileInputStream in(path_.c_str());
+  ASSERT_TRUE(in.IsOpen());
+  EXPECT_EQ(in.GetSize(), 12u);
+  EXPECT_EQ(in.GetView(), nullptr);
+  EXPECT_TRUE(in.Seek(7));
+  char got[16] = {};
+  EXPECT_EQ(in.Read(got, sizeof got), 5u);
+  EXPECT_STREQ(got, "world");
+  EXPECT_FALSE(in.HasFailed());
+  EXPECT_EQ(in.GetPosition(), 12u);
+  EXPECT_TRUE(in.Seek(0));
+  EXPECT_FALSE(in.Seek(UINT64_MAX));
+  EXPECT_EQ(in.Read(got, 5), 5u);
+}
+
+TEST(CoreFileInputStream, AFileThatIsNotThereIsEmpty) {
+  CoreFileInputStream in("/nonexistent/picture.png");
+  char got = 0;
+  EXPECT_FALSE(in.IsOpen());
+  EXPECT_EQ(in.Read(&got, 1), 0u);
+  EXPECT_EQ(in.GetSize(), 0u);
+  EXPECT_FALSE(in.Seek(0));
+}
+
+TEST(CoreFileInputStream, ADirectoryFailsToRead) {
+  CoreFileInputStream in("/");
+  char got = 0;
+  EXPECT_EQ(in.Read(&got, 1), 0u);
+  EXPECT_TRUE(in.HasFailed());
+}
+
+TEST(CoreFileOutputStream, AFullDiskIsReportedAtTheLatestByClose) {
+  CoreFileOutputStream out("/dev/full");
+  ASSERT_TRUE(out.IsOpen());
+  out.Write("x", 1);
+  EXPECT_FALSE(out.Close());
+  EXPECT_EQ(errno, ENOSPC);
+}
+
+TEST(CoreFileOutputStream, AFileThatCannotBeMadeRefusesBytes) {
+  CoreFileOutputStream out("/nonexistent/picture.png");
+  EXPECT_FALSE(out.IsOpen());
+  EXPECT_FALSE(out.Write("x", 1));
+  EXPECT_FALSE(out.Close());
+}
+
+}  // namespace
