@@ -7,7 +7,134 @@
 
 #include <tovkit/export.h>
 
+#include <tovmx/array.h>
+#include <tovmx/string.h>
+
+#include <string>
+
 namespace tovkit {
+
+// ---- Pieces of a path
+// ---------------------------------------------------------------------------------------
+//
+// Pure work on the text, no file is touched. `len` is the number of bytes of the path; a negative one means
+// up to the terminating NUL. Both '\\' and '/' separate. A null path is the empty path.
+
+// The extension, its dot included: a pointer into `path` at its last '.', or a static empty text without one.
+// Separators do not stop the search, so "a.b/c" gives ".b/c". The result runs on to the NUL of `path`,
+// whatever `len` is.
+TOVKIT_API const char* GetFileExtension(const char* path, int len);
+
+// The last component: a pointer into `path` just behind its last separator. A bare name has no separator and
+// gives the static empty text: "dir/a.txt" gives "a.txt", "a.txt" gives "". The result runs on to the NUL of
+// `path`, whatever `len` is.
+TOVKIT_API const char* GetFileNamePart(const char* path, int len);
+
+// The last component without its extension. A component without an extension is given only when no directory
+// other than the root stands before it:
+//
+//   "dir/name.ext" "name"   "name.tar.gz" "name.tar"   "/name" "name"   "dir/name" ""
+//   "/name.ext"    "name"   ".profile"    ""           "name"  "name"   "dir/"     ""
+//
+// A `len` of 0 does not mean an empty path: it gives the whole text up to its NUL.
+TOVKIT_API CoreString GetFileName(const char* path, int len);
+
+// ---- Temporary files
+// ----------------------------------------------------------------------------------------
+
+// TempFile: a name for a temporary file, and its removal.
+//
+// The object makes a path and removes what stands there when it is destroyed; creating the file is the
+// client's part. The name is made of a prefix, the process id, five random digits, a suffix and an extension,
+// such as "scan_4711_30582_page1.png". The texts go to the operating system as they are.
+//
+// The digits come from the C library's generator, seeded anew with the current second for every name. So two
+// names made by one process in one second are equal, and the rest of the process sees its rand() start over.
+// Clients that make several files a second give them different prefixes or suffixes.
+//
+// Thread-safety: an object belongs to one thread; fileName and makePath touch the rand() of the whole
+// process.
+//
+//   tovkit::TempFile page;
+//   page.setPrefix("scan");
+//   page.setExtension("png");
+//   page.makePath();
+//   Save(page.path());
+class TOVKIT_API TempFile {
+ public:
+  // Names will stand in tempDirectory().
+  TempFile();
+
+  // Names will be put directly behind `dir`; no separator is added. Null means tempDirectory().
+  explicit TempFile(const char* dir);
+
+  // Removes the file, or the empty directory, at the made path, if one was made. A failure is not reported.
+  ~TempFile();
+
+  TempFile(const TempFile&) = delete;
+  TempFile& operator=(const TempFile&) = delete;
+
+  // Each sets one part of the names to come; null leaves it as it was. The extension is given without its
+  // dot.
+  void setPrefix(const char* text);
+  void setSuffix(const char* text);
+  void setExtension(const char* text);
+
+  // The first of $TMPDIR, $TMP, $TEMP and $TEMPDIR that is set, else "/tmp", and a '/' at its end. A variable
+  // that is set and empty counts: it gives "/".
+  static std::string tempDirectory();
+
+  // A new name, without a directory.
+  std::string fileName() const;
+
+  // Makes the path, once: later calls keep it, and parts set later no longer change it.
+  void makePath();
+
+  // The made path, "" before makePath. Valid as long as the object.
+  const char* path() const { return fields.path.c_str(); }
+
+ private:
+  struct Fields {
+    bool removeOnDestroy = true;
+    bool withProcessId = true;
+    bool withRandomDigits = true;
+    std::string prefix;
+    std::string suffix;
+    std::string extension;
+    std::string directory;
+    std::string path;
+  };
+  Fields fields;
+};
+
+// ---- Page ranges
+// --------------------------------------------------------------------------------------------
+//
+// A page selection such as "all", "odd" or "1,3,5-9", turned into zero-based page indices of a document of
+// `count` pages. The indices are appended to `out`, which is not emptied first. A null `spec` is the empty
+// one.
+//
+//   spec                            appended
+//   "", "all", "All", "ALL"         0 to count - 1; `base` is not added
+//   "odd", "Odd", "ODD"             base, base + 2, ... (the first, third, ... page)
+//   "even", "Even", "EVEN"          base + 1, base + 3, ...
+//   numbers and ranges a-b          those pages, in the order given; `base` is not added
+//
+// Numbers must rise strictly and a range must hold two pages at least. Anything else (a number that is not
+// above the one before, "2-2", an empty segment, a dangling or leading dash, a page outside the document)
+// ends the list at that point without a report; what was appended before it stays. Nothing happens for a
+// `count` below 1. Blanks before a number and text behind it are ignored, so "2x" is 2, and text without a
+// digit is 0. A number is read as by strtol and cut to 32 bits: 4294967297 is 1, one beyond `long` is -1.
+// Sums with `base` wrap at 32 bits.
+
+// Numbers count from 0.
+TOVKIT_API void ParsePageIndices(const char* spec, int count, CoreArray<int>& out, int base);
+
+// Numbers count from 1.
+TOVKIT_API void ParsePageNumbers(const char* spec, int count, CoreArray<int>& out, int base);
+
+// ---- Module information
+// -------------------------------------------------------------------------------------
 
 // The version of the library, "5.0.23.1211.2158". A static text; every call gives the same pointer.
 TOVKIT_API const char* GetLibraryVersion();

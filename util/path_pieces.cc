@@ -1,0 +1,56 @@
+#include "tovkit/util.h"
+
+#include "separators.h"
+
+#include <cstring>
+#include <string_view>
+
+namespace tovkit {
+
+namespace {
+
+constexpr auto kNone = std::string_view::npos;
+
+std::string_view View(const char* path, int len) {
+  if (path == nullptr) return {"", 0};
+  return {path, len < 0 ? std::strlen(path) : static_cast<std::size_t>(len)};
+}
+
+std::size_t LastSeparator(std::string_view text) {
+  std::size_t i = text.size();
+  while (i > 0) {
+    if (IsSeparator(text[--i])) return i;
+  }
+  return kNone;
+}
+
+}  // namespace
+
+const char* GetFileExtension(const char* path, int len) {
+  const std::string_view text = View(path, len);
+  const std::size_t dot = text.rfind('.');
+  return dot == kNone ? "" : text.data() + dot;
+}
+
+const char* GetFileNamePart(const char* path, int len) {
+  const std::string_view text = View(path, len);
+  const std::size_t separator = LastSeparator(text);
+  // Kept: a bare name gives "", callers take that to mean "no directory given".
+  return separator == kNone ? "" : text.data() + separator + 1;
+}
+
+CoreString GetFileName(const char* path, int len) {
+  const std::string_view text = View(path, len);
+  if (text.empty()) return {path, -1};  // kept: a length of 0 gives the whole text
+
+  const std::size_t separator = LastSeparator(text);
+  const std::size_t first = separator == kNone ? 0 : separator + 1;
+  const std::string_view component = text.substr(first);
+  const std::size_t dot = component.rfind('.');
+  if (dot != kNone) return {component.data(), static_cast<int>(dot)};
+  // Kept: without an extension, the component is given only when no directory other than the root is named.
+  if (separator != kNone && separator > 0) return {};
+  return {component.data(), static_cast<int>(component.size())};
+}
+
+}  // namespace tovkit
