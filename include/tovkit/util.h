@@ -14,6 +14,55 @@
 
 namespace tovkit {
 
+// ---- Text
+//
+// UTF-8 is the form in which the library keeps and exchanges text. Local text is the multibyte encoding that
+// the operating system's file functions take: the codeset of the environment's LC_CTYPE, UTF-8 in the C and
+// POSIX locales (CoreTextCodec). Wide text has 32-bit characters.
+//
+// The six conversions take `len` units at `text`; a negative length means up to the terminating NUL, and a
+// null text gives an empty result. They report no error: bytes that do not decode travel as U+DC80 to U+DCFF
+// and come back as the same bytes. A result ends before the first NUL character of the text.
+
+TOVKIT_API std::wstring LocalToWide(const char* text, int len);
+TOVKIT_API std::wstring Utf8ToWide(const char* text, int len);
+
+// A character that the target encoding lacks becomes "?".
+TOVKIT_API std::string WideToLocal(const wchar_t* text, int len);
+TOVKIT_API std::string WideToUtf8(const wchar_t* text, int len);
+
+// For everything that comes from the operating system.
+TOVKIT_API std::string LocalToUtf8(const char* text, int len);
+
+// For every path that is handed to the operating system.
+TOVKIT_API std::string Utf8ToLocal(const char* text, int len);
+
+// Replaces every `\` and `/` by `c` in place, up to the terminating NUL, and returns `s`. Does nothing for a
+// null or empty `s`.
+TOVKIT_API char* ReplaceSeparators(char* s, char c);
+TOVKIT_API char* NormalizeSeparators(char* s);  // with '/'
+
+// The same over the whole string, beyond NUL characters too.
+TOVKIT_API void ReplaceSeparators(std::string& s, char c);
+TOVKIT_API void NormalizeSeparators(std::string& s);  // with '/'
+
+// A copy of `s`, up to the terminating NUL, with the separators replaced; empty for a null `s`.
+TOVKIT_API std::string ReplaceSeparators(const char* s, char c);
+TOVKIT_API std::string NormalizeSeparators(const char* s);  // with '/'
+
+// Joins exactly two components with "/": call it as JoinPath(first, second, nullptr). A null or empty
+// component is skipped. The first that is left is taken as it stands; of the next, one leading `\` or `/` is
+// dropped, and a "/" goes between unless the first ends in `\` or `/`.
+//
+// There is no third component. A third argument that is not null is appended again and again, and the
+// arguments after it are never read: the call ends by the failure to allocate (std::bad_alloc or
+// std::length_error), or not at all when the argument adds no characters. Nest calls to join more.
+TOVKIT_API std::string JoinPath(const char* first, const char* second, ...) __attribute__((sentinel));
+
+// `prefix`, the present time in whole seconds since the epoch as a decimal number, `suffix`; null counts as
+// empty. Two calls within a second give the same name. A name of more than 1,023 bytes ends the process.
+TOVKIT_API std::string MakeTimeName(const char* prefix, const char* suffix);
+
 // ---- Pieces of a path
 // ---------------------------------------------------------------------------------------
 //
