@@ -1,15 +1,316 @@
-// (grows with its subsystem)
+// System services: threads and runnables, a worker pool, mutexes with a hold-time watchdog, child processes,
+// a process memory monitor and shared memory.
+//
+// Thin classes over POSIX. Nothing here throws or keeps an error for later: a failure is a false, a -1 or one
+// line on standard output, as each function says. Objects are neither copied nor moved.
+//
+// Thread-safety: ThreadPool::addTask, lock and unlock may be called from any thread; everything else belongs
+// to the thread that owns the object unless its comment says otherwise.
+//
+//   struct Render : tovkit::Runnable {
+//     int run() override { return 0; }
+//   };
+//   Render page;
+//   tovkit::ThreadPool pool;
+//   pool.init(16);
+//   pool.addTask(&page);
+//   while (!page.isFinished()) tovkit::Thread::msleep(1);
+//   pool.destroy();
+//
+//   const char* arguments[] = {"-c", "exit 3"};
+//   tovkit::Process shell;
+//   if (shell.start("/bin/sh", 2, arguments) && shell.wait(5000)) std::printf("%ld\n", shell.exitCode());
 #pragma once
 
+#include <pthread.h>
+#include <semaphore.h>
 #include <tovkit/export.h>
 
-#include <sys/types.h>
-
 #include <cstddef>
+#include <cstdint>
 #include <ctime>
 #include <deque>
 
 namespace tovkit {
+
+// ---- Threads ----------------------------------------------------------------------------------------------
+
+// One detached POSIX thread that runs the object's own run().
+//
+// The object must outlive its thread, which touches the object after run() has returned: destroy it only once
+// isRunning() is false. A true from wait() alone is too early for that.
+class TOVKIT_API Thread {
+ public:
+  Thread();
+  Thread(const Thread&) = delete;
+  Thread& operator=(const Thread&) = delete;
+
+  // Destroys the semaphore behind wait(). Does not stop, join or cancel the thread.
+  virtual ~Thread();
+
+  // Starts the thread. Reports nothing: isRunning() is true afterwards even when no thread could be created,
+  // and it stays true when the body ended before start() returned. May be called again once the body has
+  // ended; a call while it runs starts a second thread on the same object.
+  void start();
+
+  // Waits for the end of run(), at most `milliseconds`. True when it has ended or start() was never called;
+  // false on a time-out or any error. A true result uses up the one signal that the thread gives.
+  //
+  // Kept odd, callers are tuned to it: whole seconds count as such, but the rest below a second is waited as
+  // MICROseconds (1500 waits 1.0005 s), and the call fails at once when that rest carries the wall clock's
+  // fraction past a whole second. Use a multiple of 1000.
+  bool wait(unsigned milliseconds);
+
+  // Put the calling thread to sleep and give usleep()'s result: 0, or -1 with errno when a signal cut it
+  // short. The microseconds are taken modulo 2^32 (some 71 minutes), as usleep() takes them. A negative time,
+  // a NaN or one past 2^63 microseconds counts as 0. The float is multiplied by 1000 twice, in that order, in
+  // single precision.
+  static int sleep(float seconds);
+  static int msleep(unsigned milliseconds);
+
+  // True from start() until run() has ended and wait() was signalled. Any thread may ask.
+  bool isRunning() const;
+
+  // The id of the thread that was started last; 0 before the first. Any thread may ask.
+  pthread_t tid() const;
+
+  // What the POSIX thread executes; `thread` is the Thread. Always null.
+  static void* threadEntry(void* thread);
+
+  // The body. Its result is ignored.
+  virtual int run() = 0;
+
+ private:
+  struct Fields {
+    pthread_t tid;
+    bool running;
+    sem_t doneSignal;
+  };
+  Fields fields;
+};
+
+// A unit of work for the pool. The caller owns it and keeps it alive until isFinished() or the pool's end.
+class TOVKIT_API Runnable {
+ public:
+  Runnable();
+  Runnable(const Runnable&) = delete;
+  Runnable& operator=(const Runnable&) = delete;
+  virtual ~Runnable();
+
+  // Runs run() once and returns 0, whatever run() gave.
+  int Task();
+
+  // False at construction and while Task() runs the body, true once the body has returned; the pool does not
+  // touch the object after that. Any thread may ask.
+  bool isFinished() const;
+
+  // The work. Its result is ignored.
+  virtual int run() = 0;
+
+ private:
+  bool finished;
+};
+
+// ---- Worker pool ------------------------------------------------------------------------------------------
+
+struct PoolTask;
+
+// A fixed set of at least ten worker threads and one first-in-first-out queue.
+//
+// addTask() may be called from any thread, tasks included, at any time in the object's life. A task must not
+// call destroy() of its own pool. Workers print "----------------------thread start working\n" on standard
+// output once per task.
+class TOVKIT_API ThreadPool {
+ public:
+  ThreadPool();
+  ThreadPool(const ThreadPool&) = delete;
+  ThreadPool& operator=(const ThreadPool&) = delete;
+
+  // Calls destroy().
+  ~ThreadPool();
+
+  // Starts `count` workers, 10 when `count` is below 10. 0 on success. -1 with a line on standard output when
+  // memory is short ("m_pThreadId malloc error\n") or a thread cannot be created ("pthread_create error\n").
+  // In the second case the workers created so far stay and take tasks; destroy() ends them. -1 without a line
+  // and without effect when the pool has workers already. A pool may be started again after destroy().
+  int init(int count);
+
+  // Queues a Runnable (not owned) or a function with its argument (not checked for null). 0 when queued. -1
+  // and nothing queued for a null Runnable, for a pool without workers (before init, after destroy), and,
+  // with "THREAD_WORKER malloc error!\n" on standard output, when memory is short. The cost grows with the
+  // length of the queue: it keeps no tail.
+  int addTask(Runnable* runnable);
+  int addTask(void* (*function)(void*), void* argument);
+
+  // Ends the workers once each has finished the task it runs, joins them, and frees what is still queued
+  // without running it. 0 when done or when the pool was never started; -1, without effect, when destroy()
+  // was called before.
+  int destroy();
+
+ private:
+  static void* workerEntry(void* pool);
+  const char* startWorkers(int count);
+  bool hasWorkers();
+  void work();
+  bool takeTask(PoolTask** task);
+  int append(PoolTask* task);
+  void joinWorkers();
+
+  pthread_mutex_t lock;
+  pthread_cond_t workAvailable;
+  pthread_t* threadIds;
+  PoolTask* queueHead;
+  int32_t shutdown;
+  int32_t threadCount;
+  int32_t queueSize;
+};
+
+// ---- Mutexes ----------------------------------------------------------------------------------------------
+
+struct MutexState;
+
+// A plain, non-recursive mutex that remembers when it was last locked and unlocked. Results of the POSIX
+// calls are ignored.
+class TOVKIT_API Mutex {
+ public:
+  Mutex();
+  Mutex(const Mutex&) = delete;
+  Mutex& operator=(const Mutex&) = delete;
+  virtual ~Mutex();
+  virtual void lock();
+  virtual void unlock();
+
+ private:
+  MutexState* state;
+};
+
+// A named mutex that one process-wide watchdog thread unlocks by force when it was held for too long.
+//
+// The watchdog looks every 5 seconds. A mutex held for more than `timeout` seconds is released some time
+// before `timeout` + 6 seconds, with two lines on standard output; its owner is not told, may share the
+// protected data with the next owner from then on, and will later unlock a mutex that it no longer holds. It
+// breaks dead-locks at the cost of mutual exclusion.
+class TOVKIT_API WatchedMutex : public Mutex {
+ public:
+  // `name` shows in the watchdog's lines: null counts as "SWMutex", and only 255 characters are kept.
+  // `timeout` is in seconds; below 1 the mutex is not watched. The first watched mutex starts the watchdog;
+  // when that fails, "pthread_create error\n" is printed and every later construction or destruction of a
+  // watched mutex blocks for good (kept: a process that cannot watch is meant to be noticed).
+  WatchedMutex(const char* name, int timeout);
+
+  // Leaves the registry. A mutex with a time-out below 1 leaves a record of some 300 bytes behind.
+  // Precondition: nobody holds the mutex or waits for it.
+  ~WatchedMutex() override;
+
+  void lock() override;
+  void unlock() override;
+
+ private:
+  friend class WatchRegistry;
+  MutexState* watchState;
+};
+
+// Locks a mutex, not null and not owned, for the length of a scope.
+class TOVKIT_API MutexLocker {
+ public:
+  explicit MutexLocker(Mutex* mutexToLock);
+  MutexLocker(const MutexLocker&) = delete;
+  MutexLocker& operator=(const MutexLocker&) = delete;
+  ~MutexLocker();
+
+ private:
+  Mutex* mutex;
+};
+
+// ---- Child processes --------------------------------------------------------------------------------------
+
+// One external program, run as a child process. An object belongs to one thread at a time.
+//
+// What goes wrong in the child between its birth and the program's start is told on the child's standard
+// output, and such a child ends with exit code 0. A bad working directory is not told at all.
+class TOVKIT_API Process {
+ public:
+  // Option bits for setFlags and its companions. With inheritParentFds the child keeps every descriptor that
+  // it inherits; without, it closes all above 2, which costs a run of `ls` before the program starts.
+  enum Flag : uint32_t { inheritParentFds = 1 };
+
+  enum State : int32_t { Starting = 0, Running = 1, Stopped = 2 };
+
+  Process();
+  Process(const Process&) = delete;
+  Process& operator=(const Process&) = delete;
+
+  // Kills a child that is not known to have ended, without reaping it: wait() first, or a zombie stays until
+  // the calling process ends.
+  ~Process();
+
+  void setFlags(uint32_t value);
+  void addFlags(uint32_t value);
+  void removeFlags(uint32_t value);
+
+  // Descriptors for the child's standard output and error; they stay the caller's. Takes effect only when
+  // `stdoutFd` is above 0, and then for both: a `stderrFd` of -1 leaves the child without standard error.
+  // Always true.
+  bool setOutputFds(int stdoutFd, int stderrFd);
+
+  // Copies the directory that the child changes to before `path` is looked up; null or "" for the caller's.
+  void setWorkingDirectory(const char* directory);
+
+  // Runs the program `path` (not searched in PATH) with `argc` arguments; `argv` excludes the program's name,
+  // and an `argc` below 1 ignores it. All texts are copied. True when the child was created, which does not
+  // mean that the program could be executed. False, with no child, for a null or empty path, a null `argv`
+  // with a positive `argc`, a null or empty argument, an `argc` too large for an int of slots, or a failed
+  // fork ("vfork fail, errno=%d, errmsg=%s\n"; the name is kept, log filters know it).
+  //
+  // A running child does not prevent another start: the object then forgets the first one. Only a call from
+  // within start is refused, with "this process is already runing.\n".
+  bool start(const char* path, int argc, const char* const* argv);
+
+  // The second half of start: fork and execute what start stored. For start's use; false before any start.
+  bool unixStart();
+
+  // Closes every descriptor above 2 of the CALLING process. For use in a child between fork and exec only.
+  // Always true.
+  bool unixCloseFDInheritFromParent();
+
+  // Waits for the child at most `milliseconds`, without limit when negative (which prints "PROC: will wait
+  // proc %lu unitl dead\n"). True when the child has ended or there is none. False on a time-out, or on an
+  // error other than "no such child", after a line "waitpid fail. errno=%d, errmsg=%s\n". A limited wait
+  // looks every 5 ms by the wall clock.
+  bool wait(int milliseconds);
+
+  // Sends SIGKILL to a child that is not known to have ended. state() stays until wait() sees the end.
+  void terminate();
+
+  // The child started last, 0 before.
+  uint64_t pid() const;
+
+  // The exit status, 0 to 255, of the last child that exited; 523124044 before. A child ended by a signal
+  // leaves it as it was.
+  int64_t exitCode() const;
+
+  State state() const;
+
+ private:
+  struct Fields {
+    uint64_t pid;
+    int64_t exitCode;
+    uint32_t flags;
+    int32_t state;
+    char* path;
+    int32_t argCount;
+    char** argv;
+    char* workDir;
+    int32_t stdoutFd;
+    int32_t stderrFd;
+  };
+
+  void freeArguments();
+  void redirectOutput() const;
+  bool executeInChild();
+
+  Fields fields;
+};
 
 // ---- Process memory monitor -------------------------------------------------------------------------------
 

@@ -1,0 +1,23 @@
+// Mutex and MutexLocker.
+#include <tovkit/system.h>
+
+#include "mutex_state.h"
+
+namespace tovkit {
+
+Mutex::Mutex() : state(NewMutexState()) {}
+
+Mutex::~Mutex() {
+  RetireMutexState(*state);
+  delete state;
+}
+
+void Mutex::lock() { LockState(*state); }
+
+void Mutex::unlock() { UnlockState(*state); }
+
+MutexLocker::MutexLocker(Mutex* mutexToLock) : mutex(mutexToLock) { mutex->lock(); }
+
+MutexLocker::~MutexLocker() { mutex->unlock(); }
+
+}  // namespace tovkit

@@ -1,0 +1,192 @@
+// ThreadPool: workers, one queue, one lock, one condition.
+//
+// The lock and the condition live as long as the object, not only from init to destroy, so that a late
+// addTask meets a lock that is still there, and so that every call is defined in every state.
+#include <tovkit/system.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+
+#include "pool_task.h"
+#include "shared_field.h"
+
+namespace tovkit {
+namespace {
+
+constexpr int kFewestWorkers = 10;
+
+// How long destroy waits for a worker before it broadcasts again.
+constexpr long kJoinSliceNanos = 1'000'000;
+
+timespec AfterJoinSlice() {
+  constexpr long kSecond = 1'000'000'000;
+  timespec time{};
+  clock_gettime(CLOCK_REALTIME, &time);
+  time.tv_nsec += kJoinSliceNanos;
+  if (time.tv_nsec >= kSecond) {
+    time.tv_nsec -= kSecond;
+    ++time.tv_sec;
+  }
+  return time;
+}
+
+PoolTask* NewTask() {
+  auto* task = static_cast<PoolTask*>(std::malloc(sizeof(PoolTask)));
+  if (task == nullptr) std::printf("THREAD_WORKER malloc error!\n");
+  return task;
+}
+
+void RunTask(const PoolTask& task) {
+  if (task.kind == kFunctionTask) {
+    task.function(task.argument);
+  } else if (task.runnable != nullptr) {
+    task.runnable->Task();
+  }
+}
+
+}  // namespace
+
+ThreadPool::ThreadPool() : threadIds(nullptr), queueHead(nullptr), shutdown(0), threadCount(0), queueSize(0) {
+  pthread_mutex_init(&lock, nullptr);
+  pthread_cond_init(&workAvailable, nullptr);
+}
+
+ThreadPool::~ThreadPool() {
+  destroy();
+  pthread_cond_destroy(&workAvailable);
+  pthread_mutex_destroy(&lock);
+}
+
+int ThreadPool::init(int count) {
+  if (hasWorkers()) return -1;
+  // New workers wait at the lock until the pool is whole.
+  pthread_mutex_lock(&lock);
+  const char* trouble = startWorkers(count < kFewestWorkers ? kFewestWorkers : count);
+  pthread_mutex_unlock(&lock);
+  if (trouble == nullptr) return 0;
+  std::fputs(trouble, stdout);
+  return -1;
+}
+
+// Null, or the line that says what failed.
+const char* ThreadPool::startWorkers(int count) {
+  threadIds = static_cast<pthread_t*>(std::malloc(static_cast<size_t>(count) * sizeof(pthread_t)));
+  if (threadIds == nullptr) return "m_pThreadId malloc error\n";
+  StoreShared(shutdown, 0);
+  for (int i = 0; i < count; ++i) {
+    pthread_t created = 0;
+    const bool failed = pthread_create(&created, nullptr, &ThreadPool::workerEntry, this) != 0;
+    // In a pool that stays incomplete threadCount is not set; a zero ends its row of workers.
+    threadIds[i] = failed ? 0 : created;
+    if (failed) return "pthread_create error\n";
+  }
+  queueHead = nullptr;
+  threadCount = count;
+  queueSize = 0;
+  return nullptr;
+}
+
+bool ThreadPool::hasWorkers() {
+  pthread_mutex_lock(&lock);
+  const bool has = threadIds != nullptr;
+  pthread_mutex_unlock(&lock);
+  return has;
+}
+
+int ThreadPool::addTask(Runnable* runnable) {
+  if (runnable == nullptr) return -1;
+  PoolTask* task = NewTask();
+  if (task == nullptr) return -1;
+  *task = {nullptr, nullptr, runnable, kRunnableTask, nullptr};
+  return append(task);
+}
+
+int ThreadPool::addTask(void* (*function)(void*), void* argument) {
+  PoolTask* task = NewTask();
+  if (task == nullptr) return -1;
+  *task = {function, argument, nullptr, kFunctionTask, nullptr};
+  return append(task);
+}
+
+int ThreadPool::append(PoolTask* task) {
+  pthread_mutex_lock(&lock);
+  if (threadIds == nullptr) {
+    pthread_mutex_unlock(&lock);
+    std::free(task);
+    return -1;
+  }
+  PoolTask** end = &queueHead;
+  while (*end != nullptr) end = &(*end)->next;
+  *end = task;
+  ++queueSize;
+  pthread_mutex_unlock(&lock);
+  pthread_cond_signal(&workAvailable);
+  return 0;
+}
+
+void* ThreadPool::workerEntry(void* pool) {
+  static_cast<ThreadPool*>(pool)->work();
+  return nullptr;
+}
+
+void ThreadPool::work() {
+  PoolTask* task = nullptr;
+  while (takeTask(&task)) {
+    RunTask(*task);
+    std::free(task);
+  }
+}
+
+// Waits for work. False when the pool shuts down, even with work queued.
+bool ThreadPool::takeTask(PoolTask** task) {
+  pthread_mutex_lock(&lock);
+  while (queueSize == 0 && LoadShared(shutdown) == 0) pthread_cond_wait(&workAvailable, &lock);
+  const bool open = LoadShared(shutdown) == 0;
+  if (open) {
+    std::printf("----------------------thread start working\n");
+    --queueSize;
+    *task = queueHead;
+    queueHead = queueHead->next;
+  }
+  pthread_mutex_unlock(&lock);
+  return open;
+}
+
+int ThreadPool::destroy() {
+  if (!hasWorkers()) return LoadShared(shutdown) == 0 ? 0 : -1;
+  if (std::atomic_ref<int32_t>(shutdown).exchange(1) != 0) return -1;
+  pthread_cond_broadcast(&workAvailable);
+  joinWorkers();
+
+  pthread_mutex_lock(&lock);
+  std::free(threadIds);
+  threadIds = nullptr;
+  threadCount = 0;
+  PoolTask* task = queueHead;
+  queueHead = nullptr;
+  queueSize = 0;
+  pthread_mutex_unlock(&lock);
+  while (task != nullptr) {
+    PoolTask* next = task->next;
+    std::free(task);
+    task = next;
+  }
+  return 0;
+}
+
+// shutdown was set without the lock: a worker that has just tested it and is about to wait misses the
+// broadcast, hence one more for every slice that a worker does not end in.
+void ThreadPool::joinWorkers() {
+  const bool whole = threadCount > 0;
+  for (int i = 0; whole ? i < threadCount : threadIds[i] != 0; ++i) {
+    timespec deadline = AfterJoinSlice();
+    while (pthread_timedjoin_np(threadIds[i], nullptr, &deadline) == ETIMEDOUT) {
+      pthread_cond_broadcast(&workAvailable);
+      deadline = AfterJoinSlice();
+    }
+  }
+}
+
+}  // namespace tovkit

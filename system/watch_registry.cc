@@ -1,0 +1,125 @@
+#include "watch_registry.h"
+
+#include <unistd.h>
+
+#include <atomic>
+#include <csignal>
+#include <cstdio>
+#include <ctime>
+#include <deque>
+#include <new>
+
+#include "exit_gate.h"
+#include "mutex_state.h"
+#include "shared_field.h"
+
+namespace tovkit {
+namespace {
+
+constexpr unsigned kPassIntervalSeconds = 5;
+
+// How long process exit waits for a pass or a registration under way before it leaves the registry alone. In
+// a forked child the thread that was inside does not exist and never leaves.
+constexpr int kExitPatienceMilliseconds = 100;
+
+// Built when the library is loaded; at exit the mutex goes first, then the list.
+struct Registry {
+  std::deque<WatchedMutex*> watchRegistry;
+  Mutex registryMutex;
+  bool watchdogStarted = false;
+};
+
+ExitGate gate;
+int64_t nextMutexId = 0;
+alignas(Registry) unsigned char registryStorage[sizeof(Registry)];
+Registry* registry = nullptr;
+
+// The storage outlives the owner: when somebody is still inside, the registry is not taken down at all.
+struct RegistryOwner {
+  RegistryOwner() { registry = new (registryStorage) Registry; }
+  ~RegistryOwner() {
+    if (gate.Close(kExitPatienceMilliseconds)) registry->~Registry();
+  }
+};
+const RegistryOwner registryOwner;
+
+void Purge(std::deque<WatchedMutex*>& entries, MutexState* WatchedMutex::*record) {
+  for (auto entry = entries.begin(); entry != entries.end();) {
+    MutexState* state = (*entry)->*record;
+    if (state != nullptr && LoadShared(state->valid)) {
+      ++entry;
+    } else {
+      delete state;
+      entry = entries.erase(entry);
+    }
+  }
+}
+
+}  // namespace
+
+int64_t WatchRegistry::NextMutexId() { return std::atomic_ref<int64_t>(nextMutexId).fetch_add(1) + 1; }
+
+void WatchRegistry::Add(WatchedMutex* mutex) {
+  if (!gate.Enter()) return;
+  registry->registryMutex.lock();
+  registry->watchRegistry.push_back(mutex);
+  if (!registry->watchdogStarted) {
+    pthread_t watchdog = 0;
+    if (pthread_create(&watchdog, nullptr, &WatchRegistry::WatchdogEntry, nullptr) != 0) {
+      std::printf("pthread_create error\n");
+      // Kept: the registry stays locked and the gate occupied. A process whose mutexes cannot be watched is
+      // to stand still rather than go on unwatched.
+      return;
+    }
+    registry->watchdogStarted = true;
+  }
+  registry->registryMutex.unlock();
+  gate.Leave();
+}
+
+// Both steps happen under the registry's lock, so that the watchdog never unlocks a mutex that is being
+// freed.
+void WatchRegistry::Retire(WatchedMutex* mutex) {
+  if (!gate.Enter()) return;
+  registry->registryMutex.lock();
+  RetireMutexState(*mutex->watchState);
+  Purge(registry->watchRegistry, &WatchedMutex::watchState);
+  registry->registryMutex.unlock();
+  gate.Leave();
+}
+
+void* WatchRegistry::WatchdogEntry(void* /*unused*/) {
+  // Signals are the application's business; they also would cut the sleep short.
+  sigset_t every;
+  sigfillset(&every);
+  pthread_sigmask(SIG_BLOCK, &every, nullptr);
+  for (;;) {
+    if (gate.Enter()) {
+      Pass();
+      gate.Leave();
+    }
+    sleep(kPassIntervalSeconds);
+  }
+  return nullptr;
+}
+
+void WatchRegistry::Pass() {
+  registry->registryMutex.lock();
+  for (WatchedMutex* entry : registry->watchRegistry) ReleaseIfOverdue(*entry);
+  registry->registryMutex.unlock();
+}
+
+void WatchRegistry::ReleaseIfOverdue(WatchedMutex& mutex) {
+  MutexState& state = *mutex.watchState;
+  if (!LoadShared(state.locked)) return;
+  const time_t now = time(nullptr);
+  const time_t lockTime = LoadShared(state.lockTime);
+  if (now - lockTime <= state.timeout || lockTime < 1 || state.timeout < 1) return;
+  std::printf("timeout %d Mutex %s start is %ld \n", state.timeout, state.name, lockTime);
+  std::printf("now is %ld compel release1\n", now);
+  // Through the virtual call, from a thread that does not own the mutex.
+  mutex.unlock();
+  StoreShared(state.locked, false);
+}
+
+}  // namespace tovkit

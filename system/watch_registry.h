@@ -1,0 +1,30 @@
+// WatchRegistry: the process-wide list of watched mutexes and the thread that looks after them.
+//
+// Thread-safety: every function may be called from any thread, during process exit too.
+#pragma once
+
+#include <tovkit/system.h>
+
+#include <cstdint>
+
+namespace tovkit {
+
+class WatchRegistry {
+ public:
+  // 1 for the first call.
+  static int64_t NextMutexId();
+
+  // Appends the mutex and starts the watchdog unless it runs. When that fails the registry stays locked.
+  static void Add(WatchedMutex* mutex);
+
+  // Takes the POSIX mutex from a mutex that is being destroyed, then drops every entry that is no longer
+  // valid and frees its record. The record of a mutex that was never added is left behind.
+  static void Retire(WatchedMutex* mutex);
+
+ private:
+  static void* WatchdogEntry(void* unused);
+  static void Pass();
+  static void ReleaseIfOverdue(WatchedMutex& mutex);
+};
+
+}  // namespace tovkit
