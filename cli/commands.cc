@@ -6,9 +6,18 @@
 
 namespace cli {
 
+void AddMonitorCommand(CLI::App& app);
+void AddPsCommand(CLI::App& app);
+void AddShmCommand(CLI::App& app);
+
 namespace {
 
-void AddCommands(CLI::App& app) { app.require_subcommand(1); }
+void AddCommands(CLI::App& app) {
+  app.require_subcommand(1);
+  AddMonitorCommand(app);
+  AddPsCommand(app);
+  AddShmCommand(app);
+}
 
 }  // namespace
 

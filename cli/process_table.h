@@ -1,0 +1,22 @@
+// What ps and monitor share: reading the table of processes and finding the ones a person named.
+#pragma once
+
+#include <tovkit/system.h>
+
+#include <deque>
+#include <string>
+
+namespace cli {
+
+using ProcessTable = std::deque<tovkit::PROC_INFO_DATA>;
+
+// The monitor's table. When /proc could not be read, the library has said so: ends the command with status 1.
+ProcessTable ReadTable(const tovkit::ProcessMonitor& monitor);
+
+// The processes of `table` that are called `name`. Throws JobError when there is none.
+ProcessTable Named(const ProcessTable& table, const std::string& name);
+
+// The text with control characters as "?", fit for a terminal.
+std::string Printable(const char* text);
+
+}  // namespace cli

@@ -1,0 +1,142 @@
+#include "run_command.h"
+
+#include <gtest/gtest.h>
+#include <sys/prctl.h>
+
+#include <algorithm>
+#include <csignal>
+#include <filesystem>
+#include <string>
+
+namespace {
+
+// A process of a known name that waits until it is killed.
+class Sleeper {
+ public:
+  explicit Sleeper(const char* name) {
+    int named[2];
+    EXPECT_EQ(pipe(named), 0);
+    pid_ = fork();
+    if (pid_ == 0) {
+      prctl(PR_SET_NAME, name);
+      prctl(PR_SET_PDEATHSIG, SIGKILL);
+      close(named[0]);
+      close(named[1]);
+      for (;;) pause();
+    }
+    close(named[1]);
+    char byte = 0;
+    EXPECT_EQ(read(named[0], &byte, 1), 0) << "the name is set once the pipe is closed";
+    close(named[0]);
+  }
+  ~Sleeper() {
+    kill(pid_, SIGKILL);
+    waitpid(pid_, nullptr, 0);
+  }
+  pid_t pid() const { return pid_; }
+
+ private:
+  pid_t pid_;
+};
+
+// The command's lines until it has printed `count` of them; then it is interrupted.
+std::string LinesOfMonitor(const std::vector<std::string>& arguments, int count,
+                           std::size_t* openDirectories) {
+  int out[2];
+  EXPECT_EQ(pipe(out), 0);
+  const pid_t child = StartCommand(arguments, STDIN_FILENO, out[1], STDERR_FILENO);
+  close(out[1]);
+  std::string lines;
+  for (char c = 0; count > 0 && read(out[0], &c, 1) == 1;) {
+    lines += c;
+    if (c == '\n') --count;
+  }
+  *openDirectories = 0;
+  for (const auto& entry : std::filesystem::directory_iterator("/proc/" + std::to_string(child) + "/fd")) {
+    *openDirectories += std::filesystem::read_symlink(entry.path()) == "/proc";
+  }
+  kill(child, SIGINT);
+  int status = 0;
+  waitpid(child, &status, 0);
+  EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGINT);
+  close(out[0]);
+  return lines;
+}
+
+TEST(MonitorCommand, WatchesAProcessByIdUntilInterrupted) {
+  const Sleeper sleeper("tovkit-mon-id");
+  std::size_t openDirectories = 0;
+  const std::string lines =
+      LinesOfMonitor({"monitor", std::to_string(sleeper.pid()), "--max-mem", "1"}, 2, &openDirectories);
+  const std::string start = "proc:tovkit-mon-id,pId:" + std::to_string(sleeper.pid()) + ",mem:";
+  EXPECT_EQ(lines.rfind(start, 0), 0u) << lines;
+  EXPECT_NE(lines.find(" greater than max_mem:1\n"), std::string::npos) << lines;
+  EXPECT_NE(lines.find(",1 second memery add 0kb\n"), std::string::npos) << lines;
+  EXPECT_EQ(openDirectories, 1u) << "one scan";
+}
+
+TEST(MonitorCommand, WatchesEveryProcessOfAName) {
+  const Sleeper first("tovkit-mon-name");
+  const Sleeper second("tovkit-mon-name");
+  std::size_t openDirectories = 0;
+  const std::string lines =
+      LinesOfMonitor({"monitor", "tovkit-mon-name", "--interval", "0", "--max-mem", "1", "--key", "VmSize"},
+                     2, &openDirectories);
+  for (const Sleeper* sleeper : {&first, &second}) {
+    EXPECT_NE(lines.find("pId:" + std::to_string(sleeper->pid()) + ","), std::string::npos) << lines;
+  }
+  EXPECT_EQ(lines.find("memery"), std::string::npos) << lines;
+}
+
+TEST(MonitorCommand, UnknownProcessesFail) {
+  for (const char* target : {"tovkit-no-such", "999999999", "99999999999999999999"}) {
+    const CommandResult result = RunCommand({"monitor", target});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.out, "");
+    EXPECT_EQ(result.err, std::string("tovkit: ") + target + ": no such process\n");
+  }
+}
+
+TEST(MonitorCommand, BadUsageIsToldApart) {
+  const std::string longKey(256, 'k');
+  const std::vector<std::string> bad[] = {{"monitor"},
+                                          {"monitor", "1", "--max-mem", "-1"},
+                                          {"monitor", "1", "--interval", "x"},
+                                          {"monitor", "1", "--key", ""},
+                                          {"monitor", "1", "--key", longKey}};
+  for (const auto& arguments : bad) {
+    const CommandResult result = RunCommand(arguments);
+    EXPECT_EQ(result.status, 2) << result.err;
+    EXPECT_EQ(result.out, "");
+  }
+}
+
+TEST(PsCommand, ListsEveryProcessOrTheNamedOnes) {
+  const Sleeper sleeper("tovkit-ps-test");
+  const std::string pid = std::to_string(sleeper.pid());
+  const CommandResult all = RunCommand({"ps"});
+  EXPECT_EQ(all.status, 0) << all.err;
+  EXPECT_EQ(all.out.rfind("       PID       RSS/kB  NAME\n", 0), 0u);
+  EXPECT_NE(all.out.find(" " + pid + " "), std::string::npos);
+  EXPECT_NE(all.out.find("         1 "), std::string::npos);
+
+  const CommandResult named = RunCommand({"ps", "tovkit-ps-test"});
+  EXPECT_EQ(named.status, 0);
+  EXPECT_EQ(std::count(named.out.begin(), named.out.end(), '\n'), 2) << named.out;
+  EXPECT_NE(named.out.find("  tovkit-ps-test\n"), std::string::npos);
+}
+
+TEST(PsCommand, UnknownNameFails) {
+  const CommandResult result = RunCommand({"ps", "tovkit-no-such"});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.err, "tovkit: tovkit-no-such: no such process\n");
+}
+
+TEST(PsCommand, ControlCharactersDoNotReachTheTerminal) {
+  const Sleeper sleeper("tovkit\x1b[31mred");
+  const CommandResult result = RunCommand({"ps"});
+  EXPECT_NE(result.out.find("tovkit?[31mred\n"), std::string::npos);
+  EXPECT_EQ(result.out.find('\x1b'), std::string::npos);
+}
+
+}  // namespace

@@ -1,0 +1,104 @@
+#include "run_command.h"
+
+#include <gtest/gtest.h>
+#include <tovkit/system.h>
+
+#include <fstream>
+#include <random>
+#include <string>
+
+namespace {
+
+constexpr unsigned kReadWrite = tovkit::kSharedMemoryRead | tovkit::kSharedMemoryWrite;
+
+// A name of its own for each test; the segment is gone afterwards whatever happened.
+class ShmCommand : public testing::Test {
+ protected:
+  ShmCommand() {
+    std::random_device random;
+    for (int i = 0; i < 2000; ++i) name_ += static_cast<char>('A' + random() % 26);
+  }
+  ~ShmCommand() override {
+    tovkit::SharedMemory memory(name_.c_str());
+    if (memory.Attach(kReadWrite)) memory.Detach(true);
+  }
+  CommandResult Shm(const std::string& job, const std::vector<std::string>& rest = {},
+                    const std::string& input = "") {
+    std::vector<std::string> arguments{"shm", job, name_};
+    arguments.insert(arguments.end(), rest.begin(), rest.end());
+    return RunCommand(arguments, input);
+  }
+  void ExpectFailure(const CommandResult& result, const std::string& what) const {
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.out, "");
+    EXPECT_EQ(result.err, "tovkit: " + name_ + ": " + what + "\n");
+  }
+
+  std::string name_;
+};
+
+TEST_F(ShmCommand, CreateWriteReadRemove) {
+  EXPECT_EQ(Shm("create", {"10"}).status, 0);
+  EXPECT_EQ(Shm("read").out, std::string(10, '\0')) << "the segment outlives the command that made it";
+  EXPECT_EQ(Shm("write", {}, "abcdefghij").status, 0);
+  EXPECT_EQ(Shm("write", {"--offset", "4"}, "XY").status, 0);
+  EXPECT_EQ(Shm("read").out, "abcdXYghij");
+  EXPECT_EQ(Shm("read", {"--offset", "3", "--length", "4"}).out, "dXYg");
+  EXPECT_EQ(Shm("read", {"--offset", "10"}).out, "");
+  EXPECT_EQ(Shm("remove").status, 0);
+  ExpectFailure(Shm("read"), "shmget shared memory error, errno=2, errmsg=No such file or directory");
+}
+
+TEST_F(ShmCommand, WritesAFile) {
+  const std::string path = testing::TempDir() + "tovkit-shm-input-" + std::to_string(getpid());
+  std::ofstream(path) << "from a file";
+  EXPECT_EQ(Shm("create", {"100"}).status, 0);
+  EXPECT_EQ(Shm("write", {path}).status, 0);
+  EXPECT_EQ(Shm("read", {"--length", "11"}).out, "from a file");
+  std::remove(path.c_str());
+  const CommandResult missing = Shm("write", {path});
+  EXPECT_EQ(missing.status, 1);
+  EXPECT_EQ(missing.err, "tovkit: " + path + ": No such file or directory\n");
+}
+
+TEST_F(ShmCommand, InputThatDoesNotFitWritesNothing) {
+  EXPECT_EQ(Shm("create", {"4"}).status, 0);
+  ExpectFailure(Shm("write", {}, "12345"), "the input does not fit the 4 bytes behind the offset");
+  ExpectFailure(Shm("write", {"--offset", "4"}, "1"), "the input does not fit the 0 bytes behind the offset");
+  ExpectFailure(Shm("write", {"--offset", "5"}, ""), "the offset is past the segment's 4 bytes");
+  ExpectFailure(Shm("read", {"--offset", "5"}), "the offset is past the segment's 4 bytes");
+  ExpectFailure(Shm("write", {"/dev/zero"}), "the input does not fit the 4 bytes behind the offset");
+  EXPECT_EQ(Shm("read").out, std::string(4, '\0'));
+}
+
+TEST_F(ShmCommand, CreateOfWhatExistsFails) {
+  EXPECT_EQ(Shm("create", {"4"}).status, 0);
+  ExpectFailure(Shm("create", {"4"}), "Create shared memory error, errno=17, errmsg=File exists");
+}
+
+TEST_F(ShmCommand, RemoveKeepsWhatIsInUse) {
+  tovkit::SharedMemory memory(name_.c_str());
+  ASSERT_TRUE(memory.Create(4, kReadWrite));
+  ASSERT_TRUE(memory.Attach(kReadWrite));
+  ExpectFailure(Shm("remove"), "not removed: a process is still attached");
+  EXPECT_TRUE(memory.Detach(false));
+  EXPECT_EQ(Shm("remove").status, 0);
+}
+
+TEST_F(ShmCommand, ReadOnlySegmentsHaveTheirMode) {
+  EXPECT_EQ(Shm("create", {"4", "--read-only"}).status, 0);
+  tovkit::SharedMemory second(name_.c_str());
+  EXPECT_FALSE(second.Create(4, kReadWrite)) << "it exists";
+}
+
+TEST_F(ShmCommand, BadUsageIsToldApart) {
+  EXPECT_EQ(RunCommand({"shm"}).status, 2);
+  EXPECT_EQ(RunCommand({"shm", "create"}).status, 2);
+  EXPECT_EQ(Shm("create").status, 2);
+  EXPECT_EQ(Shm("create", {"0"}).status, 2);
+  EXPECT_EQ(Shm("create", {"-4"}).status, 2);
+  EXPECT_EQ(Shm("create", {"99999999999"}).status, 2);
+  EXPECT_EQ(Shm("read", {"--offset", "x"}).status, 2);
+}
+
+}  // namespace
