@@ -1,0 +1,205 @@
+#include "device/canvas.h"
+
+#include "font/text_measure.h"
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+using core::Box;
+
+namespace {
+
+// Ems in surface units. Smaller text is no more than dust, larger text would leave Cairo's number range.
+constexpr double kSmallestEm = 1.0 / 64;
+constexpr double kLargestEm = 100000;
+
+// From here on glyphs are filled as outlines: a picture of each would take more memory than the page.
+constexpr double kLargestPicture = 256;
+constexpr double kLargestPrinted = 4096;
+
+// Outlines are taken at this size and magnified; Cairo rounds them to 1/256.
+constexpr double kOutlineEm = 4096;
+
+// Lines that reach further are drawn glyph by glyph where they meet the page.
+constexpr double kFarthest = 100000;
+
+bool Intersects(const Box& a, const Box& b) {
+  return a.left < b.right && b.left < a.right && a.top < b.bottom && b.top < a.bottom;
+}
+
+bool Holds(const Box& outer, const Box& inner) {
+  return outer.left <= inner.left && outer.top <= inner.top && inner.right <= outer.right &&
+         inner.bottom <= outer.bottom;
+}
+
+Box Transform(const cairo_matrix_t& m, const Box& box) {
+  double x[4] = {box.left, box.right, box.left, box.right};
+  double y[4] = {box.top, box.top, box.bottom, box.bottom};
+  for (int i = 0; i < 4; ++i) cairo_matrix_transform_point(&m, &x[i], &y[i]);
+  return {*std::min_element(x, x + 4), *std::min_element(y, y + 4), *std::max_element(x, x + 4),
+          *std::max_element(y, y + 4)};
+}
+
+// The longest and the shortest radius of the ellipse that the map makes of the unit circle.
+struct Stretch {
+  double most;
+  double least;
+};
+
+Stretch StretchOf(const cairo_matrix_t& m) {
+  const double sum = std::hypot(m.xx + m.yy, m.yx - m.xy);
+  const double difference = std::hypot(m.xx - m.yy, m.yx + m.xy);
+  return {(sum + difference) / 2, std::fabs(sum - difference) / 2};
+}
+
+bool IsFinite(const CoreMatrix& m) {
+  return std::isfinite(m.a) && std::isfinite(m.b) && std::isfinite(m.c) && std::isfinite(m.d) &&
+         std::isfinite(m.e) && std::isfinite(m.f);
+}
+
+// From reference pixels to surface units.
+cairo_matrix_t PlaceOf(const CoreMatrix& matrix, double textScale, double surfaceScale) {
+  const double linear = textScale * surfaceScale;
+  return {matrix.a * linear, matrix.b * linear,       matrix.c * linear,
+          matrix.d * linear, matrix.e * surfaceScale, matrix.f * surfaceScale};
+}
+
+// The run's glyphs that may paint on the page.
+void CollectVisible(const core::GlyphRun& run, const cairo_matrix_t& place, const Box& page,
+                    std::vector<cairo_glyph_t>& visible) {
+  visible.clear();
+  for (const cairo_glyph_t& glyph : run.glyphs) {
+    if (Intersects(Transform(place, run.reach.Moved(glyph.x, glyph.y)), page)) visible.push_back(glyph);
+  }
+}
+
+}  // namespace
+
+CoreCanvas::CoreCanvas(core::CairoSurfacePtr surface, double width, double height, double scale)
+    : surface_(std::move(surface)),
+      cairo_(surface_ == nullptr ? nullptr : cairo_create(surface_.get())),
+      page_{0, 0, width, height},
+      scale_(scale),
+      keepsText_(surface_ != nullptr && cairo_surface_has_show_text_glyphs(surface_.get()) != 0),
+      isImage_(surface_ != nullptr && cairo_surface_get_type(surface_.get()) == CAIRO_SURFACE_TYPE_IMAGE) {}
+
+CoreCanvas::~CoreCanvas() = default;
+
+bool CoreCanvas::IsGood() const noexcept {
+  return cairo_ != nullptr && cairo_status(cairo_.get()) == CAIRO_STATUS_SUCCESS &&
+         cairo_surface_status(surface_.get()) == CAIRO_STATUS_SUCCESS;
+}
+
+void CoreCanvas::SetColour(std::uint32_t argb) {
+  const auto part = [argb](int shift) { return static_cast<double>(argb >> shift & 0xFF) / 255.0; };
+  cairo_set_source_rgba(cairo_.get(), part(16), part(8), part(0), part(24));
+}
+
+bool CoreCanvas::FillPage(std::uint32_t argb) {
+  if (!IsGood()) return false;
+  SetColour(argb);
+  // A document has no operator but OVER; any other would turn its page into a picture.
+  if (isImage_) cairo_set_operator(cairo_.get(), CAIRO_OPERATOR_SOURCE);
+  cairo_paint(cairo_.get());
+  cairo_set_operator(cairo_.get(), CAIRO_OPERATOR_OVER);
+  damage_ = page_;
+  return IsGood();
+}
+
+bool CoreCanvas::DrawText(const wchar_t* characters, int count, const CoreFontLoader& fonts,
+                          const CoreMatrix& matrix, std::uint32_t argb, float pixelSize) {
+  if (!IsGood() || !IsFinite(matrix)) return false;
+  const core::ShapedLine* line = core::ShapeForSize(fonts.Request(), characters, count, pixelSize);
+  if (line == nullptr) return false;
+
+  const cairo_matrix_t place = PlaceOf(matrix, pixelSize / core::kReferenceSize, scale_);
+  const Stretch em = StretchOf(place);
+  if (!(em.least * core::kReferenceSize >= kSmallestEm && em.most * core::kReferenceSize <= kLargestEm)) {
+    return true;
+  }
+  const Box ink = Transform(place, line->ink);
+  if (line->ink.IsEmpty() ? !keepsText_ : !Intersects(ink, page_)) return true;
+
+  SetColour(argb);
+  const double size = em.most * core::kReferenceSize;
+  const bool farOut = !Holds({-kFarthest, -kFarthest, kFarthest, kFarthest}, ink);
+  if (farOut || size > (keepsText_ ? kLargestPrinted : kLargestPicture)) {
+    PaintOutlines(*line, place, size);
+  } else {
+    PaintRuns(*line, place, keepsText_ || Holds(page_, ink));
+  }
+  damage_.Add(ink);
+  return IsGood();
+}
+
+void CoreCanvas::PaintRuns(const core::ShapedLine& line, const cairo_matrix_t& place, bool wholeLineVisible) {
+  cairo_t* cr = cairo_.get();
+  cairo_set_matrix(cr, &place);
+  for (const core::GlyphRun& run : line.runs) {
+    cairo_set_scaled_font(cr, run.font.get());
+    if (keepsText_) {
+      cairo_show_text_glyphs(cr, run.text.c_str(), static_cast<int>(run.text.size()), run.glyphs.data(),
+                             static_cast<int>(run.glyphs.size()), run.clusters.data(),
+                             static_cast<int>(run.clusters.size()),
+                             run.backward ? CAIRO_TEXT_CLUSTER_FLAG_BACKWARD : cairo_text_cluster_flags_t{});
+      continue;
+    }
+    const std::vector<cairo_glyph_t>* glyphs = &run.glyphs;
+    if (!wholeLineVisible) {
+      CollectVisible(run, place, page_, visible_);
+      glyphs = &visible_;
+    }
+    cairo_show_glyphs(cr, glyphs->data(), static_cast<int>(glyphs->size()));
+  }
+  cairo_identity_matrix(cr);
+}
+
+void CoreCanvas::PaintOutlines(const core::ShapedLine& line, const cairo_matrix_t& place, double em) {
+  cairo_t* cr = cairo_.get();
+  const double shrink = std::min(1.0, kOutlineEm / em);
+  for (const core::GlyphRun& run : line.runs) {
+    CollectVisible(run, place, page_, visible_);
+    for (const cairo_glyph_t& visible : visible_) {
+      // The outline alone, without the place of its origin, which may be far out.
+      cairo_matrix_t small = {
+          place.xx * shrink, place.yx * shrink, place.xy * shrink, place.yy * shrink, 0, 0};
+      const cairo_glyph_t glyph = {visible.index, 0, 0};
+      cairo_set_matrix(cr, &small);
+      cairo_set_scaled_font(cr, run.font.get());
+      cairo_new_path(cr);
+      cairo_glyph_path(cr, &glyph, 1);
+      cairo_path_t* outline = cairo_copy_path(cr);
+      cairo_new_path(cr);
+      cairo_matrix_t full = place;
+      cairo_matrix_translate(&full, visible.x, visible.y);
+      cairo_set_matrix(cr, &full);
+      cairo_append_path(cr, outline);
+      cairo_path_destroy(outline);
+      cairo_fill(cr);
+    }
+  }
+  cairo_identity_matrix(cr);
+}
+
+bool CoreCanvas::Flush() {
+  if (!IsGood()) return false;
+  cairo_surface_flush(surface_.get());
+  return IsGood();
+}
+
+bool CoreCanvas::Finish() {
+  if (!IsGood()) return false;
+  cairo_show_page(cairo_.get());
+  const bool drawn = IsGood();
+  cairo_.reset();
+  cairo_surface_finish(surface_.get());
+  return drawn && cairo_surface_status(surface_.get()) == CAIRO_STATUS_SUCCESS;
+}
+
+void CoreCanvas::Release() noexcept {
+  cairo_.reset();
+  surface_.reset();
+}
+
+Box CoreCanvas::TakeDamage() noexcept { return std::exchange(damage_, Box{}); }

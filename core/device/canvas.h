@@ -1,0 +1,49 @@
+// CoreCanvas: the painting behind every device of this core, over a Cairo surface.
+#pragma once
+
+#include "font/handles.h"
+#include "font/shaped_line.h"
+#include "tovmx/device.h"
+
+#include <cstdint>
+
+class CoreCanvas {
+ public:
+  // The size is in surface units; `scale` is how many of them make a device unit. A canvas without a surface
+  // has failed.
+  CoreCanvas(core::CairoSurfacePtr surface, double width, double height, double scale);
+  virtual ~CoreCanvas();
+  CoreCanvas(const CoreCanvas&) = delete;
+  CoreCanvas& operator=(const CoreCanvas&) = delete;
+
+  bool DrawText(const wchar_t* characters, int count, const CoreFontLoader& fonts, const CoreMatrix& matrix,
+                std::uint32_t argb, float pixelSize);
+  bool FillPage(std::uint32_t argb);
+  virtual bool Flush();
+  // Ends the page; nothing can be drawn afterwards.
+  virtual bool Finish();
+  bool IsGood() const noexcept;
+
+ protected:
+  cairo_surface_t* Surface() const noexcept { return surface_.get(); }
+
+  // Lets go of the surface, which may still write what it holds.
+  void Release() noexcept;
+
+  // The part of the surface that was painted on since the last call.
+  core::Box TakeDamage() noexcept;
+
+ private:
+  void PaintRuns(const core::ShapedLine& line, const cairo_matrix_t& place, bool wholeLineVisible);
+  void PaintOutlines(const core::ShapedLine& line, const cairo_matrix_t& place, double em);
+  void SetColour(std::uint32_t argb);
+
+  core::CairoSurfacePtr surface_;
+  core::CairoPtr cairo_;
+  core::Box page_;
+  core::Box damage_;
+  double scale_;
+  bool keepsText_;  // the surface writes characters, so none may be left out
+  bool isImage_;
+  std::vector<cairo_glyph_t> visible_;
+};

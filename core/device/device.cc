@@ -1,0 +1,26 @@
+#include "tovmx/device.h"
+
+#include "device/canvas.h"
+
+#include <utility>
+
+CoreDevice::~CoreDevice() = default;
+
+CorePageDevice::CorePageDevice(std::unique_ptr<CoreCanvas> canvas) noexcept : canvas_(std::move(canvas)) {}
+CorePageDevice::~CorePageDevice() = default;
+
+bool CorePageDevice::DrawText(const wchar_t* characters, int count, const CoreFontLoader& fonts,
+                              const CoreMatrix& matrix, std::uint32_t argb, float pixelSize) {
+  return canvas_->DrawText(characters, count, fonts, matrix, argb, pixelSize);
+}
+
+// Cairo keeps no text open between two lines.
+bool CorePageDevice::EndText() { return canvas_->IsGood(); }
+
+bool CorePageDevice::Flush() { return canvas_->Flush(); }
+
+bool CorePageDevice::FillPage(std::uint32_t argb) { return canvas_->FillPage(argb); }
+
+bool CorePageDevice::IsGood() const noexcept { return canvas_->IsGood(); }
+
+bool CoreDocumentDevice::Finish() { return canvas_->Finish(); }

@@ -1,0 +1,59 @@
+#include "font/font_request.h"
+#include "font/text_measure.h"
+#include "font/text_shaper.h"
+#include "tovmx/text_codec.h"
+
+#include <cwchar>
+
+CoreFontLoader::CoreFontLoader(void* /*owner*/) : request_(std::make_unique<CoreFontRequest>()) {}
+CoreFontLoader::CoreFontLoader(const CoreFontLoader& other)
+    : request_(std::make_unique<CoreFontRequest>(*other.request_)) {}
+CoreFontLoader& CoreFontLoader::operator=(const CoreFontLoader& other) {
+  *request_ = *other.request_;
+  return *this;
+}
+CoreFontLoader::~CoreFontLoader() = default;
+
+bool CoreFontLoader::LoadFont(const wchar_t* family, const wchar_t* face, int source, int weight,
+                              bool italic) {
+  request_->family = family;
+  request_->face = face;
+  request_->source = source;
+  request_->weight = weight;
+  request_->italic = italic;
+  return core::TextShaper::ForThisThread().HasFonts(source);
+}
+
+const CoreWideString& CoreFontLoader::GetFamily() const noexcept { return request_->family; }
+const CoreWideString& CoreFontLoader::GetFace() const noexcept { return request_->face; }
+int CoreFontLoader::GetSource() const noexcept { return request_->source; }
+int CoreFontLoader::GetWeight() const noexcept { return request_->weight; }
+bool CoreFontLoader::IsItalic() const noexcept { return request_->italic; }
+
+CoreWideString CoreFontLoader::GetActualFamily() const {
+  const auto& choice = core::TextShaper::ForThisThread().Resolve(*request_);
+  return CoreTextCodec::Utf8Decode(choice.actualFamily.c_str(), -1);
+}
+
+bool CoreFontLoader::IsSubstituted() const {
+  return core::TextShaper::ForThisThread().Resolve(*request_).substituted;
+}
+
+bool CoreFontLoader::MeasureText(const wchar_t* characters, int count, float pixelSize,
+                                 CoreTextExtents& extents) const {
+  const core::ShapedLine* line = core::ShapeForSize(*request_, characters, count, pixelSize);
+  if (line == nullptr) return false;
+  const double scale = double{pixelSize} / core::kReferenceSize;
+  const auto scaled = [scale](const core::Box& box) {
+    const auto edge = [scale](double value) { return static_cast<float>(value * scale); };
+    return CoreRectF{edge(box.left), edge(box.top), edge(box.right), edge(box.bottom)};
+  };
+  extents = {scaled(line->ink), scaled(line->logical)};
+  return true;
+}
+
+bool CoreFontLoader::RegisterFontFile(const char* path) {
+  return path != nullptr && core::RegisterApplicationFont(path);
+}
+
+void CoreFontLoader::UnregisterFontFiles() { core::UnregisterApplicationFonts(); }

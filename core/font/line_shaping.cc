@@ -1,0 +1,113 @@
+#include "font/line_shaping.h"
+
+#include "font/handles.h"
+#include "font/line_text.h"
+
+#include <pango/pangocairo.h>
+
+#include <algorithm>
+#include <memory>
+#include <string>
+
+namespace core {
+
+namespace {
+
+void FreeItems(GList* items) {
+  g_list_free_full(items, [](void* item) { pango_item_free(static_cast<PangoItem*>(item)); });
+}
+
+using ItemList = std::unique_ptr<GList, Release<FreeItems>>;
+
+Box BoxOf(const PangoRectangle& r) {
+  const auto pixels = [](double units) { return units / PANGO_SCALE; };
+  return {pixels(r.x), pixels(r.y), pixels(double(r.x) + r.width), pixels(double(r.y) + r.height)};
+}
+
+bool IsPainted(PangoGlyph glyph) { return glyph != PANGO_GLYPH_EMPTY; }
+
+// A character that no font holds shows the font's own box for missing glyphs.
+unsigned long GlyphIndex(PangoGlyph glyph) { return (glyph & PANGO_GLYPH_UNKNOWN_FLAG) != 0 ? 0 : glyph; }
+
+// Which bytes of the text belong to which glyphs, so that a page's text can be read back.
+void AddClusters(GlyphRun& run, PangoItem* item, PangoGlyphString* glyphs, const char* lineText) {
+  PangoGlyphItem glyphItem{};
+  glyphItem.item = item;
+  glyphItem.glyphs = glyphs;
+  run.backward = (item->analysis.level & 1) != 0;
+  PangoGlyphItemIter iter;
+  for (gboolean more = pango_glyph_item_iter_init_start(&iter, &glyphItem, lineText); more != FALSE;
+       more = pango_glyph_item_iter_next_cluster(&iter)) {
+    int painted = 0;
+    const int step = run.backward ? -1 : 1;
+    for (int i = iter.start_glyph; i != iter.end_glyph; i += step) {
+      painted += IsPainted(glyphs->glyphs[i].glyph) ? 1 : 0;
+    }
+    run.clusters.push_back({iter.end_index - iter.start_index, painted});
+  }
+}
+
+// Appends the item's glyphs at `pen` and gives the pen's next place.
+double AddRun(ShapedLine& line, PangoItem* item, PangoGlyphString* glyphs, const std::string& text,
+              double pen) {
+  PangoFont* font = item->analysis.font;
+  if (font == nullptr) return pen;
+  cairo_scaled_font_t* scaled = pango_cairo_font_get_scaled_font(PANGO_CAIRO_FONT(font));
+  if (scaled == nullptr) return pen;
+
+  GlyphRun run;
+  run.font.reset(cairo_scaled_font_reference(scaled));
+  run.text = text.substr(static_cast<std::size_t>(item->offset), static_cast<std::size_t>(item->length));
+  run.glyphs.reserve(static_cast<std::size_t>(glyphs->num_glyphs));
+  for (int i = 0; i < glyphs->num_glyphs; ++i) {
+    const PangoGlyphInfo& info = glyphs->glyphs[i];
+    const double x = pen + info.geometry.x_offset / double{PANGO_SCALE};
+    const double y = info.geometry.y_offset / double{PANGO_SCALE};
+    pen += info.geometry.width / double{PANGO_SCALE};
+    if (!IsPainted(info.glyph)) continue;
+    PangoRectangle ink;
+    pango_font_get_glyph_extents(font, info.glyph, &ink, nullptr);
+    run.glyphs.push_back({GlyphIndex(info.glyph), x, y});
+    run.reach.Add(BoxOf(ink));
+    line.ink.Add(BoxOf(ink).Moved(x, y));
+  }
+  AddClusters(run, item, glyphs, text.c_str());
+  line.glyphCount += run.glyphs.size();
+  line.runs.push_back(std::move(run));
+  return pen;
+}
+
+// The line's height: that of the context's own font and of every font that was fallen back to.
+void AddHeight(ShapedLine& line, PangoFont* font) {
+  PangoRectangle logical;
+  // An empty glyph has the font's ascent and descent and no width.
+  pango_font_get_glyph_extents(font, PANGO_GLYPH_EMPTY, nullptr, &logical);
+  const Box box = BoxOf(logical);
+  line.logical.top = std::min(line.logical.top, box.top);
+  line.logical.bottom = std::max(line.logical.bottom, box.bottom);
+}
+
+}  // namespace
+
+ShapedLine ShapeLine(PangoContext* context, std::wstring_view wide) {
+  ShapedLine line;
+  const std::string text = DrawableText(wide.data(), static_cast<int>(wide.size()));
+  if (text.empty()) return line;
+  const int length = static_cast<int>(text.size());
+  // A weak direction yields to the first letter that has one (Unicode Bidirectional Algorithm, P2 and P3).
+  const ItemList items(pango_itemize_with_base_dir(context, PANGO_DIRECTION_WEAK_LTR, text.c_str(), 0, length,
+                                                   nullptr, nullptr));
+  const std::unique_ptr<GList, Release<g_list_free>> visual(pango_reorder_items(items.get()));
+  const std::unique_ptr<PangoGlyphString, Release<pango_glyph_string_free>> glyphs(pango_glyph_string_new());
+  double pen = 0;
+  for (GList* link = visual.get(); link != nullptr; link = link->next) {
+    auto* item = static_cast<PangoItem*>(link->data);
+    pango_shape_item(item, text.c_str(), length, nullptr, glyphs.get(), PANGO_SHAPE_NONE);
+    pen = AddRun(line, item, glyphs.get(), text, pen);
+    if (item->analysis.font != nullptr) AddHeight(line, item->analysis.font);
+  }
+  line.logical.right = pen;
+  return line;
+}
+
+}  // namespace core

@@ -1,0 +1,16 @@
+// ShapeLine: one line through Pango, by its itemising and shaping steps rather than its layout, which would
+// break lines and end paragraphs.
+#pragma once
+
+#include "font/shaped_line.h"
+
+#include <pango/pango.h>
+
+#include <string_view>
+
+namespace core {
+
+// `context` holds the font description and the language; its base direction is set to the text's.
+ShapedLine ShapeLine(PangoContext* context, std::wstring_view text);
+
+}  // namespace core

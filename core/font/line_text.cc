@@ -1,0 +1,56 @@
+#include "font/line_text.h"
+
+#include <cstddef>
+#include <cstdint>
+
+namespace core {
+
+namespace {
+
+constexpr std::uint32_t kReplacement = 0xFFFD;
+
+bool IsBreak(std::uint32_t c) { return (c >= 0x09 && c <= 0x0D) || c == 0x85 || c == 0x2028 || c == 0x2029; }
+
+bool IsControl(std::uint32_t c) { return c < 0x20 || (c >= 0x7F && c < 0xA0); }
+
+bool IsCharacter(std::uint32_t c) { return c <= 0x10FFFF && (c < 0xD800 || c > 0xDFFF); }
+
+void AppendUtf8(std::string& text, std::uint32_t c) {
+  const auto tail = [](std::uint32_t bits) { return static_cast<char>(0x80 | (bits & 0x3F)); };
+  if (c < 0x80) {
+    text += static_cast<char>(c);
+  } else if (c < 0x800) {
+    text += static_cast<char>(0xC0 | c >> 6);
+    text += tail(c);
+  } else if (c < 0x10000) {
+    text += static_cast<char>(0xE0 | c >> 12);
+    text += tail(c >> 6);
+    text += tail(c);
+  } else {
+    text += static_cast<char>(0xF0 | c >> 18);
+    text += tail(c >> 12);
+    text += tail(c >> 6);
+    text += tail(c);
+  }
+}
+
+}  // namespace
+
+std::string DrawableText(const wchar_t* characters, int count) {
+  std::string text;
+  text.reserve(static_cast<std::size_t>(count));
+  for (int i = 0; i < count; ++i) {
+    auto c = static_cast<std::uint32_t>(characters[i]);
+    if (IsBreak(c)) {
+      c = ' ';
+    } else if (IsControl(c)) {
+      continue;
+    } else if (!IsCharacter(c)) {
+      c = kReplacement;
+    }
+    AppendUtf8(text, c);
+  }
+  return text;
+}
+
+}  // namespace core

@@ -1,0 +1,13 @@
+// DrawableText: wide text as the UTF-8 of one line that can be shaped.
+#pragma once
+
+#include <string>
+
+namespace core {
+
+// Tabs, line and paragraph breaks become spaces, since a line has no columns and no second line. Other
+// control characters are left out. What is no character (a surrogate, a number above U+10FFFF) becomes
+// U+FFFD. The result is valid UTF-8 without NUL.
+std::string DrawableText(const wchar_t* characters, int count);
+
+}  // namespace core

@@ -1,0 +1,61 @@
+// ShapedLine: one line of text as positioned glyphs, ready to be painted at any size.
+//
+// Lines are shaped at kReferenceSize pixels to the em, without hinting, so that the same glyphs stand at the
+// same places on every device; a device scales them.
+#pragma once
+
+#include "font/handles.h"
+
+#include <cairo.h>
+
+#include <cstddef>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace core {
+
+inline constexpr double kReferenceSize = 64.0;
+
+// In reference pixels, y growing downwards.
+struct Box {
+  double left = 0;
+  double top = 0;
+  double right = 0;
+  double bottom = 0;
+
+  bool IsEmpty() const noexcept { return !(left < right && top < bottom); }
+  void Add(const Box& other) noexcept {
+    if (other.IsEmpty()) return;
+    if (IsEmpty()) {
+      *this = other;
+      return;
+    }
+    left = other.left < left ? other.left : left;
+    top = other.top < top ? other.top : top;
+    right = other.right > right ? other.right : right;
+    bottom = other.bottom > bottom ? other.bottom : bottom;
+  }
+  Box Moved(double dx, double dy) const noexcept { return {left + dx, top + dy, right + dx, bottom + dy}; }
+};
+
+using ScaledFontPtr = std::unique_ptr<cairo_scaled_font_t, Release<cairo_scaled_font_destroy>>;
+
+// Glyphs of one font in the order in which they stand from left to right.
+struct GlyphRun {
+  ScaledFontPtr font;
+  std::string text;  // UTF-8
+  std::vector<cairo_glyph_t> glyphs;
+  std::vector<cairo_text_cluster_t> clusters;
+  bool backward = false;  // the clusters run from right to left
+  Box reach;              // what any glyph may paint, relative to its own origin
+};
+
+struct ShapedLine {
+  std::vector<GlyphRun> runs;
+  Box ink;
+  Box logical;
+  std::size_t glyphCount = 0;
+};
+
+}  // namespace core

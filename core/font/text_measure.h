@@ -1,0 +1,23 @@
+// ShapeForSize: what drawing and measuring have in common, so that they refuse the same lines.
+#pragma once
+
+#include "font/text_shaper.h"
+
+#include <cmath>
+#include <cwchar>
+
+namespace core {
+
+// The line's glyphs, valid until the thread's next line; null for null characters, a size that is no positive
+// finite number, a line that is too long, or a source without fonts. A negative count means up to the NUL.
+inline const ShapedLine* ShapeForSize(const CoreFontRequest& request, const wchar_t* characters, int count,
+                                      float pixelSize) {
+  if (characters == nullptr || !std::isfinite(pixelSize) || pixelSize <= 0) return nullptr;
+  if (count < 0) {
+    const std::size_t length = wcsnlen(characters, static_cast<std::size_t>(kMaxLineLength) + 1);
+    count = static_cast<int>(length);
+  }
+  return TextShaper::ForThisThread().Shape(request, characters, count);
+}
+
+}  // namespace core

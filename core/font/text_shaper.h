@@ -1,0 +1,74 @@
+// TextShaper: turns text and a font request into glyphs; keeps what it found for the next line.
+//
+// Every thread has its own, with its own font maps, so that nothing here locks. The caches are bounded: fonts
+// in number, lines in number and in glyphs.
+#pragma once
+
+#include "font/font_catalog.h"
+#include "font/font_request.h"
+#include "font/shaped_line.h"
+
+#include <pango/pango.h>
+
+#include <array>
+#include <cstddef>
+#include <list>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+
+namespace core {
+
+// Longer lines are refused rather than cut.
+inline constexpr int kMaxLineLength = 1 << 18;
+
+class TextShaper {
+ public:
+  static TextShaper& ForThisThread();
+
+  // The line's glyphs, valid until the next call; null when the line is too long or there is no font.
+  // Precondition: count >= 0 and that many characters.
+  const ShapedLine* Shape(const CoreFontRequest& request, const wchar_t* characters, int count);
+
+  // True when the source has a font.
+  bool HasFonts(int source);
+
+  // What a request comes to. Valid until the next call.
+  const FontChoice& Resolve(const CoreFontRequest& request);
+
+ private:
+  // A source's fonts and the context that itemises text for them.
+  struct Source {
+    std::shared_ptr<const FontCatalog> catalog;
+    GObjectPtr<PangoFontMap> map;
+    GObjectPtr<PangoContext> context;
+  };
+  struct Typeface {
+    CoreFontRequest request;
+    FontChoice choice;
+    std::unique_ptr<PangoFontDescription, Release<pango_font_description_free>> description;
+  };
+  struct Line {
+    std::size_t hash = 0;
+    CoreFontRequest request;
+    std::wstring text;
+    ShapedLine shaped;
+  };
+
+  void DropStale();
+  Source& SourceFor(int source);
+  Typeface& TypefaceFor(const CoreFontRequest& request);
+  ShapedLine ShapeNow(const CoreFontRequest& request, std::wstring_view text);
+  const ShapedLine* Keep(Line line);
+
+  std::uint64_t generation_ = 0;
+  std::array<Source, 4> sources_;
+  std::unordered_map<std::size_t, Typeface> typefaces_;
+  std::list<Line> lines_;  // the most recently used first
+  std::unordered_map<std::size_t, std::list<Line>::iterator> byHash_;
+  std::size_t keptGlyphs_ = 0;
+  ShapedLine passing_;  // the last line that was not worth keeping
+};
+
+}  // namespace core

@@ -1,0 +1,397 @@
+#include <tovmx/device.h>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <limits>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+constexpr std::uint32_t kBlack = 0xFF000000;
+constexpr std::uint32_t kWhite = 0xFFFFFFFF;
+
+CoreFontLoader Fonts(const wchar_t* family = L"DejaVu Sans") {
+  CoreFontLoader fonts(nullptr);
+  fonts.LoadFont(family, family, kCoreFontAny, 400, false);
+  return fonts;
+}
+
+CoreMatrix At(float x, float y) {
+  CoreMatrix matrix;
+  matrix.Translate(x, y);
+  return matrix;
+}
+
+bool DrawLine(CoreDevice& device, const wchar_t* text, const CoreMatrix& matrix, std::uint32_t argb = kBlack,
+              float size = 32.0f) {
+  const bool drawn = device.DrawText(text, -1, Fonts(), matrix, argb, size);
+  return device.EndText() && device.Flush() && drawn;
+}
+
+// Where pixels differ from `background`; empty when none do.
+CoreRect InkOf(const CoreDib& dib, std::uint32_t background = kWhite) {
+  CoreRect ink{dib.GetWidth(), dib.GetHeight(), 0, 0};
+  for (int y = 0; y < dib.GetHeight(); ++y) {
+    for (int x = 0; x < dib.GetWidth(); ++x) {
+      if (dib.GetArgb(x, y) == background) continue;
+      ink = {std::min(ink.left, x), std::min(ink.top, y), std::max(ink.right, x + 1),
+             std::max(ink.bottom, y + 1)};
+    }
+  }
+  return ink.right == 0 ? CoreRect{} : ink;
+}
+
+struct Picture {
+  CoreDib dib;
+  Picture(int width, int height, int bits = 32) {
+    EXPECT_TRUE(dib.Create(width, height, bits));
+    std::memset(dib.GetBuffer(), 255, dib.GetBufferSize());
+  }
+  std::vector<std::uint8_t> Bytes() const { return {dib.GetBuffer(), dib.GetBuffer() + dib.GetBufferSize()}; }
+};
+
+std::string TextOf(const CoreMemoryOutputStream& stream) {
+  return {reinterpret_cast<const char*>(stream.GetData()), stream.GetSize()};
+}
+
+class RefusingStream final : public CoreOutputStream {
+ public:
+  bool Write(const void*, std::size_t) override { return false; }
+};
+
+TEST(BitmapDevice, InkStandsOnTheBaselineAndStartsAtTheOrigin) {
+  Picture picture(300, 120);
+  CoreBitmapDevice device(&picture.dib);
+  ASSERT_TRUE(DrawLine(device, L"HHH", At(50, 80)));
+  CoreTextExtents extents;
+  ASSERT_TRUE(Fonts().MeasureText(L"HHH", 3, 32.0f, extents));
+  const CoreRect ink = InkOf(picture.dib);
+  EXPECT_NEAR(ink.bottom, 80, 1);
+  EXPECT_NEAR(ink.top, 80 + extents.ink.top, 1.5);
+  EXPECT_NEAR(ink.left, 50 + extents.ink.left, 1.5);
+  EXPECT_NEAR(ink.right, 50 + extents.ink.right, 3);
+}
+
+TEST(BitmapDevice, TheColourIsTheOneGiven) {
+  Picture picture(200, 200);
+  CoreBitmapDevice device(&picture.dib);
+  ASSERT_TRUE(DrawLine(device, L"\u2588", At(20, 150), 0xFF1A2B3C, 100.0f));  // a full block
+  EXPECT_EQ(picture.dib.GetArgb(50, 120), 0xFF1A2B3Cu);
+}
+
+TEST(BitmapDevice, AlphaMixesWithWhatIsThereAndZeroLeavesNothing) {
+  Picture picture(200, 200);
+  CoreBitmapDevice device(&picture.dib);
+  ASSERT_TRUE(DrawLine(device, L"\u2588", At(20, 150), 0x00FF0000, 100.0f));
+  EXPECT_TRUE(InkOf(picture.dib).IsEmpty());
+  ASSERT_TRUE(DrawLine(device, L"\u2588", At(20, 150), 0x80000000, 100.0f));
+  EXPECT_NEAR(static_cast<int>(picture.dib.GetArgb(50, 120) & 0xFF), 127, 1);
+  EXPECT_EQ(picture.dib.GetArgb(50, 120) >> 24, 0xFFu);
+}
+
+TEST(BitmapDevice, TheSameLineGivesTheSameBytes) {
+  Picture first(300, 60);
+  Picture second(300, 60);
+  CoreBitmapDevice one(&first.dib);
+  CoreBitmapDevice two(&second.dib);
+  ASSERT_TRUE(DrawLine(one, L"Same \u5B8B\u4F53", At(10, 40)));
+  ASSERT_TRUE(DrawLine(two, L"Same \u5B8B\u4F53", At(10, 40)));
+  EXPECT_EQ(first.Bytes(), second.Bytes());
+  ASSERT_FALSE(InkOf(first.dib).IsEmpty());
+}
+
+TEST(BitmapDevice, TheSameBytesFromAnotherThread) {
+  Picture first(300, 60);
+  Picture second(300, 60);
+  CoreBitmapDevice one(&first.dib);
+  ASSERT_TRUE(DrawLine(one, L"Same \u5B8B\u4F53", At(10, 40)));
+  std::thread([&second] {
+    CoreBitmapDevice two(&second.dib);
+    DrawLine(two, L"Same \u5B8B\u4F53", At(10, 40));
+  }).join();
+  EXPECT_EQ(first.Bytes(), second.Bytes());
+}
+
+TEST(BitmapDevice, ThreadsDrawAtOnce) {
+  constexpr int kThreads = 4;
+  std::vector<std::vector<std::uint8_t>> results(kThreads);
+  std::vector<std::thread> threads;
+  for (int t = 0; t < kThreads; ++t) {
+    threads.emplace_back([&results, t] {
+      Picture picture(300, 400);
+      CoreBitmapDevice device(&picture.dib);
+      for (int i = 0; i < 40; ++i) {
+        const std::wstring text = L"Line \u5B8B " + std::to_wstring(i);
+        EXPECT_TRUE(DrawLine(device, text.c_str(), At(5, 10.0f * static_cast<float>(i)), kBlack, 12.0f));
+      }
+      results[static_cast<std::size_t>(t)] = picture.Bytes();
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  for (const auto& result : results) EXPECT_EQ(result, results[0]);
+}
+
+TEST(BitmapDevice, EveryDepthTakesInkAndKeepsTheRest) {
+  for (const int bits : {1, 4, 8, 24, 32}) {
+    Picture picture(300, 120, bits);
+    CoreBitmapDevice device(&picture.dib);
+    ASSERT_TRUE(DrawLine(device, L"HHH", At(50, 80))) << bits;
+    const CoreRect ink = InkOf(picture.dib);
+    EXPECT_NEAR(ink.bottom, 80, 1) << bits;
+    EXPECT_NEAR(ink.left, 53, 3) << bits;
+    EXPECT_EQ(picture.dib.GetBuffer()[0], 255) << bits;
+  }
+}
+
+TEST(BitmapDevice, APaletteBitmapGetsTheNearestColourItHas) {
+  Picture picture(200, 200, 8);
+  const std::uint32_t entries[] = {0x00FFFFFF, 0x000000FF, 0x00FF0000,
+                                   0x000000FF};  // white, red, blue, red again
+  ASSERT_TRUE(picture.dib.SetPalette(entries, 4));
+  std::memset(picture.dib.GetBuffer(), 0, picture.dib.GetBufferSize());
+  picture.dib.GetRow(120)[60] = 3;
+  picture.dib.GetRow(10)[10] = 3;
+  CoreBitmapDevice device(&picture.dib);
+  ASSERT_TRUE(DrawLine(device, L"\u2588", At(20, 150), 0xFFF01010, 100.0f));
+  EXPECT_EQ(picture.dib.GetRow(120)[50], 1);
+  EXPECT_EQ(picture.dib.GetRow(10)[10], 3) << "a pixel without ink keeps its index";
+}
+
+TEST(BitmapDevice, TransparentBitmapsStayTransparentWhereNoInkIs) {
+  Picture picture(200, 200);
+  std::memset(picture.dib.GetBuffer(), 0, picture.dib.GetBufferSize());
+  const std::uint32_t odd = 0x01FE0305;  // does not survive being premultiplied
+  std::memcpy(picture.dib.GetRow(3) + 12, &odd, 4);
+  CoreBitmapDevice device(&picture.dib);
+  ASSERT_TRUE(DrawLine(device, L"\u2588", At(20, 150), 0xFF102030, 100.0f));
+  EXPECT_EQ(picture.dib.GetArgb(50, 120), 0xFF102030u);
+  EXPECT_EQ(picture.dib.GetArgb(199, 199), 0u);
+  EXPECT_EQ(picture.dib.GetArgb(3, 3), odd);
+  ASSERT_TRUE(device.FillPage(0x40FF0000));
+  ASSERT_TRUE(device.Flush());
+  EXPECT_EQ(picture.dib.GetArgb(50, 120), 0x40FF0000u);
+}
+
+TEST(BitmapDevice, DpiScalesTextAndPlace) {
+  Picture picture(600, 240);
+  CoreBitmapDevice device(&picture.dib, 192.0f);
+  ASSERT_TRUE(DrawLine(device, L"HHH", At(50, 80)));
+  const CoreRect ink = InkOf(picture.dib);
+  EXPECT_NEAR(ink.bottom, 160, 1);
+  EXPECT_NEAR(ink.bottom - ink.top, 2 * 32 * 0.73, 3);
+}
+
+TEST(BitmapDevice, TheMatrixTurnsTheText) {
+  Picture picture(300, 300);
+  CoreBitmapDevice device(&picture.dib);
+  CoreMatrix down;  // a quarter turn clockwise: the baseline runs down
+  down.a = 0;
+  down.b = 1;
+  down.c = -1;
+  down.d = 0;
+  down.Translate(100, 20);
+  ASSERT_TRUE(DrawLine(device, L"HHHHHH", down));
+  const CoreRect ink = InkOf(picture.dib);
+  EXPECT_NEAR(ink.left, 100, 1);
+  EXPECT_GT(ink.bottom - ink.top, 3 * (ink.right - ink.left));
+}
+
+TEST(BitmapDevice, RightToLeftTextStartsAtTheRight) {
+  // The first letter in memory is the one furthest to the right; alef is far narrower than shin.
+  CoreTextExtents shin;
+  ASSERT_TRUE(Fonts().MeasureText(L"\u05E9", 1, 64.0f, shin));
+  Picture both(300, 100);
+  Picture last(300, 100);
+  CoreBitmapDevice first(&both.dib);
+  CoreBitmapDevice second(&last.dib);
+  ASSERT_TRUE(DrawLine(first, L"\u05E9\u05D5", At(50, 80), kBlack, 64.0f));
+  ASSERT_TRUE(DrawLine(second, L"\u05D5", At(50, 80), kBlack, 64.0f));
+  const int narrow = InkOf(last.dib).right;
+  for (int y = 0; y < 100; ++y) {
+    for (int x = 0; x < narrow; ++x) ASSERT_EQ(both.dib.GetArgb(x, y), last.dib.GetArgb(x, y));
+  }
+  EXPECT_GT(InkOf(both.dib).right, narrow + 20);
+}
+
+TEST(BitmapDevice, GlyphsOfAnySizeMeetTheirPlace) {
+  // Around the size at which outlines take the place of glyph pictures, nothing jumps.
+  for (const float size : {200.0f, 255.0f, 257.0f, 400.0f, 5000.0f}) {
+    Picture picture(100, 100);
+    CoreBitmapDevice device(&picture.dib);
+    CoreTextExtents extents;
+    ASSERT_TRUE(Fonts().MeasureText(L"\u2588", 1, size, extents));
+    // The block's left bottom corner comes to the middle of the picture.
+    ASSERT_TRUE(
+        DrawLine(device, L"\u2588", At(50 - extents.ink.left, 50 - extents.ink.bottom), kBlack, size));
+    EXPECT_NEAR(InkOf(picture.dib).left, 50, 1.5) << size;
+    EXPECT_NEAR(InkOf(picture.dib).bottom, 50, 1.5) << size;
+    EXPECT_EQ(InkOf(picture.dib).right, 100) << size;
+  }
+}
+
+TEST(BitmapDevice, ALongLineIsDrawnWhereItMeetsThePage) {
+  const std::wstring line(200'000, L'H');
+  CoreTextExtents extents;
+  ASSERT_TRUE(Fonts().MeasureText(line.c_str(), -1, 32.0f, extents));
+  for (const float start : {0.0f, -extents.logical.right / 2, 60.0f - extents.logical.right}) {
+    Picture picture(100, 100);
+    CoreBitmapDevice device(&picture.dib);
+    ASSERT_TRUE(DrawLine(device, line.c_str(), At(start, 60)));
+    const CoreRect ink = InkOf(picture.dib);
+    EXPECT_NEAR(ink.bottom, 60, 1) << start;
+    EXPECT_GT(ink.right - ink.left, 30) << start;
+  }
+}
+
+TEST(BitmapDevice, NumbersThatAreNoPlaceAreRefused) {
+  Picture picture(50, 50);
+  CoreBitmapDevice device(&picture.dib);
+  const float odd[] = {std::nanf(""), std::numeric_limits<float>::infinity(),
+                       -std::numeric_limits<float>::infinity()};
+  for (const float value : odd) {
+    for (float CoreMatrix::*field :
+         {&CoreMatrix::a, &CoreMatrix::b, &CoreMatrix::c, &CoreMatrix::d, &CoreMatrix::e, &CoreMatrix::f}) {
+      CoreMatrix matrix;
+      matrix.*field = value;
+      EXPECT_FALSE(DrawLine(device, L"x", matrix));
+    }
+    EXPECT_FALSE(DrawLine(device, L"x", CoreMatrix(), kBlack, value));
+  }
+  EXPECT_FALSE(DrawLine(device, L"x", CoreMatrix(), kBlack, 0.0f));
+  EXPECT_FALSE(DrawLine(device, L"x", CoreMatrix(), kBlack, -5.0f));
+  EXPECT_FALSE(device.DrawText(nullptr, 1, Fonts(), CoreMatrix(), kBlack, 10.0f));
+  EXPECT_TRUE(InkOf(picture.dib).IsEmpty());
+  EXPECT_TRUE(device.IsGood());
+}
+
+TEST(BitmapDevice, HugeAndTinyNumbersAreHarmless) {
+  constexpr float kMax = std::numeric_limits<float>::max();
+  Picture picture(50, 50);
+  CoreBitmapDevice device(&picture.dib);
+  for (const float place : {0.0f, 1e6f, -1e6f, 1e20f, kMax, -kMax}) {
+    for (const float size : {1e-30f, 0.01f, 1000.0f, 60000.0f, 99999.0f, 1e6f, 2.9e9f, kMax}) {
+      EXPECT_TRUE(DrawLine(device, L"Wide \u5B8B", At(place, place), kBlack, size)) << place << " " << size;
+      CoreMatrix flat = At(place, 10);
+      flat.d = 0;
+      EXPECT_TRUE(DrawLine(device, L"flat", flat, kBlack, size));
+      flat.a = kMax;
+      EXPECT_TRUE(DrawLine(device, L"flat", flat, kBlack, size));
+    }
+  }
+  EXPECT_TRUE(device.IsGood());
+  ASSERT_TRUE(device.FillPage(kWhite));
+  ASSERT_TRUE(DrawLine(device, L"H", At(5, 40)));
+  EXPECT_FALSE(InkOf(picture.dib).IsEmpty()) << "the device still draws";
+}
+
+TEST(BitmapDevice, TargetsThatCannotBeDrawnIntoMakeADeviceThatFails) {
+  CoreDib none;
+  CoreDib good;
+  CoreDib wide;
+  ASSERT_TRUE(good.Create(10, 10, 32));
+  ASSERT_TRUE(wide.Create(CoreBitmapDevice::kMaxSide + 1, 1, 32));
+  CoreBitmapDevice devices[] = {CoreBitmapDevice(nullptr),       CoreBitmapDevice(&none),
+                                CoreBitmapDevice(&wide),         CoreBitmapDevice(&good, 0.0f),
+                                CoreBitmapDevice(&good, -96.0f), CoreBitmapDevice(&good, std::nanf(""))};
+  for (CoreBitmapDevice& device : devices) {
+    EXPECT_FALSE(device.IsGood());
+    EXPECT_FALSE(device.FillPage(kWhite));
+    EXPECT_FALSE(device.DrawText(L"x", 1, Fonts(), At(0, 5), kBlack, 5.0f));
+    EXPECT_FALSE(device.EndText());
+    EXPECT_FALSE(device.Flush());
+  }
+}
+
+template <typename Device>
+std::string Document(const wchar_t* text, std::uint32_t fill = 0) {
+  CoreMemoryOutputStream stream;
+  Device device(&stream, 300, 100);
+  if (fill != 0) {
+    EXPECT_TRUE(device.FillPage(fill));
+  }
+  EXPECT_TRUE(DrawLine(device, text, At(10, 50)));
+  EXPECT_EQ(stream.GetSize(), 0u);
+  EXPECT_TRUE(device.Finish());
+  EXPECT_FALSE(device.Finish());
+  EXPECT_FALSE(DrawLine(device, text, At(10, 50)));
+  return TextOf(stream);
+}
+
+TEST(SvgDevice, WritesADocumentOfTheGivenSizeTheSameTwice) {
+  const std::string first = Document<CoreSvgDevice>(L"Hello \u5B8B", 0xFF336699);
+  CoreDib between;
+  ASSERT_TRUE(between.Create(10, 10, 24));
+  CoreBitmapDevice device(&between);  // makes surfaces of its own
+  EXPECT_EQ(first, Document<CoreSvgDevice>(L"Hello \u5B8B", 0xFF336699));
+  EXPECT_EQ(first.rfind("<?xml", 0), 0u);
+  EXPECT_NE(first.find("width=\"300px\" height=\"100px\" viewBox=\"0 0 300 100\""), std::string::npos);
+  EXPECT_NE(first.find("</svg>"), std::string::npos);
+  EXPECT_NE(first.find("rgb(20%,40%,60%)"), std::string::npos);
+}
+
+TEST(PdfDevice, WritesADocumentWithoutTheClock) {
+  ASSERT_EQ(setenv("SOURCE_DATE_EPOCH", "86400", 1), 0);
+  const std::string first = Document<CorePdfDevice>(L"Hello \u5B8B");
+  const std::string second = Document<CorePdfDevice>(L"Hello \u5B8B");
+  unsetenv("SOURCE_DATE_EPOCH");
+  EXPECT_EQ(first, second);
+  EXPECT_EQ(first.rfind("%PDF-", 0), 0u);
+  EXPECT_NE(first.find("19700102000000Z"), std::string::npos);
+  EXPECT_NE(first.find("%%EOF"), std::string::npos);
+}
+
+TEST(PdfDevice, ASourceDateThatIsNoNumberIsIgnored) {
+  for (const char* date : {"", "soon", "12x", "99999999999999999999"}) {
+    ASSERT_EQ(setenv("SOURCE_DATE_EPOCH", date, 1), 0);
+    EXPECT_EQ(Document<CorePdfDevice>(L"Hello").find("19700102"), std::string::npos) << date;
+  }
+  unsetenv("SOURCE_DATE_EPOCH");
+}
+
+template <typename Device>
+void RefusesBadTargets() {
+  CoreMemoryOutputStream stream;
+  constexpr float kTooLong = CoreDocumentDevice::kMaxSide * 1.01f;
+  for (const float side : {0.0f, -1.0f, std::nanf(""), std::numeric_limits<float>::infinity(), kTooLong}) {
+    EXPECT_FALSE(Device(&stream, side, 10).IsGood()) << side;
+    EXPECT_FALSE(Device(&stream, 10, side).IsGood()) << side;
+    EXPECT_FALSE(Device(&stream, 10, side).Finish()) << side;
+  }
+  EXPECT_FALSE(Device(nullptr, 10, 10).IsGood());
+  EXPECT_EQ(stream.GetSize(), 0u);
+  RefusingStream refusing;
+  Device device(&refusing, 100, 100);
+  EXPECT_TRUE(DrawLine(device, L"x", At(5, 50)));
+  EXPECT_FALSE(device.Finish());
+}
+
+TEST(PdfDevice, BadTargetsMakeADeviceThatFails) { RefusesBadTargets<CorePdfDevice>(); }
+TEST(SvgDevice, BadTargetsMakeADeviceThatFails) { RefusesBadTargets<CoreSvgDevice>(); }
+
+template <typename Device>
+void SurvivesOddNumbers() {
+  CoreMemoryOutputStream stream;
+  Device device(&stream, 100, 100);
+  for (const float size : {0.001f, 500.0f, 5000.0f, 99999.0f, 1e9f}) {
+    for (const float place : {0.0f, -90000.0f, 1e7f, 1e30f}) {
+      EXPECT_TRUE(DrawLine(device, L"Wide \u5B8B", At(place, 50), kBlack, size)) << size << " " << place;
+    }
+  }
+  const std::wstring line(200'000, L'H');
+  EXPECT_TRUE(DrawLine(device, line.c_str(), At(0, 50)));
+  EXPECT_TRUE(DrawLine(device, L"   ", At(0, 50)));
+  EXPECT_TRUE(device.Finish());
+  EXPECT_LT(stream.GetSize(), 4'000'000u);
+}
+
+TEST(PdfDevice, OddNumbersAreHarmless) { SurvivesOddNumbers<CorePdfDevice>(); }
+TEST(SvgDevice, OddNumbersAreHarmless) { SurvivesOddNumbers<CoreSvgDevice>(); }
+
+}  // namespace
