@@ -1,4 +1,6 @@
 // Path separators: `\` and `/` are both one, always.
+#include "separators.h"
+
 #include "tovkit/util.h"
 
 #include <cstdarg>
@@ -9,8 +11,6 @@ namespace tovkit {
 namespace {
 
 constexpr char kSeparator = '/';
-
-constexpr bool IsSeparator(char c) { return c == '/' || c == '\\'; }
 
 // Every character is written, changed or not, so that the compiler makes vector code of the loop.
 void ReplaceIn(char* s, std::size_t length, char c) {

