@@ -1,0 +1,37 @@
+// What the figure tests share: the point asked about, and the rays that still wait for a crossing.
+#pragma once
+
+namespace tovkit {
+
+// A set of rays from the point. Down is towards greater y.
+enum Ray : unsigned { kNoRay = 0, kRayRight = 1, kRayDown = 2, kRayLeft = 4, kRayUp = 8, kEveryRay = 15 };
+
+// Figures are skipped on the strength of their box only where rounding cannot matter. The computed points of
+// a figure leave its box by less than 2^-20 of its largest coordinate; kSlackFactor is four times that, and
+// kSlackFloor keeps the squares of distances away from underflow.
+inline constexpr float kSlackFactor = 0x1p-18f;
+inline constexpr float kSlackFloor = 1e-15f;
+
+struct HitQuery {
+  HitQuery(float pointX, float pointY, float pointTolerance)
+      : x(pointX),
+        y(pointY),
+        tolerance(pointTolerance),
+        diagonal(static_cast<float>(static_cast<double>(pointTolerance) * 1.4142135623730951)),
+        curveReach(Widened(tolerance)),
+        segmentReach(Widened(diagonal)) {}
+
+  float x;
+  float y;
+  float tolerance;
+  float diagonal;      // the tolerance along an axis, for a segment at 45 degrees
+  float curveReach;    // how far from a curve's box, slack aside, a hit is thinkable
+  float segmentReach;  // the same for a segment
+
+ private:
+  static float Widened(float distance) {
+    return distance > 0.0f ? distance * (1.0f + kSlackFactor) + kSlackFloor : kSlackFloor;
+  }
+};
+
+}  // namespace tovkit

@@ -1,0 +1,211 @@
+// The shipped hit test against the literal one: the same answer every time, on every instruction set (ctest
+// runs these tests once for each).
+#include "literal_hit_test.h"
+#include "random_paths.h"
+
+#include <tovkit/geometry.h>
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdio>
+#include <functional>
+#include <string>
+
+using judge::Numbers;
+using judge::RandomPaths;
+
+namespace {
+
+// Case counts are multiplied by TOVKIT_JUDGE_FACTOR for a long run.
+int Cases(int count) {
+  const char* factor = std::getenv("TOVKIT_JUDGE_FACTOR");
+  return factor == nullptr ? count : count * std::atoi(factor);
+}
+
+std::string Describe(const CorePath& path, const CorePointF& point, float tolerance, bool fill) {
+  char text[200];
+  std::snprintf(text, sizeof text, "point %a,%a tolerance %a fill %d\n", static_cast<double>(point.x),
+                static_cast<double>(point.y), static_cast<double>(tolerance), fill);
+  std::string all = text;
+  for (int i = 0; i <= path.GetPointCounter(); ++i) {
+    const CorePathPoint& p = path.GetPoints()[i];
+    std::snprintf(text, sizeof text, "{%a, %a, 0x%x},\n", static_cast<double>(p.x), static_cast<double>(p.y),
+                  p.flags);
+    all += text;
+  }
+  return all;
+}
+
+struct Tally {
+  int hits = 0;
+  int misses = 0;
+};
+
+// False, with a message, when the two differ.
+bool Agree(const CorePath& path, const CorePointF& point, float tolerance, Tally& tally) {
+  for (const bool fill : {false, true}) {
+    const bool expected = judge::LiteralHitTestPath(point, tolerance, path, 0, fill, kCoreFillEvenOdd);
+    ++(expected ? tally.hits : tally.misses);
+    if (tovkit::HitTestPath(point, tolerance, path, 0, fill, kCoreFillEvenOdd) == expected) continue;
+    ADD_FAILURE() << "expected " << expected << "\n" << Describe(path, point, tolerance, fill);
+    return false;
+  }
+  return true;
+}
+
+// The least or greatest float for which `holds` changes, found between `no` and `yes` to the last bit.
+float Threshold(float no, float yes, const std::function<bool(float)>& holds) {
+  for (int i = 0; i < 200; ++i) {
+    const float middle = no + (yes - no) / 2.0f;
+    if (middle == no || middle == yes) break;
+    (holds(middle) ? yes : no) = middle;
+  }
+  return yes;
+}
+
+float Stepped(float value, int steps) {
+  for (; steps > 0; --steps) value = std::nextafterf(value, INFINITY);
+  for (; steps < 0; ++steps) value = std::nextafterf(value, -INFINITY);
+  return value;
+}
+
+class Judged : public testing::TestWithParam<Numbers> {};
+
+std::string NumbersName(const testing::TestParamInfo<Numbers>& kind) {
+  static const char* const names[] = {"Ordinary", "Grid", "Tiny", "Huge", "Wild"};
+  return names[static_cast<int>(kind.param)];
+}
+
+}  // namespace
+
+TEST_P(Judged, RandomPathsAndPoints) {
+  RandomPaths random(42 + static_cast<int>(GetParam()));
+  Tally tally;
+  const int paths = Cases(GetParam() == Numbers::kOrdinary ? 30000 : 8000);
+  for (int i = 0; i < paths; ++i) {
+    const CorePath path = random.Path(GetParam(), 1 + static_cast<int>(random.Below(8)));
+    for (int k = 0; k < 6; ++k) {
+      if (!Agree(path, random.Point(GetParam()), random.Tolerance(GetParam()), tally)) return;
+    }
+  }
+  EXPECT_GT(tally.hits, paths / 20);
+  EXPECT_GT(tally.misses, paths / 20);
+}
+
+// Single figures show their own crossings and hits; in a long path they hide behind each other.
+TEST_P(Judged, SingleFigures) {
+  RandomPaths random(4242 + static_cast<int>(GetParam()));
+  Tally tally;
+  for (int i = 0; i < Cases(10000); ++i) {
+    CorePath path = random.Path(GetParam(), 2);
+    if (random.Below(2) == 0) path.Close();
+    for (int k = 0; k < 4; ++k) {
+      if (!Agree(path, random.Point(GetParam()), random.Tolerance(GetParam()), tally)) return;
+    }
+  }
+}
+
+// A point on a record's own coordinate meets every comparison with equal values.
+TEST_P(Judged, PointsThatShareCoordinatesWithThePath) {
+  RandomPaths random(77 + static_cast<int>(GetParam()));
+  Tally tally;
+  for (int i = 0; i < Cases(8000); ++i) {
+    const CorePath path = random.Path(GetParam(), 2 + static_cast<int>(random.Below(4)));
+    const auto any = [&] { return path.GetPoints()[random.Below(path.GetPointCounter() + 1)]; };
+    for (int k = 0; k < 4; ++k) {
+      const CorePointF point = {Stepped(any().x, static_cast<int>(random.Below(5)) - 2),
+                                Stepped(any().y, static_cast<int>(random.Below(5)) - 2)};
+      if (!Agree(path, point, random.Tolerance(GetParam()), tally)) return;
+    }
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Numbers, Judged,
+                         testing::Values(Numbers::kOrdinary, Numbers::kGrid, Numbers::kTiny, Numbers::kHuge,
+                                         Numbers::kWild),
+                         NumbersName);
+
+// The tolerance that just hits, and its neighbours a few units in the last place away.
+TEST(JudgedNearMisses, TolerancesAroundTheDecision) {
+  RandomPaths random(7);
+  Tally tally;
+  for (int i = 0; i < Cases(1500); ++i) {
+    const CorePath path = random.Path(Numbers::kOrdinary, 2 + static_cast<int>(random.Below(2)));
+    const CorePointF point = random.Point(Numbers::kOrdinary);
+    const float least = Threshold(0.0f, 1000.0f, [&](float tolerance) {
+      return tovkit::HitTestPath(point, tolerance, path, 0, false, kCoreFillEvenOdd);
+    });
+    for (int step = -3; step <= 3; ++step) {
+      if (!Agree(path, point, Stepped(least, step), tally)) return;
+    }
+  }
+  EXPECT_GT(tally.hits, 500);
+  EXPECT_GT(tally.misses, 500);
+}
+
+// The place along a line where the answer turns, and its neighbours.
+TEST(JudgedNearMisses, PointsAroundTheDecision) {
+  RandomPaths random(8);
+  Tally tally;
+  for (int i = 0; i < Cases(1500); ++i) {
+    const CorePath path = random.Path(Numbers::kOrdinary, 3 + static_cast<int>(random.Below(6)));
+    const float tolerance = random.Tolerance(Numbers::kOrdinary) * 0.1f;
+    const CorePointF from = random.Point(Numbers::kOrdinary);
+    const float far = random.Unit() * 400.0f - 200.0f;
+    const auto at = [&](float x) { return CorePointF{x, from.y}; };
+    const bool answer = tovkit::HitTestPath(at(far), tolerance, path, 0, true, kCoreFillEvenOdd);
+    if (answer == tovkit::HitTestPath(from, tolerance, path, 0, true, kCoreFillEvenOdd)) continue;
+    const float turn = Threshold(from.x, far, [&](float x) {
+      return tovkit::HitTestPath(at(x), tolerance, path, 0, true, kCoreFillEvenOdd) == answer;
+    });
+    for (int step = -3; step <= 3; ++step) {
+      if (!Agree(path, at(Stepped(turn, step)), tolerance, tally)) return;
+    }
+  }
+  EXPECT_GT(tally.hits, 500);
+  EXPECT_GT(tally.misses, 500);
+}
+
+// Points at the edge of what the shipped code skips on the strength of a figure's box: just within and just
+// beyond the tolerance from the box, a few units in the last place either way.
+TEST(JudgedNearMisses, PointsAtTheReachOfTheBox) {
+  RandomPaths random(9);
+  Tally tally;
+  for (int i = 0; i < Cases(6000); ++i) {
+    const float scale = std::ldexp(1.0f, static_cast<int>(random.Below(60)) - 40);
+    const float offset = random.Below(2) == 0 ? 0.0f : random.Unit() * 1000.0f * scale;
+    CorePathPoint p[4];
+    for (CorePathPoint& point : p) point = {random.Unit() * scale + offset, random.Unit() * scale, 0};
+    if (random.Below(3) == 0) p[0].x = p[3].x = std::fmax(std::fmax(p[0].x, p[1].x), p[2].x);
+    CorePath path;
+    path.MoveTo(p[0].x, p[0].y);
+    if (i % 3 == 0)
+      path.CubicTo(p[1].x, p[1].y, p[2].x, p[2].y, p[3].x, p[3].y);
+    else if (i % 3 == 1)
+      path.QuadTo(p[1].x, p[1].y, p[3].x, p[3].y);
+    else
+      path.LineTo(p[3].x, p[3].y);
+    const float maxX = std::fmax(p[0].x, p[3].x);
+    const float tolerance = random.Below(3) == 0 ? 0.0f : random.Unit() * scale * 4.0f;
+    const float reach = random.Below(2) == 0 ? tolerance : tolerance * 1.41421356f;
+    for (int step = -4; step <= 4; ++step) {
+      const CorePointF point = {Stepped(maxX + reach, step),
+                                random.Below(2) ? p[3].y : random.Unit() * scale};
+      if (!Agree(path, point, tolerance, tally)) return;
+    }
+  }
+  EXPECT_GT(tally.hits, 500);
+  EXPECT_GT(tally.misses, 500);
+}
+
+// What the table of weights relies on: at these parameters pow() rounds a cube as one multiplication does.
+TEST(JudgedWeights, CubesOfTheSampleParameters) {
+  for (int k = 0; k <= 50; ++k) {
+    const float t = static_cast<float>(k) / 50.0f;
+    const double dt = t;
+    const double du = 1.0f - t;
+    EXPECT_EQ(std::pow(dt, 3), dt * dt * dt) << k;
+    EXPECT_EQ(std::pow(du, 3), du * du * du) << k;
+  }
+}
