@@ -398,3 +398,43 @@ TEST(BadInput, AMillionRecords) {
   EXPECT_FALSE(tovkit::HitTestPath({500, 50}, 1, path, 0, false, kCoreFillEvenOdd));
   tovkit::HitTestPath({500, 50}, 1, path, 0, true, kCoreFillEvenOdd);
 }
+
+// --- what is not obvious ---
+
+// A quarter's largest step is the one at its end, where it runs straight along the axis.
+TEST(Oddities, SeamsOfACircleOfQuartersAreNotCrossed) {
+  CorePath circle;
+  circle.MoveTo(10, 0);
+  circle.ArcTo(10, 10, 0, 0, 1, 0, 10);
+  circle.ArcTo(10, 10, 0, 0, 1, -10, 0);
+  circle.ArcTo(10, 10, 0, 0, 1, 0, -10);
+  circle.ArcTo(10, 10, 0, 0, 1, 10, 0);
+  EXPECT_FALSE(Inside(circle, {0, 0}, 0.5f));
+  EXPECT_FALSE(Inside(circle, {0.1f, 5}, 0.5f));
+  EXPECT_TRUE(Inside(circle, {0.5f, 0.5f}, 0.5f));
+  EXPECT_TRUE(Inside(circle, {3, -4}, 0.5f));
+  EXPECT_FALSE(Inside(circle, {9, -9}, 0.5f));
+}
+
+TEST(Oddities, VerticalEdgeIsCrossedFromAboveIt) {
+  // Two vertical edges above the point, and roof and floor: all four rays count as crossed.
+  CorePath path = Polyline({{-9, -30}, {-9, -20}});
+  for (const auto& edge :
+       {Polyline({{9, -30}, {9, -20}}), Polyline({{-5, -9}, {5, -8}}), Polyline({{-5, 9}, {5, 8}})}) {
+    path.MoveTo(edge.GetPoints()[0].x, edge.GetPoints()[0].y);
+    path.LineTo(edge.GetPoints()[1].x, edge.GetPoints()[1].y);
+  }
+  EXPECT_TRUE(Inside(path, {0, 0}, 0.5f));
+}
+
+TEST(Oddities, LongCurveCanBeMissedBetweenSamples) {
+  CorePath path;
+  path.MoveTo(0, 0);
+  path.QuadTo(5000, 1, 10000, 0);
+  int missed = 0;
+  for (int x = 0; x < 10000; x += 7) {
+    const float t = static_cast<float>(x) / 10000.0f;
+    missed += Outline(path, {static_cast<float>(x), 2.0f * t * (1.0f - t)}, 1) ? 0 : 1;
+  }
+  EXPECT_GT(missed, 0);
+}
