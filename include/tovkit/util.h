@@ -66,6 +66,21 @@ TOVKIT_API std::string JoinPath(const char* first, const char* second, ...) __at
 // empty. Two calls within a second give the same name. A name of more than 1,023 bytes ends the process.
 TOVKIT_API std::string MakeTimeName(const char* prefix, const char* suffix);
 
+// ---- Base64
+//
+// RFC 4648: the standard alphabet, "=" padding, no line breaks. The results are containers of bytes: GetLength
+// tells their size. Both throw std::length_error for a result that a core string cannot hold. A null input,
+// and a negative `len` other than the decoder's -1, count as empty.
+
+// The text of the `len` bytes at `data`.
+TOVKIT_API CoreString Base64Encode(const unsigned char* data, int len);
+
+// The bytes of the `len` characters at `text`; -1 means up to the terminating NUL. Ends silently at the first
+// "=" and at the first character that is none of the alphabet's, white space and line breaks among them: what
+// came before is the result. Padding is not needed. A group cut short gives one byte less than it has
+// characters.
+TOVKIT_API CoreString Base64Decode(const char* text, int len);
+
 // ---- Dynamic libraries
 
 // DynamicLibrary: one shared object, opened at run time.

@@ -1,0 +1,49 @@
+// Which vector instructions this process uses, decided once.
+//
+// The best that the processor and the operating system support, or less when TOVKIT_SIMD says so: "scalar",
+// "avx2" or "avx512", for tests and comparisons. Results never depend on it. A level that the machine lacks,
+// and any other value, are ignored.
+//
+// Thread-safety: any function from any thread.
+#pragma once
+
+#include <cstdlib>
+#include <cstring>
+
+namespace tovkit {
+
+enum class SimdLevel { kScalar, kAvx2, kAvx512 };  // kAvx512 means F, BW, VL and VBMI
+
+inline bool SupportsSimdLevel(SimdLevel level) {
+  switch (level) {
+    case SimdLevel::kAvx512:
+      return __builtin_cpu_supports("avx512f") != 0 && __builtin_cpu_supports("avx512bw") != 0 &&
+             __builtin_cpu_supports("avx512vl") != 0 && __builtin_cpu_supports("avx512vbmi") != 0;
+    case SimdLevel::kAvx2:
+      return __builtin_cpu_supports("avx2") != 0;
+    default:
+      return true;
+  }
+}
+
+// What `wish`, the value of TOVKIT_SIMD or null, comes to on this machine.
+inline SimdLevel SimdLevelFor(const char* wish) {
+  constexpr struct {
+    SimdLevel level;
+    const char* name;
+  } kLevels[] = {{SimdLevel::kAvx512, "avx512"}, {SimdLevel::kAvx2, "avx2"}, {SimdLevel::kScalar, "scalar"}};
+  for (const auto& row : kLevels) {
+    if (wish != nullptr && std::strcmp(wish, row.name) == 0 && SupportsSimdLevel(row.level)) return row.level;
+  }
+  for (const auto& row : kLevels) {
+    if (SupportsSimdLevel(row.level)) return row.level;
+  }
+  return SimdLevel::kScalar;
+}
+
+inline SimdLevel ChosenSimdLevel() {
+  static const SimdLevel chosen = SimdLevelFor(std::getenv("TOVKIT_SIMD"));
+  return chosen;
+}
+
+}  // namespace tovkit
