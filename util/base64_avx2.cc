@@ -4,6 +4,8 @@
 
 #include <immintrin.h>
 
+#include <cstdint>
+
 namespace tovkit {
 
 namespace {
@@ -13,11 +15,16 @@ constexpr std::size_t kBytes = 24;
 
 __m256i Both(__m128i half) { return _mm256_broadcastsi128_si256(half); }
 
-// Twelve bytes at the front of each half become sixteen values of six bits.
+__m256i Load(const void* from) { return _mm256_loadu_si256(static_cast<const __m256i*>(from)); }
+
+void Store(void* to, __m256i vector) { _mm256_storeu_si256(static_cast<__m256i*>(to), vector); }
+
+// 24 bytes in the middle of the vector become 32 values of six bits.
 __m256i Split(__m256i bytes) {
   // Bytes b a c b of each group in one 32-bit word; then two multiplications shift all four fields into
   // place.
-  const __m256i order = Both(_mm_setr_epi8(1, 0, 2, 1, 4, 3, 5, 4, 7, 6, 8, 7, 10, 9, 11, 10));
+  const __m256i order = _mm256_setr_epi8(5, 4, 6, 5, 8, 7, 9, 8, 11, 10, 12, 11, 14, 13, 15, 14,  //
+                                         1, 0, 2, 1, 4, 3, 5, 4, 7, 6, 8, 7, 10, 9, 11, 10);
   const __m256i words = _mm256_shuffle_epi8(bytes, order);
   const __m256i firstAndThird = _mm256_mulhi_epu16(_mm256_and_si256(words, _mm256_set1_epi32(0x0FC0FC00)),
                                                    _mm256_set1_epi32(0x04000040));
@@ -26,24 +33,37 @@ __m256i Split(__m256i bytes) {
   return _mm256_or_si256(firstAndThird, secondAndFourth);
 }
 
-// Values to characters. Each range of the alphabet has one distance: letters A-Z take entry 13, a-z entry 0,
-// the ten digits 1 to 10, "+" 11, "/" 12.
+// Values to characters. Each range of the alphabet has one distance: letters A-Z take entry 0, a-z entry 1,
+// the ten digits 2 to 11, "+" 12, "/" 13.
 __m256i ToCharacters(__m256i values) {
   const __m256i distances =
-      Both(_mm_setr_epi8('a' - 26, '0' - 52, '0' - 52, '0' - 52, '0' - 52, '0' - 52, '0' - 52, '0' - 52,
-                         '0' - 52, '0' - 52, '0' - 52, '+' - 62, '/' - 63, 'A', 0, 0));
-  const __m256i aboveLetters = _mm256_subs_epu8(values, _mm256_set1_epi8(51));
-  const __m256i isUpper = _mm256_cmpgt_epi8(_mm256_set1_epi8(26), values);
-  const __m256i entry = _mm256_or_si256(aboveLetters, _mm256_and_si256(isUpper, _mm256_set1_epi8(13)));
-  return _mm256_add_epi8(values, _mm256_shuffle_epi8(distances, entry));
+      Both(_mm_setr_epi8('A', 'a' - 26, '0' - 52, '0' - 52, '0' - 52, '0' - 52, '0' - 52, '0' - 52, '0' - 52,
+                         '0' - 52, '0' - 52, '0' - 52, '+' - 62, '/' - 63, 0, 0));
+  const __m256i beyondLetters = _mm256_subs_epu8(values, _mm256_set1_epi8(51));
+  const __m256i notUpper = _mm256_cmpgt_epi8(values, _mm256_set1_epi8(25));
+  return _mm256_add_epi8(values, _mm256_shuffle_epi8(distances, _mm256_sub_epi8(beyondLetters, notUpper)));
 }
 
+__m256i Encode(__m256i bytes) { return ToCharacters(Split(bytes)); }
+
 void EncodeGroups(const unsigned char* data, std::size_t size, char* out) {
-  for (; size >= kBytes + 4; size -= kBytes, data += kBytes, out += kCharacters) {
+  constexpr std::size_t kLead = 4;  // a vector begins four bytes before its block and ends four behind it
+  if (size >= kBytes + kLead) {
     const __m128i low = _mm_loadu_si128(static_cast<const __m128i*>(static_cast<const void*>(data)));
     const __m128i high = _mm_loadu_si128(static_cast<const __m128i*>(static_cast<const void*>(data + 12)));
-    const __m256i characters = ToCharacters(Split(_mm256_set_m128i(high, low)));
-    _mm256_storeu_si256(static_cast<__m256i*>(static_cast<void*>(out)), characters);
+    Store(out, Encode(_mm256_set_m128i(high, _mm_slli_si128(low, kLead))));
+    // A buffer of the allocator is a multiple of 16: half a block, and the stores that follow do not
+    // straddle.
+    const std::size_t parts = (reinterpret_cast<std::uintptr_t>(out) & 16) != 0 ? 1 : 2;
+    size -= parts * (kBytes / 2);
+    data += parts * (kBytes / 2);
+    out += parts * (kCharacters / 2);
+  }
+  for (; size >= 2 * kBytes + kLead; size -= 2 * kBytes, data += 2 * kBytes, out += 2 * kCharacters) {
+    const __m256i first = Encode(Load(data - kLead));
+    const __m256i second = Encode(Load(data - kLead + kBytes));
+    Store(out, first);
+    Store(out + kCharacters, second);
   }
   kBase64Scalar.encodeGroups(data, size, out);
 }
@@ -91,20 +111,17 @@ std::size_t Decode(const char* text, std::size_t size, char* out) {
   char* const start = out;
   // A whole vector is stored, eight bytes more than the block gives: the rest of the text pays for them.
   for (; size >= kCharacters + 12; size -= kCharacters, text += kCharacters, out += kBytes) {
-    const auto block =
-        ToValues(_mm256_loadu_si256(static_cast<const __m256i*>(static_cast<const void*>(text))));
+    const auto block = ToValues(Load(text));
     if (RejectedBits(block) != 0) break;
-    _mm256_storeu_si256(static_cast<__m256i*>(static_cast<void*>(out)), Join(block.values));
+    Store(out, Join(block.values));
   }
   for (;;) {
     // Zeros behind the text end it.
     alignas(32) char characters[kCharacters] = {};
     alignas(32) char bytes[kCharacters];
     __builtin_memcpy(characters, text, size < kCharacters ? size : kCharacters);
-    const auto block =
-        ToValues(_mm256_load_si256(static_cast<const __m256i*>(static_cast<const void*>(characters))));
-    _mm256_store_si256(static_cast<__m256i*>(static_cast<void*>(bytes)),
-                       Join(_mm256_and_si256(block.values, block.accepted)));
+    const auto block = ToValues(Load(characters));
+    Store(bytes, Join(_mm256_and_si256(block.values, block.accepted)));
     const unsigned rejected = RejectedBits(block);
     const std::size_t count = rejected != 0 ? static_cast<std::size_t>(__builtin_ctz(rejected)) : kCharacters;
     const std::size_t decoded = Base64DecodedSize(count);
