@@ -14,6 +14,24 @@ int BytesPerPixel(RowLayout layout) noexcept {
   return layout == RowLayout::kBgr || layout == RowLayout::kRgb ? 3 : 4;
 }
 
+int UsedColours(const CoreDib& bitmap) {
+  const auto bits = static_cast<unsigned>(bitmap.GetBitsPerPixel());
+  const int all = 1 << bits;
+  if (bitmap.GetPaletteSize() == 0 || bitmap.GetPaletteSize() == all) return all;
+  int used = bitmap.GetPaletteSize();
+  const unsigned perByte = 8 / bits;
+  const auto width = static_cast<std::size_t>(bitmap.GetWidth());
+  for (int y = 0; y < bitmap.GetHeight(); ++y) {
+    const std::uint8_t* row = bitmap.GetRow(y);
+    for (std::size_t x = 0; x < width; ++x) {
+      const unsigned shift = (perByte - 1 - static_cast<unsigned>(x % perByte)) * bits;
+      used = std::max(
+          used, static_cast<int>(static_cast<unsigned>(row[x / perByte]) >> shift & ((1U << bits) - 1)) + 1);
+    }
+  }
+  return used;
+}
+
 namespace {
 
 bool IsRedFirst(RowLayout layout) noexcept { return layout == RowLayout::kRgb || layout == RowLayout::kRgba; }

@@ -25,6 +25,10 @@ RowLayout PlainLayoutOf(const CoreDib& bitmap) noexcept;
 
 int BytesPerPixel(RowLayout layout) noexcept;
 
+// How many colours a file must list for a bitmap of up to 8 bits: its palette's, or more (black ones) when
+// pixels hold indices beyond; all levels when it is grey.
+int UsedColours(const CoreDib& bitmap);
+
 class RowReader {
  public:
   // The bitmap must outlive the reader.

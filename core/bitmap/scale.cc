@@ -3,6 +3,7 @@
 #include "bitmap/row_reader.h"
 
 #include <algorithm>
+#include <array>
 #include <climits>
 #include <cmath>
 #include <cstddef>
@@ -23,39 +24,41 @@ int ScaledBits(const CoreDib& from) noexcept { return BytesPerPixel(PlainLayoutO
 
 namespace {
 
-// Which old positions make up one new one, and how much each counts.
-struct Taps {
-  int first;
-  std::vector<float> weights;  // they sum up to 1
+// For each new position along one axis: the first of the old positions beneath it and how much each counts.
+struct Axis {
+  std::vector<int> first;
+  std::vector<std::size_t> start;  // where its weights begin; one more than positions
+  std::vector<float> weights;      // those of one position sum up to 1
 };
 
-// One axis of the triangle filter, as wide as a new pixel when shrinking and as an old one when growing.
-std::vector<Taps> MakeTaps(int from, int to) {
+// A triangle filter, as wide as a new pixel when shrinking and as an old one when growing.
+Axis MakeAxis(int from, int to) {
   const double step = static_cast<double>(from) / to;
   const double reach = std::max(1.0, step);
-  std::vector<Taps> axis(static_cast<std::size_t>(to));
+  Axis axis;
+  axis.start.push_back(0);
   for (int i = 0; i < to; ++i) {
     const double centre = (i + 0.5) * step - 0.5;
     const int first = std::max(0, static_cast<int>(std::ceil(centre - reach)));
     const int last = std::min(from - 1, static_cast<int>(std::floor(centre + reach)));
-    Taps& taps = axis[static_cast<std::size_t>(i)];
-    taps.first = first;
     double sum = 0;
-    for (int k = first; k <= last; ++k) sum += std::max(0.0, reach - std::fabs(k - centre));
+    for (int k = first; k <= last; ++k) sum += reach - std::fabs(k - centre);
     for (int k = first; k <= last; ++k)
-      taps.weights.push_back(static_cast<float>(std::max(0.0, reach - std::fabs(k - centre)) / sum));
+      axis.weights.push_back(static_cast<float>((reach - std::fabs(k - centre)) / sum));
+    axis.first.push_back(first);
+    axis.start.push_back(axis.weights.size());
   }
   return axis;
 }
 
 // One row across: bytes in, premultiplied floats out.
-void ScaleAcross(const std::uint8_t* row, int channels, const std::vector<Taps>& axis, float* out) {
+void ScaleAcross(const std::uint8_t* row, int channels, const Axis& axis, float* out) {
   const auto size = static_cast<std::size_t>(channels);
-  for (const Taps& taps : axis) {
+  for (std::size_t i = 0; i < axis.first.size(); ++i) {
     float sums[4] = {};
-    const std::uint8_t* p = row + static_cast<std::size_t>(taps.first) * size;
-    for (const float weight : taps.weights) {
-      const float amount = channels == 4 ? weight * p[3] : weight;
+    const std::uint8_t* p = row + static_cast<std::size_t>(axis.first[i]) * size;
+    for (std::size_t k = axis.start[i]; k < axis.start[i + 1]; ++k) {
+      const float amount = channels == 4 ? axis.weights[k] * p[3] : axis.weights[k];
       for (int c = 0; c < std::min(channels, 3); ++c) sums[c] += amount * p[c];
       sums[3] += amount;
       p += size;
@@ -77,7 +80,42 @@ void StoreRow(const std::vector<float>& sums, int channels, std::uint8_t* out) {
   }
 }
 
+// The rows of a bitmap scaled across. Few are kept: a tall picture that becomes a flat one is read twice, not
+// held.
+class ScaledRows {
+ public:
+  ScaledRows(const CoreDib& from, RowLayout layout, int width)
+      : rows_(from, layout), channels_(BytesPerPixel(layout)), axis_(MakeAxis(from.GetWidth(), width)) {
+    const std::size_t length = static_cast<std::size_t>(width) * static_cast<std::size_t>(channels_);
+    for (std::vector<float>& row : kept_) row.resize(length);
+  }
+
+  const std::vector<float>& Row(int y) {
+    const std::size_t slot = static_cast<std::size_t>(y) % kKept;
+    if (number_[slot] != y) ScaleAcross(rows_.Row(y), channels_, axis_, kept_[slot].data());
+    number_[slot] = y;
+    return kept_[slot];
+  }
+
+ private:
+  static constexpr std::size_t kKept = 4;
+
+  RowReader rows_;
+  int channels_;
+  Axis axis_;
+  std::array<std::vector<float>, kKept> kept_;
+  std::array<int, kKept> number_{-1, -1, -1, -1};
+};
+
 }  // namespace
+
+std::uint64_t ScalingBytes(const CoreDib& from, CoreSize size) noexcept {
+  constexpr std::uint64_t kPerOld = 3 * sizeof(float);
+  constexpr std::uint64_t kPerNew = 64 + 5 * 4 * sizeof(float);
+  return (static_cast<std::uint64_t>(from.GetWidth()) + static_cast<std::uint64_t>(from.GetHeight())) *
+             kPerOld +
+         (static_cast<std::uint64_t>(size.width) + static_cast<std::uint64_t>(size.height)) * kPerNew;
+}
 
 bool ScaleBitmap(const CoreDib& from, CoreSize size, CoreDib& to) {
   const RowLayout layout = PlainLayoutOf(from);
@@ -86,29 +124,17 @@ bool ScaleBitmap(const CoreDib& from, CoreSize size, CoreDib& to) {
   to.SetDpi(from.GetDpiX() * static_cast<float>(size.width) / static_cast<float>(from.GetWidth()),
             from.GetDpiY() * static_cast<float>(size.height) / static_cast<float>(from.GetHeight()));
 
-  const std::vector<Taps> across = MakeTaps(from.GetWidth(), size.width);
-  const std::vector<Taps> down = MakeTaps(from.GetHeight(), size.height);
-  const std::size_t rowLength = static_cast<std::size_t>(size.width) * static_cast<std::size_t>(channels);
-  std::size_t depth = 0;
-  for (const Taps& taps : down) depth = std::max(depth, taps.weights.size());
-
-  // A ring of the rows that the current taps cover; each old row is scaled across once.
-  RowReader rows(from, layout);
-  std::vector<std::vector<float>> ring(depth, std::vector<float>(rowLength));
-  std::vector<float> sums(rowLength);
-  int next = 0;
-  for (int y = 0; y < size.height; ++y) {
-    const Taps& taps = down[static_cast<std::size_t>(y)];
-    const int end = taps.first + static_cast<int>(taps.weights.size());
-    for (next = std::max(next, taps.first); next < end; ++next)
-      ScaleAcross(rows.Row(next), channels, across, ring[static_cast<std::size_t>(next) % depth].data());
+  ScaledRows rows(from, layout, size.width);
+  const Axis down = MakeAxis(from.GetHeight(), size.height);
+  std::vector<float> sums(static_cast<std::size_t>(size.width) * static_cast<std::size_t>(channels));
+  for (std::size_t y = 0; y < down.first.size(); ++y) {
     std::fill(sums.begin(), sums.end(), 0.0f);
-    for (int k = taps.first; k < end; ++k) {
-      const float weight = taps.weights[static_cast<std::size_t>(k - taps.first)];
-      const std::vector<float>& row = ring[static_cast<std::size_t>(k) % depth];
-      for (std::size_t i = 0; i < rowLength; ++i) sums[i] += weight * row[i];
+    int line = down.first[y];
+    for (std::size_t k = down.start[y]; k < down.start[y + 1]; ++k, ++line) {
+      const std::vector<float>& row = rows.Row(line);
+      for (std::size_t i = 0; i < sums.size(); ++i) sums[i] += down.weights[k] * row[i];
     }
-    StoreRow(sums, channels, to.GetRow(y));
+    StoreRow(sums, channels, to.GetRow(static_cast<int>(y)));
   }
   return true;
 }

@@ -4,13 +4,18 @@
 #include "tovmx/dib.h"
 #include "tovmx/geometry.h"
 
+#include <cstdint>
+
 // `wanted` with a side of 0 replaced by what keeps the proportions of `own`, rounded and at least 1.
 CoreSize FillProportions(CoreSize wanted, CoreSize own) noexcept;
 
 // The depth that ScaleBitmap gives: 8 for grey, 32 with alpha, else 24.
 int ScaledBits(const CoreDib& from) noexcept;
 
-// Fills `to` with `from` scaled to `size`. Every new pixel is the mean of the old ones beneath it, weighted
-// by area and, where there is alpha, by alpha; when growing, the mean of the nearest ones (a triangle
-// filter). The resolution follows the size. False when memory is short.
+// About the memory that ScaleBitmap takes besides the two bitmaps.
+std::uint64_t ScalingBytes(const CoreDib& from, CoreSize size) noexcept;
+
+// Fills `to` with `from` scaled to `size` by a triangle filter, as wide as a new pixel when shrinking and as
+// an old one when growing. Colours count by their alpha. The resolution follows the size. False when memory
+// is short.
 bool ScaleBitmap(const CoreDib& from, CoreSize size, CoreDib& to);

@@ -44,7 +44,8 @@ std::unique_ptr<CoreDib> CoreImageDecoder::GetBitmap(int frame, int width, int h
 
   const CoreSize size = FillProportions({width, height}, {bitmap->GetWidth(), bitmap->GetHeight()});
   if (size.width == bitmap->GetWidth() && size.height == bitmap->GetHeight()) return bitmap;
+  const std::uint64_t held = bitmap->GetBufferSize() + ScalingBytes(*bitmap, size);
+  if (!FitsPixelLimit(size.width, size.height, ScaledBits(*bitmap), held)) return nullptr;
   auto scaled = std::make_unique<CoreDib>();
-  if (!FitsPixelLimit(size.width, size.height, ScaledBits(*bitmap), bitmap->GetBufferSize())) return nullptr;
   return ScaleBitmap(*bitmap, size, *scaled) ? std::move(scaled) : nullptr;
 }

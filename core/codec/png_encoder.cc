@@ -1,4 +1,5 @@
 // PNG, written by libpng with its default compression. The pixels go to it row by row in place.
+#include "bitmap/row_reader.h"
 #include "codec/codecs.h"
 #include "codec/png_session.h"
 
@@ -18,7 +19,7 @@ struct Palette {
 
 Palette PaletteOf(const CoreDib& bitmap) {
   Palette palette{};
-  palette.size = bitmap.GetPaletteSize();
+  if (bitmap.GetPaletteSize() > 0) palette.size = UsedColours(bitmap);
   for (int i = 0; i < palette.size; ++i) {
     const std::uint32_t entry = bitmap.GetPaletteEntry(i);
     const auto at = static_cast<std::size_t>(i);

@@ -18,7 +18,23 @@ struct Codec {
 };
 
 constexpr Codec kCodecs[] = {
-    {kCoreImagePng, "PNG", {"png"}, MakePngEncoder, nullptr, DescribePngBackend},
+    {kCoreImagePng, "PNG", {"png"}, MakePngEncoder, MakePngDecoder, DescribePngBackend},
+    {kCoreImageJpeg,
+     "JPEG",
+     {"jpg", "jpeg", "jpe", "jfif"},
+     MakeJpegEncoder,
+     MakeJpegDecoder,
+     DescribeJpegBackend},
+    {kCoreImageTiff, "TIFF", {"tif", "tiff"}, MakeTiffEncoder, MakeTiffDecoder, DescribeTiffBackend},
+    {kCoreImageWebp, "WebP", {"webp"}, MakeWebpEncoder, MakeWebpDecoder, DescribeWebpBackend},
+    {kCoreImageJpeg2000,
+     "JPEG 2000",
+     {"jp2", "j2k", "j2c", "jpx"},
+     MakeJpeg2000Encoder,
+     MakeJpeg2000Decoder,
+     DescribeJpeg2000Backend},
+    {kCoreImageBmp, "BMP", {"bmp", "dib"}, MakeBmpEncoder, MakeBmpDecoder, nullptr},
+    {kCoreImageGif, "GIF", {"gif"}, nullptr, MakeGifDecoder, DescribeGifBackend},
 };
 
 const Codec* FindCodec(CoreImageFormat format) {

@@ -1,0 +1,232 @@
+// GIF, read by giflib record by record. An animation is composed on its canvas as it is shown; a still
+// picture that fills the canvas keeps its palette.
+#include "codec/codecs.h"
+#include "codec/pixel_limit.h"
+
+#include <gif_lib.h>
+
+#include <algorithm>
+#include <cstring>
+#include <vector>
+
+namespace {
+
+class GifFile {
+ public:
+  explicit GifFile(CoreInputStream& stream) {
+    int error = 0;
+    gif_ = DGifOpen(
+        &stream,
+        [](GifFileType* gif, GifByteType* to, int size) {
+          auto* from = static_cast<CoreInputStream*>(gif->UserData);
+          return static_cast<int>(from->Read(to, static_cast<std::size_t>(size)));
+        },
+        &error);
+  }
+  ~GifFile() {
+    int error = 0;
+    if (gif_ != nullptr) DGifCloseFile(gif_, &error);
+  }
+  GifFile(const GifFile&) = delete;
+  GifFile& operator=(const GifFile&) = delete;
+
+  bool IsOpen() const { return gif_ != nullptr; }
+  GifFileType* Get() const { return gif_; }
+
+  enum class Record { kFrame, kEnd, kBroken };
+
+  // Goes to the next frame, reading its place, colours and control block.
+  Record Next() {
+    control_ = {DISPOSAL_UNSPECIFIED, false, 0, NO_TRANSPARENT_COLOR};
+    GifRecordType type = UNDEFINED_RECORD_TYPE;
+    while (DGifGetRecordType(gif_, &type) == GIF_OK) {
+      if (type == TERMINATE_RECORD_TYPE) return Record::kEnd;
+      if (type == IMAGE_DESC_RECORD_TYPE)
+        return DGifGetImageDesc(gif_) == GIF_OK ? Record::kFrame : Record::kBroken;
+      if (!ReadExtension()) return Record::kBroken;
+    }
+    return Record::kBroken;
+  }
+
+  // Passes over the pixels of the frame that Next() found.
+  bool SkipPixels() {
+    int codeSize = 0;
+    GifByteType* block = nullptr;
+    if (DGifGetCode(gif_, &codeSize, &block) != GIF_OK) return false;
+    while (block != nullptr) {
+      if (DGifGetCodeNext(gif_, &block) != GIF_OK) return false;
+    }
+    return true;
+  }
+
+  const GifImageDesc& Frame() const { return gif_->Image; }
+  const GraphicsControlBlock& Control() const { return control_; }
+  const ColorMapObject* Colours() const {
+    return gif_->Image.ColorMap != nullptr ? gif_->Image.ColorMap : gif_->SColorMap;
+  }
+  bool FrameFillsCanvas() const {
+    const GifImageDesc& frame = gif_->Image;
+    return frame.Left == 0 && frame.Top == 0 && frame.Width == gif_->SWidth && frame.Height == gif_->SHeight;
+  }
+
+ private:
+  bool ReadExtension() {
+    int code = 0;
+    GifByteType* block = nullptr;
+    if (DGifGetExtension(gif_, &code, &block) != GIF_OK) return false;
+    if (code == GRAPHICS_EXT_FUNC_CODE && block != nullptr && block[0] >= 4)
+      DGifExtensionToGCB(block[0], block + 1, &control_);
+    while (block != nullptr) {
+      if (DGifGetExtensionNext(gif_, &block) != GIF_OK) return false;
+    }
+    return true;
+  }
+
+  GifFileType* gif_ = nullptr;
+  GraphicsControlBlock control_{};
+};
+
+// Decodes the rows of the current frame and hands each to consume(row number, indices).
+template <typename Consume>
+bool ReadFrameRows(GifFile& file, Consume consume) {
+  constexpr int kFirst[] = {0, 4, 2, 1};
+  constexpr int kStep[] = {8, 8, 4, 2};
+  const GifImageDesc frame = file.Frame();
+  if (frame.Width < 1 || frame.Height < 1 || !FitsPixelLimit(frame.Width, frame.Height, 8)) return false;
+  std::vector<GifPixelType> row(static_cast<std::size_t>(frame.Width));
+  const int passes = frame.Interlace ? 4 : 1;
+  for (int pass = 0; pass < passes; ++pass) {
+    const int step = frame.Interlace ? kStep[pass] : 1;
+    for (int y = frame.Interlace ? kFirst[pass] : 0; y < frame.Height; y += step) {
+      if (DGifGetLine(file.Get(), row.data(), frame.Width) != GIF_OK) return false;
+      consume(y, row);
+    }
+  }
+  return true;
+}
+
+void CopyPalette(const GifFile& file, CoreDib& bitmap) {
+  const ColorMapObject& map = *file.Colours();
+  std::uint32_t entries[256];
+  const int count = std::min(map.ColorCount, 256);
+  for (int i = 0; i < count; ++i) {
+    const GifColorType& colour = map.Colors[i];
+    entries[i] =
+        colour.Red | static_cast<unsigned>(colour.Green) << 8 | static_cast<unsigned>(colour.Blue) << 16;
+  }
+  bitmap.SetPalette(entries, count);
+  if (file.Control().TransparentColor >= 0) bitmap.SetPaletteAlpha(file.Control().TransparentColor, 0);
+}
+
+// The part of the canvas that a frame covers.
+struct Area {
+  int left, top, right, bottom;
+};
+
+Area AreaOf(const GifImageDesc& frame, const CoreDib& canvas) {
+  const auto clip = [](std::int64_t at, int most) {
+    return static_cast<int>(std::clamp<std::int64_t>(at, 0, most));
+  };
+  return {clip(frame.Left, canvas.GetWidth()), clip(frame.Top, canvas.GetHeight()),
+          clip(std::int64_t{frame.Left} + frame.Width, canvas.GetWidth()),
+          clip(std::int64_t{frame.Top} + frame.Height, canvas.GetHeight())};
+}
+
+// Puts the current frame on the canvas; transparent pixels leave what is there.
+bool DrawFrame(GifFile& file, CoreDib& canvas) {
+  const ColorMapObject* map = file.Colours();
+  if (map == nullptr) return false;
+  const GifImageDesc frame = file.Frame();
+  const Area area = AreaOf(frame, canvas);
+  const int transparent = file.Control().TransparentColor;
+  return ReadFrameRows(file, [&](int y, const std::vector<GifPixelType>& row) {
+    const int line = frame.Top + y;
+    if (line < area.top || line >= area.bottom) return;
+    std::uint8_t* out = canvas.GetRow(line) + static_cast<std::size_t>(area.left) * 4;
+    for (int x = area.left; x < area.right; ++x, out += 4) {
+      const int index = row[static_cast<std::size_t>(x - frame.Left)];
+      if (index == transparent) continue;
+      const GifColorType colour = index < map->ColorCount ? map->Colors[index] : GifColorType{};
+      out[0] = colour.Blue, out[1] = colour.Green, out[2] = colour.Red, out[3] = 255;
+    }
+  });
+}
+
+class GifDecoder final : public CoreImageDecoder {
+ private:
+  bool ReadInfo(CoreInputStream& stream, CoreImageInfo& info) override {
+    GifFile file(stream);
+    if (!file.IsOpen()) return false;
+    bool keepsPalette = false;
+    for (;;) {
+      const GifFile::Record record = file.Next();
+      if (record == GifFile::Record::kBroken) return false;
+      if (record == GifFile::Record::kEnd) break;
+      if (info.frameCount++ == 0) {
+        const ColorMapObject* map = file.Colours();
+        keepsPalette = file.FrameFillsCanvas() && map != nullptr;
+        info.paletteSize = map == nullptr ? 0 : map->ColorCount;
+        info.fileBitsPerPixel = map == nullptr ? 8 : map->BitsPerPixel;
+      }
+      if (!file.SkipPixels()) return false;
+    }
+    info.width = file.Get()->SWidth;
+    info.height = file.Get()->SHeight;
+    info.bitsPerPixel = keepsPalette && info.frameCount == 1 ? 8 : 32;
+    return info.frameCount > 0;
+  }
+
+  bool ReadFrame(CoreInputStream& stream, int frame, CoreDib& bitmap) override {
+    GifFile file(stream);
+    if (!file.IsOpen()) return false;
+    const int width = file.Get()->SWidth;
+    const int height = file.Get()->SHeight;
+    const int bits = GetInfo().bitsPerPixel;
+    if (!FitsPixelLimit(width, height, bits) || !bitmap.Create(width, height, bits)) return false;
+    return bits == 8 ? ReadStill(file, bitmap) : Compose(file, frame, bitmap);
+  }
+
+  static bool ReadStill(GifFile& file, CoreDib& bitmap) {
+    if (file.Next() != GifFile::Record::kFrame || !file.FrameFillsCanvas() || file.Colours() == nullptr)
+      return false;
+    CopyPalette(file, bitmap);
+    return ReadFrameRows(file, [&](int y, const std::vector<GifPixelType>& row) {
+      std::memcpy(bitmap.GetRow(y), row.data(), row.size());
+    });
+  }
+
+  static bool Compose(GifFile& file, int frame, CoreDib& canvas) {
+    CoreDib kept;  // what a frame that is taken away again had covered
+    for (int i = 0;; ++i) {
+      if (file.Next() != GifFile::Record::kFrame) return false;
+      const int disposal = file.Control().DisposalMode;
+      const Area area = AreaOf(file.Frame(), canvas);
+      if (i < frame && disposal == DISPOSE_PREVIOUS) {
+        if (!FitsPixelLimit(canvas.GetWidth(), canvas.GetHeight(), 32, canvas.GetBufferSize())) return false;
+        if (!kept.CopyFrom(canvas)) return false;
+      }
+      if (!DrawFrame(file, canvas)) return false;
+      if (i == frame) return true;
+      if (disposal == DISPOSE_PREVIOUS && !canvas.CopyFrom(kept)) return false;
+      if (disposal == DISPOSE_BACKGROUND) Clear(canvas, area);
+    }
+  }
+
+  // The background is what lies behind the picture: transparent, whatever colour the file names.
+  static void Clear(CoreDib& canvas, const Area& area) {
+    for (int y = area.top; y < area.bottom && area.left < area.right; ++y)
+      std::memset(canvas.GetRow(y) + static_cast<std::size_t>(area.left) * 4, 0,
+                  static_cast<std::size_t>(area.right - area.left) * 4);
+  }
+};
+
+}  // namespace
+
+std::unique_ptr<CoreImageDecoder> MakeGifDecoder() { return std::make_unique<GifDecoder>(); }
+
+#define TOVMX_TEXT_OF(x) #x
+#define TOVMX_TEXT(x) TOVMX_TEXT_OF(x)
+
+CoreString DescribeGifBackend() {
+  return "giflib " TOVMX_TEXT(GIFLIB_MAJOR) "." TOVMX_TEXT(GIFLIB_MINOR) "." TOVMX_TEXT(GIFLIB_RELEASE);
+}

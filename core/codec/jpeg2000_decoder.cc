@@ -1,0 +1,263 @@
+// JPEG 2000, read by OpenJPEG into planes of integers, then stored row by row.
+#include "codec/codecs.h"
+#include "codec/jpeg2000_handles.h"
+#include "codec/jpeg2000_size.h"
+#include "codec/pixel_limit.h"
+#include "tovmx/geometry.h"
+
+#include <algorithm>
+#include <cmath>
+#include <vector>
+
+namespace {
+
+constexpr std::uint64_t kLeastTileBytes =
+    14;  // the head of a tile part; the library spends kilobytes on each tile
+
+struct Source {
+  CoreInputStream* stream;
+  std::uint64_t start;
+};
+
+OPJ_SIZE_T ReadSource(void* to, OPJ_SIZE_T size, void* data) {
+  const std::size_t count = static_cast<Source*>(data)->stream->Read(to, size);
+  return count == 0 ? static_cast<OPJ_SIZE_T>(-1) : count;
+}
+
+OPJ_BOOL SeekSource(OPJ_OFF_T position, void* data) {
+  const Source& source = *static_cast<Source*>(data);
+  if (position < 0) return OPJ_FALSE;
+  return source.stream->Seek(source.start + static_cast<std::uint64_t>(position)) ? OPJ_TRUE : OPJ_FALSE;
+}
+
+OPJ_OFF_T SkipSource(OPJ_OFF_T count, void* data) {
+  const Source& source = *static_cast<Source*>(data);
+  const std::uint64_t position = source.stream->GetPosition() + static_cast<std::uint64_t>(count);
+  if (count < 0 || position > source.stream->GetSize() || !source.stream->Seek(position)) return -1;
+  return count;
+}
+
+// One sample as 8 bits, whatever its precision and sign.
+class Plane {
+ public:
+  explicit Plane(const opj_image_comp_t& component)
+      : component_(component),
+        most_((std::int64_t{1} << component.prec) - 1),
+        offset_(component.sgnd != 0 ? std::int64_t{1} << (component.prec - 1) : 0) {}
+
+  // The sample nearest to pixel (x, y) of a picture that may hold more pixels than this plane has samples.
+  std::uint8_t At(const CoreSize& size, int x, int y) const {
+    const auto column = static_cast<std::size_t>(x) * component_.w / static_cast<std::size_t>(size.width);
+    const auto row = static_cast<std::size_t>(y) * component_.h / static_cast<std::size_t>(size.height);
+    const std::int64_t value =
+        std::clamp<std::int64_t>(component_.data[row * component_.w + column] + offset_, 0, most_);
+    return static_cast<std::uint8_t>(most_ == 255 ? value : (value * 255 + most_ / 2) / most_);
+  }
+
+ private:
+  const opj_image_comp_t& component_;
+  std::int64_t most_;
+  std::int64_t offset_;
+};
+
+enum class Colours { kGray, kRgb, kYcc, kCmyk };
+
+struct Layout {
+  int width = 0;
+  int height = 0;
+  Colours colours = Colours::kGray;
+  int alpha = -1;  // which component is alpha, -1 for none
+
+  int Bits() const {
+    if (alpha >= 0) return 32;
+    return colours == Colours::kGray ? 8 : 24;
+  }
+};
+
+bool IsSubsampled(const opj_image_t& image) {
+  return image.numcomps >= 3 &&
+         (image.comps[1].dx > image.comps[0].dx || image.comps[1].dy > image.comps[0].dy);
+}
+
+bool ReadLayout(const opj_image_t& image, Layout& layout) {
+  if (image.numcomps < 1 || image.x1 <= image.x0 || image.y1 <= image.y0) return false;
+  const std::uint64_t width = image.comps[0].w;
+  const std::uint64_t height = image.comps[0].h;
+  if (width < 1 || height < 1 || width > INT32_MAX || height > INT32_MAX) return false;
+  layout.width = static_cast<int>(width);
+  layout.height = static_cast<int>(height);
+  const bool cmyk = image.color_space == OPJ_CLRSPC_CMYK && image.numcomps >= 4;
+  const bool ycc =
+      image.color_space == OPJ_CLRSPC_SYCC || image.color_space == OPJ_CLRSPC_EYCC || IsSubsampled(image);
+  if (cmyk) {
+    layout.colours = Colours::kCmyk;
+  } else if (image.numcomps >= 3) {
+    layout.colours = ycc ? Colours::kYcc : Colours::kRgb;
+  }
+  const OPJ_UINT32 colourCount = cmyk ? 4 : (image.numcomps >= 3 ? 3 : 1);
+  for (OPJ_UINT32 i = colourCount; i < image.numcomps && layout.alpha < 0; ++i) {
+    // A single sample beside the colours is alpha even where the file forgets to say so.
+    if (image.comps[i].alpha != 0 || image.numcomps == colourCount + 1) layout.alpha = static_cast<int>(i);
+  }
+  return true;
+}
+
+// Bytes of the planes that the library unpacks.
+std::uint64_t PlaneBytes(const opj_image_t& image) {
+  std::uint64_t bytes = 0;
+  for (OPJ_UINT32 i = 0; i < image.numcomps; ++i)
+    bytes += std::uint64_t{image.comps[i].w} * image.comps[i].h * sizeof(OPJ_INT32);
+  return bytes;
+}
+
+bool PlanesAreThere(const opj_image_t& image) {
+  for (OPJ_UINT32 i = 0; i < image.numcomps; ++i) {
+    const opj_image_comp_t& component = image.comps[i];
+    if (component.data == nullptr || component.w == 0 || component.h == 0 || component.prec < 1 ||
+        component.prec > 31)
+      return false;
+  }
+  return true;
+}
+
+std::uint8_t ToByte(double value) {
+  return static_cast<std::uint8_t>(std::clamp(std::lround(value), 0L, 255L));
+}
+
+// JFIF's full-range YCbCr, which sYCC follows.
+void StoreYcc(const std::uint8_t* ycc, std::uint8_t* bgr) {
+  const double y = ycc[0];
+  const double cb = ycc[1] - 128.0;
+  const double cr = ycc[2] - 128.0;
+  bgr[0] = ToByte(y + 1.772 * cb);
+  bgr[1] = ToByte(y - 0.344136 * cb - 0.714136 * cr);
+  bgr[2] = ToByte(y + 1.402 * cr);
+}
+
+void StorePixel(const Layout& layout, const std::uint8_t* samples, std::uint8_t* out) {
+  switch (layout.colours) {
+    case Colours::kGray:
+      out[0] = samples[0];
+      if (layout.alpha >= 0) out[1] = out[2] = samples[0];
+      break;
+    case Colours::kRgb:
+      out[0] = samples[2], out[1] = samples[1], out[2] = samples[0];
+      break;
+    case Colours::kYcc:
+      StoreYcc(samples, out);
+      break;
+    case Colours::kCmyk:
+      for (int c = 0; c < 3; ++c)
+        out[2 - c] = static_cast<std::uint8_t>(((255U - samples[c]) * (255U - samples[3]) + 127) / 255);
+      break;
+  }
+}
+
+bool HasPlainPlanes(const opj_image_t& image, const Layout& layout) {
+  for (OPJ_UINT32 i = 0; i < image.numcomps; ++i) {
+    const opj_image_comp_t& component = image.comps[i];
+    if (component.w != static_cast<OPJ_UINT32>(layout.width) ||
+        component.h != static_cast<OPJ_UINT32>(layout.height) || component.prec != 8 || component.sgnd != 0)
+      return false;
+  }
+  return layout.colours == Colours::kGray || layout.colours == Colours::kRgb;
+}
+
+// 8-bit planes as large as the picture: the usual case, without any arithmetic.
+void StorePlainPlanes(const opj_image_t& image, const Layout& layout, CoreDib& to) {
+  const std::size_t size = static_cast<std::size_t>(layout.Bits()) / 8;
+  const bool gray = layout.colours == Colours::kGray;
+  for (std::size_t c = 0; c < size; ++c) {
+    std::size_t plane = gray ? 0 : 2 - c;
+    if (c == 3) plane = static_cast<std::size_t>(layout.alpha);
+    const OPJ_INT32* from = image.comps[plane].data;
+    for (int y = 0; y < layout.height; ++y) {
+      std::uint8_t* out = to.GetRow(y) + c;
+      for (int x = 0; x < layout.width; ++x, out += size)
+        *out = static_cast<std::uint8_t>(std::clamp(*from++, 0, 255));
+    }
+  }
+}
+
+void StorePlanes(const opj_image_t& image, const Layout& layout, CoreDib& to) {
+  if (HasPlainPlanes(image, layout)) return StorePlainPlanes(image, layout, to);
+  const CoreSize size{layout.width, layout.height};
+  std::vector<Plane> planes;
+  for (OPJ_UINT32 i = 0; i < image.numcomps; ++i) planes.emplace_back(image.comps[i]);
+  const std::size_t used = layout.colours == Colours::kGray ? 1 : (layout.colours == Colours::kCmyk ? 4 : 3);
+  for (int y = 0; y < layout.height; ++y) {
+    std::uint8_t* out = to.GetRow(y);
+    for (int x = 0; x < layout.width; ++x, out += layout.Bits() / 8) {
+      std::uint8_t samples[4];
+      for (std::size_t i = 0; i < used; ++i) samples[i] = planes[i].At(size, x, y);
+      StorePixel(layout, samples, out);
+      if (layout.alpha >= 0) out[3] = planes[static_cast<std::size_t>(layout.alpha)].At(size, x, y);
+    }
+  }
+}
+
+// The library with the image's head read. The source must outlive it.
+struct Reader {
+  explicit Reader(Source& source) {
+    Jpeg2000Size size;
+    if (!ReadJpeg2000Size(*source.stream, size) || size.tiles > size.codeBytes / kLeastTileBytes) return;
+    if (!source.stream->Seek(source.start)) return;
+    stream.reset(opj_stream_default_create(OPJ_TRUE));
+    codec.reset(opj_create_decompress(size.bare ? OPJ_CODEC_J2K : OPJ_CODEC_JP2));
+    if (stream == nullptr || codec == nullptr) return;
+    opj_stream_set_read_function(stream.get(), ReadSource);
+    opj_stream_set_seek_function(stream.get(), SeekSource);
+    opj_stream_set_skip_function(stream.get(), SkipSource);
+    opj_stream_set_user_data(stream.get(), &source, nullptr);
+    opj_stream_set_user_data_length(stream.get(), source.stream->GetSize() - source.start);
+    opj_dparameters_t parameters;
+    opj_set_default_decoder_parameters(&parameters);
+    opj_image_t* head = nullptr;
+    if (opj_setup_decoder(codec.get(), &parameters) != 0 &&
+        opj_read_header(stream.get(), codec.get(), &head) != 0)
+      usable = true;
+    image.reset(head);
+  }
+
+  Jpeg2000Stream stream;
+  Jpeg2000Codec codec;
+  Jpeg2000Image image;
+  bool usable = false;
+};
+
+class Jpeg2000Decoder final : public CoreImageDecoder {
+ private:
+  bool ReadInfo(CoreInputStream& stream, CoreImageInfo& info) override {
+    Source source{&stream, stream.GetPosition()};
+    const Reader reader(source);
+    Layout layout;
+    if (!reader.usable || !ReadLayout(*reader.image, layout)) return false;
+    info.width = layout.width;
+    info.height = layout.height;
+    info.bitsPerPixel = layout.Bits();
+    for (OPJ_UINT32 i = 0; i < reader.image->numcomps; ++i)
+      info.fileBitsPerPixel += static_cast<int>(reader.image->comps[i].prec);
+    info.frameCount = 1;
+    return true;
+  }
+
+  bool ReadFrame(CoreInputStream& stream, int, CoreDib& bitmap) override {
+    Source source{&stream, stream.GetPosition()};
+    const Reader reader(source);
+    Layout layout;
+    if (!reader.usable || !ReadLayout(*reader.image, layout)) return false;
+    if (!FitsPixelLimit(layout.width, layout.height, layout.Bits(), PlaneBytes(*reader.image))) return false;
+    if (opj_decode(reader.codec.get(), reader.stream.get(), reader.image.get()) == 0) return false;
+    if (opj_end_decompress(reader.codec.get(), reader.stream.get()) == 0) return false;
+    // A palette in the file is unpacked by now: the number of components may have changed.
+    if (!PlanesAreThere(*reader.image) || !ReadLayout(*reader.image, layout)) return false;
+    if (!FitsPixelLimit(layout.width, layout.height, layout.Bits(), PlaneBytes(*reader.image))) return false;
+    if (!bitmap.Create(layout.width, layout.height, layout.Bits())) return false;
+    StorePlanes(*reader.image, layout, bitmap);
+    return true;
+  }
+};
+
+}  // namespace
+
+std::unique_ptr<CoreImageDecoder> MakeJpeg2000Decoder() { return std::make_unique<Jpeg2000Decoder>(); }

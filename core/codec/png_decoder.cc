@@ -1,0 +1,90 @@
+// PNG, read by libpng straight into the rows of the bitmap.
+#include "codec/codecs.h"
+#include "codec/pixel_limit.h"
+#include "codec/png_session.h"
+
+namespace {
+
+constexpr double kMetresPerInch = 0.0254;
+
+// Chunks that say nothing about the pixels; some of them could unpack into far more memory than the image.
+constexpr png_byte kIgnoredChunks[] = "eXIf\0hIST\0iCCP\0iTXt\0pCAL\0sCAL\0sPLT\0tEXt\0zTXt";
+
+// Reads up to the first pixel and asks the library for one of the layouts of CoreDib. Longjmps on an error.
+void ReadHead(png_structp png, png_infop info, CoreImageInfo& out) {
+  png_set_user_limits(png, PNG_UINT_31_MAX, PNG_UINT_31_MAX);  // FitsPixelLimit decides
+  png_set_keep_unknown_chunks(png, PNG_HANDLE_CHUNK_NEVER, kIgnoredChunks, sizeof kIgnoredChunks / 5);
+  png_read_info(png, info);
+  const int colour = png_get_color_type(png, info);
+  const int bits = png_get_bit_depth(png, info);
+  const bool palette = colour == PNG_COLOR_TYPE_PALETTE;
+  const bool keyed = !palette && png_get_valid(png, info, PNG_INFO_tRNS) != 0;
+  const bool alpha = (colour & PNG_COLOR_MASK_ALPHA) != 0 || keyed;
+  const bool gray = (colour & PNG_COLOR_MASK_COLOR) == 0;
+
+  out.width = static_cast<int>(png_get_image_width(png, info));
+  out.height = static_cast<int>(png_get_image_height(png, info));
+  out.fileBitsPerPixel = bits * png_get_channels(png, info);
+  out.frameCount = 1;
+  const auto dots = [](png_uint_32 perMetre) { return static_cast<float>(perMetre * kMetresPerInch); };
+  out.dpiX = dots(png_get_x_pixels_per_meter(png, info));
+  out.dpiY = dots(png_get_y_pixels_per_meter(png, info));
+
+  if (bits == 16) png_set_scale_16(png);
+  if (palette || (gray && !alpha)) {
+    out.bitsPerPixel = bits == 1 || bits == 4 ? bits : 8;
+    if (bits == 2) palette ? png_set_packing(png) : png_set_expand_gray_1_2_4_to_8(png);
+    png_colorp colours = nullptr;
+    if (palette) png_get_PLTE(png, info, &colours, &out.paletteSize);
+    return;
+  }
+  if (keyed) png_set_expand(png);
+  if (gray) png_set_gray_to_rgb(png);
+  png_set_bgr(png);
+  out.bitsPerPixel = alpha ? 32 : 24;
+}
+
+void CopyPalette(png_structp png, png_infop info, CoreDib& bitmap) {
+  png_colorp colours = nullptr;
+  int count = 0;
+  if (png_get_PLTE(png, info, &colours, &count) == 0) return;
+  std::uint32_t entries[256];
+  for (int i = 0; i < count; ++i)
+    entries[i] = colours[i].red | static_cast<unsigned>(colours[i].green) << 8 |
+                 static_cast<unsigned>(colours[i].blue) << 16;
+  bitmap.SetPalette(entries, count);
+  png_bytep alpha = nullptr;
+  int alphaCount = 0;
+  if (png_get_tRNS(png, info, &alpha, &alphaCount, nullptr) == 0) return;
+  for (int i = 0; i < alphaCount; ++i) bitmap.SetPaletteAlpha(i, alpha[i]);
+}
+
+class PngDecoder final : public CoreImageDecoder {
+ private:
+  bool ReadInfo(CoreInputStream& stream, CoreImageInfo& info) override {
+    PngReadSession session(stream);
+    return session.Run([&](png_structp png, png_infop pngInfo) { ReadHead(png, pngInfo, info); });
+  }
+
+  bool ReadFrame(CoreInputStream& stream, int, CoreDib& bitmap) override {
+    PngReadSession session(stream);
+    CoreImageInfo info;
+    if (!session.Run([&](png_structp png, png_infop pngInfo) { ReadHead(png, pngInfo, info); })) return false;
+    if (!FitsPixelLimit(info.width, info.height, info.bitsPerPixel)) return false;
+    if (!bitmap.Create(info.width, info.height, info.bitsPerPixel)) return false;
+    bitmap.SetDpi(info.dpiX, info.dpiY);
+    return session.Run([&](png_structp png, png_infop pngInfo) {
+      if (bitmap.GetBitsPerPixel() <= 8) CopyPalette(png, pngInfo, bitmap);
+      const int passes = png_set_interlace_handling(png);
+      png_start_read_image(png);
+      for (int pass = 0; pass < passes; ++pass) {
+        for (int y = 0; y < bitmap.GetHeight(); ++y) png_read_row(png, bitmap.GetRow(y), nullptr);
+      }
+      png_read_end(png, nullptr);
+    });
+  }
+};
+
+}  // namespace
+
+std::unique_ptr<CoreImageDecoder> MakePngDecoder() { return std::make_unique<PngDecoder>(); }

@@ -1,0 +1,144 @@
+// TIFF, read by libtiff: rows go straight into the bitmap where its form allows it.
+#include "codec/codecs.h"
+#include "codec/pixel_limit.h"
+#include "codec/tiff_file.h"
+#include "codec/tiff_layout.h"
+
+#include <algorithm>
+#include <climits>
+#include <utility>
+#include <vector>
+
+namespace {
+
+float Dpi(TIFF* tiff, std::uint32_t tag) {
+  float value = 0;
+  std::uint16_t unit = RESUNIT_INCH;
+  if (TIFFGetField(tiff, tag, &value) == 0) return 0;
+  TIFFGetFieldDefaulted(tiff, TIFFTAG_RESOLUTIONUNIT, &unit);
+  if (unit == RESUNIT_NONE) return 0;
+  return unit == RESUNIT_CENTIMETER ? value * 2.54f : value;
+}
+
+bool ReadInPlace(TIFF* tiff, const TiffLayout& layout, CoreDib& bitmap) {
+  for (int y = 0; y < layout.height; ++y) {
+    std::uint8_t* row = bitmap.GetRow(y);
+    if (TIFFReadScanline(tiff, row, static_cast<std::uint32_t>(y), 0) < 0) return false;
+    StoreTiffSpan(layout, row, 0, bitmap, 0, y, layout.width);
+  }
+  return true;
+}
+
+// The number of planes that are read one after the other.
+int PlanesOf(const TiffLayout& layout) { return layout.separate ? layout.samples : 1; }
+
+bool ReadRows(TIFF* tiff, const TiffLayout& layout, CoreDib& bitmap) {
+  std::vector<std::uint8_t> row(static_cast<std::size_t>(TIFFScanlineSize(tiff)));
+  if (row.size() < layout.RowBytes(layout.width)) return false;
+  for (int plane = 0; plane < PlanesOf(layout); ++plane) {
+    for (int y = 0; y < layout.height; ++y) {
+      if (TIFFReadScanline(tiff, row.data(), static_cast<std::uint32_t>(y),
+                           static_cast<std::uint16_t>(plane)) < 0)
+        return false;
+      StoreTiffSpan(layout, row.data(), plane, bitmap, 0, y, layout.width);
+    }
+  }
+  return true;
+}
+
+bool ReadTiles(TIFF* tiff, const TiffLayout& layout, CoreDib& bitmap) {
+  std::uint32_t tileWidth = 0;
+  std::uint32_t tileHeight = 0;
+  TIFFGetField(tiff, TIFFTAG_TILEWIDTH, &tileWidth);
+  TIFFGetField(tiff, TIFFTAG_TILELENGTH, &tileHeight);
+  if (tileWidth == 0 || tileHeight == 0 || tileWidth % 8 != 0 || tileWidth > INT_MAX || tileHeight > INT_MAX)
+    return false;
+  const tmsize_t tileBytes = TIFFTileSize(tiff);
+  const std::size_t rowBytes = layout.RowBytes(static_cast<int>(tileWidth));
+  if (tileBytes <= 0 || static_cast<std::size_t>(tileBytes) / tileHeight < rowBytes) return false;
+  if (!FitsPixelLimit(layout.width, layout.height, layout.BitmapBits(),
+                      static_cast<std::uint64_t>(tileBytes)))
+    return false;
+  std::vector<std::uint8_t> tile(static_cast<std::size_t>(tileBytes));
+  for (int plane = 0; plane < PlanesOf(layout); ++plane) {
+    for (std::int64_t top = 0; top < layout.height; top += tileHeight) {
+      for (std::int64_t left = 0; left < layout.width; left += tileWidth) {
+        if (TIFFReadTile(tiff, tile.data(), static_cast<std::uint32_t>(left), static_cast<std::uint32_t>(top),
+                         0, static_cast<std::uint16_t>(plane)) < 0)
+          return false;
+        const int columns = static_cast<int>(std::min<std::int64_t>(tileWidth, layout.width - left));
+        const int rows = static_cast<int>(std::min<std::int64_t>(tileHeight, layout.height - top));
+        for (int y = 0; y < rows; ++y)
+          StoreTiffSpan(layout, tile.data() + static_cast<std::size_t>(y) * rowBytes, plane, bitmap,
+                        static_cast<int>(left), static_cast<int>(top) + y, columns);
+      }
+    }
+  }
+  return true;
+}
+
+// Everything else (YCbCr, Lab, odd depths) as the library sees it: premultiplied RGBA, top row first.
+bool ReadOther(TIFF* tiff, CoreDib& bitmap) {
+  char message[1024];
+  TIFFRGBAImage image;
+  if (TIFFRGBAImageOK(tiff, message) == 0 || TIFFRGBAImageBegin(&image, tiff, 1, message) == 0) return false;
+  image.req_orientation = image.orientation;  // rows as they are stored
+  auto* pixels = reinterpret_cast<std::uint32_t*>(bitmap.GetBuffer());
+  const bool read = TIFFRGBAImageGet(&image, pixels, image.width, image.height) != 0;
+  const bool alpha = image.alpha != 0;
+  TIFFRGBAImageEnd(&image);
+  if (!read) return false;
+  std::uint8_t* const end = bitmap.GetBuffer() + bitmap.GetBufferSize();
+  for (std::uint8_t* p = bitmap.GetBuffer(); p != end; p += 4) std::swap(p[0], p[2]);
+  if (alpha) bitmap.Unpremultiply();
+  return true;
+}
+
+bool ReadPixels(TIFF* tiff, const TiffLayout& layout, CoreDib& bitmap) {
+  if (layout.colours == TiffColours::kOther) return ReadOther(tiff, bitmap);
+  if (layout.tiled) return ReadTiles(tiff, layout, bitmap);
+  const auto rowBytes = static_cast<std::size_t>(std::max<tmsize_t>(0, TIFFScanlineSize(tiff)));
+  if (layout.RowsFitBitmap() && rowBytes <= static_cast<std::size_t>(bitmap.GetStride()))
+    return ReadInPlace(tiff, layout, bitmap);
+  return ReadRows(tiff, layout, bitmap);
+}
+
+class TiffDecoder final : public CoreImageDecoder {
+ private:
+  bool ReadInfo(CoreInputStream& stream, CoreImageInfo& info) override {
+    TiffSource source{&stream, stream.GetPosition()};
+    const TiffHandle tiff = OpenTiff(source);
+    TiffLayout layout;
+    if (tiff == nullptr || !ReadTiffLayout(tiff.get(), layout)) return false;
+    info.width = layout.width;
+    info.height = layout.height;
+    info.bitsPerPixel = layout.BitmapBits();
+    info.fileBitsPerPixel = layout.bits * layout.samples;
+    if (layout.photometric == PHOTOMETRIC_PALETTE && layout.colours == TiffColours::kIndexed)
+      info.paletteSize = 1 << layout.bits;
+    info.dpiX = Dpi(tiff.get(), TIFFTAG_XRESOLUTION);
+    info.dpiY = Dpi(tiff.get(), TIFFTAG_YRESOLUTION);
+    info.frameCount = std::max(1, static_cast<int>(TIFFNumberOfDirectories(tiff.get())));
+    return true;
+  }
+
+  bool ReadFrame(CoreInputStream& stream, int frame, CoreDib& bitmap) override {
+    TiffSource source{&stream, stream.GetPosition()};
+    const TiffHandle tiff = OpenTiff(source);
+    if (tiff == nullptr) return false;
+    if (frame > 0 && TIFFSetDirectory(tiff.get(), static_cast<tdir_t>(frame)) == 0) return false;
+    TiffLayout layout;
+    if (!ReadTiffLayout(tiff.get(), layout)) return false;
+    if (!FitsPixelLimit(layout.width, layout.height, layout.BitmapBits())) return false;
+    if (!bitmap.Create(layout.width, layout.height, layout.BitmapBits())) return false;
+    bitmap.SetDpi(Dpi(tiff.get(), TIFFTAG_XRESOLUTION), Dpi(tiff.get(), TIFFTAG_YRESOLUTION));
+    if (layout.photometric == PHOTOMETRIC_PALETTE) CopyTiffPalette(tiff.get(), bitmap);
+    if (!ReadPixels(tiff.get(), layout, bitmap)) return false;
+    if (layout.premultiplied) bitmap.Unpremultiply();
+    return true;
+  }
+};
+
+}  // namespace
+
+std::unique_ptr<CoreImageDecoder> MakeTiffDecoder() { return std::make_unique<TiffDecoder>(); }

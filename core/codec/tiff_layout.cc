@@ -1,0 +1,208 @@
+#include "codec/tiff_layout.h"
+
+#include <algorithm>
+#include <climits>
+#include <cstring>
+
+int TiffLayout::BitmapBits() const {
+  if (colours == TiffColours::kIndexed) return bits;
+  if (colours == TiffColours::kOther || alphaSample >= 0) return 32;
+  return colours == TiffColours::kGray ? 8 : 24;
+}
+
+bool TiffLayout::RowsFitBitmap() const {
+  if (tiled || separate || colours == TiffColours::kCmyk || bits > 8) return false;
+  return samples * bits == BitmapBits();
+}
+
+std::size_t TiffLayout::RowBytes(int count) const {
+  const auto perPixel = static_cast<std::size_t>(separate ? bits : bits * samples);
+  return (static_cast<std::size_t>(count) * perPixel + 7) / 8;
+}
+
+namespace {
+
+template <typename T>
+T Tag(TIFF* tiff, std::uint32_t tag, T fallback) {
+  T value = fallback;
+  return TIFFGetFieldDefaulted(tiff, tag, &value) != 0 ? value : fallback;
+}
+
+void ReadAlpha(TIFF* tiff, TiffLayout& layout, int colourSamples) {
+  std::uint16_t count = 0;
+  std::uint16_t* kinds = nullptr;
+  if (TIFFGetField(tiff, TIFFTAG_EXTRASAMPLES, &count, &kinds) == 0 || kinds == nullptr) return;
+  for (int i = 0; i < count && colourSamples + i < layout.samples; ++i) {
+    if (kinds[i] != EXTRASAMPLE_ASSOCALPHA && kinds[i] != EXTRASAMPLE_UNASSALPHA) continue;
+    layout.alphaSample = colourSamples + i;
+    layout.premultiplied = kinds[i] == EXTRASAMPLE_ASSOCALPHA;
+    return;
+  }
+}
+
+TiffColours ColoursOf(const TiffLayout& layout, std::uint16_t sampleFormat, std::uint16_t inkSet) {
+  const bool gray =
+      layout.photometric == PHOTOMETRIC_MINISWHITE || layout.photometric == PHOTOMETRIC_MINISBLACK;
+  if (sampleFormat != SAMPLEFORMAT_UINT && sampleFormat != SAMPLEFORMAT_VOID) return TiffColours::kOther;
+  const bool plain = layout.bits == 1 || layout.bits == 4 || layout.bits == 8;
+  if (plain && layout.samples == 1 && (gray || layout.photometric == PHOTOMETRIC_PALETTE))
+    return TiffColours::kIndexed;
+  if (layout.bits != 8 && layout.bits != 16) return TiffColours::kOther;
+  if (gray) return TiffColours::kGray;
+  if (layout.photometric == PHOTOMETRIC_RGB && layout.samples >= 3) return TiffColours::kRgb;
+  const bool cmyk =
+      layout.photometric == PHOTOMETRIC_SEPARATED && inkSet == INKSET_CMYK && layout.samples >= 4;
+  return cmyk ? TiffColours::kCmyk : TiffColours::kOther;
+}
+
+int ColourSamples(TiffColours colours) {
+  if (colours == TiffColours::kRgb) return 3;
+  return colours == TiffColours::kCmyk ? 4 : 1;
+}
+
+}  // namespace
+
+bool ReadTiffLayout(TIFF* tiff, TiffLayout& layout) {
+  const auto width = Tag<std::uint32_t>(tiff, TIFFTAG_IMAGEWIDTH, 0);
+  const auto height = Tag<std::uint32_t>(tiff, TIFFTAG_IMAGELENGTH, 0);
+  if (width == 0 || height == 0 || width > INT_MAX || height > INT_MAX) return false;
+  layout.width = static_cast<int>(width);
+  layout.height = static_cast<int>(height);
+  layout.bits = Tag<std::uint16_t>(tiff, TIFFTAG_BITSPERSAMPLE, 1);
+  layout.samples = Tag<std::uint16_t>(tiff, TIFFTAG_SAMPLESPERPIXEL, 1);
+  const auto compression = Tag<std::uint16_t>(tiff, TIFFTAG_COMPRESSION, COMPRESSION_NONE);
+  if (TIFFGetField(tiff, TIFFTAG_PHOTOMETRIC, &layout.photometric) == 0)
+    layout.photometric = PHOTOMETRIC_MINISWHITE;
+  layout.separate = layout.samples > 1 && Tag<std::uint16_t>(tiff, TIFFTAG_PLANARCONFIG,
+                                                             PLANARCONFIG_CONTIG) == PLANARCONFIG_SEPARATE;
+  layout.tiled = TIFFIsTiled(tiff) != 0;
+  if (compression == COMPRESSION_JPEG && layout.photometric == PHOTOMETRIC_YCBCR && !layout.separate &&
+      TIFFSetField(tiff, TIFFTAG_JPEGCOLORMODE, JPEGCOLORMODE_RGB) != 0)
+    layout.photometric = PHOTOMETRIC_RGB;
+  layout.colours = ColoursOf(layout, Tag<std::uint16_t>(tiff, TIFFTAG_SAMPLEFORMAT, SAMPLEFORMAT_UINT),
+                             Tag<std::uint16_t>(tiff, TIFFTAG_INKSET, INKSET_CMYK));
+  if (layout.colours != TiffColours::kIndexed && layout.colours != TiffColours::kOther)
+    ReadAlpha(tiff, layout, ColourSamples(layout.colours));
+  return true;
+}
+
+namespace {
+
+// Sample number `i` as 8 bits; 16 bits are in this machine's order and round to the nearest.
+std::uint8_t SampleAt(const std::uint8_t* from, std::size_t i, int bits) {
+  if (bits == 8) return from[i];
+  std::uint16_t value = 0;
+  std::memcpy(&value, from + 2 * i, sizeof value);
+  return static_cast<std::uint8_t>((value + 128U) / 257U);
+}
+
+void StoreIndexed(const TiffLayout& layout, const std::uint8_t* from, CoreDib& to, int x, int y, int count) {
+  std::uint8_t* out = to.GetRow(y) + static_cast<std::size_t>(x) * static_cast<unsigned>(layout.bits) / 8;
+  const std::size_t bytes = layout.RowBytes(count);
+  if (out != from) std::memcpy(out, from, bytes);
+  if (layout.photometric != PHOTOMETRIC_MINISWHITE) return;
+  for (std::size_t i = 0; i < bytes; ++i) out[i] = static_cast<std::uint8_t>(~out[i]);
+}
+
+// One pixel of all samples into blue, green, red and alpha.
+void StorePixel(const TiffLayout& layout, const std::uint8_t* samples, std::uint8_t* out) {
+  if (layout.colours == TiffColours::kGray) {
+    const std::uint8_t flip = layout.photometric == PHOTOMETRIC_MINISWHITE ? 255 : 0;
+    out[0] = samples[0] ^ flip;
+    if (layout.alphaSample >= 0) out[1] = out[2] = out[0];
+  } else if (layout.colours == TiffColours::kRgb) {
+    const std::uint8_t red = samples[0];
+    out[0] = samples[2], out[1] = samples[1], out[2] = red;
+  } else {
+    const unsigned light = 255U - samples[3];
+    for (int c = 0; c < 3; ++c)
+      out[2 - c] = static_cast<std::uint8_t>(((255U - samples[c]) * light + 127) / 255);
+  }
+}
+
+void StoreRgb(const std::uint8_t* from, std::size_t size, std::uint8_t* out, int count) {
+  for (int i = 0; i < count; ++i, from += size, out += size) {
+    const std::uint8_t red = from[0];
+    out[0] = from[2];
+    out[1] = from[1];
+    out[2] = red;
+    if (size == 4) out[3] = from[3];
+  }
+}
+
+void StoreSamples(const TiffLayout& layout, const std::uint8_t* from, std::uint8_t* out, int count) {
+  const auto samples = static_cast<std::size_t>(layout.samples);
+  const auto pixelBytes = static_cast<std::size_t>(layout.BitmapBits()) / 8;
+  const std::size_t used = std::min<std::size_t>(samples, 4);
+  std::uint8_t pixel[4] = {};
+  for (std::size_t i = 0; i < static_cast<std::size_t>(count); ++i, out += pixelBytes) {
+    for (std::size_t s = 0; s < used; ++s) pixel[s] = SampleAt(from, i * samples + s, layout.bits);
+    StorePixel(layout, pixel, out);
+    if (layout.alphaSample >= 0)
+      out[3] = SampleAt(from, i * samples + static_cast<std::size_t>(layout.alphaSample), layout.bits);
+  }
+}
+
+// CMYK planes meet in the row as light: ink by ink, black last, which darkens what is there.
+void StoreInkPlane(const TiffLayout& layout, const std::uint8_t* from, int plane, std::uint8_t* out,
+                   int count) {
+  const int pixelBytes = layout.BitmapBits() / 8;
+  for (int i = 0; i < count; ++i, out += pixelBytes) {
+    const unsigned light = 255U - SampleAt(from, static_cast<std::size_t>(i), layout.bits);
+    if (plane < 3) {
+      out[2 - plane] = static_cast<std::uint8_t>(light);
+    } else {
+      for (int c = 0; c < 3; ++c) out[c] = static_cast<std::uint8_t>((out[c] * light + 127) / 255);
+    }
+  }
+}
+
+void StorePlane(const TiffLayout& layout, const std::uint8_t* from, int plane, std::uint8_t* out, int count) {
+  const int pixelBytes = layout.BitmapBits() / 8;
+  const bool alpha = plane == layout.alphaSample;
+  if (layout.colours == TiffColours::kCmyk && plane < 4)
+    return StoreInkPlane(layout, from, plane, out, count);
+  const bool gray = layout.colours == TiffColours::kGray;
+  if (!alpha && plane >= (gray ? 1 : 3)) return;  // an extra sample of no use
+  const std::uint8_t flip = gray && !alpha && layout.photometric == PHOTOMETRIC_MINISWHITE ? 255 : 0;
+  for (int i = 0; i < count; ++i, out += pixelBytes) {
+    const std::uint8_t value = SampleAt(from, static_cast<std::size_t>(i), layout.bits) ^ flip;
+    if (alpha) {
+      out[3] = value;
+    } else if (gray) {
+      for (int c = 0; c < (pixelBytes == 4 ? 3 : 1); ++c) out[c] = value;
+    } else {
+      out[2 - plane] = value;
+    }
+  }
+}
+
+}  // namespace
+
+void StoreTiffSpan(const TiffLayout& layout, const std::uint8_t* from, int plane, CoreDib& to, int x, int y,
+                   int count) {
+  if (layout.colours == TiffColours::kIndexed) return StoreIndexed(layout, from, to, x, y, count);
+  const auto size = static_cast<std::size_t>(layout.BitmapBits()) / 8;
+  std::uint8_t* out = to.GetRow(y) + static_cast<std::size_t>(x) * size;
+  if (layout.separate) return StorePlane(layout, from, plane, out, count);
+  const bool same = layout.bits == 8 && static_cast<std::size_t>(layout.samples) == size;
+  if (same && layout.colours == TiffColours::kRgb) return StoreRgb(from, size, out, count);
+  StoreSamples(layout, from, out, count);
+}
+
+void CopyTiffPalette(TIFF* tiff, CoreDib& to) {
+  std::uint16_t* map[3] = {};
+  if (to.GetBitsPerPixel() > 8 || TIFFGetField(tiff, TIFFTAG_COLORMAP, &map[0], &map[1], &map[2]) == 0)
+    return;
+  const int count = 1 << to.GetBitsPerPixel();
+  // Some writers store 8 bits where 16 belong.
+  bool wide = false;
+  for (int i = 0; i < count; ++i) wide = wide || map[0][i] > 255 || map[1][i] > 255 || map[2][i] > 255;
+  std::uint32_t entries[256];
+  for (int i = 0; i < count; ++i) {
+    entries[i] = 0;
+    for (int c = 0; c < 3; ++c)
+      entries[i] |= static_cast<std::uint32_t>(wide ? (map[c][i] + 128U) / 257U : map[c][i]) << (8 * c);
+  }
+  to.SetPalette(entries, count);
+}
