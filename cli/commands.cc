@@ -6,7 +6,10 @@
 
 namespace cli {
 
+void AddInfoCommand(CLI::App& app);
 void AddMonitorCommand(CLI::App& app);
+void AddPagesCommand(CLI::App& app);
+void AddPathCommand(CLI::App& app);
 void AddPsCommand(CLI::App& app);
 void AddShmCommand(CLI::App& app);
 
@@ -14,7 +17,10 @@ namespace {
 
 void AddCommands(CLI::App& app) {
   app.require_subcommand(1);
+  AddInfoCommand(app);
   AddMonitorCommand(app);
+  AddPagesCommand(app);
+  AddPathCommand(app);
   AddPsCommand(app);
   AddShmCommand(app);
 }

@@ -19,12 +19,4 @@ ProcessTable Named(const ProcessTable& table, const std::string& name) {
   return named;
 }
 
-std::string Printable(const char* text) {
-  std::string printable = text;
-  for (char& c : printable) {
-    if (static_cast<unsigned char>(c) < 0x20 || c == 0x7f) c = '?';
-  }
-  return printable;
-}
-
 }  // namespace cli

@@ -16,7 +16,4 @@ ProcessTable ReadTable(const tovkit::ProcessMonitor& monitor);
 // The processes of `table` that are called `name`. Throws JobError when there is none.
 ProcessTable Named(const ProcessTable& table, const std::string& name);
 
-// The text with control characters as "?", fit for a terminal.
-std::string Printable(const char* text);
-
 }  // namespace cli

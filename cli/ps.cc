@@ -1,6 +1,7 @@
 // tovkit ps: the processes of the machine with their resident memory.
 #include "command.h"
 #include "process_table.h"
+#include "text_output.h"
 
 #include <cstdio>
 #include <memory>

@@ -298,4 +298,11 @@ TEST_F(ApplicationFonts, ThreadsMeasureWhileFilesComeAndGo) {
   EXPECT_EQ(measured, 90);
 }
 
+TEST(FontLoader, DescribesTheLibrariesBehindIt) {
+  const CoreStringList<CoreString> lines = CoreFontLoader::DescribeBackends();
+  ASSERT_EQ(lines.GetCount(), 4);
+  const char* const kStarts[] = {"Pango 1.", "HarfBuzz ", "FreeType 2.", "fontconfig 2."};
+  for (int i = 0; i < 4; ++i) EXPECT_EQ(std::string(lines.GetAt(i).c_str()).rfind(kStarts[i], 0), 0U) << i;
+}
+
 }  // namespace

@@ -16,6 +16,7 @@
 #include <tovmx/export.h>
 #include <tovmx/geometry.h>
 #include <tovmx/string.h>
+#include <tovmx/string_list.h>
 
 #include <memory>
 
@@ -78,6 +79,9 @@ class TOVMX_API CoreFontLoader {
 
   // Forgets every file that RegisterFontFile added.
   static void UnregisterFontFiles();
+
+  // One line for each library behind the fonts with the version that runs: "Pango 1.50.12".
+  static CoreStringList<CoreString> DescribeBackends();
 
   // For devices of the core.
   const CoreFontRequest& Request() const noexcept { return *request_; }

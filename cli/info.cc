@@ -1,0 +1,49 @@
+// tovkit info: which libraries run, from where, and what is behind them.
+#include "command.h"
+#include "text_output.h"
+
+#include <tovkit/util.h>
+#include <tovmx/codec.h>
+#include <tovmx/font.h>
+#include <tovmx/text_codec.h>
+
+#include <cstdio>
+#include <string>
+
+namespace cli {
+
+namespace {
+
+void PrintLine(const char* what, const std::string& text) { std::printf("%-22s  %s\n", what, text.c_str()); }
+
+void PrintDirectory(const char* what, const CoreString& directory) {
+  const std::string text = Printable(tovkit::Utf8ToLocal(directory.c_str(), -1));
+  PrintLine(what, text.empty() ? "unknown" : text);
+}
+
+// One line for each, the first behind the heading.
+void PrintList(const char* what, const CoreStringList<CoreString>& texts) {
+  for (const CoreString& text : texts) {
+    PrintLine(what, text.c_str());
+    what = "";
+  }
+}
+
+void PrintInfo() {
+  PrintLine("version", tovkit::GetLibraryVersion());
+  PrintDirectory("executable directory", tovkit::GetExecutableDirectory());
+  PrintDirectory("libtovkit directory", tovkit::GetModuleDirectory("libtovkit.so"));
+  PrintDirectory("libtovmx directory", tovkit::GetModuleDirectory("libtovmx.so"));
+  PrintLine("local text", CoreTextCodec::LocalCodeset());
+  PrintList("image codecs", CoreCodecRegistry::Get().DescribeBackends());
+  PrintList("fonts", CoreFontLoader::DescribeBackends());
+}
+
+}  // namespace
+
+void AddInfoCommand(CLI::App& app) {
+  app.add_subcommand("info", "Print the version, where the libraries are and what is behind them")
+      ->callback(PrintInfo);
+}
+
+}  // namespace cli

@@ -1,0 +1,15 @@
+// How texts from outside (file names, process names) are printed.
+#pragma once
+
+#include <string>
+
+namespace cli {
+
+// The text with control characters as "?", so that a name can neither break a line nor steer a terminal.
+std::string Printable(std::string text);
+
+// A JSON string, quotes included, of a UTF-8 text. A byte that is no UTF-8 becomes an escape from \udc80 to
+// \udcff, so the output is JSON for every name and the name can be told from it.
+std::string JsonText(const std::string& utf8);
+
+}  // namespace cli

@@ -1,0 +1,41 @@
+#include <gtest/gtest.h>
+#include <tovkit/util.h>
+
+#include <sstream>
+#include <string>
+
+#include "run_command.h"
+
+namespace {
+
+// What stands behind `heading`, up to the end of the line; "" when it is not there.
+std::string Behind(const std::string& out, const std::string& heading) {
+  std::istringstream lines(out);
+  for (std::string line; std::getline(lines, line);) {
+    if (line.rfind(heading + " ", 0) == 0) return line.substr(line.find_first_not_of(' ', heading.size()));
+  }
+  return "";
+}
+
+TEST(InfoCommand, TellsVersionDirectoriesAndBackEnds) {
+  const CommandResult result = RunCommand({"info"}, "", {{"LC_ALL", "C"}});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.err, "");
+  const std::string command = TOVKIT_COMMAND;
+  EXPECT_EQ(Behind(result.out, "version"), "5.0.23.1211.2158");
+  EXPECT_EQ(Behind(result.out, "executable directory"), command.substr(0, command.rfind('/') + 1));
+  // This program is linked with the libraries of the same build.
+  EXPECT_EQ(Behind(result.out, "libtovkit directory"), tovkit::GetModuleDirectory("libtovkit.so").c_str());
+  EXPECT_EQ(Behind(result.out, "libtovmx directory"), tovkit::GetModuleDirectory("libtovmx.so").c_str());
+  EXPECT_EQ(Behind(result.out, "local text"), "UTF-8");
+  EXPECT_EQ(Behind(result.out, "image codecs").rfind("libpng 1.", 0), 0U) << result.out;
+  EXPECT_EQ(Behind(result.out, "fonts").rfind("Pango 1.", 0), 0U) << result.out;
+  for (const char* library : {"HarfBuzz ", "FreeType ", "fontconfig "}) {
+    EXPECT_NE(result.out.find("\n                        " + std::string(library)), std::string::npos)
+        << result.out;
+  }
+}
+
+TEST(InfoCommand, ArgumentsAreWrongUse) { EXPECT_EQ(RunCommand({"info", "x"}).status, 2); }
+
+}  // namespace
