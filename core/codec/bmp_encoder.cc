@@ -38,6 +38,7 @@ std::uint32_t DotsPerMetre(float dpi) {
 }
 
 void PutPalette(Head& head, const CoreDib& bitmap, int count) {
+  if (count == 0) return;
   const int levels = (1 << bitmap.GetBitsPerPixel()) - 1;
   for (int i = 0; i < count; ++i) {
     const auto grey = static_cast<std::uint32_t>(i * 255 / levels) * 0x010101U;
