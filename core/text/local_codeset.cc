@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdint>
+#include <numeric>
 
 namespace tovmx {
 
@@ -97,6 +98,20 @@ constexpr bool IsTag(std::uint32_t c) { return c >> 7 == 0xE0000 >> 7; }
 // Whether the codeset alone decides what the character becomes.
 constexpr bool IsForCodeset(std::uint32_t c) { return c >= 0x80 && !IsSurrogate(c) && !IsTag(c); }
 
+// Whether the codeset reads each byte below 0x80 as the ASCII character. A few put a currency sign in the
+// backslash's place.
+bool ReadsAscii() {
+  static const bool ascii = [] {
+    std::string bytes(0x80, '\0');
+    std::iota(bytes.begin(), bytes.end(), '\0');
+    std::wstring wide;
+    int error = 0;
+    Decoder().Convert(bytes.data(), bytes.size(), wide, error);
+    return std::equal(bytes.begin(), bytes.end(), wide.begin(), wide.end());
+  }();
+  return ascii;
+}
+
 // Everything at once. Encodes back to the same bytes for nearly every text, but for shift sequences and
 // characters that have two codes.
 std::wstring DecodeInBulk(const char* text, std::size_t length) {
@@ -161,11 +176,16 @@ bool LocalIsUtf8() {
 }
 
 std::wstring DecodeLocal(const char* text, std::size_t length) {
+  const auto encodesBack = [&](const std::wstring& wide) {
+    return EncodeLocal(wide.data(), wide.size()).compare(0, std::string::npos, text, length) == 0;
+  };
   // Each way reads less into the bytes than the one before; the last cannot lose any.
-  for (const auto decode : {DecodeInBulk, DecodeByUnits}) {
-    std::wstring wide = decode(text, length);
-    if (EncodeLocal(wide.data(), wide.size()).compare(0, std::string::npos, text, length) == 0) return wide;
+  if (ReadsAscii()) {
+    std::wstring wide = DecodeInBulk(text, length);
+    if (encodesBack(wide)) return wide;
   }
+  std::wstring wide = DecodeByUnits(text, length);
+  if (encodesBack(wide)) return wide;
   return EscapeEveryByte(text, length);
 }
 

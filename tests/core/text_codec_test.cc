@@ -2,7 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
+#include <cstdio>
+#include <iterator>
+#include <random>
 #include <string>
+#include <utility>
 
 namespace {
 
@@ -53,6 +58,190 @@ TEST(TextCodec, AByteThatDoesNotDecodeBecomesAnEscapeAndComesBack) {
 TEST(TextCodec, ACharacterThatCannotBeWrittenBecomesAQuestionMark) {
   EXPECT_EQ(Encode({0xD800, L'-', 0xDC7F, L'-', 0xDD00, L'-', 0xDFFF, L'-', 0x110000, L'-', -1}),
             "?-?-?-?-?-?");
+}
+
+// The well-formed sequences as RFC 3629 lists them (UTF8-octets), byte range by byte range: a second decoder,
+// as literal as can be.
+struct Range {
+  unsigned first;
+  unsigned last;
+};
+
+constexpr struct {
+  std::size_t length;
+  Range bytes[4];
+} kWellFormed[] = {
+    {1, {{0x00, 0x7F}}},
+    {2, {{0xC2, 0xDF}, {0x80, 0xBF}}},
+    {3, {{0xE0, 0xE0}, {0xA0, 0xBF}, {0x80, 0xBF}}},
+    {3, {{0xE1, 0xEC}, {0x80, 0xBF}, {0x80, 0xBF}}},
+    {3, {{0xED, 0xED}, {0x80, 0x9F}, {0x80, 0xBF}}},
+    {3, {{0xEE, 0xEF}, {0x80, 0xBF}, {0x80, 0xBF}}},
+    {4, {{0xF0, 0xF0}, {0x90, 0xBF}, {0x80, 0xBF}, {0x80, 0xBF}}},
+    {4, {{0xF1, 0xF3}, {0x80, 0xBF}, {0x80, 0xBF}, {0x80, 0xBF}}},
+    {4, {{0xF4, 0xF4}, {0x80, 0x8F}, {0x80, 0xBF}, {0x80, 0xBF}}},
+};
+
+std::wstring DecodedLiterally(const std::string& text) {
+  std::wstring wide;
+  for (std::size_t i = 0; i < text.size();) {
+    const auto byte = [&](std::size_t k) {
+      return static_cast<unsigned>(static_cast<unsigned char>(text[i + k]));
+    };
+    std::size_t taken = 0;
+    for (const auto& form : kWellFormed) {
+      bool fits = i + form.length <= text.size();
+      for (std::size_t k = 0; fits && k < form.length; ++k) {
+        fits = byte(k) >= form.bytes[k].first && byte(k) <= form.bytes[k].last;
+      }
+      if (fits) taken = form.length;
+    }
+    switch (taken) {
+      case 1:
+        wide += static_cast<wchar_t>(byte(0));
+        break;
+      case 2:
+        wide += static_cast<wchar_t>((byte(0) - 0xC0) * 64 + byte(1) - 0x80);
+        break;
+      case 3:
+        wide += static_cast<wchar_t>(((byte(0) - 0xE0) * 64 + byte(1) - 0x80) * 64 + byte(2) - 0x80);
+        break;
+      case 4:
+        wide += static_cast<wchar_t>((((byte(0) - 0xF0) * 64 + byte(1) - 0x80) * 64 + byte(2) - 0x80) * 64 +
+                                     byte(3) - 0x80);
+        break;
+      default:
+        wide += static_cast<wchar_t>(0xDC00 + byte(0));
+        taken = 1;
+        break;
+    }
+    i += taken;
+  }
+  return wide;
+}
+
+std::string Hex(const std::string& bytes) {
+  std::string text;
+  char digits[4];
+  for (const char c : bytes) {
+    std::snprintf(digits, sizeof(digits), "%02X ", static_cast<unsigned>(static_cast<unsigned char>(c)));
+    text += digits;
+  }
+  return text;
+}
+
+void ExpectAsTheLiteralDecoder(const std::string& bytes) {
+  const std::wstring wide = Decode(bytes);
+  ASSERT_EQ(wide, DecodedLiterally(bytes)) << Hex(bytes);
+  ASSERT_EQ(Encode(wide), bytes) << Hex(bytes);
+}
+
+// Vector code takes long texts only, so sequences also stand one behind the other, `joint` between them.
+class SequenceBatch {
+ public:
+  explicit SequenceBatch(std::string joint) : joint_(std::move(joint)) {}
+  ~SequenceBatch() { Flush(); }
+  SequenceBatch(const SequenceBatch&) = delete;
+  SequenceBatch& operator=(const SequenceBatch&) = delete;
+
+  void Add(const std::string& sequence) {
+    text_ += sequence + joint_;
+    if (text_.size() > 5000) Flush();
+  }
+
+ private:
+  void Flush() {
+    ExpectAsTheLiteralDecoder(text_);
+    text_.clear();
+  }
+
+  std::string joint_;
+  std::string text_;
+};
+
+TEST(TextCodec, EverySequenceOfUpToThreeBytesDecodesAsTheTableSays) {
+  for (unsigned a = 0; a < 0x100; ++a) {
+    ExpectAsTheLiteralDecoder(std::string(1, static_cast<char>(a)));
+    for (unsigned b = 0; b < 0x100; ++b) {
+      ExpectAsTheLiteralDecoder({static_cast<char>(a), static_cast<char>(b)});
+    }
+  }
+  SequenceBatch batch("abc");
+  for (unsigned triple = 0; triple < 0x1000000; ++triple) {
+    // Behind an ASCII byte nothing new begins; the two bytes are tried above.
+    if (triple >> 16 < 0x80) continue;
+    batch.Add({static_cast<char>(triple >> 16), static_cast<char>(triple >> 8), static_cast<char>(triple)});
+    if (testing::Test::HasFatalFailure()) return;
+  }
+}
+
+// The bytes at both ends of every range that any rule of UTF-8 knows.
+TEST(TextCodec, EverySequenceOfFourBytesOfAllClassesDecodesAsTheTableSays) {
+  const unsigned edges[] = {0x00, 0x41, 0x7F, 0x80, 0x81, 0x8F, 0x90, 0x9F, 0xA0, 0xAE,
+                            0xBF, 0xC0, 0xC1, 0xC2, 0xDF, 0xE0, 0xE1, 0xE5, 0xEC, 0xED,
+                            0xEE, 0xEF, 0xF0, 0xF1, 0xF3, 0xF4, 0xF5, 0xF8, 0xFE, 0xFF};
+  for (const char* const joint : {"", "a", "\xE5\xAE\x8B", "abcdefghijklmnopqrstuvwxyz"}) {
+    SequenceBatch batch(joint);
+    for (const unsigned a : edges) {
+      for (const unsigned b : edges) {
+        for (const unsigned c : edges) {
+          for (const unsigned d : edges) {
+            batch.Add(
+                {static_cast<char>(a), static_cast<char>(b), static_cast<char>(c), static_cast<char>(d)});
+          }
+        }
+      }
+    }
+    if (testing::Test::HasFatalFailure()) return;
+  }
+}
+
+TEST(TextCodec, EveryCharacterStandsInALongText) {
+  for (const int others : {0, 1, 3}) {
+    std::wstring text;
+    std::string bytes;
+    for (wchar_t c = 1; c <= 0x10FFFF; ++c) {
+      if (c >= 0xD800 && c <= 0xDFFF) continue;
+      text += c;
+      text.append(static_cast<std::size_t>(others), L'x');
+    }
+    ASSERT_EQ(Decode(Encode(text)), text);
+    ASSERT_EQ(DecodedLiterally(Encode(text)), text);
+  }
+}
+
+TEST(TextCodec, TextsOfEveryLengthAndMixtureDecodeAsTheTableSays) {
+  const char* const pieces[] = {"a",    "\xC3\xA9", "\xE5\xAE\x8B", "\xF0\x9F\x98\x80",
+                                "\xFF", "\x80",     "\xE5\xAE",     "the quick brown fox jumps"};
+  std::mt19937 random(1);
+  for (int round = 0; round < 20000; ++round) {
+    const std::size_t length = random() % 200;
+    const std::size_t kinds = 1 + random() % std::size(pieces);
+    const std::size_t first = random() % std::size(pieces);
+    std::string text;
+    while (text.size() < length) text += pieces[(first + random() % kinds) % std::size(pieces)];
+    text.resize(length);
+    ExpectAsTheLiteralDecoder(text);
+    if (testing::Test::HasFatalFailure()) return;
+  }
+}
+
+TEST(TextCodec, CharactersOfEveryKindEncodeAloneAsTogether) {
+  const std::uint32_t kinds[] = {0x41,    0x7F,     0x80,     0x7FF,      0x800,     0xD7FF, 0xD800,
+                                 0xDC7F,  0xDC80,   0xDCFF,   0xDD00,     0xDFFF,    0xE000, 0xFFFF,
+                                 0x10000, 0x10FFFF, 0x110000, 0x7FFFFFFF, 0xFFFFFFFF};
+  std::mt19937 random(2);
+  for (int round = 0; round < 20000; ++round) {
+    std::wstring text;
+    std::string expected;
+    const std::size_t length = random() % 100;
+    for (std::size_t i = 0; i < length; ++i) {
+      const auto c = static_cast<wchar_t>(round % 3 == 0 ? kinds[0] : kinds[random() % std::size(kinds)]);
+      text += c;
+      expected += Encode(std::wstring(1, c));
+    }
+    ASSERT_EQ(Encode(text), expected);
+  }
 }
 
 }  // namespace
