@@ -1,0 +1,135 @@
+#include "faults.h"
+
+#include <dlfcn.h>
+#include <pthread.h>
+#include <semaphore.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+
+namespace faults {
+
+Fault pthreadCreate, fork, popen, semTimedwait, waitpid, execv, dup2, usleep;
+Fault malloc, realloc;
+std::atomic<std::size_t> blockSize{0};
+std::atomic<int> execvResult{0};
+timeval fixedTime{};
+timespec lastDeadline{};
+std::atomic<useconds_t> lastSleep{0};
+std::atomic<bool> skipSleeps{false};
+
+void Fault::Fail(int error, int times, int pass) {
+  error_ = error;
+  pass_ = pass;
+  times_ = times;
+}
+
+void Fault::Reset() {
+  Fail(0, 0, 0);
+  calls_ = 0;
+}
+
+bool Fault::Strikes() {
+  ++calls_;
+  if (times_ <= 0) return false;
+  if (pass_ > 0) {
+    --pass_;
+    return false;
+  }
+  --times_;
+  errno = error_;
+  return true;
+}
+
+void Reset() {
+  for (Fault* fault :
+       {&pthreadCreate, &fork, &popen, &semTimedwait, &waitpid, &execv, &dup2, &usleep, &malloc, &realloc}) {
+    fault->Reset();
+  }
+  blockSize = 0;
+  execvResult = 0;
+  fixedTime = {};
+  skipSleeps = false;
+}
+
+template <typename Function>
+Function Next(const char* name) {
+  return reinterpret_cast<Function>(dlsym(RTLD_NEXT, name));
+}
+
+}  // namespace faults
+
+// Seen by the library only when they are exported.
+#pragma GCC visibility push(default)
+extern "C" {
+
+int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*entry)(void*),
+                   void* argument) {
+  static const auto next = faults::Next<decltype(&pthread_create)>("pthread_create");
+  if (faults::pthreadCreate.Strikes()) return errno;
+  return next(thread, attributes, entry, argument);
+}
+
+pid_t fork() noexcept {
+  static const auto next = faults::Next<pid_t (*)()>("fork");
+  return faults::fork.Strikes() ? -1 : next();
+}
+
+FILE* popen(const char* command, const char* mode) {
+  static const auto next = faults::Next<decltype(&popen)>("popen");
+  return faults::popen.Strikes() ? nullptr : next(command, mode);
+}
+
+int sem_timedwait(sem_t* semaphore, const timespec* deadline) {
+  static const auto next = faults::Next<decltype(&sem_timedwait)>("sem_timedwait");
+  faults::lastDeadline = *deadline;
+  return faults::semTimedwait.Strikes() ? -1 : next(semaphore, deadline);
+}
+
+pid_t waitpid(pid_t pid, int* status, int options) {
+  static const auto next = faults::Next<decltype(&waitpid)>("waitpid");
+  return faults::waitpid.Strikes() ? -1 : next(pid, status, options);
+}
+
+int execv(const char* path, char* const* argv) noexcept {
+  static const auto next = faults::Next<int (*)(const char*, char* const*)>("execv");
+  if (faults::execvResult != 0) return faults::execvResult;
+  return faults::execv.Strikes() ? -1 : next(path, argv);
+}
+
+int dup2(int from, int to) noexcept {
+  static const auto next = faults::Next<int (*)(int, int)>("dup2");
+  return faults::dup2.Strikes() ? -1 : next(from, to);
+}
+
+int usleep(useconds_t micros) {
+  static const auto next = faults::Next<decltype(&usleep)>("usleep");
+  faults::lastSleep = micros;
+  if (faults::usleep.Strikes()) return -1;
+  return faults::skipSleeps ? 0 : next(micros);
+}
+
+int gettimeofday(timeval* time, void* zone) noexcept {
+  static const auto next = faults::Next<int (*)(timeval*, void*)>("gettimeofday");
+  if (faults::fixedTime.tv_sec == 0) return next(time, zone);
+  *time = faults::fixedTime;
+  return 0;
+}
+
+void* malloc(std::size_t size) noexcept {
+  static const auto next = faults::Next<void* (*)(std::size_t)>("malloc");
+  if (size != 0 && size == faults::blockSize && faults::malloc.Strikes()) return nullptr;
+  return next(size);
+}
+
+void* realloc(void* block, std::size_t size) noexcept {
+  static const auto next = faults::Next<void* (*)(void*, std::size_t)>("realloc");
+  if (size != 0 && size == faults::blockSize && faults::realloc.Strikes()) return nullptr;
+  return next(block, size);
+}
+
+}  // extern "C"
+#pragma GCC visibility pop

@@ -1,0 +1,54 @@
+// System calls that fail on demand: the test program defines the functions itself and passes them on.
+//
+//   faults::fork.Fail(EAGAIN);
+//   EXPECT_FALSE(process.start(...));
+//   faults::Reset();
+#pragma once
+
+#include <sys/time.h>
+
+#include <atomic>
+#include <cstddef>
+#include <ctime>
+
+namespace faults {
+
+class Fault {
+ public:
+  // Lets `pass` calls through, then fails `times` calls with `error`.
+  void Fail(int error, int times = 1, int pass = 0);
+  void Reset();
+
+  // Counts a call. True, with errno set, when it is to fail.
+  bool Strikes();
+
+  int calls() const { return calls_; }
+
+ private:
+  std::atomic<int> error_{0};
+  std::atomic<int> pass_{0};
+  std::atomic<int> times_{0};
+  std::atomic<int> calls_{0};
+};
+
+extern Fault pthreadCreate, fork, popen, semTimedwait, waitpid, execv, dup2, usleep;
+extern Fault malloc, realloc;
+
+// malloc and realloc count and fail only for blocks of this size or, with 0, never.
+extern std::atomic<std::size_t> blockSize;
+
+// Non-zero: execv gives this instead of executing anything.
+extern std::atomic<int> execvResult;
+
+// Non-zero seconds: what gettimeofday gives instead of the time.
+extern timeval fixedTime;
+
+// What the last calls were asked for.
+extern timespec lastDeadline;
+extern std::atomic<useconds_t> lastSleep;
+// usleep returns at once.
+extern std::atomic<bool> skipSleeps;
+
+void Reset();
+
+}  // namespace faults

@@ -1,0 +1,258 @@
+#include <gtest/gtest.h>
+#include <tovkit/system.h>
+
+#include <atomic>
+#include <cerrno>
+#include <csignal>
+#include <cstddef>
+#include <limits>
+#include <thread>
+#include <type_traits>
+
+#include "faults.h"
+#include "private_access.h"
+
+struct ThreadFields {
+  friend auto Get(ThreadFields);
+};
+template struct Expose<ThreadFields, &tovkit::Thread::fields>;
+
+struct RunnableFinished {
+  friend auto Get(RunnableFinished);
+};
+template struct Expose<RunnableFinished, &tovkit::Runnable::finished>;
+
+namespace {
+
+using tovkit::Runnable;
+using tovkit::Thread;
+
+template <typename Class, typename Member>
+Member MemberType(Member Class::*);
+using Fields = decltype(MemberType(Get(ThreadFields{})));
+
+// Its body ends when the test opens it.
+class Gated : public Thread {
+ public:
+  ~Gated() override {
+    Open();
+    while (started && isRunning()) std::this_thread::yield();
+  }
+  int run() override {
+    while (!open) usleep(200);
+    ++runs;
+    return 7;
+  }
+  void Start() {
+    started = true;
+    start();
+  }
+  void Open() { open = true; }
+
+  std::atomic<int> runs{0};
+  std::atomic<bool> open{false};
+  bool started = false;
+};
+
+class ThreadTest : public testing::Test {
+ protected:
+  void SetUp() override { faults::Reset(); }
+  void TearDown() override { faults::Reset(); }
+};
+
+TEST_F(ThreadTest, FieldsStandInTheGivenOrder) {
+  static_assert(offsetof(Fields, tid) == 0 && sizeof(Fields::tid) == 8);
+  static_assert(offsetof(Fields, running) == 8 && sizeof(Fields::running) == 1);
+  static_assert(std::is_same_v<decltype(Fields::doneSignal), sem_t> && offsetof(Fields, doneSignal) == 16);
+  static_assert(sizeof(Thread) == sizeof(void*) + sizeof(Fields));
+  static_assert(std::is_abstract_v<Thread> && std::has_virtual_destructor_v<Thread>);
+  static_assert(!std::is_copy_constructible_v<Thread> && !std::is_copy_assignable_v<Thread>);
+}
+
+TEST_F(ThreadTest, NeverStartedIsDoneAtOnce) {
+  Gated thread;
+  EXPECT_EQ(thread.tid(), pthread_t{0});
+  EXPECT_FALSE(thread.isRunning());
+  EXPECT_TRUE(thread.wait(0));
+  EXPECT_TRUE(thread.wait(4000000000U));
+  EXPECT_EQ(faults::semTimedwait.calls(), 0);
+}
+
+TEST_F(ThreadTest, RunsTheBodyOnAnotherThreadAndTellsItsEnd) {
+  Gated thread;
+  thread.Start();
+  EXPECT_TRUE(thread.isRunning());
+  EXPECT_NE(thread.tid(), pthread_t{0});
+  EXPECT_NE(thread.tid(), pthread_self());
+  thread.Open();
+  EXPECT_TRUE(thread.wait(60000));
+  EXPECT_EQ(thread.runs, 1);
+  while (thread.isRunning()) std::this_thread::yield();
+  EXPECT_TRUE(thread.wait(0)) << "the second wait does not ask the semaphore";
+}
+
+TEST_F(ThreadTest, WaitZeroOnARunningThreadIsATimeOut) {
+  Gated thread;
+  thread.Start();
+  EXPECT_FALSE(thread.wait(0));
+  EXPECT_TRUE(thread.isRunning());
+}
+
+TEST_F(ThreadTest, StartsAgainAfterTheBodyEnded) {
+  Gated thread;
+  for (int round = 1; round <= 3; ++round) {
+    thread.open = false;
+    thread.Start();
+    thread.Open();
+    EXPECT_TRUE(thread.wait(60000));
+    while (thread.isRunning()) std::this_thread::yield();
+    EXPECT_EQ(thread.runs, round);
+  }
+}
+
+TEST_F(ThreadTest, TheThreadIsDetached) {
+  Gated thread;
+  thread.Start();
+  pthread_attr_t attributes;
+  ASSERT_EQ(pthread_getattr_np(thread.tid(), &attributes), 0);
+  int state = -1;
+  pthread_attr_getdetachstate(&attributes, &state);
+  pthread_attr_destroy(&attributes);
+  EXPECT_EQ(state, PTHREAD_CREATE_DETACHED);
+}
+
+TEST_F(ThreadTest, TheDeadlineCountsTheRestBelowASecondAsMicroseconds) {
+  struct Case {
+    unsigned milliseconds;
+    long micros;
+    time_t seconds;
+    long nanos;
+  };
+  const Case cases[] = {
+      {0, 250000, 1000, 250000000},    {1, 250000, 1000, 250001000},
+      {999, 0, 1000, 999000},          {1000, 0, 1001, 0},
+      {1500, 250000, 1001, 250500000}, {2000, 999999, 1002, 999999000},
+      {999, 999999, 1000, 1000998000}, {4294967295U, 7, 1000 + 4294967, 302000},
+  };
+  for (const Case& c : cases) {
+    Gated thread;
+    thread.Start();
+    faults::fixedTime = {1000, c.micros};
+    faults::semTimedwait.Fail(ETIMEDOUT);
+    EXPECT_FALSE(thread.wait(c.milliseconds)) << c.milliseconds;
+    EXPECT_EQ(faults::lastDeadline.tv_sec, c.seconds) << c.milliseconds;
+    EXPECT_EQ(faults::lastDeadline.tv_nsec, c.nanos) << c.milliseconds;
+    faults::fixedTime = {};
+  }
+}
+
+TEST_F(ThreadTest, ADeadlineThatIsNotCarriedFailsAtOnce) {
+  Gated thread;
+  thread.Start();
+  timeval now{};
+  gettimeofday(&now, nullptr);
+  faults::fixedTime = {now.tv_sec + 3600, 999900};
+  EXPECT_FALSE(thread.wait(999)) << "an hour ahead, and yet at once";
+  EXPECT_EQ(errno, EINVAL);
+}
+
+TEST_F(ThreadTest, AnInterruptedWaitGoesOnToTheSameDeadline) {
+  Gated thread;
+  thread.Start();
+  thread.Open();
+  faults::semTimedwait.Fail(EINTR, 3);
+  EXPECT_TRUE(thread.wait(60000));
+  EXPECT_EQ(faults::semTimedwait.calls(), 4);
+}
+
+TEST_F(ThreadTest, AnotherSemaphoreErrorIsFalse) {
+  Gated thread;
+  thread.Start();
+  faults::semTimedwait.Fail(EDEADLK);
+  EXPECT_FALSE(thread.wait(60000));
+  EXPECT_EQ(faults::semTimedwait.calls(), 1);
+}
+
+TEST_F(ThreadTest, AThreadThatCannotBeCreatedStillCountsAsRunning) {
+  class Never : public Thread {
+    int run() override { return 0; }
+  } thread;
+  faults::pthreadCreate.Fail(EAGAIN);
+  thread.start();
+  EXPECT_TRUE(thread.isRunning());
+  EXPECT_EQ(thread.tid(), pthread_t{0});
+  EXPECT_FALSE(thread.wait(0));
+}
+
+TEST_F(ThreadTest, TheSignalIsPostedBeforeTheFlagIsCleared) {
+  // Run on this thread: afterwards both have happened and the result is null.
+  Gated thread;
+  (thread.*Get(ThreadFields{})).running = true;
+  thread.Open();
+  EXPECT_EQ(Thread::threadEntry(static_cast<Thread*>(&thread)), nullptr);
+  EXPECT_FALSE(thread.isRunning());
+  int posts = 0;
+  sem_getvalue(&(thread.*Get(ThreadFields{})).doneSignal, &posts);
+  EXPECT_EQ(posts, 1);
+}
+
+TEST_F(ThreadTest, SleepsTheGivenMicroseconds) {
+  faults::skipSleeps = true;
+  struct Case {
+    float seconds;
+    useconds_t micros;
+  };
+  const Case cases[] = {{0.25F, 250000},
+                        {0.0F, 0},
+                        {1.0F, 1000000},
+                        {1e-7F, 0},
+                        {0.0000019F, 1},
+                        {0.1F, 100000},
+                        {16.777217F, 16777218},
+                        {4294.968F, 512},  // 4294967808 microseconds, modulo 2^32
+                        {-1.0F, 0},
+                        {std::numeric_limits<float>::quiet_NaN(), 0},
+                        {std::numeric_limits<float>::infinity(), 0}};
+  for (const Case& c : cases) {
+    EXPECT_EQ(Thread::sleep(c.seconds), 0);
+    EXPECT_EQ(faults::lastSleep, c.micros) << c.seconds;
+  }
+}
+
+TEST_F(ThreadTest, MsleepsTheGivenMilliseconds) {
+  faults::skipSleeps = true;
+  EXPECT_EQ(Thread::msleep(3), 0);
+  EXPECT_EQ(faults::lastSleep, 3000U);
+  EXPECT_EQ(Thread::msleep(4294968), 0);
+  EXPECT_EQ(faults::lastSleep, 704U) << "modulo 2^32";
+  faults::usleep.Fail(EINTR);
+  EXPECT_EQ(Thread::msleep(1), -1);
+  faults::usleep.Fail(EINTR);
+  EXPECT_EQ(Thread::sleep(1), -1);
+}
+
+class Page : public Runnable {
+ public:
+  int run() override {
+    finishedDuringRun = isFinished();
+    ++runs;
+    return 5;
+  }
+  int runs = 0;
+  bool finishedDuringRun = true;
+};
+
+TEST(RunnableTest, TaskRunsTheBodyAndSaysSo) {
+  Page page;
+  EXPECT_FALSE(page.isFinished());
+  for (int round = 1; round <= 2; ++round) {
+    EXPECT_EQ(page.Task(), 0);
+    EXPECT_EQ(page.runs, round);
+    EXPECT_FALSE(page.finishedDuringRun);
+    EXPECT_TRUE(page.isFinished());
+    EXPECT_TRUE(page.*Get(RunnableFinished{}));
+  }
+  static_assert(std::is_abstract_v<Runnable> && sizeof(Runnable) == 2 * sizeof(void*));
+}
+
+}  // namespace

@@ -1,0 +1,78 @@
+// What the watchdog does at its start and at the process's end, in processes of their own.
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <thread>
+
+#include "build_kind.h"
+#include "scratch_dir.h"
+
+namespace {
+
+// Runs the helper with its output in `file` and gives the wait status; a helper that hangs is killed and
+// gives -1.
+int RunHelper(const char* what, const std::string& argument, const std::string& file) {
+  const std::string command =
+      std::string("exec ") + TOVKIT_WATCHDOG_HELPER + " " + what + " " + argument + " >" + file + " 2>&1";
+  const pid_t pid = fork();
+  if (pid == 0) {
+    execl("/bin/sh", "sh", "-c", command.c_str(), nullptr);
+    _exit(127);
+  }
+  const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(120);
+  int status = 0;
+  while (waitpid(pid, &status, WNOHANG) == 0) {
+    if (std::chrono::steady_clock::now() > limit) {
+      kill(pid, SIGKILL);
+      waitpid(pid, &status, 0);
+      return -1;
+    }
+    std::this_thread::sleep_for(std::chrono::microseconds(500));
+  }
+  return status;
+}
+
+std::string Contents(const std::string& file) {
+  std::ifstream in(file);
+  return {std::istreambuf_iterator<char>(in), {}};
+}
+
+TEST(WatchdogProcessTest, AThousandProcessesEndWhileItIsAwake) {
+  const ScratchDir scratch;
+  const std::string file = scratch.path() + "/output";
+  constexpr int kProcesses = kSanitized ? 100 : 1000;
+  for (int i = 0; i < kProcesses; ++i) {
+    ASSERT_EQ(RunHelper("end-awake", std::to_string(i * 97 % 20000), file), 0) << Contents(file);
+  }
+}
+
+TEST(WatchdogProcessTest, ProcessesEndWhileMutexesComeAndGo) {
+  const ScratchDir scratch;
+  const std::string file = scratch.path() + "/output";
+  for (int i = 0; i < (kSanitized ? 20 : 200); ++i) {
+    ASSERT_EQ(RunHelper("end-busy", "", file), 0) << Contents(file);
+  }
+}
+
+TEST(WatchdogProcessTest, AWatchdogThatCannotBeCreatedFreezesRegistration) {
+  const ScratchDir scratch;
+  const std::string file = scratch.path() + "/output";
+  EXPECT_EQ(RunHelper("creation-fails", "", file), 0);
+  EXPECT_EQ(Contents(file), "pthread_create error\n");
+}
+
+TEST(WatchdogProcessTest, MutexesWithoutATimeOutNeverStartIt) {
+  const ScratchDir scratch;
+  const std::string file = scratch.path() + "/output";
+  EXPECT_EQ(RunHelper("unwatched", "", file), 0);
+  EXPECT_EQ(Contents(file), "");
+}
+
+}  // namespace
