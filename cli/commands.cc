@@ -6,6 +6,7 @@
 
 namespace cli {
 
+void AddHitCommand(CLI::App& app);
 void AddInfoCommand(CLI::App& app);
 void AddMonitorCommand(CLI::App& app);
 void AddPagesCommand(CLI::App& app);
@@ -17,6 +18,7 @@ namespace {
 
 void AddCommands(CLI::App& app) {
   app.require_subcommand(1);
+  AddHitCommand(app);
   AddInfoCommand(app);
   AddMonitorCommand(app);
   AddPagesCommand(app);
