@@ -54,7 +54,7 @@ class Scanner {
       double value = 0;
       const auto [end, error] = std::from_chars(text_.data() + from, text_.data() + text_.size(), value);
       if (error == std::errc::result_out_of_range || std::fabs(value) > kLargest)
-        Fail("the number is too large");
+        Fail("the number is out of range");
       if (error == std::errc()) {
         at_ = static_cast<std::size_t>(end - text_.data());
         return value;
