@@ -6,6 +6,7 @@
 
 namespace cli {
 
+void AddBase64Command(CLI::App& app);
 void AddHitCommand(CLI::App& app);
 void AddInfoCommand(CLI::App& app);
 void AddMonitorCommand(CLI::App& app);
@@ -18,6 +19,7 @@ namespace {
 
 void AddCommands(CLI::App& app) {
   app.require_subcommand(1);
+  AddBase64Command(app);
   AddHitCommand(app);
   AddInfoCommand(app);
   AddMonitorCommand(app);
