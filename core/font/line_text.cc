@@ -13,6 +13,12 @@ bool IsBreak(std::uint32_t c) { return (c >= 0x09 && c <= 0x0D) || c == 0x85 || 
 
 bool IsControl(std::uint32_t c) { return c < 0x20 || (c >= 0x7F && c < 0xA0); }
 
+// Embeddings, overrides and isolates (Unicode Bidirectional Algorithm, 2).
+bool IsDirection(std::uint32_t c) { return (c >= 0x202A && c <= 0x202E) || (c >= 0x2066 && c <= 0x2069); }
+
+// No text nests deeper than 125; the time that thousands of them take grows with the square.
+constexpr int kMaxDirections = 1024;
+
 bool IsCharacter(std::uint32_t c) { return c <= 0x10FFFF && (c < 0xD800 || c > 0xDFFF); }
 
 void AppendUtf8(std::string& text, std::uint32_t c) {
@@ -39,12 +45,15 @@ void AppendUtf8(std::string& text, std::uint32_t c) {
 std::string DrawableText(const wchar_t* characters, int count) {
   std::string text;
   text.reserve(static_cast<std::size_t>(count));
+  int directions = 0;
   for (int i = 0; i < count; ++i) {
     auto c = static_cast<std::uint32_t>(characters[i]);
     if (IsBreak(c)) {
       c = ' ';
     } else if (IsControl(c)) {
       continue;
+    } else if (IsDirection(c)) {
+      if (++directions > kMaxDirections) continue;
     } else if (!IsCharacter(c)) {
       c = kReplacement;
     }
