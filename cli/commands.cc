@@ -13,6 +13,7 @@ void AddMonitorCommand(CLI::App& app);
 void AddPagesCommand(CLI::App& app);
 void AddPathCommand(CLI::App& app);
 void AddPsCommand(CLI::App& app);
+void AddRunCommand(CLI::App& app);
 void AddShmCommand(CLI::App& app);
 
 namespace {
@@ -26,6 +27,7 @@ void AddCommands(CLI::App& app) {
   AddPagesCommand(app);
   AddPathCommand(app);
   AddPsCommand(app);
+  AddRunCommand(app);
   AddShmCommand(app);
 }
 

@@ -1,0 +1,73 @@
+#include "program.h"
+
+#include "command.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+namespace cli {
+
+namespace {
+
+// 0, or the errno that executing the file would meet.
+int WhyNotExecutable(const std::string& file) {
+  struct stat info {};
+  if (stat(file.c_str(), &info) != 0) return errno;
+  if (S_ISDIR(info.st_mode)) return EISDIR;
+  return access(file.c_str(), X_OK) == 0 ? 0 : errno;
+}
+
+std::string SearchPath(const std::string& name) {
+  const char* path = std::getenv("PATH");
+  std::istringstream entries(path == nullptr ? "/usr/local/bin:/usr/bin:/bin" : path);
+  for (std::string entry; std::getline(entries, entry, ':');) {
+    // Absolute, since the child may start in another directory.
+    const std::string file = std::filesystem::absolute(entry.empty() ? "." : entry) / name;
+    if (WhyNotExecutable(file) == 0) return file;
+  }
+  throw JobError(name + ": not found in PATH");
+}
+
+// A child whose exec fails reports success, so what would fail is told beforehand. An unreadable file is left
+// to the kernel.
+void CheckFormat(const std::string& file, const std::string& name) {
+  std::ifstream in(file, std::ios::binary);
+  char magic[4] = {};
+  if (!in.read(magic, 2)) {
+    if (in.eof()) throw JobError(name + ": an empty file is no program");
+    return;
+  }
+  if (std::memcmp(magic, "#!", 2) == 0) {
+    std::string interpreter;
+    in >> interpreter;
+    if (const int error = WhyNotExecutable(interpreter)) {
+      throw JobError(name + ": interpreter " + interpreter + ": " + std::strerror(error));
+    }
+    return;
+  }
+  if (!in.read(magic + 2, 2) || std::memcmp(magic, "\177ELF", 4) != 0) {
+    throw JobError(name + ": neither a binary nor a script that begins with #!");
+  }
+}
+
+}  // namespace
+
+std::string FindProgram(const std::string& name, const std::string& directory) {
+  if (name.empty()) throw JobError("the program's name is empty");
+  const bool searched = name.find('/') == std::string::npos;
+  std::string program = searched ? SearchPath(name) : name;
+  const bool fromDirectory = program.front() != '/' && !directory.empty();
+  const std::string file = fromDirectory ? directory + "/" + program : program;
+  if (const int error = WhyNotExecutable(file)) throw JobError(name + ": " + std::strerror(error));
+  CheckFormat(file, name);
+  return program;
+}
+
+}  // namespace cli

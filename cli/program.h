@@ -1,0 +1,13 @@
+// Finds the program that a person named, and says in words why it cannot be run.
+#pragma once
+
+#include <string>
+
+namespace cli {
+
+// The file to execute for `name`: a name without '/' is searched in PATH, any other is taken as it is, from
+// `directory` when it is relative and `directory` is not empty. Throws JobError when there is no such file,
+// it may not be executed, or it is neither a binary nor a script whose interpreter exists.
+std::string FindProgram(const std::string& name, const std::string& directory);
+
+}  // namespace cli
