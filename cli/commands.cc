@@ -9,6 +9,7 @@ namespace cli {
 void AddBase64Command(CLI::App& app);
 void AddHitCommand(CLI::App& app);
 void AddInfoCommand(CLI::App& app);
+void AddImageCommand(CLI::App& app);
 void AddMonitorCommand(CLI::App& app);
 void AddPagesCommand(CLI::App& app);
 void AddPathCommand(CLI::App& app);
@@ -23,6 +24,7 @@ void AddCommands(CLI::App& app) {
   AddBase64Command(app);
   AddHitCommand(app);
   AddInfoCommand(app);
+  AddImageCommand(app);
   AddMonitorCommand(app);
   AddPagesCommand(app);
   AddPathCommand(app);

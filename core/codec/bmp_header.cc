@@ -47,7 +47,7 @@ void SetMasks(BmpHeader& header, std::uint32_t red, std::uint32_t green, std::ui
 
 bool ReadMasks(CoreInputStream& stream, const std::uint8_t* head, std::uint32_t size, std::uint32_t packing,
                BmpHeader& header) {
-  if (packing == 0) {
+  if (packing != static_cast<std::uint32_t>(BmpPacking::kMasks) && packing != kMasksWithAlpha) {
     if (header.bits == 16) SetMasks(header, 0x7c00, 0x3e0, 0x1f, 0);
     if (header.bits == 32) SetMasks(header, 0xff0000, 0xff00, 0xff, 0);
     return true;

@@ -1,0 +1,199 @@
+// tovkit image: converts pictures between formats, blanks rectangles in them and says what they are.
+#include "command.h"
+#include "output_file.h"
+
+#include <tovkit/imaging.h>
+
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <charconv>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace cli {
+
+namespace {
+
+struct ImageOptions {
+  std::string in;
+  std::string out;
+  std::vector<std::string> rectangles;
+  int quality = 0;
+  int frame = 1;
+  bool info = false;
+};
+
+// "L,T,R,B" as four whole numbers; false for anything else.
+bool ParseRectangle(const std::string& text, CoreRect& rect) {
+  const char* at = text.data();
+  const char* const end = at + text.size();
+  for (int* edge : {&rect.left, &rect.top, &rect.right, &rect.bottom}) {
+    if (edge != &rect.left && (at == end || *at++ != ',')) return false;
+    const std::from_chars_result result = std::from_chars(at, end, *edge);
+    if (result.ec != std::errc()) return false;
+    at = result.ptr;
+  }
+  return at == end;
+}
+
+CoreImageFormat FormatOf(const std::string& path) {
+  const std::string name = path.substr(path.find_last_of('/') + 1);
+  const std::size_t dot = name.find_last_of('.');
+  return dot == std::string::npos ? kCoreImageUnknown : CoreImageFormatFromExtension(name.c_str() + dot);
+}
+
+// The input as a stream: a regular file where it lies, anything else (standard input, a pipe) read into
+// memory first, since decoders go back and forth.
+class Input {
+ public:
+  explicit Input(const std::string& path) {
+    struct stat status = {};
+    if (path != "-" && stat(path.c_str(), &status) != 0) Fail(path);
+    if (S_ISDIR(status.st_mode)) {
+      errno = EISDIR;
+      Fail(path);
+    }
+    if (S_ISREG(status.st_mode)) {
+      auto file = std::make_unique<CoreFileInputStream>(path.c_str());
+      if (!file->IsOpen()) Fail(path);
+      stream_ = std::move(file);
+      return;
+    }
+    Slurp(path);
+    stream_ = std::make_unique<CoreMemoryInputStream>(memory_.GetData(), memory_.GetSize());
+  }
+
+  CoreInputStream* stream() { return stream_.get(); }
+
+ private:
+  [[noreturn]] static void Fail(const std::string& path) {
+    throw JobError(path + ": " + std::strerror(errno));
+  }
+
+  void Slurp(const std::string& path) {
+    const bool standard = path == "-";
+    std::FILE* file = standard ? stdin : std::fopen(path.c_str(), "rbe");
+    if (file == nullptr) Fail(path);
+    char block[65536];
+    bool kept = true;
+    for (std::size_t count = 0; kept && (count = std::fread(block, 1, sizeof block, file)) != 0;)
+      kept = memory_.Write(block, count);
+    const bool broken = std::ferror(file) != 0;
+    if (!standard) std::fclose(file);
+    if (broken || !kept) throw JobError(path + ": cannot read it to the end");
+  }
+
+  CoreMemoryOutputStream memory_;
+  std::unique_ptr<CoreInputStream> stream_;
+};
+
+void PrintInfo(CoreImageFormat format, const CoreImageInfo& info) {
+  std::printf("format: %s\n", CoreImageFormatName(format));
+  std::printf("size: %d x %d\n", info.width, info.height);
+  std::printf("depth: %d bits per pixel, %d in the file\n", info.bitsPerPixel, info.fileBitsPerPixel);
+  if (info.paletteSize > 0) {
+    std::printf("palette: %d colours\n", info.paletteSize);
+  } else {
+    std::printf("palette: none\n");
+  }
+  std::printf("frames: %d\n", info.frameCount);
+  if (info.dpiX > 0 && info.dpiY > 0) {
+    std::printf("resolution: %g x %g dpi\n", static_cast<double>(info.dpiX), static_cast<double>(info.dpiY));
+  } else {
+    std::printf("resolution: unknown\n");
+  }
+}
+
+void Write(const CoreDib& bitmap, const ImageOptions& options) {
+  OutputFile target(options.out);
+  CoreFileOutputStream stream(target.path().c_str());
+  if (!stream.IsOpen()) throw JobError(options.out + ": " + std::strerror(errno));
+  const CoreImageFormat format = FormatOf(options.out);
+  const auto encoder = CoreCodecRegistry::Get().GetFactory().CreateEncoder(format);
+  encoder->SetQuality(options.quality);
+  const bool encoded = encoder->Encode(&bitmap, &stream) != 0;
+  if (!stream.Close()) throw JobError(options.out + ": " + std::strerror(errno));
+  if (!encoded) {
+    throw JobError(options.out + ": " + CoreImageFormatName(format) + " cannot hold a picture of " +
+                   std::to_string(bitmap.GetWidth()) + " x " + std::to_string(bitmap.GetHeight()) +
+                   " pixels");
+  }
+  target.Commit();
+}
+
+void Image(const ImageOptions& options) {
+  Input input(options.in);
+  const CoreImageFormat format = CoreDetectImageFormat(input.stream());
+  const auto decoder = CoreCodecRegistry::Get().GetFactory().CreateDecoder(format);
+  if (decoder == nullptr) throw JobError(options.in + ": not a picture of a known format");
+  const std::string broken =
+      options.in + ": " + CoreImageFormatName(format) + " that is broken or beyond the memory limit";
+  if (decoder->Open(input.stream(), kCoreOpenReadAhead) == 0) throw JobError(broken);
+  const CoreImageInfo& info = decoder->GetInfo();
+  if (options.frame > info.frameCount) {
+    throw JobError(options.in + ": no frame " + std::to_string(options.frame) + ", the last is " +
+                   std::to_string(info.frameCount));
+  }
+  if (options.info) PrintInfo(format, info);
+  if (options.out.empty()) return;
+
+  const std::unique_ptr<CoreDib> bitmap = decoder->GetBitmap(options.frame - 1, 0, 0);
+  if (bitmap == nullptr) throw JobError(broken);
+  for (const std::string& text : options.rectangles) {
+    CoreRect rect;
+    if (ParseRectangle(text, rect)) tovkit::DeleteRectDib(bitmap.get(), rect);
+  }
+  Write(*bitmap, options);
+}
+
+std::string CheckRectangle(const std::string& text) {
+  CoreRect rect;
+  return ParseRectangle(text, rect) ? "" : "'" + text + "' is not LEFT,TOP,RIGHT,BOTTOM in pixels";
+}
+
+std::string CheckOutput(const std::string& path) {
+  const CoreImageFormat format = FormatOf(path);
+  if (CoreCodecRegistry::Get().GetFactory().CreateEncoder(format) != nullptr) return "";
+  if (format != kCoreImageUnknown)
+    return std::string(CoreImageFormatName(format)) + " can be read but not written";
+  return "'" + path + "' ends in no known extension (png, jpg, tif, webp, jp2, bmp)";
+}
+
+}  // namespace
+
+void AddImageCommand(CLI::App& app) {
+  const auto options = std::make_shared<ImageOptions>();
+  CLI::App* const command =
+      app.add_subcommand("image", "Convert a picture, blank parts of it or say what it is");
+  command->add_option("IN", options->in, "The picture, told by its content; - is standard input")->required();
+  CLI::Option* const out =
+      command->add_option("-o,--output", options->out, "Where to write; the extension names the format");
+  out->check(CLI::Validator(CheckOutput, "FILE"));
+  command
+      ->add_option("--erase", options->rectangles,
+                   "Blank a rectangle to the brightest colour; may be repeated")
+      ->type_name("L,T,R,B")
+      ->expected(1)
+      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
+      ->check(CLI::Validator(CheckRectangle, ""))
+      ->needs(out);
+  command
+      ->add_option("--quality", options->quality,
+                   "1 to 100; by default 90 for JPEG, and no loss for WebP and JPEG 2000")
+      ->check(CLI::Range(1, 100))
+      ->needs(out);
+  command->add_option("--frame", options->frame, "Which frame or page, counted from 1")
+      ->check(CLI::Range(1, 1 << 30))
+      ->capture_default_str();
+  command->add_flag("--info", options->info, "Print format, size, depth, palette and frames");
+  command->callback([options] {
+    if (options->out.empty() && !options->info) throw CLI::RequiredError("-o or --info");
+    Image(*options);
+  });
+}
+
+}  // namespace cli

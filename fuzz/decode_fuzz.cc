@@ -1,0 +1,28 @@
+// One decoder over any bytes: whatever it gives has pixels, whatever it refuses leaks nothing. Each target is
+// this file with a format of its own.
+#include <tovmx/codec.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  CoreCodecRegistry& registry = CoreCodecRegistry::Get();
+  registry.SetPixelLimit(std::uint64_t{16} << 20);
+  CoreMemoryInputStream in(data, size);
+  CoreDetectImageFormat(&in);
+  const auto decoder = registry.GetFactory().CreateDecoder(TOVMX_FUZZ_FORMAT);
+  if (decoder->Open(&in, kCoreOpenReadAhead) == 0) return 0;
+  const int frames = std::min(decoder->GetInfo().frameCount, 3);
+  std::uint32_t sum = 0;
+  for (int i = 0; i < frames; ++i) {
+    const auto bitmap = decoder->GetBitmap(i, 0, 0);
+    if (bitmap == nullptr) continue;
+    for (std::size_t at = 0; at < bitmap->GetBufferSize(); ++at) sum += bitmap->GetBuffer()[at];
+    sum += bitmap->GetArgb(bitmap->GetWidth() - 1, bitmap->GetHeight() - 1);
+  }
+  if (size % 16 == 0 && decoder->GetInfo().width < 4096) decoder->GetBitmap(0, 5, 0);
+  static volatile std::uint32_t keep;  // so that the reads above are not left out
+  keep = sum;
+  return keep == sum ? 0 : -1;
+}

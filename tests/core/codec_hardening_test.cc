@@ -1,0 +1,217 @@
+// What broken, lying and hostile files do to the decoders: nothing.
+#include "image_support.h"
+
+#include <tovmx/codec.h>
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+namespace {
+
+using image::Decode;
+using image::Encode;
+
+struct Sample {
+  std::string name;
+  std::string bytes;
+};
+
+// Small files of every format, deep and shallow, and with everything that is optional.
+std::vector<Sample> Samples() {
+  std::vector<Sample> samples;
+  const auto add = [&](CoreImageFormat format, int bits, int colours) {
+    CoreDib dib = image::MakePicture(9, 7, bits);
+    dib.SetDpi(72, 72);
+    if (colours > 0) image::GivePalette(dib, colours);
+    samples.push_back({std::string(CoreImageFormatName(format)) + " of " + std::to_string(bits) + " bits, " +
+                           std::to_string(colours) + " colours",
+                       Encode(dib, format)});
+  };
+  for (std::uint32_t format = kCoreImagePng; format < kCoreImageGif; ++format) {
+    for (const int bits : {1, 24, 32}) add(static_cast<CoreImageFormat>(format), bits, 0);
+    add(static_cast<CoreImageFormat>(format), 4, 13);
+  }
+  const std::string data = TOVKIT_SOURCE_DIR "/tests/data/images/";
+  for (const char* name :
+       {"animation.gif", "interlaced.gif", "run4.bmp", "run8.bmp", "animation.webp", "tiles.tif"})
+    samples.push_back({name, image::ReadFile(data + name)});
+  for (const Sample& sample : samples) EXPECT_FALSE(sample.bytes.empty()) << sample.name;
+  return samples;
+}
+
+// Keeps the memory that a lie about the size can take small.
+class CodecHardening : public testing::Test {
+ protected:
+  CodecHardening() { CoreCodecRegistry::Get().SetPixelLimit(std::uint64_t{4} << 20); }
+  ~CodecHardening() override { CoreCodecRegistry::Get().SetPixelLimit(std::uint64_t{1} << 30); }
+};
+
+// Decodes every frame; whatever comes out has pixels that can be looked at.
+int CountFrames(CoreInputStream& in) {
+  const auto decoder = CoreCodecRegistry::Get().GetFactory().CreateDecoder(CoreDetectImageFormat(&in));
+  if (decoder == nullptr || decoder->Open(&in, kCoreOpenReadAhead) == 0) return 0;
+  int decoded = 0;
+  for (int i = 0; i < std::min(decoder->GetInfo().frameCount, 20); ++i) {
+    const auto frame = decoder->GetBitmap(i, 0, 0);
+    if (frame == nullptr) continue;
+    ++decoded;
+    EXPECT_GT(frame->GetWidth(), 0);
+    EXPECT_GT(frame->GetHeight(), 0);
+    frame->GetArgb(frame->GetWidth() - 1, frame->GetHeight() - 1);
+  }
+  return decoded;
+}
+
+int CountFrames(const std::string& bytes) {
+  CoreMemoryInputStream in(bytes.data(), bytes.size());
+  return CountFrames(in);
+}
+
+TEST_F(CodecHardening, SamplesAreWhole) {
+  for (const Sample& sample : Samples()) EXPECT_GT(CountFrames(sample.bytes), 0) << sample.name;
+}
+
+// Null, or the whole picture where only notes that follow the pixels (the resolution in a TIFF) are lost.
+std::string Trouble(const Sample& sample, const CoreDib* cut) {
+  if (cut == nullptr) return {};
+  const std::string difference = image::Difference(*Decode(sample.bytes), *cut);
+  return difference.empty() && sample.name.find("TIFF") == 0 ? "" : "decoded: " + difference;
+}
+
+TEST_F(CodecHardening, AFileCutAnywhereGivesNull) {
+  for (const Sample& sample : Samples()) {
+    for (std::size_t size = 0; size < sample.bytes.size(); ++size) {
+      const std::string cut = sample.bytes.substr(0, size);
+      EXPECT_EQ(Trouble(sample, Decode(cut).get()), "")
+          << sample.name << ", " << size << " of " << sample.bytes.size() << " bytes";
+    }
+  }
+}
+
+TEST_F(CodecHardening, AStreamThatEndsMidwayGivesNull) {
+  for (const Sample& sample : Samples()) {
+    for (std::size_t size = 0; size < sample.bytes.size(); ++size) {
+      image::StubbornInput in(sample.bytes, size);
+      EXPECT_EQ(Trouble(sample, Decode(in).get()), "")
+          << sample.name << ", " << size << " of " << sample.bytes.size() << " bytes";
+    }
+    image::StubbornInput in(sample.bytes, sample.bytes.size());
+    EXPECT_NE(Decode(in), nullptr) << sample.name;
+  }
+}
+
+TEST_F(CodecHardening, AFlippedBitIsHarmless) {
+  for (const Sample& sample : Samples()) {
+    std::string bytes = sample.bytes;
+    for (std::size_t i = 0; i < bytes.size(); ++i) {
+      for (unsigned bit = 0; bit < 8; ++bit) {
+        bytes[i] = static_cast<char>(bytes[i] ^ (1U << bit));
+        CountFrames(bytes);
+        bytes[i] = static_cast<char>(bytes[i] ^ (1U << bit));
+      }
+    }
+  }
+}
+
+TEST_F(CodecHardening, EveryByteAtItsLimitsIsHarmless) {
+  for (const Sample& sample : Samples()) {
+    for (std::size_t i = 0; i + 4 <= sample.bytes.size(); ++i) {
+      for (const char* four :
+           {"\0\0\0\0", "\xff\xff\xff\xff", "\x7f\xff\xff\xff", "\xff\xff\xff\x7f", "\x80\0\0\0"}) {
+        std::string bytes = sample.bytes;
+        bytes.replace(i, 4, four, 4);
+        CountFrames(bytes);
+      }
+    }
+  }
+}
+
+// Where each format keeps its width and height, and in which form.
+TEST_F(CodecHardening, SizesOfZeroAndOfTwoToThe31Minus1GiveNull) {
+  const struct {
+    CoreImageFormat format;
+    std::size_t width, height;
+    int bytes;
+    bool bigEndian;
+  } cases[] = {{kCoreImagePng, 16, 20, 4, true}, {kCoreImageBmp, 18, 22, 4, false}};
+  const std::uint32_t sizes[] = {0, 0x7fffffff, 0x80000000, 0xffffffff};
+  for (const auto& c : cases) {
+    for (const std::uint32_t size : sizes) {
+      for (const std::size_t at : {c.width, c.height}) {
+        std::string bytes = Encode(image::MakePicture(9, 7, 24), c.format);
+        for (unsigned i = 0; i < 4; ++i)
+          bytes[at + i] = static_cast<char>(size >> (c.bigEndian ? 24 - 8 * i : 8 * i));
+        EXPECT_EQ(CountFrames(bytes), 0) << CoreImageFormatName(c.format) << " " << size << " at " << at;
+      }
+    }
+  }
+  std::string gif = image::ReadFile(TOVKIT_SOURCE_DIR "/tests/data/images/interlaced.gif");
+  for (const std::size_t at : {std::size_t{6}, std::size_t{8}}) {
+    std::string bytes = gif;
+    bytes[at] = bytes[at + 1] = 0;
+    EXPECT_EQ(CountFrames(bytes), 0) << "GIF with a side of 0";
+  }
+  std::string tiff = Encode(image::MakePicture(9, 7, 24), kCoreImageTiff);
+  const auto get = [&](std::size_t at, int count) {
+    std::uint32_t value = 0;
+    for (int i = count - 1; i >= 0; --i)
+      value = value << 8 | static_cast<unsigned char>(tiff[at + static_cast<std::size_t>(i)]);
+    return value;
+  };
+  const std::size_t directory = get(4, 4);
+  for (std::size_t i = 0; i < get(directory, 2); ++i) {
+    const std::size_t entry = directory + 2 + 12 * i;
+    if (get(entry, 2) != 256 && get(entry, 2) != 257) continue;
+    for (const std::uint32_t size : sizes) {
+      std::string bytes = tiff;
+      bytes[entry + 2] = 4;  // a 32-bit number
+      for (unsigned k = 0; k < 4; ++k) bytes[entry + 8 + k] = static_cast<char>(size >> (8 * k));
+      EXPECT_EQ(CountFrames(bytes), 0) << "TIFF " << size << " in tag " << get(entry, 2);
+    }
+  }
+}
+
+TEST_F(CodecHardening, AJpegWithoutEndOfScansIsBounded) {
+  // A progressive file whose last scan is repeated many times over.
+  const std::string bytes = image::ReadFile(TOVKIT_SOURCE_DIR "/tests/data/images/progressive.jpg");
+  ASSERT_GT(CountFrames(bytes), 0);
+  const std::size_t scan = bytes.rfind("\xff\xda");
+  const std::string last = bytes.substr(scan, bytes.size() - 2 - scan);
+  std::string many = bytes.substr(0, bytes.size() - 2);
+  for (int i = 0; i < 2000; ++i) many += last;
+  EXPECT_EQ(CountFrames(many + "\xff\xd9"), 0);
+}
+
+TEST_F(CodecHardening, APngWhoseTextUnpacksToGigabytesIsReadWithoutIt) {
+  // Chunks that no one asked for are passed over: this one is not even compressed data.
+  std::string bytes = Encode(image::MakePicture(5, 5, 24), kCoreImagePng);
+  const std::string chunk("\0\0\0\4zTXtabcd\x12\x34\x56\x78", 16);
+  bytes.insert(33, chunk);
+  EXPECT_EQ(CountFrames(bytes), 1);
+}
+
+TEST_F(CodecHardening, AJpeg2000OfManyTilesIsRefusedBeforeTheyAreMade) {
+  std::string bytes = Encode(image::MakePicture(9, 7, 24), kCoreImageJpeg2000);
+  const std::size_t size = bytes.find("\xff\x4f\xff\x51");
+  ASSERT_NE(size, std::string::npos);
+  // A canvas of 65,535 by 1 in tiles of 1 by 1.
+  const std::string canvas("\0\0\xff\xff\0\0\0\1\0\0\0\0\0\0\0\0\0\0\0\1\0\0\0\1", 24);
+  bytes.replace(size + 8, canvas.size(), canvas);
+  EXPECT_EQ(CountFrames(bytes), 0);
+}
+
+TEST_F(CodecHardening, ABmpWithAShortPaletteReadsWhatIsThere) {
+  CoreDib dib = image::MakePicture(6, 6, 8);
+  image::GivePalette(dib, 256);
+  std::string bytes = Encode(dib, kCoreImageBmp);
+  bytes[46] = 3, bytes[47] = 0;        // colours used
+  bytes.erase(54 + 12, 253 * 4);       // their bytes
+  bytes[10] = 54 + 12, bytes[11] = 0;  // where the pixels begin
+  const auto back = Decode(bytes);
+  ASSERT_NE(back, nullptr);
+  EXPECT_EQ(back->GetPaletteSize(), 3);
+}
+
+}  // namespace
