@@ -12,7 +12,7 @@
 
 namespace tovkit {
 
-enum class SimdLevel { kScalar, kAvx2, kAvx512 };  // kAvx512 means F, BW, VL and VBMI
+enum class SimdLevel { kScalar, kAvx2, kAvx512 };  // with BMI1; with F, BW, VL and VBMI
 
 inline bool SupportsSimdLevel(SimdLevel level) {
   switch (level) {
@@ -20,7 +20,7 @@ inline bool SupportsSimdLevel(SimdLevel level) {
       return __builtin_cpu_supports("avx512f") != 0 && __builtin_cpu_supports("avx512bw") != 0 &&
              __builtin_cpu_supports("avx512vl") != 0 && __builtin_cpu_supports("avx512vbmi") != 0;
     case SimdLevel::kAvx2:
-      return __builtin_cpu_supports("avx2") != 0;
+      return __builtin_cpu_supports("avx2") != 0 && __builtin_cpu_supports("bmi") != 0;
     default:
       return true;
   }

@@ -10,8 +10,8 @@
 
 namespace {
 
-constexpr std::size_t kLongText = 4096;  // characters from which on the exact size is counted first
-constexpr std::size_t kLongestForm = 4;  // bytes of one character in UTF-8
+constexpr std::size_t kLongText = std::size_t{1} << 20;  // characters from which on the exact size is counted
+constexpr std::size_t kLongestForm = 4;                  // bytes of one character in UTF-8
 
 // A core string counts its characters in an int.
 int CheckedSize(std::size_t size) {

@@ -1,5 +1,8 @@
 #include "text/utf8.h"
 
+#include "simd_level.h"
+#include "text/utf8_kernels.h"
+
 #include <emmintrin.h>
 
 #include <cstring>
@@ -46,24 +49,30 @@ std::size_t NarrowAscii(const wchar_t* text, std::size_t length, char* out) {
   return done;
 }
 
-constexpr bool IsTail(unsigned char byte) { return (byte & 0xC0) == 0x80; }
+constexpr bool IsTail(std::uint32_t byte) { return (byte & 0xC0) == 0x80; }
 
 // Reads the well-formed sequence of two to four bytes at `text` and returns its length, or 0 when there is
 // none.
 unsigned ReadSequence(const unsigned char* text, std::size_t length, std::uint32_t& c) {
   const std::uint32_t lead = text[0];
-  if (lead < 0xC2 || lead > 0xF4 || length < 2 || !IsTail(text[1])) return 0;
+  if (lead < 0xC2 || lead > 0xF4 || length < 2) return 0;
+  const std::uint32_t second = text[1];
+  if (!IsTail(second)) return 0;
   if (lead < 0xE0) {
-    c = (lead & 0x1F) << 6 | (text[1] & 0x3FU);
+    c = (lead & 0x1F) << 6 | (second & 0x3F);
     return 2;
   }
-  if (length < 3 || !IsTail(text[2])) return 0;
+  if (length < 3) return 0;
+  const std::uint32_t third = text[2];
+  if (!IsTail(third)) return 0;
   if (lead < 0xF0) {
-    c = (lead & 0x0F) << 12 | (text[1] & 0x3FU) << 6 | (text[2] & 0x3FU);
+    c = (lead & 0x0F) << 12 | (second & 0x3F) << 6 | (third & 0x3F);
     return c >= 0x800 && !IsSurrogate(c) ? 3 : 0;
   }
-  if (length < 4 || !IsTail(text[3])) return 0;
-  c = (lead & 0x07) << 18 | (text[1] & 0x3FU) << 12 | (text[2] & 0x3FU) << 6 | (text[3] & 0x3FU);
+  if (length < 4) return 0;
+  const std::uint32_t fourth = text[3];
+  if (!IsTail(fourth)) return 0;
+  c = (lead & 0x07) << 18 | (second & 0x3F) << 12 | (third & 0x3F) << 6 | (fourth & 0x3F);
   return c >= 0x10000 && c <= 0x10FFFF ? 4 : 0;
 }
 
@@ -75,43 +84,41 @@ constexpr unsigned SizeOf(std::uint32_t c) {
   return c < 0x10000 ? 3 : 4;
 }
 
+// Writes the character and returns the number of bytes.
 unsigned WriteCharacter(std::uint32_t c, char* out) {
   const auto tail = [c](int shift) { return static_cast<char>(0x80 | (c >> shift & 0x3F)); };
-  const unsigned size = SizeOf(c);
-  switch (size) {
-    case 1:
-      if (c < 0x80 || IsEscapedByte(c)) {
-        out[0] = static_cast<char>(c & 0xFF);
-      } else {
-        out[0] = kReplacement;
-      }
-      break;
-    case 2:
-      out[0] = static_cast<char>(0xC0 | c >> 6);
-      out[1] = tail(0);
-      break;
-    case 3:
-      out[0] = static_cast<char>(0xE0 | c >> 12);
-      out[1] = tail(6);
-      out[2] = tail(0);
-      break;
-    default:
-      out[0] = static_cast<char>(0xF0 | c >> 18);
-      out[1] = tail(12);
-      out[2] = tail(6);
-      out[3] = tail(0);
-      break;
+  if (c < 0x80 || IsEscapedByte(c)) {
+    out[0] = static_cast<char>(c & 0xFF);
+    return 1;
   }
-  return size;
+  if (c < 0x800) {
+    out[0] = static_cast<char>(0xC0 | c >> 6);
+    out[1] = tail(0);
+    return 2;
+  }
+  if (c > 0x10FFFF || IsSurrogate(c)) {
+    out[0] = kReplacement;
+    return 1;
+  }
+  if (c < 0x10000) {
+    out[0] = static_cast<char>(0xE0 | c >> 12);
+    out[1] = tail(6);
+    out[2] = tail(0);
+    return 3;
+  }
+  out[0] = static_cast<char>(0xF0 | c >> 18);
+  out[1] = tail(12);
+  out[2] = tail(6);
+  out[3] = tail(0);
+  return 4;
 }
 
-}  // namespace
-
-std::size_t DecodeUtf8(const char* text, std::size_t length, wchar_t* out) {
+// The plain loops. They go on until `enough` of the input is taken.
+Utf8Progress DecodePlainly(const char* text, std::size_t length, std::size_t enough, wchar_t* const start) {
   const auto* bytes = reinterpret_cast<const unsigned char*>(text);
-  wchar_t* const start = out;
+  wchar_t* out = start;
   std::size_t i = 0;
-  while (i < length) {
+  while (i < enough) {
     if (bytes[i] < 0x80) {
       const std::size_t ascii = WidenAscii(text + i, length - i, out);
       i += ascii;
@@ -120,30 +127,71 @@ std::size_t DecodeUtf8(const char* text, std::size_t length, wchar_t* out) {
       continue;
     }
     std::uint32_t c = 0;
-    const unsigned taken = ReadSequence(bytes + i, length - i, c);
-    *out++ = taken != 0 ? static_cast<wchar_t>(c) : EscapeByte(bytes[i]);
-    i += taken != 0 ? taken : 1;
+    const unsigned size = ReadSequence(bytes + i, length - i, c);
+    if (size == 0) {
+      *out++ = EscapeByte(bytes[i]);
+      ++i;
+      continue;
+    }
+    *out++ = static_cast<wchar_t>(c);
+    i += size;
   }
-  return static_cast<std::size_t>(out - start);
+  return {i, static_cast<std::size_t>(out - start)};
 }
 
-std::size_t EncodeUtf8(const wchar_t* text, std::size_t length, char* out) {
-  char* const start = out;
+Utf8Progress EncodePlainly(const wchar_t* text, std::size_t length, std::size_t enough, char* const start) {
+  const auto at = [text](std::size_t place) { return static_cast<std::uint32_t>(text[place]); };
+  char* out = start;
   std::size_t i = 0;
-  while (i < length) {
-    if (static_cast<std::uint32_t>(text[i]) < 0x80) {
+  while (i < enough) {
+    if (at(i) < 0x80) {
       const std::size_t ascii = NarrowAscii(text + i, length - i, out);
       i += ascii;
       out += ascii;
-      for (; i < length && static_cast<std::uint32_t>(text[i]) < 0x80; ++i) {
-        *out++ = static_cast<char>(text[i]);
-      }
+      for (; i < length && at(i) < 0x80; ++i) *out++ = static_cast<char>(text[i]);
       continue;
     }
-    out += WriteCharacter(static_cast<std::uint32_t>(text[i]), out);
+    out += WriteCharacter(at(i), out);
     ++i;
   }
-  return static_cast<std::size_t>(out - start);
+  return {i, static_cast<std::size_t>(out - start)};
+}
+
+// Null where the plain loops do everything.
+const Utf8Kernels* Kernels() {
+  static const Utf8Kernels* const kernels =
+      tovkit::ChosenSimdLevel() >= tovkit::SimdLevel::kAvx2 ? &kUtf8Avx2 : nullptr;
+  return kernels;
+}
+
+// The kernel goes as far as it can; the plain loop takes what stopped it, or the whole end of the text.
+template <typename In, typename Out, typename Kernel, typename Plain>
+std::size_t Convert(const In* text, std::size_t length, Out* out, Kernel Utf8Kernels::*kernel, Plain plain) {
+  constexpr std::size_t kStep = 16;
+  const Utf8Kernels* const kernels = length >= kStep ? Kernels() : nullptr;
+  Utf8Progress done = {0, 0};
+  const auto advance = [&done](Utf8Progress progress) {
+    done.taken += progress.taken;
+    done.written += progress.written;
+  };
+  while (done.taken < length) {
+    if (kernels != nullptr)
+      advance((kernels->*kernel)(text + done.taken, length - done.taken, out + done.written));
+    const std::size_t left = length - done.taken;
+    advance(plain(text + done.taken, left, kernels != nullptr && left > kStep ? kStep : left,
+                  out + done.written));
+  }
+  return done.written;
+}
+
+}  // namespace
+
+std::size_t DecodeUtf8(const char* text, std::size_t length, wchar_t* out) {
+  return Convert(text, length, out, &Utf8Kernels::decode, DecodePlainly);
+}
+
+std::size_t EncodeUtf8(const wchar_t* text, std::size_t length, char* out) {
+  return Convert(text, length, out, &Utf8Kernels::encode, EncodePlainly);
 }
 
 std::size_t Utf8Size(const wchar_t* text, std::size_t length) {
