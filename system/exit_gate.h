@@ -2,7 +2,7 @@
 //
 // Has no destructor that does anything, so it can be asked until the very end of the process.
 //
-//   if (!gate.Enter()) return;   // taken down, or about to be
+//   if (!gate.Enter()) return;   // taken down, or about to be, and nobody uses it
 //   Use();
 //   gate.Leave();
 #pragma once
@@ -18,16 +18,21 @@ class ExitGate {
  public:
   constexpr ExitGate() = default;
 
+  // False once the gate is closed and empty, which it then stays. While somebody is still inside after
+  // Close, what the gate guards is still there, and others may have to be kept from what they do to it.
   bool Enter() {
-    if ((inside_.fetch_add(1, std::memory_order_acquire) & kClosed) == 0) return true;
-    Leave();
-    return false;
+    int64_t seen = inside_.load(std::memory_order_acquire);
+    do {
+      if (seen == kClosed) return false;
+    } while (!inside_.compare_exchange_weak(seen, seen + 1, std::memory_order_acquire));
+    return true;
   }
 
   void Leave() { inside_.fetch_sub(1, std::memory_order_release); }
 
-  // Lets nobody in any more and waits up to `milliseconds` for those inside. True when all have left; false
-  // means that one may stay for good, so that what the gate guards must be left alone.
+  // Waits up to `milliseconds` for the moment when nobody is inside, and lets nobody in from that moment on.
+  // True when it came; false means that one may stay for good, so that what the gate guards must be left
+  // alone.
   bool Close(int milliseconds) {
     inside_.fetch_or(kClosed, std::memory_order_acq_rel);
     for (int waited = 0; inside_.load(std::memory_order_acquire) != kClosed; ++waited) {

@@ -1,7 +1,5 @@
 #include "mutex_state.h"
 
-#include "shared_field.h"
-
 namespace tovkit {
 
 MutexState* NewMutexState() {
@@ -17,18 +15,6 @@ void RetireMutexState(MutexState& state) {
   delete state.mutex;
   state.mutex = nullptr;
   StoreShared(state.valid, false);
-}
-
-void LockState(MutexState& state) {
-  pthread_mutex_lock(state.mutex);
-  StoreShared(state.locked, true);
-  StoreShared(state.lockTime, time(nullptr));
-}
-
-void UnlockState(MutexState& state) {
-  pthread_mutex_unlock(state.mutex);
-  StoreShared(state.locked, false);
-  StoreShared(state.unlockTime, time(nullptr));
 }
 
 }  // namespace tovkit

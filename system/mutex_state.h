@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <ctime>
 
+#include "shared_field.h"
+
 namespace tovkit {
 
 constexpr int kMutexNameCapacity = 256;
@@ -30,7 +32,16 @@ MutexState* NewMutexState();
 // registry may touch the record afterwards.
 void RetireMutexState(MutexState& state);
 
-void LockState(MutexState& state);
-void UnlockState(MutexState& state);
+inline void LockState(MutexState& state) {
+  pthread_mutex_lock(state.mutex);
+  StoreShared(state.locked, true);
+  StoreShared(state.lockTime, time(nullptr));
+}
+
+inline void UnlockState(MutexState& state) {
+  pthread_mutex_unlock(state.mutex);
+  StoreShared(state.locked, false);
+  StoreShared(state.unlockTime, time(nullptr));
+}
 
 }  // namespace tovkit

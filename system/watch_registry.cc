@@ -80,7 +80,12 @@ void WatchRegistry::Add(WatchedMutex* mutex) {
 // Both steps happen under the registry's lock, so that the watchdog never unlocks a mutex that is being
 // freed.
 void WatchRegistry::Retire(WatchedMutex* mutex) {
-  if (!gate.Enter()) return;
+  if (!gate.Enter()) {
+    // The process ends and nobody looks at the record any more.
+    RetireMutexState(*mutex->watchState);
+    if (mutex->watchState->timeout >= 1) delete mutex->watchState;
+    return;
+  }
   registry->registryMutex.lock();
   RetireMutexState(*mutex->watchState);
   Purge(registry->watchRegistry, &WatchedMutex::watchState);

@@ -6,3 +6,12 @@ inline constexpr bool kSanitized = true;
 #else
 inline constexpr bool kSanitized = false;
 #endif
+
+// ThreadSanitizer starts up through malloc: a program may not bring its own there.
+#if defined(__SANITIZE_THREAD__)
+#define TOVKIT_OWN_MALLOC 0
+#else
+#define TOVKIT_OWN_MALLOC 1
+#endif
+#define SKIP_WITHOUT_OWN_MALLOC() \
+  if (!TOVKIT_OWN_MALLOC) GTEST_SKIP() << "memory cannot be made to run out in this build"

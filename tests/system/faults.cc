@@ -10,6 +10,8 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "build_kind.h"
+
 namespace faults {
 
 Fault pthreadCreate, fork, popen, semTimedwait, waitpid, execv, dup2, usleep;
@@ -119,6 +121,7 @@ int gettimeofday(timeval* time, void* zone) noexcept {
   return 0;
 }
 
+#if TOVKIT_OWN_MALLOC
 void* malloc(std::size_t size) noexcept {
   static const auto next = faults::Next<void* (*)(std::size_t)>("malloc");
   if (size != 0 && size == faults::blockSize && faults::malloc.Strikes()) return nullptr;
@@ -130,6 +133,7 @@ void* realloc(void* block, std::size_t size) noexcept {
   if (size != 0 && size == faults::blockSize && faults::realloc.Strikes()) return nullptr;
   return next(block, size);
 }
+#endif
 
 }  // extern "C"
 #pragma GCC visibility pop

@@ -256,6 +256,7 @@ TEST_F(ThreadPoolTest, APoolWithoutWorkersTakesNoTasks) {
 }
 
 TEST_F(ThreadPoolTest, NoMemoryForTheThreadIds) {
+  SKIP_WITHOUT_OWN_MALLOC();
   ThreadPool pool;
   faults::blockSize = 123 * sizeof(pthread_t);
   faults::malloc.Fail(ENOMEM);
@@ -267,6 +268,7 @@ TEST_F(ThreadPoolTest, NoMemoryForTheThreadIds) {
 }
 
 TEST_F(ThreadPoolTest, NoMemoryForATask) {
+  SKIP_WITHOUT_OWN_MALLOC();
   std::atomic<int> calls{0};
   Gate gate;
   ThreadPool pool;
