@@ -56,4 +56,24 @@ TOVKIT_API bool AlphaBlending(const CoreDib* bitmap, std::uint32_t level);
 // Does nothing and gives null: a placeholder that callers link against.
 TOVKIT_API CoreDib* ImageBinary(const CoreDib* bitmap);
 
+// ---- Colour text and text drawing ----
+
+// Reads a colour. `color` gets the packed value and `kind` its space, 1 grey, 2 RGB or 3 CMYK
+// (CoreColorSpaceKind):
+//
+//   "#gg"               1   gg in bits 0-7, 8-15 and 16-23
+//   "#rrggbb"           2   rr in bits 0-7, gg in 8-15, bb in 16-23
+//   "#ccmmyykk"         3   cc in bits 24-31, mm in 16-23, yy in 8-15, kk in 0-7
+//   1, 3 or 4 numbers   1, 2 or 3, packed in the same way
+//
+// The numbers are decimal and divided by spaces, and only by spaces: "255,0,0" is the one number 255. A word
+// that is no number is 0, so "red" is the grey level 0.
+//
+// Nothing is masked. A number above 255 or below 0 runs into the bytes above its own; a pair with a bad
+// second digit counts as -1 and one with only a bad first digit as -16, so "#0x" gives 0xFFFFFFFF.
+//
+// False, and both outputs untouched, for a null text, another number of characters after "#", no number at
+// all, two of them or more than four.
+TOVKIT_API bool ParseColor(const char* text, std::uint32_t& color, std::uint32_t& kind);
+
 }  // namespace tovkit
