@@ -1,9 +1,12 @@
 #include <tovkit/util.h>
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -40,7 +43,8 @@ class CopyFileTest : public testing::Test {
 };
 
 TEST_F(CopyFileTest, EverySizeAroundTheBlocks) {
-  for (const std::size_t size : {0, 1, 4095, 4096, 4097, 8191, 8192, 8193, 65536, 1000003}) {
+  for (const std::size_t size : {0, 1, 4095, 4096, 4097, 8191, 8192, 8193, 65536, 1000003, (1 << 20) - 1,
+                                 1 << 20, (1 << 20) + 1, 3 << 20}) {
     std::string content(size, '\0');
     for (std::size_t i = 0; i < size; ++i) content[i] = static_cast<char>(i * 31 + i / 4096);
     Write("source", content);
@@ -96,6 +100,29 @@ TEST_F(CopyFileTest, FailedWriteGoesUnnoticed) {
   Write("source", std::string(100000, 'x'));
   CopyFile(Path("source").c_str(), "/dev/full");
   EXPECT_EQ(Read("source"), std::string(100000, 'x'));
+}
+
+TEST_F(CopyFileTest, WriteThatStopsHalfwayGoesUnnoticed) {
+  Write("source", std::string(100000, 'x'));
+  const pid_t child = fork();
+  if (child == 0) {
+    std::signal(SIGXFSZ, SIG_IGN);
+    const rlimit limit = {10000, 10000};
+    setrlimit(RLIMIT_FSIZE, &limit);
+    Copy("source", "target");
+    _exit(0);
+  }
+  int status = -1;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_EQ(status, 0);
+  EXPECT_EQ(Read("target"), std::string(10000, 'x'));
+}
+
+TEST_F(CopyFileTest, KernelFilesOfUnknownSizeAreCopied) {
+  CopyFile("/proc/self/maps", Path("maps").c_str());
+  const auto maps = Read("maps");
+  ASSERT_TRUE(maps);
+  EXPECT_NE(maps->find("libtovkit"), std::string::npos);
 }
 
 TEST_F(CopyFileTest, PipeIsReadToItsEndThroughShortWrites) {

@@ -41,13 +41,13 @@ TEST(ModuleInfo, ExecutableDirectoryIsThatOfThisProgram) {
 
 TEST(ModuleInfo, LoadedLibraryIsFoundByTheStartOfItsName) {
   const ScratchDir scratch;
-  const LoadedCopy copy(scratch.path() + "/d/libwanted.so.2");
-  for (const char* name : {"libwanted.so.2", "libwanted", "libw"}) {
+  const LoadedCopy copy(scratch.path() + "/d/libqwanted.so.2");
+  for (const char* name : {"libqwanted.so.2", "libqwanted", "libqw"}) {
     EXPECT_EQ(ModuleDirectory(name), scratch.path() + "/d/") << name;
   }
-  EXPECT_EQ(ModuleDirectory("wanted"), "");
-  EXPECT_EQ(ModuleDirectory("libwanted.so.22"), "");
-  EXPECT_EQ(ModuleDirectory("Libwanted"), "");
+  EXPECT_EQ(ModuleDirectory("qwanted"), "");
+  EXPECT_EQ(ModuleDirectory("libqwanted.so.22"), "");
+  EXPECT_EQ(ModuleDirectory("Libqwanted"), "");
 }
 
 TEST(ModuleInfo, SystemLibraryIsFound) {
