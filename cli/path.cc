@@ -72,9 +72,11 @@ void PrintTable(const std::vector<PathReport>& reports) {
   for (const Row& row : rows) {
     std::string line;
     for (std::size_t i = 0; i + 1 < kColumns; ++i) {
-      line += row[i] + std::string(widths[i] - WidthOf(row[i]) + 2, ' ');
+      line += row[i];
+      line.append(widths[i] - WidthOf(row[i]) + 2, ' ');
     }
-    line = Printable(tovkit::Utf8ToLocal((line + row.back()).c_str(), -1));
+    line += row.back();
+    line = Printable(tovkit::Utf8ToLocal(line.c_str(), -1));
     std::printf("%s\n", line.c_str());
   }
 }

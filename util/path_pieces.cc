@@ -12,7 +12,7 @@ namespace {
 constexpr auto kNone = std::string_view::npos;
 
 std::string_view View(const char* path, int len) {
-  if (path == nullptr) return {"", 0};
+  if (path == nullptr) return "";
   return {path, len < 0 ? std::strlen(path) : static_cast<std::size_t>(len)};
 }
 

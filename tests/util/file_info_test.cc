@@ -6,7 +6,6 @@
 #include <sys/un.h>
 #include <unistd.h>
 
-#include <cstring>
 #include <fstream>
 #include <string>
 #include <type_traits>
@@ -96,7 +95,7 @@ TEST_F(FileStatus, OtherKindsOnlyExist) {
   sockaddr_un address = {};
   address.sun_family = AF_UNIX;
   ASSERT_LT(Path("sock").size(), sizeof(address.sun_path));
-  std::strcpy(address.sun_path, Path("sock").c_str());
+  Path("sock").copy(address.sun_path, sizeof(address.sun_path) - 1);
   ASSERT_EQ(bind(fd, reinterpret_cast<const sockaddr*>(&address), sizeof(address)), 0);
   ASSERT_EQ(chmod(Path("sock").c_str(), 0), 0);
   ExpectFlags(Path("sock"), 1);
@@ -173,7 +172,7 @@ TEST_F(FileStatus, MovingTakesTheStatusAlong) {
   FileInfo first(MakeFile("file", 0600).c_str(), -1);
   FileInfo second(std::move(first));
   EXPECT_TRUE(second.IsFile());
-  EXPECT_FALSE(first.Exists());  // NOLINT(bugprone-use-after-move): documented
+  EXPECT_FALSE(first.Exists());  // NOLINT(bugprone-use-after-move,clang-analyzer-cplusplus.Move)
   FileInfo third("", -1);
   third = std::move(second);
   EXPECT_TRUE(third.IsFile());

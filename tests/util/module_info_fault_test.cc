@@ -8,8 +8,6 @@
 #include <link.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <cstring>
 #include <optional>
 #include <string>
 #include <utility>
@@ -37,9 +35,7 @@ class Scripted {
 
 ssize_t ScriptedLink(char* buffer, std::size_t capacity) {
   if (!script->link) return -1;
-  const std::size_t length = std::min(script->link->size(), capacity);
-  std::memcpy(buffer, script->link->data(), length);
-  return static_cast<ssize_t>(length);
+  return static_cast<ssize_t>(script->link->copy(buffer, capacity));
 }
 
 int ScriptedWalk(Walk callback, void* data) {
