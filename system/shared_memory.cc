@@ -130,7 +130,7 @@ bool SharedMemory::Attach(unsigned flags) {
   const int id = shmget(state->ipcKey(), 0, writes ? kReadWriteMode : kReadMode);
   if (id < 0) return state->FailCall("shmget");
   void* const address = shmat(id, nullptr, attachFlags);
-  if (address == reinterpret_cast<void*>(-1)) return state->FailCall("attach");
+  if (reinterpret_cast<std::intptr_t>(address) == -1) return state->FailCall("attach");
   state->address = address;
   state->attachedId = id;
   return true;
