@@ -7,8 +7,8 @@ inline constexpr bool kSanitized = true;
 inline constexpr bool kSanitized = false;
 #endif
 
-// ThreadSanitizer starts up through malloc: a program may not bring its own there.
-#if defined(__SANITIZE_THREAD__)
+// Sanitizers start up through malloc: a program may not bring its own there.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 #define TOVKIT_OWN_MALLOC 0
 #else
 #define TOVKIT_OWN_MALLOC 1
