@@ -29,7 +29,7 @@ std::string SearchPath(const std::string& name) {
   std::istringstream entries(path == nullptr ? "/usr/local/bin:/usr/bin:/bin" : path);
   for (std::string entry; std::getline(entries, entry, ':');) {
     // Absolute, since the child may start in another directory.
-    const std::string file = std::filesystem::absolute(entry.empty() ? "." : entry) / name;
+    std::string file = std::filesystem::absolute(entry.empty() ? "." : entry) / name;
     if (WhyNotExecutable(file) == 0) return file;
   }
   throw JobError(name + ": not found in PATH");

@@ -123,7 +123,8 @@ TEST_F(ThreadPoolTest, FreshPoolIsEmptyAndDestroyDoesNothing) {
 
 TEST_F(ThreadPoolTest, APoolHasAtLeastTenWorkers) {
   const std::pair<int, int> cases[] = {{0, 10}, {-5, 10}, {9, 10}, {10, 10}, {11, 11}, {16, 16}};
-  for (const auto& [asked, workers] : cases) {
+  for (const auto& [asked, expected] : cases) {
+    const int workers = expected;
     faults::Reset();
     ThreadPool pool;
     EXPECT_EQ(pool.init(asked), 0);

@@ -23,10 +23,15 @@ std::atomic<time_t> timeShift{0};
 
 using tovkit::WatchedMutex;
 
+// Never destroyed: they are in the registry to the end.
+WatchedMutex* held[20];
+
 // The watchdog never sleeps here, so that it is awake whenever the process ends.
 int EndAwake(int spin) {
-  // Never destroyed: they are in the registry to the end.
-  for (int i = 0; i < 20; ++i) (new WatchedMutex("held", 1))->lock();
+  for (WatchedMutex*& mutex : held) {
+    mutex = new WatchedMutex("held", 1);
+    mutex->lock();
+  }
   timeShift = 1000;
   for (std::atomic<int> left{spin}; left > 0; --left) {
   }
@@ -46,14 +51,14 @@ int EndBusy() {
 
 int CreationFails() {
   failCreation = true;
-  WatchedMutex* first = new WatchedMutex("first", 5);
+  held[0] = new WatchedMutex("first", 5);
   failCreation = false;
-  first->lock();
-  first->unlock();
+  held[0]->lock();
+  held[0]->unlock();
   WatchedMutex unwatched("unwatched", 0);
   std::atomic<bool> second{false};
   std::thread([&second] {
-    new WatchedMutex("second", 5);
+    held[1] = new WatchedMutex("second", 5);
     second = true;
   }).detach();
   usleep(300000);
