@@ -115,7 +115,7 @@ std::size_t Decode(const char* text, std::size_t size, char* out) {
     if (RejectedBits(block) != 0) break;
     Store(out, Join(block.values));
   }
-  for (;;) {
+  while (size != 0) {
     // Zeros behind the text end it.
     alignas(32) char characters[kCharacters] = {};
     alignas(32) char bytes[kCharacters];
@@ -127,10 +127,11 @@ std::size_t Decode(const char* text, std::size_t size, char* out) {
     const std::size_t decoded = Base64DecodedSize(count);
     __builtin_memcpy(out, bytes, decoded);
     out += decoded;
-    if (count < kCharacters) return static_cast<std::size_t>(out - start);
+    if (count < kCharacters) break;
     text += kCharacters;
     size -= kCharacters;
   }
+  return static_cast<std::size_t>(out - start);
 }
 
 }  // namespace

@@ -30,7 +30,7 @@ class Converter {
   Converter(const Converter&) = delete;
   Converter& operator=(const Converter&) = delete;
 
-  bool valid() const { return handle_ != reinterpret_cast<iconv_t>(-1); }
+  bool valid() const { return reinterpret_cast<std::intptr_t>(handle_) != -1; }
 
   // Appends what converts at the front of `text` to `out` and returns how many input characters that took.
   // `error` is 0 when all of them did, EINVAL for an incomplete character at the end, EILSEQ otherwise.
@@ -194,13 +194,13 @@ std::string EncodeLocal(const wchar_t* text, std::size_t length) {
   bytes.reserve(length);
   std::size_t i = 0;
   while (i < length) {
-    const auto c = static_cast<std::uint32_t>(text[i]);
+    const std::uint32_t c = ValueOf(text[i]);
     if (c < 0x80 || IsEscapedByte(c)) {
       bytes += static_cast<char>(c & 0xFF);
       ++i;
       continue;
     }
-    const auto isOther = [](wchar_t other) { return !IsForCodeset(static_cast<std::uint32_t>(other)); };
+    const auto isOther = [](wchar_t other) { return !IsForCodeset(ValueOf(other)); };
     const wchar_t* const end = IsTag(c) ? text + i + 1 : std::find_if(text + i, text + length, isOther);
     const std::size_t before = bytes.size();
     int error = 0;

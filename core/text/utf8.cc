@@ -140,7 +140,7 @@ Utf8Progress DecodePlainly(const char* text, std::size_t length, std::size_t eno
 }
 
 Utf8Progress EncodePlainly(const wchar_t* text, std::size_t length, std::size_t enough, char* const start) {
-  const auto at = [text](std::size_t place) { return static_cast<std::uint32_t>(text[place]); };
+  const auto at = [text](std::size_t place) { return ValueOf(text[place]); };
   char* out = start;
   std::size_t i = 0;
   while (i < enough) {
@@ -196,7 +196,7 @@ std::size_t EncodeUtf8(const wchar_t* text, std::size_t length, char* out) {
 
 std::size_t Utf8Size(const wchar_t* text, std::size_t length) {
   std::size_t size = 0;
-  for (std::size_t i = 0; i < length; ++i) size += SizeOf(static_cast<std::uint32_t>(text[i]));
+  for (std::size_t i = 0; i < length; ++i) size += SizeOf(ValueOf(text[i]));
   return size;
 }
 

@@ -14,6 +14,7 @@ namespace tovmx {
 inline constexpr std::uint32_t kEscapeBase = 0xDC00;  // an escaped byte b is the character kEscapeBase + b
 inline constexpr char kReplacement = '?';             // what a character becomes that cannot be written
 
+constexpr std::uint32_t ValueOf(wchar_t c) { return static_cast<std::uint32_t>(c); }
 constexpr wchar_t EscapeByte(unsigned char byte) { return static_cast<wchar_t>(kEscapeBase + byte); }
 constexpr bool IsEscapedByte(std::uint32_t c) { return c - (kEscapeBase + 0x80) < 0x80; }
 constexpr bool IsSurrogate(std::uint32_t c) { return (c & 0xFFFFF800U) == 0xD800; }
