@@ -23,9 +23,13 @@ struct CurveKernel {
   // Infinite when there is no other.
   float (*smallestSquare)(const SampleRow& rowX, const SampleRow& rowY, float x, float y);
 
+  // Whether the values cross `at`: the nearest above and the nearest below are closer together than the
+  // largest step between neighbours.
+  bool (*crosses)(const SampleRow& row, float at);
+
   // Splits the samples into those with `at` >= side and the others, and looks at the values `along` in each
-  // part: bit 0 tells whether the first part crosses `atAlong`, bit 1 whether the second does. A part crosses
-  // when its nearest values above and below are closer together than the largest step between neighbours.
+  // part: bit 0 tells whether the first part crosses `atAlong`, bit 1 whether the second does. The
+  // largest step is that of all samples.
   unsigned (*crossings)(const SampleRow& side, float at, const SampleRow& along, float atAlong);
 };
 

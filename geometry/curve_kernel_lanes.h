@@ -74,6 +74,24 @@ struct CurveKernelOf {
     return Least(Lanes::Fold(least));
   }
 
+  // The negated largest step between neighbours, with `least` the one so far.
+  static Floats Step(const SampleRow& row, int k, Floats v, Floats least) {
+    const Floats forward = Load<Floats>(row.value + k + 1) - v;
+    return Smaller(forward, Smaller(-forward, least));
+  }
+
+  static bool Crosses(const SampleRow& row, float at) {
+    const Floats none = All(kNone);
+    Floats above = none, below = none, step = Floats{};
+    for (int k = 0; k < kUsed; k += kFloats) {
+      const Floats v = Load<Floats>(row.value + k);
+      above = Smaller(v > at ? v : none, above);
+      below = Smaller(v < at ? -v : none, below);
+      step = Step(row, k, v, step);
+    }
+    return Least(Lanes::Fold(above)) + Least(Lanes::Fold(below)) < -Least(Lanes::Fold(step));
+  }
+
   // Maxima are kept as minima of the negated values. A part without a value above or below keeps an infinite
   // one, and no step is larger than that.
   static unsigned Crossings(const SampleRow& side, float at, const SampleRow& along, float atAlong) {
@@ -89,8 +107,7 @@ struct CurveKernelOf {
       firstBelow = Smaller(inFirst ? below : none, firstBelow);
       secondAbove = Smaller(inFirst ? none : above, secondAbove);
       secondBelow = Smaller(inFirst ? none : below, secondBelow);
-      const Floats forward = Load<Floats>(along.value + k + 1) - v;
-      step = Smaller(forward, Smaller(-forward, step));
+      step = Step(along, k, v, step);
     }
     __m128 a = Lanes::Fold(firstAbove), b = Lanes::Fold(firstBelow);
     __m128 c = Lanes::Fold(secondAbove), d = Lanes::Fold(secondBelow);
@@ -102,7 +119,7 @@ struct CurveKernelOf {
            (nearest[2] + nearest[3] < largestStep ? 2u : 0u);
   }
 
-  static constexpr CurveKernel kKernel = {SampleQuad, SampleCubic, SmallestSquare, Crossings};
+  static constexpr CurveKernel kKernel = {SampleQuad, SampleCubic, SmallestSquare, Crosses, Crossings};
 };
 
 }  // namespace tovkit

@@ -30,7 +30,7 @@ class ArcCurves {
   CorePath converted_;
 };
 
-// Calls visitor.Segment(a, b) and visitor.Curve(points, degree) for the figures of the `count` records, in
+// Calls visitor.Segment(a, b) and visitor.Curve<degree>(points) for the figures of the `count` records, in
 // order. Both return true to end the walk; so does this function then, and false when all was seen.
 //
 // A curve or an arc whose following records are missing is skipped. A figure that is closed before any was
@@ -49,15 +49,15 @@ bool WalkFigures(const CorePathPoint* records, int count, Visitor& visitor) {
     } else if (flags & kCorePathLine) {
       if (visitor.Segment(records[i - 1], records[i])) return true;
     } else if ((flags & kCorePathQuad) && i < count - 1) {
-      if (visitor.Curve(&records[i - 1], 2)) return true;
+      if (visitor.template Curve<2>(&records[i - 1])) return true;
       i += 1;
     } else if ((flags & kCorePathCubic) && i < count - 2) {
-      if (visitor.Curve(&records[i - 1], 3)) return true;
+      if (visitor.template Curve<3>(&records[i - 1])) return true;
       i += 2;
     } else if ((flags & kCorePathArc) && i < count - 3) {
       const int curves = arc.Convert(records[i - 1], &records[i]);
       for (int k = 0; k < curves; ++k) {
-        if (visitor.Curve(arc.Curve(k), 3)) return true;
+        if (visitor.template Curve<3>(arc.Curve(k))) return true;
       }
       i += 3;
     }

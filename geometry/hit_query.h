@@ -1,6 +1,9 @@
 // What the figure tests share: the point asked about, and the rays that still wait for a crossing.
 #pragma once
 
+// The look at a figure's box belongs into the walk over the figures: a call would cost as much as the look.
+#define TOVKIT_HOT inline __attribute__((always_inline))
+
 namespace tovkit {
 
 // A set of rays from the point. Down is towards greater y.
@@ -25,7 +28,7 @@ struct HitQuery {
   float y;
   float tolerance;
   float diagonal;      // the tolerance along an axis, for a segment at 45 degrees
-  float curveReach;    // how far from a curve's box, slack aside, a hit is thinkable
+  float curveReach;    // how far from a curve's box, rounding aside, a hit is thinkable
   float segmentReach;  // the same for a segment
 
  private:

@@ -15,7 +15,10 @@ struct OutlineTest {
   unsigned missing = kNoRay;
 
   bool Segment(const CorePathPoint& a, const CorePathPoint& b) { return TestSegment(query, a, b, missing); }
-  bool Curve(const CorePathPoint* points, int degree) { return TestCurve(query, points, degree, missing); }
+  template <int kDegree>
+  bool Curve(const CorePathPoint* points) {
+    return TestCurve<kDegree, false>(query, points, missing);
+  }
 };
 
 // Ends the walk at the first figure that is hit, or once all four rays have crossed the outline. A figure
@@ -27,8 +30,9 @@ struct InsideTest {
   bool Segment(const CorePathPoint& a, const CorePathPoint& b) {
     return TestSegment(query, a, b, missing) || missing == kNoRay;
   }
-  bool Curve(const CorePathPoint* points, int degree) {
-    return TestCurve(query, points, degree, missing) || missing == kNoRay;
+  template <int kDegree>
+  bool Curve(const CorePathPoint* points) {
+    return TestCurve<kDegree, true>(query, points, missing) || missing == kNoRay;
   }
 };
 

@@ -10,56 +10,12 @@ namespace tovkit {
 
 namespace {
 
-// Below this extent the products of YAtX and XAtY may underflow, and the box proves nothing.
-constexpr float kTinyExtent = 1e-28f;
-
-struct Place {
+struct Box {
   float minX, minY, maxX, maxY;
-  bool outsideX, outsideY;    // of the segment's box
-  bool strictlyX, strictlyY;  // strictly between the sides
 };
 
-Place PlaceOf(const HitQuery& p, const CorePathPoint& a, const CorePathPoint& b) {
-  Place at;
-  at.minX = b.x < a.x ? b.x : a.x;
-  at.maxX = b.x > a.x ? b.x : a.x;
-  at.minY = b.y < a.y ? b.y : a.y;
-  at.maxY = b.y > a.y ? b.y : a.y;
-  at.outsideX = (p.x < at.minX) | (p.x > at.maxX);
-  at.outsideY = (p.y < at.minY) | (p.y > at.maxY);
-  at.strictlyX = (at.minX < p.x) & (p.x < at.maxX);
-  at.strictlyY = (at.minY < p.y) & (p.y < at.maxY);
-  return at;
-}
-
-float Larger(float a, float b) { return a > b ? a : b; }
-
-bool ThinExtent(float low, float high) { return low < high && high - low < kTinyExtent; }
-
-// True when the box alone shows that the segment is not hit. A point that is level with a side of the box
-// proves nothing: a horizontal or vertical segment is hit at any distance along its own line.
-bool TooFar(const HitQuery& p, const Place& at) {
-  if (!at.outsideX && !at.outsideY) return false;
-  const float largest = Larger(Larger(-at.minX, at.maxX), Larger(-at.minY, at.maxY));
-  const float reach = p.segmentReach + largest * kSlackFactor;
-  const bool farX = (p.x < at.minX - reach) | (p.x > at.maxX + reach);
-  const bool farY = (p.y < at.minY - reach) | (p.y > at.maxY + reach);
-  if (at.outsideX && at.outsideY) return farX || farY;
-  if (at.strictlyX) return farY && !ThinExtent(at.minX, at.maxX);
-  if (at.strictlyY) return farX && !ThinExtent(at.minY, at.maxY);
-  return false;
-}
-
-// The rays that may cross: from beside the box only the ray towards it. With a negative tolerance (or NaN)
-// nothing is ruled out.
-unsigned ThinkableRays(const HitQuery& p, const Place& at) {
-  if (!(p.diagonal >= 0.0f)) return kEveryRay;
-  unsigned rays = kEveryRay;
-  if (p.x < at.minX) rays &= ~kRayLeft;
-  if (p.x > at.maxX) rays &= ~kRayRight;
-  if (p.y < at.minY) rays &= ~kRayUp;
-  if (p.y > at.maxY) rays &= ~kRayDown;
-  return rays;
+Box BoxOf(const CorePathPoint& a, const CorePathPoint& b) {
+  return {b.x < a.x ? b.x : a.x, b.y < a.y ? b.y : a.y, b.x > a.x ? b.x : a.x, b.y > a.y ? b.y : a.y};
 }
 
 TOVKIT_DIVIDES_BY_ZERO float YAtX(const HitQuery& p, const CorePathPoint& a, const CorePathPoint& b) {
@@ -70,15 +26,15 @@ TOVKIT_DIVIDES_BY_ZERO float XAtY(const HitQuery& p, const CorePathPoint& a, con
   return a.x + (b.x - a.x) * (p.y - a.y) / (b.y - a.y);
 }
 
-unsigned CrossedRays(const HitQuery& p, const Place& at, float yAtX, float xAtY) {
+unsigned CrossedRays(const HitQuery& p, const Box& box, float yAtX, float xAtY) {
   unsigned rays = kNoRay;
-  if (at.minY <= yAtX && yAtX <= at.maxY) {
+  if (box.minY <= yAtX && yAtX <= box.maxY) {
     if (p.y - yAtX > p.diagonal)
       rays |= kRayUp;
     else if (yAtX - p.y > p.diagonal)
       rays |= kRayDown;
   }
-  if (at.minX <= xAtY && xAtY <= at.maxX) {
+  if (box.minX <= xAtY && xAtY <= box.maxX) {
     if (xAtY - p.x > p.diagonal)
       rays |= kRayRight;
     else if (p.x - xAtY > p.diagonal)
@@ -93,28 +49,27 @@ bool EndIsNear(const HitQuery& p, const CorePathPoint& end) {
   return std::sqrt(dx * dx + dy * dy) <= p.tolerance;
 }
 
-bool IsHit(const HitQuery& p, const CorePathPoint& a, const CorePathPoint& b, const Place& at, float yAtX,
+bool IsHit(const HitQuery& p, const CorePathPoint& a, const CorePathPoint& b, const Box& box, float yAtX,
            float xAtY) {
-  if (at.outsideX && at.outsideY) return EndIsNear(p, a) || EndIsNear(p, b);
+  const bool outsideX = p.x < box.minX || p.x > box.maxX;
+  const bool outsideY = p.y < box.minY || p.y > box.maxY;
   const bool nearAlongY = std::fabs(p.y - yAtX) <= p.diagonal;
   const bool nearAlongX = std::fabs(p.x - xAtY) <= p.diagonal;
-  if (at.strictlyX && at.outsideY) return nearAlongY || EndIsNear(p, a) || EndIsNear(p, b);
-  if (at.strictlyY && at.outsideX) return nearAlongX || EndIsNear(p, a) || EndIsNear(p, b);
+  if (outsideX && outsideY) return EndIsNear(p, a) || EndIsNear(p, b);
+  if (outsideY && box.minX < p.x && p.x < box.maxX) return nearAlongY || EndIsNear(p, a) || EndIsNear(p, b);
+  if (outsideX && box.minY < p.y && p.y < box.maxY) return nearAlongX || EndIsNear(p, a) || EndIsNear(p, b);
   return nearAlongX || nearAlongY;
 }
 
 }  // namespace
 
-bool TestSegment(const HitQuery& query, const CorePathPoint& a, const CorePathPoint& b, unsigned& missing) {
-  const Place at = PlaceOf(query, a, b);
-  const bool tooFar = TooFar(query, at);
-  const unsigned wanted = missing != kNoRay ? missing & ThinkableRays(query, at) : kNoRay;
-  if (tooFar && wanted == kNoRay) return false;
-
+bool TestSegmentClosely(const HitQuery& query, const CorePathPoint& a, const CorePathPoint& b,
+                        unsigned wanted, unsigned& missing) {
+  const Box box = BoxOf(a, b);
   const float yAtX = YAtX(query, a, b);
   const float xAtY = XAtY(query, a, b);
-  if (wanted != kNoRay) missing &= ~CrossedRays(query, at, yAtX, xAtY);
-  return !tooFar && IsHit(query, a, b, at, yAtX, xAtY);
+  if (wanted != kNoRay) missing &= ~CrossedRays(query, box, yAtX, xAtY);
+  return IsHit(query, a, b, box, yAtX, xAtY);
 }
 
 }  // namespace tovkit
