@@ -111,7 +111,7 @@ float RefinementReach(const HitQuery& query, const Control& control) {
   const float width = highX - lowX, height = highY - lowY;
   const float largest = std::max(std::max(-lowX, highX), std::max(-lowY, highY));
   return std::sqrt(width * width + height * height) * kNearerBetweenSamples +
-         largest * (2.0f * kSlackFactor) + query.curveReach;
+         largest * (2.0f * kSlackFactor) + _mm_cvtss_f32(query.curveReach);
 }
 
 // The root does not reverse an order, so the smallest square gives the smallest distance.

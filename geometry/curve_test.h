@@ -35,11 +35,11 @@ TOVKIT_HOT bool TestCurve(const HitQuery& query, const CorePathPoint* points, un
     box.Add(points[i]);
     sum = _mm_add_ps(sum, LoadPair(points[i]));
   }
-  const __m128 at = LoadPair(query);
+  const __m128 at = query.at;
 
   // Out of reach of the box the curve is no hit: samples that are not finite are never hit. For the rays a
   // NaN that the box passed over matters; it makes the margin NaN, and then the point is beside nothing.
-  __m128 margin = _mm_add_ps(box.Rounding(), _mm_set1_ps(query.curveReach));
+  __m128 margin = _mm_add_ps(box.Rounding(), query.curveReach);
   if constexpr (kWithRays) margin = _mm_add_ps(margin, _mm_sub_ps(sum, sum));
   const FigureBox wide = box.Widened(margin);
   const unsigned side = wide.Below(at) | (wide.Beyond(at) << 2);

@@ -21,9 +21,8 @@ inline __m128 LoadPair(const CorePathPoint& point) {
   return _mm_castpd_ps(_mm_set_sd(both));
 }
 
-inline __m128 LoadPair(const HitQuery& query) { return _mm_setr_ps(query.x, query.y, 0.0f, 0.0f); }
-
-inline unsigned PairMask(__m128 lanes) { return static_cast<unsigned>(_mm_movemask_ps(lanes)) & 3u; }
+// The upper lanes hold zeros everywhere and no comparison used here is true of them.
+inline unsigned PairMask(__m128 lanes) { return static_cast<unsigned>(_mm_movemask_ps(lanes)); }
 
 struct FigureBox {
   __m128 low;

@@ -4,6 +4,8 @@
 // The look at a figure's box belongs into the walk over the figures: a call would cost as much as the look.
 #define TOVKIT_HOT inline __attribute__((always_inline))
 
+#include <emmintrin.h>
+
 namespace tovkit {
 
 // A set of rays from the point. Down is towards greater y.
@@ -15,21 +17,24 @@ enum Ray : unsigned { kNoRay = 0, kRayRight = 1, kRayDown = 2, kRayLeft = 4, kRa
 inline constexpr float kSlackFactor = 0x1p-18f;
 inline constexpr float kSlackFloor = 1e-15f;
 
+// The vectors have x in lane 0, y in lane 1 and 0 above, but for the reaches, which fill all lanes.
 struct HitQuery {
   HitQuery(float pointX, float pointY, float pointTolerance)
       : x(pointX),
         y(pointY),
         tolerance(pointTolerance),
         diagonal(static_cast<float>(static_cast<double>(pointTolerance) * 1.4142135623730951)),
-        curveReach(Widened(tolerance)),
-        segmentReach(Widened(diagonal)) {}
+        at(_mm_setr_ps(x, y, 0.0f, 0.0f)),
+        curveReach(_mm_set1_ps(Widened(tolerance))),
+        segmentReach(_mm_set1_ps(Widened(diagonal))) {}
 
   float x;
   float y;
   float tolerance;
-  float diagonal;      // the tolerance along an axis, for a segment at 45 degrees
-  float curveReach;    // how far from a curve's box, rounding aside, a hit is thinkable
-  float segmentReach;  // the same for a segment
+  float diagonal;       // the tolerance along an axis, for a segment at 45 degrees
+  __m128 at;            // the point
+  __m128 curveReach;    // how far from a curve's box, rounding aside, a hit is thinkable
+  __m128 segmentReach;  // the same for a segment
 
  private:
   static float Widened(float distance) {

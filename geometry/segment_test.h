@@ -19,7 +19,7 @@ bool TestSegmentClosely(const HitQuery& query, const CorePathPoint& a, const Cor
 // it may underflow.
 inline bool SegmentIsTooFar(const HitQuery& query, const FigureBox& box, __m128 at, unsigned outside) {
   constexpr float kThin = 1e-28f;
-  const __m128 reach = _mm_add_ps(box.Rounding(), _mm_set1_ps(query.segmentReach));
+  const __m128 reach = _mm_add_ps(box.Rounding(), query.segmentReach);
   const unsigned far = box.Widened(reach).Outside(at);
   const __m128 between = _mm_and_ps(_mm_cmplt_ps(box.low, at), _mm_cmplt_ps(at, box.high));
   const __m128 wide = _mm_cmpge_ps(_mm_sub_ps(box.high, box.low), _mm_set1_ps(kThin));
@@ -34,7 +34,7 @@ TOVKIT_HOT bool TestSegment(const HitQuery& query, const CorePathPoint& a, const
                             unsigned& missing) {
   FigureBox box(a);
   box.Add(b);
-  const __m128 at = LoadPair(query);
+  const __m128 at = query.at;
   const unsigned below = box.Below(at);
   const unsigned beyond = box.Beyond(at);
   // From beside the box only the ray towards it may cross: right from the left of it (bit 0 of `below` rules
