@@ -22,7 +22,8 @@ float SkipTurns(float angle) {
   const float unit = std::ldexp(1.0f, std::ilogb(angle) - 23);
   const auto turn = static_cast<std::int64_t>(std::lround(static_cast<double>(kTurn) / unit));
   const std::int64_t above = static_cast<std::int64_t>(angle / unit - kMantissaStart) - 1;
-  return above >= turn ? angle - static_cast<float>(above / turn * turn) * unit : angle;
+  const std::int64_t skipped = above >= turn ? above / turn * turn : 0;
+  return angle - static_cast<float>(skipped) * unit;
 }
 
 struct Point {

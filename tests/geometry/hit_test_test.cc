@@ -111,7 +111,8 @@ TEST(HitTest, HoleOfARingIsInside) {
 TEST(HitTest, FillModeAndReservedNeverChangeTheAnswer) {
   for (const CorePath& path : {Square(), Arch(), Polyline({{0, 0}, {0, 10}, {10, 10}, {10, 0}})}) {
     for (int i = 0; i < 200; ++i) {
-      const CorePointF point = {static_cast<float>(i % 20) - 4.0f, static_cast<float>(i / 20) * 2.0f - 4.0f};
+      const int row = i / 20;
+      const CorePointF point = {static_cast<float>(i % 20) - 4.0f, static_cast<float>(row) * 2.0f - 4.0f};
       for (const bool fill : {false, true}) {
         const bool answer = tovkit::HitTestPath(point, 1, path, 0, fill, kCoreFillEvenOdd);
         EXPECT_EQ(answer, tovkit::HitTestPath(point, 1, path, 0, fill, kCoreFillWinding));
