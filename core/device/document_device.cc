@@ -55,7 +55,7 @@ core::CairoSurfacePtr SvgSurface(std::string* text, float width, float height) {
 class DocumentCanvas final : public CoreCanvas {
  public:
   using MakeSurface = core::CairoSurfacePtr (*)(std::string* text, float width, float height);
-  using Polish = std::string (*)(std::string text);
+  using Polish = std::string (*)(const std::string& text);
 
   DocumentCanvas(CoreOutputStream* stream, float width, float height, double unitsPerPixel, MakeSurface make,
                  Polish polish, std::unique_ptr<std::string> text)
@@ -70,7 +70,7 @@ class DocumentCanvas final : public CoreCanvas {
 
   bool Finish() override {
     if (!CoreCanvas::Finish()) return false;
-    const std::string document = polish_(std::move(*text_));
+    const std::string document = polish_(*text_);
     return stream_->Write(document.data(), document.size());
   }
 
@@ -80,7 +80,7 @@ class DocumentCanvas final : public CoreCanvas {
   std::unique_ptr<std::string> text_;
 };
 
-std::string AsItIs(std::string text) { return text; }
+std::string AsItIs(const std::string& text) { return text; }
 
 }  // namespace
 

@@ -6,7 +6,7 @@
 
 namespace core {
 
-std::string WithCountedNames(std::string svg) {
+std::string WithCountedNames(const std::string& svg) {
   constexpr std::string_view kName = "surface";
   std::map<std::string, std::size_t, std::less<>> numbers;
   std::string counted;

@@ -47,7 +47,7 @@ std::string DrawableText(const wchar_t* characters, int count) {
   text.reserve(static_cast<std::size_t>(count));
   int directions = 0;
   for (int i = 0; i < count; ++i) {
-    auto c = static_cast<std::uint32_t>(characters[i]);
+    auto c = static_cast<std::uint32_t>(characters[i]);  // NOLINT(bugprone-signed-char-misuse): 32 bits wide
     if (IsBreak(c)) {
       c = ' ';
     } else if (IsControl(c)) {
