@@ -33,8 +33,11 @@ bool ReadInPlace(TIFF* tiff, const TiffLayout& layout, CoreDib& bitmap) {
 int PlanesOf(const TiffLayout& layout) { return layout.separate ? layout.samples : 1; }
 
 bool ReadRows(TIFF* tiff, const TiffLayout& layout, CoreDib& bitmap) {
-  std::vector<std::uint8_t> row(static_cast<std::size_t>(TIFFScanlineSize(tiff)));
-  if (row.size() < layout.RowBytes(layout.width)) return false;
+  const auto rowBytes = static_cast<std::uint64_t>(std::max<tmsize_t>(0, TIFFScanlineSize(tiff)));
+  if (rowBytes < layout.RowBytes(layout.width)) return false;
+  // A pixel may claim thousands of samples, so one row may claim more than the whole bitmap.
+  if (!FitsPixelLimit(layout.width, layout.height, layout.BitmapBits(), rowBytes)) return false;
+  std::vector<std::uint8_t> row(static_cast<std::size_t>(rowBytes));
   for (int plane = 0; plane < PlanesOf(layout); ++plane) {
     for (int y = 0; y < layout.height; ++y) {
       if (TIFFReadScanline(tiff, row.data(), static_cast<std::uint32_t>(y),

@@ -173,6 +173,24 @@ TEST_F(CodecHardening, SizesOfZeroAndOfTwoToThe31Minus1GiveNull) {
   }
 }
 
+TEST_F(CodecHardening, ATiffWhosePixelsClaimThousandsOfSamplesIsRefusedBeforeItsRowsAreMade) {
+  std::string bytes = Encode(image::MakePicture(9, 7, 8), kCoreImageTiff);
+  const auto at = [&](std::size_t i) {
+    return static_cast<std::size_t>(static_cast<unsigned char>(bytes[i]));
+  };
+  const std::size_t directory = at(4) | at(5) << 8;
+  for (std::size_t i = 0; i < at(directory); ++i) {
+    const std::size_t entry = directory + 2 + 12 * i;
+    const std::size_t tag = at(entry) | at(entry + 1) << 8;
+    if (tag == 256)
+      bytes.replace(entry + 2, 10, std::string("\4\0\1\0\0\0\x20\xa1\7\0", 10));  // 500,000 pixels wide
+    if (tag == 277)
+      bytes.replace(entry + 2, 10, std::string("\3\0\1\0\0\0\x60\xea\0\0", 10));  // 60,000 samples each
+    if (tag == 317) bytes.replace(entry + 8, 4, std::string("\1\0\0\0", 4));      // no predictor
+  }
+  EXPECT_EQ(CountFrames(bytes), 0);
+}
+
 TEST_F(CodecHardening, AJpegWithoutEndOfScansIsBounded) {
   // A progressive file whose last scan is repeated many times over.
   const std::string bytes = image::ReadFile(TOVKIT_SOURCE_DIR "/tests/data/images/progressive.jpg");
