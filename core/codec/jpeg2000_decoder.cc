@@ -11,8 +11,16 @@
 
 namespace {
 
-constexpr std::uint64_t kLeastTileBytes =
-    14;  // the head of a tile part; the library spends kilobytes on each tile
+constexpr std::uint64_t kLeastTileBytes = 14;  // the head of a tile part
+// About what the library keeps for each tile, and in it for each component, before it has read any of them.
+constexpr std::uint64_t kTileRecord = 6000;
+constexpr std::uint64_t kComponentRecord = 1200;
+
+bool IsPlausible(const Jpeg2000Size& size) {
+  const std::uint64_t limit = CoreCodecRegistry::Get().GetPixelLimit();
+  return size.tiles <= size.codeBytes / kLeastTileBytes &&
+         size.tiles <= limit / (kTileRecord + size.components * kComponentRecord) + 1;
+}
 
 struct Source {
   CoreInputStream* stream;
@@ -200,7 +208,7 @@ void StorePlanes(const opj_image_t& image, const Layout& layout, CoreDib& to) {
 struct Reader {
   explicit Reader(Source& source) {
     Jpeg2000Size size;
-    if (!ReadJpeg2000Size(*source.stream, size) || size.tiles > size.codeBytes / kLeastTileBytes) return;
+    if (!ReadJpeg2000Size(*source.stream, size) || !IsPlausible(size)) return;
     if (!source.stream->Seek(source.start)) return;
     stream.reset(opj_stream_default_create(OPJ_TRUE));
     codec.reset(opj_create_decompress(size.bare ? OPJ_CODEC_J2K : OPJ_CODEC_JP2));

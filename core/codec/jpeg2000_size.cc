@@ -50,12 +50,13 @@ bool ReadJpeg2000Size(CoreInputStream& stream, Jpeg2000Size& size) {
   const std::uint64_t code = stream.GetPosition();
   // The two markers, length and capabilities, then width and height, origin, tile width and height, tile
   // origin.
-  std::uint8_t segment[40];
+  std::uint8_t segment[42];
   if (!ReadExactly(stream, segment, sizeof segment) || Get32(segment) != kSizeMarkers) return false;
   std::uint32_t field[8];
   for (std::size_t i = 0; i < 8; ++i) field[i] = Get32(segment + 8 + 4 * i);
   if (field[4] == 0 || field[5] == 0 || field[6] > field[0] || field[7] > field[1]) return false;
   size.tiles = TilesAcross(field[0], field[6], field[4]) * TilesAcross(field[1], field[7], field[5]);
+  size.components = static_cast<std::uint32_t>(segment[40]) << 8 | segment[41];
   size.codeBytes = stream.GetSize() > code ? stream.GetSize() - code : 0;
   return true;
 }

@@ -7,6 +7,7 @@
 
 struct Jpeg2000Size {
   std::uint64_t tiles = 0;
+  std::uint32_t components = 0;
   bool bare = false;            // a code stream without the boxes of a file around it
   std::uint64_t codeBytes = 0;  // from the start of the code stream to the end of the stream
 };

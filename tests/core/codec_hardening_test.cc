@@ -220,6 +220,15 @@ TEST_F(CodecHardening, AJpeg2000OfManyTilesIsRefusedBeforeTheyAreMade) {
   EXPECT_EQ(CountFrames(bytes), 0);
 }
 
+TEST_F(CodecHardening, AJpeg2000OfManyTilesOfManyComponentsIsRefusedBeforeTheyAreMade) {
+  // 4,000 tiles of 16,384 components each, of which the library would keep records by the gigabyte.
+  std::string bytes("\xff\x4f\xff\x51\xc0\x26\0\0\0\0\x0f\xa0\0\0\0\1\0\0\0\0\0\0\0\0\0\0\0\1\0\0\0\1", 32);
+  bytes += std::string(8, '\0') + std::string("\x40\0", 2);
+  for (int i = 0; i < 16384; ++i) bytes += std::string("\7\1\1", 3);
+  bytes += std::string(60000, '\0');
+  EXPECT_EQ(CountFrames(bytes), 0);
+}
+
 TEST_F(CodecHardening, ABmpWithAShortPaletteReadsWhatIsThere) {
   CoreDib dib = image::MakePicture(6, 6, 8);
   image::GivePalette(dib, 256);
