@@ -12,5 +12,7 @@ target_include_directories(tovkit PUBLIC
   $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
 target_compile_features(tovkit INTERFACE cxx_std_17)
 set_target_properties(tovkit PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR} LINKER_LANGUAGE CXX)
+# The watchdog thread never ends: dlclose must not take its code away.
+target_link_options(tovkit PRIVATE -Wl,-z,nodelete)
 target_link_options(tovkit PRIVATE "-Wl,--version-script=${PROJECT_SOURCE_DIR}/cmake/tovkit.map")
 set_property(TARGET tovkit APPEND PROPERTY LINK_DEPENDS "${PROJECT_SOURCE_DIR}/cmake/tovkit.map")

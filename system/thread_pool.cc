@@ -72,14 +72,15 @@ int ThreadPool::init(int count) {
 
 // Null, or the line that says what failed.
 const char* ThreadPool::startWorkers(int count) {
-  threadIds = static_cast<pthread_t*>(std::malloc(static_cast<size_t>(count) * sizeof(pthread_t)));
-  if (threadIds == nullptr) return "m_pThreadId malloc error\n";
+  auto* ids = static_cast<pthread_t*>(std::malloc(static_cast<size_t>(count) * sizeof(pthread_t)));
+  if (ids == nullptr) return "m_pThreadId malloc error\n";
+  StoreShared(threadIds, ids);
   StoreShared(shutdown, 0);
   for (int i = 0; i < count; ++i) {
     pthread_t created = 0;
     const bool failed = pthread_create(&created, nullptr, &ThreadPool::workerEntry, this) != 0;
     // In a pool that stays incomplete threadCount is not set; a zero ends its row of workers.
-    threadIds[i] = failed ? 0 : created;
+    ids[i] = failed ? 0 : created;
     if (failed) return "pthread_create error\n";
   }
   queueHead = nullptr;
@@ -88,12 +89,7 @@ const char* ThreadPool::startWorkers(int count) {
   return nullptr;
 }
 
-bool ThreadPool::hasWorkers() {
-  pthread_mutex_lock(&lock);
-  const bool has = threadIds != nullptr;
-  pthread_mutex_unlock(&lock);
-  return has;
-}
+bool ThreadPool::hasWorkers() const { return LoadShared(threadIds) != nullptr; }
 
 int ThreadPool::addTask(Runnable* runnable) {
   if (runnable == nullptr) return -1;
@@ -112,7 +108,7 @@ int ThreadPool::addTask(void* (*function)(void*), void* argument) {
 
 int ThreadPool::append(PoolTask* task) {
   pthread_mutex_lock(&lock);
-  if (threadIds == nullptr) {
+  if (!hasWorkers()) {
     pthread_mutex_unlock(&lock);
     std::free(task);
     return -1;
@@ -162,7 +158,7 @@ int ThreadPool::destroy() {
 
   pthread_mutex_lock(&lock);
   std::free(threadIds);
-  threadIds = nullptr;
+  StoreShared(threadIds, nullptr);
   threadCount = 0;
   PoolTask* task = queueHead;
   queueHead = nullptr;

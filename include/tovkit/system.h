@@ -150,7 +150,7 @@ class TOVKIT_API ThreadPool {
  private:
   static void* workerEntry(void* pool);
   const char* startWorkers(int count);
-  bool hasWorkers();
+  bool hasWorkers() const;
   void work();
   bool takeTask(PoolTask** task);
   int append(PoolTask* task);

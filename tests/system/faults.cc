@@ -22,6 +22,7 @@ timeval fixedTime{};
 timespec lastDeadline{};
 std::atomic<useconds_t> lastSleep{0};
 std::atomic<bool> skipSleeps{false};
+std::atomic<int32_t*> flagBeforeCondWait{nullptr};
 
 void Fault::Fail(int error, int times, int pass) {
   error_ = error;
@@ -55,6 +56,7 @@ void Reset() {
   execvResult = 0;
   fixedTime = {};
   skipSleeps = false;
+  flagBeforeCondWait = nullptr;
 }
 
 template <typename Function>
@@ -78,6 +80,16 @@ int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*
 pid_t fork() noexcept {
   static const auto next = faults::Next<pid_t (*)()>("fork");
   return faults::fork.Strikes() ? -1 : next();
+}
+
+int pthread_cond_wait(pthread_cond_t* condition, pthread_mutex_t* mutex) {
+  static const auto next = faults::Next<decltype(&pthread_cond_wait)>("pthread_cond_wait");
+  if (int32_t* flag = faults::flagBeforeCondWait.exchange(nullptr)) {
+    const timespec moment{0, 20'000'000};
+    while (std::atomic_ref<int32_t>(*flag).load() == 0) sched_yield();
+    nanosleep(&moment, nullptr);
+  }
+  return next(condition, mutex);
 }
 
 FILE* popen(const char* command, const char* mode) {

@@ -9,6 +9,7 @@
 
 #include <atomic>
 #include <cstddef>
+#include <cstdint>
 #include <ctime>
 
 namespace faults {
@@ -48,6 +49,10 @@ extern timespec lastDeadline;
 extern std::atomic<useconds_t> lastSleep;
 // usleep returns at once.
 extern std::atomic<bool> skipSleeps;
+
+// Non-null: the next thread that is about to wait on a condition stays just before it until the flag is set,
+// and a moment longer.
+extern std::atomic<int32_t*> flagBeforeCondWait;
 
 void Reset();
 

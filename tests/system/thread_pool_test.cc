@@ -417,6 +417,15 @@ TEST_F(ThreadPoolTest, SignalsThroughoutAStormHarmNothing) {
   for (const int destroyAfter : {10, 5000, 10000}) Storm(destroyAfter);
 }
 
+TEST_F(ThreadPoolTest, AWorkerThatMissesTheFirstBroadcastIsWokenByAnother) {
+  ThreadPool pool;
+  // The first worker tests `shutdown`, and waits only after destroy has set it and told everybody.
+  faults::flagBeforeCondWait = &(pool.*Get(PoolShutdown{}));
+  ASSERT_EQ(pool.init(10), 0);
+  WaitUntil([] { return faults::flagBeforeCondWait == nullptr; });
+  EXPECT_EQ(pool.destroy(), 0);
+}
+
 // A worker that has just seen `shutdown` clear misses destroy's first broadcast now and then.
 TEST_F(ThreadPoolTest, DestroyAlwaysEndsUnderLoad) {
   constexpr int kRounds = kSanitized ? 1000 : 20000;
