@@ -92,12 +92,9 @@ std::string JsonOf(const PathReport& report) {
 }
 
 void PrintJson(const std::vector<PathReport>& reports) {
-  const char* before = "[\n  ";
-  for (const PathReport& report : reports) {
-    std::printf("%s%s", before, JsonOf(report).c_str());
-    before = ",\n  ";
-  }
-  std::printf("\n]\n");
+  std::vector<std::string> objects;
+  for (const PathReport& report : reports) objects.push_back(JsonOf(report));
+  PrintJsonArray(objects);
 }
 
 void Paths(const PathOptions& options) {

@@ -3,9 +3,12 @@
 #include "process_table.h"
 #include "text_output.h"
 
+#include <tovkit/util.h>
+
 #include <cstdio>
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace cli {
 
@@ -13,6 +16,7 @@ namespace {
 
 struct PsOptions {
   std::string name;
+  bool json = false;
 };
 
 void PrintTable(const ProcessTable& table) {
@@ -22,11 +26,26 @@ void PrintTable(const ProcessTable& table) {
   }
 }
 
+std::string JsonOf(const tovkit::PROC_INFO_DATA& process) {
+  return "{\"pid\": " + std::to_string(process.pid) + ", \"rssKb\": " + std::to_string(process.lastMem) +
+         ", \"name\": " + JsonText(tovkit::LocalToUtf8(process.name, -1)) + "}";
+}
+
+void PrintJson(const ProcessTable& table) {
+  std::vector<std::string> objects;
+  for (const tovkit::PROC_INFO_DATA& process : table) objects.push_back(JsonOf(process));
+  PrintJsonArray(objects);
+}
+
 void Ps(const PsOptions& options) {
   const tovkit::ProcessMonitor monitor;
   ProcessTable table = ReadTable(monitor);
   if (!options.name.empty()) table = Named(table, options.name);
-  PrintTable(table);
+  if (options.json) {
+    PrintJson(table);
+  } else {
+    PrintTable(table);
+  }
 }
 
 }  // namespace
@@ -35,6 +54,7 @@ void AddPsCommand(CLI::App& app) {
   const auto options = std::make_shared<PsOptions>();
   CLI::App* const command = app.add_subcommand("ps", "List processes with their resident memory");
   command->add_option("NAME", options->name, "Only processes of this name");
+  command->add_flag("--json", options->json, "Print an array of objects instead of a table");
   command->callback([options] { Ps(*options); });
 }
 

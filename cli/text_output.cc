@@ -40,4 +40,13 @@ std::string JsonText(const std::string& utf8) {
   return json + '"';
 }
 
+void PrintJsonArray(const std::vector<std::string>& elements) {
+  const char* before = "[\n  ";
+  for (const std::string& element : elements) {
+    std::printf("%s%s", before, element.c_str());
+    before = ",\n  ";
+  }
+  std::printf(elements.empty() ? "[]\n" : "\n]\n");
+}
+
 }  // namespace cli

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 namespace cli {
 
@@ -11,5 +12,8 @@ std::string Printable(std::string text);
 // A JSON string, quotes included, of a UTF-8 text. A byte that is no UTF-8 becomes an escape from \udc80 to
 // \udcff, so the output is JSON for every name and the name can be told from it.
 std::string JsonText(const std::string& utf8);
+
+// Prints the JSON texts as one array, an element a line.
+void PrintJsonArray(const std::vector<std::string>& elements);
 
 }  // namespace cli

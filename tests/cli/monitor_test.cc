@@ -126,6 +126,24 @@ TEST(PsCommand, ListsEveryProcessOrTheNamedOnes) {
   EXPECT_NE(named.out.find("  tovkit-ps-test\n"), std::string::npos);
 }
 
+TEST(PsCommand, PrintsJson) {
+  const Sleeper plain("tovkit-ps-json"), quoted("a\"b\\c\xE5\xAE\x8B\xFF");
+  const CommandResult named = RunCommand({"ps", "tovkit-ps-json", "--json"});
+  EXPECT_EQ(named.status, 0);
+  EXPECT_EQ(named.err, "");
+  const std::string start = "[\n  {\"pid\": " + std::to_string(plain.pid()) + ", \"rssKb\": ";
+  ASSERT_EQ(named.out.rfind(start, 0), 0u) << named.out;
+  const std::size_t end = named.out.find_first_not_of("0123456789", start.size());
+  EXPECT_GT(end, start.size());
+  EXPECT_EQ(named.out.substr(end), ", \"name\": \"tovkit-ps-json\"}\n]\n");
+
+  const CommandResult all = RunCommand({"ps", "--json"}, "", {{"LC_ALL", "C.UTF-8"}});
+  EXPECT_EQ(all.out.front(), '[');
+  EXPECT_NE(all.out.find("{\"pid\": " + std::to_string(quoted.pid()) + ","), std::string::npos);
+  EXPECT_NE(all.out.find("\"name\": \"a\\\"b\\\\"), std::string::npos) << all.out;
+  EXPECT_EQ(RunCommand({"ps", "tovkit-no-such", "--json"}).status, 1);
+}
+
 TEST(PsCommand, UnknownNameFails) {
   const CommandResult result = RunCommand({"ps", "tovkit-no-such"});
   EXPECT_EQ(result.status, 1);
