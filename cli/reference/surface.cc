@@ -1,0 +1,76 @@
+#include "surface.h"
+
+#include <tovkit/util.h>
+
+#include <cctype>
+
+namespace reference {
+
+namespace {
+
+bool NamesAPath(const std::string& value) {
+  for (const char* word : {"FILE", "PATH", "DIR", "PROGRAM"}) {
+    if (value.find(word) != std::string::npos) return true;
+  }
+  return value == "IN" || value == "OUT";
+}
+
+// "INT:INT in [1 - 100]" is an INT: what follows the colon are the checks, which the description tells. A
+// check for a kind of path says more than the type.
+std::string ValueName(const std::string& type) {
+  const std::size_t colon = type.find(':');
+  const std::string check = colon == std::string::npos ? "" : type.substr(colon + 1);
+  if (check == "FILE" || check == "DIR") return check;
+  const std::string name = type.substr(0, colon);
+  return name.empty() ? "VALUE" : name;
+}
+
+std::string Upper(std::string text) {
+  for (char& c : text) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+  return text;
+}
+
+Option ReadOption(const CLI::Option& option) {
+  Option result;
+  for (const std::string& name : option.get_snames()) result.names.push_back("-" + name);
+  for (const std::string& name : option.get_lnames()) result.names.push_back("--" + name);
+  result.description = option.get_description();
+  result.required = option.get_required();
+  if (result.names.empty()) {
+    result.value = Upper(option.get_name(true)) + (option.get_items_expected_max() > 1 ? "..." : "");
+  } else if (option.get_items_expected_max() > 0) {
+    result.value = ValueName(option.get_type_name());
+  }
+  result.takesFile = NamesAPath(result.value);
+  return result;
+}
+
+// A group has a --help of its own, which is the command's once more.
+void ReadOptions(const CLI::App& app, bool isGroup, Command& command) {
+  for (const CLI::Option* option : app.get_options()) {
+    if (isGroup && option == app.get_help_ptr()) continue;
+    (option->get_positional() ? command.positionals : command.options).push_back(ReadOption(*option));
+  }
+}
+
+Command ReadCommand(const CLI::App& app) {
+  Command command;
+  command.name = app.get_name();
+  command.description = app.get_description();
+  command.footer = app.get_footer();
+  ReadOptions(app, false, command);
+  for (const CLI::App* sub : app.get_subcommands(nullptr)) {
+    if (sub->get_name().empty()) {
+      ReadOptions(*sub, true, command);  // a group of options, no command
+    } else {
+      command.subcommands.push_back(ReadCommand(*sub));
+    }
+  }
+  return command;
+}
+
+}  // namespace
+
+Surface ReadSurface(const CLI::App& app) { return {tovkit::GetLibraryVersion(), ReadCommand(app)}; }
+
+}  // namespace reference

@@ -1,0 +1,45 @@
+// The command's surface as plain data: what the man page and the completions are made from.
+//
+//   const Surface surface = ReadSurface(app);
+//   std::fputs(ManPage(surface).c_str(), stdout);
+#pragma once
+
+#include <CLI/CLI.hpp>
+
+#include <string>
+#include <vector>
+
+namespace reference {
+
+struct Option {
+  std::vector<std::string> names;  // with their dashes; empty for a positional argument
+  std::string value;               // how the value is called, empty for a flag
+  std::string description;
+  bool required = false;
+  bool takesFile = false;  // the value is a path, so shells complete file names
+};
+
+struct Command {
+  std::string name;
+  std::string description;
+  std::string footer;
+  std::vector<Option> options;
+  std::vector<Option> positionals;
+  std::vector<Command> subcommands;
+};
+
+struct Surface {
+  std::string version;
+  Command root;
+};
+
+Surface ReadSurface(const CLI::App& app);
+
+// The page in the roff language of man(7), section 1.
+std::string ManPage(const Surface& surface);
+
+std::string BashCompletion(const Surface& surface);
+std::string ZshCompletion(const Surface& surface);
+std::string FishCompletion(const Surface& surface);
+
+}  // namespace reference
