@@ -5,12 +5,9 @@
 
 namespace tovkit {
 
-Mutex::Mutex() : state(NewMutexState()) {}
+Mutex::Mutex() : state(NewMutexState().release()) {}
 
-Mutex::~Mutex() {
-  RetireMutexState(*state);
-  delete state;
-}
+Mutex::~Mutex() { MutexStateDeleter()(state); }
 
 void Mutex::lock() { LockState(*state); }
 

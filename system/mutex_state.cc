@@ -2,9 +2,10 @@
 
 namespace tovkit {
 
-MutexState* NewMutexState() {
-  auto* state = new MutexState();
-  state->mutex = new pthread_mutex_t;
+OwnedMutexState NewMutexState() {
+  auto mutex = std::make_unique<pthread_mutex_t>();
+  OwnedMutexState state(new MutexState());
+  state->mutex = mutex.release();
   pthread_mutex_init(state->mutex, nullptr);
   state->valid = true;
   return state;

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <ctime>
+#include <memory>
 
 #include "shared_field.h"
 
@@ -25,17 +26,26 @@ struct MutexState {
   char name[kMutexNameCapacity];
 };
 
-// A zeroed record with a mutex of default attributes, valid.
-MutexState* NewMutexState();
-
 // Destroys and frees the POSIX mutex and takes the record's validity away, in this order: nobody but the
 // registry may touch the record afterwards.
 void RetireMutexState(MutexState& state);
 
+struct MutexStateDeleter {
+  void operator()(MutexState* state) const {
+    RetireMutexState(*state);
+    delete state;
+  }
+};
+using OwnedMutexState = std::unique_ptr<MutexState, MutexStateDeleter>;
+
+// A zeroed record with a mutex of default attributes, valid.
+OwnedMutexState NewMutexState();
+
 inline void LockState(MutexState& state) {
   pthread_mutex_lock(state.mutex);
-  StoreShared(state.locked, true);
+  // The time first: a watchdog that sees `locked` must not take the time of an earlier hold for this one's.
   StoreShared(state.lockTime, time(nullptr));
+  StoreShared(state.locked, true);
 }
 
 inline void UnlockState(MutexState& state) {

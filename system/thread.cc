@@ -18,9 +18,9 @@ void Thread::start() {
   pthread_attr_t attributes;
   pthread_attr_init(&attributes);
   pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED);
-  pthread_t created = 0;
-  if (pthread_create(&created, &attributes, &Thread::threadEntry, this) == 0)
-    StoreShared(fields.tid, created);
+  // Into the field itself: the system writes it before the body begins, which may ask for it.
+  const pthread_t before = fields.tid;
+  if (pthread_create(&fields.tid, &attributes, &Thread::threadEntry, this) != 0) fields.tid = before;
   pthread_attr_destroy(&attributes);
   // Kept: set last and whatever pthread_create said. Callers poll isRunning() right after start().
   StoreShared(fields.running, true);

@@ -62,7 +62,13 @@ int64_t WatchRegistry::NextMutexId() { return std::atomic_ref<int64_t>(nextMutex
 void WatchRegistry::Add(WatchedMutex* mutex) {
   if (!gate.Enter()) return;
   registry->registryMutex.lock();
-  registry->watchRegistry.push_back(mutex);
+  try {
+    registry->watchRegistry.push_back(mutex);
+  } catch (...) {
+    registry->registryMutex.unlock();
+    gate.Leave();
+    throw;
+  }
   if (!registry->watchdogStarted) {
     pthread_t watchdog = 0;
     if (pthread_create(&watchdog, nullptr, &WatchRegistry::WatchdogEntry, nullptr) != 0) {

@@ -10,13 +10,16 @@ namespace tovkit {
 
 // The base part keeps a record and a POSIX mutex of its own that nobody uses: lock and unlock work on
 // watchState, which the registry may free later than the object.
-WatchedMutex::WatchedMutex(const char* name, int timeout) : watchState(NewMutexState()) {
+WatchedMutex::WatchedMutex(const char* name, int timeout) {
+  OwnedMutexState record = NewMutexState();
+  watchState = record.get();
   watchState->id = WatchRegistry::NextMutexId();
   watchState->timeout = timeout;
   // The record is zeroed: a name that is cut still ends.
   if (name == nullptr) name = "SWMutex";
   std::memcpy(watchState->name, name, strnlen(name, kMutexNameCapacity - 1));
   if (timeout >= 1) WatchRegistry::Add(this);
+  record.release();
 }
 
 WatchedMutex::~WatchedMutex() { WatchRegistry::Retire(this); }

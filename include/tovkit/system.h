@@ -71,7 +71,8 @@ class TOVKIT_API Thread {
   // True from start() until run() has ended and wait() was signalled. Any thread may ask.
   bool isRunning() const;
 
-  // The id of the thread that was started last; 0 before the first. Any thread may ask.
+  // The id of the thread that was started last; 0 before the first. The body may ask from its beginning, other
+  // threads once start() has returned.
   pthread_t tid() const;
 
   // What the POSIX thread executes; `thread` is the Thread. Always null.

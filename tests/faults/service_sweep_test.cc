@@ -1,4 +1,4 @@
-// Text, paths, files, pages, hit tests, shared memory.
+// Text, paths, files, pages, hit tests, shared memory, mutexes, child processes, the pool.
 #include "allocation_sweep.h"
 
 #include <tovkit/geometry.h>
@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <deque>
 #include <string>
 
 namespace {
@@ -71,6 +72,45 @@ TEST_F(AllocationSweep, SharedMemory) {
     memory.Attach(0);
     memory.Destroy();
   });
+}
+
+// The registry stays open to others when a record does not fit it.
+TEST_F(AllocationSweep, Mutexes) {
+  const tovkit::WatchedMutex startsTheWatchdog("starts the watchdog", 100);
+  SweepCall([] {
+    tovkit::Mutex plain;
+    const tovkit::MutexLocker guard(&plain);
+  });
+  SweepCall([] {
+    // More than one block of the registry's list holds.
+    std::deque<tovkit::WatchedMutex> mutexes;
+    for (int i = 0; i < 70; ++i) mutexes.emplace_back("swept", 100);
+    for (tovkit::WatchedMutex& mutex : mutexes) {
+      const tovkit::MutexLocker guard(&mutex);
+    }
+  });
+}
+
+// The last argument is refused, so that nothing is started.
+TEST_F(AllocationSweep, ProcessArguments) {
+  const char* arguments[] = {"an argument", "another argument", ""};
+  SweepCall([&] {
+    tovkit::Process process;
+    process.setWorkingDirectory("/a directory with a long name");
+    EXPECT_FALSE(process.start("/bin/true", 3, arguments));
+    EXPECT_FALSE(process.start("/bin/true", 3, arguments)) << "over what the first call left";
+  });
+}
+
+void* DoNothing(void*) { return nullptr; }
+
+TEST_F(AllocationSweep, PoolTasks) {
+  tovkit::ThreadPool pool;
+  testing::internal::CaptureStdout();
+  ASSERT_EQ(pool.init(10), 0);
+  SweepCall([&] { pool.addTask(DoNothing, nullptr); });
+  EXPECT_EQ(pool.destroy(), 0);
+  testing::internal::GetCapturedStdout();
 }
 
 }  // namespace

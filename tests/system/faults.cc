@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <utility>
 
 #include "build_kind.h"
 
@@ -23,6 +24,7 @@ timespec lastDeadline{};
 std::atomic<useconds_t> lastSleep{0};
 std::atomic<bool> skipSleeps{false};
 std::atomic<int32_t*> flagBeforeCondWait{nullptr};
+std::function<void()> afterThreadCreate, beforeSemPost;
 
 void Fault::Fail(int error, int times, int pass) {
   error_ = error;
@@ -57,6 +59,11 @@ void Reset() {
   fixedTime = {};
   skipSleeps = false;
   flagBeforeCondWait = nullptr;
+  afterThreadCreate = beforeSemPost = nullptr;
+}
+
+void CallOnce(std::function<void()>& hook) {
+  if (const auto call = std::exchange(hook, nullptr)) call();
 }
 
 template <typename Function>
@@ -74,7 +81,9 @@ int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*
                    void* argument) {
   static const auto next = faults::Next<decltype(&pthread_create)>("pthread_create");
   if (faults::pthreadCreate.Strikes()) return errno;
-  return next(thread, attributes, entry, argument);
+  const int result = next(thread, attributes, entry, argument);
+  faults::CallOnce(faults::afterThreadCreate);
+  return result;
 }
 
 pid_t fork() noexcept {
@@ -101,6 +110,12 @@ int sem_timedwait(sem_t* semaphore, const timespec* deadline) {
   static const auto next = faults::Next<decltype(&sem_timedwait)>("sem_timedwait");
   faults::lastDeadline = *deadline;
   return faults::semTimedwait.Strikes() ? -1 : next(semaphore, deadline);
+}
+
+int sem_post(sem_t* semaphore) noexcept {
+  static const auto next = faults::Next<int (*)(sem_t*)>("sem_post");
+  faults::CallOnce(faults::beforeSemPost);
+  return next(semaphore);
 }
 
 pid_t waitpid(pid_t pid, int* status, int options) {

@@ -11,6 +11,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <ctime>
+#include <functional>
 
 namespace faults {
 
@@ -53,6 +54,11 @@ extern std::atomic<bool> skipSleeps;
 // Non-null: the next thread that is about to wait on a condition stays just before it until the flag is set,
 // and a moment longer.
 extern std::atomic<int32_t*> flagBeforeCondWait;
+
+// Called once, by the next pthread_create, between the birth of the thread and its return.
+extern std::function<void()> afterThreadCreate;
+// Called once, by the next sem_post, before it posts.
+extern std::function<void()> beforeSemPost;
 
 void Reset();
 

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 #include <tovkit/system.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <cerrno>
@@ -182,18 +183,66 @@ TEST_F(ThreadTest, AThreadThatCannotBeCreatedStillCountsAsRunning) {
   EXPECT_TRUE(thread.isRunning());
   EXPECT_EQ(thread.tid(), pthread_t{0});
   EXPECT_FALSE(thread.wait(0));
+
+  Gated again;
+  again.Start();
+  const pthread_t first = again.tid();
+  again.Open();
+  while (again.isRunning()) std::this_thread::yield();
+  faults::pthreadCreate.Fail(EAGAIN);
+  again.start();
+  again.started = false;  // there is nothing to wait for
+  EXPECT_TRUE(again.isRunning());
+  EXPECT_EQ(again.tid(), first) << "no other thread was started";
 }
 
 TEST_F(ThreadTest, TheSignalIsPostedBeforeTheFlagIsCleared) {
-  // Run on this thread: afterwards both have happened and the result is null.
+  // Run on this thread.
   Gated thread;
   (thread.*Get(ThreadFields{})).running = true;
   thread.Open();
+  int runsAtPost = 0;
+  bool runningAtPost = false;
+  faults::beforeSemPost = [&] {
+    runsAtPost = thread.runs;
+    runningAtPost = thread.isRunning();
+  };
   EXPECT_EQ(Thread::threadEntry(static_cast<Thread*>(&thread)), nullptr);
+  EXPECT_EQ(runsAtPost, 1);
+  EXPECT_TRUE(runningAtPost);
   EXPECT_FALSE(thread.isRunning());
+  EXPECT_EQ(thread.tid(), pthread_t{0}) << "who runs it does not matter";
   int posts = 0;
   sem_getvalue(&(thread.*Get(ThreadFields{})).doneSignal, &posts);
   EXPECT_EQ(posts, 1);
+}
+
+// Its body only looks at itself.
+class Brief : public Thread {
+ public:
+  int run() override {
+    own = pthread_self();
+    asked = tid();
+    systemId = gettid();
+    return 0;
+  }
+  std::atomic<pthread_t> own{0};
+  std::atomic<pthread_t> asked{0};
+  std::atomic<pid_t> systemId{0};
+};
+
+TEST_F(ThreadTest, ABodyThatEndsBeforeStartReturnsLeavesTheObjectRunning) {
+  Brief thread;
+  faults::afterThreadCreate = [&thread] {
+    while (thread.systemId == 0 || tgkill(getpid(), thread.systemId, 0) == 0) std::this_thread::yield();
+  };
+  thread.start();
+  EXPECT_EQ(thread.asked, thread.own.load()) << "the body knows its id from its beginning";
+  EXPECT_EQ(thread.tid(), thread.own.load());
+  EXPECT_TRUE(thread.isRunning()) << "nobody will clear it any more";
+  EXPECT_TRUE(thread.wait(60000)) << "the signal was given";
+  EXPECT_FALSE(thread.wait(0)) << "and is used up";
+  EXPECT_TRUE(thread.isRunning());
 }
 
 TEST_F(ThreadTest, SleepsTheGivenMicroseconds) {

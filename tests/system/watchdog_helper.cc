@@ -13,7 +13,15 @@
 #include <memory>
 #include <string>
 #include <thread>
-#include <vector>
+#include <utility>
+
+#include "mutex_state.h"
+#include "private_access.h"
+
+struct WatchState {
+  friend auto Get(WatchState);
+};
+template struct Expose<WatchState, &tovkit::WatchedMutex::watchState>;
 
 namespace {
 
@@ -21,7 +29,24 @@ std::atomic<bool> failCreation{false};
 std::atomic<int> creations{0};
 std::atomic<time_t> timeShift{0};
 
+// Not negative: what time() gives instead of the time.
+std::atomic<time_t> fixedTime{-1};
+// The next time() of this thread takes until the watchdog has looked twice.
+thread_local bool slowTime = false;
+// How often the watchdog has gone to sleep, and for how long it did last.
+std::atomic<int> sleeps{0};
+std::atomic<unsigned> lastSleep{0};
+
 using tovkit::WatchedMutex;
+
+// A pass may be under way: the next one sees what was done before the call.
+void WaitForTwoPasses() {
+  const int seen = sleeps;
+  while (sleeps < seen + 2) sched_yield();
+}
+
+tovkit::MutexState& StateOf(WatchedMutex& mutex) { return *(mutex.*Get(WatchState{})); }
+bool IsLocked(WatchedMutex& mutex) { return tovkit::LoadShared(StateOf(mutex).locked); }
 
 // Never destroyed: they are in the registry to the end.
 WatchedMutex* held[20];
@@ -72,6 +97,47 @@ int Unwatched() {
   return creations == 0 ? 0 : 1;
 }
 
+// A hold is overdue from the second after its time-out on, and a lock time before the epoch's first second
+// never is.
+int StrictlyOverdue() {
+  fixedTime = 1000;
+  WatchedMutex mutex("strict", 2);
+  mutex.lock();
+  fixedTime = 1002;
+  WaitForTwoPasses();
+  if (!IsLocked(mutex)) return 1;
+  fixedTime = 1003;
+  WaitForTwoPasses();
+  if (IsLocked(mutex) || StateOf(mutex).unlockTime != 1003) return 3;
+  WaitForTwoPasses();
+
+  fixedTime = 0;
+  mutex.lock();
+  fixedTime = 1000000;
+  WaitForTwoPasses();
+  if (!IsLocked(mutex)) return 4;
+  mutex.unlock();
+  return lastSleep == 5 ? 0 : 5;
+}
+
+// The watchdog looks while a hold begins whose mutex was last held long ago.
+int LooksDuringLock() {
+  fixedTime = 1000;
+  WatchedMutex mutex("begins", 1);
+  mutex.lock();
+  mutex.unlock();
+  fixedTime = 2000;
+  slowTime = true;
+  mutex.lock();
+  return IsLocked(mutex) ? 0 : 1;
+}
+
+// Ids count from 1 over watched and unwatched ones.
+int FirstIds() {
+  WatchedMutex unwatched("a", 0), watched("b", 5);
+  return StateOf(unwatched).id == 1 && StateOf(watched).id == 2 ? 0 : 1;
+}
+
 }  // namespace
 
 #pragma GCC visibility push(default)
@@ -85,14 +151,17 @@ int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*
 }
 
 unsigned sleep(unsigned seconds) {
-  if (seconds == 5) sched_yield();
+  lastSleep = seconds;
+  ++sleeps;
+  sched_yield();
   return 0;
 }
 
 time_t time(time_t* out) noexcept {
   timespec now{};
   clock_gettime(CLOCK_REALTIME, &now);
-  const time_t shifted = now.tv_sec + timeShift;
+  if (std::exchange(slowTime, false)) WaitForTwoPasses();
+  const time_t shifted = fixedTime >= 0 ? fixedTime.load() : now.tv_sec + timeShift;
   if (out != nullptr) *out = shifted;
   return shifted;
 }
@@ -106,5 +175,8 @@ int main(int argc, char** argv) {
   if (what == "end-busy") return EndBusy();
   if (what == "creation-fails") return CreationFails();
   if (what == "unwatched") return Unwatched();
+  if (what == "strictly-overdue") return StrictlyOverdue();
+  if (what == "looks-during-lock") return LooksDuringLock();
+  if (what == "first-ids") return FirstIds();
   return 2;
 }

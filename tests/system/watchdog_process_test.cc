@@ -75,4 +75,26 @@ TEST(WatchdogProcessTest, MutexesWithoutATimeOutNeverStartIt) {
   EXPECT_EQ(Contents(file), "");
 }
 
+TEST(WatchdogProcessTest, AHoldIsOverdueStrictlyAfterItsTimeOut) {
+  const ScratchDir scratch;
+  const std::string file = scratch.path() + "/output";
+  EXPECT_EQ(RunHelper("strictly-overdue", "", file), 0);
+  EXPECT_EQ(Contents(file),
+            "timeout 2 Mutex strict start is 1000 \n"
+            "now is 1003 compel release1\n");
+}
+
+TEST(WatchdogProcessTest, AHoldThatJustBeginsIsNotTakenForAnEarlierOne) {
+  const ScratchDir scratch;
+  const std::string file = scratch.path() + "/output";
+  EXPECT_EQ(RunHelper("looks-during-lock", "", file), 0);
+  EXPECT_EQ(Contents(file), "");
+}
+
+TEST(WatchdogProcessTest, TheFirstIdIsOne) {
+  const ScratchDir scratch;
+  const std::string file = scratch.path() + "/output";
+  EXPECT_EQ(RunHelper("first-ids", "", file), 0);
+}
+
 }  // namespace
