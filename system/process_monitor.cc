@@ -1,17 +1,18 @@
 #include "tovkit/system.h"
 
 #include "fixed_buffer.h"
+#include "shared_field.h"
 
 #include <dirent.h>
 #include <signal.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <map>
 #include <memory>
-#include <unordered_map>
+#include <string_view>
 #include <utility>
 
 namespace tovkit {
@@ -22,32 +23,22 @@ struct FileCloser {
   void operator()(std::FILE* file) const { std::fclose(file); }
 };
 
-// The settings and samples of a record are read and written here only while a loop may run beside: plain
-// fields, used as atomics, so that an update and a sample never tear each other.
-template <typename T>
-T Load(const T& field) {
-  return std::atomic_ref<T>(const_cast<T&>(field)).load(std::memory_order_acquire);
-}
-
-template <typename T>
-void Store(T& field, T value) {
-  std::atomic_ref<T>(field).store(value, std::memory_order_release);
-}
-
 long ToNumber(const char* text) { return std::strtol(text, nullptr, 10); }
 
 bool IsProcessEntry(const char* name) { return name[0] >= '0' && name[0] <= '9'; }
 
-// One call changes one field: the bits are alternatives, and callers rely on the first one winning.
+// One call changes one field: the bits are alternatives, and callers rely on the first one winning. The
+// fields may be sampled by a loop at the same time.
 int Apply(PROC_INFO_DATA* record, const PROC_INFO_DATA& info, int mask) {
-  if ((mask & (kUpdateMonitored | kUpdateInterval | kUpdateMaxMem)) == 0) return -1;
   if (record == nullptr) return 1;
   if ((mask & kUpdateMonitored) != 0) {
-    Store(record->monitored, info.monitored);
+    StoreShared(record->monitored, info.monitored);
   } else if ((mask & kUpdateInterval) != 0) {
-    Store(record->interval, info.interval);
+    StoreShared(record->interval, info.interval);
+  } else if ((mask & kUpdateMaxMem) != 0) {
+    StoreShared(record->maxMem, info.maxMem);
   } else {
-    Store(record->maxMem, info.maxMem);
+    return -1;
   }
   return 1;
 }
@@ -67,20 +58,20 @@ PROC_INFO_DATA* FindById(std::deque<PROC_INFO_DATA>& records, long pid) {
 // Takes one sample and prints what it shows. The sample replaces the one before even when nothing is printed:
 // growth is counted from pass to pass.
 void TakeSample(PROC_INFO_DATA& record, long mem) {
-  const long maxMem = Load(record.maxMem);
+  const long maxMem = LoadShared(record.maxMem);
   if (mem > maxMem && maxMem >= 1) {
     std::printf("proc:%s,pId:%ld,mem:%ld greater than max_mem:%ld\n", record.name, record.pid, mem, maxMem);
   }
   const time_t now = time(nullptr);
-  const int interval = Load(record.interval);
+  const int interval = LoadShared(record.interval);
   if (now - record.lastTime >= interval && interval >= 1) {
     const long growth = mem - record.lastMem;
-    Store(record.memAdd, growth);
+    StoreShared(record.memAdd, growth);
     std::printf("proc:%s,pId:%ld,mem:%ld,%d second memery add %ldkb\n", record.name, record.pid, mem,
                 interval, growth);
   }
-  Store(record.lastTime, now);
-  Store(record.lastMem, mem);
+  StoreShared(record.lastTime, now);
+  StoreShared(record.lastMem, mem);
 }
 
 }  // namespace
@@ -139,12 +130,11 @@ int ProcessMonitor::refresh() {
   std::deque<PROC_INFO_DATA> fresh;
   const int result = scan(fresh);
   if (result < 0) return result;
-  std::unordered_map<long, const PROC_INFO_DATA*> known;
-  known.reserve(records.size());
-  for (const PROC_INFO_DATA& record : records) known.emplace(record.pid, &record);
+  std::map<std::pair<long, std::string_view>, const PROC_INFO_DATA*> known;
+  for (const PROC_INFO_DATA& record : records) known.try_emplace({record.pid, record.name}, &record);
   for (PROC_INFO_DATA& record : fresh) {
-    const auto before = known.find(record.pid);
-    if (before == known.end() || std::strcmp(before->second->name, record.name) != 0) continue;
+    const auto before = known.find({record.pid, record.name});
+    if (before == known.end()) continue;
     record.monitored = before->second->monitored;
     record.lastTime = before->second->lastTime;
     record.interval = before->second->interval;
@@ -185,19 +175,21 @@ std::deque<PROC_INFO_DATA> ProcessMonitor::getAll() const {
     PROC_INFO_DATA& copy = copies.emplace_back();
     std::memcpy(copy.name, record.name, sizeof copy.name);
     copy.pid = record.pid;
-    copy.lastMem = Load(record.lastMem);
-    copy.maxMem = Load(record.maxMem);
-    copy.interval = Load(record.interval);
-    copy.lastTime = Load(record.lastTime);
-    copy.memAdd = Load(record.memAdd);
-    copy.monitored = Load(record.monitored);
+    copy.lastMem = LoadShared(record.lastMem);
+    copy.maxMem = LoadShared(record.maxMem);
+    copy.interval = LoadShared(record.interval);
+    copy.lastTime = LoadShared(record.lastTime);
+    copy.memAdd = LoadShared(record.memAdd);
+    copy.monitored = LoadShared(record.monitored);
     copy.valid = record.valid;
   }
   return copies;
 }
 
 int ProcessMonitor::killProcess(long pid) {
-  kill(static_cast<pid_t>(pid), SIGKILL);
+  // A number that no process can have must not be cut down to one that some process has.
+  const auto target = static_cast<pid_t>(pid);
+  if (target == pid) kill(target, SIGKILL);
   return 1;
 }
 
@@ -205,7 +197,7 @@ void ProcessMonitor::monitorLoop() {
   for (;;) {
     char value[256] = {};
     for (PROC_INFO_DATA& record : records) {
-      if (!Load(record.monitored)) continue;
+      if (!LoadShared(record.monitored)) continue;
       // After a failed read the value of the record before still stands; kept as users of the lines know it.
       readStatusValue(record.pid, statusKey, value);
       TakeSample(record, ToNumber(value));

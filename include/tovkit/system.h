@@ -376,7 +376,7 @@ class TOVKIT_API ProcessMonitor {
 
   // Changes one field of the first record with the pid or the name of `info`: the first bit of `mask` that is
   // set, in the order 1, 2, 4, chooses it and the others are ignored, so make one call a field. 1, also when
-  // there is no such record; -1 when the mask has none of the bits.
+  // there is no such record, whatever the mask; -1, and nothing changed, when the mask has none of the bits.
   int updateById(PROC_INFO_DATA info, int mask);
   int updateByName(PROC_INFO_DATA info, int mask);
 
@@ -390,15 +390,16 @@ class TOVKIT_API ProcessMonitor {
   std::deque<PROC_INFO_DATA> getAll() const;
 
   // Sends SIGKILL. Always 1: the result of the call is ignored. `pid` goes to kill(2) as it is, so 0 and
-  // negative values reach whole groups of processes.
+  // negative values reach whole groups of processes. A number too large for a process id reaches nobody.
   int killProcess(long pid);
 
   // Samples every monitored record once a second, for ever, and prints to standard output
   //   "proc:%s,pId:%ld,mem:%ld greater than max_mem:%ld\n"              above the limit, on every pass
   //   "proc:%s,pId:%ld,mem:%ld,%d second memery add %ldkb\n"            growth since the pass before
-  // Each pass counts as a sample, so growth is printed on every pass for an interval of 1 and, for a longer
-  // one, on the first pass after a scan only. A process that cannot be read counts with the number read just
-  // before it in the same pass, or 0. Nothing is flushed: give standard output the buffering you need.
+  // Each pass counts as a sample, so growth is printed on every pass for an interval of 1. For a longer one it
+  // is printed on the first pass over a record, whose lastTime is 0, and after that only when a pass comes that
+  // many seconds late. A process that cannot be read counts with the number read just before it in the same
+  // pass, or 0. Nothing is flushed: give standard output the buffering you need.
   [[noreturn]] void monitorLoop();
 
  private:

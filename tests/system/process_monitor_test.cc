@@ -1,3 +1,4 @@
+#include "private_access.h"
 #include "service_faults.h"
 
 #include <tovkit/system.h>
@@ -20,6 +21,11 @@
 #include <thread>
 #include <type_traits>
 #include <vector>
+
+struct MonitorRecords {
+  friend auto Get(MonitorRecords);
+};
+template struct Expose<MonitorRecords, &tovkit::ProcessMonitor::records>;
 
 using tovkit::PROC_INFO_DATA;
 using tovkit::ProcessMonitor;
@@ -163,6 +169,44 @@ TEST(ProcessMonitorScan, ProcessThatEndsBeforeItsStatusIsReadStaysWithoutNameAnd
   EXPECT_STREQ(record.name, "");
   EXPECT_EQ(record.lastMem, 0);
   EXPECT_TRUE(record.valid);
+}
+
+TEST(ProcessMonitorScan, ProcessThatEndsBetweenTheTwoReadsStaysWithItsName) {
+  FakeProc proc;
+  proc.Put(55, "brief", 70);
+  const faults::Failing fault(faults::kFopen, ENOENT, 1);
+  ProcessMonitor monitor;
+  const PROC_INFO_DATA record = RecordOf(monitor, 55);
+  EXPECT_STREQ(record.name, "brief");
+  EXPECT_EQ(record.lastMem, 0);
+}
+
+// Processes come and go while the real /proc is read; whatever is met makes a whole record.
+TEST(ProcessMonitorScan, HoldsWhileProcessesVanishUnderIt) {
+  const pid_t storm = fork();
+  if (storm == 0) {
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    signal(SIGCHLD, SIG_IGN);
+    for (;;) {
+      if (fork() == 0) _exit(0);
+      usleep(100);
+    }
+  }
+  ProcessMonitor monitor;
+  std::deque<PROC_INFO_DATA> records;
+  for (int i = 0; i < 50; ++i) {
+    ASSERT_EQ(monitor.scan(records), 0);
+    const PROC_INFO_DATA* const self = Find(records, getpid());
+    ASSERT_NE(self, nullptr);
+    EXPECT_GT(self->lastMem, 0);
+    for (const PROC_INFO_DATA& record : records) {
+      EXPECT_GT(record.pid, 0);
+      EXPECT_TRUE(record.valid);
+      EXPECT_GE(record.lastMem, 0);
+    }
+  }
+  kill(storm, SIGKILL);
+  waitpid(storm, nullptr, 0);
 }
 
 TEST(ProcessMonitorScan, EveryStatusUnreadableLeavesRecordsWithoutNameAndMemory) {
@@ -326,8 +370,10 @@ TEST(ProcessMonitorUpdate, UnknownRecordGivesOneAndChangesNothing) {
   ProcessMonitor monitor;
   PROC_INFO_DATA info = Settings(6, true, 1, 1);
   std::strcpy(info.name, "six");
-  EXPECT_EQ(monitor.updateById(info, 1), 1);
-  EXPECT_EQ(monitor.updateByName(info, 1), 1);
+  for (const int mask : {1, 2, 4, 7, 0, 8, -8}) {
+    EXPECT_EQ(monitor.updateById(info, mask), 1) << mask;
+    EXPECT_EQ(monitor.updateByName(info, mask), 1) << mask;
+  }
   EXPECT_FALSE(RecordOf(monitor, 5).monitored);
 }
 
@@ -405,6 +451,24 @@ TEST(ProcessMonitorRefresh, KeepsSettingsOfKnownProcessesButNotSamples) {
   EXPECT_EQ(monitor.getAll().size(), 3u);
 }
 
+// Two entries of one number: the settings go with the name.
+TEST(ProcessMonitorRefresh, SearchesForNumberAndNameTogether) {
+  FakeProc proc;
+  proc.Entry("12x");  // read through /proc/12 as well
+  proc.Put(12, "one", 100);
+  ProcessMonitor monitor;
+  std::deque<PROC_INFO_DATA>& table = monitor.*Get(MonitorRecords{});
+  ASSERT_EQ(table.size(), 2u);
+  std::strcpy(table[0].name, "other");
+  table[1].interval = 7;
+  table[1].monitored = true;
+  EXPECT_EQ(monitor.refresh(), 1);
+  for (const PROC_INFO_DATA& record : monitor.getAll()) {
+    EXPECT_TRUE(record.monitored);
+    EXPECT_EQ(record.interval, 7);
+  }
+}
+
 TEST(ProcessMonitorRefresh, FailureLeavesTheTable) {
   FakeProc proc;
   proc.Put(1, "a", 100);
@@ -440,8 +504,10 @@ TEST(ProcessMonitorKill, SendsSigkillAndAlwaysGivesOne) {
     for (;;) pause();
   }
   ProcessMonitor monitor;
-  EXPECT_EQ(monitor.killProcess(child), 1);
+  EXPECT_EQ(monitor.killProcess((1L << 32) + child), 1) << "a number that no process has";
   int status = 0;
+  EXPECT_EQ(waitpid(child, &status, WNOHANG), 0) << "and nobody is killed";
+  EXPECT_EQ(monitor.killProcess(child), 1);
   ASSERT_EQ(waitpid(child, &status, 0), child);
   EXPECT_TRUE(WIFSIGNALED(status));
   EXPECT_EQ(WTERMSIG(status), 9);
@@ -480,7 +546,7 @@ TEST(ProcessMonitorLoop, WithAnIntervalOfOnePrintsGrowthSinceThePassBefore) {
   EXPECT_EQ(RecordOf(monitor, 1).lastMem, 90);
 }
 
-TEST(ProcessMonitorLoop, WithALongerIntervalPrintsGrowthOnTheFirstPassAfterAScanOnly) {
+TEST(ProcessMonitorLoop, WithALongerIntervalPrintsGrowthOnTheFirstPassAndOnLateOnesOnly) {
   FakeProc proc;
   proc.Put(1, "grows", 100);
   ProcessMonitor monitor;
@@ -488,6 +554,8 @@ TEST(ProcessMonitorLoop, WithALongerIntervalPrintsGrowthOnTheFirstPassAfterAScan
   EXPECT_EQ(RunLoop(monitor, 20), "proc:grows,pId:1,mem:100,5 second memery add 0kb\n");
   EXPECT_EQ(RecordOf(monitor, 1).lastTime, 1019) << "every pass is a sample";
   EXPECT_EQ(RunLoop(monitor, 20), "") << "samples stand from the run before";
+  const auto late = [](int left) { faults::setClock(left == 2 ? 1004 : 1009); };
+  EXPECT_EQ(RunLoop(monitor, 3, late), "proc:grows,pId:1,mem:100,5 second memery add 0kb\n");
 }
 
 TEST(ProcessMonitorLoop, AnIntervalBelowOnePrintsNothing) {

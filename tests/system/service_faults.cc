@@ -18,13 +18,14 @@ namespace faults {
 namespace {
 
 int codes[kCallCount] = {};
+int passes[kCallCount] = {};
 LastShared last;
 std::string procRoot;
 std::atomic<long> scriptedClock{-1};
 std::atomic<void (*)(unsigned)> sleepHook{nullptr};
 
 bool Fails(Call call) {
-  if (codes[call] == 0) return false;
+  if (codes[call] == 0 || passes[call]-- > 0) return false;
   errno = codes[call];
   return true;
 }
@@ -41,7 +42,10 @@ std::string Redirected(const char* path) {
 
 }  // namespace
 
-Failing::Failing(Call call, int code) : call_(call) { codes[call] = code; }
+Failing::Failing(Call call, int code, int pass) : call_(call) {
+  codes[call] = code;
+  passes[call] = pass;
+}
 Failing::~Failing() { codes[call_] = 0; }
 const LastShared& lastShared() { return last; }
 void setProcRoot(const std::string& root) { procRoot = root; }

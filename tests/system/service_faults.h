@@ -10,10 +10,10 @@ namespace faults {
 
 enum Call { kOpendir, kFopen, kShmget, kShmat, kShmctlStat, kShmctlRemove, kShmdt, kCallCount };
 
-// The call fails with `code` as errno while the object lives.
+// The call fails with `code` as errno while the object lives, but for the first `pass` calls.
 class Failing {
  public:
-  Failing(Call call, int code);
+  Failing(Call call, int code, int pass = 0);
   ~Failing();
   Failing(const Failing&) = delete;
   Failing& operator=(const Failing&) = delete;
