@@ -25,14 +25,20 @@ void ComesBack(const std::string& bytes, CoreWideString (*decode)(const char*, i
   Require(All(encode(wide.GetData(), wide.GetLength())) == bytes);
 }
 
-// Each character is written the same alone and among others.
+void ComesBackThroughUtf8(const std::string& bytes) {
+  const std::string utf8 = tovkit::LocalToUtf8(bytes.c_str(), -1);
+  Require(tovkit::Utf8ToLocal(utf8.c_str(), -1) == bytes.c_str());
+}
+
+// Each character is written the same alone and among others, but for escapes side by side.
 void EncodesCharacterByCharacter(const std::uint8_t* data, std::size_t size) {
   std::wstring text;
   std::string expected;
   for (std::size_t i = 0; i + 4 <= size; i += 4) {
     text += static_cast<wchar_t>(data[i] | data[i + 1] << 8 | data[i + 2] << 16 |
                                  static_cast<std::uint32_t>(data[i + 3]) << 24);
-    expected += All(CoreTextCodec::Utf8Encode(&text.back(), 1));
+    text += L'-';
+    expected += All(CoreTextCodec::Utf8Encode(&text[text.size() - 2], 2));
   }
   Require(All(CoreTextCodec::Utf8Encode(text.data(), static_cast<int>(text.size()))) == expected);
 }
@@ -43,6 +49,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const std::string bytes(reinterpret_cast<const char*>(data), size);
   ComesBack(bytes, CoreTextCodec::Utf8Decode, CoreTextCodec::Utf8Encode);
   ComesBack(bytes, CoreTextCodec::LocalDecode, CoreTextCodec::LocalEncode);
+  ComesBackThroughUtf8(bytes);
   EncodesCharacterByCharacter(data, size);
 
   std::string path = bytes;

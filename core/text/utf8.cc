@@ -5,7 +5,8 @@
 
 #include <emmintrin.h>
 
-#include <cstring>
+#include <algorithm>
+#include <array>
 
 namespace tovmx {
 
@@ -76,6 +77,48 @@ unsigned ReadSequence(const unsigned char* text, std::size_t length, std::uint32
   return c >= 0x10000 && c <= 0x10FFFF ? 4 : 0;
 }
 
+// ---- Escapes that spell a character
+//
+// Bytes that another codeset escapes may stand side by side such that, written raw, they would read as a
+// character of UTF-8. Such escapes are written with the three-byte form that the pattern of UTF-8 has for
+// each of them, ED B2 80 to ED B3 BF, and a row of forms that spells a character is read as those escapes. In
+// any other row the forms are read byte by byte, as what they are: no UTF-8.
+
+constexpr std::size_t kFormSize = 3;
+
+// The bytes of the escapes at the front, as many as a character takes; zeros behind them.
+using EscapedBytes = std::array<unsigned char, 4>;
+
+EscapedBytes EscapesAt(const wchar_t* text, std::size_t length) {
+  EscapedBytes bytes = {};
+  for (std::size_t i = 0; i < bytes.size() && i < length && IsEscapedByte(ValueOf(text[i])); ++i) {
+    bytes[i] = static_cast<unsigned char>(text[i] & 0xFF);
+  }
+  return bytes;
+}
+
+// Of escapes in their three-byte forms.
+EscapedBytes EscapesAt(const unsigned char* text, std::size_t length) {
+  EscapedBytes bytes = {};
+  for (std::size_t i = 0; i < bytes.size() && length >= kFormSize; ++i) {
+    if (text[0] != 0xED || (text[1] & 0xFE) != 0xB2 || !IsTail(text[2])) break;
+    bytes[i] = static_cast<unsigned char>(text[1] << 6 | (text[2] & 0x3F));
+    text += kFormSize;
+    length -= kFormSize;
+  }
+  return bytes;
+}
+
+// How many of them spell a character.
+std::size_t SpellingIn(const EscapedBytes& bytes) {
+  std::uint32_t c = 0;
+  return ReadSequence(bytes.data(), bytes.size(), c);
+}
+
+std::size_t SpellingAt(const wchar_t* text, std::size_t length) {
+  return IsEscapedByte(ValueOf(*text)) ? SpellingIn(EscapesAt(text, length)) : 0;
+}
+
 // The number of bytes that the character takes.
 constexpr unsigned SizeOf(std::uint32_t c) {
   if (c < 0x80 || c > 0x10FFFF || IsEscapedByte(c)) return 1;
@@ -84,16 +127,23 @@ constexpr unsigned SizeOf(std::uint32_t c) {
   return c < 0x10000 ? 3 : 4;
 }
 
+constexpr char TailOf(std::uint32_t c, int shift) { return static_cast<char>(0x80 | (c >> shift & 0x3F)); }
+
+void WriteThreeBytes(std::uint32_t c, char* out) {
+  out[0] = static_cast<char>(0xE0 | c >> 12);
+  out[1] = TailOf(c, 6);
+  out[2] = TailOf(c, 0);
+}
+
 // Writes the character and returns the number of bytes.
 unsigned WriteCharacter(std::uint32_t c, char* out) {
-  const auto tail = [c](int shift) { return static_cast<char>(0x80 | (c >> shift & 0x3F)); };
   if (c < 0x80 || IsEscapedByte(c)) {
     out[0] = static_cast<char>(c & 0xFF);
     return 1;
   }
   if (c < 0x800) {
     out[0] = static_cast<char>(0xC0 | c >> 6);
-    out[1] = tail(0);
+    out[1] = TailOf(c, 0);
     return 2;
   }
   if (c > 0x10FFFF || IsSurrogate(c)) {
@@ -101,15 +151,13 @@ unsigned WriteCharacter(std::uint32_t c, char* out) {
     return 1;
   }
   if (c < 0x10000) {
-    out[0] = static_cast<char>(0xE0 | c >> 12);
-    out[1] = tail(6);
-    out[2] = tail(0);
+    WriteThreeBytes(c, out);
     return 3;
   }
   out[0] = static_cast<char>(0xF0 | c >> 18);
-  out[1] = tail(12);
-  out[2] = tail(6);
-  out[3] = tail(0);
+  out[1] = TailOf(c, 12);
+  out[2] = TailOf(c, 6);
+  out[3] = TailOf(c, 0);
   return 4;
 }
 
@@ -128,13 +176,19 @@ Utf8Progress DecodePlainly(const char* text, std::size_t length, std::size_t eno
     }
     std::uint32_t c = 0;
     const unsigned size = ReadSequence(bytes + i, length - i, c);
-    if (size == 0) {
-      *out++ = EscapeByte(bytes[i]);
-      ++i;
+    if (size != 0) {
+      *out++ = static_cast<wchar_t>(c);
+      i += size;
       continue;
     }
-    *out++ = static_cast<wchar_t>(c);
-    i += size;
+    const EscapedBytes escaped = EscapesAt(bytes + i, length - i);
+    const std::size_t spelling = SpellingIn(escaped);
+    if (spelling == 0) {
+      *out++ = EscapeByte(bytes[i++]);
+      continue;
+    }
+    out = std::transform(escaped.begin(), escaped.begin() + spelling, out, EscapeByte);
+    i += spelling * kFormSize;
   }
   return {i, static_cast<std::size_t>(out - start)};
 }
@@ -151,8 +205,9 @@ Utf8Progress EncodePlainly(const wchar_t* text, std::size_t length, std::size_t 
       for (; i < length && at(i) < 0x80; ++i) *out++ = static_cast<char>(text[i]);
       continue;
     }
-    out += WriteCharacter(at(i), out);
-    ++i;
+    const std::size_t spelling = SpellingAt(text + i, length - i);
+    for (const std::size_t end = i + spelling; i < end; ++i, out += kFormSize) WriteThreeBytes(at(i), out);
+    if (spelling == 0) out += WriteCharacter(at(i++), out);
   }
   return {i, static_cast<std::size_t>(out - start)};
 }
@@ -196,7 +251,11 @@ std::size_t EncodeUtf8(const wchar_t* text, std::size_t length, char* out) {
 
 std::size_t Utf8Size(const wchar_t* text, std::size_t length) {
   std::size_t size = 0;
-  for (std::size_t i = 0; i < length; ++i) size += SizeOf(ValueOf(text[i]));
+  for (std::size_t i = 0; i < length;) {
+    const std::size_t spelling = SpellingAt(text + i, length - i);
+    size += spelling != 0 ? spelling * kFormSize : SizeOf(ValueOf(text[i]));
+    i += spelling != 0 ? spelling : 1;
+  }
   return size;
 }
 

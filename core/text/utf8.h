@@ -3,6 +3,10 @@
 // A byte that begins no well-formed sequence becomes U+DC80 to U+DCFF, one character a byte, and is written
 // back as that byte. Overlong forms, encoded surrogates and values above U+10FFFF are no UTF-8.
 //
+// Escapes side by side whose bytes would read as a character (no UTF-8 decodes to them, another codeset may)
+// are written as encoded surrogates, three bytes each, and only such rows of encoded surrogates decode to
+// escapes of their bytes. So bytes of any codeset survive the way through UTF-8.
+//
 // Thread-safety: pure functions.
 #pragma once
 

@@ -55,6 +55,75 @@ TEST(TextCodec, AByteThatDoesNotDecodeBecomesAnEscapeAndComesBack) {
   EXPECT_EQ(Encode(Decode("a\xFF\xE5\xAE")), "a\xFF\xE5\xAE");
 }
 
+// Escapes of `bytes`, as another codeset may give them for any bytes.
+std::wstring Escapes(const std::string& bytes) {
+  std::wstring text;
+  for (const char c : bytes) text += static_cast<wchar_t>(0xDC00 + static_cast<unsigned char>(c));
+  return text;
+}
+
+TEST(TextCodec, EscapesThatSpellACharacterDoNotBecomeIt) {
+  EXPECT_EQ(Encode(Escapes("\xC3\xA9")), "\xED\xB3\x83\xED\xB2\xA9");
+  EXPECT_EQ(Decode("\xED\xB3\x83\xED\xB2\xA9"), Escapes("\xC3\xA9"));
+  const struct {
+    const char* bytes;
+    std::size_t spelling;  // of them, at the front
+  } rows[] = {
+      {"\xC3\xA9", 2},         {"\xE5\xAE\x8B", 3},     {"\xF0\x9F\x98\x80", 4},    {"\xC3\xA9\xA9", 2},
+      {"\xC3\xC3", 0},         {"\xE5\xAE", 0},         {"\xED\xB2\x80", 0},        {"\xC0\x80", 0},
+      {"\xF4\x90\x80\x80", 0}, {"\xE5\xC3\xA9\x80", 0}, {"\xF0\x9F\x98\x80\x80", 4}};
+  for (const auto& row : rows) {
+    for (const std::size_t before : {0, 5, 60, 200}) {
+      const std::wstring text = std::wstring(before, L'x') + Escapes(row.bytes) + L"y" + Escapes(row.bytes);
+      EXPECT_EQ(Decode(Encode(text)), text) << row.bytes << " behind " << before;
+    }
+    const std::size_t size = std::string(row.bytes).size();
+    if (row.spelling != 0 || size < 4) {
+      EXPECT_EQ(Encode(Escapes(row.bytes)).size(), size + 2 * row.spelling) << row.bytes;
+    }
+  }
+}
+
+TEST(TextCodec, EveryRowOfEscapesComesBackFromUtf8) {
+  const unsigned edges[] = {0x80, 0x8F, 0x90, 0x9F, 0xA0, 0xBF, 0xC1, 0xC2, 0xDF,
+                            0xE0, 0xE5, 0xED, 0xEF, 0xF0, 0xF4, 0xF5, 0xFF};
+  std::wstring together;
+  for (const unsigned a : edges) {
+    for (const unsigned b : edges) {
+      for (const unsigned c : edges) {
+        for (const unsigned d : edges) {
+          const std::wstring row = {static_cast<wchar_t>(0xDC00 + a), static_cast<wchar_t>(0xDC00 + b),
+                                    static_cast<wchar_t>(0xDC00 + c), static_cast<wchar_t>(0xDC00 + d)};
+          ASSERT_EQ(Decode(Encode(row)), row) << std::hex << a << ' ' << b << ' ' << c << ' ' << d;
+          together += row;
+        }
+      }
+    }
+  }
+  EXPECT_EQ(Decode(Encode(together)), together);
+}
+
+// A form that spells nothing with its neighbours is what a file name may hold, and stays three bytes.
+TEST(TextCodec, EncodedSurrogatesAloneAreBytes) {
+  for (const char* const bytes :
+       {"\xED\xB2\x80", "\xED\xB3\x83", "\xED\xB3\x83-\xED\xB2\xA9", "\xED\xB3\x83\xED\xB2",
+        "\xED\xB3\x83\xED\xB1\xBF", "\xED\xB2\xA9\xED\xB2\xA9", "\xED\xB3\x83\xA9"}) {
+    EXPECT_EQ(Decode(bytes), [bytes] {
+      std::wstring text;
+      for (const char c : std::string(bytes)) text += c == '-' ? L'-' : Escapes(std::string(1, c))[0];
+      return text;
+    }()) << bytes;
+    EXPECT_EQ(Encode(Decode(bytes)), bytes);
+  }
+}
+
+TEST(TextCodec, TheCountedSizeHoldsForEscapesThatSpell) {
+  std::wstring text;
+  while (text.size() < (std::size_t{1} << 20)) text += Escapes("\xE5\xAE\x8B\xFF") + L"a";
+  EXPECT_EQ(Encode(text).size(), text.size() / 5 * 11);
+  EXPECT_EQ(Decode(Encode(text)), text);
+}
+
 TEST(TextCodec, ACharacterThatCannotBeWrittenBecomesAQuestionMark) {
   EXPECT_EQ(Encode({0xD800, L'-', 0xDC7F, L'-', 0xDD00, L'-', 0xDFFF, L'-', 0x110000, L'-', -1}),
             "?-?-?-?-?-?");

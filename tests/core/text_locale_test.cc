@@ -43,18 +43,21 @@ template <typename Check>
 
 void ExpectCodeset(const char* name) { HOLDS(std::string(CoreTextCodec::LocalCodeset()) == name); }
 
-void ComesBack(const std::string& bytes) {
-  if (Encode(Decode(bytes)) == bytes) return;
-  std::fprintf(stderr, "bytes lost:");
+void ExpectSame(const char* way, const std::string& back, const std::string& bytes) {
+  if (back == bytes) return;
+  std::fprintf(stderr, "bytes lost %s:", way);
   for (const char c : bytes)
     std::fprintf(stderr, " %02X", static_cast<unsigned>(static_cast<unsigned char>(c)));
   std::fprintf(stderr, "\n");
   _exit(1);
 }
 
+void ComesBack(const std::string& bytes) { ExpectSame("through wide text", Encode(Decode(bytes)), bytes); }
+
+// For bytes without a NUL.
 void ComesBackThroughUtf8(const std::string& bytes) {
   const std::string utf8 = tovkit::LocalToUtf8(bytes.data(), static_cast<int>(bytes.size()));
-  HOLDS(tovkit::Utf8ToLocal(utf8.data(), static_cast<int>(utf8.size())) == bytes);
+  ExpectSame("through UTF-8", tovkit::Utf8ToLocal(utf8.data(), static_cast<int>(utf8.size())), bytes);
 }
 
 // Every byte and every pair, alone and between others, and random mixtures of all lengths.
@@ -168,6 +171,24 @@ TEST(LocalCodeset, EveryPairOfGbkBytesSurvivesUtf8) {
       ComesBackThroughUtf8({static_cast<char>(pair >> 8), static_cast<char>(pair), '\xA9', '\x81'});
     }
   });
+}
+
+// What these codesets escape may look like UTF-8: E5 90 8D is no GB 2312, each byte by itself, and the name
+// of many a file.
+TEST(LocalCodeset, NoByteOfAFileNameIsLostThroughUtf8InAnyCodeset) {
+  for (const char* const locale : {"zh_CN.GBK", "zh_CN.GB2312", "zh_HK.BIG5-HKSCS", "ja_JP.SHIFT_JIS",
+                                   "ko_KR.EUC-KR", "vi_VN.TCVN5712-1", "de_DE.ISO-8859-1", "C"}) {
+    EXPECT_IN(locale, [] {
+      ComesBackThroughUtf8("\xE5\x90\x8D\xE5\xAD\x97.txt");
+      ComesBackThroughUtf8("\xC9\xA9");
+      std::mt19937 random(2);
+      for (int round = 0; round < 20000; ++round) {
+        std::string bytes(1 + random() % 12, '\0');
+        for (char& c : bytes) c = random() % 8 == 0 ? 'a' : static_cast<char>(0x80 | random());
+        ComesBackThroughUtf8(bytes);
+      }
+    }) << locale;
+  }
 }
 
 TEST(LocalCodeset, ABackslashOfShiftJisIsOne) {

@@ -3,7 +3,8 @@
 // Local is the codeset of the environment's LC_CTYPE (LC_ALL, LC_CTYPE, LANG, in that order), read once;
 // setlocale is never called, and the C and POSIX locales count as UTF-8. A byte that does not decode becomes
 // U+DC80 to U+DCFF and encodes back to that byte, so every file name survives the way there and back in
-// either encoding.
+// either encoding, and from the local one through UTF-8. For the latter, such characters side by side whose
+// bytes would read as a character of UTF-8 take three bytes each in it, ED B2 80 to ED B3 BF.
 //
 // Thread-safety: all functions may be called from any thread.
 //
