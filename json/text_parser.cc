@@ -4,6 +4,8 @@
 #include "exponent_scan.h"
 #include "tree_walk.h"
 
+#include <cstring>
+
 namespace tovkit {
 
 namespace {
@@ -66,7 +68,9 @@ rapidjson::ParseErrorCode ParseCarefully(const char* text, std::size_t length, D
 
 }  // namespace
 
-rapidjson::ParseErrorCode ParseText(const char* text, std::size_t length, Document& document) {
+rapidjson::ParseErrorCode ParseText(const char* text, std::size_t limit, Document& document) {
+  // Nothing behind a NUL is looked at: the limit may lie beyond the text's storage.
+  const std::size_t length = strnlen(text, limit);
   if (!HasLongExponent(text, length)) {
     const rapidjson::ParseErrorCode code = ParseShallow(text, length, document);
     if (code != rapidjson::kParseErrorTermination) return code;
