@@ -74,6 +74,15 @@ volatile std::sig_atomic_t interruption = 0;
 
 void NoteInterruption(int signal) { interruption = signal; }
 
+// A signal that the caller had ignored (nohup) stays ignored, for the program too.
+void NoteInterruptions() {
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+    struct sigaction before {};
+    sigaction(signal, nullptr, &before);
+    if (before.sa_handler != SIG_IGN) std::signal(signal, NoteInterruption);
+  }
+}
+
 // Waits in slices, since a wait without limit announces itself on standard output, where only the child's
 // data belongs. False when the time is up or somebody interrupts.
 bool WaitForEnd(tovkit::Process& process, int timeout) {
@@ -121,7 +130,7 @@ void Run(const RunOptions& options) {
       const bool shared = !options.out.empty() && !options.err.empty() && err->IsSameFileAs(*out);
       process.setOutputFds(out->fd(), shared ? out->fd() : err->fd());
     }
-    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) std::signal(signal, NoteInterruption);
+    NoteInterruptions();
     Start(process, options);
   }
   const bool ended = WaitForEnd(process, options.timeout);

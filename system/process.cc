@@ -9,19 +9,13 @@
 #include <cstring>
 
 #include "stopwatch.h"
+#include "text_copy.h"
 
 namespace tovkit {
 namespace {
 
 constexpr int64_t kNoExitCode = 0x1F2E3D4C;
 constexpr unsigned kPollMilliseconds = 5;
-
-char* CopyText(const char* text) {
-  const size_t size = std::strlen(text) + 1;
-  char* copy = new char[size];
-  std::memcpy(copy, text, size);
-  return copy;
-}
 
 bool IsEmpty(const char* text) { return text == nullptr || *text == '\0'; }
 
@@ -66,7 +60,7 @@ bool Process::setOutputFds(int stdoutFd, int stderrFd) {
 }
 
 void Process::setWorkingDirectory(const char* directory) {
-  char* copy = IsEmpty(directory) ? nullptr : CopyText(directory);
+  char* copy = IsEmpty(directory) ? nullptr : CopyText(directory).release();
   delete[] fields.workDir;
   fields.workDir = copy;
 }
@@ -84,11 +78,11 @@ bool Process::start(const char* path, int argc, const char* const* argv) {
   freeArguments();
   fields.argv = new char*[static_cast<size_t>(argc) + 2]();
   fields.argCount = argc + 2;
-  fields.argv[0] = CopyText(path);
+  fields.argv[0] = CopyText(path).release();
   fields.path = fields.argv[0];
   for (int i = 0; i < argc; ++i) {
     if (IsEmpty(argv[i])) return false;
-    fields.argv[i + 1] = CopyText(argv[i]);
+    fields.argv[i + 1] = CopyText(argv[i]).release();
   }
 
   fields.state = Starting;
@@ -129,7 +123,8 @@ bool Process::wait(int milliseconds) {
 }
 
 void Process::terminate() {
-  if (fields.state != Stopped) kill(static_cast<pid_t>(fields.pid), SIGKILL);
+  // Without an id there is no child, and kill would take the 0 for the caller's whole group.
+  if (fields.state != Stopped && fields.pid != 0) kill(static_cast<pid_t>(fields.pid), SIGKILL);
 }
 
 uint64_t Process::pid() const { return fields.pid; }

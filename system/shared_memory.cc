@@ -1,6 +1,7 @@
 #include "tovkit/system.h"
 
 #include "fixed_buffer.h"
+#include "text_copy.h"
 
 #include <sys/ipc.h>
 #include <sys/shm.h>
@@ -37,13 +38,6 @@ std::uint32_t KeyOf(const char* name) {
   std::uint32_t weight = 1;
   if (length < kPrefixLength) sum = AddWeighted(sum, weight, kPrefix, kPrefixLength);
   return AddWeighted(sum, weight, name, length) & 0x7FFFFFFFu;
-}
-
-std::unique_ptr<char[]> CopyOf(const char* text) {
-  const std::size_t size = std::strlen(text) + 1;
-  std::unique_ptr<char[]> copy(new char[size]);
-  std::memcpy(copy.get(), text, size);
-  return copy;
 }
 
 }  // namespace
@@ -90,7 +84,7 @@ struct SharedMemory::State {
 
 SharedMemory::SharedMemory(const char* name) {
   auto fresh = std::make_unique<State>();
-  fresh->name = CopyOf(name);
+  fresh->name = CopyText(name);
   fresh->key = KeyOf(fresh->name.get());
   state = fresh.release();
 }

@@ -249,9 +249,10 @@ class TOVKIT_API Process {
   void addFlags(uint32_t value);
   void removeFlags(uint32_t value);
 
-  // Descriptors for the child's standard output and error; they stay the caller's. Takes effect only when
-  // `stdoutFd` is above 0, and then for both: a `stderrFd` of -1 leaves the child without standard error.
-  // Always true.
+  // Descriptors for the child's standard output and error, above 2; they stay the caller's. Takes effect only
+  // when `stdoutFd` is above 0, and then for both. The old 1 and then the old 2 are closed first, so a
+  // `stdoutFd` of 1 leaves the child without standard output, a `stderrFd` of 2, or of -1, without standard
+  // error, and a `stderrFd` of 1 is where standard output goes by then. Always true.
   bool setOutputFds(int stdoutFd, int stderrFd);
 
   // Copies the directory that the child changes to before `path` is looked up; null or "" for the caller's.

@@ -271,13 +271,33 @@ TEST_F(ProcessTest, RedirectsOutputAndError) {
   EXPECT_EQ(files.errText(), "trouble\n");
 }
 
-TEST_F(ProcessTest, AnErrorDescriptorOfMinusOneClosesStandardError) {
+TEST_F(ProcessTest, AnErrorDescriptorOfMinusOneOrTwoClosesStandardError) {
+  for (const int err : {-1, STDERR_FILENO, 1000000}) {
+    const OutputFiles files;
+    Process process;
+    process.setOutputFds(files.out(), err);
+    ASSERT_TRUE(StartShell(process, "test -e /proc/self/fd/2 || echo closed"));
+    ASSERT_TRUE(process.wait(kPatience));
+    EXPECT_EQ(files.outText(), "closed\n") << err;
+  }
+}
+
+TEST_F(ProcessTest, AnErrorDescriptorOfOneFollowsStandardOutput) {
   const OutputFiles files;
   Process process;
-  process.setOutputFds(files.out(), -1);
-  ASSERT_TRUE(StartShell(process, "test -e /proc/self/fd/2 || echo closed"));
+  process.setOutputFds(files.out(), STDOUT_FILENO);
+  ASSERT_TRUE(StartShell(process, "echo data; echo trouble >&2"));
   ASSERT_TRUE(process.wait(kPatience));
-  EXPECT_EQ(files.outText(), "closed\n");
+  EXPECT_EQ(files.outText(), "data\ntrouble\n");
+}
+
+TEST_F(ProcessTest, AnOutputDescriptorOfOneClosesStandardOutput) {
+  const OutputFiles files;
+  Process process;
+  process.setOutputFds(STDOUT_FILENO, files.err());
+  ASSERT_TRUE(StartShell(process, "test -e /proc/self/fd/1 || echo closed >&2"));
+  ASSERT_TRUE(process.wait(kPatience));
+  EXPECT_EQ(files.errText(), "closed\n");
 }
 
 TEST_F(ProcessTest, AnErrorDescriptorAloneChangesNothing) {
@@ -457,6 +477,8 @@ TEST_F(ProcessTest, AnExecutionThatComesBackIsToldAndCountsAsStarted) {
   const bool started = process.start("/bin/true", 0, nullptr);
   if (getpid() != parent) {
     std::fflush(stdout);
+    setpgid(0, 0);
+    process.terminate();  // has no child to kill, nor its own group
     _exit(started && process.state() == Process::Running ? 42 : 1);
   }
   EXPECT_TRUE(process.wait(kPatience));
