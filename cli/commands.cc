@@ -7,6 +7,7 @@
 namespace cli {
 
 void AddBase64Command(CLI::App& app);
+void AddDrawCommand(CLI::App& app);
 void AddHitCommand(CLI::App& app);
 void AddInfoCommand(CLI::App& app);
 void AddImageCommand(CLI::App& app);
@@ -22,6 +23,7 @@ namespace {
 void AddCommands(CLI::App& app) {
   app.require_subcommand(1);
   AddBase64Command(app);
+  AddDrawCommand(app);
   AddHitCommand(app);
   AddInfoCommand(app);
   AddImageCommand(app);

@@ -8,15 +8,22 @@
 //   std::unique_ptr<CoreDib> page(ImageDecode(&in));
 //   CoreFileOutputStream out("scan.png");
 //   if (page == nullptr || ImageEncode(page.get(), kCoreImagePng, &out) == 0 || !out.Close()) Complain();
+//
+//   SharedPtr<JsonValue> line = Json::Parse(text, size, nullptr);   // {"Content": "Hello", "DeltaX": 10}
+//   CoreBitmapDevice device(page.get());
+//   if (!DrawTextOnDevice(&device, line)) Complain();
 #pragma once
 
 #include <tovkit/export.h>
+#include <tovkit/json.h>
 
 #include <tovmx/codec.h>
 #include <tovmx/geometry.h>
 
 #include <cstdint>
 #include <string>
+
+class CoreDevice;
 
 namespace tovkit {
 
@@ -75,5 +82,25 @@ TOVKIT_API CoreDib* ImageBinary(const CoreDib* bitmap);
 // False, and both outputs untouched, for a null text, another number of characters after "#", no number at
 // all, two of them or more than four.
 TOVKIT_API bool ParseColor(const char* text, std::uint32_t& color, std::uint32_t& kind);
+
+// Draws one line of text that a JSON object describes:
+//
+//   "Content"             the text, UTF-8
+//   "DeltaX", "DeltaY"    numbers, 0 by default: where the line starts, in device units
+//   "Font"                an object, every key of it optional:
+//     "FontSize"          an integer, points; 26 when it is missing or below 1
+//     "FontName"          a family; "SimSun" when it is missing or empty
+//     "Bold", "Italic"    booleans
+//     "Color"             as ParseColor reads it; black when it is missing, empty or no colour
+//
+// A value of another kind counts as missing. The baseline starts at (DeltaX, DeltaY + FontSize): the points
+// are added as they are, while the em is FontSize / 72 * 96 pixels. The text is always opaque. A colour's
+// kind is not looked at: the eight digits of a CMYK colour are taken for its last three bytes, "#00112233" as
+// red 0x33, green 0x22 and blue 0x11.
+//
+// The device gets DrawText, EndText and Flush, in this order, with a font loader that lives for the call.
+// True when it got them, whatever it made of them. False, and the device not touched, for a null device, an
+// empty handle, and a "Content" that is missing, empty or no string.
+TOVKIT_API bool DrawTextOnDevice(CoreDevice* device, SharedPtr<const JsonValue> description);
 
 }  // namespace tovkit

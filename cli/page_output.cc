@@ -1,0 +1,107 @@
+#include "page_output.h"
+
+#include "command.h"
+#include "output_file.h"
+
+#include <tovmx/codec.h>
+
+#include <algorithm>
+#include <cctype>
+#include <cerrno>
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <memory>
+
+namespace cli {
+
+namespace {
+
+std::string ExtensionOf(const std::string& file) {
+  std::string extension = std::filesystem::path(file).extension().string();
+  std::transform(extension.begin(), extension.end(), extension.begin(),
+                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  return extension;
+}
+
+std::unique_ptr<CoreImageEncoder> EncoderFor(const std::string& extension) {
+  const CoreImageFormat format = CoreImageFormatFromExtension(extension.c_str());
+  return CoreCodecRegistry::Get().GetFactory().CreateEncoder(format);
+}
+
+[[noreturn]] void RefuseSize(const std::string& file, double width, double height, double most) {
+  char text[160];
+  std::snprintf(text, sizeof text, ": a page of %.0f x %.0f is too large; sides go up to %.0f", width, height,
+                most);
+  throw JobError(file + text);
+}
+
+[[noreturn]] void FailToWrite(const std::string& file) {
+  throw JobError(file + ": cannot write: " + std::strerror(errno));
+}
+
+template <typename Device>
+void WriteDocument(const std::string& file, CoreOutputStream& stream, const Page& page,
+                   const std::function<void(CoreDevice&)>& paint) {
+  if (std::max(page.width, page.height) > CoreDocumentDevice::kMaxSide) {
+    RefuseSize(file, page.width, page.height, CoreDocumentDevice::kMaxSide);
+  }
+  Device device(&stream, page.width, page.height);
+  if (page.background >> 24 != 0) device.FillPage(page.background);
+  paint(device);
+  if (!device.Finish()) FailToWrite(file);
+}
+
+void WritePicture(const std::string& file, CoreImageEncoder& encoder, CoreOutputStream& stream,
+                  const Page& page, const std::function<void(CoreDevice&)>& paint) {
+  const double width = std::ceil(page.width * page.dpi / 96.0);
+  const double height = std::ceil(page.height * page.dpi / 96.0);
+  if (std::max(width, height) > CoreBitmapDevice::kMaxSide) {
+    RefuseSize(file, width, height, CoreBitmapDevice::kMaxSide);
+  }
+  CoreDib picture;
+  const std::uint64_t bytes = CoreDib::BytesNeeded(static_cast<int>(width), static_cast<int>(height), 32);
+  if (bytes > CoreCodecRegistry::Get().GetPixelLimit() ||
+      !picture.Create(static_cast<int>(width), static_cast<int>(height), 32)) {
+    throw JobError(file + ": the picture needs " + std::to_string(bytes) + " bytes, which is too much");
+  }
+  // An opaque picture is drawn into at once, without a second one beside it.
+  if (page.background >> 24 == 255) {
+    auto* pixels = reinterpret_cast<std::uint32_t*>(picture.GetBuffer());
+    std::fill_n(pixels, picture.GetBufferSize() / sizeof *pixels, page.background);
+  }
+  picture.SetDpi(page.dpi, page.dpi);
+  CoreBitmapDevice device(&picture, page.dpi);
+  paint(device);
+  if (!device.Flush()) throw JobError(file + ": cannot draw");
+  if (encoder.Encode(&picture, &stream) == 0) {
+    throw JobError(file + ": the format cannot hold the picture, or it cannot be written");
+  }
+}
+
+}  // namespace
+
+void CheckOutputFormat(const std::string& file) {
+  const std::string extension = ExtensionOf(file);
+  if (extension == ".pdf" || extension == ".svg" || EncoderFor(extension) != nullptr) return;
+  throw JobError(file + ": no format that can be written goes by this extension");
+}
+
+void WritePage(const std::string& file, const Page& page, const std::function<void(CoreDevice&)>& paint) {
+  const std::string extension = ExtensionOf(file);
+  OutputFile output(file);
+  CoreFileOutputStream stream(output.path().c_str());
+  if (!stream.IsOpen()) FailToWrite(file);
+  if (extension == ".pdf") {
+    WriteDocument<CorePdfDevice>(file, stream, page, paint);
+  } else if (extension == ".svg") {
+    WriteDocument<CoreSvgDevice>(file, stream, page, paint);
+  } else if (const auto encoder = EncoderFor(extension)) {
+    WritePicture(file, *encoder, stream, page, paint);
+  }
+  if (!stream.Close()) FailToWrite(file);
+  output.Commit();
+}
+
+}  // namespace cli
