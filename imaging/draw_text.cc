@@ -51,6 +51,7 @@ std::uint32_t DeviceColor(const char* text) {
 
 }  // namespace
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): handles are passed by value throughout
 bool DrawTextOnDevice(CoreDevice* device, SharedPtr<const JsonValue> description) {
   if (device == nullptr || !description) return false;
   const char* content = description->GetMemberString("Content", "");
