@@ -7,6 +7,8 @@
 
 #include <algorithm>
 #include <cstring>
+#include <memory>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -152,9 +154,87 @@ bool DrawFrame(GifFile& file, CoreDib& canvas) {
   });
 }
 
+// The background is what lies behind the picture: transparent, whatever colour the file names.
+void Clear(CoreDib& canvas, const Area& area) {
+  for (int y = area.top; y < area.bottom && area.left < area.right; ++y)
+    std::memset(canvas.GetRow(y) + static_cast<std::size_t>(area.left) * 4, 0,
+                static_cast<std::size_t>(area.right - area.left) * 4);
+}
+
+// An animation that is being composed: the canvas as frame number Frame() left it, and the file behind that
+// frame. The next frame goes on from here, so that a walk over all frames reads the file once.
+class GifAnimation {
+ public:
+  explicit GifAnimation(CoreInputStream& stream) : stream_(stream), file_(stream) {}
+
+  // The last frame drawn, -1 before the first.
+  int Frame() const { return frame_; }
+  CoreDib& Canvas() { return canvas_; }
+
+  // False for a file that is none, and for a canvas beyond the limit.
+  bool Start() {
+    if (!file_.IsOpen()) return false;
+    const int width = file_.Get()->SWidth;
+    const int height = file_.Get()->SHeight;
+    return FitsPixelLimit(width, height, 32) && canvas_.Create(width, height, 32);
+  }
+
+  // Draws frames up to number `frame`, which is beyond Frame().
+  bool DrawUpTo(int frame) {
+    if (frame_ >= 0 && !stream_.Seek(position_)) return false;
+    while (frame_ < frame) {
+      if (frame_ >= 0) Dispose();
+      if (file_.Next() != GifFile::Record::kFrame) return false;
+      disposal_ = file_.Control().DisposalMode;
+      area_ = AreaOf(file_.Frame(), canvas_);
+      resumable_ = disposal_ != DISPOSE_PREVIOUS || Keep();
+      if (!resumable_ && frame_ + 1 < frame) return false;
+      if (!DrawFrame(file_, canvas_)) return false;
+      ++frame_;
+    }
+    position_ = stream_.GetPosition();
+    return true;
+  }
+
+  // Whether a later frame can be drawn while the caller has a copy of the canvas.
+  bool CanGoOn() const { return resumable_ && LeavesRoomForACanvas(); }
+
+ private:
+  bool LeavesRoomForACanvas() const {
+    return FitsPixelLimit(canvas_.GetWidth(), canvas_.GetHeight(), 32,
+                          canvas_.GetBufferSize() + kept_.GetBufferSize());
+  }
+
+  bool Keep() {
+    if (kept_.GetBuffer() == nullptr &&
+        !(LeavesRoomForACanvas() && kept_.Create(canvas_.GetWidth(), canvas_.GetHeight(), 32)))
+      return false;
+    std::memcpy(kept_.GetBuffer(), canvas_.GetBuffer(), canvas_.GetBufferSize());
+    return true;
+  }
+
+  // Takes the last frame away as its control block says.
+  void Dispose() {
+    if (disposal_ == DISPOSE_PREVIOUS)
+      std::memcpy(canvas_.GetBuffer(), kept_.GetBuffer(), canvas_.GetBufferSize());
+    if (disposal_ == DISPOSE_BACKGROUND) Clear(canvas_, area_);
+  }
+
+  CoreInputStream& stream_;
+  GifFile file_;
+  CoreDib canvas_;
+  CoreDib kept_;  // what a frame that is taken away again has covered
+  int frame_ = -1;
+  int disposal_ = DISPOSAL_UNSPECIFIED;
+  bool resumable_ = false;  // false when what the last frame covers could not be kept
+  Area area_{};
+  std::uint64_t position_ = 0;  // in the stream, behind the last frame
+};
+
 class GifDecoder final : public CoreImageDecoder {
  private:
   bool ReadInfo(CoreInputStream& stream, CoreImageInfo& info) override {
+    animation_.reset();
     GifFile file(stream);
     if (!file.IsOpen()) return false;
     bool keepsPalette = false;
@@ -177,16 +257,15 @@ class GifDecoder final : public CoreImageDecoder {
   }
 
   bool ReadFrame(CoreInputStream& stream, int frame, CoreDib& bitmap) override {
+    return GetInfo().bitsPerPixel == 8 ? ReadStill(stream, bitmap) : ReadAnimation(stream, frame, bitmap);
+  }
+
+  static bool ReadStill(CoreInputStream& stream, CoreDib& bitmap) {
     GifFile file(stream);
     if (!file.IsOpen()) return false;
     const int width = file.Get()->SWidth;
     const int height = file.Get()->SHeight;
-    const int bits = GetInfo().bitsPerPixel;
-    if (!FitsPixelLimit(width, height, bits) || !bitmap.Create(width, height, bits)) return false;
-    return bits == 8 ? ReadStill(file, bitmap) : Compose(file, frame, bitmap);
-  }
-
-  static bool ReadStill(GifFile& file, CoreDib& bitmap) {
+    if (!FitsPixelLimit(width, height, 8) || !bitmap.Create(width, height, 8)) return false;
     if (file.Next() != GifFile::Record::kFrame || !file.FrameFillsCanvas() || file.Colours() == nullptr)
       return false;
     CopyPalette(file, bitmap);
@@ -195,29 +274,25 @@ class GifDecoder final : public CoreImageDecoder {
     });
   }
 
-  static bool Compose(GifFile& file, int frame, CoreDib& canvas) {
-    CoreDib kept;  // what a frame that is taken away again had covered
-    for (int i = 0;; ++i) {
-      if (file.Next() != GifFile::Record::kFrame) return false;
-      const int disposal = file.Control().DisposalMode;
-      const Area area = AreaOf(file.Frame(), canvas);
-      if (i < frame && disposal == DISPOSE_PREVIOUS) {
-        if (!FitsPixelLimit(canvas.GetWidth(), canvas.GetHeight(), 32, canvas.GetBufferSize())) return false;
-        if (!kept.CopyFrom(canvas)) return false;
-      }
-      if (!DrawFrame(file, canvas)) return false;
-      if (i == frame) return true;
-      if (disposal == DISPOSE_PREVIOUS && !canvas.CopyFrom(kept)) return false;
-      if (disposal == DISPOSE_BACKGROUND) Clear(canvas, area);
+  // The canvas is kept for the frame that follows, if one does and the limit leaves room for a copy.
+  bool ReadAnimation(CoreInputStream& stream, int frame, CoreDib& bitmap) {
+    std::unique_ptr<GifAnimation> animation = std::move(animation_);
+    if (animation == nullptr || animation->Frame() >= frame) {
+      animation = std::make_unique<GifAnimation>(stream);
+      if (!animation->Start()) return false;
     }
+    if (!animation->DrawUpTo(frame)) return false;
+    const bool last = frame + 1 == GetInfo().frameCount;
+    if (last || !animation->CanGoOn()) {
+      bitmap = std::move(animation->Canvas());
+      return true;
+    }
+    if (!bitmap.CopyFrom(animation->Canvas())) return false;
+    animation_ = std::move(animation);
+    return true;
   }
 
-  // The background is what lies behind the picture: transparent, whatever colour the file names.
-  static void Clear(CoreDib& canvas, const Area& area) {
-    for (int y = area.top; y < area.bottom && area.left < area.right; ++y)
-      std::memset(canvas.GetRow(y) + static_cast<std::size_t>(area.left) * 4, 0,
-                  static_cast<std::size_t>(area.right - area.left) * 4);
-  }
+  std::unique_ptr<GifAnimation> animation_;  // null when the next frame has to begin anew
 };
 
 }  // namespace

@@ -8,6 +8,7 @@
 
 #include <cstring>
 #include <memory>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -31,9 +32,59 @@ Bytes ReadFile(CoreInputStream& stream, std::vector<std::uint8_t>& storage) {
   return file.size == size ? file : Bytes{};
 }
 
+// An animation that is being composed, with the file that the library reads from. The next frame goes on from
+// here, so that a walk over all frames decodes each once.
+class WebpAnimation {
+ public:
+  // Reads the file. The stream must outlive the animation when it lies in memory.
+  explicit WebpAnimation(CoreInputStream& stream) : file_(ReadFile(stream, storage_)) {}
+
+  // The last frame drawn, -1 before the first.
+  int Frame() const { return frame_; }
+
+  // False for a file that is none, and for a canvas beyond the limit: the library keeps two of its own beside
+  // the bitmap.
+  bool Start() {
+    WebPAnimDecoderOptions options;
+    if (WebPAnimDecoderOptionsInit(&options) == 0) return false;
+    options.color_mode = MODE_BGRA;
+    const WebPData data{file_.data, file_.size};
+    {
+      const std::unique_ptr<WebPDemuxer, DemuxerDeleter> demuxer(WebPDemux(&data));
+      if (demuxer == nullptr) return false;
+      width_ = static_cast<int>(WebPDemuxGetI(demuxer.get(), WEBP_FF_CANVAS_WIDTH));
+      height_ = static_cast<int>(WebPDemuxGetI(demuxer.get(), WEBP_FF_CANVAS_HEIGHT));
+    }
+    if (!FitsPixelLimit(width_, height_, 32, 2 * CoreDib::BytesNeeded(width_, height_, 32))) return false;
+    library_.reset(WebPAnimDecoderNew(&data, &options));
+    return library_ != nullptr;
+  }
+
+  // Draws frames up to number `frame`, which is beyond Frame(), and copies the canvas.
+  bool Draw(int frame, CoreDib& bitmap) {
+    if (!bitmap.Create(width_, height_, 32)) return false;
+    std::uint8_t* pixels = nullptr;
+    for (; frame_ < frame; ++frame_) {
+      int timestamp = 0;
+      if (WebPAnimDecoderGetNext(library_.get(), &pixels, &timestamp) == 0) return false;
+    }
+    std::memcpy(bitmap.GetBuffer(), pixels, bitmap.GetBufferSize());
+    return true;
+  }
+
+ private:
+  std::vector<std::uint8_t> storage_;
+  Bytes file_;
+  std::unique_ptr<WebPAnimDecoder, AnimationDeleter> library_;
+  int width_ = 0;
+  int height_ = 0;
+  int frame_ = -1;
+};
+
 class WebpDecoder final : public CoreImageDecoder {
  private:
   bool ReadInfo(CoreInputStream& stream, CoreImageInfo& info) override {
+    animation_.reset();
     std::vector<std::uint8_t> storage;
     const Bytes file = ReadFile(stream, storage);
     WebPBitstreamFeatures features;
@@ -43,23 +94,28 @@ class WebpDecoder final : public CoreImageDecoder {
     info.bitsPerPixel = features.has_alpha != 0 || features.has_animation != 0 ? 32 : 24;
     info.fileBitsPerPixel = features.has_alpha != 0 ? 32 : 24;
     info.frameCount = 1;
+    animated_ = false;
     if (features.has_animation == 0) return true;
 
     const WebPData data{file.data, file.size};
     const std::unique_ptr<WebPDemuxer, DemuxerDeleter> demuxer(WebPDemux(&data));
     if (demuxer == nullptr) return false;
     info.frameCount = static_cast<int>(WebPDemuxGetI(demuxer.get(), WEBP_FF_FRAME_COUNT));
-    return info.frameCount > 0;
+    animated_ = info.frameCount > 0;
+    return animated_;
   }
 
   bool ReadFrame(CoreInputStream& stream, int frame, CoreDib& bitmap) override {
+    return animated_ ? ReadAnimation(stream, frame, bitmap) : ReadStill(stream, bitmap);
+  }
+
+  static bool ReadStill(CoreInputStream& stream, CoreDib& bitmap) {
     std::vector<std::uint8_t> storage;
     const Bytes file = ReadFile(stream, storage);
     WebPDecoderConfig config;
     if (WebPInitDecoderConfig(&config) == 0) return false;
     if (WebPGetFeatures(file.data, file.size, &config.input) != VP8_STATUS_OK) return false;
-    if (config.input.has_animation != 0) return ReadAnimation(file, frame, bitmap);
-
+    if (config.input.has_animation != 0) return false;
     const bool alpha = config.input.has_alpha != 0;
     const int bits = alpha ? 32 : 24;
     if (!FitsPixelLimit(config.input.width, config.input.height, bits)) return false;
@@ -74,32 +130,19 @@ class WebpDecoder final : public CoreImageDecoder {
     return decoded;
   }
 
-  // The library keeps two canvases of its own beside the bitmap.
-  static bool ReadAnimation(const Bytes& file, int frame, CoreDib& bitmap) {
-    WebPAnimDecoderOptions options;
-    if (WebPAnimDecoderOptionsInit(&options) == 0) return false;
-    options.color_mode = MODE_BGRA;
-    const WebPData data{file.data, file.size};
-    int width = 0;
-    int height = 0;
-    {
-      const std::unique_ptr<WebPDemuxer, DemuxerDeleter> demuxer(WebPDemux(&data));
-      if (demuxer == nullptr) return false;
-      width = static_cast<int>(WebPDemuxGetI(demuxer.get(), WEBP_FF_CANVAS_WIDTH));
-      height = static_cast<int>(WebPDemuxGetI(demuxer.get(), WEBP_FF_CANVAS_HEIGHT));
+  bool ReadAnimation(CoreInputStream& stream, int frame, CoreDib& bitmap) {
+    std::unique_ptr<WebpAnimation> animation = std::move(animation_);
+    if (animation == nullptr || animation->Frame() >= frame) {
+      animation = std::make_unique<WebpAnimation>(stream);
+      if (!animation->Start()) return false;
     }
-    const std::uint64_t canvas = CoreDib::BytesNeeded(width, height, 32);
-    if (!FitsPixelLimit(width, height, 32, 2 * canvas)) return false;
-    const std::unique_ptr<WebPAnimDecoder, AnimationDeleter> animation(WebPAnimDecoderNew(&data, &options));
-    if (animation == nullptr || !bitmap.Create(width, height, 32)) return false;
-    std::uint8_t* pixels = nullptr;
-    for (int i = 0; i <= frame; ++i) {
-      int timestamp = 0;
-      if (WebPAnimDecoderGetNext(animation.get(), &pixels, &timestamp) == 0) return false;
-    }
-    std::memcpy(bitmap.GetBuffer(), pixels, bitmap.GetBufferSize());
+    if (!animation->Draw(frame, bitmap)) return false;
+    if (frame + 1 < GetInfo().frameCount) animation_ = std::move(animation);
     return true;
   }
+
+  bool animated_ = false;
+  std::unique_ptr<WebpAnimation> animation_;  // null when the next frame has to begin anew
 };
 
 }  // namespace

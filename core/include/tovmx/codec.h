@@ -95,9 +95,11 @@ class TOVMX_API CoreImageDecoder {
 
   // Decodes frame number `frame`, counted from 0, and scales it to that many pixels; a width or height of 0
   // means the frame's own, or what keeps the proportions when only one is 0. Frames of an animation are
-  // composed as they are shown. Null for a frame that is not there, a negative size, content that is broken
-  // or ends early, a bitmap beyond the registry's pixel limit, and before an Open that succeeded. Rows come
-  // as the file stores them; an orientation noted in the file is not applied.
+  // composed as they are shown; asked for in order they are decoded once each, while a step back begins anew,
+  // and until the last one the decoder keeps up to two canvases (as far as the pixel limit leaves room). Null
+  // for a frame that is not there, a negative size, content that is broken or ends early, a bitmap beyond the
+  // registry's pixel limit, and before an Open that succeeded. Rows come as the file stores them; an
+  // orientation noted in the file is not applied.
   std::unique_ptr<CoreDib> GetBitmap(int frame, int width, int height);
 
  protected:
