@@ -15,6 +15,16 @@
 
 namespace image {
 
+inline constexpr CoreImageFormat kFormats[] = {kCoreImagePng,  kCoreImageJpeg,     kCoreImageTiff,
+                                               kCoreImageWebp, kCoreImageJpeg2000, kCoreImageBmp,
+                                               kCoreImageGif};
+
+// Names the instances of a test that runs once for each format.
+inline std::string FormatTestName(const testing::TestParamInfo<CoreImageFormat>& format) {
+  const std::string name = CoreImageFormatName(format.param);
+  return name == "JPEG 2000" ? "JPEG2000" : name;
+}
+
 // Smooth with a little noise; alpha, if any, runs over all values.
 inline CoreDib MakePicture(int width, int height, int bits, unsigned seed = 1) {
   CoreDib dib;
