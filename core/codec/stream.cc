@@ -50,7 +50,17 @@ bool CoreMemoryOutputStream::Write(const void* from, std::size_t size) {
   return true;
 }
 
-CoreFileInputStream::CoreFileInputStream(const char* path) : file_(std::fopen(path, "rbe")) {
+namespace {
+
+std::FILE* OpenFile(const char* path, const char* mode) {
+  if (path != nullptr) return std::fopen(path, mode);
+  errno = EINVAL;
+  return nullptr;
+}
+
+}  // namespace
+
+CoreFileInputStream::CoreFileInputStream(const char* path) : file_(OpenFile(path, "rbe")) {
   if (file_ == nullptr) return;
   if (fseeko(file_, 0, SEEK_END) == 0) {
     const off_t end = ftello(file_);
@@ -86,7 +96,7 @@ bool CoreFileInputStream::Seek(std::uint64_t position) {
 std::uint64_t CoreFileInputStream::GetPosition() const { return position_; }
 std::uint64_t CoreFileInputStream::GetSize() const { return size_; }
 
-CoreFileOutputStream::CoreFileOutputStream(const char* path) : file_(std::fopen(path, "wbe")) {}
+CoreFileOutputStream::CoreFileOutputStream(const char* path) : file_(OpenFile(path, "wbe")) {}
 
 CoreFileOutputStream::~CoreFileOutputStream() {
   if (file_ != nullptr) std::fclose(file_);

@@ -4,9 +4,16 @@
 #include <gtest/gtest.h>
 
 #include <climits>
+#include <stdexcept>
 #include <thread>
 #include <utility>
 #include <vector>
+
+// The sanitizers' allocators end the process for a request that no machine grants, unless told otherwise.
+// NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
+extern "C" const char* __asan_default_options() { return "allocator_may_return_null=1"; }
+extern "C" const char* __tsan_default_options() { return "allocator_may_return_null=1"; }
+// NOLINTEND(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
 
 namespace {
 
@@ -70,6 +77,58 @@ TEST(CoreArray, RefusesASizeThatMemoryCannotHold) {
   CoreArray<Large> array;
   EXPECT_FALSE(array.SetSize(INT_MAX));
   EXPECT_EQ(array.GetSize(), 0);
+}
+
+// Copies while it is allowed to, and counts those that are alive.
+struct Fragile {
+  Fragile(int* left, int* living) : copiesLeft(left), alive(living) { ++*alive; }
+  Fragile(const Fragile& other) : copiesLeft(other.copiesLeft), alive(other.alive) {
+    if ((*copiesLeft)-- == 0) throw std::runtime_error("no more copies");
+    ++*alive;
+  }
+  Fragile(Fragile&& other) noexcept : copiesLeft(other.copiesLeft), alive(other.alive) { ++*alive; }
+  Fragile& operator=(const Fragile&) = delete;
+  ~Fragile() { --*alive; }
+  int* copiesLeft;
+  int* alive;
+};
+
+TEST(CoreArray, AnElementThatThrowsLeavesTheArrayAsItWas) {
+  int alive = 0;
+  for (int allowed = 0; allowed < 12; ++allowed) {
+    int copiesLeft = allowed;
+    const Fragile value(&copiesLeft, &alive);
+    CoreArray<Fragile> array;
+    EXPECT_THROW(
+        {
+          for (;;) array.Add(value);
+        },
+        std::runtime_error);
+    EXPECT_EQ(array.GetSize(), allowed);
+    EXPECT_EQ(alive, allowed + 1);
+  }
+  EXPECT_EQ(alive, 0);
+}
+
+TEST(CoreArray, ACopyWhoseElementThrowsLeavesNothingBehind) {
+  int alive = 0;
+  {
+    int copiesLeft = 5;
+    CoreArray<Fragile> array;
+    for (int i = 0; i < 5; ++i) array.Add(Fragile(&copiesLeft, &alive));
+    copiesLeft = 3;
+    EXPECT_THROW(CoreArray<Fragile>{array}, std::runtime_error);
+    EXPECT_EQ(alive, 5);
+  }
+  EXPECT_EQ(alive, 0);
+}
+
+TEST(CoreArray, StaysAtItsSizeWhenTheNextStepWouldPassTheLargestInt) {
+  struct Nothing {};
+  CoreArray<Nothing> array(INT_MAX);
+  ASSERT_TRUE(array.SetSize(1));
+  EXPECT_FALSE(array.Add({}));
+  EXPECT_EQ(array.GetSize(), 1);
 }
 
 TEST(CoreArray, CopiesAreIndependent) {

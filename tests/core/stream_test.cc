@@ -1,6 +1,9 @@
 #include <tovmx/stream.h>
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstdio>
@@ -99,6 +102,35 @@ TEST(CoreFileInputStream, AFileThatIsNotThereIsEmpty) {
   EXPECT_EQ(in.Read(&got, 1), 0u);
   EXPECT_EQ(in.GetSize(), 0u);
   EXPECT_FALSE(in.Seek(0));
+}
+
+TEST(FileStreams, ANullPathCannotBeOpened) {
+  errno = 0;
+  CoreFileInputStream in(nullptr);
+  EXPECT_EQ(errno, EINVAL);
+  EXPECT_FALSE(in.IsOpen());
+  EXPECT_EQ(in.GetSize(), 0u);
+  CoreFileOutputStream out(nullptr);
+  EXPECT_FALSE(out.IsOpen());
+  EXPECT_FALSE(out.Write("x", 1));
+}
+
+TEST(CoreFileInputStream, APipeIsEmpty) {
+  const std::string path = testing::TempDir() + "tovmx_pipe_" + std::to_string(getpid());
+  ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+  const int both = open(path.c_str(), O_RDWR | O_CLOEXEC);  // so that opening to read does not wait
+  ASSERT_GE(both, 0);
+  EXPECT_EQ(write(both, "abc", 3), 3);
+  {
+    CoreFileInputStream in(path.c_str());
+    char got = 0;
+    EXPECT_TRUE(in.IsOpen());
+    EXPECT_EQ(in.GetSize(), 0u);
+    EXPECT_EQ(in.Read(&got, 1), 0u);
+    EXPECT_TRUE(in.HasFailed());
+  }
+  close(both);
+  std::remove(path.c_str());
 }
 
 TEST(CoreFileInputStream, ADirectoryFailsToRead) {

@@ -5,6 +5,7 @@
 
 #include <climits>
 #include <cstring>
+#include <iterator>
 #include <utility>
 
 namespace {
@@ -100,16 +101,25 @@ TEST(CoreString, CopiesAreIndependentAndMovedFromTextsStayUsable) {
   EXPECT_STREQ(b.c_str(), "two");
 }
 
-TEST(CoreStringList, KeepsOrderAndDuplicates) {
-  CoreStringList<CoreString> names;
-  names.Add("b");
-  names.Add("a");
-  names.Add("b");
-  ASSERT_EQ(names.GetCount(), 3);
-  EXPECT_STREQ(names.GetAt(0).c_str(), "b");
-  EXPECT_STREQ(names.GetAt(2).c_str(), "b");
+template <typename S>
+void ExpectOrderAndDuplicates(const S& a, const S& b) {
+  CoreStringList<S> names;
+  EXPECT_TRUE(names.IsEmpty());
+  for (const S& name : {b, a, b, S()}) names.Add(name);
+  ASSERT_EQ(names.GetCount(), 4);
+  EXPECT_EQ(names.GetAt(0), b);
+  EXPECT_EQ(names.GetAt(1), a);
+  EXPECT_EQ(names.GetAt(2), b);
+  EXPECT_TRUE(names.GetAt(3).IsEmpty());
+  EXPECT_EQ(std::distance(names.begin(), names.end()), 4);
   names.Clear();
   EXPECT_TRUE(names.IsEmpty());
+  EXPECT_EQ(names.GetCount(), 0);
+}
+
+TEST(CoreStringList, KeepsOrderAndDuplicatesInBothWidths) {
+  ExpectOrderAndDuplicates<CoreString>("a", "b");
+  ExpectOrderAndDuplicates<CoreWideString>(L"a", L"\x1f600");
 }
 
 }  // namespace

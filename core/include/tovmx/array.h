@@ -3,8 +3,9 @@
 // Every operation takes the array's mutex; Lock() holds it over several. With growth step 0 the array grows
 // by 4 elements below 32, by size / 8 below 8,200 and by 1,024 beyond; another step is used as it is. The
 // steps are a contract: memory stays close to the size, and appending n elements one at a time costs n /
-// 1,024 reallocations. Growing never throws: Add and SetSize answer false when memory is short and leave the
-// array as it was.
+// 1,024 reallocations. Add and SetSize answer false when memory for the array is short and leave it as it
+// was; what an element's own constructor throws goes on to the caller. A copy that finds no memory throws
+// std::bad_alloc.
 //
 // Thread-safety: single operations are serialised; a reference from operator[] or GetData() is not protected
 // by anything but Lock().
@@ -29,7 +30,7 @@ class CoreArray {
   // counts as 0.
   explicit CoreArray(int growth = 0) noexcept : growth_(growth < 0 ? 0 : growth) {}
 
-  CoreArray(const CoreArray& other) : growth_(other.growth_) { CopyFrom(other); }
+  CoreArray(const CoreArray& other) : CoreArray(other.growth_) { CopyFrom(other); }
   CoreArray& operator=(const CoreArray& other) {
     if (this != &other) {
       CoreArray copy(other);
@@ -103,13 +104,15 @@ class CoreArray {
   bool Emplace(Value&& value) {
     const auto guard = Lock();
     if (size_ < capacity_) {
-      new (data_ + size_++) T(std::forward<Value>(value));
+      new (data_ + size_) T(std::forward<Value>(value));
+      ++size_;
       return true;
     }
     if (size_ > INT_MAX - Step()) return false;
     T kept(std::forward<Value>(value));  // before its home may move
     if (!Reallocate(size_ + Step())) return false;
-    new (data_ + size_++) T(std::move(kept));
+    new (data_ + size_) T(std::move(kept));
+    ++size_;
     return true;
   }
 

@@ -92,7 +92,8 @@ class TOVMX_API CoreMemoryOutputStream final : public CoreOutputStream {
   std::size_t capacity_ = 0;
 };
 
-// Reads a file. A file that cannot be opened, and one that cannot be sought in (a pipe), is an empty stream.
+// Reads a file. A file that cannot be opened (a null path is none), and one that cannot be sought in (a
+// pipe), is an empty stream.
 class TOVMX_API CoreFileInputStream final : public CoreInputStream {
  public:
   // `path` is in the local encoding.
@@ -118,7 +119,7 @@ class TOVMX_API CoreFileInputStream final : public CoreInputStream {
 };
 
 // Writes a file from its start, creating it or dropping what it held. Bytes are buffered: only a Close that
-// gives true promises that the system took them all.
+// gives true promises that the system took them all. A null path is a file that cannot be opened.
 class TOVMX_API CoreFileOutputStream final : public CoreOutputStream {
  public:
   // `path` is in the local encoding.
