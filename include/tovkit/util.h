@@ -68,9 +68,9 @@ TOVKIT_API std::string MakeTimeName(const char* prefix, const char* suffix);
 
 // ---- Base64
 //
-// RFC 4648: the standard alphabet, "=" padding, no line breaks. The results are containers of bytes: GetLength
-// tells their size. Both throw std::length_error for a result that a core string cannot hold. A null input,
-// and a negative `len` other than the decoder's -1, count as empty.
+// RFC 4648: the standard alphabet, "=" padding, no line breaks. The results are containers of bytes:
+// GetLength tells their size. Both throw std::length_error for a result that a core string cannot hold. A
+// null input, and a negative `len` other than the decoder's -1, count as empty.
 
 // The text of the `len` bytes at `data`.
 TOVKIT_API CoreString Base64Encode(const unsigned char* data, int len);

@@ -4,9 +4,10 @@
 // is skipped and nothing is shared with the shipped code, so that the two can be compared. The fuzz target
 // for hit tests uses it too.
 //
-// Precision, decided once for both: coordinates, curve parameters and distances are float. Double are the weights
-// and sums of a cubic curve, the product that gives t2, the comparisons with 0.0001 and 0.000001, and all of the
-// conversion of an arc but the turn reduction of its rotation, which is float; the points it appends are float.
+// Precision, decided once for both: coordinates, curve parameters and distances are float. Double are the
+// weights and sums of a cubic curve, the product that gives t2, the comparisons with 0.0001 and 0.000001, and
+// all of the conversion of an arc but the turn reduction of its rotation, which is float; the points it
+// appends are float.
 #pragma once
 
 #include <tovmx/array.h>
