@@ -71,8 +71,8 @@ class TOVKIT_API Thread {
   // True from start() until run() has ended and wait() was signalled. Any thread may ask.
   bool isRunning() const;
 
-  // The id of the thread that was started last; 0 before the first. The body may ask from its beginning, other
-  // threads once start() has returned.
+  // The id of the thread that was started last; 0 before the first. The body may ask from its beginning,
+  // other threads once start() has returned.
   pthread_t tid() const;
 
   // What the POSIX thread executes; `thread` is the Thread. Always null.
@@ -397,10 +397,10 @@ class TOVKIT_API ProcessMonitor {
   // Samples every monitored record once a second, for ever, and prints to standard output
   //   "proc:%s,pId:%ld,mem:%ld greater than max_mem:%ld\n"              above the limit, on every pass
   //   "proc:%s,pId:%ld,mem:%ld,%d second memery add %ldkb\n"            growth since the pass before
-  // Each pass counts as a sample, so growth is printed on every pass for an interval of 1. For a longer one it
-  // is printed on the first pass over a record, whose lastTime is 0, and after that only when a pass comes that
-  // many seconds late. A process that cannot be read counts with the number read just before it in the same
-  // pass, or 0. Nothing is flushed: give standard output the buffering you need.
+  // Each pass counts as a sample, so growth is printed on every pass for an interval of 1. For a longer one
+  // it is printed on the first pass over a record, whose lastTime is 0, and after that only when a pass comes
+  // that many seconds late. A process that cannot be read counts with the number read just before it in the
+  // same pass, or 0. Nothing is flushed: give standard output the buffering you need.
   [[noreturn]] void monitorLoop();
 
  private:
