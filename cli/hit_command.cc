@@ -1,12 +1,10 @@
 // tovkit hit: asks whether a point touches a path, or draws what does.
 #include "command.h"
 #include "hit_map.h"
-#include "output_file.h"
+#include "picture_output.h"
 #include "svg_path.h"
 
 #include <tovkit/geometry.h>
-#include <tovmx/codec.h>
-#include <tovmx/stream.h>
 
 #include <cerrno>
 #include <charconv>
@@ -88,12 +86,7 @@ void DrawMap(const HitOptions& options) {
   CoreDib map;
   if (!DrawHitMap(path, options.tolerance, options.size, map))
     throw JobError(options.map + ": not enough memory");
-  OutputFile target(options.map);
-  CoreFileOutputStream out(target.path().c_str());
-  const auto encoder = CoreCodecRegistry::Get().GetFactory().CreateEncoder(kCoreImagePng);
-  if (encoder->Encode(&map, &out) == 0 || !out.Close())
-    throw JobError(options.map + ": cannot write the file");
-  target.Commit();
+  WritePicture(options.map, kCoreImagePng, 0, map);
 }
 
 }  // namespace

@@ -1,6 +1,6 @@
 // tovkit image: converts pictures between formats, blanks rectangles in them and says what they are.
 #include "command.h"
-#include "output_file.h"
+#include "picture_output.h"
 
 #include <tovkit/imaging.h>
 
@@ -108,23 +108,6 @@ void PrintInfo(CoreImageFormat format, const CoreImageInfo& info) {
   }
 }
 
-void Write(const CoreDib& bitmap, const ImageOptions& options) {
-  OutputFile target(options.out);
-  CoreFileOutputStream stream(target.path().c_str());
-  if (!stream.IsOpen()) throw JobError(options.out + ": " + std::strerror(errno));
-  const CoreImageFormat format = FormatOf(options.out);
-  const auto encoder = CoreCodecRegistry::Get().GetFactory().CreateEncoder(format);
-  encoder->SetQuality(options.quality);
-  const bool encoded = encoder->Encode(&bitmap, &stream) != 0;
-  if (!stream.Close()) throw JobError(options.out + ": " + std::strerror(errno));
-  if (!encoded) {
-    throw JobError(options.out + ": " + CoreImageFormatName(format) + " cannot hold a picture of " +
-                   std::to_string(bitmap.GetWidth()) + " x " + std::to_string(bitmap.GetHeight()) +
-                   " pixels");
-  }
-  target.Commit();
-}
-
 void Image(const ImageOptions& options) {
   Input input(options.in);
   const CoreImageFormat format = CoreDetectImageFormat(input.stream());
@@ -147,7 +130,7 @@ void Image(const ImageOptions& options) {
     CoreRect rect;
     if (ParseRectangle(text, rect)) tovkit::DeleteRectDib(bitmap.get(), rect);
   }
-  Write(*bitmap, options);
+  WritePicture(options.out, FormatOf(options.out), options.quality, *bitmap);
 }
 
 std::string CheckRectangle(const std::string& text) {

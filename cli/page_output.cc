@@ -2,6 +2,7 @@
 
 #include "command.h"
 #include "output_file.h"
+#include "picture_output.h"
 
 #include <tovmx/codec.h>
 
@@ -25,9 +26,10 @@ std::string ExtensionOf(const std::string& file) {
   return extension;
 }
 
-std::unique_ptr<CoreImageEncoder> EncoderFor(const std::string& extension) {
+// Unknown for a format that can only be read, too.
+CoreImageFormat WritableFormat(const std::string& extension) {
   const CoreImageFormat format = CoreImageFormatFromExtension(extension.c_str());
-  return CoreCodecRegistry::Get().GetFactory().CreateEncoder(format);
+  return CoreCodecRegistry::Get().GetFactory().CreateEncoder(format) != nullptr ? format : kCoreImageUnknown;
 }
 
 [[noreturn]] void RefuseSize(const std::string& file, double width, double height, double most) {
@@ -53,8 +55,8 @@ void WriteDocument(const std::string& file, CoreOutputStream& stream, const Page
   if (!device.Finish()) FailToWrite(file);
 }
 
-void WritePicture(const std::string& file, CoreImageEncoder& encoder, CoreOutputStream& stream,
-                  const Page& page, const std::function<void(CoreDevice&)>& paint) {
+void WriteBitmap(const std::string& file, CoreImageFormat format, CoreFileOutputStream& stream,
+                 const Page& page, const std::function<void(CoreDevice&)>& paint) {
   const double width = std::ceil(page.width * page.dpi / 96.0);
   const double height = std::ceil(page.height * page.dpi / 96.0);
   if (std::max(width, height) > CoreBitmapDevice::kMaxSide) {
@@ -75,16 +77,14 @@ void WritePicture(const std::string& file, CoreImageEncoder& encoder, CoreOutput
   CoreBitmapDevice device(&picture, page.dpi);
   paint(device);
   if (!device.Flush()) throw JobError(file + ": cannot draw");
-  if (encoder.Encode(&picture, &stream) == 0) {
-    throw JobError(file + ": the format cannot hold the picture, or it cannot be written");
-  }
+  WritePicture(file, format, 0, picture, stream);
 }
 
 }  // namespace
 
 void CheckOutputFormat(const std::string& file) {
   const std::string extension = ExtensionOf(file);
-  if (extension == ".pdf" || extension == ".svg" || EncoderFor(extension) != nullptr) return;
+  if (extension == ".pdf" || extension == ".svg" || WritableFormat(extension) != kCoreImageUnknown) return;
   throw JobError(file + ": no format that can be written goes by this extension");
 }
 
@@ -97,10 +97,10 @@ void WritePage(const std::string& file, const Page& page, const std::function<vo
     WriteDocument<CorePdfDevice>(file, stream, page, paint);
   } else if (extension == ".svg") {
     WriteDocument<CoreSvgDevice>(file, stream, page, paint);
-  } else if (const auto encoder = EncoderFor(extension)) {
-    WritePicture(file, *encoder, stream, page, paint);
+  } else if (const CoreImageFormat format = WritableFormat(extension); format != kCoreImageUnknown) {
+    WriteBitmap(file, format, stream, page, paint);
   }
-  if (!stream.Close()) FailToWrite(file);
+  if (stream.IsOpen() && !stream.Close()) FailToWrite(file);
   output.Commit();
 }
 

@@ -87,7 +87,8 @@ TEST(HitCommand, TroubleIsOneLineWithTheFile) {
       {{"hit", "/dev/null", "--map", scratch.path() + "/x.png"}, "/dev/null: the path is empty"},
       {{"hit", kPaths + "u.svgpath", "--map", scratch.path() + "/no/x.png"},
        scratch.path() + "/no/x.png: cannot create the file: No such file or directory"},
-      {{"hit", kPaths + "u.svgpath", "--map", "/dev/full"}, "/dev/full: cannot write the file"},
+      {{"hit", kPaths + "u.svgpath", "--map", "/dev/full"},
+       "/dev/full: cannot write: No space left on device"},
   };
   for (const Case& c : cases) {
     const CommandResult result = RunCommand(c.arguments);
@@ -154,26 +155,70 @@ TEST(HitCommand, MapsOfExtremePaths) {
   }
 }
 
-TEST(HitCommand, ProgressIsShownOnATerminalWithoutColourWhenAsked) {
-  const ScratchDir scratch;
-  for (const bool colour : {true, false}) {
-    const int terminal = posix_openpt(O_RDWR | O_NOCTTY);
-    ASSERT_GE(terminal, 0);
-    grantpt(terminal);
-    unlockpt(terminal);
-    const int side = open(ptsname(terminal), O_RDWR | O_NOCTTY);
-    ASSERT_GE(side, 0);
-    // A map that takes minutes; the command is stopped as soon as the bar has been seen.
+namespace {
+
+// The two ends of a terminal.
+struct Terminal {
+  Terminal() : ours(posix_openpt(O_RDWR | O_NOCTTY)) {
+    EXPECT_GE(ours, 0);
+    grantpt(ours);
+    unlockpt(ours);
+    theirs = open(ptsname(ours), O_RDWR | O_NOCTTY);
+    EXPECT_GE(theirs, 0);
+  }
+  ~Terminal() {
+    HangUp();
+    close(ours);
+  }
+  Terminal(const Terminal&) = delete;
+  Terminal& operator=(const Terminal&) = delete;
+
+  // Starts the map of a spiral with the terminal as its standard error, which then is the command's alone.
+  pid_t StartMap(const std::string& file, int size, const Environment& environment = {}) {
     const pid_t child =
-        StartCommand({"hit", kPaths + "spiral.svgpath", "--map", "/dev/null", "--size", "8192"}, STDIN_FILENO,
-                     STDOUT_FILENO, side, {{"NO_COLOR", colour ? "" : "1"}});
-    close(side);
+        StartCommand({"hit", kPaths + "spiral.svgpath", "--map", file, "--size", std::to_string(size)},
+                     STDIN_FILENO, STDOUT_FILENO, theirs, environment);
+    HangUp();
+    return child;
+  }
+  void HangUp() {
+    if (theirs >= 0) close(theirs);
+    theirs = -1;
+  }
+
+  int ours;
+  int theirs = -1;
+};
+
+}  // namespace
+
+TEST(HitCommand, ProgressIsShownOnATerminalWithoutColourWhenAsked) {
+  for (const bool colour : {true, false}) {
+    Terminal terminal;
+    // A map that takes minutes; the command is stopped as soon as the bar has been seen.
+    const pid_t child = terminal.StartMap("/dev/null", 8192, {{"NO_COLOR", colour ? "" : "1"}});
     std::string shown;
-    for (char c = 0; shown.find('%') == std::string::npos && read(terminal, &c, 1) == 1;) shown += c;
+    for (char c = 0; shown.find('%') == std::string::npos && read(terminal.ours, &c, 1) == 1;) shown += c;
     kill(child, SIGKILL);
     waitpid(child, nullptr, 0);
-    close(terminal);
     EXPECT_EQ(shown.rfind("\rmap [", 0), 0u) << shown;
     EXPECT_EQ(shown.find("\033[32m") != std::string::npos, colour);
   }
+}
+
+// A machine may be too fast for a bar, so the map grows until one was shown.
+TEST(HitCommand, ProgressIsClearedWhenTheMapIsDone) {
+  std::string shown;
+  for (int size = 512; shown.empty() && size <= 8192; size *= 2) {
+    Terminal terminal;
+    const pid_t child = terminal.StartMap("/dev/null", size);
+    for (char c = 0; read(terminal.ours, &c, 1) == 1;) shown += c;
+    int status = -1;
+    waitpid(child, &status, 0);
+    EXPECT_EQ(status, 0);
+  }
+  EXPECT_EQ(shown.rfind("\rmap [", 0), 0u) << shown;
+  const std::string cleared = "\r\033[K";
+  ASSERT_GT(shown.size(), cleared.size());
+  EXPECT_EQ(shown.substr(shown.size() - cleared.size()), cleared);
 }

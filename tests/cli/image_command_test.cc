@@ -171,7 +171,7 @@ TEST_F(ImageCommand, AFullDiskIsReported) {
   for (const char* extension : {"png", "jpg", "tif", "webp", "jp2", "bmp"}) {
     const std::string out = Path("full." + std::string(extension));
     ASSERT_EQ(symlink("/dev/full", out.c_str()), 0);
-    ExpectFailure(Image({in_, "-o", out}), out + ": No space left on device");
+    ExpectFailure(Image({in_, "-o", out}), out + ": cannot write: No space left on device");
   }
 }
 
