@@ -36,13 +36,11 @@ namespace tovkit {
 //   once. It is neither the even-odd nor the winding rule: a point in the hole of a ring is inside, a point
 //   in an open U is not.
 // - A point that is outside a curve's control-point box in both x and y never hits that curve, however large
-// the
-//   tolerance is.
+//   the tolerance is.
 // - A point exactly level with a horizontal edge, or exactly above or below a vertical one, hits it at any
 //   distance. A sloping edge is hit within 1.41 times the tolerance, measured along an axis.
 // - A ray that meets a curve exactly at a sample, or between the two neighbouring samples that are farthest
-// apart,
-//   does not cross it. The centre of a circle made of four quarters is not inside.
+//   apart, does not cross it. The centre of a circle made of four quarters is not inside.
 // - A curve is sampled at 51 points and refined near the nearest one. Points of a long curve that lie between
 //   two samples can be missed by a tolerance much smaller than their spacing.
 //
