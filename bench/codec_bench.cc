@@ -1,6 +1,8 @@
 // Encoding and decoding a 24-bit picture of 1024 x 768 in memory, beside the codec library called directly
-// with the same settings. BMP has no library; its peer is a memcpy of the pixels.
+// with the same settings, and beside Qt, ImageMagick and Pillow. BMP has no library; its bound is a memcpy of
+// the pixels.
 #include "codec_direct.h"
+#include "codec_peers.h"
 
 #include <tovmx/codec.h>
 
@@ -82,6 +84,32 @@ void DecodeDirect(benchmark::State& state, CoreImageFormat format,
   for (auto _ : state) benchmark::DoNotOptimize(decode(bytes, kWidth, kHeight));
 }
 
+std::string Encoded(CoreImageFormat format, int quality) {
+  const auto encoder = CoreCodecRegistry::Get().GetFactory().CreateEncoder(format);
+  encoder->SetQuality(quality);
+  CoreMemoryOutputStream file;
+  encoder->Encode(&Dib(), &file);
+  return {reinterpret_cast<const char*>(file.GetData()), static_cast<std::size_t>(file.GetSize())};
+}
+
+void EncodePeer(benchmark::State& state, peers::Encode (*make)(const direct::Picture&, const std::string&),
+                const std::string& format) {
+  const peers::Encode encode = make(Picture(), format);
+  for (auto _ : state) {
+    const std::size_t size = encode();
+    if (size == 0) state.SkipWithError("not encoded");
+    benchmark::DoNotOptimize(size);
+  }
+}
+
+void DecodePeer(benchmark::State& state, peers::Decode (*make)(const std::string&, const std::string&),
+                CoreImageFormat kind, const std::string& format) {
+  const peers::Decode decode = make(Encoded(kind, 0), format);
+  for (auto _ : state) {
+    if (!decode()) state.SkipWithError("not decoded");
+  }
+}
+
 void CopyPixels(benchmark::State& state) {
   for (auto _ : state) {
     const direct::Picture copy(kWidth, kHeight);
@@ -128,5 +156,48 @@ BENCHMARK_CAPTURE(DecodeDirect, jp2, kCoreImageJpeg2000, direct::DecodeJpeg2000)
 BENCHMARK_CAPTURE(EncodeTovkit, bmp, kCoreImageBmp, 0)->Name("codec/encode_bmp/tovkit");
 BENCHMARK_CAPTURE(DecodeTovkit, bmp, kCoreImageBmp)->Name("codec/decode_bmp/tovkit");
 BENCHMARK(CopyPixels)->Name("codec/decode_bmp/memcpy");
+
+struct Peer {
+  const char* who;
+  peers::Encode (*encode)(const direct::Picture&, const std::string&);
+  peers::Decode (*decode)(const std::string&, const std::string&);
+};
+
+struct Job {
+  const char* name;
+  const char* format;
+  CoreImageFormat kind;
+};
+
+// What a library cannot do with like settings, or not at all, is left out.
+bool IsLeftOut(const std::string& who, const std::string& format, bool encodes) {
+  if (format != "JPEG2000") return false;
+  return who == "qt" || (who == "imagemagick" && encodes);
+}
+
+const bool kPeersRegistered = [] {
+  constexpr Peer kPeers[] = {{"qt", peers::QtEncoder, peers::QtDecoder},
+                             {"imagemagick", peers::ImageMagickEncoder, peers::ImageMagickDecoder},
+                             {"pillow", peers::PillowEncoder, peers::PillowDecoder}};
+  constexpr Job kJobs[] = {{"png", "PNG", kCoreImagePng},
+                           {"jpeg", "JPEG", kCoreImageJpeg},
+                           {"tiff", "TIFF", kCoreImageTiff},
+                           {"webp_lossy", "WEBP", kCoreImageWebp},
+                           {"webp", "WEBP_LOSSLESS", kCoreImageWebp},
+                           {"jpeg2000", "JPEG2000", kCoreImageJpeg2000},
+                           {"bmp", "BMP", kCoreImageBmp}};
+  for (const Job& job : kJobs) {
+    const std::string format = job.format;
+    for (const Peer& peer : kPeers) {
+      const std::string tail = std::string(job.name) + "/" + peer.who;
+      if (!IsLeftOut(peer.who, format, true))
+        benchmark::RegisterBenchmark(("codec/encode_" + tail).c_str(), EncodePeer, peer.encode, format);
+      if (!IsLeftOut(peer.who, format, false) && format != "WEBP")
+        benchmark::RegisterBenchmark(("codec/decode_" + tail).c_str(), DecodePeer, peer.decode, job.kind,
+                                     format);
+    }
+  }
+  return true;
+}();
 
 }  // namespace

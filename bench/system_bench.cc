@@ -1,7 +1,8 @@
-// Mutexes, the worker pool and child processes, beside what they are made of and beside GLib and POCO.
+// Mutexes, the worker pool and child processes, beside what they are made of and beside GLib, POCO and Qt.
 //
 // The pool's workers print a line per task. The rows that run tasks send standard output to /dev/null while
 // they do, fully buffered, as a service's is that writes to a file.
+#include <Poco/Process.h>
 #include <Poco/Runnable.h>
 #include <Poco/ThreadPool.h>
 #include <benchmark/benchmark.h>
@@ -12,6 +13,8 @@
 #include <sys/wait.h>
 #include <tovkit/system.h>
 #include <unistd.h>
+
+#include <QThreadPool>
 
 #include <atomic>
 #include <cstdio>
@@ -157,6 +160,18 @@ class PocoPool {
   Poco::ThreadPool pool_;
 };
 
+class QtPool {
+ public:
+  QtPool() { pool_.setMaxThreadCount(kWorkers); }
+  ~QtPool() { pool_.waitForDone(); }
+  void Add(Latch& latch) {
+    pool_.start([&latch] { latch.Arrive(); });
+  }
+
+ private:
+  QThreadPool pool_;
+};
+
 // From handing over `tasks` tasks to the end of the last.
 template <typename Pool, int tasks>
 void HandOver(benchmark::State& state) {
@@ -268,6 +283,10 @@ void StartGlib(benchmark::State& state) {
   }
 }
 
+void StartPoco(benchmark::State& state) {
+  for (auto _ : state) Poco::Process::launch(kProgram, {}).wait();
+}
+
 BENCHMARK(MutexTovkit)->Name("mutex/lock_unlock/tovkit");
 BENCHMARK(MutexPthreadAndTime)->Name("mutex/lock_unlock/pthread_and_time");
 BENCHMARK(MutexTovkitWatched)->Name("mutex/lock_unlock_watched/tovkit");
@@ -276,18 +295,22 @@ BENCHMARK(MutexPthreadAndTime)->Name("mutex/lock_unlock_watched/pthread_and_time
 BENCHMARK(HandOver<TovkitPool, 1>)->Name("pool/hand_over/tovkit")->UseRealTime();
 BENCHMARK(HandOver<GlibPool, 1>)->Name("pool/hand_over/glib")->UseRealTime();
 BENCHMARK(HandOver<PocoPool, 1>)->Name("pool/hand_over/poco")->UseRealTime();
+BENCHMARK(HandOver<QtPool, 1>)->Name("pool/hand_over/qt")->UseRealTime();
 BENCHMARK(HandOver<TovkitPool, kBurst>)->Name("pool/burst_of_8/tovkit")->UseRealTime();
 BENCHMARK(HandOver<GlibPool, kBurst>)->Name("pool/burst_of_8/glib")->UseRealTime();
 BENCHMARK(HandOver<PocoPool, kBurst>)->Name("pool/burst_of_8/poco")->UseRealTime();
+BENCHMARK(HandOver<QtPool, kBurst>)->Name("pool/burst_of_8/qt")->UseRealTime();
 BENCHMARK(LineTovkit)->Name("pool/line_of_a_task/tovkit");
 BENCHMARK(AddAtDepthTovkit)->Name("pool/add_100_tasks_at_depth/tovkit")->Arg(10)->Arg(10000)->Iterations(10);
 BENCHMARK(AddAtDepthGlib)->Name("pool/add_100_tasks_at_depth/glib")->Arg(10)->Arg(10000)->Iterations(10);
 
 BENCHMARK_CAPTURE(StartTovkit, closing, 0)->Name("process/start/tovkit")->UseRealTime();
-BENCHMARK_CAPTURE(StartTovkit, inheriting, tovkit::Process::inheritParentFds)
-    ->Name("process/start/tovkit_inherit_fds")
-    ->UseRealTime();
-BENCHMARK(StartPosixSpawn)->Name("process/start/posix_spawn")->UseRealTime();
 BENCHMARK(StartGlib)->Name("process/start/glib")->UseRealTime();
+BENCHMARK(StartPoco)->Name("process/start/poco")->UseRealTime();
+BENCHMARK(StartPosixSpawn)->Name("process/start/posix_spawn")->UseRealTime();
+BENCHMARK_CAPTURE(StartTovkit, inheriting, tovkit::Process::inheritParentFds)
+    ->Name("process/start_inheriting/tovkit")
+    ->UseRealTime();
+BENCHMARK(StartPosixSpawn)->Name("process/start_inheriting/posix_spawn")->UseRealTime();
 
 }  // namespace

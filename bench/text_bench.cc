@@ -6,6 +6,8 @@
 #include <glib.h>
 #include <iconv.h>
 
+#include <QString>
+
 #include <string>
 #include <vector>
 
@@ -103,6 +105,19 @@ void ToUtf8Glib(benchmark::State& state, const std::string& text) {
   CountBytes(state, text.size());
 }
 
+// Qt's text is UTF-16: half the bytes of ours to write or read.
+void ToWideQt(benchmark::State& state, const std::string& text) {
+  for (auto _ : state)
+    benchmark::DoNotOptimize(QString::fromUtf8(text.data(), static_cast<int>(text.size())).data());
+  CountBytes(state, text.size());
+}
+
+void ToUtf8Qt(benchmark::State& state, const std::string& text) {
+  const QString wide = QString::fromUtf8(text.data(), static_cast<int>(text.size()));
+  for (auto _ : state) benchmark::DoNotOptimize(wide.toUtf8().data());
+  CountBytes(state, text.size());
+}
+
 std::string Windows() { return Repeated("c:\\documents\\reports/2023\\summary.pdf;"); }
 
 void SeparatorsTovkit(benchmark::State& state) {
@@ -136,9 +151,11 @@ const bool kRegistered = [] {
     benchmark::RegisterBenchmark((wide + "/tovkit").c_str(), ToWideTovkit, text.content);
     benchmark::RegisterBenchmark((wide + "/iconv").c_str(), ToWideIconv, text.content);
     benchmark::RegisterBenchmark((wide + "/glib").c_str(), ToWideGlib, text.content);
+    benchmark::RegisterBenchmark((wide + "/qt").c_str(), ToWideQt, text.content);
     benchmark::RegisterBenchmark((utf8 + "/tovkit").c_str(), ToUtf8Tovkit, text.content);
     benchmark::RegisterBenchmark((utf8 + "/iconv").c_str(), ToUtf8Iconv, text.content);
     benchmark::RegisterBenchmark((utf8 + "/glib").c_str(), ToUtf8Glib, text.content);
+    benchmark::RegisterBenchmark((utf8 + "/qt").c_str(), ToUtf8Qt, text.content);
   }
   benchmark::RegisterBenchmark("replace_separators/64KiB/tovkit", SeparatorsTovkit);
   benchmark::RegisterBenchmark("replace_separators/64KiB/glib", SeparatorsGlib);
