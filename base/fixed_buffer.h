@@ -30,9 +30,9 @@ class FixedBuffer {
     va_start(arguments, format);
     const int length = std::vsnprintf(bytes_, Capacity, format, arguments);
     va_end(arguments);
-    if (length < 0 || static_cast<std::size_t>(length) >= Capacity) {
-      FailOnOverflow(length < 0 ? 0 : static_cast<std::size_t>(length), Capacity);
-    }
+    // Below 0, a text that an int cannot count, is above every capacity.
+    const auto needed = static_cast<std::size_t>(length);
+    if (needed >= Capacity) FailOnOverflow(needed, Capacity);
     return length;
   }
 

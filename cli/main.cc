@@ -1,9 +1,11 @@
 // The tovkit command: every facility of the library in a person's hands.
 #include "command.h"
 #include "commands.h"
+#include "text_output.h"
 
 #include <cstdio>
 #include <exception>
+#include <string>
 
 namespace {
 
@@ -12,16 +14,13 @@ constexpr int kFailed = 1;
 constexpr int kUsage = 2;
 
 // One line whatever the text holds, so that a file name with a line break cannot forge a second message.
-int Fail(const std::string& text) {
-  std::string line = text;
-  for (char& c : line) {
-    if (static_cast<unsigned char>(c) < 0x20 || c == 0x7f) c = '?';
-  }
-  std::fprintf(stderr, "tovkit: %s\n", line.c_str());
+int Fail(const std::string& trouble) {
+  std::fprintf(stderr, "tovkit: %s\n", cli::Printable(trouble).c_str());
   return kFailed;
 }
 
-int Run(CLI::App& app, int argc, char** argv) {
+// The exit status of a job that did not fail; `trouble` tells of one that did.
+int Run(CLI::App& app, int argc, char** argv, std::string& trouble) {
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& e) {
@@ -29,7 +28,7 @@ int Run(CLI::App& app, int argc, char** argv) {
   } catch (const cli::ExitStatus& status) {
     return status.code;
   } catch (const std::exception& e) {
-    return Fail(e.what());
+    trouble = e.what();
   }
   return kDone;
 }
@@ -40,7 +39,9 @@ int main(int argc, char** argv) {
   CLI::App app;
   cli::DefineCommand(app);
 
-  const int status = Run(app, argc, argv);
-  if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) return Fail("cannot write standard output");
-  return status;
+  std::string trouble;
+  const int status = Run(app, argc, argv, trouble);
+  const bool lost = std::fflush(stdout) != 0 || std::ferror(stdout) != 0;
+  if (lost && trouble.empty()) trouble = "cannot write standard output";
+  return trouble.empty() ? status : Fail(trouble);
 }

@@ -2,6 +2,7 @@
 
 #include <tovkit/util.h>
 
+#include <algorithm>
 #include <cstdio>
 
 namespace cli {
@@ -14,17 +15,17 @@ std::string Escape(wchar_t c) {
   return escape;
 }
 
-bool IsPlain(wchar_t c) {
-  return c >= 0x20 && c != '"' && c != '\\' && c != 0x7f && (c < 0xd800 || c > 0xdfff);
-}
+// Those of one byte in 8-bit codesets too: terminals take them for the first half of an escape sequence.
+bool IsControl(wchar_t c) { return c < 0x20 || (c >= 0x7f && c < 0xa0); }
+
+bool IsPlain(wchar_t c) { return !IsControl(c) && c != '"' && c != '\\' && (c < 0xd800 || c > 0xdfff); }
 
 }  // namespace
 
-std::string Printable(std::string text) {
-  for (char& c : text) {
-    if (static_cast<unsigned char>(c) < 0x20 || c == 0x7f) c = '?';
-  }
-  return text;
+std::string Printable(const std::string& local) {
+  std::wstring text = tovkit::LocalToWide(local.c_str(), -1);
+  std::replace_if(text.begin(), text.end(), IsControl, L'?');
+  return tovkit::WideToLocal(text.c_str(), -1);
 }
 
 std::string JsonText(const std::string& utf8) {

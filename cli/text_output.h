@@ -6,8 +6,9 @@
 
 namespace cli {
 
-// The text with control characters as "?", so that a name can neither break a line nor steer a terminal.
-std::string Printable(std::string text);
+// The local text with control characters as "?", so that a name can neither break a line nor steer a
+// terminal.
+std::string Printable(const std::string& local);
 
 // A JSON string, quotes included, of a UTF-8 text. A byte that is no UTF-8 becomes an escape from \udc80 to
 // \udcff, so the output is JSON for every name and the name can be told from it.

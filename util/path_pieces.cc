@@ -2,7 +2,9 @@
 
 #include "separators.h"
 
+#include <climits>
 #include <cstring>
+#include <stdexcept>
 #include <string_view>
 
 namespace tovkit {
@@ -22,6 +24,11 @@ std::size_t LastSeparator(std::string_view text) {
     if (IsSeparator(text[--i])) return i;
   }
   return kNone;
+}
+
+CoreString TextOf(std::string_view text) {
+  if (text.size() >= INT_MAX) throw std::length_error("GetFileName");
+  return {text.data(), static_cast<int>(text.size())};
 }
 
 }  // namespace
@@ -47,10 +54,10 @@ CoreString GetFileName(const char* path, int len) {
   const std::size_t first = separator == kNone ? 0 : separator + 1;
   const std::string_view component = text.substr(first);
   const std::size_t dot = component.rfind('.');
-  if (dot != kNone) return {component.data(), static_cast<int>(dot)};
+  if (dot != kNone) return TextOf(component.substr(0, dot));
   // Kept: without an extension, the component is given only when no directory other than the root is named.
   if (separator != kNone && separator > 0) return {};
-  return {component.data(), static_cast<int>(component.size())};
+  return TextOf(component);
 }
 
 }  // namespace tovkit

@@ -63,6 +63,21 @@ TEST(PathCommand, NamesOfAnyBytesArePrinted) {
   EXPECT_NE(json.out.find("\"flags\": 51"), std::string::npos) << json.out;
 }
 
+TEST(PathCommand, ControlCharactersOfTwoBytesSteerNoTerminal) {
+  const CommandResult table = RunCommand({"path",
+                                          "a\xC2\x9B"
+                                          "31m\xC2\x9F\xC2\xA0"});
+  EXPECT_NE(table.out.find("  a?31m?\xC2\xA0\n"), std::string::npos) << table.out;
+  const CommandResult json = RunCommand({"path", "--json", "\xC2\x9B"});
+  EXPECT_NE(json.out.find("{\"path\": \"\\u009b\", "), std::string::npos) << json.out;
+}
+
+TEST(PathCommand, AnEmptyPathIsMissing) {
+  EXPECT_EQ(RunCommand({"path", ""}).out,
+            "KIND     OWNER  FLAGS  NAME  EXTENSION  NAME PART  PATH\nmissing  --     0                      "
+            "            \n");
+}
+
 TEST(PathCommand, OtherKindsExist) {
   const ScratchDir scratch;
   const std::string fifo = scratch.path() + "/fifo";

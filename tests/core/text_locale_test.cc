@@ -1,16 +1,16 @@
-// The local encoding in environments of several locales. It is read once a process, so each test forks: the
-// child sets its environment first.
+// The local encoding in environments of several locales.
 #include <tovkit/util.h>
 #include <tovmx/text_codec.h>
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <clocale>
 #include <cstdio>
 #include <cstdlib>
 #include <random>
 #include <string>
+
+#include "in_locale.h"
 
 namespace {
 
@@ -24,23 +24,6 @@ std::string Encode(const std::wstring& text) {
   return std::string(bytes.c_str(), static_cast<std::size_t>(bytes.GetLength()));
 }
 
-// Ends the child with the number of the line that does not hold.
-#define HOLDS(condition)                                                       \
-  if (!(condition)) {                                                          \
-    std::fprintf(stderr, "line %d does not hold: %s\n", __LINE__, #condition); \
-    _exit(1);                                                                  \
-  }
-
-template <typename Check>
-[[noreturn]] void CheckIn(const char* locale, Check check) {
-  setenv("LOCPATH", TOVKIT_TEST_LOCALES, 1);
-  setenv("LC_ALL", locale, 1);
-  check();
-  _exit(0);
-}
-
-#define EXPECT_IN(locale, check) EXPECT_EXIT(CheckIn(locale, check), testing::ExitedWithCode(0), "")
-
 void ExpectCodeset(const char* name) { HOLDS(std::string(CoreTextCodec::LocalCodeset()) == name); }
 
 void ExpectSame(const char* way, const std::string& back, const std::string& bytes) {
@@ -49,7 +32,7 @@ void ExpectSame(const char* way, const std::string& back, const std::string& byt
   for (const char c : bytes)
     std::fprintf(stderr, " %02X", static_cast<unsigned>(static_cast<unsigned char>(c)));
   std::fprintf(stderr, "\n");
-  _exit(1);
+  std::exit(1);
 }
 
 void ComesBack(const std::string& bytes) { ExpectSame("through wide text", Encode(Decode(bytes)), bytes); }

@@ -12,6 +12,8 @@
 #include <string>
 #include <utility>
 
+#include "in_locale.h"
+
 namespace {
 
 using Walk = int (*)(dl_phdr_info*, std::size_t, void*);
@@ -89,6 +91,18 @@ TEST(ModuleInfoFaults, ExecutableDirectoryIsCutAtTheLastSeparator) {
     const Scripted answer({link, ""});
     EXPECT_STREQ(tovkit::GetExecutableDirectory().c_str(), directory) << link;
   }
+}
+
+TEST(ModuleInfoFaults, DirectoriesAreGivenInUtf8WhateverTheLocalEncoding) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");  // starts anew: this process may have read its own codeset
+  EXPECT_IN("zh_CN.GBK", [] {
+    const Scripted answer({"/\xCB\xCE/app", "/\xCC\xE5/lib\xCB\xCE.so"});
+    HOLDS(tovkit::GetExecutableDirectory() == "/\xE5\xAE\x8B/");
+    // The name is compared as it is given.
+    HOLDS(tovkit::GetModuleDirectory("lib\xCB\xCE") == "/\xE4\xBD\x93/");
+    HOLDS(tovkit::GetModuleDirectory("lib\xE5\xAE\x8B") == "");
+    HOLDS(tovkit::GetModuleDirectory("\xCB\xCE/none") == "\xE5\xAE\x8B/");
+  });
 }
 
 TEST(ModuleInfoFaults, ModulesWithoutADirectoryAreNotFound) {
