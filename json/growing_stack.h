@@ -38,7 +38,8 @@ class Stack<tovkit::HeapAllocator> {
 
   template <typename T>
   void Reserve(size_t count = 1) {
-    if (sizeof(T) * count > static_cast<size_t>(end_ - top_)) Expand(sizeof(T) * count);
+    if (sizeof(T) * count > static_cast<size_t>(end_ - top_)) [[unlikely]]
+      Expand(sizeof(T) * count);
   }
   template <typename T>
   T* Push(size_t count = 1) {

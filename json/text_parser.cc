@@ -1,10 +1,6 @@
 #include "text_parser.h"
 
-#include "careful_parser.h"
-#include "exponent_scan.h"
-#include "tree_walk.h"
-
-#include <cstring>
+#include "deep_parser.h"
 
 namespace tovkit {
 
@@ -59,8 +55,8 @@ rapidjson::ParseErrorCode ParseShallow(const char* text, std::size_t length, Doc
   return reader.GetParseErrorCode();
 }
 
-rapidjson::ParseErrorCode ParseCarefully(const char* text, std::size_t length, Document& document) {
-  CarefulParser parser(text, length);
+rapidjson::ParseErrorCode ParseDeep(const char* text, std::size_t length, Document& document) {
+  DeepParser parser(text, length);
   auto parse = [&](Document& events) { return parser.Parse(events) == rapidjson::kParseErrorNone; };
   document.Populate(parse);
   return parser.Error();
@@ -68,14 +64,10 @@ rapidjson::ParseErrorCode ParseCarefully(const char* text, std::size_t length, D
 
 }  // namespace
 
-rapidjson::ParseErrorCode ParseText(const char* text, std::size_t limit, Document& document) {
-  // Nothing behind a NUL is looked at: the limit may lie beyond the text's storage.
-  const std::size_t length = strnlen(text, limit);
-  if (!HasLongExponent(text, length)) {
-    const rapidjson::ParseErrorCode code = ParseShallow(text, length, document);
-    if (code != rapidjson::kParseErrorTermination) return code;
-  }
-  return ParseCarefully(text, length, document);
+rapidjson::ParseErrorCode ParseText(const char* text, std::size_t length, Document& document) {
+  const rapidjson::ParseErrorCode code = ParseShallow(text, length, document);
+  if (code != rapidjson::kParseErrorTermination) return code;
+  return ParseDeep(text, length, document);
 }
 
 }  // namespace tovkit

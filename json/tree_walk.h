@@ -1,7 +1,7 @@
 // WalkTree: the events of a value and all below it, in the order of RapidJSON's Accept.
 //
-// Accept calls itself once a level and so overflows the stack on a deep tree. The walk does the same, which
-// is fastest, down to a limit; below it, it keeps its own stack on the heap.
+// Accept calls itself once a level and so overflows the stack on a deep tree; the walk keeps its own stack on
+// the heap.
 #pragma once
 
 #include "document.h"
@@ -10,12 +10,9 @@
 
 namespace tovkit {
 
-// The levels that may be walked or parsed by recursion. A level takes some hundred bytes of stack.
-constexpr unsigned kRecursionLimit = 256;
-
 // Sends the events of `root` to `handler`. Stops with false as soon as the handler refuses one.
 template <typename Handler>
-bool WalkDeepTree(const Value& root, Handler& handler) {
+bool WalkTree(const Value& root, Handler& handler) {
   struct Level {
     const Value* container;
     rapidjson::SizeType next;
@@ -51,29 +48,6 @@ bool WalkDeepTree(const Value& root, Handler& handler) {
       open.pop_back();
     }
   }
-}
-
-// The same, by recursion for the first `levels`.
-template <typename Handler>
-bool WalkTree(const Value& root, Handler& handler, unsigned levels = kRecursionLimit) {
-  if (root.IsObject()) {
-    if (levels == 0) return WalkDeepTree(root, handler);
-    if (!handler.StartObject()) return false;
-    for (const Member* member = root.MemberBegin(); member != root.MemberEnd(); ++member) {
-      if (!handler.Key(member->name.GetString(), member->name.GetStringLength(), true)) return false;
-      if (!WalkTree(member->value, handler, levels - 1)) return false;
-    }
-    return handler.EndObject(root.MemberCount());
-  }
-  if (root.IsArray()) {
-    if (levels == 0) return WalkDeepTree(root, handler);
-    if (!handler.StartArray()) return false;
-    for (const Value* element = root.Begin(); element != root.End(); ++element) {
-      if (!WalkTree(*element, handler, levels - 1)) return false;
-    }
-    return handler.EndArray(root.Size());
-  }
-  return root.Accept(handler);
 }
 
 }  // namespace tovkit

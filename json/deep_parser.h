@@ -1,9 +1,8 @@
-// CarefulParser: the parser for texts that RapidJSON's own cannot read safely.
+// DeepParser: the parser for texts that are nested too deeply for RapidJSON's own, which recurses.
 //
-// RapidJSON's recursive parser overflows the stack on deep texts, and its number parser reads outside a
-// table for some exponents. This one keeps the open containers on the heap and disarms such exponents;
-// strings, literals and numbers are still read by RapidJSON. Results and error codes are those of the
-// recursive parser. It is slower, so ParseText turns to it only when it must.
+// This one keeps the open containers on the heap; strings, literals and numbers are still read by RapidJSON.
+// Results and error codes are those of the recursive parser. It is slower, so ParseText turns to it only when
+// it must.
 //
 // Thread-safety: none.
 #pragma once
@@ -14,17 +13,16 @@
 #include <rapidjson/memorystream.h>
 #include <rapidjson/reader.h>
 
-#include <string_view>
 #include <vector>
 
 namespace tovkit {
 
 using Reader = rapidjson::GenericReader<rapidjson::UTF8<>, rapidjson::UTF8<>, HeapAllocator>;
 
-class CarefulParser {
+class DeepParser {
  public:
   // `text` must live as long as the parser.
-  CarefulParser(const char* text, std::size_t length)
+  DeepParser(const char* text, std::size_t length)
       : bytes_(text, length), input_(bytes_), reader_(&HeapAllocator::Shared()) {}
 
   // Sends the events of the text to `document`. Gives the code of the first error.
@@ -47,7 +45,6 @@ class CarefulParser {
   bool ParseNext(Document& document);
   bool ParseKey(Document& document);
   bool ParseScalar(Document& document);
-  bool ParseDisarmed(Document& document, std::string_view number, std::size_t exponent);
   void Close(Document& document);
 
   template <typename Handler>
