@@ -1,9 +1,7 @@
 # libtovkit.so, put together from the subsystems.
 set(subsystem_targets)
 foreach(name IN ITEMS json convert imaging util geometry system)
-  if(TARGET tovkit_${name})
-    list(APPEND subsystem_targets tovkit_${name})
-  endif()
+  list(APPEND subsystem_targets tovkit_${name})
 endforeach()
 
 add_library(tovkit SHARED)

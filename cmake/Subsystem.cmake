@@ -4,9 +4,6 @@
 # that it may know, and nothing else: the view is a folder of links, so an include of any other header does not compile.
 function(tovkit_add_subsystem name)
   cmake_parse_arguments(ARG "" "" "KNOWS;SOURCES" ${ARGN})
-  if(NOT ARG_SOURCES)
-    return()
-  endif()
   set(view "${PROJECT_BINARY_DIR}/views/${name}")
   file(REMOVE_RECURSE "${view}")
   file(MAKE_DIRECTORY "${view}/tovkit")
