@@ -131,6 +131,8 @@ void Run(const RunOptions& options) {
       process.setOutputFds(out->fd(), shared ? out->fd() : err->fd());
     }
     NoteInterruptions();
+    // Where the caller ignored it, the kernel would throw the program's exit code away.
+    std::signal(SIGCHLD, SIG_DFL);
     Start(process, options);
   }
   const bool ended = WaitForEnd(process, options.timeout);

@@ -2,6 +2,10 @@
 set(CMAKE_CXX_STANDARD 20)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
 set(CMAKE_CXX_EXTENSIONS OFF)
+if(TOVKIT_COVERAGE)
+  # fork and execv are builtins of the GNU dialect only, and only as such do they save the counters of a child.
+  set(CMAKE_CXX_EXTENSIONS ON)
+endif()
 set(CMAKE_CXX_VISIBILITY_PRESET hidden)
 set(CMAKE_C_VISIBILITY_PRESET hidden)
 set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)

@@ -88,6 +88,7 @@ void ProcessMonitor::setStatusKey(const char* key) {
 }
 
 int ProcessMonitor::readStatusValue(long pid, const char* key, char* out) {
+  if (key == nullptr || out == nullptr) return -1;
   FixedBuffer<256> path;
   path.Format("/proc/%ld/status", pid);
   const std::unique_ptr<std::FILE, FileCloser> file(std::fopen(path.text(), "re"));

@@ -177,8 +177,14 @@ class TOVKIT_API Mutex {
   Mutex();
   Mutex(const Mutex&) = delete;
   Mutex& operator=(const Mutex&) = delete;
+
+  // Precondition: nobody holds the mutex or waits for it.
   virtual ~Mutex();
+
+  // Blocks until the mutex is the caller's. For good when the calling thread holds it already.
   virtual void lock();
+
+  // Gives the mutex back. Precondition: the calling thread holds it.
   virtual void unlock();
 
  private:
@@ -288,7 +294,7 @@ class TOVKIT_API Process {
   uint64_t pid() const;
 
   // The exit status, 0 to 255, of the last child that exited; 523124044 before. A child ended by a signal
-  // leaves it as it was.
+  // leaves it as it was, and so does every child of a program that ignores SIGCHLD.
   int64_t exitCode() const;
 
   State state() const;
@@ -363,8 +369,9 @@ class TOVKIT_API ProcessMonitor {
 
   // Reads the second word of the first line of /proc/`pid`/status that contains `key` anywhere. Lines are
   // taken in pieces of at most 255 bytes. `out` has room for 256 bytes. 1, also when no line matches or the
-  // line has one word; -1 when the file cannot be opened. `out` is untouched whenever no value was found. The
-  // name comes first in the file: a process whose name contains `key` answers with its name.
+  // line has one word; -1 when the file cannot be opened or an argument is null. `out` is untouched whenever
+  // no value was found. The name comes first in the file: a process whose name contains `key` answers with
+  // its name.
   int readStatusValue(long pid, const char* key, char* out);
 
   // Replaces the contents of `out` by one record for each process, in the order of /proc, and leaves the

@@ -54,6 +54,19 @@ TEST(RunCommandTest, EndsWithTheExitCodeOfTheProgram) {
   }
 }
 
+TEST(RunCommandTest, TheExitCodeArrivesWhereTheCallerIgnoresItsChildren) {
+  const pid_t caller = fork();
+  if (caller == 0) {
+    std::signal(SIGCHLD, SIG_IGN);
+    execl(TOVKIT_COMMAND, TOVKIT_COMMAND, "run", "--", "sh", "-c", "exit 3", nullptr);
+    _exit(127);
+  }
+  int status = 0;
+  waitpid(caller, &status, 0);
+  EXPECT_TRUE(WIFEXITED(status));
+  EXPECT_EQ(WEXITSTATUS(status), 3);
+}
+
 TEST(RunCommandTest, PassesArgumentsInputAndOutputUntouched) {
   const CommandResult result = RunProgram({},
                                           {"sh", "-c", "printf '%s|' \"$@\"; cat; echo oops >&2", "sh",

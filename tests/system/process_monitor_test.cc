@@ -322,6 +322,8 @@ TEST(ProcessMonitorStatus, UnknownProcessGivesMinusOneAndLeavesTheOutput) {
   char out[256] = "untouched";
   for (const long pid : {-1L, 0L, 99999999999L})
     EXPECT_EQ(monitor.readStatusValue(pid, "Name", out), -1) << pid;
+  EXPECT_EQ(monitor.readStatusValue(getpid(), nullptr, out), -1);
+  EXPECT_EQ(monitor.readStatusValue(getpid(), "Name", nullptr), -1);
   EXPECT_STREQ(out, "untouched");
 }
 

@@ -574,6 +574,16 @@ TEST_F(ProcessTest, AChildThatSomebodyElseReapedHasStopped) {
   EXPECT_EQ(process.exitCode(), kNoExitCode);
 }
 
+TEST_F(ProcessTest, WhereChildrenAreIgnoredTheExitCodeIsLost) {
+  const auto before = std::signal(SIGCHLD, SIG_IGN);
+  Process process;
+  EXPECT_TRUE(StartShell(process, "exit 6"));
+  EXPECT_TRUE(process.wait(kPatience));
+  EXPECT_EQ(process.state(), Process::Stopped);
+  EXPECT_EQ(process.exitCode(), kNoExitCode);
+  std::signal(SIGCHLD, before);
+}
+
 TEST_F(ProcessTest, TerminateKillsAndKeepsTheExitCode) {
   Process process;
   ASSERT_TRUE(StartShell(process, "exit 3"));
