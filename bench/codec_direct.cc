@@ -1,5 +1,8 @@
 #include "codec_direct.h"
 
+#include <cstdio>  // jpeglib.h wants it first
+
+#include <gif_lib.h>
 #include <jpeglib.h>
 #include <openjpeg.h>
 #include <png.h>
@@ -182,6 +185,89 @@ std::uint8_t DecodeTiff(const std::string& bytes, int width, int height) {
   }
   TIFFClose(tiff);
   return picture.pixels[0];
+}
+
+std::string EncodeG4(const std::uint8_t* bits, int width, int height) {
+  File file;
+  TIFF* tiff = OpenTiff(file, "w");
+  TIFFSetField(tiff, TIFFTAG_IMAGEWIDTH, static_cast<std::uint32_t>(width));
+  TIFFSetField(tiff, TIFFTAG_IMAGELENGTH, static_cast<std::uint32_t>(height));
+  TIFFSetField(tiff, TIFFTAG_BITSPERSAMPLE, 1);
+  TIFFSetField(tiff, TIFFTAG_SAMPLESPERPIXEL, 1);
+  TIFFSetField(tiff, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISWHITE);
+  TIFFSetField(tiff, TIFFTAG_COMPRESSION, COMPRESSION_CCITTFAX4);
+  TIFFSetField(tiff, TIFFTAG_ROWSPERSTRIP, static_cast<std::uint32_t>(height));
+  std::vector<std::uint8_t> row(static_cast<std::size_t>(width) / 8);
+  for (int y = 0; y < height; ++y) {
+    for (std::uint8_t& byte : row) byte = static_cast<std::uint8_t>(~*bits++);
+    TIFFWriteScanline(tiff, row.data(), static_cast<std::uint32_t>(y), 0);
+  }
+  TIFFClose(tiff);
+  return file.bytes;
+}
+
+std::uint8_t DecodeG4(const std::string& bytes, int width, int height) {
+  const std::size_t stride = static_cast<std::size_t>(width) / 8;
+  std::vector<std::uint8_t> bits(stride * static_cast<std::size_t>(height));
+  File file{bytes};
+  TIFF* tiff = OpenTiff(file, "r");
+  for (int y = 0; y < height; ++y) {
+    std::uint8_t* row = bits.data() + static_cast<std::size_t>(y) * stride;
+    TIFFReadScanline(tiff, row, static_cast<std::uint32_t>(y), 0);
+    for (std::size_t i = 0; i < stride; ++i) row[i] = static_cast<std::uint8_t>(~row[i]);
+  }
+  TIFFClose(tiff);
+  return bits[0];
+}
+
+std::string EncodeGif(const std::uint8_t* indices, int width, int height, int frames) {
+  File file;
+  int error = 0;
+  GifFileType* gif = EGifOpen(
+      &file,
+      [](GifFileType* g, const GifByteType* from, int size) {
+        static_cast<File*>(g->UserData)->Write(from, static_cast<std::size_t>(size));
+        return size;
+      },
+      &error);
+  GifColorType greys[256];
+  for (int i = 0; i < 256; ++i) {
+    const auto level = static_cast<GifByteType>(i);
+    greys[i] = {level, level, level};
+  }
+  ColorMapObject* map = GifMakeMapObject(256, greys);
+  EGifSetGifVersion(gif, true);
+  EGifPutScreenDesc(gif, width, height, 8, 0, map);
+  std::vector<GifPixelType> row(static_cast<std::size_t>(width));
+  for (int frame = 0; frame < frames; ++frame) {
+    EGifPutImageDesc(gif, 0, 0, width, height, false, nullptr);
+    for (int y = 0; y < height; ++y) {
+      std::memcpy(row.data(), indices + static_cast<std::size_t>(y) * row.size(), row.size());
+      EGifPutLine(gif, row.data(), width);
+    }
+  }
+  GifFreeMapObject(map);
+  EGifCloseFile(gif, &error);
+  return file.bytes;
+}
+
+std::uint8_t DecodeGif(const std::string& bytes, int width, int height) {
+  std::vector<GifPixelType> pixels(static_cast<std::size_t>(width) * static_cast<std::size_t>(height));
+  File file{bytes};
+  int error = 0;
+  GifFileType* gif = DGifOpen(
+      &file,
+      [](GifFileType* g, GifByteType* to, int size) {
+        return static_cast<int>(static_cast<File*>(g->UserData)->Read(to, static_cast<std::size_t>(size)));
+      },
+      &error);
+  GifRecordType type = UNDEFINED_RECORD_TYPE;
+  DGifGetRecordType(gif, &type);
+  DGifGetImageDesc(gif);
+  for (int y = 0; y < height; ++y)
+    DGifGetLine(gif, pixels.data() + static_cast<std::size_t>(y) * static_cast<std::size_t>(width), width);
+  DGifCloseFile(gif, &error);
+  return pixels[0];
 }
 
 std::string EncodeWebp(const Picture& picture, int quality) {
