@@ -44,6 +44,13 @@ void ReadHead(png_structp png, png_infop info, CoreImageInfo& out) {
   out.bitsPerPixel = alpha ? 32 : 24;
 }
 
+// The library holds two rows as the file stores them. With few rows and 16 bits they outweigh the bitmap.
+bool RowsFitPixelLimit(const CoreImageInfo& info) {
+  const std::uint64_t row =
+      (static_cast<std::uint64_t>(info.width) * static_cast<std::uint64_t>(info.fileBitsPerPixel) + 7) / 8;
+  return 2 * row <= CoreCodecRegistry::Get().GetPixelLimit();
+}
+
 void CopyPalette(png_structp png, png_infop info, CoreDib& bitmap) {
   png_colorp colours = nullptr;
   int count = 0;
@@ -70,7 +77,7 @@ class PngDecoder final : public CoreImageDecoder {
     PngReadSession session(stream);
     CoreImageInfo info;
     if (!session.Run([&](png_structp png, png_infop pngInfo) { ReadHead(png, pngInfo, info); })) return false;
-    if (!FitsPixelLimit(info.width, info.height, info.bitsPerPixel)) return false;
+    if (!FitsPixelLimit(info.width, info.height, info.bitsPerPixel) || !RowsFitPixelLimit(info)) return false;
     if (!bitmap.Create(info.width, info.height, info.bitsPerPixel)) return false;
     bitmap.SetDpi(info.dpiX, info.dpiY);
     return session.Run([&](png_structp png, png_infop pngInfo) {

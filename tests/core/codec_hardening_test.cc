@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -219,6 +220,46 @@ TEST_F(CodecHardening, APngWhoseTextUnpacksToGigabytesIsReadWithoutIt) {
   const std::string chunk("\0\0\0\4zTXtabcd\x12\x34\x56\x78", 16);
   bytes.insert(33, chunk);
   EXPECT_EQ(CountFrames(bytes), 1);
+}
+
+std::string BigEndian(std::size_t value) {
+  std::string bytes;
+  for (unsigned shift = 32; shift != 0;) bytes += static_cast<char>(value >> (shift -= 8) & 255U);
+  return bytes;
+}
+
+std::string PngChunk(const std::string& typeAndData) {
+  std::uint32_t crc = UINT32_MAX;
+  for (const char c : typeAndData) {
+    crc ^= static_cast<unsigned char>(c);
+    for (int bit = 0; bit < 8; ++bit) crc = (crc & 1U) != 0 ? crc >> 1 ^ 0xedb88320U : crc >> 1;
+  }
+  return BigEndian(typeAndData.size() - 4) + typeAndData + BigEndian(crc ^ UINT32_MAX);
+}
+
+// A row of black pixels, 16 bits for each of red, green, blue and alpha.
+std::string DeepPngRow(std::size_t width) {
+  const std::size_t size = 1 + 8 * width;  // the filter, and the pixels
+  std::string data("\x78\x01", 2);
+  std::uint32_t sum = 1;  // of zeros: the first half of the checksum stays 1, the second counts the bytes
+  for (std::size_t at = 0; at < size; at += 65535) {
+    const std::size_t count = std::min<std::size_t>(65535, size - at);
+    data += {static_cast<char>(at + count == size), static_cast<char>(count), static_cast<char>(count >> 8),
+             static_cast<char>(~count), static_cast<char>(~count >> 8)};
+    data += std::string(count, '\0');
+  }
+  sum |= static_cast<std::uint32_t>(size % 65521) << 16;
+  return "\x89PNG\r\n\x1a\n" +
+         PngChunk("IHDR" + BigEndian(width) + BigEndian(1) + std::string("\x10\6\0\0\0", 5)) +
+         PngChunk("IDAT" + data + BigEndian(sum)) + PngChunk("IEND");
+}
+
+// The bitmap of 32 bits would just fit the limit, the library's two rows of 64 bits do not.
+TEST_F(CodecHardening, APngWhoseRowsOutweighItsBitmapIsRefusedBeforeTheyAreMade) {
+  EXPECT_EQ(CountFrames(DeepPngRow(1000)), 1);
+  EXPECT_EQ(CountFrames(DeepPngRow((std::size_t{4} << 20) / 16)), 1) << "two rows as large as the limit";
+  EXPECT_EQ(CountFrames(DeepPngRow((std::size_t{4} << 20) / 16 + 1)), 0);
+  EXPECT_EQ(CountFrames(DeepPngRow((std::size_t{4} << 20) / 4)), 0) << "a bitmap as large as the limit";
 }
 
 TEST_F(CodecHardening, AJpeg2000OfManyTilesIsRefusedBeforeTheyAreMade) {

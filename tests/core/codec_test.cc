@@ -225,7 +225,7 @@ TEST(Codecs, AWriteThatFailsGivesZeroWhereverItHappens) {
       const CoreDib dib = MakePicture(150, 90, bits);
       const std::size_t size = Encode(dib, format).size();
       const auto encoder = CoreCodecRegistry::Get().GetFactory().CreateEncoder(format);
-      for (std::size_t limit = 0; limit < size; limit += 1 + size / 50) {
+      for (std::size_t limit = 0; limit < size; limit += 1 + size / 15) {
         image::FullOutput out(limit);
         EXPECT_EQ(encoder->Encode(&dib, &out), 0u) << Describe(format, dib) << " after " << limit << " bytes";
       }
@@ -233,6 +233,20 @@ TEST(Codecs, AWriteThatFailsGivesZeroWhereverItHappens) {
       EXPECT_EQ(encoder->Encode(&dib, &out), 1u) << Describe(format, dib);
     }
   }
+}
+
+TEST(Codecs, AJpegOfManyBlocksFailsAtEachOfThem) {
+  const CoreDib dib = MakePicture(300, 300, 24);
+  const std::size_t size = Encode(dib, kCoreImageJpeg, 100).size();
+  ASSERT_GT(size, 3U * 32768);  // the encoder hands on blocks of this size
+  const auto encoder = CoreCodecRegistry::Get().GetFactory().CreateEncoder(kCoreImageJpeg);
+  encoder->SetQuality(100);
+  for (const std::size_t limit : {std::size_t{0}, std::size_t{32768}, std::size_t{65536}, size - 1}) {
+    image::FullOutput out(limit);
+    EXPECT_EQ(encoder->Encode(&dib, &out), 0u) << limit;
+  }
+  image::FullOutput out(size);
+  EXPECT_EQ(encoder->Encode(&dib, &out), 1u) << "an encoder is of use after failures";
 }
 
 TEST(Codecs, GifIsNotWritten) {
