@@ -1,17 +1,20 @@
-// Imaging: bitmaps into streams and back, a bitmap eraser, colours written as text, and text drawn onto a
-// device.
-//
-// Thread-safety: every function may be called from any thread; a device, a bitmap, a stream and a JSON
-// document belong to one thread at a time.
-//
-//   CoreFileInputStream in("scan.tif");
-//   std::unique_ptr<CoreDib> page(ImageDecode(&in));
-//   CoreFileOutputStream out("scan.png");
-//   if (page == nullptr || ImageEncode(page.get(), kCoreImagePng, &out) == 0 || !out.Close()) Complain();
-//
-//   SharedPtr<JsonValue> line = Json::Parse(text, size, nullptr);   // {"Content": "Hello", "DeltaX": 10}
-//   CoreBitmapDevice device(page.get());
-//   if (!DrawTextOnDevice(&device, line)) Complain();
+/// \file
+/// Imaging: bitmaps into streams and back, a bitmap eraser, colours written as text, and text drawn onto a
+/// device.
+///
+/// Thread-safety: every function may be called from any thread; a device, a bitmap, a stream and a JSON
+/// document belong to one thread at a time.
+///
+/// \code{.cc}
+/// CoreFileInputStream in("scan.tif");
+/// std::unique_ptr<CoreDib> page(ImageDecode(&in));
+/// CoreFileOutputStream out("scan.png");
+/// if (page == nullptr || ImageEncode(page.get(), kCoreImagePng, &out) == 0 || !out.Close()) Complain();
+///
+/// SharedPtr<JsonValue> line = Json::Parse(text, size, nullptr);   // {"Content": "Hello", "DeltaX": 10}
+/// CoreBitmapDevice device(page.get());
+/// if (!DrawTextOnDevice(&device, line)) Complain();
+/// \endcode
 #pragma once
 
 #include <tovkit/export.h>
@@ -27,80 +30,87 @@ class CoreDevice;
 
 namespace tovkit {
 
-// ---- Images ----
+/// \defgroup images Images
+/// @{
 
-// Writes `bitmap` to `stream` in that format with the format's default quality (CoreImageEncoder has more to
-// set). Gives the encoder's result: 1, or 0 when it failed; the stream may then hold a part. 0, and nothing
-// touched, for a format that has no encoder (GIF, unknown values). The bitmap and the stream stay the
-// caller's.
+/// Writes `bitmap` to `stream` in that format with the format's default quality (CoreImageEncoder has more to
+/// set). Gives the encoder's result: 1, or 0 when it failed; the stream may then hold a part. 0, and nothing
+/// touched, for a format that has no encoder (GIF, unknown values). The bitmap and the stream stay the
+/// caller's.
 TOVKIT_API std::uint32_t ImageEncode(CoreDib* bitmap, CoreImageFormat format, CoreOutputStream* stream);
 
-// Decodes the first frame of the image at the stream's position; the format is told by its content. The
-// caller owns the new bitmap and deletes it. Null for a null stream, content of no known format, and an image
-// that is broken or beyond the registry's pixel limit. The stream stays the caller's; its position is
-// anywhere afterwards.
+/// Decodes the first frame of the image at the stream's position; the format is told by its content. The
+/// caller owns the new bitmap and deletes it. Null for a null stream, content of no known format, and an
+/// image that is broken or beyond the registry's pixel limit. The stream stays the caller's; its position is
+/// anywhere afterwards.
 TOVKIT_API CoreDib* ImageDecode(CoreInputStream* stream);
 
-// Writes an RGB colour as "#RRGGBB", red being bits 0-7, green 8-15 and blue 16-23; bits 24-31 are ignored.
-// False, and `text` untouched, for every colour-space kind other than 2 (kCoreColorRgb).
+/// Writes an RGB colour as "#RRGGBB", red being bits 0-7, green 8-15 and blue 16-23; bits 24-31 are ignored.
+/// False, and `text` untouched, for every colour-space kind other than 2 (kCoreColorRgb).
 TOVKIT_API bool ColorToText(const std::uint32_t& color, const std::uint32_t& kind, std::string& text);
 
-// Blanks a rectangle of `bitmap` to its brightest colour: the palette entry whose three components have the
-// greatest sum (the last of several), or 255 in every byte without a palette, alpha included. What lies
-// outside the bitmap is cut off, so a rectangle that misses it blanks nothing; reversed edges are swapped.
-// The cut is made at the end of the padded row, so padding may be blanked too.
-//
-// A bitmap of fewer than 8 bits per pixel is treated coarsely: on each row the bytes left / 8 up to right / 8
-// become 0, whatever the palette, and the bytes at the edges that the rectangle covers only in part are left
-// alone. That suits 1 bit per pixel, where 0 is black without a palette; with 4 it blanks half the width.
-//
-// False, and nothing changed, for a null bitmap and an empty rectangle (left == right or top == bottom).
+/// Blanks a rectangle of `bitmap` to its brightest colour: the palette entry whose three components have the
+/// greatest sum (the last of several), or 255 in every byte without a palette, alpha included. What lies
+/// outside the bitmap is cut off, so a rectangle that misses it blanks nothing; reversed edges are swapped.
+/// The cut is made at the end of the padded row, so padding may be blanked too.
+///
+/// A bitmap of fewer than 8 bits per pixel is treated coarsely: on each row the bytes left / 8 up to right /
+/// 8 become 0, whatever the palette, and the bytes at the edges that the rectangle covers only in part are
+/// left alone. That suits 1 bit per pixel, where 0 is black without a palette; with 4 it blanks half the
+/// width.
+///
+/// False, and nothing changed, for a null bitmap and an empty rectangle (left == right or top == bottom).
 TOVKIT_API bool DeleteRectDib(CoreDib* bitmap, CoreRect rect);
 
-// Does nothing and gives false: a placeholder that callers link against.
+/// Does nothing and gives false: a placeholder that callers link against.
 TOVKIT_API bool AlphaBlending(const CoreDib* bitmap, std::uint32_t level);
 
-// Does nothing and gives null: a placeholder that callers link against.
+/// Does nothing and gives null: a placeholder that callers link against.
 TOVKIT_API CoreDib* ImageBinary(const CoreDib* bitmap);
 
-// ---- Colour text and text drawing ----
+/// @}
 
-// Reads a colour. `color` gets the packed value and `kind` its space, 1 grey, 2 RGB or 3 CMYK
-// (CoreColorSpaceKind):
-//
-//   "#gg"               1   gg in bits 0-7, 8-15 and 16-23
-//   "#rrggbb"           2   rr in bits 0-7, gg in 8-15, bb in 16-23
-//   "#ccmmyykk"         3   cc in bits 24-31, mm in 16-23, yy in 8-15, kk in 0-7
-//   1, 3 or 4 numbers   1, 2 or 3, packed in the same way
-//
-// The numbers are decimal and divided by spaces, and only by spaces: "255,0,0" is the one number 255. A word
-// that is no number is 0, so "red" is the grey level 0.
-//
-// Nothing is masked. A number above 255 or below 0 runs into the bytes above its own; a pair with a bad
-// second digit counts as -1 and one with only a bad first digit as -16, so "#0x" gives 0xFFFFFFFF.
-//
-// False, and both outputs untouched, for a null text, another number of characters after "#", no number at
-// all, two of them or more than four.
+/// \defgroup text_drawing Colour text and text drawing
+/// @{
+
+/// Reads a colour. `color` gets the packed value and `kind` its space, 1 grey, 2 RGB or 3 CMYK
+/// (CoreColorSpaceKind):
+///
+///     "#gg"               1   gg in bits 0-7, 8-15 and 16-23
+///     "#rrggbb"           2   rr in bits 0-7, gg in 8-15, bb in 16-23
+///     "#ccmmyykk"         3   cc in bits 24-31, mm in 16-23, yy in 8-15, kk in 0-7
+///     1, 3 or 4 numbers   1, 2 or 3, packed in the same way
+///
+/// The numbers are decimal and divided by spaces, and only by spaces: "255,0,0" is the one number 255. A word
+/// that is no number is 0, so "red" is the grey level 0.
+///
+/// Nothing is masked. A number above 255 or below 0 runs into the bytes above its own; a pair with a bad
+/// second digit counts as -1 and one with only a bad first digit as -16, so "#0x" gives 0xFFFFFFFF.
+///
+/// False, and both outputs untouched, for a null text, another number of characters after "#", no number at
+/// all, two of them or more than four.
 TOVKIT_API bool ParseColor(const char* text, std::uint32_t& color, std::uint32_t& kind);
 
-// Draws one line of text that a JSON object describes:
-//
-//   "Content"             the text, UTF-8
-//   "DeltaX", "DeltaY"    numbers, 0 by default: where the line starts, in device units
-//   "Font"                an object, every key of it optional:
-//     "FontSize"          an integer, points; 26 when it is missing or below 1
-//     "FontName"          a family; "SimSun" when it is missing or empty
-//     "Bold", "Italic"    booleans
-//     "Color"             as ParseColor reads it; black when it is missing, empty or no colour
-//
-// A value of another kind counts as missing. The baseline starts at (DeltaX, DeltaY + FontSize): the points
-// are added as they are, while the em is FontSize / 72 * 96 pixels. The text is always opaque. A colour's
-// kind is not looked at: the eight digits of a CMYK colour are taken for its last three bytes, "#00112233" as
-// red 0x33, green 0x22 and blue 0x11.
-//
-// The device gets DrawText, EndText and Flush, in this order, with a font loader that lives for the call.
-// True when it got them, whatever it made of them. False, and the device not touched, for a null device, an
-// empty handle, and a "Content" that is missing, empty or no string.
+/// Draws one line of text that a JSON object describes:
+///
+///     "Content"             the text, UTF-8
+///     "DeltaX", "DeltaY"    numbers, 0 by default: where the line starts, in device units
+///     "Font"                an object, every key of it optional:
+///       "FontSize"          an integer, points; 26 when it is missing or below 1
+///       "FontName"          a family; "SimSun" when it is missing or empty
+///       "Bold", "Italic"    booleans
+///       "Color"             as ParseColor reads it; black when it is missing, empty or no colour
+///
+/// A value of another kind counts as missing. The baseline starts at (DeltaX, DeltaY + FontSize): the points
+/// are added as they are, while the em is FontSize / 72 * 96 pixels. The text is always opaque. A colour's
+/// kind is not looked at: the eight digits of a CMYK colour are taken for its last three bytes, "#00112233"
+/// as red 0x33, green 0x22 and blue 0x11.
+///
+/// The device gets DrawText, EndText and Flush, in this order, with a font loader that lives for the call.
+/// True when it got them, whatever it made of them. False, and the device not touched, for a null device, an
+/// empty handle, and a "Content" that is missing, empty or no string.
 TOVKIT_API bool DrawTextOnDevice(CoreDevice* device, SharedPtr<const JsonValue> description);
+
+/// @}
 
 }  // namespace tovkit

@@ -1,4 +1,5 @@
-// Everything that libtovkit.so exports.
+/// \file
+/// Everything that libtovkit.so exports.
 #pragma once
 
 #include <tovkit/convert.h>

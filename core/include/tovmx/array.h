@@ -1,18 +1,21 @@
-// CoreArray<T>: a growable array with its own recursive mutex and fixed growth steps.
-//
-// Every operation takes the array's mutex; Lock() holds it over several. With growth step 0 the array grows
-// by 4 elements below 32, by size / 8 below 8,200 and by 1,024 beyond; another step is used as it is. The
-// steps are a contract: memory stays close to the size, and appending n elements one at a time costs n /
-// 1,024 reallocations. Add and SetSize answer false when memory for the array is short and leave it as it
-// was; what an element's own constructor throws goes on to the caller. A copy that finds no memory throws
-// std::bad_alloc.
-//
-// Thread-safety: single operations are serialised; a reference from operator[] or GetData() is not protected
-// by anything but Lock().
-//
-//   CoreArray<int> pages;
-//   pages.Add(3);
-//   for (int i = 0; i < pages.GetSize(); ++i) Use(pages[i]);
+/// \file
+/// CoreArray<T>: a growable array with its own recursive mutex and fixed growth steps.
+///
+/// Every operation takes the array's mutex; Lock() holds it over several. With growth step 0 the array grows
+/// by 4 elements below 32, by size / 8 below 8,200 and by 1,024 beyond; another step is used as it is. The
+/// steps are a contract: memory stays close to the size, and appending n elements one at a time costs n /
+/// 1,024 reallocations. Add and SetSize answer false when memory for the array is short and leave it as it
+/// was; what an element's own constructor throws goes on to the caller. A copy that finds no memory throws
+/// std::bad_alloc.
+///
+/// Thread-safety: single operations are serialised; a reference from operator[] or GetData() is not protected
+/// by anything but Lock().
+///
+/// \code{.cc}
+/// CoreArray<int> pages;
+/// pages.Add(3);
+/// for (int i = 0; i < pages.GetSize(); ++i) Use(pages[i]);
+/// \endcode
 #pragma once
 
 #include <climits>
@@ -26,8 +29,8 @@
 template <typename T>
 class CoreArray {
  public:
-  // An empty array. `growth` is the number of elements to grow by, 0 for the steps above; a negative one
-  // counts as 0.
+  /// An empty array. `growth` is the number of elements to grow by, 0 for the steps above; a negative one
+  /// counts as 0.
   explicit CoreArray(int growth = 0) noexcept : growth_(growth < 0 ? 0 : growth) {}
 
   CoreArray(const CoreArray& other) : CoreArray(other.growth_) { CopyFrom(other); }
@@ -54,21 +57,27 @@ class CoreArray {
     return capacity_;
   }
 
-  // The elements, null while nothing was ever stored.
+  /// @{
+  /// The elements, null while nothing was ever stored.
   T* GetData() noexcept { return data_; }
   const T* GetData() const noexcept { return data_; }
+  /// @}
 
-  // Precondition: 0 <= index < GetSize().
+  /// @{
+  /// Precondition: 0 <= index < GetSize().
   T& operator[](int index) noexcept { return data_[index]; }
   const T& operator[](int index) const noexcept { return data_[index]; }
+  /// @}
 
-  // Appends a copy of `value`, which may be an element of this array. False, and nothing changed, when memory
-  // is short.
+  /// @{
+  /// Appends a copy of `value`, which may be an element of this array. False, and nothing changed, when
+  /// memory is short.
   bool Add(const T& value) { return Emplace(value); }
   bool Add(T&& value) { return Emplace(std::move(value)); }
+  /// @}
 
-  // Makes the array hold `size` elements: the tail is dropped or filled with default values. False, and
-  // nothing changed, for a negative size or when memory is short.
+  /// Makes the array hold `size` elements: the tail is dropped or filled with default values. False, and
+  /// nothing changed, for a negative size or when memory is short.
   bool SetSize(int size) {
     if (size < 0) return false;
     const auto guard = Lock();
@@ -78,7 +87,7 @@ class CoreArray {
     return true;
   }
 
-  // Drops every element and frees the memory.
+  /// Drops every element and frees the memory.
   void Clear() noexcept {
     const auto guard = Lock();
     while (size_ > 0) data_[--size_].~T();
@@ -87,8 +96,8 @@ class CoreArray {
     capacity_ = 0;
   }
 
-  // Holds the array's mutex for the life of the result. It is recursive, so operations may be called
-  // meanwhile.
+  /// Holds the array's mutex for the life of the result. It is recursive, so operations may be called
+  /// meanwhile.
   std::unique_lock<std::recursive_mutex> Lock() const {
     return std::unique_lock<std::recursive_mutex>(mutex_);
   }

@@ -1,15 +1,18 @@
-// Image codecs: encoders, decoders and the registry that hands them out.
-//
-// Formats are told apart by content, never by name. No codec prints, throws for bad input or ends the
-// process: what cannot be done gives 0 or null.
-//
-// Thread-safety: the registry and its factory may be used from any thread. An encoder or decoder belongs to
-// one thread at a time.
-//
-//   CoreFileInputStream in("scan.tif");
-//   auto decoder = CoreCodecRegistry::Get().GetFactory().CreateDecoder(CoreDetectImageFormat(&in));
-//   std::unique_ptr<CoreDib> page;
-//   if (decoder && decoder->Open(&in, kCoreOpenReadAhead) != 0) page = decoder->GetBitmap(0, 0, 0);
+/// \file
+/// Image codecs: encoders, decoders and the registry that hands them out.
+///
+/// Formats are told apart by content, never by name. No codec prints, throws for bad input or ends the
+/// process: what cannot be done gives 0 or null.
+///
+/// Thread-safety: the registry and its factory may be used from any thread. An encoder or decoder belongs to
+/// one thread at a time.
+///
+/// \code{.cc}
+/// CoreFileInputStream in("scan.tif");
+/// auto decoder = CoreCodecRegistry::Get().GetFactory().CreateDecoder(CoreDetectImageFormat(&in));
+/// std::unique_ptr<CoreDib> page;
+/// if (decoder && decoder->Open(&in, kCoreOpenReadAhead) != 0) page = decoder->GetBitmap(0, 0, 0);
+/// \endcode
 #pragma once
 
 #include <tovmx/dib.h>
@@ -28,44 +31,44 @@ enum CoreImageFormat : std::uint32_t {
   kCoreImageWebp = 4,
   kCoreImageJpeg2000 = 5,
   kCoreImageBmp = 6,
-  kCoreImageGif = 7,  // decoded only
+  kCoreImageGif = 7,  ///< decoded only
 };
 
-// Looks at the first bytes of the stream and goes back to where it was. kCoreImageUnknown for a null stream,
-// one that cannot be sought in, and content that no codec knows.
+/// Looks at the first bytes of the stream and goes back to where it was. kCoreImageUnknown for a null stream,
+/// one that cannot be sought in, and content that no codec knows.
 TOVMX_API CoreImageFormat CoreDetectImageFormat(CoreInputStream* stream);
 
-// The format that a file extension stands for ("png", ".JPG"), kCoreImageUnknown for null and any other.
+/// The format that a file extension stands for ("png", ".JPG"), kCoreImageUnknown for null and any other.
 TOVMX_API CoreImageFormat CoreImageFormatFromExtension(const char* extension);
 
-// The name of a format, such as "JPEG 2000"; "unknown" for any other value. A static text.
+/// The name of a format, such as "JPEG 2000"; "unknown" for any other value. A static text.
 TOVMX_API const char* CoreImageFormatName(CoreImageFormat format);
 
-// What a decoder knows of an image before it decodes it.
+/// What a decoder knows of an image before it decodes it.
 struct CoreImageInfo {
-  int width = 0;  // of the first frame, in pixels
+  int width = 0;  ///< of the first frame, in pixels
   int height = 0;
-  int bitsPerPixel = 0;      // of the bitmap that GetBitmap gives: 1, 4, 8, 24 or 32
-  int fileBitsPerPixel = 0;  // as the file stores them: 48 for 16-bit RGB
-  int paletteSize = 0;       // 0 without a palette
-  int frameCount = 0;        // pages of a TIFF, frames of an animation
-  float dpiX = 0;            // 0 when unknown
+  int bitsPerPixel = 0;      ///< of the bitmap that GetBitmap gives: 1, 4, 8, 24 or 32
+  int fileBitsPerPixel = 0;  ///< as the file stores them: 48 for 16-bit RGB
+  int paletteSize = 0;       ///< 0 without a palette
+  int frameCount = 0;        ///< pages of a TIFF, frames of an animation
+  float dpiX = 0;            ///< 0 when unknown
   float dpiY = 0;
 };
 
-// Writes a bitmap in one format. Encoders are reusable.
+/// Writes a bitmap in one format. Encoders are reusable.
 class TOVMX_API CoreImageEncoder {
  public:
   virtual ~CoreImageEncoder();
 
-  // 1 (smallest file) to 100 (best); 0 is the format's default, and values outside count as the nearest. By
-  // default JPEG has quality 90 and everything else loses nothing; WebP and JPEG 2000 become lossy with a
-  // quality. PNG, TIFF and BMP take no notice of it.
+  /// 1 (smallest file) to 100 (best); 0 is the format's default, and values outside count as the nearest. By
+  /// default JPEG has quality 90 and everything else loses nothing; WebP and JPEG 2000 become lossy with a
+  /// quality. PNG, TIFF and BMP take no notice of it.
   void SetQuality(int quality) noexcept;
 
-  // Writes the bitmap to the stream: 1, or 0 when the bitmap is null or without pixels, the stream is null or
-  // refuses bytes, or the format cannot hold so large a bitmap. After a failure the stream may hold a part.
-  // Formats without alpha get the picture over white. The bitmap stays as it is.
+  /// Writes the bitmap to the stream: 1, or 0 when the bitmap is null or without pixels, the stream is null
+  /// or refuses bytes, or the format cannot hold so large a bitmap. After a failure the stream may hold a
+  /// part. Formats without alpha get the picture over white. The bitmap stays as it is.
   std::uint32_t Encode(const CoreDib* bitmap, CoreOutputStream* stream);
 
  protected:
@@ -76,30 +79,30 @@ class TOVMX_API CoreImageEncoder {
   virtual bool EncodeBitmap(const CoreDib& bitmap, CoreOutputStream& stream) = 0;
 };
 
-// Open flag: the decoder may leave the stream's position anywhere. Without it every call puts the position
-// back.
+/// Open flag: the decoder may leave the stream's position anywhere. Without it every call puts the position
+/// back.
 constexpr std::uint32_t kCoreOpenReadAhead = 1;
 
-// Reads bitmaps in one format.
+/// Reads bitmaps in one format.
 class TOVMX_API CoreImageDecoder {
  public:
   virtual ~CoreImageDecoder();
 
-  // Reads what the image starts with at the stream's position. 1, or 0 for a null stream, content that is not
-  // of this format or broken, and a first frame beyond the registry's pixel limit. The stream stays the
-  // caller's, must live as long as the decoder is used, and must not change.
+  /// Reads what the image starts with at the stream's position. 1, or 0 for a null stream, content that is
+  /// not of this format or broken, and a first frame beyond the registry's pixel limit. The stream stays the
+  /// caller's, must live as long as the decoder is used, and must not change.
   std::uint32_t Open(CoreInputStream* stream, std::uint32_t flags);
 
-  // What Open found; all 0 before an Open that succeeded.
+  /// What Open found; all 0 before an Open that succeeded.
   const CoreImageInfo& GetInfo() const noexcept { return info_; }
 
-  // Decodes frame number `frame`, counted from 0, and scales it to that many pixels; a width or height of 0
-  // means the frame's own, or what keeps the proportions when only one is 0. Frames of an animation are
-  // composed as they are shown; asked for in order they are decoded once each, while a step back begins anew,
-  // and until the last one the decoder keeps up to two canvases (as far as the pixel limit leaves room). Null
-  // for a frame that is not there, a negative size, content that is broken or ends early, a bitmap beyond the
-  // registry's pixel limit, and before an Open that succeeded. Rows come as the file stores them; an
-  // orientation noted in the file is not applied.
+  /// Decodes frame number `frame`, counted from 0, and scales it to that many pixels; a width or height of 0
+  /// means the frame's own, or what keeps the proportions when only one is 0. Frames of an animation are
+  /// composed as they are shown; asked for in order they are decoded once each, while a step back begins
+  /// anew, and until the last one the decoder keeps up to two canvases (as far as the pixel limit leaves
+  /// room). Null for a frame that is not there, a negative size, content that is broken or ends early, a
+  /// bitmap beyond the registry's pixel limit, and before an Open that succeeded. Rows come as the file
+  /// stores them; an orientation noted in the file is not applied.
   std::unique_ptr<CoreDib> GetBitmap(int frame, int width, int height);
 
  protected:
@@ -116,29 +119,31 @@ class TOVMX_API CoreImageDecoder {
   CoreImageInfo info_;
 };
 
-// Makes encoders and decoders. The caller owns what it gets and releases it by letting go of it.
+/// Makes encoders and decoders. The caller owns what it gets and releases it by letting go of it.
 class TOVMX_API CoreCodecFactory {
  public:
-  // Null for a format that cannot be written (GIF) or is not known.
+  /// Null for a format that cannot be written (GIF) or is not known.
   std::unique_ptr<CoreImageEncoder> CreateEncoder(CoreImageFormat format) const;
 
-  // Null for a format that is not known.
+  /// Null for a format that is not known.
   std::unique_ptr<CoreImageDecoder> CreateDecoder(CoreImageFormat format) const;
 };
 
-// The process-wide home of the codecs and of what applies to all of them.
+/// The process-wide home of the codecs and of what applies to all of them.
 class TOVMX_API CoreCodecRegistry {
  public:
   static CoreCodecRegistry& Get();
 
   const CoreCodecFactory& GetFactory() const noexcept { return factory_; }
 
-  // The most bytes of pixels that a decoder may hold at once for one image, the planes that a library unpacks
-  // before the bitmap is filled included; 1 GiB unless changed. Checked before pixels are allocated.
+  /// @{
+  /// The most bytes of pixels that a decoder may hold at once for one image, the planes that a library
+  /// unpacks before the bitmap is filled included; 1 GiB unless changed. Checked before pixels are allocated.
   std::uint64_t GetPixelLimit() const noexcept { return pixelLimit_.load(std::memory_order_relaxed); }
   void SetPixelLimit(std::uint64_t bytes) noexcept { pixelLimit_.store(bytes, std::memory_order_relaxed); }
+  /// @}
 
-  // One line for each library behind the codecs with the version that runs: "libpng 1.6.39".
+  /// One line for each library behind the codecs with the version that runs: "libpng 1.6.39".
   CoreStringList<CoreString> DescribeBackends() const;
 
   CoreCodecRegistry(const CoreCodecRegistry&) = delete;

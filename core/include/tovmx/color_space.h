@@ -1,4 +1,5 @@
-// CoreColorSpace: which components a packed colour holds.
+/// \file
+/// CoreColorSpace: which components a packed colour holds.
 #pragma once
 
 #include <cstdint>

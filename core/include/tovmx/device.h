@@ -1,20 +1,23 @@
-// CoreDevice: what text is drawn onto, and the devices of this core: a bitmap, a PDF page, an SVG page.
-//
-// A line is drawn by three calls in this order: DrawText, which may be repeated for the lines of one piece of
-// text, EndText, which ends the piece, and Flush, which makes the target hold what was drawn. None of them
-// ends a page. Coordinates are device units, 96 to the inch, with y growing downwards.
-//
-// Thread-safety: a device belongs to one thread at a time; different threads may use different devices.
-//
-//   CoreDib picture;
-//   picture.Create(400, 60, 32);
-//   CoreBitmapDevice device(&picture);
-//   device.FillPage(0xFFFFFFFF);
-//   CoreMatrix place;
-//   place.Translate(10.0f, 40.0f);
-//   device.DrawText(L"Hello", 5, fonts, place, 0xFF000000, 32.0f);
-//   device.EndText();
-//   device.Flush();
+/// \file
+/// CoreDevice: what text is drawn onto, and the devices of this core: a bitmap, a PDF page, an SVG page.
+///
+/// A line is drawn by three calls in this order: DrawText, which may be repeated for the lines of one piece
+/// of text, EndText, which ends the piece, and Flush, which makes the target hold what was drawn. None of
+/// them ends a page. Coordinates are device units, 96 to the inch, with y growing downwards.
+///
+/// Thread-safety: a device belongs to one thread at a time; different threads may use different devices.
+///
+/// \code{.cc}
+/// CoreDib picture;
+/// picture.Create(400, 60, 32);
+/// CoreBitmapDevice device(&picture);
+/// device.FillPage(0xFFFFFFFF);
+/// CoreMatrix place;
+/// place.Translate(10.0f, 40.0f);
+/// device.DrawText(L"Hello", 5, fonts, place, 0xFF000000, 32.0f);
+/// device.EndText();
+/// device.Flush();
+/// \endcode
 #pragma once
 
 #include <tovmx/dib.h>
@@ -30,23 +33,23 @@ class TOVMX_API CoreDevice {
  public:
   virtual ~CoreDevice();
 
-  // Draws one line. `matrix` maps the text's own plane, whose origin is the left end of the baseline, to
-  // device units; `argb` is 0xAARRGGBB with straight alpha; `pixelSize` is the size of the em in device
-  // units. A negative count means up to the terminating NUL. Text is shaped: letters join, scripts that run
-  // from right to left do, and a character that the font lacks comes from another. Tabs and line breaks count
-  // as spaces, other control characters are skipped, and what is no character shows as U+FFFD.
-  //
-  // False, and nothing drawn, for null characters, more than 262,144 of them, a matrix with a number that is
-  // not finite, a size that is not finite or not above 0, fonts from a source that has none, and a device
-  // that has failed. Text that lies outside the page, or whose em is below 1/64 or above 100,000 pixels,
-  // leaves no ink and gives true.
+  /// Draws one line. `matrix` maps the text's own plane, whose origin is the left end of the baseline, to
+  /// device units; `argb` is 0xAARRGGBB with straight alpha; `pixelSize` is the size of the em in device
+  /// units. A negative count means up to the terminating NUL. Text is shaped: letters join, scripts that run
+  /// from right to left do, and a character that the font lacks comes from another. Tabs and line breaks
+  /// count as spaces, other control characters are skipped, and what is no character shows as U+FFFD.
+  ///
+  /// False, and nothing drawn, for null characters, more than 262,144 of them, a matrix with a number that is
+  /// not finite, a size that is not finite or not above 0, fonts from a source that has none, and a device
+  /// that has failed. Text that lies outside the page, or whose em is below 1/64 or above 100,000 pixels,
+  /// leaves no ink and gives true.
   virtual bool DrawText(const wchar_t* characters, int count, const CoreFontLoader& fonts,
                         const CoreMatrix& matrix, std::uint32_t argb, float pixelSize) = 0;
 
-  // Ends the present piece of text. False when the device has failed.
+  /// Ends the present piece of text. False when the device has failed.
   virtual bool EndText() = 0;
 
-  // Hands everything drawn so far to the target. False when the device has failed.
+  /// Hands everything drawn so far to the target. False when the device has failed.
   virtual bool Flush() = 0;
 
  protected:
@@ -57,7 +60,7 @@ class TOVMX_API CoreDevice {
 
 class CoreCanvas;  // private to the core
 
-// What this core's devices share.
+/// What this core's devices share.
 class TOVMX_API CorePageDevice : public CoreDevice {
  public:
   ~CorePageDevice() override;
@@ -67,12 +70,12 @@ class TOVMX_API CorePageDevice : public CoreDevice {
   bool EndText() override;
   bool Flush() override;
 
-  // Replaces everything on the page by one colour, 0xAARRGGBB with straight alpha. On a PDF or SVG page it
-  // must come first: it covers what is below it. False when the device has failed.
+  /// Replaces everything on the page by one colour, 0xAARRGGBB with straight alpha. On a PDF or SVG page it
+  /// must come first: it covers what is below it. False when the device has failed.
   bool FillPage(std::uint32_t argb);
 
-  // False once something failed: the target was refused at construction, memory was short, a stream refused
-  // bytes. A device that failed draws nothing more.
+  /// False once something failed: the target was refused at construction, memory was short, a stream refused
+  /// bytes. A device that failed draws nothing more.
   bool IsGood() const noexcept;
 
  protected:
@@ -81,47 +84,47 @@ class TOVMX_API CorePageDevice : public CoreDevice {
   std::unique_ptr<CoreCanvas> canvas_;
 };
 
-// Draws into a bitmap of any depth. Pixels without ink keep their bits; a palette or grey bitmap gets the
-// nearest colour it has. A 32-bit bitmap whose pixels are all opaque is drawn into at once, any other at
-// Flush.
+/// Draws into a bitmap of any depth. Pixels without ink keep their bits; a palette or grey bitmap gets the
+/// nearest colour it has. A 32-bit bitmap whose pixels are all opaque is drawn into at once, any other at
+/// Flush.
 class TOVMX_API CoreBitmapDevice final : public CorePageDevice {
  public:
-  // The widest and highest bitmap that can be drawn into.
+  /// The widest and highest bitmap that can be drawn into.
   static constexpr int kMaxSide = 32767;
 
-  // `bitmap` stays the caller's, must live as long as the device, and is the device's alone until Flush.
-  // `dpi` is how many of its pixels make an inch: at 192 text is twice as large. The device fails for a null
-  // or empty bitmap, one beyond kMaxSide, and a dpi that is not finite or not above 0.
+  /// `bitmap` stays the caller's, must live as long as the device, and is the device's alone until Flush.
+  /// `dpi` is how many of its pixels make an inch: at 192 text is twice as large. The device fails for a null
+  /// or empty bitmap, one beyond kMaxSide, and a dpi that is not finite or not above 0.
   explicit CoreBitmapDevice(CoreDib* bitmap, float dpi = 96.0f);
 };
 
-// What the devices that write a document share.
+/// What the devices that write a document share.
 class TOVMX_API CoreDocumentDevice : public CorePageDevice {
  public:
-  // The longest side of a page, 200 inches.
+  /// The longest side of a page, 200 inches.
   static constexpr float kMaxSide = 19200.0f;
 
-  // Writes the document. True when the stream took all of it. Nothing can be drawn afterwards, and a second
-  // call gives false. Until then the stream is left alone, so a device that is destroyed without it writes
-  // nothing.
+  /// Writes the document. True when the stream took all of it. Nothing can be drawn afterwards, and a second
+  /// call gives false. Until then the stream is left alone, so a device that is destroyed without it writes
+  /// nothing.
   bool Finish();
 
  protected:
   using CorePageDevice::CorePageDevice;
 };
 
-// One page of PDF. The text can be searched and copied. With SOURCE_DATE_EPOCH set, its time stands in the
-// file instead of the present one.
+/// One page of PDF. The text can be searched and copied. With SOURCE_DATE_EPOCH set, its time stands in the
+/// file instead of the present one.
 class TOVMX_API CorePdfDevice final : public CoreDocumentDevice {
  public:
-  // `stream` stays the caller's and must live until Finish. Width and height are device units. The device
-  // fails for a null stream and for a side that is not above 0 or beyond kMaxSide.
+  /// `stream` stays the caller's and must live until Finish. Width and height are device units. The device
+  /// fails for a null stream and for a side that is not above 0 or beyond kMaxSide.
   CorePdfDevice(CoreOutputStream* stream, float width, float height);
 };
 
-// One page of SVG 1.1; text is written as outlines, so that it looks the same without the fonts.
+/// One page of SVG 1.1; text is written as outlines, so that it looks the same without the fonts.
 class TOVMX_API CoreSvgDevice final : public CoreDocumentDevice {
  public:
-  // As CorePdfDevice.
+  /// As CorePdfDevice.
   CoreSvgDevice(CoreOutputStream* stream, float width, float height);
 };

@@ -1,21 +1,25 @@
-// CoreDib: a bitmap of 1, 4, 8, 24 or 32 bits per pixel.
-//
-// Rows run from the top down and are padded to a multiple of 4 bytes (the stride). In memory
-//
-//   32 bits   blue, green, red, alpha: the 32-bit number 0xAARRGGBB of this machine. Alpha is STRAIGHT: the
-//             colour is not multiplied by it. Premultiply() and Unpremultiply() convert in place for
-//             libraries that paint premultiplied pixels; between them the bitmap must not be encoded.
-//   24 bits   blue, green, red
-//   8 bits    an index into the palette, or a grey level when there is no palette
-//   4 bits    the same; the left pixel in the upper half of the byte; without a palette 15 is white
-//   1 bit     the same; the leftmost pixel in the highest bit; without a palette 0 is black and 1 white
-//
-// Thread-safety: as an int; different threads may write different rows.
-//
-//   CoreDib page;
-//   if (!page.Create(595, 842, 24)) return false;
-//   std::memset(page.GetBuffer(), 255, page.GetBufferSize());
-//   page.SetDpi(72.0f, 72.0f);
+/// \file
+/// CoreDib: a bitmap of 1, 4, 8, 24 or 32 bits per pixel.
+///
+/// Rows run from the top down and are padded to a multiple of 4 bytes (the stride). In memory
+///
+///     32 bits   blue, green, red, alpha: the 32-bit number 0xAARRGGBB of this machine. Alpha is STRAIGHT:
+///               the colour is not multiplied by it. Premultiply() and Unpremultiply() convert in place
+///               for libraries that paint premultiplied pixels; between them the bitmap must not be
+///               encoded.
+///     24 bits   blue, green, red
+///     8 bits    an index into the palette, or a grey level when there is no palette
+///     4 bits    the same; the left pixel in the upper half of the byte; without a palette 15 is white
+///     1 bit     the same; the leftmost pixel in the highest bit; without a palette 0 is black and 1 white
+///
+/// Thread-safety: as an int; different threads may write different rows.
+///
+/// \code{.cc}
+/// CoreDib page;
+/// if (!page.Create(595, 842, 24)) return false;
+/// std::memset(page.GetBuffer(), 255, page.GetBufferSize());
+/// page.SetDpi(72.0f, 72.0f);
+/// \endcode
 #pragma once
 
 #include <tovmx/export.h>
@@ -26,78 +30,88 @@
 
 class TOVMX_API CoreDib {
  public:
-  // A bitmap without pixels: width, height, bits and stride are 0, the buffer is null.
+  /// @{
+  /// A bitmap without pixels: width, height, bits and stride are 0, the buffer is null.
   CoreDib() noexcept = default;
   CoreDib(CoreDib&& other) noexcept;
   CoreDib& operator=(CoreDib&& other) noexcept;
   ~CoreDib();
+  /// @}
 
-  // Makes this a bitmap of that size with every byte 0, no palette and an unknown resolution. False, and the
-  // bitmap unchanged, for a width or height below 1, another number of bits than 1, 4, 8, 24 and 32, a row of
-  // more than 2^31 - 1 bytes, or when memory is short.
+  /// Makes this a bitmap of that size with every byte 0, no palette and an unknown resolution. False, and the
+  /// bitmap unchanged, for a width or height below 1, another number of bits than 1, 4, 8, 24 and 32, a row
+  /// of more than 2^31 - 1 bytes, or when memory is short.
   bool Create(int width, int height, int bitsPerPixel);
 
-  // Makes this a copy of `other`. False, and the bitmap unchanged, when memory is short.
+  /// Makes this a copy of `other`. False, and the bitmap unchanged, when memory is short.
   bool CopyFrom(const CoreDib& other);
 
   int GetWidth() const noexcept { return width_; }
   int GetHeight() const noexcept { return height_; }
   int GetBitsPerPixel() const noexcept { return bitsPerPixel_; }
 
-  // Bytes from one row to the next.
+  /// Bytes from one row to the next.
   int GetStride() const noexcept { return stride_; }
 
-  // The pixels, GetBufferSize() bytes: stride times height.
+  /// @{
+  /// The pixels, GetBufferSize() bytes: stride times height.
   std::uint8_t* GetBuffer() noexcept { return pixels_; }
   const std::uint8_t* GetBuffer() const noexcept { return pixels_; }
   std::size_t GetBufferSize() const noexcept {
     return static_cast<std::size_t>(stride_) * static_cast<std::size_t>(height_);
   }
+  /// @}
 
-  // Precondition: 0 <= row < GetHeight().
+  /// @{
+  /// Precondition: 0 <= row < GetHeight().
   std::uint8_t* GetRow(int row) noexcept { return pixels_ + RowOffset(row); }
   const std::uint8_t* GetRow(int row) const noexcept { return pixels_ + RowOffset(row); }
+  /// @}
 
-  // The number of palette entries, 0 without a palette. A pixel may hold an index that the palette lacks;
-  // such a pixel is opaque black.
+  /// The number of palette entries, 0 without a palette. A pixel may hold an index that the palette lacks;
+  /// such a pixel is opaque black.
   int GetPaletteSize() const noexcept { return static_cast<int>(palette_.size()); }
 
-  // A palette colour: red in bits 0-7, green in 8-15, blue in 16-23, the rest 0. An index outside the palette
-  // gives 0.
+  /// A palette colour: red in bits 0-7, green in 8-15, blue in 16-23, the rest 0. An index outside the
+  /// palette gives 0.
   std::uint32_t GetPaletteEntry(int index) const noexcept;
 
-  // The alpha of a palette colour, 255 unless SetPaletteAlpha said otherwise or for an index outside.
+  /// The alpha of a palette colour, 255 unless SetPaletteAlpha said otherwise or for an index outside.
   std::uint8_t GetPaletteAlpha(int index) const noexcept;
 
-  // Gives the bitmap `count` palette colours, all opaque; bits 24-31 of the entries are ignored. A count of 0
-  // takes the palette away. False, and the palette unchanged, when the bitmap has more than 8 bits or too few
-  // for that many colours, or when `entries` is null with a count above 0.
+  /// Gives the bitmap `count` palette colours, all opaque; bits 24-31 of the entries are ignored. A count of
+  /// 0 takes the palette away. False, and the palette unchanged, when the bitmap has more than 8 bits or too
+  /// few for that many colours, or when `entries` is null with a count above 0.
   bool SetPalette(const std::uint32_t* entries, int count);
 
-  // False when the palette has no such entry.
+  /// False when the palette has no such entry.
   bool SetPaletteAlpha(int index, std::uint8_t alpha);
 
-  // True when the bitmap can hold pixels that are not opaque: 32 bits, or a palette colour with an alpha
-  // below 255.
+  /// True when the bitmap can hold pixels that are not opaque: 32 bits, or a palette colour with an alpha
+  /// below 255.
   bool HasAlpha() const noexcept;
 
-  // Pixels per inch, 0 when unknown.
+  /// @{
+  /// Pixels per inch, 0 when unknown.
   float GetDpiX() const noexcept { return dpiX_; }
   float GetDpiY() const noexcept { return dpiY_; }
+  /// @}
 
-  // A value that is no positive finite number means unknown.
+  /// A value that is no positive finite number means unknown.
   void SetDpi(float dpiX, float dpiY) noexcept;
 
-  // The pixel as 0xAARRGGBB, whatever the depth. Precondition: the pixel lies in the bitmap.
+  /// The pixel as 0xAARRGGBB, whatever the depth. Precondition: the pixel lies in the bitmap.
   std::uint32_t GetArgb(int x, int y) const noexcept;
 
-  // Converts a 32-bit bitmap in place from straight to premultiplied alpha and back; other depths are left
-  // alone. Opaque pixels come back unchanged; the others lose colour precision as alpha falls, and a pixel of
-  // alpha 0 comes back as 0.
+  /// @{
+  /// Converts a 32-bit bitmap in place from straight to premultiplied alpha and back; other depths are left
+  /// alone. Opaque pixels come back unchanged; the others lose colour precision as alpha falls, and a pixel
+  /// of alpha 0 comes back as 0.
   void Premultiply() noexcept;
   void Unpremultiply() noexcept;
+  /// @}
 
-  // The bytes that Create would need for such a bitmap, 0 when it would refuse the arguments.
+  /// The bytes that Create would need for such a bitmap, 0 when it would refuse the arguments.
   static std::uint64_t BytesNeeded(int width, int height, int bitsPerPixel) noexcept;
 
  private:

@@ -1,11 +1,14 @@
-// The core's plain geometric records: points, sizes, rectangles, the affine matrix.
-//
-// Fields stand in the order in which they travel as numbers. The types with an F hold single-precision
-// numbers, the others 32-bit integers. Nothing here allocates, throws or locks.
-//
-//   CoreMatrix place;                // the identity
-//   place.Translate(10.0f, 26.0f);   // then 10 to the right and 26 down
-//   CorePointF p = place.Transform({1.0f, 2.0f});
+/// \file
+/// The core's plain geometric records: points, sizes, rectangles, the affine matrix.
+///
+/// Fields stand in the order in which they travel as numbers. The types with an F hold single-precision
+/// numbers, the others 32-bit integers. Nothing here allocates, throws or locks.
+///
+/// \code{.cc}
+/// CoreMatrix place;                // the identity
+/// place.Translate(10.0f, 26.0f);   // then 10 to the right and 26 down
+/// CorePointF p = place.Transform({1.0f, 2.0f});
+/// \endcode
 #pragma once
 
 template <typename T>
@@ -28,7 +31,7 @@ struct CoreBasicSize {
   friend bool operator!=(const CoreBasicSize& a, const CoreBasicSize& b) noexcept { return !(a == b); }
 };
 
-// Right and bottom are exclusive. The edges may be reversed until Normalize() is called.
+/// Right and bottom are exclusive. The edges may be reversed until Normalize() is called.
 template <typename T>
 struct CoreBasicRect {
   T left{};
@@ -36,10 +39,10 @@ struct CoreBasicRect {
   T right{};
   T bottom{};
 
-  // True when the rectangle has no width or no height; a reversed one is not empty.
+  /// True when the rectangle has no width or no height; a reversed one is not empty.
   bool IsEmpty() const noexcept { return left == right || top == bottom; }
 
-  // Swaps reversed edges, so that left <= right and top <= bottom.
+  /// Swaps reversed edges, so that left <= right and top <= bottom.
   void Normalize() noexcept {
     if (left > right) Exchange(left, right);
     if (top > bottom) Exchange(top, bottom);
@@ -65,7 +68,7 @@ using CoreSizeF = CoreBasicSize<float>;
 using CoreRect = CoreBasicRect<int>;
 using CoreRectF = CoreBasicRect<float>;
 
-// The affine map (x, y) -> (a x + c y + e, b x + d y + f); the identity by default.
+/// The affine map (x, y) -> (a x + c y + e, b x + d y + f); the identity by default.
 struct CoreMatrix {
   float a = 1.0f;
   float b = 0.0f;
@@ -74,13 +77,13 @@ struct CoreMatrix {
   float e = 0.0f;
   float f = 0.0f;
 
-  // Appends a translation: points are mapped as before, then moved by (dx, dy).
+  /// Appends a translation: points are mapped as before, then moved by (dx, dy).
   void Translate(float dx, float dy) noexcept {
     e += dx;
     f += dy;
   }
 
-  // Appends a scaling about the origin.
+  /// Appends a scaling about the origin.
   void Scale(float sx, float sy) noexcept {
     a *= sx;
     c *= sx;
@@ -90,7 +93,7 @@ struct CoreMatrix {
     f *= sy;
   }
 
-  // Appends another map: points are mapped as before, then by `next`.
+  /// Appends another map: points are mapped as before, then by `next`.
   void Concat(const CoreMatrix& next) noexcept {
     *this = {a * next.a + b * next.c, a * next.b + b * next.d,          c * next.a + d * next.c,
              c * next.b + d * next.d, e * next.a + f * next.c + next.e, e * next.b + f * next.d + next.f};

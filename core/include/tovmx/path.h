@@ -1,18 +1,21 @@
-// CorePath: a vector path as a sequence of 12-byte point records.
-//
-// Each record is x, y and flags. The first record of an operation carries the operation's flag, the records
-// that follow it carry 0, and kCorePathClose is added to the last record of a closed figure. An arc is four
-// records: (rx, ry), (rotation in radians, large-arc flag), (sweep flag, unused), (x, y); its meaning is that
-// of the SVG elliptical arc command (SVG 1.1, implementation notes F.6), with the rotation in radians.
-//
-// Thread-safety: as a std::vector.
-//
-//   CorePath square;
-//   square.MoveTo(0, 0);
-//   square.LineTo(10, 0);
-//   square.LineTo(10, 10);
-//   square.LineTo(0, 10);
-//   square.Close();
+/// \file
+/// CorePath: a vector path as a sequence of 12-byte point records.
+///
+/// Each record is x, y and flags. The first record of an operation carries the operation's flag, the records
+/// that follow it carry 0, and kCorePathClose is added to the last record of a closed figure. An arc is four
+/// records: (rx, ry), (rotation in radians, large-arc flag), (sweep flag, unused), (x, y); its meaning is
+/// that of the SVG elliptical arc command (SVG 1.1, implementation notes F.6), with the rotation in radians.
+///
+/// Thread-safety: as a std::vector.
+///
+/// \code{.cc}
+/// CorePath square;
+/// square.MoveTo(0, 0);
+/// square.LineTo(10, 0);
+/// square.LineTo(10, 10);
+/// square.LineTo(0, 10);
+/// square.Close();
+/// \endcode
 #pragma once
 
 #include <tovmx/export.h>
@@ -29,12 +32,12 @@ struct CorePathPoint {
 static_assert(sizeof(CorePathPoint) == 12, "path records are exchanged as 12 bytes");
 
 enum CorePathFlag : std::uint32_t {
-  kCorePathClose = 0x2,    // the figure is closed after this record
-  kCorePathMove = 0x100,   // starts a figure here
-  kCorePathLine = 0x200,   // a line to here
-  kCorePathQuad = 0x400,   // control point; the end point follows
-  kCorePathCubic = 0x800,  // first control point; the second and the end point follow
-  kCorePathArc = 0x1000,   // radii; rotation and large-arc, sweep, end point follow
+  kCorePathClose = 0x2,    ///< the figure is closed after this record
+  kCorePathMove = 0x100,   ///< starts a figure here
+  kCorePathLine = 0x200,   ///< a line to here
+  kCorePathQuad = 0x400,   ///< control point; the end point follows
+  kCorePathCubic = 0x800,  ///< first control point; the second and the end point follow
+  kCorePathArc = 0x1000,   ///< radii; rotation and large-arc, sweep, end point follow
 };
 
 enum CoreFillMode { kCoreFillEvenOdd = 0, kCoreFillWinding = 1 };
@@ -46,24 +49,26 @@ class TOVMX_API CorePath {
   void QuadTo(float cx, float cy, float x, float y);
   void CubicTo(float c1x, float c1y, float c2x, float c2y, float x, float y);
 
-  // An elliptical arc to (x, y). `rotation` is in radians; `largeArc` and `sweep` are set when not 0.
+  /// An elliptical arc to (x, y). `rotation` is in radians; `largeArc` and `sweep` are set when not 0.
   void ArcTo(float rx, float ry, float rotation, float largeArc, float sweep, float x, float y);
 
-  // Closes the present figure by marking the last record. Does nothing to an empty path.
+  /// Closes the present figure by marking the last record. Does nothing to an empty path.
   void Close();
 
-  // Appends a record as it stands.
+  /// @{
+  /// Appends a record as it stands.
   void AddPoint(const CorePathPoint& point);
   void Clear() noexcept;
+  /// @}
 
-  // The last record's index, -1 when the path is empty; so a walk from 0 up to and including the counter
-  // meets each record once.
+  /// The last record's index, -1 when the path is empty; so a walk from 0 up to and including the counter
+  /// meets each record once.
   int GetPointCounter() const noexcept;
 
-  // Reads one record. False, and the outputs untouched, for an index outside 0 to GetPointCounter().
+  /// Reads one record. False, and the outputs untouched, for an index outside 0 to GetPointCounter().
   bool GetPoint(int index, CorePointF& point, std::uint32_t& flags) const;
 
-  // The records, null when there are none. Valid until the path changes.
+  /// The records, null when there are none. Valid until the path changes.
   const CorePathPoint* GetPoints() const noexcept;
 
  private:

@@ -1,13 +1,16 @@
-// CoreString and CoreWideString: owning texts of one and of four bytes a character.
-//
-// One template, two widths. A text knows its length, so it may hold NUL characters; a terminating NUL always
-// follows the last character. The data of an empty text may be absent: GetData() may be null, c_str() never
-// is. Positions count from 1, so Left(3) and Mid(4) split a text in two.
-//
-// Thread-safety: as a std::string; one text may be read by several threads while none changes it.
-//
-//   CoreString name("libfoo");
-//   CoreString stem = name.Left(3).Compare("lib") == 0 ? name.Mid(4) : name;   // "foo"
+/// \file
+/// CoreString and CoreWideString: owning texts of one and of four bytes a character.
+///
+/// One template, two widths. A text knows its length, so it may hold NUL characters; a terminating NUL always
+/// follows the last character. The data of an empty text may be absent: GetData() may be null, c_str() never
+/// is. Positions count from 1, so Left(3) and Mid(4) split a text in two.
+///
+/// Thread-safety: as a std::string; one text may be read by several threads while none changes it.
+///
+/// \code{.cc}
+/// CoreString name("libfoo");
+/// CoreString stem = name.Left(3).Compare("lib") == 0 ? name.Mid(4) : name;   // "foo"
+/// \endcode
 #pragma once
 
 #include <tovmx/export.h>
@@ -17,11 +20,11 @@
 template <typename Char>
 class TOVMX_API CoreBasicString {
  public:
-  // The empty text; allocates nothing.
+  /// The empty text; allocates nothing.
   CoreBasicString() noexcept = default;
 
-  // A copy of `length` characters at `text`; a negative length means up to the terminating NUL. A null `text`
-  // gives the empty text.
+  /// A copy of `length` characters at `text`; a negative length means up to the terminating NUL. A null
+  /// `text` gives the empty text.
   CoreBasicString(const Char* text,
                   int length = -1);  // NOLINT(google-explicit-constructor): texts convert freely
 
@@ -31,43 +34,47 @@ class TOVMX_API CoreBasicString {
   CoreBasicString& operator=(CoreBasicString&& other) noexcept;
   ~CoreBasicString();
 
-  // The number of characters before the terminating NUL.
+  /// @{
+  /// The number of characters before the terminating NUL.
   int GetLength() const noexcept { return length_; }
   bool IsEmpty() const noexcept { return length_ == 0; }
+  /// @}
 
-  // The characters, or null when the text holds no buffer. Valid until the text is changed or destroyed.
+  /// The characters, or null when the text holds no buffer. Valid until the text is changed or destroyed.
   const Char* GetData() const noexcept { return data_; }
 
-  // The characters, never null. Valid until the text is changed or destroyed.
+  /// The characters, never null. Valid until the text is changed or destroyed.
   const Char* c_str() const noexcept { return data_ != nullptr ? data_ : kEmpty; }
 
-  // A writable buffer of at least `capacity` characters and room for a terminator; the present characters
-  // stay at its front. A negative capacity counts as 0. The length is unchanged until ReleaseBuffer sets it.
+  /// A writable buffer of at least `capacity` characters and room for a terminator; the present characters
+  /// stay at its front. A negative capacity counts as 0. The length is unchanged until ReleaseBuffer sets it.
   Char* GetBuffer(int capacity);
 
-  // Sets the length after writing through GetBuffer and terminates the text there. A negative length means up
-  // to the first NUL in the buffer; a length beyond the capacity counts as the capacity.
+  /// Sets the length after writing through GetBuffer and terminates the text there. A negative length means
+  /// up to the first NUL in the buffer; a length beyond the capacity counts as the capacity.
   void ReleaseBuffer(int length = -1);
 
-  // Empties the text and frees its buffer.
+  /// Empties the text and frees its buffer.
   void Clear() noexcept;
 
-  // The first `count` characters; all of them when there are fewer, none for a count below 1.
+  /// The first `count` characters; all of them when there are fewer, none for a count below 1.
   CoreBasicString Left(int count) const;
 
-  // The characters from position `first` on, counted from 1. A position below 1 counts as 1; one past the end
-  // gives the empty text.
+  /// The characters from position `first` on, counted from 1. A position below 1 counts as 1; one past the
+  /// end gives the empty text.
   CoreBasicString Mid(int first) const;
 
-  // At most `count` characters from position `first` on, counted from 1.
+  /// At most `count` characters from position `first` on, counted from 1.
   CoreBasicString Mid(int first, int count) const;
 
-  // Below 0, 0 or above 0 as this text sorts before, equals or sorts after `other`, by character value (bytes
-  // as unsigned). A null `other` is the empty text.
+  /// @{
+  /// Below 0, 0 or above 0 as this text sorts before, equals or sorts after `other`, by character value
+  /// (bytes as unsigned). A null `other` is the empty text.
   int Compare(const Char* other) const noexcept;
   int Compare(const CoreBasicString& other) const noexcept;
+  /// @}
 
-  // Turns every `from` into `to` in place and returns how many were replaced.
+  /// Turns every `from` into `to` in place and returns how many were replaced.
   int Replace(Char from, Char to) noexcept;
 
   CoreBasicString& operator+=(const CoreBasicString& tail);

@@ -1,10 +1,13 @@
-// CoreStringList<S>: an ordered list of texts, S being CoreString or CoreWideString.
-//
-// Thread-safety: as a std::vector.
-//
-//   CoreStringList<CoreString> names;
-//   names.Add("first");
-//   for (int i = 0; i < names.GetCount(); ++i) Use(names.GetAt(i));
+/// \file
+/// CoreStringList<S>: an ordered list of texts, S being CoreString or CoreWideString.
+///
+/// Thread-safety: as a std::vector.
+///
+/// \code{.cc}
+/// CoreStringList<CoreString> names;
+/// names.Add("first");
+/// for (int i = 0; i < names.GetCount(); ++i) Use(names.GetAt(i));
+/// \endcode
 #pragma once
 
 #include <tovmx/string.h>
@@ -19,7 +22,7 @@ class CoreStringList {
   int GetCount() const noexcept { return static_cast<int>(texts_.size()); }
   bool IsEmpty() const noexcept { return texts_.empty(); }
 
-  // Precondition: 0 <= index < GetCount(). The reference is valid until the list changes.
+  /// Precondition: 0 <= index < GetCount(). The reference is valid until the list changes.
   const S& GetAt(int index) const noexcept { return texts_[static_cast<std::size_t>(index)]; }
 
   void Add(S text) { texts_.push_back(std::move(text)); }
