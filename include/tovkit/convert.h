@@ -34,11 +34,12 @@ namespace tovkit {
 /// \defgroup convert Conversions
 /// @{
 
+/// The conversions, all of them static.
 class TOVKIT_API Convert {
  public:
-  // ---- Scalars
-
+  /// \name Scalars
   /// @{
+
   /// What each kind of value becomes. Kinds that are not listed (null, integers outside both 32-bit ranges,
   /// arrays, objects) and an empty handle give the fallback: -1 for ToInt, else 0, 0.0, false.
   ///
@@ -53,8 +54,8 @@ class TOVKIT_API Convert {
   ///
   /// Numbers are cut toward zero. In ToInt every double outside the 32-bit range, and NaN, is -2147483648; in
   /// ToUint one outside the signed 64-bit range, and NaN, is 0. Strings are read in base 10 up to the first
-  /// character that does not fit, and no digits give 0; a sign is allowed in ToUint too, so "-1" gives
-  /// 4294967295. strtod follows the decimal point of the process's locale.
+  /// character that does not fit, and no digits give 0; a sign is allowed, so that "-1" gives 4294967295 in
+  /// ToUint. strtod follows the decimal point of the process's locale.
   static int ToInt(const SharedPtr<const JsonValue>& value);
   static unsigned ToUint(const SharedPtr<const JsonValue>& value);
   static float ToFloat(const SharedPtr<const JsonValue>& value);
@@ -71,9 +72,9 @@ class TOVKIT_API Convert {
   /// point is that of the process's locale.
   static CoreString ToText(const SharedPtr<const JsonValue>& value, int precision);
 
-  // ---- Colours
-
+  /// \name Colours
   /// @{
+
   ///     grey  [g]             g in bits 0-7, 8-15 and 16-23
   ///     RGB   [r, g, b]       r in bits 0-7, g in 8-15, b in 16-23
   ///     CMYK  [c, m, y, k]    c in bits 24-31, m in 16-23, y in 8-15, k in 0-7
@@ -102,9 +103,9 @@ class TOVKIT_API Convert {
   /// Unpacks for kind 1, 2 or 3. Every other kind gives an empty handle.
   static SharedPtr<JsonValue> FromColor(const CoreColorSpace& space, unsigned color);
 
-  // ---- Records
-
+  /// \name Records
   /// @{
+
   /// One array element for each field, in the order of declaration. Float fields are written as the doubles
   /// of the same value.
   ///
@@ -127,9 +128,9 @@ class TOVKIT_API Convert {
   static bool JsonToSizeF(const SharedPtr<const JsonValue>& value, CoreSizeF& size);
   /// @}
 
-  // ---- Arrays and string lists
-
+  /// \name Arrays and string lists
   /// @{
+
   /// A new array with one element for each of the source's. Wide texts are encoded as UTF-8; a text ends at
   /// its first NUL character. The source array stays locked meanwhile.
   static SharedPtr<JsonValue> ArrayToJson(const CoreArray<int>& array);
@@ -159,11 +160,13 @@ class TOVKIT_API Convert {
   static bool JsonToStringList(const SharedPtr<const JsonValue>& value, CoreStringList<CoreWideString>& list);
   /// @}
 
-  // ---- Paths
+  /// \name Paths
+  /// @{
 
   /// A new array with one [x, y] for each record of the path, the records of arcs too. The kinds are not
   /// written, so a path cannot be made from the result.
   static SharedPtr<JsonValue> PathToJson(const CorePath& path);
+  /// @}
 
   Convert() = delete;
 };

@@ -1,5 +1,6 @@
 /// \file
-/// TOVKIT_API marks what libtovkit.so exports; everything else stays inside it.
+/// What libtovkit.so exports is marked by TOVKIT_API; everything else stays inside it.
 #pragma once
 
+/// Marks an exported class or function.
 #define TOVKIT_API __attribute__((visibility("default")))

@@ -6,14 +6,17 @@
 /// document belong to one thread at a time.
 ///
 /// \code{.cc}
+/// using namespace tovkit;
 /// CoreFileInputStream in("scan.tif");
-/// std::unique_ptr<CoreDib> page(ImageDecode(&in));
-/// CoreFileOutputStream out("scan.png");
-/// if (page == nullptr || ImageEncode(page.get(), kCoreImagePng, &out) == 0 || !out.Close()) Complain();
+/// std::unique_ptr<CoreDib> page(ImageDecode(&in));   // null when it is no picture
+/// if (page != nullptr) {
+///   const char text[] = "{\"Content\": \"Seen\", \"DeltaX\": 10}";
+///   CoreBitmapDevice device(page.get());             // <tovmx/device.h>
+///   DrawTextOnDevice(&device, Json::Parse(text, sizeof text - 1, nullptr));
 ///
-/// SharedPtr<JsonValue> line = Json::Parse(text, size, nullptr);   // {"Content": "Hello", "DeltaX": 10}
-/// CoreBitmapDevice device(page.get());
-/// if (!DrawTextOnDevice(&device, line)) Complain();
+///   CoreFileOutputStream out("scan.png");
+///   if (ImageEncode(page.get(), kCoreImagePng, &out) == 0 || !out.Close()) std::perror("scan.png");
+/// }
 /// \endcode
 #pragma once
 

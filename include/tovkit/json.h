@@ -73,13 +73,18 @@ class TOVKIT_API sp_counted_base {
   /// Deletes the object. Called once, when the last handle goes.
   virtual void dispose() noexcept = 0;
 
+  /// Counts one user more.
   void addRef() noexcept { ++useCount; }
+
+  /// Counts one user less; the last one deletes the object and this block.
   void release() noexcept {
     if (--useCount == 0) {
       dispose();
       delete this;
     }
   }
+
+  /// The number of users.
   std::int64_t getUseCount() const noexcept { return useCount; }
 
  private:
@@ -90,6 +95,7 @@ class TOVKIT_API sp_counted_base {
 template <typename T>
 class sp_counted_impl final : public sp_counted_base {
  public:
+  /// Takes ownership of the object, which may be null.
   explicit sp_counted_impl(T* counted) noexcept : object(counted) {}
   void dispose() noexcept override { delete object; }
 
@@ -113,9 +119,12 @@ class SharedPtr {
   template <typename Y, typename = std::enable_if_t<std::is_convertible_v<Y*, T*>>>
   explicit SharedPtr(Y* object) : object_(object), block_(MakeBlock(object)) {}
 
+  /// Another handle to the same object, or the handle itself taken from `other`.
+  /// @{
   SharedPtr(const SharedPtr& other) noexcept : object_(other.object_), block_(other.block_) { AddRef(); }
   SharedPtr(SharedPtr&& other) noexcept
       : object_(std::exchange(other.object_, nullptr)), block_(std::exchange(other.block_, nullptr)) {}
+  /// @}
 
   /// @{
   /// A handle to the same object under a type that its pointer converts to: SharedPtr<JsonValue> to
@@ -130,6 +139,8 @@ class SharedPtr {
       : object_(std::exchange(other.object_, nullptr)), block_(std::exchange(other.block_, nullptr)) {}
   /// @}
 
+  /// Lets go of the object, then does the same.
+  /// @{
   SharedPtr& operator=(const SharedPtr& other) noexcept {
     SharedPtr(other).Swap(*this);
     return *this;
@@ -138,18 +149,29 @@ class SharedPtr {
     SharedPtr(std::move(other)).Swap(*this);
     return *this;
   }
+  /// @}
+
+  /// Lets go of the object, which the last handle deletes.
   ~SharedPtr() {
     if (block_ != nullptr) block_->release();
   }
 
+  /// The object, null in a null handle.
+  /// @{
   T* Get() const noexcept { return object_; }
   T* operator->() const noexcept { return object_; }
+  /// @}
+
+  /// The object. Precondition: the handle is not null.
   T& operator*() const noexcept { return *object_; }
+
+  /// Whether there is an object.
   explicit operator bool() const noexcept { return object_ != nullptr; }
 
   /// The number of handles that share the control block; 0 for a handle that was moved from.
   std::int64_t UseCount() const noexcept { return block_ == nullptr ? 0 : block_->getUseCount(); }
 
+  /// Exchanges two handles.
   void Swap(SharedPtr& other) noexcept {
     std::swap(object_, other.object_);
     std::swap(block_, other.block_);
@@ -300,10 +322,14 @@ class TOVKIT_API JsonValue {
   /// FirstMember. Test `Size()` first:
   ///
   /// \code{.cc}
+  /// const char text[] = "{\"first\": 1, \"second\": 2}";
+  /// auto object = tovkit::Json::Parse(text, sizeof text - 1, nullptr);
+  /// CoreString name;
+  /// tovkit::SharedPtr<tovkit::JsonValue> value;
   /// if (object->Size() != 0) {
   ///   bool more = object->FirstMember(name, value);
   ///   for (;; more = object->NextMember(name, value)) {
-  ///     Use(name, value);
+  ///     std::printf("%s: %d\n", name.c_str(), value->AsInt(nullptr));
   ///     if (!more) break;
   ///   }
   /// }
@@ -402,6 +428,7 @@ struct JsonParseOptions {};
 /// How to write. There is nothing to choose yet; the record keeps its place in the interface.
 struct JsonWriteOptions {};
 
+/// The way from text to values and back.
 class TOVKIT_API Json {
  public:
   /// Parses `length` bytes of UTF-8 at `text`, or up to the first NUL byte among them. The root must be an

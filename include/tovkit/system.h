@@ -235,9 +235,12 @@ class TOVKIT_API WatchedMutex : public Mutex {
 /// Locks a mutex, not null and not owned, for the length of a scope.
 class TOVKIT_API MutexLocker {
  public:
+  /// Locks the mutex.
   explicit MutexLocker(Mutex* mutexToLock);
   MutexLocker(const MutexLocker&) = delete;
   MutexLocker& operator=(const MutexLocker&) = delete;
+
+  /// Unlocks it.
   ~MutexLocker();
 
  private:
@@ -255,11 +258,18 @@ class TOVKIT_API MutexLocker {
 /// output, and such a child ends with exit code 0. A bad working directory is not told at all.
 class TOVKIT_API Process {
  public:
-  /// Option bits for setFlags and its companions. With inheritParentFds the child keeps every descriptor that
-  /// it inherits; without, it closes all above 2, which costs a run of `ls` before the program starts.
-  enum Flag : uint32_t { inheritParentFds = 1 };
+  /// Option bits for setFlags and its companions. Without inheritParentFds the child closes all above 2,
+  /// which costs a run of `ls` before the program starts.
+  enum Flag : uint32_t {
+    inheritParentFds = 1,  ///< the child keeps every descriptor that it inherits
+  };
 
-  enum State : int32_t { Starting = 0, Running = 1, Stopped = 2 };
+  /// What is known of the child.
+  enum State : int32_t {
+    Starting = 0,  ///< start() is at work
+    Running = 1,   ///< it was started, and no wait() has seen its end
+    Stopped = 2,   ///< there is none, or a wait() has seen its end
+  };
 
   Process();
   Process(const Process&) = delete;
@@ -269,9 +279,12 @@ class TOVKIT_API Process {
   /// the calling process ends.
   ~Process();
 
+  /// Replaces the flags, sets more of them, clears some. 0 at first; a start reads them.
+  /// @{
   void setFlags(uint32_t value);
   void addFlags(uint32_t value);
   void removeFlags(uint32_t value);
+  /// @}
 
   /// Descriptors for the child's standard output and error, above 2; they stay the caller's. Takes effect
   /// only when `stdoutFd` is above 0, and then for both. The old 1 and then the old 2 are closed first, so a
@@ -315,6 +328,7 @@ class TOVKIT_API Process {
   /// leaves it as it was, and so does every child of a program that ignores SIGCHLD.
   int64_t exitCode() const;
 
+  /// What the last start() or wait() found.
   State state() const;
 
  private:
@@ -345,8 +359,8 @@ class TOVKIT_API Process {
 
 /// One process as the monitor knows it. Memory values are the kernel's numbers, in kilobytes.
 struct PROC_INFO_DATA {
-  char name[256];  ///< the first word of the status file's Name line; empty when the process ended meanwhile
-  long pid;
+  char name[256];   ///< the first word of the status file's Name line; empty when the process ended meanwhile
+  long pid;         ///< the process id
   long lastMem;     ///< the last sample
   long maxMem;      ///< a sample above it is reported; below 1 nothing is. 0 after a scan
   int interval;     ///< growth is reported when samples are this many seconds apart; below 1 never. 0 after a
@@ -358,7 +372,11 @@ struct PROC_INFO_DATA {
 };
 
 /// What updateById and updateByName change.
-enum ProcessUpdateMask { kUpdateMonitored = 1, kUpdateInterval = 2, kUpdateMaxMem = 4 };
+enum ProcessUpdateMask {
+  kUpdateMonitored = 1,  ///< PROC_INFO_DATA::monitored
+  kUpdateInterval = 2,   ///< PROC_INFO_DATA::interval
+  kUpdateMaxMem = 4,     ///< PROC_INFO_DATA::maxMem
+};
 
 /// ProcessMonitor: the table of processes, and a loop that prints a line when a watched one grows.
 ///
@@ -370,24 +388,24 @@ enum ProcessUpdateMask { kUpdateMonitored = 1, kUpdateInterval = 2, kUpdateMaxMe
 /// setStatusKey may not, since they replace what the loop walks.
 ///
 /// \code{.cc}
-/// ProcessMonitor monitor;
-/// PROC_INFO_DATA limit{};
-/// limit.pid = pid;
+/// tovkit::ProcessMonitor monitor;
+/// tovkit::PROC_INFO_DATA limit{};
+/// limit.pid = getpid();
 /// limit.monitored = true;
 /// limit.maxMem = 500000;
-/// monitor.updateById(limit, kUpdateMonitored);   // one call a field
-/// monitor.updateById(limit, kUpdateMaxMem);
-/// std::thread([&] { monitor.monitorLoop(); }).detach();
+/// monitor.updateById(limit, tovkit::kUpdateMonitored);   // one call a field
+/// monitor.updateById(limit, tovkit::kUpdateMaxMem);
+/// auto watch = [&monitor] { monitor.monitorLoop(); };    // prints for ever: give it a thread of its own
 /// \endcode
 class TOVKIT_API ProcessMonitor {
  public:
-  /// @{
   /// Fills the table by a scan; it stays empty when the scan fails. The sampled key is "VmRSS".
   ProcessMonitor();
-  ~ProcessMonitor();
   ProcessMonitor(const ProcessMonitor&) = delete;
   ProcessMonitor& operator=(const ProcessMonitor&) = delete;
-  /// @}
+
+  /// Drops the table. No monitorLoop may be running.
+  ~ProcessMonitor();
 
   /// Chooses the line of the status file that is sampled, such as "VmSize". A text of 256 bytes or more ends
   /// the process; a null one changes nothing.
@@ -452,7 +470,10 @@ class TOVKIT_API ProcessMonitor {
 /// @{
 
 /// Permission bits of SharedMemory.
-enum SharedMemoryFlag { kSharedMemoryRead = 1, kSharedMemoryWrite = 2 };
+enum SharedMemoryFlag {
+  kSharedMemoryRead = 1,   ///< see Create and Attach
+  kSharedMemoryWrite = 2,  ///< see Create and Attach
+};
 
 /// SharedMemory: one System V segment under a text name.
 ///
@@ -462,9 +483,11 @@ enum SharedMemoryFlag { kSharedMemoryRead = 1, kSharedMemoryWrite = 2 };
 /// Thread-safety: one object belongs to one thread at a time. Processes meet only in the segment.
 ///
 /// \code{.cc}
-/// SharedMemory memory("frames");
-/// if (!memory.Create(4096, kSharedMemoryRead | kSharedMemoryWrite) ||
-///     !memory.Attach(kSharedMemoryRead | kSharedMemoryWrite)) {
+/// const unsigned both = tovkit::kSharedMemoryRead | tovkit::kSharedMemoryWrite;
+/// tovkit::SharedMemory memory("frames");
+/// if (memory.Create(4096, both) && memory.Attach(both)) {
+///   static_cast<char*>(memory.GetData())[0] = 1;
+/// } else {
 ///   std::puts(memory.GetErrorMessage());
 /// }
 /// \endcode
@@ -473,12 +496,10 @@ class TOVKIT_API SharedMemory {
   /// Makes no system call. `name` must not be null.
   explicit SharedMemory(const char* name);
 
-  /// @{
   /// Detaches, then removes the segment if this object created it and no process is attached to it.
   ~SharedMemory();
   SharedMemory(const SharedMemory&) = delete;
   SharedMemory& operator=(const SharedMemory&) = delete;
-  /// @}
 
   /// Creates a zeroed segment of `size` bytes: mode 0666 with the write bit, 0444 with the read bit alone.
   /// Fails when the segment exists, when this object has created one already, and without either bit.

@@ -4,7 +4,12 @@
 /// Thread-safety: every function may be called from any thread unless its comment says otherwise.
 ///
 /// \code{.cc}
-/// std::printf("tovkit %s\n", tovkit::GetLibraryVersion());
+/// using namespace tovkit;
+/// const std::string path = JoinPath("out/", "page.png", nullptr);   // "out/page.png"
+/// const char* extension = GetFileExtension(path.c_str(), -1);       // ".png"
+/// CoreArray<int> pages;
+/// ParsePageNumbers("1,3-5", 10, pages, 0);                          // 0, 2, 3, 4
+/// std::printf("tovkit %s\n", GetLibraryVersion());
 /// \endcode
 #pragma once
 
@@ -30,8 +35,11 @@ namespace tovkit {
 /// and come back as the same bytes. A result ends before the first NUL character of the text.
 /// @{
 
+/// Every byte finds a place, so nothing is lost.
+/// @{
 TOVKIT_API std::wstring LocalToWide(const char* text, int len);
 TOVKIT_API std::wstring Utf8ToWide(const char* text, int len);
+/// @}
 
 /// @{
 /// A character that the target encoding lacks becomes "?".
@@ -108,8 +116,9 @@ TOVKIT_API CoreString Base64Decode(const char* text, int len);
 ///
 /// \code{.cc}
 /// tovkit::DynamicLibrary codec("/opt/plugins", "codec");   // /opt/plugins/libcodec.so
-/// if (!codec.Load()) Report(codec.GetError());
-/// auto init = reinterpret_cast<int (*)()>(codec.Resolve("init"));
+/// if (!codec.Load()) std::puts(codec.GetError());
+/// auto init = reinterpret_cast<int (*)()>(codec.Resolve("init"));   // null: not loaded, or no such symbol
+/// const int state = init != nullptr ? init() : -1;
 /// \endcode
 class TOVKIT_API DynamicLibrary {
  public:
@@ -138,6 +147,7 @@ class TOVKIT_API DynamicLibrary {
   /// Closes the library if it is loaded, and empties the error. Addresses it gave are then invalid.
   void Unload();
 
+  /// Whether a library is loaded.
   bool IsLoaded() const;
 
   /// The address of `symbol`. Null when the library is not loaded ("Library not load") or has no such symbol;
@@ -192,18 +202,21 @@ TOVKIT_API CoreString GetFileName(const char* path, int len);
 /// What can hold for a path, as a bit mask. Each flag includes PathExists. PathReadable and PathWritable are
 /// the permission bits of the file's owner; they do not tell whether the caller may read or write.
 enum PathFlag : int {
-  PathExists = 1,
-  PathIsFile = 3,  ///< a regular file
-  PathIsDirectory = 5,
-  PathReadable = 17,  ///< the owner may read
-  PathWritable = 33,  ///< the owner may write
+  PathExists = 1,       ///< anything is there
+  PathIsFile = 3,       ///< a regular file
+  PathIsDirectory = 5,  ///< a directory
+  PathReadable = 17,    ///< the owner may read
+  PathWritable = 33,    ///< the owner may write
 };
 
 /// FileInfo: the status of one path as it was when the object was made. Links are followed.
 ///
 /// Thread-safety: as a const object, any thread; it is never refreshed.
 ///
-///     if (tovkit::FileInfo("pages/1.png", -1).IsFile()) ...
+/// \code{.cc}
+/// const tovkit::FileInfo page("pages/1.png", -1);
+/// const char* kind = page.IsFile() ? "a file" : page.IsDirectory() ? "a directory" : "something else";
+/// \endcode
 class TOVKIT_API FileInfo {
  public:
   /// @{
@@ -211,8 +224,10 @@ class TOVKIT_API FileInfo {
   /// as '/'. A null or empty path, and one that cannot be examined, has no status.
   FileInfo(const char* path, int len);
   FileInfo(const wchar_t* path, int len);
-  ~FileInfo();
   /// @}
+
+  /// Forgets the status.
+  ~FileInfo();
 
   /// @{
   /// A moved-from object has no status.
@@ -234,7 +249,9 @@ class TOVKIT_API FileInfo {
   std::unique_ptr<struct stat> status;
 };
 
+/// \name Flags of a path
 /// @{
+
 /// The flags of `mask` that hold for `path`, so all hold when the result equals the mask. 0 for a null, empty
 /// or missing path, and for a mask without the bit of PathExists.
 TOVKIT_API int CheckPath(const char* path, int mask);
@@ -281,7 +298,7 @@ TOVKIT_API bool CreateFileWithParents(const char* path);
 /// page.setPrefix("scan");
 /// page.setExtension("png");
 /// page.makePath();
-/// Save(page.path());
+/// std::ofstream(page.path()) << "what the page holds";   // removed again with `page`
 /// \endcode
 class TOVKIT_API TempFile {
  public:

@@ -1,5 +1,5 @@
 /// \file
-/// CoreArray<T>: a growable array with its own recursive mutex and fixed growth steps.
+/// CoreArray: a growable array with its own recursive mutex and fixed growth steps.
 ///
 /// Every operation takes the array's mutex; Lock() holds it over several. With growth step 0 the array grows
 /// by 4 elements below 32, by size / 8 below 8,200 and by 1,024 beyond; another step is used as it is. The
@@ -14,7 +14,9 @@
 /// \code{.cc}
 /// CoreArray<int> pages;
 /// pages.Add(3);
-/// for (int i = 0; i < pages.GetSize(); ++i) Use(pages[i]);
+/// const auto guard = pages.Lock();   // nobody changes the array during the walk
+/// int sum = 0;
+/// for (int i = 0; i < pages.GetSize(); ++i) sum += pages[i];
 /// \endcode
 #pragma once
 
@@ -26,6 +28,7 @@
 #include <type_traits>
 #include <utility>
 
+/// A growable array of T, which every operation locks.
 template <typename T>
 class CoreArray {
  public:
@@ -33,6 +36,8 @@ class CoreArray {
   /// counts as 0.
   explicit CoreArray(int growth = 0) noexcept : growth_(growth < 0 ? 0 : growth) {}
 
+  /// Copies elements and growth step, moves them, or exchanges them when assigned by move. The mutexes stay.
+  /// @{
   CoreArray(const CoreArray& other) : CoreArray(other.growth_) { CopyFrom(other); }
   CoreArray& operator=(const CoreArray& other) {
     if (this != &other) {
@@ -46,12 +51,18 @@ class CoreArray {
     if (this != &other) Swap(other);
     return *this;
   }
+  /// @}
+
+  /// Drops every element.
   ~CoreArray() { Clear(); }
 
+  /// The number of elements.
   int GetSize() const {
     const auto guard = Lock();
     return size_;
   }
+
+  /// The number of elements that fit without another reallocation.
   int GetCapacity() const {
     const auto guard = Lock();
     return capacity_;
@@ -64,7 +75,7 @@ class CoreArray {
   /// @}
 
   /// @{
-  /// Precondition: 0 <= index < GetSize().
+  /// The element at `index`, not locked. Precondition: 0 <= index < GetSize().
   T& operator[](int index) noexcept { return data_[index]; }
   const T& operator[](int index) const noexcept { return data_[index]; }
   /// @}

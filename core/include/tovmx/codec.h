@@ -23,15 +23,16 @@
 #include <cstdint>
 #include <memory>
 
+/// The formats that pictures are read from and written in.
 enum CoreImageFormat : std::uint32_t {
-  kCoreImageUnknown = 0,
-  kCoreImagePng = 1,
-  kCoreImageJpeg = 2,
-  kCoreImageTiff = 3,
-  kCoreImageWebp = 4,
-  kCoreImageJpeg2000 = 5,
-  kCoreImageBmp = 6,
-  kCoreImageGif = 7,  ///< decoded only
+  kCoreImageUnknown = 0,   ///< none of them
+  kCoreImagePng = 1,       ///< PNG
+  kCoreImageJpeg = 2,      ///< JPEG
+  kCoreImageTiff = 3,      ///< TIFF
+  kCoreImageWebp = 4,      ///< WebP
+  kCoreImageJpeg2000 = 5,  ///< JPEG 2000
+  kCoreImageBmp = 6,       ///< Windows bitmap
+  kCoreImageGif = 7,       ///< GIF, decoded only
 };
 
 /// Looks at the first bytes of the stream and goes back to where it was. kCoreImageUnknown for a null stream,
@@ -46,14 +47,14 @@ TOVMX_API const char* CoreImageFormatName(CoreImageFormat format);
 
 /// What a decoder knows of an image before it decodes it.
 struct CoreImageInfo {
-  int width = 0;  ///< of the first frame, in pixels
-  int height = 0;
+  int width = 0;             ///< of the first frame, in pixels
+  int height = 0;            ///< likewise
   int bitsPerPixel = 0;      ///< of the bitmap that GetBitmap gives: 1, 4, 8, 24 or 32
   int fileBitsPerPixel = 0;  ///< as the file stores them: 48 for 16-bit RGB
   int paletteSize = 0;       ///< 0 without a palette
   int frameCount = 0;        ///< pages of a TIFF, frames of an animation
-  float dpiX = 0;            ///< 0 when unknown
-  float dpiY = 0;
+  float dpiX = 0;            ///< pixels per inch, 0 when unknown
+  float dpiY = 0;            ///< likewise
 };
 
 /// Writes a bitmap in one format. Encoders are reusable.
@@ -73,7 +74,7 @@ class TOVMX_API CoreImageEncoder {
 
  protected:
   CoreImageEncoder() = default;
-  int quality_ = 0;
+  int quality_ = 0;  ///< as SetQuality left it
 
  private:
   virtual bool EncodeBitmap(const CoreDib& bitmap, CoreOutputStream& stream) = 0;
@@ -132,8 +133,10 @@ class TOVMX_API CoreCodecFactory {
 /// The process-wide home of the codecs and of what applies to all of them.
 class TOVMX_API CoreCodecRegistry {
  public:
+  /// The one registry of the process.
   static CoreCodecRegistry& Get();
 
+  /// What makes encoders and decoders; lives as long as the process.
   const CoreCodecFactory& GetFactory() const noexcept { return factory_; }
 
   /// @{

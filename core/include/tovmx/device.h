@@ -8,6 +8,7 @@
 /// Thread-safety: a device belongs to one thread at a time; different threads may use different devices.
 ///
 /// \code{.cc}
+/// CoreFontLoader fonts(nullptr);   // the default font
 /// CoreDib picture;
 /// picture.Create(400, 60, 32);
 /// CoreBitmapDevice device(&picture);
@@ -29,6 +30,7 @@
 #include <cstdint>
 #include <memory>
 
+/// What a line of text is drawn onto.
 class TOVMX_API CoreDevice {
  public:
   virtual ~CoreDevice();
@@ -65,10 +67,13 @@ class TOVMX_API CorePageDevice : public CoreDevice {
  public:
   ~CorePageDevice() override;
 
+  /// As CoreDevice says.
+  /// @{
   bool DrawText(const wchar_t* characters, int count, const CoreFontLoader& fonts, const CoreMatrix& matrix,
                 std::uint32_t argb, float pixelSize) override;
   bool EndText() override;
   bool Flush() override;
+  /// @}
 
   /// Replaces everything on the page by one colour, 0xAARRGGBB with straight alpha. On a PDF or SVG page it
   /// must come first: it covers what is below it. False when the device has failed.
@@ -79,9 +84,10 @@ class TOVMX_API CorePageDevice : public CoreDevice {
   bool IsGood() const noexcept;
 
  protected:
+  /// Takes the canvas to draw on; a null one makes a device that has failed.
   explicit CorePageDevice(std::unique_ptr<CoreCanvas> canvas) noexcept;
 
-  std::unique_ptr<CoreCanvas> canvas_;
+  std::unique_ptr<CoreCanvas> canvas_;  ///< null in a device that has failed from the start
 };
 
 /// Draws into a bitmap of any depth. Pixels without ink keep their bits; a palette or grey bitmap gets the
@@ -110,7 +116,7 @@ class TOVMX_API CoreDocumentDevice : public CorePageDevice {
   bool Finish();
 
  protected:
-  using CorePageDevice::CorePageDevice;
+  using CorePageDevice::CorePageDevice;  ///< as CorePageDevice
 };
 
 /// One page of PDF. The text can be searched and copied. With SOURCE_DATE_EPOCH set, its time stands in the

@@ -16,9 +16,10 @@
 ///
 /// \code{.cc}
 /// CoreDib page;
-/// if (!page.Create(595, 842, 24)) return false;
-/// std::memset(page.GetBuffer(), 255, page.GetBufferSize());
-/// page.SetDpi(72.0f, 72.0f);
+/// if (page.Create(595, 842, 24)) {                                // false when memory is short
+///   std::fill_n(page.GetBuffer(), page.GetBufferSize(), 255);     // white
+///   page.SetDpi(72.0f, 72.0f);                                    // A4
+/// }
 /// \endcode
 #pragma once
 
@@ -28,15 +29,20 @@
 #include <cstdint>
 #include <vector>
 
+/// A bitmap: its pixels, palette and resolution.
 class TOVMX_API CoreDib {
  public:
-  /// @{
   /// A bitmap without pixels: width, height, bits and stride are 0, the buffer is null.
   CoreDib() noexcept = default;
+
+  /// Takes the other's pixels; what was moved from has none.
+  /// @{
   CoreDib(CoreDib&& other) noexcept;
   CoreDib& operator=(CoreDib&& other) noexcept;
-  ~CoreDib();
   /// @}
+
+  /// Frees the pixels.
+  ~CoreDib();
 
   /// Makes this a bitmap of that size with every byte 0, no palette and an unknown resolution. False, and the
   /// bitmap unchanged, for a width or height below 1, another number of bits than 1, 4, 8, 24 and 32, a row
@@ -46,9 +52,12 @@ class TOVMX_API CoreDib {
   /// Makes this a copy of `other`. False, and the bitmap unchanged, when memory is short.
   bool CopyFrom(const CoreDib& other);
 
+  /// What Create was given, 0 without pixels.
+  /// @{
   int GetWidth() const noexcept { return width_; }
   int GetHeight() const noexcept { return height_; }
   int GetBitsPerPixel() const noexcept { return bitsPerPixel_; }
+  /// @}
 
   /// Bytes from one row to the next.
   int GetStride() const noexcept { return stride_; }
@@ -63,7 +72,7 @@ class TOVMX_API CoreDib {
   /// @}
 
   /// @{
-  /// Precondition: 0 <= row < GetHeight().
+  /// The first byte of a row, counted from the top. Precondition: 0 <= row < GetHeight().
   std::uint8_t* GetRow(int row) noexcept { return pixels_ + RowOffset(row); }
   const std::uint8_t* GetRow(int row) const noexcept { return pixels_ + RowOffset(row); }
   /// @}
@@ -84,7 +93,7 @@ class TOVMX_API CoreDib {
   /// few for that many colours, or when `entries` is null with a count above 0.
   bool SetPalette(const std::uint32_t* entries, int count);
 
-  /// False when the palette has no such entry.
+  /// Sets the alpha of a palette colour. False when the palette has no such entry.
   bool SetPaletteAlpha(int index, std::uint8_t alpha);
 
   /// True when the bitmap can hold pixels that are not opaque: 32 bits, or a palette colour with an alpha
@@ -97,7 +106,7 @@ class TOVMX_API CoreDib {
   float GetDpiY() const noexcept { return dpiY_; }
   /// @}
 
-  /// A value that is no positive finite number means unknown.
+  /// Sets the pixels per inch; a value that is no positive finite number means unknown.
   void SetDpi(float dpiX, float dpiY) noexcept;
 
   /// The pixel as 0xAARRGGBB, whatever the depth. Precondition: the pixel lies in the bitmap.

@@ -1,5 +1,6 @@
 /// \file
-/// TOVMX_API marks what libtovmx.so exports; everything else stays inside it.
+/// What libtovmx.so exports is marked by TOVMX_API; everything else stays inside it.
 #pragma once
 
+/// Marks an exported class or function.
 #define TOVMX_API __attribute__((visibility("default")))

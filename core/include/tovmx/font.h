@@ -13,7 +13,7 @@
 /// \code{.cc}
 /// CoreFontLoader fonts(nullptr);
 /// fonts.LoadFont(L"SimSun", L"SimSun", kCoreFontAny, 400, false);
-/// if (fonts.IsSubstituted()) Report(fonts.GetActualFamily());   // "AR PL UMing CN"
+/// const CoreWideString family = fonts.GetActualFamily();   // L"AR PL UMing CN" where SimSun is missing
 /// \endcode
 #pragma once
 
@@ -28,7 +28,7 @@
 enum CoreFontSource {
   kCoreFontApplication = 1,  ///< files that RegisterFontFile added
   kCoreFontSystem = 2,       ///< what fontconfig finds on the machine
-  kCoreFontAny = 3,
+  kCoreFontAny = 3,          ///< both
 };
 
 /// The extents of one line, relative to the left end of its baseline; y grows downwards.
@@ -39,16 +39,21 @@ struct CoreTextExtents {
 
 struct CoreFontRequest;  // private to the core
 
+/// The font that a device draws with.
 class TOVMX_API CoreFontLoader {
  public:
-  /// @{
   /// A loader that holds the default font: no family, every source, weight 400, upright. `owner` names an
   /// object that loaded fonts are charged to; this core charges nothing, so a null pointer does.
   explicit CoreFontLoader(void* owner);
+
+  /// Copies the request; the fonts behind it are shared.
+  /// @{
   CoreFontLoader(const CoreFontLoader& other);
   CoreFontLoader& operator=(const CoreFontLoader& other);
-  ~CoreFontLoader();
   /// @}
+
+  /// Forgets the request; the fonts stay cached.
+  ~CoreFontLoader();
 
   /// Makes this the font that text is drawn with. `family` is looked for by its name in any language, letter
   /// case and spaces aside, then `face` by its full or PostScript name. `source` is a mask of CoreFontSource,

@@ -24,13 +24,15 @@
 #include <cstdint>
 #include <vector>
 
+/// One record of a path.
 struct CorePathPoint {
-  float x = 0.0f;
-  float y = 0.0f;
-  std::uint32_t flags = 0;
+  float x = 0.0f;           ///< what x and y mean, the operation says
+  float y = 0.0f;           ///< likewise
+  std::uint32_t flags = 0;  ///< bits of CorePathFlag
 };
 static_assert(sizeof(CorePathPoint) == 12, "path records are exchanged as 12 bytes");
 
+/// What a record does.
 enum CorePathFlag : std::uint32_t {
   kCorePathClose = 0x2,    ///< the figure is closed after this record
   kCorePathMove = 0x100,   ///< starts a figure here
@@ -40,13 +42,25 @@ enum CorePathFlag : std::uint32_t {
   kCorePathArc = 0x1000,   ///< radii; rotation and large-arc, sweep, end point follow
 };
 
-enum CoreFillMode { kCoreFillEvenOdd = 0, kCoreFillWinding = 1 };
+/// Which points a self-crossing outline encloses.
+enum CoreFillMode {
+  kCoreFillEvenOdd = 0,  ///< those from which a ray crosses the outline an odd number of times
+  kCoreFillWinding = 1,  ///< those that the outline winds around
+};
 
+/// A vector path.
 class TOVMX_API CorePath {
  public:
+  /// Starts a figure at (x, y).
   void MoveTo(float x, float y);
+
+  /// A line to (x, y).
   void LineTo(float x, float y);
+
+  /// A quadratic Bézier curve to (x, y) with the control point (cx, cy).
   void QuadTo(float cx, float cy, float x, float y);
+
+  /// A cubic Bézier curve to (x, y) with the control points (c1x, c1y) and (c2x, c2y).
   void CubicTo(float c1x, float c1y, float c2x, float c2y, float x, float y);
 
   /// An elliptical arc to (x, y). `rotation` is in radians; `largeArc` and `sweep` are set when not 0.
@@ -55,11 +69,11 @@ class TOVMX_API CorePath {
   /// Closes the present figure by marking the last record. Does nothing to an empty path.
   void Close();
 
-  /// @{
   /// Appends a record as it stands.
   void AddPoint(const CorePathPoint& point);
+
+  /// Drops every record.
   void Clear() noexcept;
-  /// @}
 
   /// The last record's index, -1 when the path is empty; so a walk from 0 up to and including the counter
   /// meets each record once.

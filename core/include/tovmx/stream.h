@@ -8,9 +8,13 @@
 /// Thread-safety: a stream belongs to one thread at a time.
 ///
 /// \code{.cc}
-/// CoreMemoryInputStream in(bytes, size);
+/// const unsigned char bytes[] = {0x89, 'P', 'N', 'G'};
+/// CoreMemoryInputStream in(bytes, sizeof bytes);
+/// char head[4];
+/// if (in.Read(head, sizeof head) != sizeof head) std::puts("too short");
+///
 /// CoreFileOutputStream out("page.png");
-/// if (!out.Write(bytes, size) || !out.Close()) Complain();
+/// if (!out.Write(bytes, sizeof bytes) || !out.Close()) std::perror("page.png");
 /// \endcode
 #pragma once
 
@@ -33,6 +37,7 @@ class TOVMX_API CoreInputStream {
   /// give nothing. False, and the position unchanged, when the stream cannot do it.
   virtual bool Seek(std::uint64_t position) = 0;
 
+  /// The position, counted in bytes from the start.
   virtual std::uint64_t GetPosition() const = 0;
 
   /// The number of bytes in the whole stream.
@@ -65,6 +70,7 @@ class TOVMX_API CoreOutputStream {
 /// Reads a block of memory that the caller keeps alive and unchanged. A null block counts as empty.
 class TOVMX_API CoreMemoryInputStream final : public CoreInputStream {
  public:
+  /// Reads `size` bytes at `data`.
   CoreMemoryInputStream(const void* data, std::size_t size) noexcept;
   std::size_t Read(void* to, std::size_t size) override;
   bool Seek(std::uint64_t position) override;
@@ -101,11 +107,11 @@ class TOVMX_API CoreMemoryOutputStream final : public CoreOutputStream {
 /// pipe), is an empty stream.
 class TOVMX_API CoreFileInputStream final : public CoreInputStream {
  public:
-  /// @{
-  /// `path` is in the local encoding.
+  /// Opens the file. `path` is in the local encoding.
   explicit CoreFileInputStream(const char* path);
+
+  /// Closes the file.
   ~CoreFileInputStream() override;
-  /// @}
 
   /// False when the file could not be opened; errno then says why.
   bool IsOpen() const noexcept { return file_ != nullptr; }
@@ -129,11 +135,11 @@ class TOVMX_API CoreFileInputStream final : public CoreInputStream {
 /// gives true promises that the system took them all. A null path is a file that cannot be opened.
 class TOVMX_API CoreFileOutputStream final : public CoreOutputStream {
  public:
-  /// @{
-  /// `path` is in the local encoding.
+  /// Opens the file. `path` is in the local encoding.
   explicit CoreFileOutputStream(const char* path);
+
+  /// Closes the file; what fails then goes unnoticed, so call Close first.
   ~CoreFileOutputStream() override;
-  /// @}
 
   /// False when the file could not be opened (errno then says why) and after Close.
   bool IsOpen() const noexcept { return file_ != nullptr; }

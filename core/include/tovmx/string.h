@@ -17,6 +17,7 @@
 
 #include <cstddef>
 
+/// An owning text of `char` or `wchar_t`.
 template <typename Char>
 class TOVMX_API CoreBasicString {
  public:
@@ -28,17 +29,22 @@ class TOVMX_API CoreBasicString {
   CoreBasicString(const Char* text,
                   int length = -1);  // NOLINT(google-explicit-constructor): texts convert freely
 
+  /// Copies the text, or takes it and leaves the empty one.
+  /// @{
   CoreBasicString(const CoreBasicString& other);
   CoreBasicString(CoreBasicString&& other) noexcept;
   CoreBasicString& operator=(const CoreBasicString& other);
   CoreBasicString& operator=(CoreBasicString&& other) noexcept;
+  /// @}
+
+  /// Frees the text.
   ~CoreBasicString();
 
-  /// @{
   /// The number of characters before the terminating NUL.
   int GetLength() const noexcept { return length_; }
+
+  /// Whether there are no characters.
   bool IsEmpty() const noexcept { return length_ == 0; }
-  /// @}
 
   /// The characters, or null when the text holds no buffer. Valid until the text is changed or destroyed.
   const Char* GetData() const noexcept { return data_; }
@@ -77,8 +83,11 @@ class TOVMX_API CoreBasicString {
   /// Turns every `from` into `to` in place and returns how many were replaced.
   int Replace(Char from, Char to) noexcept;
 
+  /// Appends a text, which may be this one.
   CoreBasicString& operator+=(const CoreBasicString& tail);
 
+  /// As Compare says.
+  /// @{
   friend bool operator==(const CoreBasicString& a, const CoreBasicString& b) noexcept {
     return a.Compare(b) == 0;
   }
@@ -88,6 +97,7 @@ class TOVMX_API CoreBasicString {
   friend bool operator<(const CoreBasicString& a, const CoreBasicString& b) noexcept {
     return a.Compare(b) < 0;
   }
+  /// @}
 
  private:
   void Assign(const Char* text, std::size_t length);
@@ -103,5 +113,5 @@ class TOVMX_API CoreBasicString {
 extern template class CoreBasicString<char>;
 extern template class CoreBasicString<wchar_t>;
 
-using CoreString = CoreBasicString<char>;
-using CoreWideString = CoreBasicString<wchar_t>;
+using CoreString = CoreBasicString<char>;         ///< bytes, as a rule UTF-8
+using CoreWideString = CoreBasicString<wchar_t>;  ///< characters of 32 bits

@@ -1,12 +1,12 @@
 /// \file
-/// CoreStringList<S>: an ordered list of texts, S being CoreString or CoreWideString.
+/// CoreStringList: an ordered list of texts, of CoreString or of CoreWideString.
 ///
 /// Thread-safety: as a std::vector.
 ///
 /// \code{.cc}
 /// CoreStringList<CoreString> names;
 /// names.Add("first");
-/// for (int i = 0; i < names.GetCount(); ++i) Use(names.GetAt(i));
+/// for (const CoreString& name : names) std::puts(name.c_str());
 /// \endcode
 #pragma once
 
@@ -16,20 +16,31 @@
 #include <utility>
 #include <vector>
 
+/// An ordered list of texts of type S.
 template <typename S>
 class CoreStringList {
  public:
+  /// The number of texts.
   int GetCount() const noexcept { return static_cast<int>(texts_.size()); }
+
+  /// Whether there are none.
   bool IsEmpty() const noexcept { return texts_.empty(); }
 
-  /// Precondition: 0 <= index < GetCount(). The reference is valid until the list changes.
+  /// The text at `index`. Precondition: 0 <= index < GetCount(). The reference is valid until the list
+  /// changes.
   const S& GetAt(int index) const noexcept { return texts_[static_cast<std::size_t>(index)]; }
 
+  /// Appends a text.
   void Add(S text) { texts_.push_back(std::move(text)); }
+
+  /// Drops every text.
   void Clear() noexcept { texts_.clear(); }
 
+  /// For loops over the texts.
+  /// @{
   auto begin() const noexcept { return texts_.begin(); }
   auto end() const noexcept { return texts_.end(); }
+  /// @}
 
  private:
   std::vector<S> texts_;

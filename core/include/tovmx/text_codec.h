@@ -16,6 +16,7 @@
 
 #include <tovmx/string.h>
 
+/// Decodes bytes to wide text, encodes wide text to bytes.
 class TOVMX_API CoreTextCodec {
  public:
   /// @{
