@@ -1,5 +1,6 @@
 // JPEG 2000, read by OpenJPEG into planes of integers, then stored row by row.
 #include "codec/codecs.h"
+#include "codec/jpeg2000_box.h"
 #include "codec/jpeg2000_handles.h"
 #include "codec/jpeg2000_size.h"
 #include "codec/pixel_limit.h"
@@ -246,6 +247,9 @@ class Jpeg2000Decoder final : public CoreImageDecoder {
     for (OPJ_UINT32 i = 0; i < reader.image->numcomps; ++i)
       info.fileBitsPerPixel += static_cast<int>(reader.image->comps[i].prec);
     info.frameCount = 1;
+    const Jpeg2000Resolution resolution = ReadJpeg2000Resolution(stream, source.start);
+    info.dpiX = resolution.dpiX;
+    info.dpiY = resolution.dpiY;
     return true;
   }
 
@@ -261,6 +265,7 @@ class Jpeg2000Decoder final : public CoreImageDecoder {
     if (!PlanesAreThere(*reader.image) || !ReadLayout(*reader.image, layout)) return false;
     if (!FitsPixelLimit(layout.width, layout.height, layout.Bits(), PlaneBytes(*reader.image))) return false;
     if (!bitmap.Create(layout.width, layout.height, layout.Bits())) return false;
+    bitmap.SetDpi(GetInfo().dpiX, GetInfo().dpiY);
     StorePlanes(*reader.image, layout, bitmap);
     return true;
   }

@@ -1,6 +1,7 @@
 // JPEG 2000 in a JP2 file, written by OpenJPEG: lossless unless a quality is given.
 #include "bitmap/row_reader.h"
 #include "codec/codecs.h"
+#include "codec/jpeg2000_box.h"
 #include "codec/jpeg2000_handles.h"
 #include "codec/seekable_buffer.h"
 
@@ -78,6 +79,23 @@ opj_cparameters_t MakeParameters(const CoreDib& bitmap, int quality) {
   return parameters;
 }
 
+// Writes the file with the resolution, which the library does not know, at the end of its header box.
+bool WriteWithResolution(const SeekableBuffer& file, const CoreDib& bitmap, CoreOutputStream& stream) {
+  CoreMemoryInputStream in(file.GetData(), static_cast<std::size_t>(file.GetSize()));
+  Jpeg2000Box header;
+  if (!FindJpeg2000Box(in, 0, file.GetSize(), kJpeg2000Header, header) || header.end > file.GetSize())
+    return false;
+  const auto box = MakeJpeg2000Resolution(bitmap.GetDpiX(), bitmap.GetDpiY());
+  const auto length = static_cast<std::uint32_t>(header.end - header.start + box.size());
+  const std::uint8_t bytes[] = {static_cast<std::uint8_t>(length >> 24),
+                                static_cast<std::uint8_t>(length >> 16),
+                                static_cast<std::uint8_t>(length >> 8), static_cast<std::uint8_t>(length)};
+  const std::uint8_t* const data = file.GetData();
+  return stream.Write(data, header.start) && stream.Write(bytes, sizeof bytes) &&
+         stream.Write(data + header.start + sizeof bytes, header.end - header.start - sizeof bytes) &&
+         stream.Write(box.data(), box.size()) && stream.Write(data + header.end, file.GetSize() - header.end);
+}
+
 class Jpeg2000Encoder final : public CoreImageEncoder {
  private:
   bool EncodeBitmap(const CoreDib& bitmap, CoreOutputStream& stream) override {
@@ -97,6 +115,7 @@ class Jpeg2000Encoder final : public CoreImageEncoder {
           opj_encode(codec.get(), out.get()) == 0 || opj_end_compress(codec.get(), out.get()) == 0)
         return false;
     }
+    if (bitmap.GetDpiX() > 0 && bitmap.GetDpiY() > 0) return WriteWithResolution(buffer, bitmap, stream);
     return stream.Write(buffer.GetData(), static_cast<std::size_t>(buffer.GetSize()));
   }
 };

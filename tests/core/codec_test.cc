@@ -161,7 +161,8 @@ TEST(Codecs, JpegPutsWhatIsTransparentOverWhite) {
 }
 
 TEST(Codecs, ResolutionSurvivesWhereTheFormatHoldsIt) {
-  for (const CoreImageFormat format : {kCoreImagePng, kCoreImageJpeg, kCoreImageTiff, kCoreImageBmp}) {
+  for (const CoreImageFormat format :
+       {kCoreImagePng, kCoreImageJpeg, kCoreImageTiff, kCoreImageBmp, kCoreImageJpeg2000}) {
     for (const int bits : {1, 24}) {
       CoreDib dib = MakePicture(8, 8, bits);
       dib.SetDpi(300, 150);
@@ -176,6 +177,18 @@ TEST(Codecs, ResolutionSurvivesWhereTheFormatHoldsIt) {
     }
     const auto unknown = Decode(Encode(MakePicture(8, 8, 24), format));
     EXPECT_EQ(unknown->GetDpiX(), 0) << CoreImageFormatName(format);
+  }
+}
+
+TEST(Codecs, AJpeg2000KeepsResolutionsOfAnySize) {
+  for (const float dpi : {72.0f, 96.5f, 0.125f, 0.001f, 1e-30f, 65535.0f, 70000.0f, 3e8f, 3.4e38f}) {
+    CoreDib dib = MakePicture(8, 8, 24);
+    dib.SetDpi(dpi, 300);
+    const auto back = Decode(Encode(dib, kCoreImageJpeg2000));
+    ASSERT_NE(back, nullptr) << dpi;
+    // Four decimals, or a part in 6,553.
+    EXPECT_NEAR(back->GetDpiX(), dpi, std::max(1.1e-4, dpi / 6553.0)) << dpi;
+    EXPECT_EQ(back->GetDpiY(), 300) << dpi;
   }
 }
 
