@@ -32,25 +32,27 @@ namespace tovkit {
 ///
 /// The six conversions take `len` units at `text`; a negative length means up to the terminating NUL, and a
 /// null text gives an empty result. They report no error: bytes that do not decode travel as U+DC80 to U+DCFF
-/// and come back as the same bytes. A result ends before the first NUL character of the text.
+/// and come back as the same bytes, through UTF-8 too. A character that the target encoding lacks becomes
+/// "?". A result ends before the first NUL character of the text. A text whose result a core string cannot
+/// hold (2^31 - 1 units or more) throws std::length_error.
 /// @{
 
-/// Every byte finds a place, so nothing is lost.
-/// @{
+/// Local text as wide text.
 TOVKIT_API std::wstring LocalToWide(const char* text, int len);
+
+/// UTF-8 as wide text.
 TOVKIT_API std::wstring Utf8ToWide(const char* text, int len);
-/// @}
 
-/// @{
-/// A character that the target encoding lacks becomes "?".
+/// Wide text as local text.
 TOVKIT_API std::string WideToLocal(const wchar_t* text, int len);
-TOVKIT_API std::string WideToUtf8(const wchar_t* text, int len);
-/// @}
 
-/// For everything that comes from the operating system.
+/// Wide text as UTF-8.
+TOVKIT_API std::string WideToUtf8(const wchar_t* text, int len);
+
+/// Local text as UTF-8, for everything that comes from the operating system.
 TOVKIT_API std::string LocalToUtf8(const char* text, int len);
 
-/// For every path that is handed to the operating system.
+/// UTF-8 as local text, for every path that is handed to the operating system.
 TOVKIT_API std::string Utf8ToLocal(const char* text, int len);
 
 /// @{
@@ -98,8 +100,8 @@ TOVKIT_API CoreString Base64Encode(const unsigned char* data, int len);
 
 /// The bytes of the `len` characters at `text`; -1 means up to the terminating NUL. Ends silently at the
 /// first "=" and at the first character that is none of the alphabet's, white space and line breaks among
-/// them: what came before is the result. Padding is not needed. A group cut short gives one byte less than it
-/// has characters.
+/// them: what came before is the result. The locale of the process adds no letters. Padding is not needed. A
+/// group cut short gives one byte less than it has characters.
 TOVKIT_API CoreString Base64Decode(const char* text, int len);
 
 /// @}
@@ -109,8 +111,9 @@ TOVKIT_API CoreString Base64Decode(const char* text, int len);
 
 /// DynamicLibrary: one shared object, opened at run time.
 ///
-/// Paths and names are given in UTF-8 and kept in the local encoding. Nothing throws for a failure of the
-/// loader: results tell, and GetError() has the text of the latest Load, Unload or Resolve.
+/// Paths and names are given in UTF-8, kept in the local encoding and taken apart there: where a letter of
+/// that encoding may end in the byte of a `\` (GBK, Shift JIS), it separates. Nothing throws for a failure of
+/// the loader: results tell, and GetError() has the text of the latest Load, Unload or Resolve.
 ///
 /// Thread-safety: an object belongs to one thread or is guarded by its owner.
 ///
@@ -157,7 +160,8 @@ class TOVKIT_API DynamicLibrary {
   void* Resolve(const char* symbol);
 
   /// @{
-  /// The short name, the path and the error text. Valid until the next operation that changes it.
+  /// The short name, the path that Load opens, and what went wrong in the latest Load, Unload or Resolve, ""
+  /// when nothing did. Valid until the next operation that changes it.
   const char* GetName() const;
   const char* GetPath() const;
   const char* GetError() const;
@@ -191,7 +195,8 @@ TOVKIT_API const char* GetFileNamePart(const char* path, int len);
 ///     "dir/name.ext" "name"   "name.tar.gz" "name.tar"   "/name" "name"   "dir/name" ""
 ///     "/name.ext"    "name"   ".profile"    ""           "name"  "name"   "dir/"     ""
 ///
-/// A `len` of 0 does not mean an empty path: it gives the whole text up to its NUL.
+/// A `len` of 0 does not mean an empty path: it gives the whole text up to its NUL. A name that a core string
+/// cannot hold throws std::length_error.
 TOVKIT_API CoreString GetFileName(const char* path, int len);
 
 /// @}
@@ -270,9 +275,10 @@ TOVKIT_API int GetPathFlags(const wchar_t* path);
 TOVKIT_API void CopyFile(const char* source, const char* target);
 
 /// Makes sure that `path` is a file, creating it empty, and every missing directory above it with mode 0755
-/// less the umask. `\` is read as '/'. True when the file is there and can be opened for appending; its
-/// contents are kept. False otherwise, after the directories made here are removed again, deepest first. Of
-/// several processes that create one tree at once each may succeed or fail; none removes what another made.
+/// less the umask. `\` is read as '/', in the local encoding: a letter that ends in its byte there is cut in
+/// two. True when the file is there and can be opened for appending; its contents are kept. False otherwise,
+/// after the directories made here are removed again, deepest first. Of several processes that create one
+/// tree at once each may succeed or fail; none removes what another made.
 TOVKIT_API bool CreateFileWithParents(const char* path);
 
 /// @}
@@ -291,7 +297,7 @@ TOVKIT_API bool CreateFileWithParents(const char* path);
 /// Clients that make several files a second give them different prefixes or suffixes.
 ///
 /// Thread-safety: an object belongs to one thread; fileName and makePath touch the rand() of the whole
-/// process.
+/// process, and tempDirectory reads the environment, which no other thread may change meanwhile.
 ///
 /// \code{.cc}
 /// tovkit::TempFile page;
@@ -387,8 +393,8 @@ TOVKIT_API CoreString GetExecutableDirectory();
 /// The directory of the first loaded shared object whose file name begins with `moduleName`, in UTF-8 and
 /// with '/' at its end: "libfoo" finds "/opt/app/lib/libfoo.so.2". When none is found the result is the
 /// directory part of `moduleName` itself, "" when it has none. A file name that holds `moduleName` a second
-/// time further on is not found. A name of 10,240 bytes or more ends the process. A null name is the empty
-/// one.
+/// time further on is not found. The name is compared byte by byte with the loader's path, which is local
+/// text. A name or a found path of 10,240 bytes or more ends the process. A null name is the empty one.
 TOVKIT_API CoreString GetModuleDirectory(const char* moduleName);
 
 /// The version of the library, "5.0.23.1211.2158". A static text; every call gives the same pointer.

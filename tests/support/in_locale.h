@@ -10,15 +10,9 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <cstdlib>
 
-// Ends the child with the number of the line that does not hold.
-#define HOLDS(condition)                                                       \
-  if (!(condition)) {                                                          \
-    std::fprintf(stderr, "line %d does not hold: %s\n", __LINE__, #condition); \
-    std::exit(1);                                                              \
-  }
+#include "holds.h"
 
 template <typename Check>
 [[noreturn]] void CheckIn(const char* locale, Check check) {

@@ -31,6 +31,7 @@ inline pid_t StartCommand(std::vector<std::string> arguments, int in, int out, i
   dup2(out, STDOUT_FILENO);
   dup2(err, STDERR_FILENO);
   std::vector<char*> pointers;
+  pointers.reserve(arguments.size() + 1);
   for (std::string& argument : arguments) pointers.push_back(argument.data());
   pointers.push_back(nullptr);
   execv(pointers[0], pointers.data());

@@ -1,0 +1,4 @@
+// Compiled by a test, which expects the compiler to warn.
+#include <tovkit/util.h>
+
+std::string JoinWithoutNull() { return tovkit::JoinPath("a", "b", "c"); }
