@@ -11,6 +11,7 @@ void AddDrawCommand(CLI::App& app);
 void AddHitCommand(CLI::App& app);
 void AddInfoCommand(CLI::App& app);
 void AddImageCommand(CLI::App& app);
+void AddJsonCommand(CLI::App& app);
 void AddMonitorCommand(CLI::App& app);
 void AddPagesCommand(CLI::App& app);
 void AddPathCommand(CLI::App& app);
@@ -27,6 +28,7 @@ void AddCommands(CLI::App& app) {
   AddHitCommand(app);
   AddInfoCommand(app);
   AddImageCommand(app);
+  AddJsonCommand(app);
   AddMonitorCommand(app);
   AddPagesCommand(app);
   AddPathCommand(app);

@@ -1,0 +1,130 @@
+// tovkit json: checks JSON texts and prints what is in them.
+#include "command.h"
+#include "json_input.h"
+
+#include <tovkit/json.h>
+
+#include <charconv>
+#include <cstdint>
+#include <cstdio>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace cli {
+
+namespace {
+
+using tovkit::JsonValue;
+using tovkit::SharedPtr;
+
+struct JsonOptions {
+  std::string file;
+  std::string path;
+  bool get = false;
+};
+
+// What people call a kind. The library's own table of names does not line up with the kinds.
+const char* KindName(tovkit::JsonType kind) {
+  switch (kind) {
+    case tovkit::JsonInt:
+      return "int";
+    case tovkit::JsonUint:
+      return "uint";
+    case tovkit::JsonInt64:
+      return "int64";
+    case tovkit::JsonUint64:
+      return "uint64";
+    case tovkit::JsonFloat:
+      return "float";
+    case tovkit::JsonDouble:
+      return "double";
+    case tovkit::JsonString:
+      return "string";
+    case tovkit::JsonBoolean:
+      return "boolean";
+    case tovkit::JsonArray:
+      return "array";
+    case tovkit::JsonObject:
+      return "object";
+    case tovkit::JsonNull:
+      break;
+  }
+  return "null";
+}
+
+// The steps of a path: "a.b.0" has three, "" none. A backslash takes what follows it as it is, so that
+// "a\.b" is one step.
+std::vector<std::string> StepsOf(const std::string& path) {
+  std::vector<std::string> steps;
+  if (path.empty()) return steps;
+  steps.emplace_back();
+  for (std::size_t i = 0; i < path.size(); ++i) {
+    if (path[i] == '.') {
+      steps.emplace_back();
+      continue;
+    }
+    if (path[i] == '\\' && i + 1 < path.size()) ++i;
+    steps.back() += path[i];
+  }
+  return steps;
+}
+
+// The member or element of `value` that a step leads to; null when there is none.
+SharedPtr<JsonValue> Follow(JsonValue& value, const std::string& step) {
+  if (value.GetType() != tovkit::JsonArray) return value.GetMember(step.c_str());
+  std::int32_t index = 0;
+  const char* const end = step.data() + step.size();
+  const auto [behind, error] = std::from_chars(step.data(), end, index);
+  return value.GetAt(error == std::errc() && behind == end ? index : -1);
+}
+
+// Prints one line. Throws JobError when the value holds a number that has no text.
+void PrintValue(const JsonOptions& options, const JsonValue& value, const std::string& lead) {
+  const CoreString text = value.ToString();
+  // A value that is written whole never ends like this.
+  const char last = text.IsEmpty() ? ',' : text.c_str()[text.GetLength() - 1];
+  if (last == ',' || last == ':' || last == '[') {
+    throw JobError(InputName(options.file) + ": holds a number that is too big to be written");
+  }
+  std::fputs(lead.c_str(), stdout);
+  std::fwrite(text.c_str(), 1, static_cast<std::size_t>(text.GetLength()), stdout);
+  std::putchar('\n');
+}
+
+void RunJson(const JsonOptions& options) {
+  SharedPtr<JsonValue> root = ReadJson(options.file);
+  if (!options.get) {
+    PrintValue(options, *root, "");
+    return;
+  }
+  SharedPtr<JsonValue> value = root;
+  for (const std::string& step : StepsOf(options.path)) {
+    value = Follow(*value, step);
+    if (!value) {
+      throw JobError(InputName(options.file) + ": nothing at '" + options.path + "': no '" + step +
+                     "' there");
+    }
+  }
+  PrintValue(options, *value, KindName(value->GetType()) + std::string(" "));
+}
+
+}  // namespace
+
+void AddJsonCommand(CLI::App& app) {
+  const auto options = std::make_shared<JsonOptions>();
+  CLI::App* const command =
+      app.add_subcommand("json", "Check a JSON text and print it compact, or print one value of it");
+  command->add_option("FILE", options->file, "A JSON file, or - for standard input")->required();
+  CLI::Option* const get = command->add_option(
+      "--get", options->path,
+      "Print the kind and the value at this path: names and indices with dots between, such as Lines.0.Font; "
+      "a backslash before a dot makes it part of a name");
+  command->callback([options, get] {
+    options->get = get->count() != 0;
+    RunJson(*options);
+  });
+}
+
+}  // namespace cli

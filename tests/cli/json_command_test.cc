@@ -1,0 +1,150 @@
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "run_command.h"
+#include "scratch_dir.h"
+
+namespace {
+
+CommandResult Json(const std::vector<std::string>& arguments, const std::string& input) {
+  std::vector<std::string> all{"json", "-"};
+  all.insert(all.end(), arguments.begin(), arguments.end());
+  return RunCommand(all, input);
+}
+
+std::string Repeated(const std::string& piece, int count) {
+  std::string text;
+  for (int i = 0; i < count; ++i) text += piece;
+  return text;
+}
+
+TEST(JsonCommand, PrintsTheTextCompact) {
+  const char* const kTable[][2] = {
+      {" { \"a\" : [ 1 , 2.50 , \"\\u5B8B/\" ] } ", "{\"a\":[1,2.5,\"\u5B8B/\"]}\n"},
+      {"[]", "[]\n"},
+      {"\xEF\xBB\xBF[null]\n", "[null]\n"},
+      {"", "{}\n"},
+      {"[\"%s %n\"]", "[\"%s %n\"]\n"},
+  };
+  for (const auto& row : kTable) {
+    const CommandResult result = Json({}, row[0]);
+    EXPECT_EQ(result.status, 0) << row[0];
+    EXPECT_EQ(result.out, row[1]) << row[0];
+    EXPECT_EQ(result.err, "") << row[0];
+  }
+}
+
+TEST(JsonCommand, GetPrintsTheKindAndTheValue) {
+  const std::string text =
+      "{\"n\":null,\"i\":-5,\"u\":5,\"l\":-3000000000,\"v\":10000000000,\"d\":1.0,\"s\":\"a\\tb\",\"b\":true,"
+      "\"a\":[[7],{\"k\":[]}],\"dotted.name\":1,\"back\\\\slash\":2,\"0\":3,\" \":4}";
+  const char* const kTable[][2] = {
+      {"n", "null null\n"},
+      {"i", "int -5\n"},
+      {"u", "uint 5\n"},
+      {"l", "int64 -3000000000\n"},
+      {"v", "uint64 10000000000\n"},
+      {"d", "double 1.0\n"},
+      {"s", "string \"a\\tb\"\n"},
+      {"b", "boolean true\n"},
+      {"a", "array [[7],{\"k\":[]}]\n"},
+      {"a.0", "array [7]\n"},
+      {"a.0.0", "uint 7\n"},
+      {"a.1", "object {\"k\":[]}\n"},
+      {"a.1.k", "array []\n"},
+      {"dotted\\.name", "uint 1\n"},
+      {"back\\\\slash", "uint 2\n"},
+      {"0", "uint 3\n"},
+      {" ", "uint 4\n"},
+  };
+  for (const auto& row : kTable) {
+    const CommandResult result = Json({"--get", row[0]}, text);
+    EXPECT_EQ(result.status, 0) << row[0] << result.err;
+    EXPECT_EQ(result.out, row[1]) << row[0];
+    EXPECT_EQ(result.err, "") << row[0];
+  }
+  EXPECT_EQ(Json({"--get", ""}, "[1]").out, "array [1]\n");
+}
+
+TEST(JsonCommand, PathThatLeadsNowhereFails) {
+  const std::string text = "{\"a\":[1,{\"b\":2}],\"\":3,\"dotted.name\":4}";
+  const char* const kTable[][2] = {{"x", "x"},
+                                   {"a.2", "2"},
+                                   {"a.-1", "-1"},
+                                   {"a.x", "x"},
+                                   {"a.0x", "0x"},
+                                   {"a.", ""},
+                                   {".", ""},
+                                   {"a.1.c", "c"},
+                                   {"a.0.0", "0"},
+                                   {"dotted.name", "dotted"},
+                                   {"a.99999999999", "99999999999"}};
+  for (const auto& row : kTable) {
+    const CommandResult result = Json({"--get", row[0]}, text);
+    EXPECT_EQ(result.status, 1) << row[0];
+    EXPECT_EQ(result.out, "") << row[0];
+    EXPECT_EQ(result.err, std::string("tovkit: standard input: nothing at '") + row[0] + "': no '" + row[1] +
+                              "' there\n");
+  }
+}
+
+TEST(JsonCommand, TextThatIsNoJsonFailsInOneLine) {
+  const char* const kTable[][2] = {
+      {"[1,", "Parse json error. code=3"},   {" ", "Parse json error. code=1"},
+      {"{}{}", "Parse json error. code=2"},  {"[1e309]", "Parse json error. code=13"},
+      {"42", "Only allow array and object"}, {"[1.8e308]", "holds a number that is too big to be written"},
+  };
+  for (const auto& row : kTable) {
+    const CommandResult result = Json({}, row[0]);
+    EXPECT_EQ(result.status, 1) << row[0];
+    EXPECT_EQ(result.out, "") << row[0];
+    EXPECT_EQ(result.err, std::string("tovkit: standard input: ") + row[1] + "\n");
+  }
+  EXPECT_EQ(Json({"--get", "0"}, "[1.8e308]").status, 1);
+}
+
+TEST(JsonCommand, NamesTheFile) {
+  const ScratchDir scratch;
+  const std::string path = scratch.path() + "/broken.json";
+  std::FILE* const file = std::fopen(path.c_str(), "wb");
+  std::fputs("[", file);
+  std::fclose(file);
+  const CommandResult result = RunCommand({"json", path});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.err, "tovkit: " + path + ": Parse json error. code=3\n");
+  const CommandResult missing = RunCommand({"json", scratch.path() + "/none"});
+  EXPECT_EQ(missing.status, 1);
+  EXPECT_EQ(missing.err, "tovkit: " + scratch.path() + "/none: No such file or directory\n");
+  EXPECT_EQ(RunCommand({"json", scratch.path()}).status, 1);
+}
+
+TEST(JsonCommand, LargeAndDeepTexts) {
+  std::string wide = "[0";
+  for (int i = 1; i < 300000; ++i) wide += "," + std::to_string(i);
+  EXPECT_TRUE(Json({}, wide + "]").out == wide + "]\n");
+  EXPECT_EQ(Json({"--get", "299999"}, wide + "]").out, "uint 299999\n");
+  constexpr int kDepth = 1000000;
+  const std::string deep = Repeated("[", kDepth) + Repeated("]", kDepth);
+  const CommandResult whole = Json({}, deep);
+  EXPECT_EQ(whole.status, 0) << whole.err;
+  EXPECT_TRUE(whole.out == deep + "\n");
+  EXPECT_TRUE(Json({"--get", "0"}, deep).out == "array " + deep.substr(1, deep.size() - 2) + "\n");
+  EXPECT_EQ(Json({}, Repeated("[", kDepth)).err, "tovkit: standard input: Parse json error. code=3\n");
+  EXPECT_EQ(Json({"--get", Repeated("0.", 2000) + "0"}, deep).status, 0);
+}
+
+TEST(JsonCommand, WrongUse) {
+  const std::vector<std::vector<std::string>> kTable = {
+      {"json"}, {"json", "-", "more"}, {"json", "-", "--get"}, {"json", "-", "--put", "x"}};
+  for (const auto& arguments : kTable) {
+    const CommandResult result = RunCommand(arguments, "[]");
+    EXPECT_EQ(result.status, 2) << arguments.back();
+    EXPECT_EQ(result.out, "") << arguments.back();
+    EXPECT_EQ(result.err.rfind("tovkit: ", 0), 0U) << result.err;
+  }
+}
+
+}  // namespace
