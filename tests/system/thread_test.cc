@@ -232,8 +232,9 @@ class Brief : public Thread {
 };
 
 TEST_F(ThreadTest, ABodyThatEndsBeforeStartReturnsLeavesTheObjectRunning) {
-  Brief thread;
-  faults::afterThreadCreate = [&thread] {
+  // Lives on: nothing tells that the thread is through with it.
+  static Brief& thread = *new Brief;
+  faults::afterThreadCreate = [] {
     while (thread.systemId == 0 || tgkill(getpid(), thread.systemId, 0) == 0) std::this_thread::yield();
   };
   thread.start();

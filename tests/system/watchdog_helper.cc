@@ -129,7 +129,9 @@ int LooksDuringLock() {
   fixedTime = 2000;
   slowTime = true;
   mutex.lock();
-  return IsLocked(mutex) ? 0 : 1;
+  const bool kept = IsLocked(mutex);
+  mutex.unlock();
+  return kept ? 0 : 1;
 }
 
 // Ids count from 1 over watched and unwatched ones.
