@@ -5,7 +5,7 @@ foreach(name IN ITEMS json convert imaging util geometry system)
 endforeach()
 
 add_library(tovkit SHARED)
-target_link_libraries(tovkit PRIVATE tovkit_options ${subsystem_targets} Threads::Threads ${CMAKE_DL_LIBS} PUBLIC tovmx)
+target_link_libraries(tovkit PRIVATE tovkit_library_options ${subsystem_targets} Threads::Threads ${CMAKE_DL_LIBS} PUBLIC tovmx)
 target_include_directories(tovkit PUBLIC
   $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
 target_compile_features(tovkit INTERFACE cxx_std_17)

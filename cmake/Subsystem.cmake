@@ -17,7 +17,7 @@ function(tovkit_add_subsystem name)
   target_include_directories(tovkit_${name} PRIVATE
     "${CMAKE_CURRENT_SOURCE_DIR}" "${PROJECT_SOURCE_DIR}/base" "${view}")
   target_compile_definitions(tovkit_${name} PRIVATE TOVKIT_BUILDING)
-  target_link_libraries(tovkit_${name} PRIVATE tovkit_options)
+  target_link_libraries(tovkit_${name} PRIVATE tovkit_library_options)
   if("core" IN_LIST ARG_KNOWS)
     target_link_libraries(tovkit_${name} PRIVATE tovmx)
   endif()
