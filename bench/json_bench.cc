@@ -6,6 +6,8 @@
 // same copy of the text into a CoreString.
 #include <tovkit/json.h>
 
+#include <Poco/JSON/Parser.h>
+#include <Poco/JSON/Stringifier.h>
 #include <benchmark/benchmark.h>
 #include <json/json.h>
 #include <rapidjson/document.h>
@@ -15,10 +17,13 @@
 #include <rapidjson/writer.h>
 #include <nlohmann/json.hpp>
 
+#include <QJsonDocument>
+
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
 #include <memory>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -97,14 +102,39 @@ struct Jsoncpp {
   }
 };
 
+struct Qt {
+  static constexpr char kName[] = "qt";
+  using Document = QJsonDocument;
+  static Document Parse(const std::string& text) {
+    return QJsonDocument::fromJson(QByteArray::fromRawData(text.data(), static_cast<int>(text.size())));
+  }
+  static std::size_t Write(const Document& document) {
+    return static_cast<std::size_t>(document.toJson(QJsonDocument::Compact).size());
+  }
+};
+
+struct Poco {
+  static constexpr char kName[] = "poco";
+  using Document = ::Poco::Dynamic::Var;
+  static Document Parse(const std::string& text) {
+    ::Poco::JSON::Parser parser;
+    return parser.parse(text);
+  }
+  static std::size_t Write(const Document& document) {
+    std::ostringstream out;
+    ::Poco::JSON::Stringifier::stringify(document, out);
+    return out.str().size();
+  }
+};
+
 template <typename Peer>
 void RegisterPeer(const std::string& name, const std::string& text) {
-  benchmark::RegisterBenchmark(("json/parse/" + name + "/" + Peer::kName).c_str(),
+  benchmark::RegisterBenchmark(("json/parse_" + name + "/" + Peer::kName).c_str(),
                                [text](benchmark::State& state) {
                                  for (auto _ : state) benchmark::DoNotOptimize(Peer::Parse(text));
                                  CountBytes(state, text.size());
                                });
-  benchmark::RegisterBenchmark(("json/write/" + name + "/" + Peer::kName).c_str(),
+  benchmark::RegisterBenchmark(("json/write_" + name + "/" + Peer::kName).c_str(),
                                [text](benchmark::State& state) {
                                  const auto document = Peer::Parse(text);
                                  std::size_t size = 0;
@@ -115,7 +145,7 @@ void RegisterPeer(const std::string& name, const std::string& text) {
 
 void RegisterDocument(const std::string& name, const std::string& text) {
   if (text.empty()) {
-    benchmark::RegisterBenchmark(("json/parse/" + name + "/tovkit").c_str(), [](benchmark::State& state) {
+    benchmark::RegisterBenchmark(("json/parse_" + name + "/tovkit").c_str(), [](benchmark::State& state) {
       state.SkipWithError("no such document; set TOVKIT_BENCH_DATA to the folder that holds it");
     });
     return;
@@ -124,6 +154,8 @@ void RegisterDocument(const std::string& name, const std::string& text) {
   RegisterPeer<Rapidjson>(name, text);
   RegisterPeer<Nlohmann>(name, text);
   RegisterPeer<Jsoncpp>(name, text);
+  RegisterPeer<Qt>(name, text);
+  RegisterPeer<Poco>(name, text);
 }
 
 // An object like those that applications read: names of six to nine bytes, values of several kinds. Every

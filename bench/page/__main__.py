@@ -86,7 +86,7 @@ def main():
     parser.add_argument("--rounds", type=int, default=9, help="rounds of every row (9)")
     parser.add_argument("--again", action="store_true", help="write the page of the last run, with reasons edited since")
     parser.add_argument("sections", nargs="*", metavar="FACILITY", help="only these; see bench/page/notes.toml")
-    arguments = parser.parse_args()
+    arguments = parser.parse_intermixed_args()
 
     notes = Notes(os.path.join(HERE, "notes.toml"))
     known = {section.id: section.facilities for section in notes.sections}
