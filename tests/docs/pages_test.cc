@@ -1,5 +1,5 @@
-// The pages of the repository: their links lead somewhere, the files that they repeat are repeated to the letter, and
-// the commands that they show exist.
+// The pages of the repository: their links lead somewhere, the files that they repeat are repeated to the
+// letter, and the commands that they show exist.
 #include <gtest/gtest.h>
 
 #include <cctype>
