@@ -3,14 +3,13 @@
 #include <tovkit/tovkit.h>
 
 #include <tovmx/codec.h>
+#include <tovmx/device.h>
 #include <tovmx/dib.h>
 #include <tovmx/path.h>
 #include <tovmx/stream.h>
 
 #include <cstdio>
 #include <cstring>
-#include <memory>
-#include <string>
 
 namespace {
 
@@ -53,6 +52,33 @@ void EncodeAPicture() {
   Expect(tovkit::ImageEncode(&picture, kCoreImagePng, &file) != 0, "writing PNG");
 }
 
+constexpr char kDescription[] =
+    "{\"Content\": \"Hello\", \"Font\": {\"FontSize\": 18}, \"Box\": [0, 0, 120, 60]}";
+
+void ReadAndWriteJson() {
+  const auto root = tovkit::Json::Parse(kDescription, sizeof kDescription - 1, nullptr);
+  CoreRect box;
+  Expect(root && tovkit::Convert::JsonToRect(root->GetMember("Box"), box) && box.right == 120,
+         "reading JSON");
+  root->SetMemberBool("Seen", true);
+  const CoreString written = tovkit::Json::Write(root, nullptr);
+  Expect(std::strstr(written.c_str(), "\"Seen\":true") != nullptr, "writing JSON");
+}
+
+void DrawALine() {
+  CoreDib picture;
+  Expect(picture.Create(120, 60, 24), "a bitmap to draw on");
+  std::memset(picture.GetBuffer(), 0xff, picture.GetBufferSize());
+  CoreBitmapDevice device(&picture);
+  const auto description = tovkit::Json::Parse(kDescription, sizeof kDescription - 1, nullptr);
+  Expect(tovkit::DrawTextOnDevice(&device, description), "drawing a line of text");
+  int dark = 0;
+  for (int y = 0; y < 60; ++y) {
+    for (int x = 0; x < 120; ++x) dark += (picture.GetArgb(x, y) & 0xff) < 0x80;
+  }
+  Expect(dark > 20, "ink on the bitmap");
+}
+
 void LockAMutex() {
   tovkit::Mutex mutex;
   const tovkit::MutexLocker locker(&mutex);
@@ -65,6 +91,8 @@ int main() {
   UseTextAndPaths();
   HitAPath();
   EncodeAPicture();
+  ReadAndWriteJson();
+  DrawALine();
   LockAMutex();
   if (failures == 0) std::puts("the installed package works");
   return failures == 0 ? 0 : 1;
