@@ -10,6 +10,7 @@
 #include <tovmx/device.h>
 
 #include <algorithm>
+#include <charconv>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
@@ -19,6 +20,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <system_error>
 #include <vector>
 
 namespace cli {
@@ -28,7 +30,7 @@ namespace {
 using tovkit::JsonValue;
 using tovkit::SharedPtr;
 
-constexpr float kMargin = 16.0f;  // around text that decides the page's size
+constexpr double kMargin = 16.0;  // around text that decides the page's size
 constexpr std::uint32_t kWhite = 0xFFFFFFFF;
 
 struct DrawOptions {
@@ -41,6 +43,24 @@ struct DrawOptions {
   bool verbose = false;
 };
 
+// Where something is, and how far apart two things are. In double precision, and counted from the first
+// line's offset: offsets may be so large that the width of a text is nothing to them.
+struct Place {
+  double x = 0;
+  double y = 0;
+};
+
+struct Room {
+  Place from = {INFINITY, INFINITY};
+  Place to = {-INFINITY, -INFINITY};
+
+  bool IsEmpty() const { return !(from.x < to.x); }
+  void Add(Place p) {
+    from = {std::min(from.x, p.x), std::min(from.y, p.y)};
+    to = {std::max(to.x, p.x), std::max(to.y, p.y)};
+  }
+};
+
 // Sees every line before it is drawn: how much room it takes, and which fonts stand in for others.
 class MeasuringDevice final : public CoreDevice {
  public:
@@ -50,10 +70,11 @@ class MeasuringDevice final : public CoreDevice {
     drawable_ = fonts.MeasureText(characters, count, pixelSize, extents);
     if (!drawable_) return false;
     if (fonts.IsSubstituted()) Note(fonts);
+    if (!origin_) origin_ = {matrix.e, matrix.f};
     for (const CoreRectF& box : {extents.ink, extents.logical}) {
       if (box.IsEmpty()) continue;
-      Add(matrix.Transform({box.left, box.top}));
-      Add(matrix.Transform({box.right, box.bottom}));
+      Add(matrix, box.left, box.top);
+      Add(matrix, box.right, box.bottom);
     }
     return true;
   }
@@ -62,7 +83,10 @@ class MeasuringDevice final : public CoreDevice {
 
   // False when the last line cannot be drawn.
   bool IsDrawable() const { return drawable_; }
-  const CoreRectF& Room() const { return room_; }
+  // The offset of the first line.
+  Place Origin() const { return origin_.value_or(Place()); }
+  // Where the lines are, counted from there; that place alone when none has any extent.
+  Room GetRoom() const { return room_.IsEmpty() ? Room{{}, {}} : room_; }
   const std::set<std::string>& Substitutions() const { return substitutions_; }
 
  private:
@@ -73,27 +97,25 @@ class MeasuringDevice final : public CoreDevice {
     substitutions_.insert(utf8(fonts.GetFamily()) + " -> " + utf8(fonts.GetActualFamily()));
   }
 
-  void Add(CorePointF point) {
-    if (room_.IsEmpty()) {
-      room_ = {point.x, point.y, std::nextafter(point.x, INFINITY), std::nextafter(point.y, INFINITY)};
-    }
-    room_ = {std::min(room_.left, point.x), std::min(room_.top, point.y), std::max(room_.right, point.x),
-             std::max(room_.bottom, point.y)};
+  void Add(const CoreMatrix& m, double x, double y) {
+    room_.Add({m.a * x + m.c * y + (m.e - origin_->x), m.b * x + m.d * y + (m.f - origin_->y)});
   }
 
   bool drawable_ = false;
-  CoreRectF room_;
+  std::optional<Place> origin_;
+  Room room_;
   std::set<std::string> substitutions_;
 };
 
-// Draws on another device, everything moved by the same way.
+// Draws on another device, everything moved by the same way, which brings one place to another.
 class MovedDevice final : public CoreDevice {
  public:
-  MovedDevice(CoreDevice& target, float dx, float dy) : target_(target), dx_(dx), dy_(dy) {}
+  MovedDevice(CoreDevice& target, Place from, Place to) : target_(target), from_(from), to_(to) {}
   bool DrawText(const wchar_t* characters, int count, const CoreFontLoader& fonts, const CoreMatrix& matrix,
                 std::uint32_t argb, float pixelSize) override {
     CoreMatrix moved = matrix;
-    moved.Translate(dx_, dy_);
+    moved.e = static_cast<float>(matrix.e - from_.x + to_.x);
+    moved.f = static_cast<float>(matrix.f - from_.y + to_.y);
     return target_.DrawText(characters, count, fonts, moved, argb, pixelSize);
   }
   bool EndText() override { return target_.EndText(); }
@@ -101,8 +123,8 @@ class MovedDevice final : public CoreDevice {
 
  private:
   CoreDevice& target_;
-  float dx_;
-  float dy_;
+  Place from_;
+  Place to_;
 };
 
 struct Line {
@@ -152,14 +174,31 @@ void Draw(const Drawing& drawing, CoreDevice& device) {
   }
 }
 
+// A positive decimal number at `from`, which moves behind it; nothing when there is none.
+std::optional<float> ParseSide(const char*& from, const char* end) {
+  float side = 0;
+  const auto [next, error] = std::from_chars(from, end, side);
+  if (error != std::errc() || !std::isfinite(side) || side <= 0) return std::nullopt;
+  from = next;
+  return side;
+}
+
 // Two positive numbers with an x between them.
 std::optional<CoreSizeF> ParseSize(const std::string& text) {
-  CoreSizeF size;
-  int end = 0;
-  const bool read = std::sscanf(text.c_str(), "%f%*1[xX]%f%n", &size.width, &size.height, &end) == 2;
-  if (!read || end != static_cast<int>(text.size())) return std::nullopt;
-  const auto isSide = [](float side) { return std::isfinite(side) && side > 0; };
-  return isSide(size.width) && isSide(size.height) ? std::optional(size) : std::nullopt;
+  const char* at = text.data();
+  const char* const end = at + text.size();
+  const auto width = ParseSide(at, end);
+  if (!width || at == end || (*at != 'x' && *at != 'X')) return std::nullopt;
+  const auto height = ParseSide(++at, end);
+  if (!height || at != end) return std::nullopt;
+  return CoreSizeF{*width, *height};
+}
+
+// What a person gives as a colour. ParseColor itself takes any word for a number.
+bool IsColorText(const std::string& text) {
+  const bool isHex = text[0] == '#';
+  return text.find_first_not_of(isHex ? "0123456789abcdefABCDEF" : "0123456789 ", isHex ? 1 : 0) ==
+         std::string::npos;
 }
 
 // 0xAARRGGBB of a colour text; "none" is transparent.
@@ -167,7 +206,7 @@ std::optional<std::uint32_t> ParseBackground(const std::string& text) {
   if (text == "none") return 0;
   std::uint32_t color = 0;
   std::uint32_t kind = 0;
-  if (!tovkit::ParseColor(text.c_str(), color, kind)) return std::nullopt;
+  if (!IsColorText(text) || !tovkit::ParseColor(text.c_str(), color, kind)) return std::nullopt;
   const auto part = [color](int shift) { return color >> shift & 0xFF; };
   if (kind == kCoreColorCmyk) {
     const auto light = [&part](int shift) { return (255 - part(shift)) * (255 - part(0)) / 255; };
@@ -193,20 +232,20 @@ void DrawPage(const DrawOptions& options) {
   page.dpi = options.dpi;
   page.background =
       options.background.empty() ? kWhite : ParseBackground(options.background).value_or(kWhite);
-  float dx = 0;
-  float dy = 0;
+  Place from;
+  Place to;
   if (const auto size = ParseSize(options.size)) {
     page.width = size->width;
     page.height = size->height;
   } else {
-    const CoreRectF& room = measure.Room();
-    page.width = std::ceil(room.right - room.left + 2 * kMargin);
-    page.height = std::ceil(room.bottom - room.top + 2 * kMargin);
-    dx = kMargin - room.left;
-    dy = kMargin - room.top;
+    const Room room = measure.GetRoom();
+    page.width = static_cast<float>(std::ceil(room.to.x - room.from.x + 2 * kMargin));
+    page.height = static_cast<float>(std::ceil(room.to.y - room.from.y + 2 * kMargin));
+    from = measure.Origin();
+    to = {kMargin - room.from.x, kMargin - room.from.y};
   }
   WritePage(options.output, page, [&](CoreDevice& device) {
-    MovedDevice moved(device, dx, dy);
+    MovedDevice moved(device, from, to);
     Draw(drawing, moved);
     device.Flush();
   });

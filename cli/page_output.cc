@@ -34,7 +34,7 @@ CoreImageFormat WritableFormat(const std::string& extension) {
 
 [[noreturn]] void RefuseSize(const std::string& file, double width, double height, double most) {
   char text[160];
-  std::snprintf(text, sizeof text, ": a page of %.0f x %.0f is too large; sides go up to %.0f", width, height,
+  std::snprintf(text, sizeof text, ": a page of %.9g x %.9g is too large; sides go up to %.9g", width, height,
                 most);
   throw JobError(file + text);
 }

@@ -85,10 +85,10 @@ void Wander(const Handle& root, const std::uint8_t* data, std::size_t size) {
         value->SetAtUint64(static_cast<std::uint32_t>(index), UINT64_MAX);
         break;
       case 11:
-        value->Insert(index, value);
+        if (copies-- > 0) value->Insert(index, value);
         break;
       case 12:
-        value->SetMember("c", value);
+        if (copies-- > 0) value->SetMember("c", value);
         break;
       case 13:
         value->Assign(value->Clone());

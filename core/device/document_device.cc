@@ -23,7 +23,8 @@ cairo_status_t AppendToText(void* text, const unsigned char* data, unsigned int 
   return CAIRO_STATUS_SUCCESS;
 }
 
-// The time that reproducible builds ask for, in the form of ISO 8601; empty when none is set.
+// The time that reproducible builds ask for, in the form of ISO 8601; empty when none is set, and for one
+// whose year a PDF has no four digits for.
 std::string SourceDate() {
   const char* text = std::getenv("SOURCE_DATE_EPOCH");
   if (text == nullptr || *text == '\0') return {};
@@ -31,6 +32,8 @@ std::string SourceDate() {
   const auto seconds = static_cast<std::time_t>(std::strtoll(text, &end, 10));
   std::tm utc{};
   if (*end != '\0' || gmtime_r(&seconds, &utc) == nullptr) return {};
+  const int year = utc.tm_year + 1900;
+  if (year < 1000 || year > 9999) return {};
   char iso[40];
   return std::string(iso, std::strftime(iso, sizeof iso, "%Y-%m-%dT%H:%M:%SZ", &utc));
 }

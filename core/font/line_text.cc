@@ -1,5 +1,7 @@
 #include "font/line_text.h"
 
+#include <glib.h>
+
 #include <cstddef>
 #include <cstdint>
 
@@ -18,6 +20,24 @@ bool IsDirection(std::uint32_t c) { return (c >= 0x202A && c <= 0x202E) || (c >=
 
 // No text nests deeper than 125; the time that thousands of them take grows with the square.
 constexpr int kMaxDirections = 1024;
+
+// What joins the character before it: combining marks, joiners, variation selectors, tags.
+bool IsAttached(std::uint32_t c) {
+  if (c < 0x300 && c != 0xAD) return false;
+  switch (g_unichar_type(c)) {
+    case G_UNICODE_NON_SPACING_MARK:
+    case G_UNICODE_SPACING_MARK:
+    case G_UNICODE_ENCLOSING_MARK:
+    case G_UNICODE_FORMAT:
+      return true;
+    default:
+      return false;
+  }
+}
+
+// No writing puts more than some thirty in a row; the time that a font's rules take for a heap of them grows
+// with the square.
+constexpr int kMaxAttached = 128;
 
 bool IsCharacter(std::uint32_t c) { return c <= 0x10FFFF && (c < 0xD800 || c > 0xDFFF); }
 
@@ -46,6 +66,7 @@ std::string DrawableText(const wchar_t* characters, int count) {
   std::string text;
   text.reserve(static_cast<std::size_t>(count));
   int directions = 0;
+  int attached = 0;
   for (int i = 0; i < count; ++i) {
     auto c = static_cast<std::uint32_t>(characters[i]);  // NOLINT(bugprone-signed-char-misuse): 32 bits wide
     if (IsBreak(c)) {
@@ -57,6 +78,8 @@ std::string DrawableText(const wchar_t* characters, int count) {
     } else if (!IsCharacter(c)) {
       c = kReplacement;
     }
+    attached = IsAttached(c) ? attached + 1 : 0;
+    if (attached > kMaxAttached) continue;
     AppendUtf8(text, c);
   }
   return text;

@@ -155,6 +155,25 @@ TEST_F(Draw, WithoutASizeThePageHoldsTheTextAndAMargin) {
   EXPECT_FALSE(HasInk(*picture, 0, height - 15, width, height));
 }
 
+TEST_F(Draw, WithoutASizeOffsetsOnlyCountAgainstEachOther) {
+  ExpectDrawn(R"({"Content": "HHHH"})", "near.png");
+  for (const char* offset : {"-7", "100000000", "-3e9", "1e30"}) {
+    ExpectDrawn(std::string(R"({"Content": "HHHH", "DeltaX": )") + offset + R"(, "DeltaY": )" + offset + "}",
+                "far.png");
+    EXPECT_EQ(ReadAll(Path("far.png")), ReadAll(Path("near.png"))) << offset;
+  }
+  ExpectFailure(Run(R"([{"Content": "H", "DeltaX": 1e30}, {"Content": "H"}])", "far.png"), "too large");
+}
+
+TEST_F(Draw, TextWithoutAnyExtentLeavesTheMargins) {
+  ExpectDrawn(R"({"Content": "\u0001", "DeltaX": 500})", "nothing.png");
+  const auto picture = Picture(Path("nothing.png"));
+  ASSERT_NE(picture, nullptr);
+  EXPECT_EQ(picture->GetWidth(), 32);
+  EXPECT_EQ(picture->GetHeight(), 32);
+  EXPECT_FALSE(HasInk(*picture, 0, 0, 32, 32));
+}
+
 TEST_F(Draw, WithASizeLinesStandAtTheirOffsets) {
   const char* lines = R"([{"Content": "HH", "DeltaX": 10, "DeltaY": 0},
                           {"Content": "HH", "DeltaX": 200, "DeltaY": 100}])";
@@ -251,6 +270,14 @@ TEST_F(Draw, FilesThatCannotBeReadOrWrittenAreNamed) {
   ExpectFailure(Run(R"({"Content": "x"})", "a.png", {"--font", Path("none.ttf")}), "none.ttf: holds no font");
 }
 
+TEST_F(Draw, AFullDiskIsReported) {
+  for (const char* name :
+       {"full.png", "full.pdf", "full.svg", "full.jpg", "full.tif", "full.webp", "full.jp2", "full.bmp"}) {
+    std::filesystem::create_symlink("/dev/full", Path(name));
+    ExpectFailure(Run(R"({"Content": "x"})", name), std::string(name) + ": cannot write: No space left");
+  }
+}
+
 TEST_F(Draw, SizesThatNoFormatHoldsAreRefused) {
   const char* json = R"({"Content": "x"})";
   ExpectFailure(Run(json, "a.png", {"--size", "40000x10"}), "too large");
@@ -263,9 +290,12 @@ TEST_F(Draw, SizesThatNoFormatHoldsAreRefused) {
 TEST_F(Draw, MisuseIsAUsageError) {
   const char* json = R"({"Content": "x"})";
   const std::vector<std::vector<std::string>> misuses = {
-      {"--size", "10"},     {"--size", "0x10"},      {"--size", "10x-1"},
-      {"--size", "10x10x"}, {"--size", "nanx1"},     {"--dpi", "0"},
-      {"--dpi", "nan"},     {"--background", "1 2"}, {"--background", "#12345"}};
+      {"--size", "10"},        {"--size", "0x10"},         {"--size", "10x-1"},  {"--size", "10x10x"},
+      {"--size", "nanx1"},     {"--size", "0x10x20"},      {"--size", " 10x10"}, {"--size", "10 x10"},
+      {"--size", ""},          {"--size", "10x"},          {"--size", "1e99x1"}, {"--dpi", "0"},
+      {"--dpi", "nan"},        {"--dpi", "4801"},          {"--dpi", "0.9"},     {"--dpi", "96x"},
+      {"--background", "1 2"}, {"--background", "#12345"}, {"--background", ""}, {"--background", "red"},
+      {"--background", "#0g"}, {"--background", "255,0,0"}};
   for (const auto& misuse : misuses) EXPECT_EQ(Run(json, "a.png", misuse).status, 2) << misuse[1];
   EXPECT_EQ(RunCommand({"draw", "-"}).status, 2);
   EXPECT_EQ(RunCommand({"draw", "-o", Path("a.png")}).status, 2);

@@ -10,6 +10,7 @@
 #include <limits>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -347,10 +348,36 @@ TEST(PdfDevice, WritesADocumentWithoutTheClock) {
   EXPECT_NE(first.find("%%EOF"), std::string::npos);
 }
 
-TEST(PdfDevice, ASourceDateThatIsNoNumberIsIgnored) {
-  for (const char* date : {"", "soon", "12x", "99999999999999999999"}) {
+// What stands in the file as its date, without the prefix that Cairo puts before the present one alone.
+std::string DateOf(const std::string& pdf) {
+  const std::string key = "/CreationDate (";
+  const std::size_t at = pdf.find(key) + key.size();
+  const std::string date = pdf.substr(at, pdf.find(')', at) - at);
+  return date.rfind("D:", 0) == 0 ? date.substr(2) : date;
+}
+
+TEST(PdfDevice, ASourceDateOfAnyYearWithFourDigitsIsWritten) {
+  const std::pair<const char*, const char*> cases[] = {{"0", "19700101000000Z"},
+                                                       {"-1", "19691231235959Z"},
+                                                       {"-30610224000", "10000101000000Z"},
+                                                       {"951782400", "20000229000000Z"},
+                                                       {"253402300799", "99991231235959Z"}};
+  for (const auto& [date, written] : cases) {
     ASSERT_EQ(setenv("SOURCE_DATE_EPOCH", date, 1), 0);
-    EXPECT_EQ(Document<CorePdfDevice>(L"Hello").find("19700102"), std::string::npos) << date;
+    EXPECT_EQ(DateOf(Document<CorePdfDevice>(L"Hello")), written) << date;
+  }
+  unsetenv("SOURCE_DATE_EPOCH");
+}
+
+TEST(PdfDevice, ASourceDateThatIsNoneIsIgnored) {
+  unsetenv("SOURCE_DATE_EPOCH");
+  const std::string year = DateOf(Document<CorePdfDevice>(L"Hello")).substr(0, 4);
+  for (const char* date : {"", "soon", "12x", "99999999999999999999", "253402300800", "67767976233532799",
+                           "67767976233532800", "-30610224001"}) {
+    ASSERT_EQ(setenv("SOURCE_DATE_EPOCH", date, 1), 0);
+    const std::string written = DateOf(Document<CorePdfDevice>(L"Hello"));
+    EXPECT_LE(std::stoi(written.substr(0, 4)) - std::stoi(year), 1) << date << " " << written;
+    EXPECT_GE(std::stoi(written.substr(0, 4)), std::stoi(year)) << date << " " << written;
   }
   unsetenv("SOURCE_DATE_EPOCH");
 }

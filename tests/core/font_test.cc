@@ -204,6 +204,43 @@ TEST(MeasureText, WhatIsNoCharacterCountsAsTheReplacementCharacter) {
   }
 }
 
+// A font's rules look from each mark back to its letter, so that heaps of marks would take hours.
+TEST(MeasureText, MarksInARowCountUpToThe128th) {
+  const CoreFontLoader fonts = Loaded(L"DejaVu Sans");
+  struct Case {
+    std::wstring piece;
+    int kept;  // characters, the letter with them
+  };
+  const Case cases[] = {{L"\u0300", 129},
+                        {L"\u0301\u200D", 129},
+                        {L"\u064B", 129},
+                        {L"\u05B0\u2067", 129},
+                        {L"\u20DD\x01", 257}};
+  for (const Case& c : cases) {
+    std::wstring heap = L"x";
+    while (heap.size() + c.piece.size() <= 1 << 18) heap += c.piece;
+    CoreTextExtents all;
+    CoreTextExtents first;
+    ASSERT_TRUE(fonts.MeasureText(heap.c_str(), -1, 20.0f, all));
+    ASSERT_TRUE(fonts.MeasureText(heap.c_str(), c.kept, 20.0f, first));
+    EXPECT_EQ(all.ink, first.ink);
+    EXPECT_EQ(all.logical, first.logical);
+  }
+}
+
+TEST(MeasureText, MarksOfEveryLetterAreKept) {
+  const CoreFontLoader fonts = Loaded(L"DejaVu Sans");
+  CoreTextExtents none;
+  CoreTextExtents one;
+  CoreTextExtents two;
+  ASSERT_TRUE(fonts.MeasureText(L"xx", -1, 20.0f, none));
+  ASSERT_TRUE(fonts.MeasureText(L"x\u0301x", -1, 20.0f, one));
+  const std::wstring heap(200, L'\u0301');
+  ASSERT_TRUE(fonts.MeasureText((L"x" + heap + L"x").c_str(), -1, 20.0f, two));
+  EXPECT_LT(one.ink.top, none.ink.top);
+  EXPECT_EQ(two.logical.right, none.logical.right);
+}
+
 TEST(MeasureText, CharactersThatTheFamilyLacksComeFromAnother) {
   CoreTextExtents extents;
   ASSERT_TRUE(Loaded(L"DejaVu Sans").MeasureText(L"\u5B8B", 1, 64.0f, extents));

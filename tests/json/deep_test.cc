@@ -23,31 +23,36 @@ struct Shape {
 };
 
 const Shape kShapes[] = {
-    {"arrays", Repeated("[", kDepth) + Repeated("]", kDepth)},
-    {"objects", Repeated("{\"a\":", kDepth - 1) + "{}" + Repeated("}", kDepth - 1)},
-    {"both", Repeated("[{\"a\":", kDepth / 2) + "0" + Repeated("}]", kDepth / 2)},
-    {"arrays with neighbours", Repeated("[1,", kDepth - 1) + "[]" + Repeated(",2]", kDepth - 1)},
-    {"objects with neighbours",
+    {"Arrays", Repeated("[", kDepth) + Repeated("]", kDepth)},
+    {"Objects", Repeated("{\"a\":", kDepth - 1) + "{}" + Repeated("}", kDepth - 1)},
+    {"Both", Repeated("[{\"a\":", kDepth / 2) + "0" + Repeated("}]", kDepth / 2)},
+    {"ArraysWithNeighbours", Repeated("[1,", kDepth - 1) + "[]" + Repeated(",2]", kDepth - 1)},
+    {"ObjectsWithNeighbours",
      Repeated("{\"a\":1,\"b\":", kDepth - 1) + "[]" + Repeated(",\"c\":2}", kDepth - 1)},
 };
 
-void ForEveryShape(const std::function<void(const Handle&, const std::string&)>& check) {
-  RunOnStack(kSmallStack, [&check] {
-    for (const Shape& shape : kShapes) {
-      SCOPED_TRACE(shape.name);
+// One shape a test, so that each is short under a sanitizer too.
+class JsonDeepShape : public testing::TestWithParam<std::size_t> {
+ protected:
+  static void Check(const std::function<void(const Handle&, const std::string&)>& check) {
+    RunOnStack(kSmallStack, [&check] {
+      const Shape& shape = kShapes[GetParam()];
       const Handle root = Parse(shape.text);
       ASSERT_TRUE(root);
       check(root, shape.text);
-    }
-  });
+    });
+  }
+};
+
+INSTANTIATE_TEST_SUITE_P(OfEveryShape, JsonDeepShape, testing::Range(std::size_t{0}, std::size(kShapes)),
+                         [](const auto& shape) { return std::string(kShapes[shape.param].name); });
+
+TEST_P(JsonDeepShape, IsParsedWrittenAndFreed) {
+  Check([](const Handle& root, const std::string& text) { EXPECT_TRUE(Text(root) == text); });
 }
 
-TEST(JsonDeep, IsParsedWrittenAndFreed) {
-  ForEveryShape([](const Handle& root, const std::string& text) { EXPECT_TRUE(Text(root) == text); });
-}
-
-TEST(JsonDeep, IsClonedAndWorksOn) {
-  ForEveryShape([](const Handle& root, const std::string& text) {
+TEST_P(JsonDeepShape, IsClonedAndWorksOn) {
+  Check([](const Handle& root, const std::string& text) {
     const Handle clone = root->Clone();
     EXPECT_TRUE(Text(clone) == text);
     const Handle again = clone->Clone();
@@ -55,8 +60,8 @@ TEST(JsonDeep, IsClonedAndWorksOn) {
   });
 }
 
-TEST(JsonDeep, IsAssigned) {
-  ForEveryShape([](const Handle& root, const std::string& text) {
+TEST_P(JsonDeepShape, IsAssigned) {
+  Check([](const Handle& root, const std::string& text) {
     Handle target = Parse("[0]");
     EXPECT_TRUE(target->GetAt(0)->Assign(root));
     EXPECT_TRUE(Text(target->GetAt(0)) == text);
@@ -67,8 +72,8 @@ TEST(JsonDeep, IsAssigned) {
   });
 }
 
-TEST(JsonDeep, IsSetAsMemberAndElement) {
-  ForEveryShape([](const Handle& root, const std::string& text) {
+TEST_P(JsonDeepShape, IsSetAsMemberAndElement) {
+  Check([](const Handle& root, const std::string& text) {
     Handle object = Parse("{\"a\": 1}");
     object->SetMember("a", root);
     object->SetMember("b", root);

@@ -39,7 +39,8 @@ class TOVMX_API CoreDevice {
   /// device units; `argb` is 0xAARRGGBB with straight alpha; `pixelSize` is the size of the em in device
   /// units. A negative count means up to the terminating NUL. Text is shaped: letters join, scripts that run
   /// from right to left do, and a character that the font lacks comes from another. Tabs and line breaks
-  /// count as spaces, other control characters are skipped, and what is no character shows as U+FFFD.
+  /// count as spaces, other control characters are skipped, and what is no character shows as U+FFFD. Of
+  /// combining marks and format characters in a row the first 128 count.
   ///
   /// False, and nothing drawn, for null characters, more than 262,144 of them, a matrix with a number that is
   /// not finite, a size that is not finite or not above 0, fonts from a source that has none, and a device

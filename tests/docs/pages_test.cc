@@ -1,0 +1,130 @@
+// The pages of the repository: their links lead somewhere, the files that they repeat are repeated to the
+// letter, and the commands that they show exist.
+#include <gtest/gtest.h>
+
+#include <cctype>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <regex>
+#include <set>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+const fs::path kTop = TOVKIT_SOURCE_DIR;
+
+std::string Read(const fs::path& file) {
+  std::ifstream in(file, std::ios::binary);
+  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
+std::vector<std::string> Lines(const std::string& text) {
+  std::vector<std::string> lines;
+  std::istringstream in(text);
+  for (std::string line; std::getline(in, line);) lines.push_back(line);
+  return lines;
+}
+
+std::vector<fs::path> Pages() {
+  std::vector<fs::path> pages;
+  for (const char* folder : {".", "docs", "core"}) {
+    for (const auto& entry : fs::directory_iterator(kTop / folder)) {
+      if (entry.path().extension() == ".md") pages.push_back(entry.path());
+    }
+  }
+  for (const auto& entry : fs::directory_iterator(kTop / "docs" / "guide")) pages.push_back(entry.path());
+  return pages;
+}
+
+// The page without its fenced blocks, where brackets are no links.
+std::string Prose(const std::string& page) {
+  std::string prose;
+  bool fenced = false;
+  for (const std::string& line : Lines(page)) {
+    if (line.rfind("```", 0) == 0) fenced = !fenced;
+    if (!fenced) prose += line + "\n";
+  }
+  return prose;
+}
+
+// What a heading is linked by: letters in lower case, digits, hyphens for spaces.
+std::set<std::string> Anchors(const std::string& page) {
+  std::set<std::string> anchors;
+  for (const std::string& line : Lines(Prose(page))) {
+    const std::size_t start = line.find_first_not_of('#');
+    if (start == 0 || start == std::string::npos || line[start] != ' ') continue;
+    std::string anchor;
+    for (const char c : line.substr(start + 1)) {
+      if (std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '_') {
+        anchor += static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+      } else if (c == ' ' || c == '-') {
+        anchor += '-';
+      }
+    }
+    anchors.insert(anchor);
+  }
+  return anchors;
+}
+
+TEST(Pages, EveryRelativeLinkLeadsSomewhere) {
+  const std::regex link(R"(\]\(([^)\s]+)\))");
+  int links = 0;
+  for (const fs::path& page : Pages()) {
+    const std::string prose = Prose(Read(page));
+    for (std::sregex_iterator it(prose.begin(), prose.end(), link), end; it != end; ++it) {
+      const std::string target = (*it)[1];
+      if (target.find("://") != std::string::npos) continue;
+      ++links;
+      const std::size_t hash = target.find('#');
+      const fs::path file = hash == 0 ? page : page.parent_path() / target.substr(0, hash);
+      EXPECT_TRUE(fs::exists(file)) << page << " links to " << target;
+      if (hash != std::string::npos && fs::is_regular_file(file)) {
+        EXPECT_EQ(Anchors(Read(file)).count(target.substr(hash + 1)), 1u) << page << " links to " << target;
+      }
+    }
+  }
+  EXPECT_GT(links, 20);
+}
+
+TEST(Pages, ABlockBelowTheNameOfAFileHoldsThatFile) {
+  const std::regex name("<!-- ([A-Za-z0-9_./]+) -->");
+  int blocks = 0;
+  for (const fs::path& page : Pages()) {
+    const std::vector<std::string> lines = Lines(Read(page));
+    for (std::size_t i = 0; i + 1 < lines.size(); ++i) {
+      std::smatch match;
+      if (!std::regex_match(lines[i], match, name)) continue;
+      ASSERT_EQ(lines[i + 1].rfind("```", 0), 0u) << page << " has no block below " << lines[i];
+      std::string block;
+      for (i += 2; i < lines.size() && lines[i] != "```"; ++i) block += lines[i] + "\n";
+      EXPECT_EQ(block, Read(kTop / match[1].str())) << page << ": run scripts/docs";
+      ++blocks;
+    }
+  }
+  EXPECT_GE(blocks, 15);
+}
+
+TEST(Pages, EveryCommandThatIsShownExists) {
+  const std::regex shown("(?:^|`|\\| |\\$ )tovkit ([a-z][a-z0-9]*)\\b(?! is| and)");
+  std::set<std::string> subcommands;
+  for (const fs::path& page : Pages()) {
+    if (page.filename() == "CHANGELOG.md") continue;
+    for (const std::string& line : Lines(Read(page))) {
+      std::smatch match;
+      if (std::regex_search(line, match, shown)) subcommands.insert(match[1]);
+    }
+  }
+  EXPECT_GE(subcommands.size(), 8u);
+  for (const std::string& subcommand : subcommands) {
+    const std::string help = std::string(TOVKIT_COMMAND) + " " + subcommand + " --help >/dev/null";
+    EXPECT_EQ(std::system(help.c_str()), 0) << "tovkit " << subcommand;
+  }
+}
+
+}  // namespace
