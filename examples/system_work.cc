@@ -3,7 +3,6 @@
 #include <unistd.h>
 
 #include <cstdio>
-#include <cstring>
 #include <string>
 
 using namespace tovkit;
@@ -47,7 +46,7 @@ int main() {
     std::printf("%s\n", page.GetErrorMessage());
     return 1;
   }
-  std::strcpy(static_cast<char*>(page.GetData()), "seen by every process that attaches");
+  std::snprintf(static_cast<char*>(page.GetData()), page.GetSize(), "seen by every process that attaches");
   std::printf("%s\n", static_cast<const char*>(page.GetData()));
   page.Detach(true);  // and remove it
   return 0;
