@@ -54,6 +54,9 @@ namespace tovkit {
 ///   apart, does not cross it. The centre of a circle made of four quarters is not inside.
 /// - A curve is sampled at 51 points and refined near the nearest one. Points of a long curve that lie
 ///   between two samples can be missed by a tolerance much smaller than their spacing.
+/// - A vertical edge counts as crossed by the ray towards it even from above or below it, and so does a
+///   horizontal edge from beside it.
+/// - Arcs with equal ends, a radius of 0 or numbers that are not finite draw nothing.
 ///
 /// Throws std::bad_alloc when the memory for an arc's curves is short; nothing leaks.
 TOVKIT_API bool HitTestPath(const CorePointF& point, float tolerance, const CorePath& path, float reserved,

@@ -433,8 +433,9 @@ class TOVKIT_API Json {
  public:
   /// Parses `length` bytes of UTF-8 at `text`, or up to the first NUL byte among them. The root must be an
   /// array or an object; a byte-order mark is skipped; comments, trailing commas, NaN and Infinity are
-  /// errors; invalid UTF-8 inside a string is kept as it is. Any depth of nesting is read. `options` is not
-  /// read and may be null.
+  /// errors; invalid UTF-8 inside a string is kept as it is. Any depth of nesting is read. Doubles are read
+  /// with normal precision: the last digit may differ from the nearest double, and 1.8e308 is read as
+  /// infinity. `options` is not read and may be null.
   ///
   /// A null `text`, an empty one and a length of 0 give a new empty object, ready to be filled.
   ///
