@@ -21,8 +21,9 @@ const RapidjsonWrapper* Unwrap(const SharedPtr<const JsonValue>& handle) {
 // AddMember raises the capacity before it allocates; after a failed allocation the object is put back as it
 // was.
 void AppendMember(Value& object, Value& name, Value& content, DocumentPool& pool) {
+  // RapidJSON itself moves values by their bytes.
   unsigned char before[sizeof(Value)];
-  std::memcpy(before, &object, sizeof before);
+  std::memcpy(before, static_cast<const void*>(&object), sizeof before);
   try {
     object.AddMember(name, content, pool);
   } catch (...) {
