@@ -10,6 +10,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
+#include <system_error>
 #include <utility>
 
 namespace cli {
@@ -29,15 +31,24 @@ mode_t WantedMode(const std::string& target) {
   return 0666 & ~mask;
 }
 
+// Where a link leads; every other path, and a link that leads nowhere, as it is.
+std::string Followed(const std::string& path) {
+  std::error_code error;
+  if (!std::filesystem::is_symlink(path, error)) return path;
+  const std::filesystem::path end = std::filesystem::canonical(path, error);
+  return error ? path : end.string();
+}
+
 }  // namespace
 
-OutputFile::OutputFile(std::string target) : target_(std::move(target)) {
+OutputFile::OutputFile(std::string target) : target_(std::move(target)), replaced_(Followed(target_)) {
   struct stat status = {};
   if (stat(target_.c_str(), &status) == 0 && !S_ISREG(status.st_mode)) {
     path_ = target_;
     return;
   }
-  path_ = target_ + ".XXXXXX";
+  // A name of its own, since the target's may be as long as names can be.
+  path_ = replaced_.substr(0, replaced_.rfind('/') + 1) + ".tovkit.XXXXXX";
   const int fd = mkstemp(path_.data());
   if (fd < 0) FailWith(target_, "cannot create the file");
   beside_ = true;
@@ -50,8 +61,9 @@ OutputFile::~OutputFile() {
 }
 
 void OutputFile::Commit() {
-  if (beside_ && std::rename(path_.c_str(), target_.c_str()) != 0)
+  if (beside_ && std::rename(path_.c_str(), replaced_.c_str()) != 0) {
     FailWith(target_, "cannot replace the file");
+  }
   committed_ = true;
 }
 

@@ -1,8 +1,9 @@
 // OutputFile: a file that appears whole or not at all.
 //
 // The bytes go to a new file beside the target; Commit() renames it over the target. Without Commit() the new
-// file is removed and the target stays as it was. A target that exists and is no regular file (a device, a
-// pipe) is written directly, since it cannot be replaced.
+// file is removed and the target stays as it was. A link stays: the file that it leads to is replaced. A
+// target that exists and is no regular file (a device, a pipe) is written directly, since it cannot be
+// replaced.
 //
 //   OutputFile out("page.png");
 //   WritePage(out.path());
@@ -30,7 +31,8 @@ class OutputFile {
   void Commit();
 
  private:
-  std::string target_;
+  std::string target_;    // as it was given
+  std::string replaced_;  // behind every link
   std::string path_;
   bool beside_ = false;
   bool committed_ = false;

@@ -32,8 +32,9 @@ std::string SourceDate() {
   const auto seconds = static_cast<std::time_t>(std::strtoll(text, &end, 10));
   std::tm utc{};
   if (*end != '\0' || gmtime_r(&seconds, &utc) == nullptr) return {};
-  const int year = utc.tm_year + 1900;
-  if (year < 1000 || year > 9999) return {};
+  constexpr int kFirst = 1000 - 1900;  // as tm_year counts
+  constexpr int kLast = 9999 - 1900;
+  if (utc.tm_year < kFirst || utc.tm_year > kLast) return {};
   char iso[40];
   return std::string(iso, std::strftime(iso, sizeof iso, "%Y-%m-%dT%H:%M:%SZ", &utc));
 }

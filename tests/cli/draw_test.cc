@@ -270,6 +270,23 @@ TEST_F(Draw, FilesThatCannotBeReadOrWrittenAreNamed) {
   ExpectFailure(Run(R"({"Content": "x"})", "a.png", {"--font", Path("none.ttf")}), "none.ttf: holds no font");
 }
 
+TEST_F(Draw, ALinkStaysAndTheFileBehindItIsReplaced) {
+  WriteAll(Path("real.png"), "old");
+  std::filesystem::create_symlink("real.png", Path("link.png"));
+  std::filesystem::create_symlink("nowhere.png", Path("dangling.png"));
+  ExpectDrawn(R"({"Content": "x"})", "link.png");
+  EXPECT_TRUE(std::filesystem::is_symlink(Path("link.png")));
+  EXPECT_NE(Picture(Path("real.png")), nullptr);
+  ExpectDrawn(R"({"Content": "x"})", "dangling.png");
+  EXPECT_NE(Picture(Path("dangling.png")), nullptr);
+}
+
+TEST_F(Draw, TheLongestFileNameIsWritten) {
+  const std::string name = std::string(251, 'n') + ".png";
+  ExpectDrawn(R"({"Content": "x"})", name);
+  EXPECT_NE(Picture(Path(name)), nullptr);
+}
+
 TEST_F(Draw, AFullDiskIsReported) {
   for (const char* name :
        {"full.png", "full.pdf", "full.svg", "full.jpg", "full.tif", "full.webp", "full.jp2", "full.bmp"}) {
