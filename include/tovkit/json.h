@@ -230,6 +230,7 @@ class SharedPtr {
 /// implementation, so the constructor is private.
 class TOVKIT_API JsonValue {
  public:
+  /// Frees what this object owns: the document of a root, nothing of any other.
   virtual ~JsonValue();
   JsonValue(const JsonValue&) = delete;
   JsonValue& operator=(const JsonValue&) = delete;

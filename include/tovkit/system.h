@@ -45,6 +45,7 @@ namespace tovkit {
 /// once isRunning() is false. A true from wait() alone is too early for that.
 class TOVKIT_API Thread {
  public:
+  /// No thread yet: tid() is 0 and isRunning() false.
   Thread();
   Thread(const Thread&) = delete;
   Thread& operator=(const Thread&) = delete;
@@ -99,6 +100,7 @@ class TOVKIT_API Thread {
 /// A unit of work for the pool. The caller owns it and keeps it alive until isFinished() or the pool's end.
 class TOVKIT_API Runnable {
  public:
+  /// Not finished yet.
   Runnable();
   Runnable(const Runnable&) = delete;
   Runnable& operator=(const Runnable&) = delete;
@@ -132,6 +134,7 @@ struct PoolTask;
 /// output once per task.
 class TOVKIT_API ThreadPool {
  public:
+  /// A pool without workers; init() starts them.
   ThreadPool();
   ThreadPool(const ThreadPool&) = delete;
   ThreadPool& operator=(const ThreadPool&) = delete;
@@ -189,6 +192,7 @@ struct MutexState;
 /// calls are ignored.
 class TOVKIT_API Mutex {
  public:
+  /// An unlocked mutex.
   Mutex();
   Mutex(const Mutex&) = delete;
   Mutex& operator=(const Mutex&) = delete;
@@ -271,6 +275,7 @@ class TOVKIT_API Process {
     Stopped = 2,   ///< there is none, or a wait() has seen its end
   };
 
+  /// No child yet: pid() is 0, state() Stopped, and the child will inherit standard output and error.
   Process();
   Process(const Process&) = delete;
   Process& operator=(const Process&) = delete;
