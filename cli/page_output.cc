@@ -44,7 +44,7 @@ CoreImageFormat WritableFormat(const std::string& extension) {
 }
 
 template <typename Device>
-void WriteDocument(const std::string& file, CoreOutputStream& stream, const Page& page,
+void WriteDocument(const std::string& file, CoreFileOutputStream& stream, const Page& page,
                    const std::function<void(CoreDevice&)>& paint) {
   if (std::max(page.width, page.height) > CoreDocumentDevice::kMaxSide) {
     RefuseSize(file, page.width, page.height, CoreDocumentDevice::kMaxSide);
@@ -52,7 +52,10 @@ void WriteDocument(const std::string& file, CoreOutputStream& stream, const Page
   Device device(&stream, page.width, page.height);
   if (page.background >> 24 != 0) device.FillPage(page.background);
   paint(device);
-  if (!device.Finish()) FailToWrite(file);
+  if (device.Finish()) return;
+  // A stream that failed says why when it closes.
+  if (!stream.Close()) FailToWrite(file);
+  throw JobError(file + ": cannot draw");
 }
 
 void WriteBitmap(const std::string& file, CoreImageFormat format, CoreFileOutputStream& stream,

@@ -39,7 +39,12 @@ bool IsAttached(std::uint32_t c) {
 // with the square.
 constexpr int kMaxAttached = 128;
 
-bool IsCharacter(std::uint32_t c) { return c <= 0x10FFFF && (c < 0xD800 || c > 0xDFFF); }
+bool IsSurrogate(std::uint32_t c) { return c >= 0xD800 && c <= 0xDFFF; }
+
+// Code points that are never characters. The documents' writer refuses a whole page for one of them.
+bool IsNonCharacter(std::uint32_t c) { return (c & 0xFFFE) == 0xFFFE || (c >= 0xFDD0 && c <= 0xFDEF); }
+
+bool IsCharacter(std::uint32_t c) { return c <= 0x10FFFF && !IsSurrogate(c) && !IsNonCharacter(c); }
 
 void AppendUtf8(std::string& text, std::uint32_t c) {
   const auto tail = [](std::uint32_t bits) { return static_cast<char>(0x80 | (bits & 0x3F)); };

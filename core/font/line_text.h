@@ -6,9 +6,10 @@
 namespace core {
 
 // Tabs, line and paragraph breaks become spaces, since a line has no columns and no second line. Other
-// control characters are left out. What is no character (a surrogate, a number above U+10FFFF) becomes
-// U+FFFD. Of the characters that embed, override or isolate a direction the first 1,024 are kept, and of
-// combining marks and format characters in a row the first 128. The result is valid UTF-8 without NUL.
+// control characters are left out. What is no character (a surrogate, a noncharacter such as U+FFFF, a
+// number above U+10FFFF) becomes U+FFFD. Of the characters that embed, override or isolate a direction the
+// first 1,024 are kept, and of combining marks and format characters in a row the first 128. The result is
+// valid UTF-8 without NUL.
 std::string DrawableText(const wchar_t* characters, int count);
 
 }  // namespace core

@@ -418,6 +418,12 @@ void SurvivesOddNumbers() {
   EXPECT_LT(stream.GetSize(), 4'000'000u);
 }
 
+// One of these in a text once cost the whole page.
+const wchar_t kNoCharacters[] = L"a\uFFFE\uFFFF\uFDD0\uFDEF\U0001FFFF\U0010FFFFb";
+
+TEST(PdfDevice, WhatIsNoCharacterLeavesThePageWhole) { Document<CorePdfDevice>(kNoCharacters); }
+TEST(SvgDevice, WhatIsNoCharacterLeavesThePageWhole) { Document<CoreSvgDevice>(kNoCharacters); }
+
 TEST(PdfDevice, OddNumbersAreHarmless) { SurvivesOddNumbers<CorePdfDevice>(); }
 TEST(SvgDevice, OddNumbersAreHarmless) { SurvivesOddNumbers<CoreSvgDevice>(); }
 

@@ -196,7 +196,8 @@ TEST(MeasureText, WhatIsNoCharacterCountsAsTheReplacementCharacter) {
   const CoreFontLoader fonts = Loaded(L"DejaVu Sans");
   CoreTextExtents expected;
   ASSERT_TRUE(fonts.MeasureText(L"\uFFFD", 1, 20.0f, expected));
-  for (const int value : {0xD800, 0xDC80, 0xDFFF, 0x110000, 0x7FFFFFFF, -1}) {
+  for (const int value : {0xD800, 0xDC80, 0xDFFF, 0xFDD0, 0xFDEF, 0xFFFE, 0xFFFF, 0x1FFFE, 0x10FFFF, 0x110000,
+                          0x7FFFFFFF, -1}) {
     const auto character = static_cast<wchar_t>(value);
     CoreTextExtents extents;
     ASSERT_TRUE(fonts.MeasureText(&character, 1, 20.0f, extents));
