@@ -8,7 +8,7 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   CoreCodecRegistry& registry = CoreCodecRegistry::Get();
-  registry.SetPixelLimit(std::uint64_t{16} << 20);
+  registry.SetPixelLimit(std::uint64_t{4} << 20);
   CoreMemoryInputStream in(data, size);
   CoreDetectImageFormat(&in);
   const auto decoder = registry.GetFactory().CreateDecoder(TOVMX_FUZZ_FORMAT);

@@ -116,7 +116,7 @@ class TiffDecoder final : public CoreImageDecoder {
     info.width = layout.width;
     info.height = layout.height;
     info.bitsPerPixel = layout.BitmapBits();
-    info.fileBitsPerPixel = layout.bits * layout.samples;
+    info.fileBitsPerPixel = static_cast<int>(std::min<std::size_t>(layout.PixelBits(), INT_MAX));
     if (layout.photometric == PHOTOMETRIC_PALETTE && layout.colours == TiffColours::kIndexed)
       info.paletteSize = 1 << layout.bits;
     info.dpiX = Dpi(tiff.get(), TIFFTAG_XRESOLUTION);

@@ -12,11 +12,15 @@ int TiffLayout::BitmapBits() const {
 
 bool TiffLayout::RowsFitBitmap() const {
   if (tiled || separate || colours == TiffColours::kCmyk || bits > 8) return false;
-  return samples * bits == BitmapBits();
+  return PixelBits() == static_cast<std::size_t>(BitmapBits());
+}
+
+std::size_t TiffLayout::PixelBits() const {
+  return static_cast<std::size_t>(bits) * static_cast<std::size_t>(samples);
 }
 
 std::size_t TiffLayout::RowBytes(int count) const {
-  const auto perPixel = static_cast<std::size_t>(separate ? bits : bits * samples);
+  const std::size_t perPixel = separate ? static_cast<std::size_t>(bits) : PixelBits();
   return (static_cast<std::size_t>(count) * perPixel + 7) / 8;
 }
 

@@ -31,6 +31,9 @@ struct TiffLayout {
   // The depth of the bitmap that holds such a page.
   int BitmapBits() const;
 
+  // The bits of all samples of a pixel, which a file may put at more than an int holds.
+  std::size_t PixelBits() const;
+
   // True when the library's rows can be written where the bitmap's rows lie and turned into them there.
   bool RowsFitBitmap() const;
 

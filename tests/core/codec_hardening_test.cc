@@ -6,7 +6,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <climits>
 #include <filesystem>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -185,7 +187,9 @@ TEST_F(CodecHardening, SizesOfZeroAndOfTwoToThe31Minus1GiveNull) {
   }
 }
 
-TEST_F(CodecHardening, ATiffWhosePixelsClaimThousandsOfSamplesIsRefusedBeforeItsRowsAreMade) {
+// A small TIFF whose entries of the given tags are replaced by `entries`: a type, a count and a value, 10
+// bytes.
+std::string TiffWithEntries(const std::map<std::size_t, std::string>& entries) {
   std::string bytes = Encode(image::MakePicture(9, 7, 8), kCoreImageTiff);
   const auto at = [&](std::size_t i) {
     return static_cast<std::size_t>(static_cast<unsigned char>(bytes[i]));
@@ -193,14 +197,36 @@ TEST_F(CodecHardening, ATiffWhosePixelsClaimThousandsOfSamplesIsRefusedBeforeIts
   const std::size_t directory = at(4) | at(5) << 8;
   for (std::size_t i = 0; i < at(directory); ++i) {
     const std::size_t entry = directory + 2 + 12 * i;
-    const std::size_t tag = at(entry) | at(entry + 1) << 8;
-    if (tag == 256)
-      bytes.replace(entry + 2, 10, std::string("\4\0\1\0\0\0\x20\xa1\7\0", 10));  // 500,000 pixels wide
-    if (tag == 277)
-      bytes.replace(entry + 2, 10, std::string("\3\0\1\0\0\0\x60\xea\0\0", 10));  // 60,000 samples each
-    if (tag == 317) bytes.replace(entry + 8, 4, std::string("\1\0\0\0", 4));      // no predictor
+    const auto found = entries.find(at(entry) | at(entry + 1) << 8);
+    if (found != entries.end()) bytes.replace(entry + 2, 10, found->second);
   }
+  return bytes;
+}
+
+constexpr std::size_t kTiffWidth = 256;
+constexpr std::size_t kTiffBits = 258;
+constexpr std::size_t kTiffSamples = 277;
+constexpr std::size_t kTiffPredictor = 317;
+
+TEST_F(CodecHardening, ATiffWhosePixelsClaimThousandsOfSamplesIsRefusedBeforeItsRowsAreMade) {
+  EXPECT_EQ(
+      CountFrames(TiffWithEntries({{kTiffWidth, std::string("\4\0\1\0\0\0\x20\xa1\7\0", 10)},    // 500,000
+                                   {kTiffSamples, std::string("\3\0\1\0\0\0\x60\xea\0\0", 10)},  // 60,000
+                                   {kTiffPredictor, std::string("\3\0\1\0\0\0\1\0\0\0", 10)}})),
+      0);
+}
+
+TEST_F(CodecHardening, ATiffWhosePixelsHaveMoreBitsThanAnIntCountsIsHarmless) {
+  const std::string bytes =
+      TiffWithEntries({{kTiffBits, std::string("\3\0\1\0\0\0\x50\xe0\0\0", 10)},     // 57,424
+                       {kTiffSamples, std::string("\3\0\1\0\0\0\xf7\xff\0\0", 10)},  // 65,527
+                       {kTiffPredictor, std::string("\3\0\1\0\0\0\1\0\0\0", 10)}});
   EXPECT_EQ(CountFrames(bytes), 0);
+  CoreMemoryInputStream stream(bytes.data(), bytes.size());
+  const auto decoder = CoreCodecRegistry::Get().GetFactory().CreateDecoder(kCoreImageTiff);
+  if (decoder->Open(&stream, kCoreOpenReadAhead) != 0) {
+    EXPECT_EQ(decoder->GetInfo().fileBitsPerPixel, INT_MAX);
+  }
 }
 
 TEST_F(CodecHardening, AJpegWithoutEndOfScansIsBounded) {
