@@ -93,6 +93,7 @@ std::string JsonOf(const PathReport& report) {
 
 void PrintJson(const std::vector<PathReport>& reports) {
   std::vector<std::string> objects;
+  objects.reserve(reports.size());
   for (const PathReport& report : reports) objects.push_back(JsonOf(report));
   PrintJsonArray(objects);
 }

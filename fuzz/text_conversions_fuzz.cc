@@ -27,7 +27,9 @@ void ComesBack(const std::string& bytes, CoreWideString (*decode)(const char*, i
 
 void ComesBackThroughUtf8(const std::string& bytes) {
   const std::string utf8 = tovkit::LocalToUtf8(bytes.c_str(), -1);
-  Require(tovkit::Utf8ToLocal(utf8.c_str(), -1) == bytes.c_str());
+  const std::string untilNul =
+      bytes.c_str();  // NOLINT(readability-redundant-string-cstr): a NUL ends the text
+  Require(tovkit::Utf8ToLocal(utf8.c_str(), -1) == untilNul);
 }
 
 // Each character is written the same alone and among others, but for escapes side by side.

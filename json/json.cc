@@ -21,6 +21,7 @@ SharedPtr<JsonValue> Json::Parse(const char* text, unsigned int length, const Js
   return SharedPtr<JsonValue>(new RapidjsonWrapper(std::move(document)));
 }
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): the call holds a reference of its own
 CoreString Json::Write(SharedPtr<const JsonValue> value, const JsonWriteOptions* /*options*/) {
   return value->ToString();
 }

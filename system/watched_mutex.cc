@@ -19,7 +19,7 @@ WatchedMutex::WatchedMutex(const char* name, int timeout) {
   if (name == nullptr) name = "SWMutex";
   std::memcpy(watchState->name, name, strnlen(name, kMutexNameCapacity - 1));
   if (timeout >= 1) WatchRegistry::Add(this);
-  record.release();
+  (void)record.release();  // stays behind with the mutex
 }
 
 WatchedMutex::~WatchedMutex() { WatchRegistry::Retire(this); }

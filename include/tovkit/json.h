@@ -141,6 +141,7 @@ class SharedPtr {
 
   /// Lets go of the object, then does the same.
   /// @{
+  // NOLINTNEXTLINE(bugprone-unhandled-self-assignment): a swap with itself is harmless
   SharedPtr& operator=(const SharedPtr& other) noexcept {
     SharedPtr(other).Swap(*this);
     return *this;

@@ -85,8 +85,8 @@ enum Base { kColour, kDeep, kAlpha, kGray, kDeepGray, kBilevel };
 constexpr const char* kBases[] = {
     "-size 61x43 -seed 7 plasma:red-blue -depth 8",
     "-size 61x43 -seed 7 plasma:red-blue -depth 16",
-    "-size 61x43 -seed 7 plasma:red-blue \\( -size 61x43 gradient: \\) -compose copy_opacity -composite "
-    "-depth 8",
+    ("-size 61x43 -seed 7 plasma:red-blue \\( -size 61x43 gradient: \\) -compose copy_opacity -composite "
+     "-depth 8"),
     "-size 61x43 -seed 7 plasma:black-white -colorspace gray -depth 8",
     "-size 61x43 -seed 7 plasma:black-white -colorspace gray -depth 16",
     "-size 61x43 -seed 7 plasma:black-white -monochrome -type bilevel -depth 1",

@@ -7,7 +7,6 @@
 
 namespace {
 
-using tovkit::JsonType;
 using tovkit::JsonValue;
 
 const char* const kNotObjects[] = {"[]", "[1]", "1", "-1", "1.5", "\"a\"", "true", "null"};
