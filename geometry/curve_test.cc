@@ -99,30 +99,24 @@ float NearestParameter(const HitQuery& query, const Samples& samples, float near
   return static_cast<float>(k) / 50.0f;
 }
 
-// A nearest sample farther than this cannot be refined to a hit. Not a number when a coordinate is none.
-float RefinementReach(const HitQuery& query, const Control& control) {
-  float lowX = control.x[0], highX = lowX, lowY = control.y[0], highY = lowY;
-  for (int i = 1; i <= control.degree; ++i) {
-    lowX = std::min(lowX, control.x[i]);
-    highX = std::max(highX, control.x[i]);
-    lowY = std::min(lowY, control.y[i]);
-    highY = std::max(highY, control.y[i]);
-  }
-  const float width = highX - lowX, height = highY - lowY;
-  const float largest = std::max(std::max(-lowX, highX), std::max(-lowY, highY));
-  return std::sqrt(width * width + height * height) * kNearerBetweenSamples +
-         largest * (2.0f * kSlackFactor) + _mm_cvtss_f32(query.curveReach);
+// A nearest sample farther than this cannot be refined to a hit.
+float RefinementReach(const HitQuery& query, const FigureBox& box) {
+  float size[4], rounding[4];
+  _mm_storeu_ps(size, _mm_sub_ps(box.high, box.low));
+  _mm_storeu_ps(rounding, box.Rounding());
+  return std::sqrt(size[0] * size[0] + size[1] * size[1]) * kNearerBetweenSamples +
+         2.0f * std::max(rounding[0], rounding[1]) + query.curveReach;
 }
 
 // The root does not reverse an order, so the smallest square gives the smallest distance.
 bool HitsSamples(const CurveKernel& kernel, const HitQuery& query, const Control& control,
-                 const Samples& samples) {
+                 const FigureBox& box, const Samples& samples) {
   const float first = Distance(query, samples.x.value[0], samples.y.value[0]);
   if (std::isnan(first)) return false;  // nothing is nearer than NaN
   const float square = kernel.smallestSquare(samples.x, samples.y, query.x, query.y);
   const float nearest = std::sqrt(square);
   if (nearest <= query.tolerance) return true;
-  if (nearest > RefinementReach(query, control)) return false;
+  if (nearest > RefinementReach(query, box)) return false;
   const float limit = square * (1.0f + 0x1p-20f);
   return RefinesToHit(query, control, nearest, NearestParameter(query, samples, nearest, limit));
 }
@@ -141,28 +135,36 @@ unsigned CrossedRays(const CurveKernel& kernel, const HitQuery& query, const Sam
   return rays;
 }
 
-}  // namespace
-
-bool TestCurveClosely(const HitQuery& query, const CorePathPoint* points, int degree, unsigned& missing) {
+bool TestAllSamples(const HitQuery& query, const Control& control, const FigureBox& box, unsigned& missing) {
   const CurveKernel& kernel = ActiveCurveKernel();
-  const Control control = ControlOf(points, degree);
   Samples samples;
-  Sample(kernel, degree, control.x, samples.x);
-  Sample(kernel, degree, control.y, samples.y);
-  if (HitsSamples(kernel, query, control, samples)) return true;
+  Sample(kernel, control.degree, control.x, samples.x);
+  Sample(kernel, control.degree, control.y, samples.y);
+  if (HitsSamples(kernel, query, control, box, samples)) return true;
   missing &= ~CrossedRays(kernel, query, samples, missing);
   return false;
 }
 
-// All samples are on one side, so the other coordinate alone decides.
-void TestCurveBeside(const HitQuery& query, const CorePathPoint* points, int degree, unsigned ray,
-                     unsigned& missing) {
+// With all samples on the side of `ray`, the other coordinate alone decides.
+bool CrossesRay(const HitQuery& query, const Control& control, unsigned ray) {
   const CurveKernel& kernel = ActiveCurveKernel();
-  const Control control = ControlOf(points, degree);
   const bool horizontal = (ray & (kRayLeft | kRayRight)) != 0;
   SampleRow row;
-  Sample(kernel, degree, horizontal ? control.y : control.x, row);
-  if (kernel.crosses(row, horizontal ? query.y : query.x)) missing &= ~ray;
+  Sample(kernel, control.degree, horizontal ? control.y : control.x, row);
+  return kernel.crosses(row, horizontal ? query.y : query.x);
+}
+
+}  // namespace
+
+bool TestCurveClosely(const HitQuery& query, const CorePathPoint* points, int degree, unsigned outlook,
+                      unsigned& missing) {
+  FigureBox box(points[0]);
+  for (int i = 1; i <= degree; ++i) box.Add(points[i]);
+  if (box.Outside(query.at) == 3u) return false;
+  const Control control = ControlOf(points, degree);
+  if (outlook & kMayHit) return TestAllSamples(query, control, box, missing);
+  if (CrossesRay(query, control, outlook)) missing &= ~outlook;
+  return false;
 }
 
 }  // namespace tovkit

@@ -8,48 +8,59 @@
 
 namespace tovkit {
 
-// The two ways to look at a curve's samples. Both take the rays that cross out of `missing`.
-//
-// TestCurveClosely answers everything: true when the curve is hit.
-// TestCurveBeside is for a point out of reach on one side of the curve: only `ray`, towards the curve, may
-// cross.
-bool TestCurveClosely(const HitQuery& query, const CorePathPoint* points, int degree, unsigned& missing);
-void TestCurveBeside(const HitQuery& query, const CorePathPoint* points, int degree, unsigned ray,
-                     unsigned& missing);
+// What a curve may still do to the answer: let rays cross, and be hit.
+inline constexpr unsigned kMayHit = 16;
 
-// The rays that may cross a curve, by the sides of its box that the point is beyond (kRayRight: the point is
-// left of the box, and so on). Beside the box all samples are on one side of the point, so only the ray that
-// way can cross; beyond a corner, none.
-inline constexpr unsigned char kRaysBySide[16] = {15, 1, 2, 0, 4, 0, 0, 0, 8, 0, 0, 0, 0, 0, 0, 0};
+// The same by where the curve's control points are, first pair and second pair, x and y of each: bits 0 to 3
+// are set for those greater than the point and out of its reach, bits 4 to 7 for those less. With all on one
+// side the curve is no hit and only the ray that way may cross it; beyond a corner, none.
+struct CurveOutlook {
+  unsigned char value[256] = {};
+};
 
-// True when the curve of degree 2 or 3 with its kDegree + 1 control points is hit. `missing` are the rays
-// that the caller still waits for, when kWithRays; those that cross the curve are taken out.
+constexpr CurveOutlook MakeCurveOutlook() {
+  constexpr unsigned kRaysBySide[16] = {
+      kEveryRay | kMayHit, kRayRight, kRayDown, 0, kRayLeft, 0, 0, 0, kRayUp, 0, 0, 0, 0, 0, 0, 0};
+  CurveOutlook outlook;
+  for (unsigned places = 0; places < 256; ++places) {
+    const unsigned both = places & (places >> 2);
+    outlook.value[places] = static_cast<unsigned char>(kRaysBySide[(both & 3u) | ((both >> 2) & 12u)]);
+  }
+  return outlook;
+}
+
+inline constexpr CurveOutlook kCurveOutlook = MakeCurveOutlook();
+
+// Looks at the curve's samples. `outlook` is what the caller knows it may do, and waits for: one ray, or
+// kMayHit and any number. True when the curve is hit; the rays that cross it are taken out of `missing`.
 //
 // A point outside the box in both x and y is no hit and crosses nothing, whatever the tolerance is: kept,
 // callers rely on it.
+bool TestCurveClosely(const HitQuery& query, const CorePathPoint* points, int degree, unsigned outlook,
+                      unsigned& missing);
+
+// True when the curve of degree 2 or 3 with its kDegree + 1 control points is hit, or when the caller need
+// not look further because no ray is missing. `missing` are the rays that the caller still waits for, when
+// kWithRays; those that cross the curve are taken out.
 template <int kDegree, bool kWithRays>
 TOVKIT_HOT bool TestCurve(const HitQuery& query, const CorePathPoint* points, unsigned& missing) {
-  FigureBox box(points[0]);
-  __m128 sum = LoadPair(points[0]);
-  for (int i = 1; i <= kDegree; ++i) {
-    box.Add(points[i]);
-    sum = _mm_add_ps(sum, LoadPair(points[i]));
+  const __m128 first = LoadPairs(points[0], points[1]);
+  const __m128 second = LoadPairs(points[2], points[kDegree]);
+  __m128 low = _mm_min_ps(first, second);
+  __m128 high = _mm_max_ps(first, second);
+  if constexpr (kWithRays) {
+    // Samples that are not finite are never hit, but they may be on either side of the point: NaN compares as
+    // neither greater nor less.
+    const __m128 sum = _mm_add_ps(first, second);
+    const __m128 nanUnlessFinite = _mm_sub_ps(sum, sum);
+    low = _mm_add_ps(low, nanUnlessFinite);
+    high = _mm_add_ps(high, nanUnlessFinite);
   }
-  const __m128 at = query.at;
-
-  // Out of reach of the box the curve is no hit: samples that are not finite are never hit. For the rays a
-  // NaN that the box passed over matters; it makes the margin NaN, and then the point is beside nothing.
-  __m128 margin = _mm_add_ps(box.Rounding(), query.curveReach);
-  if constexpr (kWithRays) margin = _mm_add_ps(margin, _mm_sub_ps(sum, sum));
-  const FigureBox wide = box.Widened(margin);
-  const unsigned side = wide.Below(at) | (wide.Beyond(at) << 2);
-  const unsigned rays = kWithRays ? missing & kRaysBySide[side] : kNoRay;
-  if (side != 0u && rays == kNoRay) return false;
-
-  if (box.Outside(at) == 3u) return false;
-  if (side == 0u) return TestCurveClosely(query, points, kDegree, missing);
-  TestCurveBeside(query, points, kDegree, rays, missing);
-  return false;
+  const unsigned after = LaneMask(_mm_cmpgt_ps(low, query.curveAfter));
+  const unsigned before = LaneMask(_mm_cmplt_ps(high, query.curveBefore));
+  const unsigned outlook = kCurveOutlook.value[after | (before << 4)] & (missing | kMayHit);
+  if (outlook == 0u) return false;
+  return TestCurveClosely(query, points, kDegree, outlook, missing) || (kWithRays && missing == kNoRay);
 }
 
 }  // namespace tovkit

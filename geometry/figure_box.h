@@ -21,8 +21,14 @@ inline __m128 LoadPair(const CorePathPoint& point) {
   return _mm_castpd_ps(_mm_set_sd(both));
 }
 
-// The upper lanes hold zeros everywhere and no comparison used here is true of them.
-inline unsigned PairMask(__m128 lanes) { return static_cast<unsigned>(_mm_movemask_ps(lanes)); }
+// x and y of the first point, then of the second.
+inline __m128 LoadPairs(const CorePathPoint& first, const CorePathPoint& second) {
+  return _mm_movelh_ps(LoadPair(first), LoadPair(second));
+}
+
+// A bit for each lane of a comparison. Of single pairs the upper lanes hold zeros everywhere, and no
+// comparison used here is true of them.
+inline unsigned LaneMask(__m128 lanes) { return static_cast<unsigned>(_mm_movemask_ps(lanes)); }
 
 struct FigureBox {
   __m128 low;
@@ -44,10 +50,10 @@ struct FigureBox {
   }
 
   // Where `at` is less than the box, and where it is greater.
-  unsigned Below(__m128 at) const { return PairMask(_mm_cmplt_ps(at, low)); }
-  unsigned Beyond(__m128 at) const { return PairMask(_mm_cmpgt_ps(at, high)); }
+  unsigned Below(__m128 at) const { return LaneMask(_mm_cmplt_ps(at, low)); }
+  unsigned Beyond(__m128 at) const { return LaneMask(_mm_cmpgt_ps(at, high)); }
   unsigned Outside(__m128 at) const {
-    return PairMask(_mm_or_ps(_mm_cmplt_ps(at, low), _mm_cmpgt_ps(at, high)));
+    return LaneMask(_mm_or_ps(_mm_cmplt_ps(at, low), _mm_cmpgt_ps(at, high)));
   }
 
   // The box with a margin on all sides.

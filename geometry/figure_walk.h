@@ -39,29 +39,34 @@ template <typename Visitor>
 bool WalkFigures(const CorePathPoint* records, int count, Visitor& visitor) {
   const CorePathPoint origin;
   const CorePathPoint* start = &origin;
+  const CorePathPoint* const end = records + count;
   ArcCurves arc;
-  for (int i = 0; i < count; ++i) {
-    const std::uint32_t flags = records[i].flags;
+  for (const CorePathPoint* at = records; at != end; ++at) {
+    const std::uint32_t flags = at->flags;
     if (flags & kCorePathMove) {
-      start = &records[i];
-    } else if (i == 0) {
+      start = at;
+    } else if (at == records) {
       // Without a current point there is nothing to draw from.
     } else if (flags & kCorePathLine) {
-      if (visitor.Segment(records[i - 1], records[i])) return true;
-    } else if ((flags & kCorePathQuad) && i < count - 1) {
-      if (visitor.template Curve<2>(&records[i - 1])) return true;
-      i += 1;
-    } else if ((flags & kCorePathCubic) && i < count - 2) {
-      if (visitor.template Curve<3>(&records[i - 1])) return true;
-      i += 2;
-    } else if ((flags & kCorePathArc) && i < count - 3) {
-      const int curves = arc.Convert(records[i - 1], &records[i]);
+      if (visitor.Segment(at[-1], at[0])) return true;
+    } else if (flags & kCorePathQuad) {
+      if (end - at > 1) {
+        if (visitor.template Curve<2>(at - 1)) return true;
+        at += 1;
+      }
+    } else if (flags & kCorePathCubic) {
+      if (end - at > 2) {
+        if (visitor.template Curve<3>(at - 1)) return true;
+        at += 2;
+      }
+    } else if ((flags & kCorePathArc) && end - at > 3) {
+      const int curves = arc.Convert(at[-1], at);
       for (int k = 0; k < curves; ++k) {
         if (visitor.template Curve<3>(arc.Curve(k))) return true;
       }
-      i += 3;
+      at += 3;
     }
-    if ((records[i].flags & kCorePathClose) && visitor.Segment(records[i], *start)) return true;
+    if ((at->flags & kCorePathClose) && visitor.Segment(*at, *start)) return true;
   }
   return false;
 }

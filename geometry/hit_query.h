@@ -6,6 +6,8 @@
 
 #include <emmintrin.h>
 
+#include <cmath>
+
 namespace tovkit {
 
 // A set of rays from the point. Down is towards greater y.
@@ -17,28 +19,41 @@ enum Ray : unsigned { kNoRay = 0, kRayRight = 1, kRayDown = 2, kRayLeft = 4, kRa
 inline constexpr float kSlackFactor = 0x1p-18f;
 inline constexpr float kSlackFloor = 1e-15f;
 
-// The vectors have x in lane 0, y in lane 1 and 0 above, but for the reaches, which fill all lanes.
+// `at` has x in lane 0, y in lane 1 and 0 above; segmentReach fills all lanes; the curve's limits hold x, y,
+// x, y.
+//
+// A curve whose control points are all greater than curveAfter has its computed points greater than the point
+// by more than its reach, and one below curveBefore likewise. The limits need not know the curve: a computed
+// point is a sum of the control points with weights that are not negative and add up to 1, each rounded in
+// proportion to itself, so it passes the least of them by no more than 2^-20 of that one.
 struct HitQuery {
   HitQuery(float pointX, float pointY, float pointTolerance)
       : x(pointX),
         y(pointY),
         tolerance(pointTolerance),
         diagonal(static_cast<float>(static_cast<double>(pointTolerance) * 1.4142135623730951)),
+        curveReach(Widened(tolerance)),
         at(_mm_setr_ps(x, y, 0.0f, 0.0f)),
-        curveReach(_mm_set1_ps(Widened(tolerance))),
+        curveBefore(_mm_setr_ps(x - Margin(x), y - Margin(y), x - Margin(x), y - Margin(y))),
+        curveAfter(_mm_setr_ps(x + Margin(x), y + Margin(y), x + Margin(x), y + Margin(y))),
         segmentReach(_mm_set1_ps(Widened(diagonal))) {}
 
   float x;
   float y;
   float tolerance;
-  float diagonal;       // the tolerance along an axis, for a segment at 45 degrees
-  __m128 at;            // the point
-  __m128 curveReach;    // how far from a curve's box, rounding aside, a hit is thinkable
-  __m128 segmentReach;  // the same for a segment
+  float diagonal;    // the tolerance along an axis, for a segment at 45 degrees
+  float curveReach;  // how far from a computed point of a curve a hit is thinkable
+  __m128 at;         // the point
+  __m128 curveBefore;
+  __m128 curveAfter;
+  __m128 segmentReach;  // how far from a segment's box, rounding aside, a hit is thinkable
 
  private:
   static float Widened(float distance) {
     return distance > 0.0f ? distance * (1.0f + kSlackFactor) + kSlackFloor : kSlackFloor;
+  }
+  float Margin(float coordinate) const {
+    return curveReach + (std::fabs(coordinate) + curveReach) * kSlackFactor;
   }
 };
 

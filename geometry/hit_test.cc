@@ -32,7 +32,7 @@ struct InsideTest {
   }
   template <int kDegree>
   bool Curve(const CorePathPoint* points) {
-    return TestCurve<kDegree, true>(query, points, missing) || missing == kNoRay;
+    return TestCurve<kDegree, true>(query, points, missing);
   }
 };
 

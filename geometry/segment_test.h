@@ -23,7 +23,7 @@ inline bool SegmentIsTooFar(const HitQuery& query, const FigureBox& box, __m128 
   const unsigned far = box.Widened(reach).Outside(at);
   const __m128 between = _mm_and_ps(_mm_cmplt_ps(box.low, at), _mm_cmplt_ps(at, box.high));
   const __m128 wide = _mm_cmpge_ps(_mm_sub_ps(box.high, box.low), _mm_set1_ps(kThin));
-  const unsigned proper = PairMask(_mm_and_ps(between, wide));
+  const unsigned proper = LaneMask(_mm_and_ps(between, wide));
   const unsigned properOther = (proper >> 1) | ((proper << 1) & 2u);
   return (far & (outside == 3u ? 3u : properOther)) != 0u;
 }

@@ -199,6 +199,43 @@ TEST(JudgedNearMisses, PointsAtTheReachOfTheBox) {
   EXPECT_GT(tally.misses, 500);
 }
 
+// Curves whose points all lie within a few units in the last place of one coordinate, but for one that may be
+// far away, and points beyond that coordinate by about the tolerance: rounding decides on which side of the
+// tolerance the nearest sample is, and the shipped code must not skip such a curve too early.
+TEST(JudgedNearMisses, FlatCurvesAtTheReach) {
+  RandomPaths random(10);
+  Tally tally;
+  for (int i = 0; i < Cases(20000); ++i) {
+    const float scale = std::ldexp(1.0f, static_cast<int>(random.Below(40)) - 20);
+    const float sign = random.Below(2) == 0 ? -1.0f : 1.0f;  // the side that the point is on
+    const float flat = random.Below(4) == 0 ? 0.0f : (random.Unit() - 0.5f) * scale;
+    CorePointF p[4];
+    for (CorePointF& point : p)
+      point = {Stepped(flat, static_cast<int>(random.Below(5)) - 2), random.Unit() * scale};
+    if (random.Below(2) == 0)
+      p[1 + random.Below(2)].x -= sign * std::ldexp(scale, static_cast<int>(random.Below(30)));
+    const float tolerance =
+        random.Below(3) == 0 ? 0.0f : random.Unit() * std::ldexp(scale, -static_cast<int>(random.Below(12)));
+    const int end = random.Below(2) == 0 ? 0 : 3;
+    const float beyond = tolerance + (std::fabs(flat) + tolerance) * random.Unit() *
+                                         std::ldexp(1.0f, -16 - static_cast<int>(random.Below(12)));
+    const CorePointF at = {flat + sign * beyond, p[end].y};
+    CorePath path, turned;
+    path.MoveTo(p[0].x, p[0].y);
+    turned.MoveTo(p[0].y, p[0].x);
+    if (random.Below(2) == 0) {
+      path.CubicTo(p[1].x, p[1].y, p[2].x, p[2].y, p[3].x, p[3].y);
+      turned.CubicTo(p[1].y, p[1].x, p[2].y, p[2].x, p[3].y, p[3].x);
+    } else {
+      path.QuadTo(p[1].x, p[1].y, p[3].x, p[3].y);
+      turned.QuadTo(p[1].y, p[1].x, p[3].y, p[3].x);
+    }
+    if (!Agree(path, at, tolerance, tally) || !Agree(turned, {at.y, at.x}, tolerance, tally)) return;
+  }
+  EXPECT_GT(tally.hits, 500);
+  EXPECT_GT(tally.misses, 500);
+}
+
 // What the table of weights relies on: at these parameters pow() rounds a cube as one multiplication does.
 TEST(JudgedWeights, CubesOfTheSampleParameters) {
   for (int k = 0; k <= 50; ++k) {
