@@ -1,8 +1,16 @@
 #include "tovkit/json.h"
 
+#include "block_cache.h"
+
 namespace tovkit {
 
 sp_counted_base::~sp_counted_base() = default;
+
+void* sp_counted_base::operator new(std::size_t size) { return block_cache::Allocate(size); }
+
+void sp_counted_base::operator delete(void* block, std::size_t size) noexcept {
+  block_cache::Free(block, size);
+}
 
 JsonValue::~JsonValue() = default;
 

@@ -1,6 +1,7 @@
 // RapidjsonWrapper: the JsonValue that designates one node of a RapidJSON document.
 #pragma once
 
+#include "block_cache.h"
 #include "document.h"
 #include "tovkit/json.h"
 #include "typed_value.h"
@@ -21,6 +22,9 @@ class RapidjsonWrapper final : public JsonValue {
   RapidjsonWrapper(Value* node, DocumentPool* pool) noexcept;
 
   ~RapidjsonWrapper() override;
+
+  static void* operator new(std::size_t size) { return block_cache::Allocate(size); }
+  static void operator delete(void* block, std::size_t size) noexcept { block_cache::Free(block, size); }
 
   JsonType GetType() const override;
 
@@ -248,5 +252,6 @@ class RapidjsonWrapper final : public JsonValue {
   DocumentPool* allocator = nullptr;   // holds what operations add
   Member* memberCursor = nullptr;      // where NextMember goes on
 };
+static_assert(sizeof(RapidjsonWrapper) <= block_cache::kBlockSize);
 
 }  // namespace tovkit

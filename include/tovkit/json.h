@@ -87,6 +87,13 @@ class TOVKIT_API sp_counted_base {
   /// The number of users.
   std::int64_t getUseCount() const noexcept { return useCount; }
 
+  /// The memory of a block. Each thread keeps a few released blocks for its next handles. `new` throws
+  /// std::bad_alloc.
+  /// @{
+  static void* operator new(std::size_t size);
+  static void operator delete(void* block, std::size_t size) noexcept;
+  /// @}
+
  private:
   std::int64_t useCount = 1;  // plain, not atomic
 };

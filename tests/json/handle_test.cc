@@ -5,9 +5,12 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <string>
+#include <thread>
 #include <type_traits>
 #include <typeinfo>
 #include <utility>
+#include <vector>
 
 namespace {
 
@@ -190,6 +193,34 @@ TEST(JsonHandle, ReleasingAChildLeavesTheValueWhereItIs) {
   Handle root = Parse("{\"a\": [1, 2]}");
   { const Handle child = root->GetMember("a"); }
   EXPECT_EQ(Text(root), "{\"a\":[1,2]}");
+}
+
+// A thread keeps some of the blocks that it releases: many more than these are asked for here.
+TEST(JsonHandle, HandlesByTheThousandStayApart) {
+  Handle root = Parse("[]");
+  for (int i = 0; i < 1000; ++i) root->InsertInt(-1, i);
+  for (int round = 0; round < 3; ++round) {
+    std::vector<Handle> elements;
+    for (int i = 0; i < 1000; ++i) elements.push_back(root->GetAt(i));
+    for (int i = 0; i < 1000; i += 2) elements[i] = root->GetAt(999 - i);
+    for (int i = 0; i < 1000; ++i) EXPECT_EQ(elements[i]->AsInt(nullptr), i % 2 == 0 ? 999 - i : i);
+  }
+}
+
+TEST(JsonHandle, ADocumentMayMoveToAThreadThatReleasesItsHandles) {
+  for (int round = 0; round < 50; ++round) {
+    Handle root = Parse("{\"a\": [1, 2]}");
+    std::vector<Handle> handles(100, Handle());
+    for (Handle& handle : handles) handle = root->GetMember("a");
+    std::string text;
+    std::thread([&text, root = std::move(root), handles = std::move(handles)]() mutable {
+      handles.resize(10);
+      text = Text(handles.back());
+      handles.clear();
+      root = Handle();
+    }).join();
+    EXPECT_EQ(text, "[1,2]");
+  }
 }
 
 TEST(JsonHandle, WriteTakesAReferenceForTheCallOnly) {
