@@ -48,7 +48,8 @@ void MutexTovkitWatched(benchmark::State& state) {
   }
 }
 
-// What tovkit's mutex cannot do without.
+// What tovkit's mutex cannot do without, in a program of default options: no function around the calls and
+// nothing kept. A class written by hand that keeps both times takes a fifth longer.
 void MutexPthreadAndTime(benchmark::State& state) {
   pthread_mutex_t mutex;
   pthread_mutex_init(&mutex, nullptr);

@@ -9,9 +9,9 @@ Mutex::Mutex() : state(NewMutexState().release()) {}
 
 Mutex::~Mutex() { MutexStateDeleter()(state); }
 
-void Mutex::lock() { LockState(*state); }
+TOVKIT_IN_ONE_CACHE_LINE void Mutex::lock() { LockState(*state); }
 
-void Mutex::unlock() { UnlockState(*state); }
+TOVKIT_IN_ONE_CACHE_LINE void Mutex::unlock() { UnlockState(*state); }
 
 MutexLocker::MutexLocker(Mutex* mutexToLock) : mutex(mutexToLock) { mutex->lock(); }
 

@@ -24,8 +24,8 @@ WatchedMutex::WatchedMutex(const char* name, int timeout) {
 
 WatchedMutex::~WatchedMutex() { WatchRegistry::Retire(this); }
 
-void WatchedMutex::lock() { LockState(*watchState); }
+TOVKIT_IN_ONE_CACHE_LINE void WatchedMutex::lock() { LockState(*watchState); }
 
-void WatchedMutex::unlock() { UnlockState(*watchState); }
+TOVKIT_IN_ONE_CACHE_LINE void WatchedMutex::unlock() { UnlockState(*watchState); }
 
 }  // namespace tovkit
