@@ -1,6 +1,7 @@
 // JPEG 2000, read by OpenJPEG into planes of integers, then stored row by row.
 #include "codec/codecs.h"
 #include "codec/jpeg2000_box.h"
+#include "codec/jpeg2000_channels.h"
 #include "codec/jpeg2000_handles.h"
 #include "codec/jpeg2000_size.h"
 #include "codec/pixel_limit.h"
@@ -76,6 +77,7 @@ struct Layout {
   int height = 0;
   Colours colours = Colours::kGray;
   int alpha = -1;  // which component is alpha, -1 for none
+  bool premultiplied = false;
 
   int Bits() const {
     if (alpha >= 0) return 32;
@@ -88,25 +90,29 @@ bool IsSubsampled(const opj_image_t& image) {
          (image.comps[1].dx > image.comps[0].dx || image.comps[1].dy > image.comps[0].dy);
 }
 
+// What the image says by now: colours and alpha only once it is decoded.
 bool ReadLayout(const opj_image_t& image, Layout& layout) {
+  layout = {};
   if (image.numcomps < 1 || image.x1 <= image.x0 || image.y1 <= image.y0) return false;
   const std::uint64_t width = image.comps[0].w;
   const std::uint64_t height = image.comps[0].h;
   if (width < 1 || height < 1 || width > INT32_MAX || height > INT32_MAX) return false;
   layout.width = static_cast<int>(width);
   layout.height = static_cast<int>(height);
-  const bool cmyk = image.color_space == OPJ_CLRSPC_CMYK && image.numcomps >= 4;
+  const Jpeg2000Channels channels{image.numcomps, image.color_space == OPJ_CLRSPC_CMYK, false};
+  const OPJ_UINT32 colours = channels.Colours();
   const bool ycc =
       image.color_space == OPJ_CLRSPC_SYCC || image.color_space == OPJ_CLRSPC_EYCC || IsSubsampled(image);
-  if (cmyk) {
+  if (colours == 4) {
     layout.colours = Colours::kCmyk;
-  } else if (image.numcomps >= 3) {
+  } else if (colours == 3) {
     layout.colours = ycc ? Colours::kYcc : Colours::kRgb;
   }
-  const OPJ_UINT32 colourCount = cmyk ? 4 : (image.numcomps >= 3 ? 3 : 1);
-  for (OPJ_UINT32 i = colourCount; i < image.numcomps && layout.alpha < 0; ++i) {
-    // A single sample beside the colours is alpha even where the file forgets to say so.
-    if (image.comps[i].alpha != 0 || image.numcomps == colourCount + 1) layout.alpha = static_cast<int>(i);
+  if (channels.HasAlpha()) layout.alpha = static_cast<int>(colours);
+  for (OPJ_UINT32 i = image.numcomps; i-- > colours;) {
+    if (!IsJpeg2000Alpha(image.comps[i].alpha)) continue;
+    layout.alpha = static_cast<int>(i);
+    layout.premultiplied = image.comps[i].alpha == kJpeg2000PremultipliedOpacity;
   }
   return true;
 }
@@ -243,7 +249,7 @@ class Jpeg2000Decoder final : public CoreImageDecoder {
     if (!reader.usable || !ReadLayout(*reader.image, layout)) return false;
     info.width = layout.width;
     info.height = layout.height;
-    info.bitsPerPixel = layout.Bits();
+    info.bitsPerPixel = ReadJpeg2000Channels(stream, source.start, reader.image->numcomps).Bits();
     for (OPJ_UINT32 i = 0; i < reader.image->numcomps; ++i)
       info.fileBitsPerPixel += static_cast<int>(reader.image->comps[i].prec);
     info.frameCount = 1;
@@ -267,6 +273,7 @@ class Jpeg2000Decoder final : public CoreImageDecoder {
     if (!bitmap.Create(layout.width, layout.height, layout.Bits())) return false;
     bitmap.SetDpi(GetInfo().dpiX, GetInfo().dpiY);
     StorePlanes(*reader.image, layout, bitmap);
+    if (layout.premultiplied) bitmap.Unpremultiply();
     return true;
   }
 };

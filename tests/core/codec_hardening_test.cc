@@ -116,6 +116,69 @@ TEST_P(CodecSweep, AStreamThatEndsMidwayGivesNull) {
   }
 }
 
+// Fails once, in operation number `first`, counted from 1, or from that one on.
+class FaultyInput final : public CoreInputStream {
+ public:
+  FaultyInput(const std::string& bytes, long first, bool once)
+      : in_(bytes, bytes.size()), first_(first), once_(once) {}
+  std::size_t Read(void* to, std::size_t size) override { return Fails() ? 0 : in_.Read(to, size); }
+  bool Seek(std::uint64_t position) override { return !Fails() && in_.Seek(position); }
+  std::uint64_t GetPosition() const override { return in_.GetPosition(); }
+  std::uint64_t GetSize() const override { return in_.GetSize(); }
+  bool HasFailed() const { return seen_ >= first_; }
+
+ private:
+  bool Fails() {
+    ++seen_;
+    return once_ ? seen_ == first_ : seen_ >= first_;
+  }
+
+  image::StubbornInput in_;
+  long first_;
+  bool once_;
+  long seen_ = 0;
+};
+
+TEST_P(CodecSweep, AStreamThatFailsAnywhereGivesNullOrThePicture) {
+  for (const Sample& sample : samples_) {
+    const auto whole = Decode(sample.bytes);
+    ASSERT_NE(whole, nullptr) << sample.name;
+    for (const bool once : {false, true}) {
+      bool failed = true;
+      for (long n = 1; failed; ++n) {
+        FaultyInput in(sample.bytes, n, once);
+        const auto bitmap = Decode(in);
+        failed = in.HasFailed();
+        if (bitmap == nullptr) {
+          EXPECT_TRUE(failed) << sample.name;
+        } else {
+          EXPECT_EQ(image::Difference(*bitmap, *whole), "") << sample.name << ", operation " << n << once;
+        }
+      }
+    }
+  }
+}
+
+// What a limit lets through, any larger one lets through too.
+TEST_P(CodecSweep, ThePixelLimitIsAThreshold) {
+  for (const Sample& sample : samples_) {
+    const auto whole = Decode(sample.bytes);
+    ASSERT_NE(whole, nullptr) << sample.name;
+    bool fitted = false;
+    for (std::uint64_t limit = 1; limit < std::uint64_t{4} << 20; limit += 1 + limit / 16) {
+      CoreCodecRegistry::Get().SetPixelLimit(limit);
+      const auto bitmap = Decode(sample.bytes);
+      EXPECT_TRUE(bitmap != nullptr || !fitted) << sample.name << ", limit " << limit;
+      if (bitmap == nullptr) continue;
+      fitted = true;
+      EXPECT_GE(limit, whole->GetBufferSize()) << sample.name;
+      EXPECT_EQ(image::Difference(*bitmap, *whole), "") << sample.name << ", limit " << limit;
+    }
+    EXPECT_TRUE(fitted) << sample.name;
+    CoreCodecRegistry::Get().SetPixelLimit(std::uint64_t{4} << 20);
+  }
+}
+
 TEST_P(CodecSweep, AFlippedBitIsHarmless) {
   for (const Sample& sample : samples_) {
     std::string bytes = sample.bytes;

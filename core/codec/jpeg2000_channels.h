@@ -1,0 +1,37 @@
+// What the boxes of a JP2 file say about its channels: the library applies them only to pixels that it has
+// decoded.
+#pragma once
+
+#include "tovmx/stream.h"
+
+#include <cstdint>
+
+// The kinds of channels that are alpha.
+inline constexpr unsigned kJpeg2000Opacity = 1;
+inline constexpr unsigned kJpeg2000PremultipliedOpacity = 2;
+
+inline constexpr bool IsJpeg2000Alpha(unsigned kind) {
+  return kind == kJpeg2000Opacity || kind == kJpeg2000PremultipliedOpacity;
+}
+
+struct Jpeg2000Channels {
+  std::uint32_t count = 0;  // components, or what a palette makes of them
+  bool cmyk = false;
+  bool alphaTold = false;  // the file names a channel that is alpha
+
+  std::uint32_t Colours() const {
+    if (cmyk && count >= 4) return 4;
+    return count >= 3 ? 3 : 1;
+  }
+  // A single channel beside the colours is alpha even where the file forgets to say so.
+  bool HasAlpha() const { return count == Colours() + 1 || (alphaTold && count > Colours()); }
+  // The depth of the bitmap that holds them.
+  int Bits() const {
+    if (HasAlpha()) return 32;
+    return Colours() == 1 ? 8 : 24;
+  }
+};
+
+// Of the file that starts at `start` and whose code stream has so many components. The stream's position is
+// anywhere afterwards.
+Jpeg2000Channels ReadJpeg2000Channels(CoreInputStream& stream, std::uint64_t start, std::uint32_t components);

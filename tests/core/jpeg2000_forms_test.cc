@@ -1,0 +1,327 @@
+// Pictures in the forms that JPEG 2000 files have besides 8 bits of grey or RGB, written by OpenJPEG itself.
+#include "image_support.h"
+
+#include <gtest/gtest.h>
+#include <openjpeg.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <string>
+#include <vector>
+
+namespace {
+
+constexpr int kWidth = 20;
+constexpr int kHeight = 14;
+
+struct Component {
+  int bits = 8;
+  bool isSigned = false;
+  int step = 1;  // one sample for so many pixels both ways
+  bool alpha = false;
+};
+
+// The 8 bits that sample (x, y) of a component stands for.
+int Value(std::size_t component, int x, int y) {
+  return (static_cast<int>(component) * 60 + x * 9 + y * 13 + 20) % 256;
+}
+
+// The same in the component's own range.
+OPJ_INT32 Stored(const Component& component, int value) {
+  const long most = (1L << component.bits) - 1;
+  const long number = (value * most + 127) / 255;
+  return static_cast<OPJ_INT32>(component.isSigned ? number - (1L << (component.bits - 1)) : number);
+}
+
+struct Bytes {
+  std::string text;
+  std::size_t position = 0;
+};
+
+OPJ_SIZE_T Write(void* from, OPJ_SIZE_T size, void* data) {
+  auto& bytes = *static_cast<Bytes*>(data);
+  if (bytes.text.size() < bytes.position + size) bytes.text.resize(bytes.position + size);
+  bytes.text.replace(bytes.position, size, static_cast<const char*>(from), size);
+  bytes.position += size;
+  return size;
+}
+
+OPJ_OFF_T Skip(OPJ_OFF_T count, void* data) {
+  static_cast<Bytes*>(data)->position += static_cast<std::size_t>(count);
+  return count;
+}
+
+OPJ_BOOL Seek(OPJ_OFF_T position, void* data) {
+  static_cast<Bytes*>(data)->position = static_cast<std::size_t>(position);
+  return OPJ_TRUE;
+}
+
+std::string Store(const std::vector<Component>& components, OPJ_COLOR_SPACE colours,
+                  OPJ_CODEC_FORMAT format = OPJ_CODEC_JP2) {
+  std::vector<opj_image_cmptparm_t> forms;
+  for (const Component& component : components) {
+    opj_image_cmptparm_t form = {};
+    form.dx = form.dy = static_cast<OPJ_UINT32>(component.step);
+    form.w = static_cast<OPJ_UINT32>((kWidth + component.step - 1) / component.step);
+    form.h = static_cast<OPJ_UINT32>((kHeight + component.step - 1) / component.step);
+    form.prec = static_cast<OPJ_UINT32>(component.bits);
+    form.sgnd = component.isSigned ? 1 : 0;
+    forms.push_back(form);
+  }
+  opj_image_t* const image = opj_image_create(static_cast<OPJ_UINT32>(forms.size()), forms.data(), colours);
+  image->x1 = kWidth;
+  image->y1 = kHeight;
+  for (std::size_t c = 0; c < components.size(); ++c) {
+    image->comps[c].alpha = components[c].alpha ? 1 : 0;
+    OPJ_INT32* out = image->comps[c].data;
+    for (int y = 0; y < kHeight; y += components[c].step) {
+      for (int x = 0; x < kWidth; x += components[c].step) *out++ = Stored(components[c], Value(c, x, y));
+    }
+  }
+  opj_cparameters_t parameters;
+  opj_set_default_encoder_parameters(&parameters);
+  parameters.tcp_numlayers = 1;
+  parameters.cp_disto_alloc = 1;
+  parameters.numresolution = 2;
+  Bytes bytes;
+  opj_codec_t* const codec = opj_create_compress(format);
+  opj_stream_t* const stream = opj_stream_default_create(OPJ_FALSE);
+  opj_stream_set_write_function(stream, Write);
+  opj_stream_set_skip_function(stream, Skip);
+  opj_stream_set_seek_function(stream, Seek);
+  opj_stream_set_user_data(stream, &bytes, nullptr);
+  const bool done = opj_setup_encoder(codec, &parameters, image) != 0 &&
+                    opj_start_compress(codec, image, stream) != 0 && opj_encode(codec, stream) != 0 &&
+                    opj_end_compress(codec, stream) != 0;
+  opj_stream_destroy(stream);
+  opj_destroy_codec(codec);
+  opj_image_destroy(image);
+  EXPECT_TRUE(done);
+  return bytes.text;
+}
+
+constexpr char kCmyk = 12;
+
+// The library names only the colours that it writes itself.
+std::string WithColours(std::string file, char enumerated) {
+  const std::size_t box = file.find("colr");
+  EXPECT_NE(box, std::string::npos);
+  file[box + 10] = enumerated;
+  return file;
+}
+
+// What is told of the picture before it is decoded holds of the bitmap.
+std::unique_ptr<CoreDib> Decoded(const std::string& file) {
+  CoreImageInfo info;
+  auto bitmap = image::Decode(file, 0, 0, 0, &info);
+  if (bitmap != nullptr) {
+    EXPECT_EQ(info.bitsPerPixel, bitmap->GetBitsPerPixel());
+  }
+  return bitmap;
+}
+
+using Argb = std::array<int, 4>;
+
+// The first pixel that is further off than `tolerance`, or an empty text. `expected` gives alpha, red, green
+// and blue.
+template <typename Expected>
+std::string Trouble(const CoreDib* bitmap, const Expected& expected, int tolerance = 0) {
+  if (bitmap == nullptr) return "no bitmap";
+  if (bitmap->GetWidth() != kWidth || bitmap->GetHeight() != kHeight) return "size";
+  for (int y = 0; y < kHeight; ++y) {
+    for (int x = 0; x < kWidth; ++x) {
+      const std::uint32_t argb = bitmap->GetArgb(x, y);
+      const Argb wanted = expected(x, y);
+      for (std::size_t c = 0; c < 4; ++c) {
+        const int seen = static_cast<int>(argb >> (24 - 8 * c) & 255U);
+        if (std::abs(seen - wanted[c]) <= tolerance) continue;
+        char text[80];
+        std::snprintf(text, sizeof text, "at (%d, %d): %d for %d, number %zu", x, y, seen, wanted[c], c);
+        return text;
+      }
+    }
+  }
+  return {};
+}
+
+Argb GrayAt(int x, int y) { return {255, Value(0, x, y), Value(0, x, y), Value(0, x, y)}; }
+Argb RgbAt(int x, int y) { return {255, Value(0, x, y), Value(1, x, y), Value(2, x, y)}; }
+
+TEST(Jpeg2000Forms, EveryDepthAndSignGivesTheSamePixels) {
+  for (const int bits : {8, 9, 12, 16}) {
+    for (const bool isSigned : {false, true}) {
+      const Component component{bits, isSigned};
+      for (const auto format : {OPJ_CODEC_JP2, OPJ_CODEC_J2K}) {
+        const auto gray = Decoded(Store({component}, OPJ_CLRSPC_GRAY, format));
+        EXPECT_EQ(Trouble(gray.get(), GrayAt), "") << bits << (isSigned ? " signed" : "");
+        const auto rgb = Decoded(Store({component, component, component}, OPJ_CLRSPC_SRGB, format));
+        EXPECT_EQ(Trouble(rgb.get(), RgbAt), "") << bits << (isSigned ? " signed" : "");
+      }
+    }
+  }
+}
+
+TEST(Jpeg2000Forms, ShallowSamplesSpanTheWholeRange) {
+  for (const int bits : {1, 2, 4}) {
+    const Component component{bits};
+    const auto bitmap = Decoded(Store({component}, OPJ_CLRSPC_GRAY));
+    const int most = (1 << bits) - 1;
+    const auto expected = [&](int x, int y) {
+      const int light = (Stored(component, Value(0, x, y)) * 255 + most / 2) / most;
+      return Argb{255, light, light, light};
+    };
+    EXPECT_EQ(Trouble(bitmap.get(), expected), "") << bits;
+  }
+}
+
+TEST(Jpeg2000Forms, AlphaBesideGreyAndRgbOfAnyDepth) {
+  for (const int bits : {8, 12}) {
+    for (const bool told : {true, false}) {
+      const Component plain{bits};
+      const Component alpha{bits, false, 1, told};
+      const auto gray = Decoded(Store({plain, alpha}, OPJ_CLRSPC_GRAY));
+      EXPECT_EQ(Trouble(gray.get(),
+                        [](int x, int y) {
+                          Argb argb = GrayAt(x, y);
+                          argb[0] = Value(1, x, y);
+                          return argb;
+                        }),
+                "")
+          << bits << (told ? "" : " untold");
+      const auto rgb = Decoded(Store({plain, plain, plain, alpha}, OPJ_CLRSPC_SRGB));
+      EXPECT_EQ(Trouble(rgb.get(),
+                        [](int x, int y) {
+                          Argb argb = RgbAt(x, y);
+                          argb[0] = Value(3, x, y);
+                          return argb;
+                        }),
+                "")
+          << bits << (told ? "" : " untold");
+    }
+  }
+}
+
+TEST(Jpeg2000Forms, TwoSamplesBesideTheColoursAreAlphaOnlyWhereTheFileSaysSo) {
+  const Component plain;
+  const Component alpha{8, false, 1, true};
+  const auto untold = Decoded(Store({plain, plain, plain, plain, plain}, OPJ_CLRSPC_SRGB));
+  EXPECT_EQ(Trouble(untold.get(), RgbAt), "");
+  const auto told = Decoded(Store({plain, plain, plain, plain, alpha}, OPJ_CLRSPC_SRGB));
+  EXPECT_EQ(Trouble(told.get(),
+                    [](int x, int y) {
+                      Argb argb = RgbAt(x, y);
+                      argb[0] = Value(4, x, y);
+                      return argb;
+                    }),
+            "");
+}
+
+TEST(Jpeg2000Forms, ColoursThatAreMultipliedByTheirAlphaAreDivided) {
+  const Component plain;
+  std::string file = Store({plain, plain, plain, {8, false, 1, true}}, OPJ_CLRSPC_SRGB);
+  const std::size_t definitions = file.find("cdef");
+  ASSERT_NE(definitions, std::string::npos);
+  char& kind = file[definitions + 6 + 3 * 6 + 3];
+  ASSERT_EQ(kind, 1);
+  kind = 2;
+  const auto bitmap = Decoded(file);
+  EXPECT_EQ(Trouble(bitmap.get(),
+                    [](int x, int y) {
+                      Argb argb = RgbAt(x, y);
+                      const int alpha = argb[0] = Value(3, x, y);
+                      for (std::size_t c = 1; c < 4; ++c)
+                        argb[c] = alpha == 0 ? 0 : std::min(255, (argb[c] * 255 + alpha / 2) / alpha);
+                      return argb;
+                    }),
+            "");
+}
+
+// Full-range YCbCr of three samples.
+Argb FromYcc(double y, double cb, double cr) {
+  const auto byte = [](double value) { return static_cast<int>(std::clamp(std::lround(value), 0L, 255L)); };
+  cb -= 128, cr -= 128;
+  return {255, byte(y + 1.402 * cr), byte(y - 0.344136 * cb - 0.714136 * cr), byte(y + 1.772 * cb)};
+}
+
+TEST(Jpeg2000Forms, LumaAndChromaBecomeRgb) {
+  const Component plain;
+  const auto bitmap = Decoded(Store({plain, plain, plain}, OPJ_CLRSPC_SYCC));
+  EXPECT_EQ(Trouble(
+                bitmap.get(),
+                [](int x, int y) { return FromYcc(Value(0, x, y), Value(1, x, y), Value(2, x, y)); }, 1),
+            "");
+}
+
+TEST(Jpeg2000Forms, SubsampledChromaIsSpreadOverItsPixelsWhateverTheColoursAreCalled) {
+  const Component luma;
+  const Component chroma{8, false, 2};
+  for (const auto colours : {OPJ_CLRSPC_SYCC, OPJ_CLRSPC_SRGB}) {
+    const auto bitmap = Decoded(Store({luma, chroma, chroma}, colours));
+    EXPECT_EQ(Trouble(
+                  bitmap.get(),
+                  [](int x, int y) {
+                    const int left = x / 2 * 2;
+                    const int top = y / 2 * 2;
+                    return FromYcc(Value(0, x, y), Value(1, left, top), Value(2, left, top));
+                  },
+                  1),
+              "")
+        << static_cast<int>(colours);
+  }
+}
+
+TEST(Jpeg2000Forms, InksComeOutAsLight) {
+  const Component ink;
+  const auto lightOf = [](int x, int y) {
+    Argb argb = {255};
+    for (std::size_t c = 0; c < 3; ++c)
+      argb[c + 1] = ((255 - Value(c, x, y)) * (255 - Value(3, x, y)) + 127) / 255;
+    return argb;
+  };
+  const auto plain = Decoded(WithColours(Store({ink, ink, ink, ink}, OPJ_CLRSPC_SRGB), kCmyk));
+  EXPECT_EQ(Trouble(plain.get(), lightOf), "");
+  const auto withAlpha = Decoded(WithColours(Store({ink, ink, ink, ink, ink}, OPJ_CLRSPC_SRGB), kCmyk));
+  EXPECT_EQ(Trouble(withAlpha.get(),
+                    [&](int x, int y) {
+                      Argb argb = lightOf(x, y);
+                      argb[0] = Value(4, x, y);
+                      return argb;
+                    }),
+            "");
+}
+
+std::string BigEndian(std::size_t value, int bytes) {
+  std::string text;
+  while (bytes-- > 0) text += static_cast<char>(value >> (8 * bytes));
+  return text;
+}
+
+std::string Box(const std::string& typeAndContent) {
+  return BigEndian(typeAndContent.size() + 4, 4) + typeAndContent;
+}
+
+TEST(Jpeg2000Forms, APaletteIsUnpackedToItsColours) {
+  std::string file = Store({{8}}, OPJ_CLRSPC_SRGB);
+  std::string palette = "pclr" + BigEndian(256, 2) + "\3\7\7\7";
+  for (int i = 0; i < 256; ++i)
+    palette += {static_cast<char>(255 - i), static_cast<char>(i * 3), static_cast<char>(i ^ 0x55)};
+  std::string map = "cmap";
+  for (char column = 0; column < 3; ++column) map += std::string("\0\0\1", 3) + column;
+  const std::string boxes = Box(palette) + Box(map);
+  const std::size_t header = file.find("jp2h");
+  ASSERT_NE(header, std::string::npos);
+  std::size_t length = 0;
+  for (std::size_t i = 0; i < 4; ++i) length = length << 8 | static_cast<unsigned char>(file[header - 4 + i]);
+  file.insert(header - 4 + length, boxes);
+  file.replace(header - 4, 4, BigEndian(length + boxes.size(), 4));
+  const auto bitmap = Decoded(file);
+  EXPECT_EQ(Trouble(bitmap.get(),
+                    [](int x, int y) {
+                      const int i = Value(0, x, y);
+                      return Argb{255, 255 - i, i * 3 % 256, i ^ 0x55};
+                    }),
+            "");
+}
+
+}  // namespace

@@ -1,0 +1,242 @@
+// One picture stored in every form that a TIFF has for it: each decodes to the same pixels.
+#include "image_support.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace {
+
+constexpr int kWidth = 19;  // a tile and a bit
+constexpr int kHeight = 21;
+constexpr int kTile = 16;
+
+constexpr int kWhiteIsZero = 0, kBlackIsZero = 1, kRgb = 2, kPalette = 3, kInks = 5;
+constexpr int kUnspecified = 0, kPremultiplied = 1, kStraight = 2;
+
+constexpr int kBitsTag = 258, kPhotometricTag = 262, kStripsTag = 273, kSamplesTag = 277, kRowsTag = 278,
+              kStripBytesTag = 279, kPlanarTag = 284, kMapTag = 320, kTileWidthTag = 322,
+              kTileHeightTag = 323, kTilesTag = 324, kTileBytesTag = 325, kExtraTag = 338, kFormatTag = 339,
+              kXResolutionTag = 282, kYResolutionTag = 283, kUnitTag = 296;
+
+using Numbers = std::vector<unsigned>;
+
+struct Form {
+  int photometric;
+  int bits;
+  std::vector<int> extra;  // what the samples after the colours are
+  bool planes;
+  bool tiles;
+
+  int Colours() const { return photometric == kRgb ? 3 : photometric == kInks ? 4 : 1; }
+  int Samples() const { return Colours() + static_cast<int>(extra.size()); }
+  // Which sample is alpha, -1 for none.
+  int Alpha() const {
+    const auto found =
+        std::find_if(extra.begin(), extra.end(), [](int kind) { return kind != kUnspecified; });
+    return found == extra.end() ? -1 : Colours() + static_cast<int>(found - extra.begin());
+  }
+  std::string Name() const {
+    std::string name = "photometric " + std::to_string(photometric) + ", " + std::to_string(bits) + " bits";
+    for (const int kind : extra) name += ", extra " + std::to_string(kind);
+    return name + (planes ? ", planes" : "") + (tiles ? ", tiles" : "");
+  }
+};
+
+void Put(std::string& bytes, std::size_t value, int count) {
+  for (int i = 0; i < count; ++i, value >>= 8) bytes += static_cast<char>(value);
+}
+
+// A directory of numbers, which are 16 bits where they fit, and then the pixels; `places` lists the tags
+// whose numbers are offsets into these.
+std::string TiffOf(std::map<int, Numbers> tags, int places, const std::string& pixels) {
+  const std::size_t directory = 8;
+  std::size_t more = directory + 2 + 12 * tags.size() + 4;
+  const auto isShort = [&](int tag) {
+    return tag != places && tag != kXResolutionTag && tag != kYResolutionTag;
+  };
+  const auto sizeOf = [&](int tag) { return tags[tag].size() * (isShort(tag) ? 2 : 4); };
+  std::size_t start = more;
+  for (const auto& [tag, numbers] : tags) start += sizeOf(tag) > 4 ? sizeOf(tag) : 0;
+  for (unsigned& place : tags[places]) place += static_cast<unsigned>(start);
+  std::string bytes("II*\0\10\0\0\0", 8), values;
+  Put(bytes, tags.size(), 2);
+  for (const auto& [tag, numbers] : tags) {
+    const bool fraction = tag == kXResolutionTag || tag == kYResolutionTag;
+    Put(bytes, static_cast<std::size_t>(tag), 2);
+    Put(bytes, fraction ? 5 : isShort(tag) ? 3 : 4, 2);
+    Put(bytes, fraction ? 1 : numbers.size(), 4);
+    std::string value;
+    for (const unsigned number : numbers) Put(value, number, isShort(tag) ? 2 : 4);
+    if (value.size() > 4) {
+      Put(bytes, more, 4);
+      more += value.size();
+      values += value;
+    } else {
+      value.resize(4);
+      bytes += value;
+    }
+  }
+  Put(bytes, 0, 4);
+  return bytes + values + pixels;
+}
+
+unsigned Value(int sample, int x, int y) {
+  return static_cast<unsigned>(31 + sample * 57 + x * 11 + y * 7 + x * y * sample) % 256;
+}
+
+// What the file holds: the 16 bits of a sample lie off its 8 by less than half of a step.
+void PutSample(std::string& bytes, const Form& form, int sample, int x, int y) {
+  const bool inside = x < kWidth && y < kHeight;
+  const unsigned value = inside ? Value(sample, x, y) : 85;
+  if (form.bits == 8) return Put(bytes, value, 1);
+  const int off = (x * 37 + y * 91) % 257 - 128;
+  Put(bytes, static_cast<std::size_t>(std::clamp(static_cast<int>(value) * 257 + off, 0, 65535)), 2);
+}
+
+std::string Store(const Form& form, std::map<int, Numbers> more = {}) {
+  const int tileWidth = form.tiles ? kTile : kWidth;
+  const int tileHeight = form.tiles ? kTile : kHeight;
+  const int passes = form.planes ? form.Samples() : 1;
+  std::string pixels;
+  Numbers places, sizes;
+  for (int plane = 0; plane < passes; ++plane) {
+    for (int top = 0; top < kHeight; top += tileHeight) {
+      for (int left = 0; left < kWidth; left += tileWidth) {
+        places.push_back(static_cast<unsigned>(pixels.size()));
+        for (int y = top; y < top + tileHeight; ++y) {
+          for (int x = left; x < left + tileWidth; ++x) {
+            for (int s = 0; s < (form.planes ? 1 : form.Samples()); ++s)
+              PutSample(pixels, form, form.planes ? plane : s, x, y);
+          }
+        }
+        sizes.push_back(static_cast<unsigned>(pixels.size()) - places.back());
+      }
+    }
+  }
+  std::map<int, Numbers> tags = {{256, {kWidth}}, {257, {kHeight}}, {259, {1}}};
+  tags[kBitsTag] = Numbers(static_cast<std::size_t>(form.Samples()), static_cast<unsigned>(form.bits));
+  tags[kPhotometricTag] = {static_cast<unsigned>(form.photometric)};
+  tags[kSamplesTag] = {static_cast<unsigned>(form.Samples())};
+  tags[kPlanarTag] = {form.planes ? 2U : 1U};
+  for (const int kind : form.extra) tags[kExtraTag].push_back(static_cast<unsigned>(kind));
+  if (form.tiles) tags[kTileWidthTag] = tags[kTileHeightTag] = {kTile};
+  if (!form.tiles) tags[kRowsTag] = {kHeight};
+  tags[form.tiles ? kTilesTag : kStripsTag] = places;
+  tags[form.tiles ? kTileBytesTag : kStripBytesTag] = sizes;
+  for (const auto& [tag, numbers] : more) tags[tag] = numbers;
+  return TiffOf(tags, form.tiles ? kTilesTag : kStripsTag, pixels);
+}
+
+// One colour out of what its sample and black, if it is an ink, say.
+unsigned Light(const Form& form, unsigned value, unsigned black) {
+  if (form.photometric == kWhiteIsZero) return 255 - value;
+  return form.photometric == kInks ? ((255 - value) * (255 - black) + 127) / 255 : value;
+}
+
+std::uint32_t Expected(const Form& form, int x, int y) {
+  std::uint32_t argb = 0;
+  const int alphaSample = form.Alpha();
+  const unsigned alpha = alphaSample < 0 ? 255 : Value(alphaSample, x, y);
+  const bool divide = alphaSample >= 0 &&
+                      form.extra[static_cast<std::size_t>(alphaSample - form.Colours())] == kPremultiplied;
+  for (int c = 0; c < 3; ++c) {
+    unsigned light = Light(form, Value(form.Colours() == 1 ? 0 : c, x, y), Value(3, x, y));
+    if (divide) light = alpha == 0 ? 0 : std::min(255U, (light * 255 + alpha / 2) / alpha);
+    argb = argb << 8 | light;
+  }
+  return alpha << 24 | argb;
+}
+
+// The first pixel that is not as it should be, or an empty text.
+std::string Trouble(const Form& form, const CoreDib* bitmap) {
+  if (bitmap == nullptr) return "no bitmap";
+  if (bitmap->GetWidth() != kWidth || bitmap->GetHeight() != kHeight) return "size";
+  for (int y = 0; y < kHeight; ++y) {
+    for (int x = 0; x < kWidth; ++x) {
+      if (bitmap->GetArgb(x, y) == Expected(form, x, y)) continue;
+      char text[80];
+      std::snprintf(text, sizeof text, "at (%d, %d): %08x for %08x", x, y, bitmap->GetArgb(x, y),
+                    Expected(form, x, y));
+      return text;
+    }
+  }
+  return {};
+}
+
+TEST(TiffForms, EveryStorageOfAPictureGivesItsPixels) {
+  for (const int photometric : {kWhiteIsZero, kBlackIsZero, kRgb, kInks}) {
+    for (const std::vector<int>& extra : std::initializer_list<std::vector<int>>{
+             {}, {kStraight}, {kPremultiplied}, {kUnspecified}, {kUnspecified, kStraight}}) {
+      for (const int bits : {8, 16}) {
+        for (const bool planes : {false, true}) {
+          for (const bool tiles : {false, true}) {
+            const Form form{photometric, bits, extra, planes, tiles};
+            CoreImageInfo info;
+            const auto bitmap = image::Decode(Store(form), 0, 0, 0, &info);
+            EXPECT_EQ(Trouble(form, bitmap.get()), "") << form.Name();
+            const int plain = form.Colours() == 1 ? 8 : 24;
+            EXPECT_EQ(info.bitsPerPixel, form.Alpha() < 0 ? plain : 32) << form.Name();
+            EXPECT_EQ(info.fileBitsPerPixel, bits * form.Samples()) << form.Name();
+          }
+        }
+      }
+    }
+  }
+}
+
+constexpr Form kGrayForm{kBlackIsZero, 8, {}, false, false};
+
+TEST(TiffForms, AColourMapOf8BitNumbersIsTakenAsThatOf16) {
+  for (const unsigned step : {1U, 257U}) {
+    Numbers map;
+    for (unsigned c = 0; c < 3; ++c) {
+      for (unsigned i = 0; i < 256; ++i) map.push_back((i * (c + 1)) % 256 * step);
+    }
+    const auto bitmap = image::Decode(Store({kPalette, 8, {}, false, false}, {{kMapTag, map}}));
+    ASSERT_NE(bitmap, nullptr);
+    const unsigned value = Value(0, 5, 4);
+    EXPECT_EQ(bitmap->GetArgb(5, 4), 0xff000000 | value << 16 | value * 2 % 256 << 8 | value * 3 % 256)
+        << step;
+  }
+}
+
+TEST(TiffForms, TheUnitOfTheResolutionCounts) {
+  const struct {
+    unsigned unit;
+    float dpi;
+  } rows[] = {{1, 0}, {2, 118}, {3, 118 * 2.54f}};
+  for (const auto& row : rows) {
+    CoreImageInfo info;
+    const auto bitmap = image::Decode(
+        Store(kGrayForm, {{kUnitTag, {row.unit}}, {kXResolutionTag, {118, 1}}, {kYResolutionTag, {236, 2}}}),
+        0, 0, 0, &info);
+    ASSERT_NE(bitmap, nullptr) << row.unit;
+    EXPECT_FLOAT_EQ(info.dpiX, row.dpi) << row.unit;
+    EXPECT_FLOAT_EQ(info.dpiY, row.dpi) << row.unit;
+    EXPECT_FLOAT_EQ(bitmap->GetDpiX(), row.dpi) << row.unit;
+  }
+}
+
+// Samples that are no unsigned numbers of 8 or 16 bits, or colours that are no light: what the library cannot
+// turn into RGBA gives no bitmap.
+TEST(TiffForms, ColoursThatNobodyKnowsGiveNull) {
+  EXPECT_EQ(image::Decode(Store({kRgb, 8, {}, false, false}, {{kPhotometricTag, {1234}}})), nullptr);
+  EXPECT_EQ(image::Decode(Store(kGrayForm, {{kBitsTag, {13}}})), nullptr);
+}
+
+TEST(TiffForms, InksOfAnUnknownSetAreNotTakenForCmyk) {
+  const Form form{kInks, 8, {}, false, false};
+  const auto known = image::Decode(Store(form));
+  const auto unknown = image::Decode(Store(form, {{332, {2}}}));
+  ASSERT_NE(known, nullptr);
+  EXPECT_EQ(known->GetBitsPerPixel(), 24);
+  if (unknown != nullptr) {
+    EXPECT_EQ(unknown->GetBitsPerPixel(), 32) << "as the library sees it";
+  }
+}
+
+}  // namespace
