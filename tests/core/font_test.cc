@@ -265,6 +265,26 @@ TEST(MeasureText, RefusalsLeaveTheResultUntouched) {
   EXPECT_EQ(extents.logical, before.logical);
 }
 
+// Shaped lines are kept for the next time; those that had to go are measured anew.
+TEST(MeasureText, MoreLinesGlyphsAndFacesThanAreKeptMeasureTheSameAgain) {
+  const auto widthOf = [](const std::wstring& text, int weight) {
+    CoreTextExtents extents;
+    EXPECT_TRUE(Loaded(L"DejaVu Sans", kCoreFontAny, weight)
+                    .MeasureText(text.data(), static_cast<int>(text.size()), 20.0f, extents));
+    return extents.logical.right;
+  };
+  std::vector<std::wstring> lines;
+  for (int i = 0; i < 600; ++i) lines.push_back(L"line " + std::to_wstring(i));
+  for (int i = 0; i < 40; ++i) lines.push_back(std::wstring(2000, L'a' + i % 20) + std::to_wstring(i));
+  std::vector<float> widths;
+  for (const std::wstring& line : lines) widths.push_back(widthOf(line, 400));
+  for (int weight = 1; weight <= 80; ++weight) {
+    const float width = widthOf(lines[0], weight);
+    EXPECT_GE(width, widths[0] * 0.5f) << weight;
+  }
+  for (std::size_t i = 0; i < lines.size(); i += 7) EXPECT_EQ(widthOf(lines[i], 400), widths[i]) << i;
+}
+
 TEST(MeasureText, TheLongestLineIsMeasuredWhole) {
   const std::wstring line(1 << 18, L'x');
   const CoreFontLoader fonts = Loaded(L"DejaVu Sans Mono");

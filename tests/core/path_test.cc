@@ -60,6 +60,28 @@ TEST(CorePath, CloseOfAnEmptyPathDoesNothing) {
   EXPECT_EQ(path.GetPointCounter(), -1);
 }
 
+TEST(CorePath, RecordsAreAddedAsTheyAreAndClearedTogether) {
+  CorePath source;
+  source.MoveTo(1, 2);
+  source.QuadTo(3, 4, 5, 6);
+  CorePath copy;
+  for (int i = 0; i <= source.GetPointCounter(); ++i) copy.AddPoint(source.GetPoints()[i]);
+  ASSERT_EQ(copy.GetPointCounter(), source.GetPointCounter());
+  for (int i = 0; i <= source.GetPointCounter(); ++i) {
+    CorePointF wanted, point;
+    std::uint32_t wantedFlags = 0, flags = 0;
+    ASSERT_TRUE(source.GetPoint(i, wanted, wantedFlags));
+    ASSERT_TRUE(copy.GetPoint(i, point, flags));
+    EXPECT_EQ(point.x, wanted.x);
+    EXPECT_EQ(point.y, wanted.y);
+    EXPECT_EQ(flags, wantedFlags);
+  }
+  copy.Clear();
+  EXPECT_EQ(copy.GetPointCounter(), -1);
+  EXPECT_EQ(copy.GetPoints(), nullptr);
+  EXPECT_EQ(source.GetPointCounter(), 2);
+}
+
 TEST(CorePath, PointOutsideTheRangeLeavesTheOutputsUntouched) {
   CorePath path;
   path.MoveTo(1, 2);

@@ -128,6 +128,8 @@ TEST(CoreFileInputStream, APipeIsEmpty) {
     EXPECT_EQ(in.GetSize(), 0u);
     EXPECT_EQ(in.Read(&got, 1), 0u);
     EXPECT_TRUE(in.HasFailed());
+    EXPECT_FALSE(in.Seek(1));
+    EXPECT_EQ(in.GetPosition(), 0u);
   }
   close(both);
   std::remove(path.c_str());
@@ -146,6 +148,17 @@ TEST(CoreFileOutputStream, AFullDiskIsReportedAtTheLatestByClose) {
   out.Write("x", 1);
   EXPECT_FALSE(out.Close());
   EXPECT_EQ(errno, ENOSPC);
+}
+
+TEST(CoreFileOutputStream, AFullDiskRefusesMoreThanItsBufferTakes) {
+  CoreFileOutputStream out("/dev/full");
+  const std::string block(1 << 20, 'x');
+  EXPECT_FALSE(out.Write(block.data(), block.size()));
+  EXPECT_FALSE(out.Write(block.data(), block.size())) << "it stays full";
+  EXPECT_TRUE(out.Write(nullptr, 0));
+  EXPECT_FALSE(out.Close());
+  EXPECT_EQ(errno, ENOSPC);
+  EXPECT_FALSE(out.Close()) << "closed already";
 }
 
 TEST(CoreFileOutputStream, AFileThatCannotBeMadeRefusesBytes) {

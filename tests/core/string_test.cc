@@ -117,6 +117,28 @@ void ExpectOrderAndDuplicates(const S& a, const S& b) {
   EXPECT_EQ(names.GetCount(), 0);
 }
 
+TEST(CoreString, ClearedItHasNoDataAndTakesTextAgain) {
+  CoreString text("some text");
+  text.Clear();
+  EXPECT_TRUE(text.IsEmpty());
+  EXPECT_EQ(text.GetData(), nullptr);
+  text += CoreString("more");
+  EXPECT_STREQ(text.c_str(), "more");
+}
+
+TEST(CoreString, AssignedToItselfItStays) {
+  CoreString text("some text");
+  const CoreString& same = text;
+  text = same;
+  EXPECT_STREQ(text.c_str(), "some text");
+}
+
+TEST(CoreString, ABufferThatNoMemoryHoldsIsRefusedAndTheTextStays) {
+  CoreString text("some text");
+  EXPECT_THROW(text.GetBuffer(INT_MAX), std::length_error);
+  EXPECT_STREQ(text.c_str(), "some text");
+}
+
 TEST(CoreStringList, KeepsOrderAndDuplicatesInBothWidths) {
   ExpectOrderAndDuplicates<CoreString>("a", "b");
   ExpectOrderAndDuplicates<CoreWideString>(L"a", L"\x1f600");

@@ -1,0 +1,87 @@
+#include "font/font_kind.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+namespace {
+
+using core::FontKind;
+using core::FontRegion;
+using core::FontStyle;
+
+constexpr FontStyle kStyles[] = {FontStyle::kPlain, FontStyle::kSerif, FontStyle::kSans,
+                                 FontStyle::kMono,  FontStyle::kKai,   FontStyle::kFangSong};
+constexpr FontRegion kRegions[] = {FontRegion::kNone, FontRegion::kSimplified, FontRegion::kTraditional,
+                                   FontRegion::kJapanese, FontRegion::kKorean};
+
+TEST(FontKind, NothingIsCloserThanTheSameAndStyleCountsBeforeRegion) {
+  for (const FontStyle style : kStyles) {
+    for (const FontRegion region : kRegions) {
+      const FontKind wanted{style, region};
+      for (const FontStyle other : kStyles) {
+        for (const FontRegion elsewhere : kRegions) {
+          const FontKind candidate{other, elsewhere};
+          const int affinity = core::KindAffinity(wanted, candidate);
+          const bool same = other == style && elsewhere == region;
+          const int best = core::KindAffinity(wanted, wanted);
+          EXPECT_TRUE(same ? affinity == best : affinity < best);
+          const int inThatRegion = core::KindAffinity(wanted, {style, elsewhere});
+          EXPECT_TRUE(other == style || affinity < inThatRegion) << "a step of style outweighs every region";
+        }
+      }
+    }
+  }
+}
+
+// From the closest to the furthest; those in one text are equally close.
+TEST(FontKind, EachStyleHasItsOrderOfReplacements) {
+  const auto nameOf = [](FontStyle style) { return "PSsMKF"[static_cast<int>(style)]; };
+  const struct {
+    FontStyle wanted;
+    const char* order;
+  } rows[] = {{FontStyle::kFangSong, "F > S > K > PsM"}, {FontStyle::kKai, "K > F > S > PsM"},
+              {FontStyle::kSerif, "S > F > K > P > sM"}, {FontStyle::kSans, "s > PM > SKF"},
+              {FontStyle::kPlain, "P > M > SsKF"},       {FontStyle::kMono, "M > P > SsKF"}};
+  for (const auto& row : rows) {
+    std::string order;
+    for (int affinity = core::KindAffinity({row.wanted}, {row.wanted}); affinity >= 0; --affinity) {
+      std::string equals;
+      for (const FontStyle style : kStyles) {
+        if (core::KindAffinity({row.wanted}, {style}) == affinity) equals += nameOf(style);
+      }
+      if (!equals.empty()) order += (order.empty() ? "" : " > ") + equals;
+    }
+    EXPECT_EQ(order, row.order);
+  }
+}
+
+TEST(FontKind, NamesTellStyleAndRegion) {
+  const struct {
+    const char* name;
+    FontStyle style;
+    FontRegion region;
+  } rows[] = {{"SimSun", FontStyle::kSerif, FontRegion::kSimplified},
+              {"Noto Sans CJK KR", FontStyle::kSans, FontRegion::kKorean},
+              {"Noto_Serif-CJK JP", FontStyle::kSerif, FontRegion::kJapanese},
+              {"MingLiU CN", FontStyle::kSerif, FontRegion::kSimplified},
+              {"KR", FontStyle::kPlain, FontRegion::kNone},  // an ending of nothing
+              {"", FontStyle::kPlain, FontRegion::kNone}};
+  for (const auto& row : rows) {
+    const FontKind kind = core::ClassifyFamily(core::FoldFamilyName(row.name));
+    EXPECT_EQ(kind.style, row.style) << row.name;
+    EXPECT_EQ(kind.region, row.region) << row.name;
+  }
+}
+
+TEST(FontKind, EveryStyleAndRegionHasAFamilyAndALanguage) {
+  const char* families[] = {"sans-serif", "serif", "sans-serif", "monospace", "serif", "serif"};
+  const char* languages[] = {"zh-cn", "zh-cn", "zh-tw", "ja", "ko"};
+  for (std::size_t i = 0; i < std::size(kStyles); ++i)
+    EXPECT_STREQ(core::GenericFamily(kStyles[i]), families[i]);
+  for (std::size_t i = 0; i < std::size(kRegions); ++i)
+    EXPECT_STREQ(core::RegionLanguage(kRegions[i]), languages[i]);
+}
+
+}  // namespace
