@@ -179,6 +179,39 @@ TEST_P(CodecSweep, ThePixelLimitIsAThreshold) {
   }
 }
 
+// The decoder that may not read ahead leaves the stream where it was, or fails.
+TEST_P(CodecSweep, AStreamThatCannotGoBackGivesNull) {
+  for (const Sample& sample : samples_) {
+    bool failed = true;
+    for (long n = 1; failed; ++n) {
+      FaultyInput in(sample.bytes, n, true);
+      const auto decoder = CoreCodecRegistry::Get().GetFactory().CreateDecoder(GetParam());
+      const bool opened = decoder->Open(&in, 0) != 0;
+      if (opened) {
+        EXPECT_EQ(in.GetPosition(), 0u) << sample.name << ", operation " << n;
+      }
+      const auto bitmap = decoder->GetBitmap(0, decoder->GetInfo().width, decoder->GetInfo().height);
+      if (bitmap != nullptr) {
+        EXPECT_EQ(in.GetPosition(), 0u) << sample.name << ", operation " << n;
+      }
+      failed = in.HasFailed();
+      EXPECT_TRUE(failed || bitmap != nullptr) << sample.name;
+    }
+  }
+}
+
+TEST_P(CodecSweep, ALimitThatIsLoweredAfterOpeningHoldsForTheBitmap) {
+  for (const Sample& sample : samples_) {
+    CoreMemoryInputStream in(sample.bytes.data(), sample.bytes.size());
+    const auto decoder = CoreCodecRegistry::Get().GetFactory().CreateDecoder(GetParam());
+    ASSERT_NE(decoder->Open(&in, kCoreOpenReadAhead), 0u) << sample.name;
+    CoreCodecRegistry::Get().SetPixelLimit(16);
+    EXPECT_EQ(decoder->GetBitmap(0, 0, 0), nullptr) << sample.name;
+    CoreCodecRegistry::Get().SetPixelLimit(std::uint64_t{4} << 20);
+    EXPECT_NE(decoder->GetBitmap(0, 0, 0), nullptr) << sample.name;
+  }
+}
+
 TEST_P(CodecSweep, AFlippedBitIsHarmless) {
   for (const Sample& sample : samples_) {
     std::string bytes = sample.bytes;

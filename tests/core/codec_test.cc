@@ -235,7 +235,8 @@ TEST(Codecs, EncodeRefusesSizesThatTheFormatCannotHold) {
 TEST(Codecs, AWriteThatFailsGivesZeroWhereverItHappens) {
   for (const CoreImageFormat format : kWritable) {
     for (const int bits : {1, 24, 32}) {
-      const CoreDib dib = MakePicture(150, 90, bits);
+      CoreDib dib = MakePicture(150, 90, bits);
+      dib.SetDpi(72, 72);
       const std::size_t size = Encode(dib, format).size();
       const auto encoder = CoreCodecRegistry::Get().GetFactory().CreateEncoder(format);
       for (std::size_t limit = 0; limit < size; limit += 1 + size / 15) {

@@ -17,6 +17,21 @@ TEST(CoreRect, NormalizeSwapsReversedEdges) {
   EXPECT_EQ(rect, (CoreRect{1, 2, 5, 7}));
 }
 
+TEST(CoreRect, EqualOnlyWithAllFourEdges) {
+  const CoreRect rect{1, 2, 3, 4};
+  EXPECT_TRUE(rect == (CoreRect{1, 2, 3, 4}));
+  for (const CoreRect& other : {CoreRect{0, 2, 3, 4}, {1, 0, 3, 4}, {1, 2, 0, 4}, {1, 2, 3, 0}}) {
+    EXPECT_TRUE(rect != other);
+    EXPECT_FALSE(rect == other);
+  }
+}
+
+TEST(CorePoint, EqualOnlyWithBothFields) {
+  EXPECT_TRUE((CorePoint{1, 2}) == (CorePoint{1, 2}));
+  EXPECT_TRUE((CorePoint{1, 2}) != (CorePoint{0, 2}));
+  EXPECT_TRUE((CorePoint{1, 2}) != (CorePoint{1, 0}));
+}
+
 TEST(CoreMatrix, DefaultIsTheIdentity) { EXPECT_EQ(CoreMatrix().Transform({3, 4}), (CorePointF{3, 4})); }
 
 TEST(CoreMatrix, OperationsAreAppended) {

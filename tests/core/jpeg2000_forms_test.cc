@@ -301,6 +301,35 @@ std::string Box(const std::string& typeAndContent) {
   return BigEndian(typeAndContent.size() + 4, 4) + typeAndContent;
 }
 
+TEST(Jpeg2000Forms, ABoxThatNobodyKnowsIsPassedOverHoweverLargeItIs) {
+  const std::string plain = Store({{8}}, OPJ_CLRSPC_GRAY);
+  const std::size_t code = plain.find("jp2c") - 4;
+  for (const std::size_t size : {0, 1, 70'000, 3'000'000}) {
+    std::string file = plain;
+    file.insert(code, Box("wxyz" + std::string(size, 'x')));
+    EXPECT_EQ(Trouble(Decoded(file).get(), GrayAt), "") << size;
+  }
+}
+
+// Boxes about colours that say nothing of use, or less than they should: what is left is a grey picture.
+TEST(Jpeg2000Forms, HeadersThatSayTooLittleAreHarmless) {
+  const std::string plain = Store({{8}, {8, false, 1, true}}, OPJ_CLRSPC_GRAY);
+  for (const char* type : {"colr", "cdef", "ihdr"}) {
+    const std::size_t box = plain.find(type);
+    ASSERT_NE(box, std::string::npos) << type;
+    for (const char length : {8, 9, 10}) {
+      std::string file = plain;
+      file[box - 1] = length;
+      CoreImageInfo info;
+      const auto bitmap = image::Decode(file, 0, 0, 0, &info);
+      if (bitmap != nullptr) {
+        EXPECT_EQ(bitmap->GetWidth(), info.width) << type;
+        EXPECT_EQ(bitmap->GetHeight(), info.height) << type;
+      }
+    }
+  }
+}
+
 TEST(Jpeg2000Forms, APaletteIsUnpackedToItsColours) {
   std::string file = Store({{8}}, OPJ_CLRSPC_SRGB);
   std::string palette = "pclr" + BigEndian(256, 2) + "\3\7\7\7";

@@ -228,15 +228,29 @@ TEST(TiffForms, ColoursThatNobodyKnowsGiveNull) {
   EXPECT_EQ(image::Decode(Store(kGrayForm, {{kBitsTag, {13}}})), nullptr);
 }
 
-TEST(TiffForms, InksOfAnUnknownSetAreNotTakenForCmyk) {
-  const Form form{kInks, 8, {}, false, false};
-  const auto known = image::Decode(Store(form));
-  const auto unknown = image::Decode(Store(form, {{332, {2}}}));
-  ASSERT_NE(known, nullptr);
-  EXPECT_EQ(known->GetBitsPerPixel(), 24);
-  if (unknown != nullptr) {
-    EXPECT_EQ(unknown->GetBitsPerPixel(), 32) << "as the library sees it";
+TEST(TiffForms, TilesThatAreNoTilesGiveNull) {
+  const Form form{kRgb, 8, {}, false, true};
+  EXPECT_NE(image::Decode(Store(form)), nullptr);
+  for (const unsigned side : {0U, 12U}) {
+    EXPECT_EQ(image::Decode(Store(form, {{kTileWidthTag, {side}}})), nullptr) << side << " wide";
   }
+  EXPECT_EQ(image::Decode(Store(form, {{kTileHeightTag, {0}}})), nullptr);
+}
+
+TEST(TiffForms, SizesOfZeroGiveNull) {
+  EXPECT_EQ(image::Decode(Store(kGrayForm, {{256, {0}}})), nullptr);
+  EXPECT_EQ(image::Decode(Store(kGrayForm, {{257, {0}}})), nullptr);
+}
+
+// The library makes RGBA of whatever inks these are.
+TEST(TiffForms, InksOfAnotherSetAreNotTakenForCmyk) {
+  constexpr int kInkSetTag = 332;
+  const Form form{kInks, 8, {}, false, false};
+  CoreImageInfo known, unknown;
+  image::Decode(Store(form, {{kInkSetTag, {1}}}), 0, 0, 0, &known);
+  image::Decode(Store(form, {{kInkSetTag, {2}}}), 0, 0, 0, &unknown);
+  EXPECT_EQ(known.bitsPerPixel, 24);
+  EXPECT_EQ(unknown.bitsPerPixel, 32);
 }
 
 }  // namespace
