@@ -88,6 +88,30 @@ TEST(MonitorCommand, WatchesEveryProcessOfAName) {
   EXPECT_EQ(lines.find("memery"), std::string::npos) << lines;
 }
 
+// The process's lines of each pass are out, not in a buffer, when the command goes to sleep for a second.
+TEST(MonitorCommand, PrintsWhatItSawBeforeItSleeps) {
+  const Sleeper sleeper("tovkit-mon-pass");
+  for (const char* target : {"tovkit-mon-pass", "by id"}) {
+    const bool named = *target == 't';
+    const CommandResult result =
+        RunCommand({"monitor", named ? target : std::to_string(sleeper.pid()), "--max-mem", "1"}, "",
+                   {{"LD_PRELOAD", TOVKIT_SLEEP_LOG},
+                    {"ASAN_OPTIONS", "verify_asan_link_order=0:fast_unwind_on_malloc=0"}});
+    EXPECT_EQ(result.status, 0) << result.err;
+    std::string rest = result.out;
+    for (int pass = 0; pass < 3; ++pass) {
+      const std::size_t sleep = rest.find("sleep 1\n");
+      ASSERT_NE(sleep, std::string::npos) << pass << " of\n" << result.out;
+      const std::string lines = rest.substr(0, sleep);
+      EXPECT_EQ(lines.rfind("proc:tovkit-mon-pass,pId:" + std::to_string(sleeper.pid()) + ",mem:", 0), 0u)
+          << lines;
+      EXPECT_NE(lines.find(" greater than max_mem:1\n"), std::string::npos) << lines;
+      rest.erase(0, sleep + 8);
+    }
+    EXPECT_EQ(rest, "");
+  }
+}
+
 TEST(MonitorCommand, UnknownProcessesFail) {
   for (const char* target : {"tovkit-no-such", "999999999", "99999999999999999999"}) {
     const CommandResult result = RunCommand({"monitor", target});
