@@ -26,7 +26,8 @@ int WhyNotExecutable(const std::string& file) {
 
 std::string SearchPath(const std::string& name) {
   const char* path = std::getenv("PATH");
-  std::istringstream entries(path == nullptr ? "/usr/local/bin:/usr/bin:/bin" : path);
+  // The colon behind them all makes an empty entry at the end count too.
+  std::istringstream entries((path == nullptr ? std::string("/usr/local/bin:/usr/bin:/bin") : path) + ":");
   for (std::string entry; std::getline(entries, entry, ':');) {
     // Absolute, since the child may start in another directory.
     std::string file = std::filesystem::absolute(entry.empty() ? "." : entry) / name;

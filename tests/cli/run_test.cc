@@ -7,6 +7,7 @@
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <string>
@@ -188,6 +189,19 @@ TEST(RunCommandTest, WhatCannotBeRunIsOneLine) {
     EXPECT_EQ(result.out, "") << c.condition;
     EXPECT_EQ(result.err, "tovkit: " + c.error + "\n") << c.condition;
   }
+}
+
+TEST(RunCommandTest, AnEmptyPlaceInPathIsTheWorkingDirectory) {
+  const ScratchDir scratch;
+  Write(scratch.path() + "/here", "#!/bin/sh\necho here\n", 0755);
+  const std::string before = std::filesystem::current_path();
+  std::filesystem::current_path(scratch.path());
+  for (const char* path : {"/no/such/place:", ":/no/such/place", "/no/such/place::/nor/here", ""}) {
+    EXPECT_EQ(RunCommand({"run", "--", "here"}, "", {{"PATH", path}}).out, "here\n") << path;
+  }
+  const CommandResult none = RunCommand({"run", "--", "here"}, "", {{"PATH", "/no/such/place"}});
+  std::filesystem::current_path(before);
+  EXPECT_EQ(none.err, "tovkit: here: not found in PATH\n");
 }
 
 TEST(RunCommandTest, UsageErrors) {

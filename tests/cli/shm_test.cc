@@ -59,6 +59,9 @@ TEST_F(ShmCommand, WritesAFile) {
   const CommandResult missing = Shm("write", {path});
   EXPECT_EQ(missing.status, 1);
   EXPECT_EQ(missing.err, "tovkit: " + path + ": No such file or directory\n");
+  const CommandResult folder = Shm("write", {"/proc"});
+  EXPECT_EQ(folder.status, 1);
+  EXPECT_EQ(folder.err, "tovkit: /proc: Is a directory\n");
 }
 
 TEST_F(ShmCommand, InputThatDoesNotFitWritesNothing) {

@@ -4,6 +4,7 @@
 #include <tovkit/convert.h>
 #include <tovkit/json.h>
 
+#include <cstdint>
 #include <memory>
 #include <string>
 
@@ -54,6 +55,24 @@ TEST_F(DocumentSweep, JsonParseAndWrite) {
   SweepCall([] { Json::Parse("[1, [2, {\"a\": tru", 18, nullptr); });
   SweepCall([] { Json::Parse("42", 2, nullptr); });
   testing::internal::GetCapturedStdout();
+}
+
+// The list of members is full, and too long to grow within a chunk of the pool.
+TEST_F(DocumentSweep, AMemberThatFindsNoPlaceLeavesTheObjectAsItWas) {
+  constexpr std::uint32_t kMembers = 1500;
+  std::string text = "{\"0\": 0";
+  for (std::uint32_t i = 1; i < kMembers; ++i) text += ", \"" + std::to_string(i) + "\": 0";
+  text += "}";
+  Sweep([&text] { return Json::Parse(text.data(), static_cast<unsigned>(text.size()), nullptr); },
+        [](Handle& root) { root->SetMemberInt("new", 5); },
+        [](Handle& root, bool threw) {
+          EXPECT_EQ(root->Size(), threw ? kMembers : kMembers + 1);
+          EXPECT_EQ(root->HasMember("new"), !threw);
+          root->SetMemberInt("new", 6);
+          EXPECT_EQ(root->Size(), kMembers + 1);
+          EXPECT_EQ(root->GetMemberInt("new", 0), 6);
+        });
+  EXPECT_GE(points_, 2);
 }
 
 TEST_F(DocumentSweep, JsonReads) {
