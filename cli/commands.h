@@ -2,7 +2,9 @@
 // it.
 #pragma once
 
-#include <CLI/CLI.hpp>
+namespace CLI {
+class App;
+}
 
 namespace cli {
 

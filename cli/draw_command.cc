@@ -1,5 +1,6 @@
 // tovkit draw: turns JSON descriptions of text into a picture or a page.
 #include "command.h"
+#include "input_file.h"
 #include "json_input.h"
 #include "page_output.h"
 #include "progress.h"

@@ -1,6 +1,7 @@
 // tovkit hit: asks whether a point touches a path, or draws what does.
 #include "command.h"
 #include "hit_map.h"
+#include "input_file.h"
 #include "picture_output.h"
 #include "svg_path.h"
 
@@ -29,20 +30,10 @@ struct HitOptions {
   int size = 512;
 };
 
-struct FileCloser {
-  void operator()(std::FILE* file) const {
-    if (file != stdin) std::fclose(file);
-  }
-};
-
-std::string NameOf(const HitOptions& options) {
-  return options.file == "-" ? "standard input" : options.file;
-}
+std::string NameOf(const HitOptions& options) { return InputName(options.file); }
 
 std::string ReadText(const HitOptions& options) {
-  const std::unique_ptr<std::FILE, FileCloser> in(
-      options.file == "-" ? stdin : std::fopen(options.file.c_str(), "re"));
-  if (in == nullptr) throw JobError(NameOf(options) + ": " + std::strerror(errno));
+  const InputFile in = OpenInput(options.file);
   std::string text;
   char piece[65536];
   while (const std::size_t length = std::fread(piece, 1, sizeof piece, in.get())) {

@@ -48,9 +48,9 @@ CoreImageFormat FormatOf(const std::string& path) {
 
 // The input as a stream: a regular file where it lies, anything else (standard input, a pipe) read into
 // memory first, since decoders go back and forth.
-class Input {
+class PictureInput {
  public:
-  explicit Input(const std::string& path) {
+  explicit PictureInput(const std::string& path) {
     struct stat status = {};
     if (path != "-" && stat(path.c_str(), &status) != 0) Fail(path);
     if (S_ISDIR(status.st_mode)) {
@@ -109,7 +109,7 @@ void PrintInfo(CoreImageFormat format, const CoreImageInfo& info) {
 }
 
 void Image(const ImageOptions& options) {
-  Input input(options.in);
+  PictureInput input(options.in);
   const CoreImageFormat format = CoreDetectImageFormat(input.stream());
   const auto decoder = CoreCodecRegistry::Get().GetFactory().CreateDecoder(format);
   if (decoder == nullptr) throw JobError(options.in + ": not a picture of a known format");

@@ -29,7 +29,7 @@ void PrintList(const char* what, const CoreStringList<CoreString>& texts) {
   }
 }
 
-void PrintInfo() {
+void PrintLibraryInfo() {
   PrintLine("version", tovkit::GetLibraryVersion());
   PrintDirectory("executable directory", tovkit::GetExecutableDirectory());
   PrintDirectory("libtovkit directory", tovkit::GetModuleDirectory("libtovkit.so"));
@@ -43,7 +43,7 @@ void PrintInfo() {
 
 void AddInfoCommand(CLI::App& app) {
   app.add_subcommand("info", "Print the version, where the libraries are and what is behind them")
-      ->callback(PrintInfo);
+      ->callback(PrintLibraryInfo);
 }
 
 }  // namespace cli

@@ -1,5 +1,6 @@
 // tovkit json: checks JSON texts and prints what is in them.
 #include "command.h"
+#include "input_file.h"
 #include "json_input.h"
 
 #include <tovkit/json.h>

@@ -1,6 +1,7 @@
 #include "json_input.h"
 
-#include "command.h"
+#include "input_file.h"
+#include "job_error.h"
 
 #include <sys/mman.h>
 #include <unistd.h>
@@ -14,12 +15,6 @@
 namespace cli {
 
 namespace {
-
-struct CloseInput {
-  void operator()(std::FILE* file) const {
-    if (file != stdin) std::fclose(file);
-  }
-};
 
 // Catches what is printed on standard output while it lives: the parser tells of its errors there, and the
 // command's own output must stay data.
@@ -60,21 +55,6 @@ class CaughtOutput {
 };
 
 }  // namespace
-
-std::string InputName(const std::string& file) { return file == "-" ? "standard input" : file; }
-
-std::string ReadInputFile(const std::string& file) {
-  const std::unique_ptr<std::FILE, CloseInput> input(file == "-" ? stdin : std::fopen(file.c_str(), "re"));
-  if (input == nullptr) throw JobError(file + ": " + std::strerror(errno));
-  std::string text;
-  char piece[65536];
-  while (const std::size_t length = std::fread(piece, 1, sizeof piece, input.get())) {
-    text.append(piece, length);
-    if (text.size() > INT_MAX) throw JobError(InputName(file) + ": larger than 2 GiB");
-  }
-  if (std::ferror(input.get()) != 0) throw JobError(InputName(file) + ": " + std::strerror(errno));
-  return text;
-}
 
 tovkit::SharedPtr<tovkit::JsonValue> ReadJson(const std::string& file) {
   const std::string text = ReadInputFile(file);

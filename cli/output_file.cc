@@ -1,6 +1,6 @@
 #include "output_file.h"
 
-#include "command.h"
+#include "job_error.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>

@@ -1,6 +1,6 @@
 #include "page_output.h"
 
-#include "command.h"
+#include "job_error.h"
 #include "output_file.h"
 #include "picture_output.h"
 

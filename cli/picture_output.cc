@@ -1,6 +1,6 @@
 #include "picture_output.h"
 
-#include "command.h"
+#include "job_error.h"
 #include "output_file.h"
 
 #include <cerrno>

@@ -1,6 +1,6 @@
 #include "process_table.h"
 
-#include "command.h"
+#include "job_error.h"
 
 namespace cli {
 

@@ -1,6 +1,6 @@
 #include "program.h"
 
-#include "command.h"
+#include "job_error.h"
 
 #include <sys/stat.h>
 #include <unistd.h>

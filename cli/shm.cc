@@ -1,5 +1,6 @@
 // tovkit shm: creates, fills, shows and removes named shared-memory segments.
 #include "command.h"
+#include "input_file.h"
 
 #include <tovkit/system.h>
 
@@ -56,18 +57,10 @@ void Create(const ShmOptions& options) {
   }
 }
 
-struct FileCloser {
-  void operator()(std::FILE* file) const {
-    if (file != stdin) std::fclose(file);
-  }
-};
-
 // Everything the input holds. Throws when that is more than `room` bytes.
 std::vector<char> ReadInput(const ShmOptions& options, std::size_t room) {
-  const bool standard = options.file.empty() || options.file == "-";
-  const std::unique_ptr<std::FILE, FileCloser> input(standard ? stdin
-                                                              : std::fopen(options.file.c_str(), "re"));
-  if (input == nullptr) throw JobError(options.file + ": " + std::strerror(errno));
+  const std::string file = options.file.empty() ? "-" : options.file;
+  const InputFile input = OpenInput(file);
   std::vector<char> bytes;
   char piece[65536];
   // One byte more than fits is enough to know.
@@ -77,7 +70,7 @@ std::vector<char> ReadInput(const ShmOptions& options, std::size_t room) {
     bytes.insert(bytes.end(), piece, piece + length);
   }
   if (std::ferror(input.get()) != 0) {
-    throw JobError((standard ? std::string("standard input") : options.file) + ": " + std::strerror(errno));
+    throw JobError(InputName(file) + ": " + std::strerror(errno));
   }
   if (bytes.size() > room) {
     FailWith(options, "the input does not fit the " + std::to_string(room) + " bytes behind the offset");

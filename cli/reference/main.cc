@@ -2,6 +2,8 @@
 #include "../commands.h"
 #include "surface.h"
 
+#include <CLI/CLI.hpp>
+
 #include <cstdio>
 #include <map>
 #include <string>

@@ -2,6 +2,8 @@
 
 #include <tovkit/util.h>
 
+#include <CLI/CLI.hpp>
+
 #include <cctype>
 
 namespace reference {

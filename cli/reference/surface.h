@@ -4,10 +4,12 @@
 //   std::fputs(ManPage(surface).c_str(), stdout);
 #pragma once
 
-#include <CLI/CLI.hpp>
-
 #include <string>
 #include <vector>
+
+namespace CLI {
+class App;
+}
 
 namespace reference {
 

@@ -1,4 +1,5 @@
 // The man page and the completions: what a small surface gives, and what the real ones answer.
+#include <CLI/CLI.hpp>
 #include <gtest/gtest.h>
 
 #include <cstdio>

@@ -19,7 +19,7 @@ constexpr int kUnspecified = 0, kPremultiplied = 1, kStraight = 2;
 
 constexpr int kBitsTag = 258, kPhotometricTag = 262, kStripsTag = 273, kSamplesTag = 277, kRowsTag = 278,
               kStripBytesTag = 279, kPlanarTag = 284, kMapTag = 320, kTileWidthTag = 322,
-              kTileHeightTag = 323, kTilesTag = 324, kTileBytesTag = 325, kExtraTag = 338, kFormatTag = 339,
+              kTileHeightTag = 323, kTilesTag = 324, kTileBytesTag = 325, kExtraTag = 338,
               kXResolutionTag = 282, kYResolutionTag = 283, kUnitTag = 296;
 
 using Numbers = std::vector<unsigned>;

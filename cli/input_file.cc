@@ -1,0 +1,31 @@
+#include "input_file.h"
+
+#include "job_error.h"
+
+#include <cerrno>
+#include <climits>
+#include <cstring>
+
+namespace cli {
+
+std::string InputName(const std::string& file) { return file == "-" ? "standard input" : file; }
+
+InputFile OpenInput(const std::string& file) {
+  InputFile input(file == "-" ? stdin : std::fopen(file.c_str(), "re"));
+  if (input == nullptr) throw JobError(InputName(file) + ": " + std::strerror(errno));
+  return input;
+}
+
+std::string ReadInputFile(const std::string& file) {
+  const InputFile input = OpenInput(file);
+  std::string text;
+  char piece[65536];
+  while (const std::size_t length = std::fread(piece, 1, sizeof piece, input.get())) {
+    text.append(piece, length);
+    if (text.size() > INT_MAX) throw JobError(InputName(file) + ": larger than 2 GiB");
+  }
+  if (std::ferror(input.get()) != 0) throw JobError(InputName(file) + ": " + std::strerror(errno));
+  return text;
+}
+
+}  // namespace cli

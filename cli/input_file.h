@@ -1,0 +1,26 @@
+// Inputs of the subcommands: a file, or standard input for "-".
+#pragma once
+
+#include <cstdio>
+#include <memory>
+#include <string>
+
+namespace cli {
+
+struct CloseInput {
+  void operator()(std::FILE* file) const {
+    if (file != stdin) std::fclose(file);
+  }
+};
+using InputFile = std::unique_ptr<std::FILE, CloseInput>;
+
+// What messages call an input: its path, or "standard input" for "-".
+std::string InputName(const std::string& file);
+
+// Opens an input for reading. Throws JobError naming it when it cannot be opened.
+InputFile OpenInput(const std::string& file);
+
+// Every byte of an input. Throws JobError naming it when it cannot be read.
+std::string ReadInputFile(const std::string& file);
+
+}  // namespace cli
