@@ -11,6 +11,7 @@
 #include <filesystem>
 #include <fstream>
 #include <sstream>
+#include <system_error>
 
 namespace cli {
 
@@ -21,6 +22,7 @@ int WhyNotExecutable(const std::string& file) {
   struct stat info {};
   if (stat(file.c_str(), &info) != 0) return errno;
   if (S_ISDIR(info.st_mode)) return EISDIR;
+  if (!S_ISREG(info.st_mode)) return EACCES;
   return access(file.c_str(), X_OK) == 0 ? 0 : errno;
 }
 
@@ -30,7 +32,10 @@ std::string SearchPath(const std::string& name) {
   std::istringstream entries((path == nullptr ? std::string("/usr/local/bin:/usr/bin:/bin") : path) + ":");
   for (std::string entry; std::getline(entries, entry, ':');) {
     // Absolute, since the child may start in another directory.
-    std::string file = std::filesystem::absolute(entry.empty() ? "." : entry) / name;
+    std::error_code error;
+    const std::filesystem::path folder = std::filesystem::absolute(entry.empty() ? "." : entry, error);
+    if (error) continue;
+    std::string file = folder / name;
     if (WhyNotExecutable(file) == 0) return file;
   }
   throw JobError(name + ": not found in PATH");
@@ -42,12 +47,14 @@ void CheckFormat(const std::string& file, const std::string& name) {
   std::ifstream in(file, std::ios::binary);
   char magic[4] = {};
   if (!in.read(magic, 2)) {
-    if (in.eof()) throw JobError(name + ": an empty file is no program");
+    if (in.gcount() == 0 && in.eof()) throw JobError(name + ": an empty file is no program");
+    if (in.eof()) throw JobError(name + ": neither a binary nor a script that begins with #!");
     return;
   }
   if (std::memcmp(magic, "#!", 2) == 0) {
-    std::string interpreter;
-    in >> interpreter;
+    std::string line, interpreter;
+    std::getline(in, line);
+    std::istringstream(line) >> interpreter;
     if (const int error = WhyNotExecutable(interpreter)) {
       throw JobError(name + ": interpreter " + interpreter + ": " + std::strerror(error));
     }

@@ -39,6 +39,7 @@ struct KeptBlock {
 struct Kept {
   KeptBlock* first;
   unsigned room;  // the blocks that may still be added
+  bool opened;    // a block has been freed here
 };
 [[gnu::tls_model("initial-exec")]] extern constinit thread_local Kept kept;
 

@@ -88,7 +88,7 @@ class TOVKIT_API sp_counted_base {
   std::int64_t getUseCount() const noexcept { return useCount; }
 
   /// The memory of a block. Each thread keeps a few released blocks for its next handles. `new` throws
-  /// std::bad_alloc.
+  /// std::bad_alloc. A derived class has no stricter alignment than std::max_align_t.
   /// @{
   static void* operator new(std::size_t size);
   static void operator delete(void* block, std::size_t size) noexcept;

@@ -154,6 +154,9 @@ TEST(RunCommandTest, WhatCannotBeRunIsOneLine) {
   Write(at + "empty", "", 0755);
   Write(at + "locked", "#!/bin/sh\n", 0644);
   Write(at + "lost", "#! /no/such/interpreter -x\n", 0755);
+  Write(at + "next line", "#!\n/bin/sh\n", 0755);
+  Write(at + "one byte", "#", 0755);
+  ASSERT_EQ(mkfifo((at + "pipe").c_str(), 0755), 0);
   struct Case {
     const char* condition;
     std::vector<std::string> options;
@@ -174,6 +177,12 @@ TEST(RunCommandTest, WhatCannotBeRunIsOneLine) {
        {},
        {at + "lost"},
        at + "lost: interpreter /no/such/interpreter: No such file or directory"},
+      {"interpreter on the next line",
+       {},
+       {at + "next line"},
+       at + "next line: interpreter : No such file or directory"},
+      {"one byte", {}, {at + "one byte"}, at + "one byte: neither a binary nor a script that begins with #!"},
+      {"pipe", {}, {at + "pipe"}, at + "pipe: Permission denied"},
       {"empty name", {}, {""}, "the program's name is empty"},
       {"empty argument", {}, {"echo", "a", ""}, "echo: an empty argument cannot be passed on"},
       {"directory of --cwd", {"--cwd", at + "none"}, {"true"}, at + "none: No such file or directory"},

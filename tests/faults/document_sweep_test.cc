@@ -6,7 +6,9 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
+#include <thread>
 
 using tovkit::Convert;
 using tovkit::Json;
@@ -73,6 +75,18 @@ TEST_F(DocumentSweep, AMemberThatFindsNoPlaceLeavesTheObjectAsItWas) {
           EXPECT_EQ(root->GetMemberInt("new", 0), 6);
         });
   EXPECT_GE(points_, 2);
+}
+
+TEST_F(DocumentSweep, TheFirstReleaseOfAThreadNeedsNoMemory) {
+  const Handle root = Document();
+  long seen = -1;
+  std::thread([&] {
+    std::optional<Handle> member = root->GetMember("Font");
+    const AllocationFaults faults = AllocationFaults::OfAny(1, LONG_MAX);
+    member.reset();
+    seen = faults.seen();
+  }).join();
+  EXPECT_EQ(seen, 0);
 }
 
 TEST_F(DocumentSweep, JsonReads) {

@@ -2,6 +2,7 @@
 #include "json_support.h"
 
 #include <cxxabi.h>
+#include <pthread.h>
 
 #include <cstdlib>
 #include <cstring>
@@ -221,6 +222,18 @@ TEST(JsonHandle, ADocumentMayMoveToAThreadThatReleasesItsHandles) {
     }).join();
     EXPECT_EQ(text, "[1,2]");
   }
+}
+
+// Keys are cleared after the thread's own variables are gone.
+TEST(JsonHandle, MayBeReleasedAsTheLastStepOfAThread) {
+  pthread_key_t key = 0;
+  ASSERT_EQ(pthread_key_create(&key, [](void* held) { delete static_cast<Handle*>(held); }), 0);
+  Handle root = Parse("{\"a\": [1, 2]}");
+  for (int round = 0; round < 20; ++round) {
+    std::thread([&root, key] { pthread_setspecific(key, new Handle(root->GetMember("a"))); }).join();
+  }
+  pthread_key_delete(key);
+  EXPECT_EQ(Text(root), "{\"a\":[1,2]}");
 }
 
 TEST(JsonHandle, WriteTakesAReferenceForTheCallOnly) {
