@@ -1,7 +1,7 @@
 // The Bernstein weights of the 51 samples t = 0/50 to 50/50.
 //
-// They are those of DistanceAt (curve_test.cc) to the bit. The cube of a float is rounded once here, as pow() rounds it
-// for each of these t.
+// They are those of DistanceAt (curve_test.cc) to the bit. The cube of a float is rounded once here, as pow()
+// rounds it for each of these t.
 #pragma once
 
 namespace tovkit {

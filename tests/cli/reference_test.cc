@@ -1,6 +1,6 @@
 // The man page and the completions: what a small surface gives, and what the real ones answer.
-#include <CLI/CLI.hpp>
 #include <gtest/gtest.h>
+#include <CLI/CLI.hpp>
 
 #include <cstdio>
 #include <string>
