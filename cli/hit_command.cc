@@ -32,20 +32,8 @@ struct HitOptions {
 
 std::string NameOf(const HitOptions& options) { return InputName(options.file); }
 
-std::string ReadText(const HitOptions& options) {
-  const InputFile in = OpenInput(options.file);
-  std::string text;
-  char piece[65536];
-  while (const std::size_t length = std::fread(piece, 1, sizeof piece, in.get())) {
-    text.append(piece, length);
-    if (text.size() > kLargestFile) throw JobError(NameOf(options) + ": the path is longer than 16 MiB");
-  }
-  if (std::ferror(in.get()) != 0) throw JobError(NameOf(options) + ": " + std::strerror(errno));
-  return text;
-}
-
 CorePath ReadPath(const HitOptions& options) {
-  const std::string text = ReadText(options);
+  const std::string text = ReadInputFile(options.file, kLargestFile, "the path is longer than 16 MiB");
   try {
     return ParseSvgPath(text);
   } catch (const SvgPathError& e) {

@@ -3,7 +3,6 @@
 #include "job_error.h"
 
 #include <cerrno>
-#include <climits>
 #include <cstring>
 
 namespace cli {
@@ -16,13 +15,13 @@ InputFile OpenInput(const std::string& file) {
   return input;
 }
 
-std::string ReadInputFile(const std::string& file) {
+std::string ReadInputFile(const std::string& file, std::size_t limit, const char* excess) {
   const InputFile input = OpenInput(file);
   std::string text;
   char piece[65536];
   while (const std::size_t length = std::fread(piece, 1, sizeof piece, input.get())) {
     text.append(piece, length);
-    if (text.size() > INT_MAX) throw JobError(InputName(file) + ": larger than 2 GiB");
+    if (text.size() > limit) throw JobError(InputName(file) + ": " + excess);
   }
   if (std::ferror(input.get()) != 0) throw JobError(InputName(file) + ": " + std::strerror(errno));
   return text;

@@ -1,6 +1,7 @@
 // Inputs of the subcommands: a file, or standard input for "-".
 #pragma once
 
+#include <cstddef>
 #include <cstdio>
 #include <memory>
 #include <string>
@@ -20,7 +21,8 @@ std::string InputName(const std::string& file);
 // Opens an input for reading. Throws JobError naming it when it cannot be opened.
 InputFile OpenInput(const std::string& file);
 
-// Every byte of an input. Throws JobError naming it when it cannot be read.
-std::string ReadInputFile(const std::string& file);
+// Every byte of an input. Throws JobError naming it when it cannot be read or, with the text `excess`, when
+// it has more than `limit` bytes.
+std::string ReadInputFile(const std::string& file, std::size_t limit, const char* excess);
 
 }  // namespace cli

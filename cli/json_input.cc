@@ -57,7 +57,7 @@ class CaughtOutput {
 }  // namespace
 
 tovkit::SharedPtr<tovkit::JsonValue> ReadJson(const std::string& file) {
-  const std::string text = ReadInputFile(file);
+  const std::string text = ReadInputFile(file, INT_MAX, "larger than 2 GiB");
   CaughtOutput caught;
   auto root = tovkit::Json::Parse(text.c_str(), static_cast<unsigned int>(text.size()), nullptr);
   if (!root) throw JobError(InputName(file) + ": " + caught.Line());

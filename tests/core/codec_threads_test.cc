@@ -27,7 +27,20 @@ class CodecThreads : public testing::TestWithParam<CoreImageFormat> {};
 INSTANTIATE_TEST_SUITE_P(Formats, CodecThreads, testing::ValuesIn(image::kFormats), image::FormatTestName);
 
 TEST_P(CodecThreads, EncodeAndDecodeAtOnceGiveWhatOneThreadGives) {
-  if (CoreCodecRegistry::Get().GetFactory().CreateEncoder(GetParam()) == nullptr) GTEST_SKIP();
+  if (CoreCodecRegistry::Get().GetFactory().CreateEncoder(GetParam()) == nullptr) {
+    // A format that is only read: what a file holds.
+    const std::string file = image::ReadFile(TOVKIT_SOURCE_DIR "/tests/data/images/animation.gif");
+    const auto decoded = image::Decode(file);
+    ASSERT_NE(decoded, nullptr);
+    InThreads([&](int) {
+      for (int round = 0; round < kRounds; ++round) {
+        const auto got = image::Decode(file);
+        ASSERT_NE(got, nullptr);
+        EXPECT_EQ(image::Difference(*decoded, *got), "");
+      }
+    });
+    return;
+  }
   for (const int bits : {1, 8, 24, 32}) {
     const CoreDib picture = image::MakePicture(70, 50, bits);
     const std::string expected = image::Encode(picture, GetParam());
