@@ -1,12 +1,12 @@
-// Hit tests beside Cairo and Qt, on paths of 1 to 1,000 figures, at random points of the path's box.
+// Hit tests beside Cairo and Qt, on paths of 1 to 1,000 segments, at random points of the path's box.
 //
 // hit/shape_*    is the point inside or on the outline?  HitTestPath with the inside test; cairo_in_fill,
 // then
 //                cairo_in_stroke; QPainterPath::contains of the path, then of its stroke
 // hit/outline_*  is the point on the outline?
 //
-// Paths are set up before the clock starts; for Qt the stroke of QPainterPathStroker is, too. per_figure is
-// the time that one figure of the path costs.
+// Paths are set up before the clock starts; for Qt the stroke of QPainterPathStroker is, too. per_segment is
+// the time that one segment of the path costs.
 #include <tovkit/geometry.h>
 
 #include <benchmark/benchmark.h>
@@ -27,14 +27,14 @@ namespace {
 constexpr float kTolerance = 2;
 constexpr std::size_t kPoints = 1024;
 
-struct Figure {
+struct Segment {
   CorePointF c1, c2, to;
 };
 
-// One drawing for all three: a walk through a square of 1,000 units whose steps get shorter as figures get
+// One drawing for all three: a walk through a square of 1,000 units whose steps get shorter as segments get
 // more.
 struct Drawing {
-  Drawing(int count, bool isCurved) : curved(isCurved), figures(static_cast<std::size_t>(count)) {
+  Drawing(int count, bool isCurved) : curved(isCurved), segments(static_cast<std::size_t>(count)) {
     std::mt19937 random(17);
     std::uniform_real_distribution<float> unit(0, 1);
     const float step = 2000.0f / std::sqrt(static_cast<float>(count));
@@ -46,18 +46,18 @@ struct Drawing {
       at = {moved(at.x), moved(at.y)};
       return at;
     };
-    for (Figure& figure : figures) {
-      figure.c1 = next();
-      figure.c2 = next();
-      figure.to = next();
+    for (Segment& segment : segments) {
+      segment.c1 = next();
+      segment.c2 = next();
+      segment.to = next();
     }
     for (CorePointF& point : points) point = InBox(unit(random), unit(random));
   }
 
   CorePointF InBox(float u, float v) const {
     CorePointF low = start, high = start;
-    for (const Figure& figure : figures) {
-      for (const CorePointF p : {figure.c1, figure.c2, figure.to}) {
+    for (const Segment& segment : segments) {
+      for (const CorePointF p : {segment.c1, segment.c2, segment.to}) {
         low = {std::min(low.x, p.x), std::min(low.y, p.y)};
         high = {std::max(high.x, p.x), std::max(high.y, p.y)};
       }
@@ -67,7 +67,7 @@ struct Drawing {
 
   bool curved;
   CorePointF start = {500, 500};
-  std::vector<Figure> figures;
+  std::vector<Segment> segments;
   std::vector<CorePointF> points = std::vector<CorePointF>(kPoints);
 };
 
@@ -75,7 +75,7 @@ class Tovkit {
  public:
   explicit Tovkit(const Drawing& drawing) {
     path_.MoveTo(drawing.start.x, drawing.start.y);
-    for (const Figure& f : drawing.figures) {
+    for (const Segment& f : drawing.segments) {
       if (drawing.curved)
         path_.CubicTo(f.c1.x, f.c1.y, f.c2.x, f.c2.y, f.to.x, f.to.y);
       else
@@ -100,7 +100,7 @@ class Cairo {
         context_(cairo_create(surface_.get()), cairo_destroy) {
     cairo_set_line_width(context_.get(), 2.0 * static_cast<double>(kTolerance));
     cairo_move_to(context_.get(), drawing.start.x, drawing.start.y);
-    for (const Figure& f : drawing.figures) {
+    for (const Segment& f : drawing.segments) {
       if (drawing.curved)
         cairo_curve_to(context_.get(), f.c1.x, f.c1.y, f.c2.x, f.c2.y, f.to.x, f.to.y);
       else
@@ -119,7 +119,7 @@ class Qt {
  public:
   explicit Qt(const Drawing& drawing) {
     path_.moveTo(static_cast<qreal>(drawing.start.x), static_cast<qreal>(drawing.start.y));
-    for (const Figure& f : drawing.figures) {
+    for (const Segment& f : drawing.segments) {
       if (drawing.curved)
         path_.cubicTo(At(f.c1), At(f.c2), At(f.to));
       else
@@ -148,7 +148,7 @@ void Run(benchmark::State& state, int count, bool curved, bool shape) {
     const CorePointF point = drawing.points[next++ % kPoints];
     benchmark::DoNotOptimize(shape ? library.Shape(point) : library.Outline(point));
   }
-  state.counters["per_figure"] =
+  state.counters["per_segment"] =
       benchmark::Counter(static_cast<double>(state.iterations()) * count,
                          benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
 }

@@ -1,6 +1,6 @@
 // The input is a point, a tolerance and records as they lie in memory: the shipped hit test against the
-// literal one.
-#include "literal_hit_test.h"
+// reference.
+#include "reference_hit.h"
 
 #include <tovkit/geometry.h>
 
@@ -14,7 +14,7 @@ namespace {
 
 constexpr std::size_t kMostRecords = 64;
 
-// The literal turn reduction goes turn by turn; millions of them would take the fuzzer's time.
+// The reference's turn reduction goes turn by turn; millions of them would take the fuzzer's time.
 constexpr float kMostRotation = 1e5f;
 
 bool HasLongReduction(const CorePath& path) {
@@ -43,7 +43,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   for (const bool fill : {false, true}) {
     const CorePointF point = {head[0], head[1]};
     if (tovkit::HitTestPath(point, head[2], path, 0, fill, kCoreFillEvenOdd) !=
-        judge::LiteralHitTestPath(point, head[2], path, 0, fill, kCoreFillEvenOdd))
+        reference::ReferenceHitTestPath(point, head[2], path, 0, fill, kCoreFillEvenOdd))
       std::abort();
   }
   return 0;

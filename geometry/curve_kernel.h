@@ -37,9 +37,7 @@ extern const CurveKernel kBaselineCurveKernel;
 extern const CurveKernel kAvx2CurveKernel;
 extern const CurveKernel kAvx512CurveKernel;
 
-// The fastest kernel that the processor runs. The environment variable TOVKIT_SIMD, read at the first call,
-// forces one: "scalar" (no more than every x86-64 has), "avx2" or "avx512"; what the processor lacks is not
-// forced.
+// The kernel of this process's vector level (simd_level.h).
 const CurveKernel& ActiveCurveKernel();
 
 }  // namespace tovkit

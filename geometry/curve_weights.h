@@ -1,6 +1,6 @@
 // The Bernstein weights of the 51 samples t = 0/50 to 50/50.
 //
-// They are those of DistanceAt (curve_test.cc) to the bit. The cube of a float is rounded once here, as pow()
+// They are those of DistanceAt (curve_hit.cc) to the bit. The cube of a float is rounded once here, as pow()
 // rounds it for each of these t.
 #pragma once
 

@@ -1,7 +1,7 @@
-// What the figure tests share: the point asked about, and the rays that still wait for a crossing.
+// What the tests of all segments share: the point asked about, the rays, and what a segment may do.
 #pragma once
 
-// The look at a figure's box belongs into the walk over the figures: a call would cost as much as the look.
+// For the tests of boxes, which are inlined into the walk: a call would cost as much as the test.
 #define TOVKIT_HOT inline __attribute__((always_inline))
 
 #include <emmintrin.h>
@@ -13,9 +13,18 @@ namespace tovkit {
 // A set of rays from the point. Down is towards greater y.
 enum Ray : unsigned { kNoRay = 0, kRayRight = 1, kRayDown = 2, kRayLeft = 4, kRayUp = 8, kEveryRay = 15 };
 
-// Figures are skipped on the strength of their box only where rounding cannot matter. The computed points of
-// a figure leave its box by less than 2^-20 of its largest coordinate; kSlackFactor is four times that, and
-// kSlackFloor keeps the squares of distances away from underflow.
+// What a segment may do to the answer: rays may cross it, and it may be hit.
+inline constexpr unsigned kHitCandidate = 16;
+
+// The candidates of a segment all of whose points are out of the point's reach on one side: bit 0 for greater
+// x, bit 1 for greater y, bits 2 and 3 for less. Such a segment is no hit, and only the ray that way may
+// cross it; beyond a corner, none.
+inline constexpr unsigned kCandidatesBySide[16] = {
+    kEveryRay | kHitCandidate, kRayRight, kRayDown, 0, kRayLeft, 0, 0, 0, kRayUp, 0, 0, 0, 0, 0, 0, 0};
+
+// Segments are skipped by their box only where rounding cannot matter. The computed points of a segment leave
+// its box by less than 2^-20 of its largest coordinate; kSlackFactor is four times that, and kSlackFloor
+// keeps the squares of distances away from underflow.
 inline constexpr float kSlackFactor = 0x1p-18f;
 inline constexpr float kSlackFloor = 1e-15f;
 

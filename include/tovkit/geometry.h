@@ -3,7 +3,7 @@
 ///
 /// HitTestPath answers whether a point lies on a path's outline within a tolerance or, when asked, inside the
 /// shape. It is made for viewers that test every shape of a page at every move of the mouse: it allocates
-/// nothing (arcs aside), and a figure that is too far away to matter costs little more than its bounding box.
+/// nothing, and a segment that is too far away to matter costs little more than its bounding box.
 ///
 /// Thread-safety: may be called from any thread. The path must not change during the call.
 ///
@@ -41,7 +41,7 @@ namespace tovkit {
 /// \param fillMode   has no effect
 /// \return whether the point touches the path
 ///
-/// What callers should know, all of it kept because callers rely on it:
+/// What callers should know:
 ///
 /// - Inside means that the rays from the point to the left, right, up and down each cross the outline at
 ///   least once. It is neither the even-odd nor the winding rule: a point in the hole of a ring is inside, a
@@ -50,15 +50,15 @@ namespace tovkit {
 ///   the tolerance is.
 /// - A point exactly level with a horizontal edge, or exactly above or below a vertical one, hits it at any
 ///   distance. A sloping edge is hit within 1.41 times the tolerance, measured along an axis.
-/// - A ray that meets a curve exactly at a sample, or between the two neighbouring samples that are farthest
-///   apart, does not cross it. The centre of a circle made of four quarters is not inside.
+/// - A ray that meets a curve exactly at a sample, or between the two neighboring samples that are farthest
+///   apart, does not cross it. The center of a circle made of four quarters is not inside.
 /// - A curve is sampled at 51 points and refined near the nearest one. Points of a long curve that lie
 ///   between two samples can be missed by a tolerance much smaller than their spacing.
 /// - A vertical edge counts as crossed by the ray towards it even from above or below it, and so does a
 ///   horizontal edge from beside it.
 /// - Arcs with equal ends, a radius of 0 or numbers that are not finite draw nothing.
 ///
-/// Throws std::bad_alloc when the memory for an arc's curves is short; nothing leaks.
+/// Takes no memory from the heap and throws nothing.
 TOVKIT_API bool HitTestPath(const CorePointF& point, float tolerance, const CorePath& path, float reserved,
                             bool testFill, CoreFillMode fillMode);
 

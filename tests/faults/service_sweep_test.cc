@@ -63,7 +63,8 @@ TEST_F(AllocationSweep, HitTests) {
   path.CubicTo(10, 0, 10, 10, 0, 10);
   path.ArcTo(5, 7, 0.3f, 1, 1, 30, 20);
   path.Close();
-  SweepCall([&] { tovkit::HitTestPath({5, 5}, 0.5f, path, 0, true, kCoreFillWinding); });
+  SweepCall([&] { EXPECT_TRUE(tovkit::HitTestPath({5, 5}, 0.5f, path, 0, true, kCoreFillWinding)); });
+  EXPECT_EQ(points_, 0) << "a hit test takes no memory";
 }
 
 TEST_F(AllocationSweep, SharedMemory) {

@@ -1,4 +1,4 @@
-// Seeded random paths, points and tolerances for the comparison with the judge.
+// Seeded random paths, points and tolerances for the comparison with the reference implementation.
 #pragma once
 
 #include <tovmx/path.h>
@@ -9,7 +9,7 @@
 #include <limits>
 #include <random>
 
-namespace judge {
+namespace reference {
 
 // How the numbers of a case are drawn.
 enum class Numbers {
@@ -107,7 +107,7 @@ class RandomPaths {
   }
 
  private:
-  // The judge subtracts turn by turn, so most rotations are modest.
+  // The reference implementation subtracts turn by turn, so most rotations are modest.
   float Rotation(Numbers kind) {
     if (kind == Numbers::kWild && Below(4) == 0) return 1e30f;
     return (Unit() - 0.5f) * 100.0f;
@@ -117,4 +117,4 @@ class RandomPaths {
   std::mt19937_64 random_;
 };
 
-}  // namespace judge
+}  // namespace reference

@@ -88,3 +88,16 @@ class TOVMX_API CorePath {
  private:
   std::vector<CorePathPoint> points_;
 };
+
+/// The most cubic curves that one arc becomes.
+constexpr int kCoreMaxArcCurves = 4;
+
+/// Converts an elliptical arc to cubic curves, one for each quarter turn or part of one. `arc` are five
+/// records: the point that the arc starts from, then the four records of ArcTo; their flags are not read.
+/// `curves` has room for 1 + 3 * kCoreMaxArcCurves records and receives the start as a move, then the three
+/// records of each curve, as CubicTo writes them. Returns the number of curves; 0 when the arc is degenerate
+/// (equal ends, a radius of 0, numbers that are not finite), and then only the move is written.
+///
+/// The rule is that of the SVG elliptical arc (SVG 1.1, implementation notes F.6): radii count as their
+/// absolute values, and grow when they are too small to join the ends. Results are the same on every machine.
+TOVMX_API int CoreArcToCubics(const CorePathPoint* arc, CorePathPoint* curves);

@@ -1,4 +1,11 @@
-#include "curve_test.h"
+// A curve is sampled at 51 fixed parameters, whatever its size.
+//
+//   hit        the nearest sample within the tolerance, or a refinement beside it that comes so near
+//   crossings  the samples on one side of the point, with neighbors above and below it
+//
+// All samples are computed at once by a vector kernel; the refinement is scalar. There is no subdivision: the
+// samples are part of the result.
+#include "curve_hit.h"
 
 #include "curve_kernel.h"
 
@@ -63,9 +70,10 @@ float DistanceAt(const HitQuery& query, const Control& c, float t) {
                   static_cast<float>(w0 * c.y[0] + w1 * c.y[1] + w2 * c.y[2] + w3 * c.y[3]));
 }
 
-// Looks between the nearest sample and its neighbours. The two probes themselves are never compared with the
-// tolerance, and the bisection starts at the high probe on either side: kept, since the answers of existing
-// documents depend on it.
+// Looks between the nearest sample and its neighbors.
+//
+// Compatibility: the two probes themselves are never compared with the tolerance, and the bisection starts at
+// the high probe on either side.
 bool RefinesToHit(const HitQuery& query, const Control& control, float nearest, float tb) {
   const float lo = tb - kWindow > 0.0f ? tb - kWindow : 0.0f;
   const float hi = tb + kWindow < 1.0f ? tb + kWindow : 1.0f;
@@ -100,7 +108,7 @@ float NearestParameter(const HitQuery& query, const Samples& samples, float near
 }
 
 // A nearest sample farther than this cannot be refined to a hit.
-float RefinementReach(const HitQuery& query, const FigureBox& box) {
+float RefinementReach(const HitQuery& query, const BoundingBox& box) {
   float size[4], rounding[4];
   _mm_storeu_ps(size, _mm_sub_ps(box.high, box.low));
   _mm_storeu_ps(rounding, box.Rounding());
@@ -110,7 +118,7 @@ float RefinementReach(const HitQuery& query, const FigureBox& box) {
 
 // The root does not reverse an order, so the smallest square gives the smallest distance.
 bool HitsSamples(const CurveKernel& kernel, const HitQuery& query, const Control& control,
-                 const FigureBox& box, const Samples& samples) {
+                 const BoundingBox& box, const Samples& samples) {
   const float first = Distance(query, samples.x.value[0], samples.y.value[0]);
   if (std::isnan(first)) return false;  // nothing is nearer than NaN
   const float square = kernel.smallestSquare(samples.x, samples.y, query.x, query.y);
@@ -135,7 +143,8 @@ unsigned CrossedRays(const CurveKernel& kernel, const HitQuery& query, const Sam
   return rays;
 }
 
-bool TestAllSamples(const HitQuery& query, const Control& control, const FigureBox& box, unsigned& missing) {
+bool TestAllSamples(const HitQuery& query, const Control& control, const BoundingBox& box,
+                    unsigned& missing) {
   const CurveKernel& kernel = ActiveCurveKernel();
   Samples samples;
   Sample(kernel, control.degree, control.x, samples.x);
@@ -156,14 +165,14 @@ bool CrossesRay(const HitQuery& query, const Control& control, unsigned ray) {
 
 }  // namespace
 
-bool TestCurveClosely(const HitQuery& query, const CorePathPoint* points, int degree, unsigned outlook,
-                      unsigned& missing) {
-  FigureBox box(points[0]);
+bool HitTestCurveInFull(const HitQuery& query, const CorePathPoint* points, int degree, unsigned candidates,
+                        unsigned& missing) {
+  BoundingBox box(points[0]);
   for (int i = 1; i <= degree; ++i) box.Add(points[i]);
   if (box.Outside(query.at) == 3u) return false;
   const Control control = ControlOf(points, degree);
-  if (outlook & kMayHit) return TestAllSamples(query, control, box, missing);
-  if (CrossesRay(query, control, outlook)) missing &= ~outlook;
+  if (candidates & kHitCandidate) return TestAllSamples(query, control, box, missing);
+  if (CrossesRay(query, control, candidates)) missing &= ~candidates;
   return false;
 }
 

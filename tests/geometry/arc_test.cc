@@ -1,6 +1,7 @@
 // Arcs as curves: against the ellipse itself, evaluated in double from the SVG rule for arcs.
-#include "arc_conversion.h"
-#include "literal_hit_test.h"
+#include "geometry/arc.h"
+#include "random_paths.h"
+#include "reference_hit.h"
 
 #include <gtest/gtest.h>
 
@@ -62,6 +63,14 @@ CorePath RecordsOf(const Arc& arc) {
   return path;
 }
 
+// The curves as a path, the start first.
+int Convert(const CorePathPoint* arc, CorePath& curves) {
+  CorePathPoint points[1 + 3 * kCoreMaxArcCurves];
+  const int count = CoreArcToCubics(arc, points);
+  for (int i = 0; i <= 3 * count; ++i) curves.AddPoint(points[i]);
+  return count;
+}
+
 double Cubic(double a, double b, double c, double d, double t) {
   const double u = 1 - t;
   return u * u * u * a + 3 * t * u * u * b + 3 * t * t * u * c + t * t * t * d;
@@ -71,7 +80,7 @@ double Cubic(double a, double b, double c, double d, double t) {
 void ExpectOnEllipse(const Arc& arc) {
   const Ellipse ellipse(arc);
   CorePath curves;
-  const int count = tovkit::ConvertArc(RecordsOf(arc).GetPoints(), curves);
+  const int count = Convert(RecordsOf(arc).GetPoints(), curves);
   ASSERT_GE(count, 1);
   ASSERT_LE(count, 4);
   ASSERT_EQ(curves.GetPointCounter(), 3 * count);
@@ -123,14 +132,14 @@ TEST(ArcConversion, NegativeRadiiCountAsPositive) {
 
 TEST(ArcConversion, AnExactQuarterTurnIsOneCurve) {
   CorePath curves;
-  EXPECT_EQ(tovkit::ConvertArc(RecordsOf({10, 10, 0, false, true, 10, 0, 0, 10}).GetPoints(), curves), 1);
+  EXPECT_EQ(Convert(RecordsOf({10, 10, 0, false, true, 10, 0, 0, 10}).GetPoints(), curves), 1);
 }
 
 TEST(ArcConversion, CountsOfCurves) {
   const auto count = [](double degrees) {
     CorePath curves;
     const double a = degrees * M_PI / 180;
-    return tovkit::ConvertArc(
+    return Convert(
         RecordsOf({10, 10, 0, degrees > 180, true, 10, 0, 10 * std::cos(a), 10 * std::sin(a)}).GetPoints(),
         curves);
   };
@@ -149,7 +158,7 @@ TEST(ArcConversion, AnyNonZeroFlagIsSet) {
   other.MoveTo(0, 0);
   other.ArcTo(30, 30, 0, 1, 1, 40, 10);
   CorePath a, b;
-  ASSERT_EQ(tovkit::ConvertArc(arc.GetPoints(), a), tovkit::ConvertArc(other.GetPoints(), b));
+  ASSERT_EQ(Convert(arc.GetPoints(), a), Convert(other.GetPoints(), b));
   for (int i = 0; i <= a.GetPointCounter(); ++i) EXPECT_EQ(a.GetPoints()[i].x, b.GetPoints()[i].x);
 }
 
@@ -161,8 +170,30 @@ TEST(ArcConversion, DegenerateArcsGiveOnlyTheMove) {
                       {10, 10, 0, false, true, NAN, 0, 20, 0}};
   for (const Arc& arc : arcs) {
     CorePath curves;
-    EXPECT_EQ(tovkit::ConvertArc(RecordsOf(arc).GetPoints(), curves), 0);
+    EXPECT_EQ(Convert(RecordsOf(arc).GetPoints(), curves), 0);
     EXPECT_EQ(curves.GetPointCounter(), 0);
+  }
+}
+
+TEST(ArcConversion, HasTheBitsOfTheReference) {
+  reference::RandomPaths random(23);
+  const auto number = [&] { return random.Number(static_cast<reference::Numbers>(random.Below(4))); };
+  for (int i = 0; i < 20000; ++i) {
+    CorePath arc, expected, curves;
+    arc.MoveTo(number(), number());
+    const float rotation = random.Below(2) == 0 ? 0.0f : random.Unit() * 20 - 10;
+    arc.ArcTo(number(), number(), rotation, static_cast<float>(random.Below(2)),
+              static_cast<float>(random.Below(2)), number(), number());
+    const int count = reference::ConvertArc(arc, expected);
+    ASSERT_EQ(Convert(arc.GetPoints(), curves), count);
+    ASSERT_EQ(curves.GetPointCounter(), expected.GetPointCounter());
+    for (int k = 0; k <= curves.GetPointCounter(); ++k) {
+      const CorePathPoint &a = curves.GetPoints()[k], &b = expected.GetPoints()[k];
+      ASSERT_EQ(a.flags, b.flags);
+      // A NaN has no sign and no payload that anybody sees.
+      ASSERT_TRUE(Bits(a.x) == Bits(b.x) || (std::isnan(a.x) && std::isnan(b.x))) << i;
+      ASSERT_TRUE(Bits(a.y) == Bits(b.y) || (std::isnan(a.y) && std::isnan(b.y))) << i;
+    }
   }
 }
 
@@ -184,19 +215,19 @@ TEST(ArcConversion, RandomArcsStayOnTheirEllipse) {
 
 TEST(ReduceTurns, SmallRotationsStayAsTheyAre) {
   for (const float rotation : {0.0f, -0.0f, 1.0f, 6.2831850f, -0.0001f, -0.00005f})
-    EXPECT_EQ(Bits(tovkit::ReduceTurns(rotation)), Bits(rotation)) << rotation;
+    EXPECT_EQ(Bits(tovmx::ReduceTurns(rotation)), Bits(rotation)) << rotation;
 }
 
 TEST(ReduceTurns, ATurnIsTakenOffOrAdded) {
-  EXPECT_EQ(tovkit::ReduceTurns(6.2831855f), 0.0f);
-  EXPECT_EQ(tovkit::ReduceTurns(7.0f), 7.0f - 6.2831855f);
-  EXPECT_EQ(tovkit::ReduceTurns(-1.0f), -1.0f + 6.2831855f);
+  EXPECT_EQ(tovmx::ReduceTurns(6.2831855f), 0.0f);
+  EXPECT_EQ(tovmx::ReduceTurns(7.0f), 7.0f - 6.2831855f);
+  EXPECT_EQ(tovmx::ReduceTurns(-1.0f), -1.0f + 6.2831855f);
 }
 
 TEST(ReduceTurns, RotationsThatATurnCannotChangeStayAsTheyAre) {
   for (const float rotation : {0x1.000002p27f, 1e30f, -1e30f, 3.4e38f, INFINITY, -INFINITY})
-    EXPECT_EQ(tovkit::ReduceTurns(rotation), rotation);
-  EXPECT_TRUE(std::isnan(tovkit::ReduceTurns(NAN)));
+    EXPECT_EQ(tovmx::ReduceTurns(rotation), rotation);
+  EXPECT_TRUE(std::isnan(tovmx::ReduceTurns(NAN)));
 }
 
 // Bit for bit what turn after turn gives, rounding included; around every power of two, where the rounding
@@ -204,7 +235,7 @@ TEST(ReduceTurns, RotationsThatATurnCannotChangeStayAsTheyAre) {
 TEST(ReduceTurns, EqualsRepeatedSubtraction) {
   std::mt19937 random(6);
   const auto same = [](float rotation) {
-    return Bits(tovkit::ReduceTurns(rotation)) == Bits(judge::ReduceTurns(rotation));
+    return Bits(tovmx::ReduceTurns(rotation)) == Bits(reference::ReduceTurns(rotation));
   };
   for (int exponent = -16; exponent < 27; ++exponent) {
     const int cases = exponent < 10 ? 3000 : exponent < 16 ? 200 : exponent < 20 ? 40 : 2;

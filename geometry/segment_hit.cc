@@ -1,4 +1,4 @@
-#include "segment_test.h"
+#include "segment_hit.h"
 
 #include <cmath>
 
@@ -63,8 +63,8 @@ bool IsHit(const HitQuery& p, const CorePathPoint& a, const CorePathPoint& b, co
 
 }  // namespace
 
-bool TestSegmentClosely(const HitQuery& query, const CorePathPoint& a, const CorePathPoint& b,
-                        unsigned wanted, unsigned& missing) {
+bool HitTestSegmentInFull(const HitQuery& query, const CorePathPoint& a, const CorePathPoint& b,
+                          unsigned wanted, unsigned& missing) {
   const Box box = BoxOf(a, b);
   const float yAtX = YAtX(query, a, b);
   const float xAtY = XAtY(query, a, b);

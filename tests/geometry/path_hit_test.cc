@@ -1,5 +1,5 @@
 // What HitTestPath answers, condition by condition.
-#include "literal_hit_test.h"
+#include "reference_hit.h"
 
 #include <tovkit/geometry.h>
 
@@ -36,13 +36,13 @@ CorePath Records(const std::vector<CorePathPoint>& records) {
 
 bool Outline(const CorePath& path, CorePointF point, float tolerance) {
   const bool hit = tovkit::HitTestPath(point, tolerance, path, 0, false, kCoreFillWinding);
-  EXPECT_EQ(hit, judge::LiteralHitTestPath(point, tolerance, path, 0, false, kCoreFillWinding));
+  EXPECT_EQ(hit, reference::ReferenceHitTestPath(point, tolerance, path, 0, false, kCoreFillWinding));
   return hit;
 }
 
 bool Inside(const CorePath& path, CorePointF point, float tolerance) {
   const bool hit = tovkit::HitTestPath(point, tolerance, path, 0, true, kCoreFillWinding);
-  EXPECT_EQ(hit, judge::LiteralHitTestPath(point, tolerance, path, 0, true, kCoreFillWinding));
+  EXPECT_EQ(hit, reference::ReferenceHitTestPath(point, tolerance, path, 0, true, kCoreFillWinding));
   return hit;
 }
 
@@ -123,35 +123,35 @@ TEST(HitTest, FillModeAndReservedNeverChangeTheAnswer) {
   }
 }
 
-// --- breaking records into figures ---
+// --- breaking records into segments ---
 
-TEST(Figures, FirstRecordThatIsNoMoveDrawsNothingButIsTheCurrentPoint) {
+TEST(Segments, FirstRecordThatIsNoMoveDrawsNothingButIsTheCurrentPoint) {
   EXPECT_FALSE(Outline(Records({{3, 3, kCorePathLine}}), {3, 3}, 1));
   EXPECT_TRUE(Outline(Records({{0, 0, kCorePathLine}, {10, 10, kCorePathLine}}), {5, 5}, 0));
   EXPECT_FALSE(Outline(Records({{0, 0, kCorePathCubic}, {4, 9, 0}, {6, 9, 0}, {10, 0, 0}}), {0, 0}, 1));
 }
 
-TEST(Figures, ClosingBeforeAnyStartGoesToTheOrigin) {
+TEST(Segments, ClosingBeforeAnyStartGoesToTheOrigin) {
   EXPECT_TRUE(Outline(Records({{10, 10, kCorePathLine | kCorePathClose}}), {5, 5}, 0));
 }
 
-TEST(Figures, MoveWinsOverOtherFlags) {
+TEST(Segments, MoveWinsOverOtherFlags) {
   EXPECT_FALSE(Outline(Records({{0, 0, kCorePathMove}, {10, 10, kCorePathMove | kCorePathLine}}), {5, 5}, 1));
 }
 
-TEST(Figures, MoveThatIsClosedIsAPoint) {
+TEST(Segments, MoveThatIsClosedIsAPoint) {
   const CorePath dot = Records({{5, 5, kCorePathMove | kCorePathClose}});
   EXPECT_TRUE(Outline(dot, {6, 6}, 1.5f));
   EXPECT_FALSE(Outline(dot, {6, 6}, 1.4f));
 }
 
-TEST(Figures, LineWinsOverCurveFlags) {
+TEST(Segments, LineWinsOverCurveFlags) {
   const CorePath path =
       Records({{0, 0, kCorePathMove}, {10, 0, kCorePathLine | kCorePathQuad}, {20, 7, kCorePathLine}});
   EXPECT_TRUE(Outline(path, {15, 3.5f}, 0.01f));
 }
 
-TEST(Figures, CloseFlagCountsOnTheLastRecordThatWasConsumed) {
+TEST(Segments, CloseFlagCountsOnTheLastRecordThatWasConsumed) {
   // On the control point of a curve it means nothing.
   const CorePath onControl =
       Records({{0, 0, kCorePathMove}, {50, 100, kCorePathQuad | kCorePathClose}, {100, 0, 0}});
@@ -160,7 +160,7 @@ TEST(Figures, CloseFlagCountsOnTheLastRecordThatWasConsumed) {
   EXPECT_TRUE(Outline(onEnd, {50, 5}, 6));
 }
 
-TEST(Figures, CloseGoesToTheStartOfTheLastFigure) {
+TEST(Segments, CloseGoesToTheStartOfTheLastSubpath) {
   CorePath path;
   path.MoveTo(-100, -100);
   path.MoveTo(0, 0);
@@ -171,7 +171,7 @@ TEST(Figures, CloseGoesToTheStartOfTheLastFigure) {
   EXPECT_FALSE(Outline(path, {-50, -50}, 0.01f));
 }
 
-TEST(Figures, CurvesWithMissingRecordsAreSkippedButMoveTheCurrentPoint) {
+TEST(Segments, CurvesWithMissingRecordsAreSkippedButMoveTheCurrentPoint) {
   for (const std::uint32_t flag : {kCorePathQuad, kCorePathCubic, kCorePathArc}) {
     const CorePath path = Records({{0, 0, kCorePathMove}, {10, 0, flag | kCorePathClose}});
     EXPECT_TRUE(Outline(path, {5, 0}, 0)) << "closed back to the start, flag " << flag;
@@ -184,14 +184,14 @@ TEST(Figures, CurvesWithMissingRecordsAreSkippedButMoveTheCurrentPoint) {
   EXPECT_TRUE(Outline(path, {11, 70}, 0.1f));
 }
 
-TEST(Figures, UnknownFlagsMeanNothing) {
+TEST(Segments, UnknownFlagsMeanNothing) {
   const CorePath path =
       Records({{0, 0, kCorePathMove | 0x80000001u}, {10, 10, 0xffffe000u}, {20, 0, kCorePathLine | 0x40}});
   EXPECT_FALSE(Outline(path, {5, 5}, 0.1f));
   EXPECT_TRUE(Outline(path, {15, 5}, 0.1f));
 }
 
-TEST(Figures, ArcIsTestedAsCurves) {
+TEST(Segments, ArcIsTestedAsCurves) {
   CorePath path;
   path.MoveTo(10, 0);
   path.ArcTo(10, 10, 0, 0, 1, 0, 10);

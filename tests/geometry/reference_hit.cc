@@ -1,9 +1,9 @@
-#include "literal_hit_test.h"
+#include "reference_hit.h"
 
 #include <cmath>
 #include <cstdlib>
 
-namespace judge {
+namespace reference {
 
 namespace {
 
@@ -18,10 +18,10 @@ struct Box {
 };
 
 // The first point opens the box; a later one widens it where it compares as outside.
-Box BoxOf(const Figure& figure, int count) {
-  Box box = {figure.points[0].x, figure.points[0].y, figure.points[0].x, figure.points[0].y};
+Box BoxOf(const Segment& segment, int count) {
+  Box box = {segment.points[0].x, segment.points[0].y, segment.points[0].x, segment.points[0].y};
   for (int i = 1; i < count; ++i) {
-    const CorePathPoint& p = figure.points[i];
+    const CorePathPoint& p = segment.points[i];
     if (p.x < box.minX) box.minX = p.x;
     if (p.x > box.maxX) box.maxX = p.x;
     if (p.y < box.minY) box.minY = p.y;
@@ -38,13 +38,13 @@ bool Hit(Counters& counters) {
   return true;
 }
 
-bool TestSegment(const Figure& figure, const CorePointF& p, float tolerance, Counters& counters) {
-  if (figure.points.GetSize() != 2) return false;
-  const CorePathPoint a = figure.points[0];
-  const CorePathPoint b = figure.points[1];
+bool TestLine(const Segment& segment, const CorePointF& p, float tolerance, Counters& counters) {
+  if (segment.points.GetSize() != 2) return false;
+  const CorePathPoint a = segment.points[0];
+  const CorePathPoint b = segment.points[1];
   const float d1 = Distance(p.x, p.y, a.x, a.y);
   const float d2 = Distance(p.x, p.y, b.x, b.y);
-  const Box box = BoxOf(figure, 2);
+  const Box box = BoxOf(segment, 2);
 
   const float yAtX = a.y + (p.x - a.x) * (b.y - a.y) / (b.x - a.x);
   const float xAtY = a.x + (b.x - a.x) * (p.y - a.y) / (b.y - a.y);
@@ -88,14 +88,14 @@ float CurveAt(int type, const float c[4], float t) {
                             std::pow(dt, 3) * c[3]);
 }
 
-CorePointF CurvePoint(const Figure& figure, float t) {
+CorePointF CurvePoint(const Segment& segment, float t) {
   float x[4] = {};
   float y[4] = {};
-  for (int i = 0; i <= figure.type; ++i) {
-    x[i] = figure.points[i].x;
-    y[i] = figure.points[i].y;
+  for (int i = 0; i <= segment.type; ++i) {
+    x[i] = segment.points[i].x;
+    y[i] = segment.points[i].y;
   }
-  return {CurveAt(figure.type, x, t), CurveAt(figure.type, y, t)};
+  return {CurveAt(segment.type, x, t), CurveAt(segment.type, y, t)};
 }
 
 // Nearest value above and nearest value below `value`, closer together than `step`.
@@ -117,9 +117,9 @@ bool Crosses(const std::vector<float>& list, float value, float step) {
   return hasAbove && hasBelow && above - below < step;
 }
 
-bool TestCurve(const Figure& figure, const CorePointF& p, float tolerance, Counters& counters) {
-  if (figure.points.GetSize() < figure.type + 1) return false;
-  const Box box = BoxOf(figure, figure.type + 1);
+bool TestCurve(const Segment& segment, const CorePointF& p, float tolerance, Counters& counters) {
+  if (segment.points.GetSize() < segment.type + 1) return false;
+  const Box box = BoxOf(segment, segment.type + 1);
   if ((p.x < box.minX || p.x > box.maxX) && (p.y < box.minY || p.y > box.maxY)) return false;
 
   std::vector<float> leftY, rightY, upSideX, downSideX;
@@ -130,7 +130,7 @@ bool TestCurve(const Figure& figure, const CorePointF& p, float tolerance, Count
   CorePointF last;
   for (int k = 0; k <= 50; ++k) {
     const float t = static_cast<float>(k) / 50.0f;
-    const CorePointF s = CurvePoint(figure, t);
+    const CorePointF s = CurvePoint(segment, t);
     (p.x >= s.x ? leftY : rightY).push_back(s.y);
     (p.y >= s.y ? upSideX : downSideX).push_back(s.x);
     const float d = Distance(p.x, p.y, s.x, s.y);
@@ -150,7 +150,7 @@ bool TestCurve(const Figure& figure, const CorePointF& p, float tolerance, Count
   if (nearest <= tolerance) return Hit(counters);
 
   const auto distanceAt = [&](float t) {
-    const CorePointF s = CurvePoint(figure, t);
+    const CorePointF s = CurvePoint(segment, t);
     return Distance(p.x, p.y, s.x, s.y);
   };
   const float lo = tb - 0.02f > 0.0f ? tb - 0.02f : 0.0f;
@@ -179,33 +179,33 @@ bool TestCurve(const Figure& figure, const CorePointF& p, float tolerance, Count
   return false;
 }
 
-bool TestFigure(const Figure& figure, const CorePointF& p, float tolerance, Counters& counters) {
-  if (figure.type == 1) return TestSegment(figure, p, tolerance, counters);
-  if (figure.type == 2 || figure.type == 3) return TestCurve(figure, p, tolerance, counters);
+bool TestSegment(const Segment& segment, const CorePointF& p, float tolerance, Counters& counters) {
+  if (segment.type == 1) return TestLine(segment, p, tolerance, counters);
+  if (segment.type == 2 || segment.type == 3) return TestCurve(segment, p, tolerance, counters);
   return false;
 }
 
-bool OutlineTest(const CoreArray<Figure>& figures, const CorePointF& p, float tolerance) {
+bool OutlineTest(const CoreArray<Segment>& segments, const CorePointF& p, float tolerance) {
   Counters counters;
-  for (int i = 0; i < figures.GetSize(); ++i) {
-    if (TestFigure(figures[i], p, tolerance, counters)) return true;
+  for (int i = 0; i < segments.GetSize(); ++i) {
+    if (TestSegment(segments[i], p, tolerance, counters)) return true;
   }
   return false;
 }
 
-bool InsideTest(const CoreArray<Figure>& figures, const CorePointF& p, float tolerance) {
+bool InsideTest(const CoreArray<Segment>& segments, const CorePointF& p, float tolerance) {
   Counters counters;
-  for (int i = 0; i < figures.GetSize(); ++i) {
-    if (TestFigure(figures[i], p, tolerance, counters)) return true;
+  for (int i = 0; i < segments.GetSize(); ++i) {
+    if (TestSegment(segments[i], p, tolerance, counters)) return true;
   }
   return counters.right != 0 && counters.downSide != 0 && counters.left != 0 && counters.upSide != 0;
 }
 
-void AddFigure(CoreArray<Figure>& figures, int type, const std::vector<CorePathPoint>& points) {
-  Figure figure;
-  figure.type = type;
-  for (const CorePathPoint& p : points) figure.points.Add(p);
-  figures.Add(std::move(figure));
+void AddSegment(CoreArray<Segment>& segments, int type, const std::vector<CorePathPoint>& points) {
+  Segment segment;
+  segment.type = type;
+  for (const CorePathPoint& p : points) segment.points.Add(p);
+  segments.Add(std::move(segment));
 }
 
 }  // namespace
@@ -301,12 +301,12 @@ int ConvertArc(const CorePath& arc, CorePath& output) {
   return n;
 }
 
-void BreakIntoFigures(const CorePath& path, CoreArray<Figure>& figures) {
+void BreakIntoSegments(const CorePath& path, CoreArray<Segment>& segments) {
   CoreArray<CorePathPoint> records;
   for (int i = 0; i <= path.GetPointCounter(); ++i) records.Add(path.GetPoints()[i]);
 
   const int count = records.GetSize();
-  CorePathPoint start;  // the origin until a figure was started
+  CorePathPoint start;  // the origin until a segment was started
   CorePathPoint current;
   for (int i = 0; i < count; ++i) {
     const CorePathPoint record = records[i];
@@ -315,12 +315,12 @@ void BreakIntoFigures(const CorePath& path, CoreArray<Figure>& figures) {
     } else if (i == 0) {
       // nothing
     } else if (record.flags & 0x200) {
-      AddFigure(figures, 1, {current, record});
+      AddSegment(segments, 1, {current, record});
     } else if ((record.flags & 0x400) && i < count - 1) {
-      AddFigure(figures, 2, {current, record, records[i + 1]});
+      AddSegment(segments, 2, {current, record, records[i + 1]});
       i += 1;
     } else if ((record.flags & 0x800) && i < count - 2) {
-      AddFigure(figures, 3, {current, record, records[i + 1], records[i + 2]});
+      AddSegment(segments, 3, {current, record, records[i + 1], records[i + 2]});
       i += 2;
     } else if ((record.flags & 0x1000) && i < count - 3) {
       CorePath arc;
@@ -331,21 +331,21 @@ void BreakIntoFigures(const CorePath& path, CoreArray<Figure>& figures) {
       const int n = ConvertArc(arc, converted);
       const CorePathPoint* points = converted.GetPoints();
       for (int k = 0; k < n; ++k) {
-        AddFigure(figures, 3, {points[3 * k], points[3 * k + 1], points[3 * k + 2], points[3 * k + 3]});
+        AddSegment(segments, 3, {points[3 * k], points[3 * k + 1], points[3 * k + 2], points[3 * k + 3]});
       }
       i += 3;
     }
-    if (records[i].flags & 0x2) AddFigure(figures, 1, {records[i], start});
+    if (records[i].flags & 0x2) AddSegment(segments, 1, {records[i], start});
     current = records[i];
   }
 }
 
-bool LiteralHitTestPath(const CorePointF& point, float tolerance, const CorePath& path, float, bool testFill,
-                        CoreFillMode) {
-  CoreArray<Figure> figures;
-  BreakIntoFigures(path, figures);
-  if (testFill && InsideTest(figures, point, tolerance)) return true;
-  return OutlineTest(figures, point, tolerance);
+bool ReferenceHitTestPath(const CorePointF& point, float tolerance, const CorePath& path, float,
+                          bool testFill, CoreFillMode) {
+  CoreArray<Segment> segments;
+  BreakIntoSegments(path, segments);
+  if (testFill && InsideTest(segments, point, tolerance)) return true;
+  return OutlineTest(segments, point, tolerance);
 }
 
-}  // namespace judge
+}  // namespace reference

@@ -1,5 +1,6 @@
-// What every x86-64 processor has: four floats or two doubles at a time.
+// The kernel that every x86-64 processor runs (four floats or two doubles at a time), and the choice of one.
 #include "curve_kernel_lanes.h"
+#include "simd_level.h"
 
 namespace tovkit {
 
@@ -20,5 +21,11 @@ struct BaselineLanes {
 
 constexpr CurveWeights kCurveWeights = MakeCurveWeights();
 const CurveKernel kBaselineCurveKernel = CurveKernelOf<BaselineLanes>::kKernel;
+
+const CurveKernel& ActiveCurveKernel() {
+  static const CurveKernel* const kernels[] = {&kBaselineCurveKernel, &kAvx2CurveKernel, &kAvx512CurveKernel};
+  static const CurveKernel& active = *kernels[static_cast<int>(ChosenSimdLevel())];
+  return active;
+}
 
 }  // namespace tovkit

@@ -1,6 +1,6 @@
-// LiteralHitTestPath: the plain, slow statement of what HitTestPath answers.
+// ReferenceHitTestPath: the plain, slow statement of what HitTestPath answers.
 //
-// It collects every figure in an array, samples every curve with pow() and keeps its lists as lists. Nothing
+// It collects every segment in an array, samples every curve with pow() and keeps its lists as lists. Nothing
 // is skipped and nothing is shared with the shipped code, so that the two can be compared. The fuzz target
 // for hit tests uses it too.
 //
@@ -15,10 +15,10 @@
 
 #include <vector>
 
-namespace judge {
+namespace reference {
 
-struct Figure {
-  int type = 0;  // 1 segment, 2 quadratic, 3 cubic
+struct Segment {
+  int type = 0;  // 1 line, 2 quadratic, 3 cubic
   CoreArray<CorePathPoint> points;
 };
 
@@ -36,9 +36,9 @@ float ReduceTurns(float rotation);
 // Converts the arc whose five records `arc` holds, appends it to `output`, gives the number of segments.
 int ConvertArc(const CorePath& arc, CorePath& output);
 
-void BreakIntoFigures(const CorePath& path, CoreArray<Figure>& figures);
+void BreakIntoSegments(const CorePath& path, CoreArray<Segment>& segments);
 
-bool LiteralHitTestPath(const CorePointF& point, float tolerance, const CorePath& path, float reserved,
-                        bool testFill, CoreFillMode fillMode);
+bool ReferenceHitTestPath(const CorePointF& point, float tolerance, const CorePath& path, float reserved,
+                          bool testFill, CoreFillMode fillMode);
 
-}  // namespace judge
+}  // namespace reference

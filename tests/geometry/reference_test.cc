@@ -1,7 +1,7 @@
-// The shipped hit test against the literal one: the same answer every time, on every instruction set (ctest
+// The hit test against the reference: the same answer every time, on every instruction set (ctest
 // runs these tests once for each).
-#include "literal_hit_test.h"
 #include "random_paths.h"
+#include "reference_hit.h"
 
 #include <tovkit/geometry.h>
 
@@ -12,14 +12,14 @@
 #include <functional>
 #include <string>
 
-using judge::Numbers;
-using judge::RandomPaths;
+using reference::Numbers;
+using reference::RandomPaths;
 
 namespace {
 
-// Case counts are multiplied by TOVKIT_JUDGE_FACTOR for a long run.
+// Case counts are multiplied by TOVKIT_REFERENCE_FACTOR for a long run.
 int Cases(int count) {
-  const char* factor = std::getenv("TOVKIT_JUDGE_FACTOR");
+  const char* factor = std::getenv("TOVKIT_REFERENCE_FACTOR");
   return factor == nullptr ? count : count * std::atoi(factor);
 }
 
@@ -45,7 +45,7 @@ struct Tally {
 // False, with a message, when the two differ.
 bool Agree(const CorePath& path, const CorePointF& point, float tolerance, Tally& tally) {
   for (const bool fill : {false, true}) {
-    const bool expected = judge::LiteralHitTestPath(point, tolerance, path, 0, fill, kCoreFillEvenOdd);
+    const bool expected = reference::ReferenceHitTestPath(point, tolerance, path, 0, fill, kCoreFillEvenOdd);
     ++(expected ? tally.hits : tally.misses);
     if (tovkit::HitTestPath(point, tolerance, path, 0, fill, kCoreFillEvenOdd) == expected) continue;
     ADD_FAILURE() << "expected " << expected << "\n" << Describe(path, point, tolerance, fill);
@@ -70,7 +70,7 @@ float Stepped(float value, int steps) {
   return value;
 }
 
-class Judged : public testing::TestWithParam<Numbers> {};
+class Reference : public testing::TestWithParam<Numbers> {};
 
 std::string NumbersName(const testing::TestParamInfo<Numbers>& kind) {
   static const char* const names[] = {"Ordinary", "Grid", "Tiny", "Huge", "Wild"};
@@ -79,7 +79,7 @@ std::string NumbersName(const testing::TestParamInfo<Numbers>& kind) {
 
 }  // namespace
 
-TEST_P(Judged, RandomPathsAndPoints) {
+TEST_P(Reference, RandomPathsAndPoints) {
   RandomPaths random(42 + static_cast<int>(GetParam()));
   Tally tally;
   const int paths = Cases(GetParam() == Numbers::kOrdinary ? 30000 : 8000);
@@ -93,8 +93,8 @@ TEST_P(Judged, RandomPathsAndPoints) {
   EXPECT_GT(tally.misses, paths / 20);
 }
 
-// Single figures show their own crossings and hits; in a long path they hide behind each other.
-TEST_P(Judged, SingleFigures) {
+// Single segments show their own crossings and hits; in a long path they hide behind each other.
+TEST_P(Reference, SingleSegments) {
   RandomPaths random(4242 + static_cast<int>(GetParam()));
   Tally tally;
   for (int i = 0; i < Cases(10000); ++i) {
@@ -107,7 +107,7 @@ TEST_P(Judged, SingleFigures) {
 }
 
 // A point on a record's own coordinate meets every comparison with equal values.
-TEST_P(Judged, PointsThatShareCoordinatesWithThePath) {
+TEST_P(Reference, PointsThatShareCoordinatesWithThePath) {
   RandomPaths random(77 + static_cast<int>(GetParam()));
   Tally tally;
   for (int i = 0; i < Cases(8000); ++i) {
@@ -121,13 +121,13 @@ TEST_P(Judged, PointsThatShareCoordinatesWithThePath) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Numbers, Judged,
+INSTANTIATE_TEST_SUITE_P(Numbers, Reference,
                          testing::Values(Numbers::kOrdinary, Numbers::kGrid, Numbers::kTiny, Numbers::kHuge,
                                          Numbers::kWild),
                          NumbersName);
 
-// The tolerance that just hits, and its neighbours a few units in the last place away.
-TEST(JudgedNearMisses, TolerancesAroundTheDecision) {
+// The tolerance that just hits, and its neighbors a few units in the last place away.
+TEST(ReferenceNearMisses, TolerancesAroundTheDecision) {
   RandomPaths random(7);
   Tally tally;
   for (int i = 0; i < Cases(1500); ++i) {
@@ -144,8 +144,8 @@ TEST(JudgedNearMisses, TolerancesAroundTheDecision) {
   EXPECT_GT(tally.misses, 500);
 }
 
-// The place along a line where the answer turns, and its neighbours.
-TEST(JudgedNearMisses, PointsAroundTheDecision) {
+// The place along a line where the answer turns, and its neighbors.
+TEST(ReferenceNearMisses, PointsAroundTheDecision) {
   RandomPaths random(8);
   Tally tally;
   for (int i = 0; i < Cases(1500); ++i) {
@@ -167,9 +167,9 @@ TEST(JudgedNearMisses, PointsAroundTheDecision) {
   EXPECT_GT(tally.misses, 500);
 }
 
-// Points at the edge of what the shipped code skips on the strength of a figure's box: just within and just
+// Points at the edge of what the shipped code skips on the strength of a segment's box: just within and just
 // beyond the tolerance from the box, a few units in the last place either way.
-TEST(JudgedNearMisses, PointsAtTheReachOfTheBox) {
+TEST(ReferenceNearMisses, PointsAtTheReachOfTheBox) {
   RandomPaths random(9);
   Tally tally;
   for (int i = 0; i < Cases(6000); ++i) {
@@ -202,7 +202,7 @@ TEST(JudgedNearMisses, PointsAtTheReachOfTheBox) {
 // Curves whose points all lie within a few units in the last place of one coordinate, but for one that may be
 // far away, and points beyond that coordinate by about the tolerance: rounding decides on which side of the
 // tolerance the nearest sample is, and the shipped code must not skip such a curve too early.
-TEST(JudgedNearMisses, FlatCurvesAtTheReach) {
+TEST(ReferenceNearMisses, FlatCurvesAtTheReach) {
   RandomPaths random(10);
   Tally tally;
   for (int i = 0; i < Cases(20000); ++i) {
@@ -236,8 +236,83 @@ TEST(JudgedNearMisses, FlatCurvesAtTheReach) {
   EXPECT_GT(tally.misses, 500);
 }
 
+// Arcs of every size and shape, and points from inside them to far beyond: the box that rules an arc out must
+// hold all of its curves.
+TEST(ReferenceNearMisses, ArcsAroundTheirBox) {
+  RandomPaths random(11);
+  Tally tally;
+  for (int i = 0; i < Cases(20000); ++i) {
+    const float scale = std::ldexp(1.0f, static_cast<int>(random.Below(100)) - 50);
+    const auto radius = [&] {
+      return random.Unit() * std::ldexp(scale, static_cast<int>(random.Below(24)) - 12);
+    };
+    const auto near = [&](float from) { return from + (random.Unit() - 0.5f) * scale; };
+    const CorePointF offset = {random.Below(2) == 0 ? 0.0f : (random.Unit() - 0.5f) * 1000 * scale, 0.0f};
+    CorePath path;
+    const float rx = radius(), ry = radius();
+    path.MoveTo(near(offset.x), near(offset.y));
+    path.ArcTo(rx, ry, random.Below(2) == 0 ? 0.0f : random.Unit() * 6, static_cast<float>(random.Below(2)),
+               static_cast<float>(random.Below(2)), near(offset.x), near(offset.y));
+    if (random.Below(3) == 0) path.Close();
+    const float away = std::fmax(std::fmax(rx, ry), scale);
+    for (int k = 0; k < 6; ++k) {
+      const auto beside = [&](float from) {
+        return from + (random.Unit() - 0.5f) * away * (k < 3 ? 2.0f : 7.0f);
+      };
+      const CorePointF point = {beside(offset.x), beside(offset.y)};
+      const float tolerance = k % 2 == 0 ? 0.0f : random.Unit() * away;
+      if (!Agree(path, point, tolerance, tally)) return;
+    }
+  }
+  EXPECT_GT(tally.hits, 500);
+  EXPECT_GT(tally.misses, 500);
+}
+
+// Lines from level to steep, and points beyond both their ranges: where rounding decides whether the line
+// through them is still met, the box must not rule the rays out.
+TEST(ReferenceNearMisses, LinesFromTheirCorners) {
+  RandomPaths random(12);
+  Tally tally;
+  for (int i = 0; i < Cases(40000); ++i) {
+    const float scale = std::ldexp(1.0f, static_cast<int>(random.Below(80)) - 50);
+    const auto some = [&](int bits) {
+      return random.Unit() * std::ldexp(scale, -static_cast<int>(random.Below(bits)));
+    };
+    const CorePointF a = {random.Below(2) == 0 ? 0.0f : some(8), random.Below(2) == 0 ? 0.0f : some(8)};
+    const CorePointF b = {a.x + some(26), a.y + some(26)};
+    CorePath line, turned;
+    line.MoveTo(a.x, a.y), line.LineTo(b.x, b.y);
+    turned.MoveTo(a.y, a.x), turned.LineTo(b.y, b.x);
+    // Walls on three sides: the answer is that of the fourth ray.
+    const CorePointF point = {b.x + some(26), b.y + some(26)};
+    for (CorePath* path : {&line, &turned}) {
+      const CorePointF p = path == &line ? point : CorePointF{point.y, point.x};
+      const float r = 4 * scale;
+      for (const float tolerance : {0.0f, -1.0f, scale * 0x1p-20f}) {
+        if (!Agree(*path, p, tolerance, tally)) return;
+        for (int open = 0; open < 4; ++open) {
+          CorePath walled = *path;
+          const CorePointF corners[5] = {{p.x + r, p.y - r},
+                                         {p.x + r, p.y + r},
+                                         {p.x - r, p.y + r},
+                                         {p.x - r, p.y - r},
+                                         {p.x + r, p.y - r}};
+          for (int side = 0; side < 4; ++side) {
+            if (side == open) continue;
+            walled.MoveTo(corners[side].x, corners[side].y);
+            walled.LineTo(corners[side + 1].x, corners[side + 1].y);
+          }
+          if (!Agree(walled, p, tolerance, tally)) return;
+        }
+      }
+    }
+  }
+  EXPECT_GT(tally.hits, 500);
+  EXPECT_GT(tally.misses, 500);
+}
+
 // What the table of weights relies on: at these parameters pow() rounds a cube as one multiplication does.
-TEST(JudgedWeights, CubesOfTheSampleParameters) {
+TEST(ReferenceWeights, CubesOfTheSampleParameters) {
   for (int k = 0; k <= 50; ++k) {
     const float t = static_cast<float>(k) / 50.0f;
     const double dt = t;

@@ -1,4 +1,4 @@
-// The bounding box of a figure's points, and what it proves about the point asked for.
+// The bounding box of a segment's points, and what it proves about the point asked for.
 //
 // Both coordinates go together: lane 0 of a vector is x, lane 1 is y, and a two-bit mask has bit 0 for x and
 // bit 1 for y.
@@ -30,20 +30,20 @@ inline __m128 LoadPairs(const CorePathPoint& first, const CorePathPoint& second)
 // comparison used here is true of them.
 inline unsigned LaneMask(__m128 lanes) { return static_cast<unsigned>(_mm_movemask_ps(lanes)); }
 
-struct FigureBox {
+struct BoundingBox {
   __m128 low;
   __m128 high;
 
   // min and max keep their second operand when a NaN is met, so that the first point opens the box and a
   // later one widens it only where it compares as outside.
-  explicit FigureBox(const CorePathPoint& first) : low(LoadPair(first)), high(low) {}
+  explicit BoundingBox(const CorePathPoint& first) : low(LoadPair(first)), high(low) {}
   void Add(const CorePathPoint& point) {
     const __m128 pair = LoadPair(point);
     low = _mm_min_ps(pair, low);
     high = _mm_max_ps(pair, high);
   }
 
-  // How far the computed points of the figure may lie outside the box for rounding.
+  // How far the computed points of the segment may lie outside the box for rounding.
   __m128 Rounding() const {
     const __m128 largest = _mm_max_ps(_mm_sub_ps(_mm_setzero_ps(), low), high);
     return _mm_mul_ps(largest, _mm_set1_ps(kSlackFactor));
@@ -57,8 +57,8 @@ struct FigureBox {
   }
 
   // The box with a margin on all sides.
-  FigureBox Widened(__m128 margin) const {
-    FigureBox wide = *this;
+  BoundingBox Widened(__m128 margin) const {
+    BoundingBox wide = *this;
     wide.low = _mm_sub_ps(low, margin);
     wide.high = _mm_add_ps(high, margin);
     return wide;

@@ -1,12 +1,22 @@
-#include "arc_conversion.h"
+// Elliptical arcs as cubic curves.
+//
+// The arc is computed on the unit circle, from its end point to its start point, and each point is brought
+// back to the path's plane and reflected through the middle of the chord. Going from start to end would need
+// no reflection, but it rounds differently, and which points touch a path must not change.
+//
+//   unit circle   E' --quarter turns--> S'        path   S --curves--> E
+#include "geometry/arc.h"
 
+#include "tovmx/path.h"
+
+#include <cassert>
 #include <cmath>
 #include <cstdint>
 
-// Degenerate arcs divide by zero; what comes of it is infinite or NaN and ends as a count of 0.
-#define TOVKIT_DIVIDES_BY_ZERO __attribute__((no_sanitize("float-divide-by-zero")))
+// Degenerate arcs divide by zero; the result is infinite or NaN and ends as a count of 0.
+#define TOVMX_DIVIDES_BY_ZERO __attribute__((no_sanitize("float-divide-by-zero")))
 
-namespace tovkit {
+namespace tovmx {
 
 namespace {
 
@@ -26,18 +36,16 @@ float SkipTurns(float angle) {
   return angle - static_cast<float>(skipped) * unit;
 }
 
-struct Point {
-  double x, y;
-};
+using Point = CoreBasicPoint<double>;
 
 // The ellipse between the plane of its unit circle and that of the path. Everything is double: with the ends
-// a diameter apart the centre is the root of a difference that single precision would leave to chance.
+// a diameter apart the center is the root of a difference that single precision would leave to chance.
 struct Ellipse {
   double rx, ry, sinPhi, cosPhi;
-  Point centre;      // on the unit circle's plane
+  Point center;      // on the unit circle's plane
   Point chordTwice;  // twice the middle of the chord, on the path's plane
 
-  TOVKIT_DIVIDES_BY_ZERO Point ToUnit(Point p) const {
+  TOVMX_DIVIDES_BY_ZERO Point ToUnit(Point p) const {
     const double a00 = cosPhi / rx, a01 = sinPhi / rx, a10 = -sinPhi / ry, a11 = cosPhi / ry;
     return {a00 * p.x + a01 * p.y, a10 * p.x + a11 * p.y};
   }
@@ -48,7 +56,7 @@ struct Ellipse {
 };
 
 // Radii that are too small to join the ends grow until they just do.
-TOVKIT_DIVIDES_BY_ZERO void CorrectRadii(Ellipse& ellipse, double dx, double dy) {
+TOVMX_DIVIDES_BY_ZERO void CorrectRadii(Ellipse& ellipse, double dx, double dy) {
   const double p = ellipse.cosPhi * dx + ellipse.sinPhi * dy;
   const double q = -ellipse.sinPhi * dx + ellipse.cosPhi * dy;
   const double lambda = p * p / (ellipse.rx * ellipse.rx) + q * q / (ellipse.ry * ellipse.ry);
@@ -58,7 +66,7 @@ TOVKIT_DIVIDES_BY_ZERO void CorrectRadii(Ellipse& ellipse, double dx, double dy)
   }
 }
 
-TOVKIT_DIVIDES_BY_ZERO Point CentreOf(Point s, Point e, bool largeArc, bool sweep) {
+TOVMX_DIVIDES_BY_ZERO Point CenterOf(Point s, Point e, bool largeArc, bool sweep) {
   double d = 1 / ((s.x - e.x) * (s.x - e.x) + (s.y - e.y) * (s.y - e.y)) - 0.25;
   if (d < 0) d = 0;
   double away = std::sqrt(d);
@@ -66,25 +74,35 @@ TOVKIT_DIVIDES_BY_ZERO Point CentreOf(Point s, Point e, bool largeArc, bool swee
   return {(e.x + s.x) / 2 - away * (s.y - e.y), (e.y + s.y) / 2 + away * (s.x - e.x)};
 }
 
-double SweepOf(Point s, Point centre, double from, bool sweep) {
-  const double delta = std::atan2(s.y - centre.y, s.x - centre.x) - from;
+double SweepOf(Point s, Point center, double from, bool sweep) {
+  const double delta = std::atan2(s.y - center.y, s.x - center.x) - from;
   if (delta < 0 && sweep) return delta + kFullSweep;
   if (delta > 0 && !sweep) return delta - kFullSweep;
   return delta;
 }
 
-// The curve of the unit circle from angle `a` to angle `b`.
-TOVKIT_DIVIDES_BY_ZERO void AppendCurve(const Ellipse& ellipse, double a, double b, CorePath& output) {
-  const double h = (b - a) / 2;
+struct Direction {
+  double angle, sine, cosine;
+};
+
+Direction Towards(double angle) { return {angle, std::sin(angle), std::cos(angle)}; }
+
+// Writes the control points and the end of the unit circle's curve from one direction to another.
+TOVMX_DIVIDES_BY_ZERO void WriteCurve(const Ellipse& ellipse, const Direction& a, const Direction& b,
+                                      CorePathPoint* to) {
+  const double h = (b.angle - a.angle) / 2;
   const double sinQuarter = std::sin(h / 2);
   const double t = 8.0 / 3.0 * sinQuarter * sinQuarter / std::sin(h);
-  const double sinA = std::sin(a), cosA = std::cos(a), sinB = std::sin(b), cosB = std::cos(b);
-  const Point c = ellipse.centre;
-  const Point p3 = {c.x + cosB, c.y + sinB};
-  const CorePointF first = ellipse.ToPath({c.x + cosA - t * sinA, c.y + sinA + t * cosA});
-  const CorePointF second = ellipse.ToPath({p3.x + t * sinB, p3.y - t * cosB});
-  const CorePointF end = ellipse.ToPath(p3);
-  output.CubicTo(first.x, first.y, second.x, second.y, end.x, end.y);
+  const Point c = ellipse.center;
+  const Point p3 = {c.x + b.cosine, c.y + b.sine};
+  const Point unit[] = {{c.x + a.cosine - t * a.sine, c.y + a.sine + t * a.cosine},
+                        {p3.x + t * b.sine, p3.y - t * b.cosine},
+                        p3};
+  for (int i = 0; i < 3; ++i) {
+    const CorePointF p = ellipse.ToPath(unit[i]);
+    to[i] = {p.x, p.y, 0};
+  }
+  to[0].flags = kCorePathCubic;
 }
 
 }  // namespace
@@ -102,7 +120,10 @@ float ReduceTurns(float rotation) {
   return reduced;
 }
 
-int ConvertArc(const CorePathPoint* arc, CorePath& output) {
+}  // namespace tovmx
+
+int CoreArcToCubics(const CorePathPoint* arc, CorePathPoint* curves) {
+  using namespace tovmx;
   const Point start = {arc[0].x, arc[0].y};
   const Point end = {arc[4].x, arc[4].y};
   const bool largeArc = arc[2].y != 0.0f;
@@ -113,17 +134,21 @@ int ConvertArc(const CorePathPoint* arc, CorePath& output) {
   CorrectRadii(ellipse, (end.x - start.x) / 2, (end.y - start.y) / 2);
   const Point e = ellipse.ToUnit(end);
   const Point s = ellipse.ToUnit(start);
-  ellipse.centre = CentreOf(s, e, largeArc, sweep);
+  ellipse.center = CenterOf(s, e, largeArc, sweep);
   ellipse.chordTwice = {2 * ((start.x + end.x) / 2), 2 * ((start.y + end.y) / 2)};
 
-  const double from = std::atan2(e.y - ellipse.centre.y, e.x - ellipse.centre.x);
-  const double delta = SweepOf(s, ellipse.centre, from, sweep);
+  const double from = std::atan2(e.y - ellipse.center.y, e.x - ellipse.center.x);
+  const double delta = SweepOf(s, ellipse.center, from, sweep);
   const double quarters = std::ceil(std::fabs(delta / kQuarterTurn));
   const int count = quarters >= 1 ? static_cast<int>(quarters) : 0;  // NaN gives none
-  output.MoveTo(arc[0].x, arc[0].y);
-  for (int k = 0; k < count; ++k)
-    AppendCurve(ellipse, from + k * delta / count, from + (k + 1) * delta / count, output);
+  assert(count <= kCoreMaxArcCurves);                                // a sweep is less than a turn
+  curves[0] = {arc[0].x, arc[0].y, kCorePathMove};
+  if (count == 0) return 0;
+  Direction before = Towards(from + 0 * delta / count);
+  for (int k = 0; k < count; ++k) {
+    const Direction after = Towards(from + (k + 1) * delta / count);
+    WriteCurve(ellipse, before, after, curves + 1 + 3 * k);
+    before = after;
+  }
   return count;
 }
-
-}  // namespace tovkit
