@@ -1,5 +1,8 @@
 #include "tovmx/dib.h"
 
+#include "pixel/color.h"
+#include "pixel/packed_index.h"
+
 #include <algorithm>
 #include <climits>
 #include <cmath>
@@ -124,13 +127,9 @@ std::uint32_t CoreDib::GetArgb(int x, int y) const noexcept {
     return alpha << 24 | static_cast<std::uint32_t>(p[2]) << 16 | static_cast<std::uint32_t>(p[1]) << 8 |
            p[0];
   }
-  const unsigned perByte = 8U / static_cast<unsigned>(bitsPerPixel_);
-  const unsigned shift =
-      (perByte - 1 - static_cast<unsigned>(x) % perByte) * static_cast<unsigned>(bitsPerPixel_);
-  const std::uint32_t mask = (1U << bitsPerPixel_) - 1;
-  const std::uint32_t value =
-      static_cast<std::uint32_t>(row[static_cast<unsigned>(x) / perByte]) >> shift & mask;
-  if (palette_.empty()) return 0xff000000U | value * (255U / mask) * 0x010101U;
+  const unsigned value =
+      tovmx::PackedIndex(row, static_cast<std::size_t>(x), static_cast<unsigned>(bitsPerPixel_));
+  if (palette_.empty()) return 0xff000000U | value * (255U / ((1U << bitsPerPixel_) - 1)) * 0x010101U;
   const int index = static_cast<int>(value);
   const std::uint32_t entry = GetPaletteEntry(index);
   return static_cast<std::uint32_t>(GetPaletteAlpha(index)) << 24 | (entry & 0xffU) << 16 |
@@ -139,16 +138,8 @@ std::uint32_t CoreDib::GetArgb(int x, int y) const noexcept {
 
 namespace {
 
-// Both round to the nearest integer.
-std::uint8_t Multiplied(unsigned colour, unsigned alpha) noexcept {
-  return static_cast<std::uint8_t>((colour * alpha + 127) / 255);
-}
-std::uint8_t Divided(unsigned colour, unsigned alpha) noexcept {
-  return static_cast<std::uint8_t>(std::min(255U, (colour * 255 + alpha / 2) / alpha));
-}
-
 template <typename Change>
-void ChangeColours(std::uint8_t* pixels, std::size_t bytes, Change change) noexcept {
+void ChangeColors(std::uint8_t* pixels, std::size_t bytes, Change change) noexcept {
   for (std::uint8_t* p = pixels; p != pixels + bytes; p += 4) {
     if (p[3] == 255) continue;
     for (int i = 0; i < 3; ++i) p[i] = p[3] == 0 ? std::uint8_t{0} : change(p[i], p[3]);
@@ -158,9 +149,9 @@ void ChangeColours(std::uint8_t* pixels, std::size_t bytes, Change change) noexc
 }  // namespace
 
 void CoreDib::Premultiply() noexcept {
-  if (bitsPerPixel_ == 32) ChangeColours(pixels_, GetBufferSize(), Multiplied);
+  if (bitsPerPixel_ == 32) ChangeColors(pixels_, GetBufferSize(), tovmx::MultiplyBytes);
 }
 
 void CoreDib::Unpremultiply() noexcept {
-  if (bitsPerPixel_ == 32) ChangeColours(pixels_, GetBufferSize(), Divided);
+  if (bitsPerPixel_ == 32) ChangeColors(pixels_, GetBufferSize(), tovmx::DivideByAlpha);
 }

@@ -1,5 +1,8 @@
 #include "bitmap/row_reader.h"
 
+#include "pixel/color.h"
+#include "pixel/packed_index.h"
+
 #include <algorithm>
 #include <cstddef>
 #include <utility>
@@ -19,14 +22,11 @@ int UsedColours(const CoreDib& bitmap) {
   const int all = 1 << bits;
   if (bitmap.GetPaletteSize() == 0 || bitmap.GetPaletteSize() == all) return all;
   int used = bitmap.GetPaletteSize();
-  const unsigned perByte = 8 / bits;
   const auto width = static_cast<std::size_t>(bitmap.GetWidth());
   for (int y = 0; y < bitmap.GetHeight(); ++y) {
     const std::uint8_t* row = bitmap.GetRow(y);
     for (std::size_t x = 0; x < width; ++x) {
-      const unsigned shift = (perByte - 1 - static_cast<unsigned>(x % perByte)) * bits;
-      used = std::max(
-          used, static_cast<int>(static_cast<unsigned>(row[x / perByte]) >> shift & ((1U << bits) - 1)) + 1);
+      used = std::max(used, static_cast<int>(tovmx::PackedIndex(row, x, bits)) + 1);
     }
   }
   return used;
@@ -35,11 +35,6 @@ int UsedColours(const CoreDib& bitmap) {
 namespace {
 
 bool IsRedFirst(RowLayout layout) noexcept { return layout == RowLayout::kRgb || layout == RowLayout::kRgba; }
-
-// Rounds to the nearest integer.
-std::uint8_t OverWhite(unsigned colour, unsigned alpha) noexcept {
-  return static_cast<std::uint8_t>((colour * alpha + 255U * (255U - alpha) + 127U) / 255U);
-}
 
 bool IsOpaque(const std::uint8_t* row, std::size_t width) noexcept {
   unsigned all = 255;
@@ -66,7 +61,7 @@ RowReader::RowReader(const CoreDib& bitmap, RowLayout layout) : bitmap_(bitmap),
     colour = {static_cast<std::uint8_t>(entry >> 16), static_cast<std::uint8_t>(entry >> 8),
               static_cast<std::uint8_t>(entry), alpha};
     if (BytesPerPixel(layout) == 3) {
-      for (std::size_t c = 0; c < 3; ++c) colour[c] = OverWhite(colour[c], alpha);
+      for (std::size_t c = 0; c < 3; ++c) colour[c] = tovmx::OverWhite(colour[c], alpha);
     }
     if (IsRedFirst(layout)) std::swap(colour[0], colour[2]);
   }
@@ -89,12 +84,9 @@ void RowReader::ExpandIndices(const std::uint8_t* row) {
   const auto width = static_cast<std::size_t>(bitmap_.GetWidth());
   const auto bits = static_cast<unsigned>(bitmap_.GetBitsPerPixel());
   const auto size = static_cast<std::size_t>(BytesPerPixel(layout_));
-  const unsigned perByte = 8 / bits;
-  const unsigned mask = (1U << bits) - 1;
   std::uint8_t* out = scratch_.data();
   for (std::size_t x = 0; x < width; ++x, out += size) {
-    const unsigned shift = (perByte - 1 - static_cast<unsigned>(x % perByte)) * bits;
-    const auto& colour = colours_[static_cast<unsigned>(row[x / perByte]) >> shift & mask];
+    const auto& colour = colours_[tovmx::PackedIndex(row, x, bits)];
     for (std::size_t c = 0; c < size; ++c) out[c] = colour[c];
   }
 }
@@ -125,7 +117,7 @@ void RowReader::ExpandBgra(const std::uint8_t* row) {
     if (size == 4) {
       out[3] = row[3];
     } else if (blend) {
-      for (int c = 0; c < 3; ++c) out[c] = OverWhite(out[c], row[3]);
+      for (int c = 0; c < 3; ++c) out[c] = tovmx::OverWhite(out[c], row[3]);
     }
   }
 }

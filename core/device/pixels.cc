@@ -1,5 +1,8 @@
 #include "device/pixels.h"
 
+#include "pixel/color.h"
+#include "pixel/packed_index.h"
+
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
@@ -9,28 +12,10 @@ namespace core {
 
 namespace {
 
+using tovmx::Premultiplied;
+using tovmx::Straight;
+
 std::uint32_t Component(std::uint32_t pixel, int shift) { return pixel >> shift & 0xFF; }
-
-std::uint32_t Premultiplied(std::uint32_t argb) {
-  const std::uint32_t alpha = argb >> 24;
-  if (alpha == 255) return argb;
-  const auto part = [=](int shift) { return (Component(argb, shift) * alpha + 127) / 255 << shift; };
-  return alpha << 24 | part(16) | part(8) | part(0);
-}
-
-std::uint32_t Straight(std::uint32_t pixel) {
-  const std::uint32_t alpha = pixel >> 24;
-  if (alpha == 255 || alpha == 0) return pixel;
-  const auto part = [=](int shift) {
-    return std::min<std::uint32_t>(255, (Component(pixel, shift) * 255 + alpha / 2) / alpha) << shift;
-  };
-  return alpha << 24 | part(16) | part(8) | part(0);
-}
-
-// ITU-R BT.601 weights, in 1/256.
-std::uint32_t Grey(std::uint32_t argb) {
-  return (77 * Component(argb, 16) + 150 * Component(argb, 8) + 29 * Component(argb, 0) + 128) >> 8;
-}
 
 // The palette's entry that is nearest in colour; of equals the first.
 std::uint32_t NearestEntry(const CoreDib& bitmap, std::uint32_t argb) {
@@ -66,7 +51,7 @@ class Translator {
       lastValue_ = NearestEntry(bitmap_, argb);
     } else {
       const std::uint32_t top = (1U << bits) - 1;
-      lastValue_ = (Grey(argb) * top + 127) / 255;
+      lastValue_ = (tovmx::GrayOf(argb) * top + 127) / 255;
     }
     return lastValue_;
   }
@@ -85,11 +70,7 @@ void SetPixel(std::uint8_t* row, int x, int bits, std::uint32_t value) {
   } else if (bits == 24) {
     std::memcpy(row + column * 3, &value, 3);
   } else {
-    const std::size_t perByte = 8 / static_cast<std::size_t>(bits);
-    const auto shift = static_cast<int>((perByte - 1 - column % perByte) * static_cast<std::size_t>(bits));
-    const auto mask = static_cast<std::uint32_t>(((1U << bits) - 1) << shift);
-    std::uint8_t& byte = row[column / perByte];
-    byte = static_cast<std::uint8_t>((byte & ~mask) | (value << shift & mask));
+    tovmx::SetPackedIndex(row, column, static_cast<unsigned>(bits), value);
   }
 }
 

@@ -1,0 +1,59 @@
+// Color arithmetic on bytes, each operation in one place. All of it rounds to the nearest integer.
+//
+// A packed color here is 0xAARRGGBB. Straight color is independent of alpha; premultiplied color is
+// multiplied by alpha / 255, so that no component is greater than alpha. A pixel of alpha 0 has no color: it
+// is 0 in both forms.
+#pragma once
+
+#include <algorithm>
+#include <cstdint>
+
+namespace tovmx {
+
+// a * b / 255. There are no ties: 255 is odd.
+constexpr std::uint8_t MultiplyBytes(unsigned a, unsigned b) noexcept {
+  return static_cast<std::uint8_t>((a * b + 127) / 255);
+}
+
+// The light that an ink and black leave of red, green or blue: cyan takes red, magenta green, yellow blue.
+// CMYK without a profile.
+constexpr std::uint8_t LightBehindInk(unsigned ink, unsigned black) noexcept {
+  return MultiplyBytes(255 - ink, 255 - black);
+}
+
+// A straight component over white.
+constexpr std::uint8_t OverWhite(unsigned component, unsigned alpha) noexcept {
+  return static_cast<std::uint8_t>((component * alpha + 255 * (255 - alpha) + 127) / 255);
+}
+
+// A premultiplied component made straight; one that is greater than alpha counts as alpha. Precondition:
+// alpha is not 0.
+constexpr std::uint8_t DivideByAlpha(unsigned component, unsigned alpha) noexcept {
+  return static_cast<std::uint8_t>(std::min(255U, (component * 255 + alpha / 2) / alpha));
+}
+
+constexpr std::uint32_t Premultiplied(std::uint32_t argb) noexcept {
+  const std::uint32_t alpha = argb >> 24;
+  if (alpha == 255) return argb;
+  const auto part = [=](int shift) {
+    return std::uint32_t{MultiplyBytes(argb >> shift & 0xff, alpha)} << shift;
+  };
+  return alpha << 24 | part(16) | part(8) | part(0);
+}
+
+constexpr std::uint32_t Straight(std::uint32_t premultiplied) noexcept {
+  const std::uint32_t alpha = premultiplied >> 24;
+  if (alpha == 255) return premultiplied;
+  if (alpha == 0) return 0;
+  const auto part = [=](int shift) {
+    return std::uint32_t{DivideByAlpha(premultiplied >> shift & 0xff, alpha)} << shift;
+  };
+  return alpha << 24 | part(16) | part(8) | part(0);
+}
+
+// The gray level of a color, alpha aside: the weights of ITU-R BT.601 in 1/256.
+constexpr std::uint32_t GrayOf(std::uint32_t argb) noexcept {
+  return (77 * (argb >> 16 & 0xff) + 150 * (argb >> 8 & 0xff) + 29 * (argb & 0xff) + 128) >> 8;
+}
+
+}  // namespace tovmx
