@@ -3,7 +3,7 @@
 #include "codec/bmp_header.h"
 #include "codec/codecs.h"
 #include "codec/pixel_limit.h"
-#include "codec/read_rest.h"
+#include "io/read_rest.h"
 
 #include <algorithm>
 #include <vector>

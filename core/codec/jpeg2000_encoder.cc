@@ -3,7 +3,7 @@
 #include "codec/codecs.h"
 #include "codec/jpeg2000_box.h"
 #include "codec/jpeg2000_handles.h"
-#include "codec/seekable_buffer.h"
+#include "io/seekable_buffer.h"
 
 #include <algorithm>
 

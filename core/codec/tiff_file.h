@@ -2,7 +2,7 @@
 // results.
 #pragma once
 
-#include "codec/seekable_buffer.h"
+#include "io/seekable_buffer.h"
 #include "tovmx/stream.h"
 
 #include <tiffio.h>

@@ -1,7 +1,7 @@
 // WebP, read by libwebp straight into the bitmap; animations are composed by libwebpdemux.
 #include "codec/codecs.h"
 #include "codec/pixel_limit.h"
-#include "codec/read_rest.h"
+#include "io/read_rest.h"
 
 #include <webp/decode.h>
 #include <webp/demux.h>

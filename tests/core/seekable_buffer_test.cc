@@ -1,4 +1,4 @@
-#include "codec/seekable_buffer.h"
+#include "io/seekable_buffer.h"
 
 #include <gtest/gtest.h>
 
