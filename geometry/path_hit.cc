@@ -5,10 +5,10 @@
 // that is not hit can only add crossings, so the inside test also ends once no ray is missing.
 #include "arc_hit.h"
 #include "curve_hit.h"
-#include "path_walk.h"
 #include "segment_hit.h"
 
 #include <tovkit/geometry.h>
+#include <tovmx/path_walk.h>
 
 namespace tovkit {
 
@@ -22,16 +22,14 @@ struct HitVisitor {
   bool Line(const CorePathPoint& a, const CorePathPoint& b) {
     return HitTestSegment(query, a, b, missing) || (kWithRays && missing == kNoRay);
   }
-  template <int kDegree>
-  bool Curve(const CorePathPoint* points) {
-    return HitTestCurve<kDegree, kWithRays>(query, points, missing);
-  }
+  bool Quad(const CorePathPoint* points) { return HitTestCurve<2, kWithRays>(query, points, missing); }
+  bool Cubic(const CorePathPoint* points) { return HitTestCurve<3, kWithRays>(query, points, missing); }
   bool Arc(const CorePathPoint* arc) {
     if (ArcCandidates(query, arc, missing) == 0) return false;
     CorePathPoint curves[1 + 3 * kCoreMaxArcCurves];
     const int count = CoreArcToCubics(arc, curves);
     for (int k = 0; k < count; ++k) {
-      if (Curve<3>(curves + 3 * k)) return true;
+      if (Cubic(curves + 3 * k)) return true;
     }
     return false;
   }
@@ -40,7 +38,7 @@ struct HitVisitor {
 template <bool kWithRays>
 bool Passes(const CorePath& path, const HitQuery& query) {
   HitVisitor<kWithRays> visitor = {query};
-  return WalkPath(path.GetPoints(), path.GetPointCounter() + 1, visitor);
+  return CoreWalkPath(path.GetPoints(), path.GetPointCounter() + 1, visitor);
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 BEGIN {
   print "#include <tovkit/tovkit.h>"
   print "#include <tovmx/device.h>"
+  print "#include <tovmx/path_walk.h>"
   print "#include <tovmx/text_codec.h>"
   print "#include <unistd.h>"
   print "#include <algorithm>\n#include <cmath>\n#include <cstdio>\n#include <cstring>\n#include <fstream>\n#include <memory>\n#include <string>"
