@@ -22,6 +22,7 @@ struct HitVisitor {
   bool Line(const CorePathPoint& a, const CorePathPoint& b) {
     return HitTestSegment(query, a, b, missing) || (kWithRays && missing == kNoRay);
   }
+  bool Close(const CorePathPoint& from, const CorePathPoint& start) { return Line(from, start); }
   bool Quad(const CorePathPoint* points) { return HitTestCurve<2, kWithRays>(query, points, missing); }
   bool Cubic(const CorePathPoint* points) { return HitTestCurve<3, kWithRays>(query, points, missing); }
   bool Arc(const CorePathPoint* arc) {

@@ -53,11 +53,6 @@ Stretch StretchOf(const cairo_matrix_t& m) {
   return {(sum + difference) / 2, std::fabs(sum - difference) / 2};
 }
 
-bool IsFinite(const CoreMatrix& m) {
-  return std::isfinite(m.a) && std::isfinite(m.b) && std::isfinite(m.c) && std::isfinite(m.d) &&
-         std::isfinite(m.e) && std::isfinite(m.f);
-}
-
 // From reference pixels to surface units.
 cairo_matrix_t PlaceOf(const CoreMatrix& matrix, double textScale, double surfaceScale) {
   const double linear = textScale * surfaceScale;
@@ -109,7 +104,7 @@ bool CoreCanvas::FillPage(std::uint32_t argb) {
 
 bool CoreCanvas::DrawText(const wchar_t* characters, int count, const CoreFontLoader& fonts,
                           const CoreMatrix& matrix, std::uint32_t argb, float pixelSize) {
-  if (!IsGood() || !IsFinite(matrix)) return false;
+  if (!IsGood() || !core::IsFinite(matrix)) return false;
   const core::ShapedLine* line = core::ShapeForSize(fonts.Request(), characters, count, pixelSize);
   if (line == nullptr) return false;
 

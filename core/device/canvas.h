@@ -5,7 +5,23 @@
 #include "font/shaped_line.h"
 #include "tovmx/device.h"
 
+#include <cmath>
 #include <cstdint>
+
+namespace core {
+
+inline bool IsFinite(const CoreMatrix& m) {
+  return std::isfinite(m.a) && std::isfinite(m.b) && std::isfinite(m.c) && std::isfinite(m.d) &&
+         std::isfinite(m.e) && std::isfinite(m.f);
+}
+
+// From device units to surface units.
+inline cairo_matrix_t PlaceOf(const CoreMatrix& matrix, double scale) {
+  return {matrix.a * scale, matrix.b * scale, matrix.c * scale,
+          matrix.d * scale, matrix.e * scale, matrix.f * scale};
+}
+
+}  // namespace core
 
 class CoreCanvas {
  public:
@@ -18,6 +34,8 @@ class CoreCanvas {
 
   bool DrawText(const wchar_t* characters, int count, const CoreFontLoader& fonts, const CoreMatrix& matrix,
                 std::uint32_t argb, float pixelSize);
+  bool FillPath(const CorePath& path, CoreFillMode fillMode, const CoreMatrix& matrix, std::uint32_t argb);
+  bool StrokePath(const CorePath& path, float width, const CoreMatrix& matrix, std::uint32_t argb);
   bool FillPage(std::uint32_t argb);
   virtual bool Flush();
   // Ends the page; nothing can be drawn afterwards.
@@ -37,6 +55,9 @@ class CoreCanvas {
   void PaintRuns(const core::ShapedLine& line, const cairo_matrix_t& place, bool wholeLineVisible);
   void PaintOutlines(const core::ShapedLine& line, const cairo_matrix_t& place, double em);
   void SetColour(std::uint32_t argb);
+  // Makes the path, mapped to the surface, Cairo's own. False, and Cairo has none, for one that cannot be
+  // drawn.
+  bool TakePath(const CorePath& path, const CoreMatrix& matrix);
 
   core::CairoSurfacePtr surface_;
   core::CairoPtr cairo_;

@@ -5,6 +5,7 @@
 #include <utility>
 
 CoreDevice::~CoreDevice() = default;
+CorePathDevice::~CorePathDevice() = default;
 
 CorePageDevice::CorePageDevice(std::unique_ptr<CoreCanvas> canvas) noexcept : canvas_(std::move(canvas)) {}
 CorePageDevice::~CorePageDevice() = default;
@@ -18,6 +19,16 @@ bool CorePageDevice::DrawText(const wchar_t* characters, int count, const CoreFo
 bool CorePageDevice::EndText() { return canvas_->IsGood(); }
 
 bool CorePageDevice::Flush() { return canvas_->Flush(); }
+
+bool CorePageDevice::FillPath(const CorePath& path, CoreFillMode fillMode, const CoreMatrix& matrix,
+                              std::uint32_t argb) {
+  return canvas_->FillPath(path, fillMode, matrix, argb);
+}
+
+bool CorePageDevice::StrokePath(const CorePath& path, float width, const CoreMatrix& matrix,
+                                std::uint32_t argb) {
+  return canvas_->StrokePath(path, width, matrix, argb);
+}
 
 bool CorePageDevice::FillPage(std::uint32_t argb) { return canvas_->FillPage(argb); }
 

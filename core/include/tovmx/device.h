@@ -25,6 +25,7 @@
 #include <tovmx/export.h>
 #include <tovmx/font.h>
 #include <tovmx/geometry.h>
+#include <tovmx/path.h>
 #include <tovmx/stream.h>
 
 #include <cstdint>
@@ -61,10 +62,52 @@ class TOVMX_API CoreDevice {
   CoreDevice& operator=(const CoreDevice&) = delete;
 };
 
+/// A device that paths can be drawn onto: dynamic_cast tells whether a CoreDevice is one. Paths and text
+/// cover each other in the order of the calls, and Flush hands both to the target.
+///
+/// \code{.cc}
+/// CoreDib picture;
+/// picture.Create(100, 100, 32);
+/// CoreBitmapDevice page(&picture);
+/// CoreDevice& device = page;
+/// CorePath triangle;
+/// triangle.MoveTo(10, 90);
+/// triangle.LineTo(90, 90);
+/// triangle.LineTo(50, 10);
+/// triangle.Close();
+/// if (auto* paths = dynamic_cast<CorePathDevice*>(&device)) {
+///   paths->FillPath(triangle, kCoreFillWinding, CoreMatrix(), 0xFFE0E8F0);
+///   paths->StrokePath(triangle, 2.0f, CoreMatrix(), 0xFF1F4E79);
+///   device.Flush();
+/// }
+/// \endcode
+class TOVMX_API CorePathDevice : public CoreDevice {
+ public:
+  ~CorePathDevice() override;
+
+  /// The farthest that a path may reach from the page's origin, in pixels or points of the target.
+  static constexpr double kMaxReach = 4e6;
+
+  /// Fills the inside of a path, by the fill mode's rule, with one color, 0xAARRGGBB with straight alpha.
+  /// `matrix` maps the path to device units. The path's segments are those of CoreWalkPath; a subpath that is
+  /// open is closed for it. Edges are smoothed.
+  ///
+  /// False, and nothing drawn, for numbers of the path or the matrix that are not finite, a path that reaches
+  /// beyond kMaxReach, and a device that has failed.
+  virtual bool FillPath(const CorePath& path, CoreFillMode fillMode, const CoreMatrix& matrix,
+                        std::uint32_t argb) = 0;
+
+  /// Draws along a path with a pen `width` units of the path wide. Corners are mitered as far as four times
+  /// the width and beveled beyond; ends are cut where the path ends, and a closed subpath has none. Results
+  /// as FillPath's; false also for a width that is not finite or not above 0, or beyond kMaxReach.
+  virtual bool StrokePath(const CorePath& path, float width, const CoreMatrix& matrix,
+                          std::uint32_t argb) = 0;
+};
+
 class CoreCanvas;  // private to the core
 
 /// What this core's devices share.
-class TOVMX_API CorePageDevice : public CoreDevice {
+class TOVMX_API CorePageDevice : public CorePathDevice {
  public:
   ~CorePageDevice() override;
 
@@ -74,6 +117,13 @@ class TOVMX_API CorePageDevice : public CoreDevice {
                 std::uint32_t argb, float pixelSize) override;
   bool EndText() override;
   bool Flush() override;
+  /// @}
+
+  /// As CorePathDevice says.
+  /// @{
+  bool FillPath(const CorePath& path, CoreFillMode fillMode, const CoreMatrix& matrix,
+                std::uint32_t argb) override;
+  bool StrokePath(const CorePath& path, float width, const CoreMatrix& matrix, std::uint32_t argb) override;
   /// @}
 
   /// Replaces everything on the page by one colour, 0xAARRGGBB with straight alpha. On a PDF or SVG page it

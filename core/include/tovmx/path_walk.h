@@ -18,6 +18,7 @@
 ///   bool Quad(const CorePathPoint* points) { return ++curves, false; }
 ///   bool Cubic(const CorePathPoint* points) { return ++curves, false; }
 ///   bool Arc(const CorePathPoint* records) { return ++arcs, false; }
+///   bool Close(const CorePathPoint& from, const CorePathPoint& start) { return Line(from, start); }
 /// };
 ///
 /// CorePath path;
@@ -32,10 +33,11 @@
 
 #include <tovmx/path.h>
 
-/// Calls visitor.Line(from, to), visitor.Curve<degree>(points) and visitor.Arc(records) for the segments of
-/// the `count` records at `records`, in order. `points` are the degree + 1 control points (degree 2 or 3),
-/// the first being where the curve starts; `records` are the point that the arc starts from and the four
-/// records of ArcTo, as CoreArcToCubics takes them. A closed subpath ends with a line to its start.
+/// Calls visitor.Line(from, to), visitor.Quad(points), visitor.Cubic(points), visitor.Arc(records) and
+/// visitor.Close(from, start) for the segments of the `count` records at `records`, in order. `points` are
+/// the 3 or 4 control points, the first being where the curve starts; `records` are the point that the arc
+/// starts from and the four records of ArcTo, as CoreArcToCubics takes them; Close is the line that closes a
+/// subpath.
 ///
 /// They return true to end the walk; so does this function then, and false when all was seen. What they
 /// throw is passed on.
@@ -71,7 +73,7 @@ bool CoreWalkPath(const CorePathPoint* records, int count, Visitor& visitor) {
       if (visitor.Arc(at - 1)) return true;
       at += 3;
     }
-    if ((at->flags & kCorePathClose) && visitor.Line(*at, *start)) return true;
+    if ((at->flags & kCorePathClose) && visitor.Close(*at, *start)) return true;
   }
   return false;
 }
