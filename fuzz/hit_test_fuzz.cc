@@ -45,6 +45,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (tovkit::HitTestPath(point, head[2], path, 0, fill, kCoreFillEvenOdd) !=
         reference::ReferenceHitTestPath(point, head[2], path, 0, fill, kCoreFillEvenOdd))
       std::abort();
+    const tovkit::HitTestDetail detail = tovkit::HitTestPathDetail(point, head[2], path, fill);
+    if (detail.hit != tovkit::HitTestPath(point, head[2], path, 0, fill, kCoreFillEvenOdd)) std::abort();
+    if (detail.record > path.GetPointCounter() || std::isnan(detail.distance)) std::abort();
   }
   return 0;
 }

@@ -5,6 +5,7 @@
 // that is not hit can only add crossings, so the inside test also ends once no ray is missing.
 #include "arc_hit.h"
 #include "curve_hit.h"
+#include "path_distance.h"
 #include "segment_hit.h"
 
 #include <tovkit/geometry.h>
@@ -42,6 +43,26 @@ bool Passes(const CorePath& path, const HitQuery& query) {
   return CoreWalkPath(path.GetPoints(), path.GetPointCounter() + 1, visitor);
 }
 
+// The record that the first hit segment of the outline begins with.
+struct RecordVisitor {
+  const HitQuery& query;
+  const CorePathPoint* records;
+  HitVisitor<false> outline = {query};
+  int record = -1;
+
+  bool Line(const CorePathPoint& a, const CorePathPoint& b) { return Take(outline.Line(a, b), &b); }
+  bool Close(const CorePathPoint& a, const CorePathPoint& b) { return Take(outline.Close(a, b), &a); }
+  bool Quad(const CorePathPoint* points) { return Take(outline.Quad(points), points + 1); }
+  bool Cubic(const CorePathPoint* points) { return Take(outline.Cubic(points), points + 1); }
+  bool Arc(const CorePathPoint* arc) { return Take(outline.Arc(arc), arc + 1); }
+
+ private:
+  bool Take(bool hit, const CorePathPoint* first) {
+    if (hit) record = static_cast<int>(first - records);
+    return hit;
+  }
+};
+
 }  // namespace
 
 // The inside test asks every segment what the outline test would ask it. When it finds nothing, neither does
@@ -50,6 +71,23 @@ bool HitTestPath(const CorePointF& point, float tolerance, const CorePath& path,
                  bool testFill, CoreFillMode /*fillMode*/) {
   const HitQuery query(point.x, point.y, tolerance);
   return testFill ? Passes<true>(path, query) : Passes<false>(path, query);
+}
+
+HitTestDetail HitTestPathDetail(const CorePointF& point, float tolerance, const CorePath& path,
+                                bool testFill) {
+  const HitQuery query(point.x, point.y, tolerance);
+  const int count = path.GetPointCounter() + 1;
+  HitTestDetail detail;
+  detail.distance = DistanceToPath(point, path);
+  RecordVisitor outline = {query, path.GetPoints()};
+  detail.hit = CoreWalkPath(path.GetPoints(), count, outline);
+  detail.record = outline.record;
+  if (testFill && !detail.hit) {
+    HitVisitor<true> inside = {query};
+    detail.hit = CoreWalkPath(path.GetPoints(), count, inside);
+    detail.rays = kEveryRay & ~inside.missing;
+  }
+  return detail;
 }
 
 }  // namespace tovkit

@@ -62,6 +62,49 @@ namespace tovkit {
 TOVKIT_API bool HitTestPath(const CorePointF& point, float tolerance, const CorePath& path, float reserved,
                             bool testFill, CoreFillMode fillMode);
 
+/// The rays of the inside test, as bits.
+enum HitTestRay : unsigned {
+  kHitTestRayRight = 1,  ///< towards greater x
+  kHitTestRayDown = 2,   ///< towards greater y
+  kHitTestRayLeft = 4,   ///< towards smaller x
+  kHitTestRayUp = 8,     ///< towards smaller y
+};
+
+/// What HitTestPathDetail tells.
+struct HitTestDetail {
+  bool hit = false;   ///< the answer of HitTestPath
+  int record = -1;    ///< the record that the first segment that is hit begins with: that of the line, the
+                      ///< first of the curve or arc, the one that a subpath is closed after; -1 without a hit
+                      ///< and when only the rays decided
+  unsigned rays = 0;  ///< HitTestRay bits of the rays that cross the outline, when the inside was asked for
+                      ///< and no segment is hit; all four make the point a hit
+  double distance = 0;  ///< from the point to the nearest point drawn, in path units, whether hit or not;
+                        ///< infinite when the path draws nothing or the point is not finite
+};
+
+/// As HitTestPath, and why: which record decided, which rays crossed, how far away the outline is.
+///
+/// The verdict is always HitTestPath's, with all that is said there. The distance is the Euclidean one to the
+/// lines and curves as they are drawn, to some seven digits; segments whose numbers are not finite do not
+/// count. It is no verdict: a point may be nearer than the tolerance and no hit, or farther and a hit.
+///
+/// \param point      in path units
+/// \param tolerance  as for HitTestPath
+/// \param path       must not change during the call
+/// \param testFill   true: a point inside the shape is a hit as well
+/// \return the verdict and its reasons
+///
+/// Takes no memory from the heap and throws nothing. Costs some 100 ns a curve: it looks at every segment.
+///
+/// \code{.cc}
+/// CorePath line;
+/// line.MoveTo(0, 0);
+/// line.LineTo(10, 0);
+/// const HitTestDetail near = HitTestPathDetail({5, 3}, 1, line, false);   // no hit, record -1, distance 3
+/// \endcode
+[[nodiscard]] TOVKIT_API HitTestDetail HitTestPathDetail(const CorePointF& point, float tolerance,
+                                                         const CorePath& path, bool testFill);
+
 /// @}
 
 }  // namespace tovkit
