@@ -66,7 +66,7 @@ const CLI::App& Deepest(const CLI::App& root) {
 
 std::string UnknownSubcommand(const CLI::App& command, const std::string& word) {
   const std::vector<std::string> names = SubcommandNames(command);
-  const std::string unknown = "'" + word + "' is no subcommand";
+  std::string unknown = "'" + word + "' is no subcommand";
   if (names.empty()) return unknown;
   const std::string nearest = Nearest(names, word);
   if (!nearest.empty()) return unknown + "; did you mean '" + nearest + "'?";
