@@ -1,5 +1,6 @@
 // tovkit base64: bytes to Base64 and back, as a stream.
 #include "command.h"
+#include "input_file.h"
 
 #include <tovkit/util.h>
 
@@ -24,8 +25,8 @@ struct Base64Options {
 class Input {
  public:
   explicit Input(const std::string& path) {
-    const bool standard = path.empty() || path == "-";
-    name_ = standard ? "standard input" : path;
+    const bool standard = path == "-";
+    name_ = InputName(path);
     file_.reset(standard ? stdin : std::fopen(path.c_str(), "rb"));
     if (file_ == nullptr) throw JobError(name_ + ": cannot open: " + std::strerror(errno));
   }
@@ -143,7 +144,7 @@ void AddBase64Command(CLI::App& app) {
   command->add_flag("-d,--decode", options->decode, "Decode instead of encode");
   command->add_option("FILE", options->file, "What to read; standard input when missing or -");
   command->callback([options] {
-    Input input(options->file);
+    Input input(ChosenInput(options->file));
     options->decode ? Decode(input) : Encode(input);
   });
 }

@@ -1,5 +1,7 @@
 #include "commands.h"
 
+#include "usage.h"
+
 #include <tovkit/util.h>
 
 #include <CLI/CLI.hpp>
@@ -10,6 +12,7 @@ namespace cli {
 
 void AddBase64Command(CLI::App& app);
 void AddDrawCommand(CLI::App& app);
+void AddHelpCommand(CLI::App& app);
 void AddHitCommand(CLI::App& app);
 void AddInfoCommand(CLI::App& app);
 void AddImageCommand(CLI::App& app);
@@ -27,6 +30,7 @@ void AddCommands(CLI::App& app) {
   app.require_subcommand(1);
   AddBase64Command(app);
   AddDrawCommand(app);
+  AddHelpCommand(app);
   AddHitCommand(app);
   AddInfoCommand(app);
   AddImageCommand(app);
@@ -45,9 +49,8 @@ void DefineCommand(CLI::App& app) {
   app.name("tovkit");
   app.description("Documents, pictures, text, paths and processes from the command line.");
   app.set_version_flag("--version", std::string("tovkit ") + tovkit::GetLibraryVersion());
-  app.failure_message([](const CLI::App*, const CLI::Error& e) {
-    return std::string("tovkit: ") + e.what() + "\nTry 'tovkit --help' or 'tovkit SUBCOMMAND --help'.\n";
-  });
+  app.failure_message(
+      [](const CLI::App* root, const CLI::Error& e) { return UsageMessage(WhatIsWrong(*root, e)); });
   AddCommands(app);
 }
 

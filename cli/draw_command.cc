@@ -37,7 +37,7 @@ constexpr std::uint32_t kWhite = 0xFFFFFFFF;
 struct DrawOptions {
   std::vector<std::string> files;
   std::vector<std::string> fontFiles;
-  std::string output;
+  OutputOptions output;
   std::string size;
   std::string background;
   float dpi = 96.0f;
@@ -217,8 +217,9 @@ std::optional<std::uint32_t> ParseBackground(const std::string& text) {
 }
 
 void DrawPage(const DrawOptions& options) {
-  CheckOutputFormat(options.output);
+  const OutputFormat format = ChooseFormat(options.output, OutputKind::kPage);
   for (const std::string& file : options.fontFiles) {
+    CheckReadable(file);
     if (!CoreFontLoader::RegisterFontFile(file.c_str())) throw JobError(file + ": holds no font");
   }
   Drawing drawing;
@@ -245,7 +246,7 @@ void DrawPage(const DrawOptions& options) {
     from = measure.Origin();
     to = {kMargin - room.from.x, kMargin - room.from.y};
   }
-  WritePage(options.output, page, [&](CoreDevice& device) {
+  WritePage(options.output.file, format, page, [&](CoreDevice& device) {
     MovedDevice moved(device, from, to);
     Draw(drawing, moved);
     device.Flush();
@@ -258,11 +259,14 @@ void AddDrawCommand(CLI::App& app) {
   const auto options = std::make_shared<DrawOptions>();
   CLI::App* draw = app.add_subcommand("draw", "Draw lines of text that JSON files describe on one page");
   draw->add_option("FILE", options->files,
-                   "JSON: an object is one line, an array several; - is standard input")
+                   "JSON: an object is one line, an array several; standard input when missing or -");
+  draw->add_option("-o,--output", options->output.file,
+                   "The page; its extension is the format: pdf, svg, png and the other picture formats; - is "
+                   "standard output")
+      ->type_name("FILE")
       ->required();
-  draw->add_option("-o,--output", options->output,
-                   "The page; its extension is the format: pdf, svg, png and the other picture formats")
-      ->required();
+  draw->add_option("--format", options->output.format, "Format of the page, whatever its extension")
+      ->type_name("NAME");
   draw->add_option("--size", options->size,
                    "Width and height, 96 to the inch; without it, what the text needs")
       ->type_name("WxH")
@@ -286,7 +290,10 @@ void AddDrawCommand(CLI::App& app) {
       ->allow_extra_args(false)
       ->type_name("FILE");
   draw->add_flag("-v,--verbose", options->verbose, "Tell which fonts stand in for missing ones");
-  draw->callback([options] { DrawPage(*options); });
+  draw->callback([options] {
+    if (options->files.empty()) options->files = {ChosenInput("")};
+    DrawPage(*options);
+  });
 }
 
 }  // namespace cli

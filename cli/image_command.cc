@@ -1,5 +1,7 @@
 // tovkit image: converts pictures between formats, blanks rectangles in them and says what they are.
 #include "command.h"
+#include "input_file.h"
+#include "output_format.h"
 #include "picture_output.h"
 
 #include <tovkit/imaging.h>
@@ -19,8 +21,9 @@ namespace cli {
 namespace {
 
 struct ImageOptions {
-  std::string in;
-  std::string out;
+  std::string source;  // "-" is standard input
+  std::string in;      // what messages call it
+  OutputOptions out;
   std::vector<std::string> rectangles;
   int quality = 0;
   int frame = 1;
@@ -38,12 +41,6 @@ bool ParseRectangle(const std::string& text, CoreRect& rect) {
     at = result.ptr;
   }
   return at == end;
-}
-
-CoreImageFormat FormatOf(const std::string& path) {
-  const std::string name = path.substr(path.find_last_of('/') + 1);
-  const std::size_t dot = name.find_last_of('.');
-  return dot == std::string::npos ? kCoreImageUnknown : CoreImageFormatFromExtension(name.c_str() + dot);
 }
 
 // The input as a stream: a regular file where it lies, anything else (standard input, a pipe) read into
@@ -71,7 +68,7 @@ class PictureInput {
 
  private:
   [[noreturn]] static void Fail(const std::string& path) {
-    throw JobError(path + ": " + std::strerror(errno));
+    throw JobError(InputName(path) + ": " + std::strerror(errno));
   }
 
   void Slurp(const std::string& path) {
@@ -84,7 +81,7 @@ class PictureInput {
       kept = memory_.Write(block, count);
     const bool broken = std::ferror(file) != 0;
     if (!standard) std::fclose(file);
-    if (broken || !kept) throw JobError(path + ": cannot read it to the end");
+    if (broken || !kept) throw JobError(InputName(path) + ": cannot read it to the end");
   }
 
   CoreMemoryOutputStream memory_;
@@ -109,7 +106,9 @@ void PrintInfo(CoreImageFormat format, const CoreImageInfo& info) {
 }
 
 void Image(const ImageOptions& options) {
-  PictureInput input(options.in);
+  OutputFormat output;
+  if (!options.out.file.empty()) output = ChooseFormat(options.out, OutputKind::kPicture);
+  PictureInput input(options.source);
   const CoreImageFormat format = CoreDetectImageFormat(input.stream());
   const auto decoder = CoreCodecRegistry::Get().GetFactory().CreateDecoder(format);
   if (decoder == nullptr) throw JobError(options.in + ": not a picture of a known format");
@@ -122,7 +121,7 @@ void Image(const ImageOptions& options) {
                    std::to_string(info.frameCount));
   }
   if (options.info) PrintInfo(format, info);
-  if (options.out.empty()) return;
+  if (options.out.file.empty()) return;
 
   const std::unique_ptr<CoreDib> bitmap = decoder->GetBitmap(options.frame - 1, 0, 0);
   if (bitmap == nullptr) throw JobError(broken);
@@ -130,20 +129,12 @@ void Image(const ImageOptions& options) {
     CoreRect rect;
     if (ParseRectangle(text, rect)) tovkit::DeleteRectDib(bitmap.get(), rect);
   }
-  WritePicture(options.out, FormatOf(options.out), options.quality, *bitmap);
+  WritePicture(options.out.file, output.picture, options.quality, *bitmap);
 }
 
 std::string CheckRectangle(const std::string& text) {
   CoreRect rect;
   return ParseRectangle(text, rect) ? "" : "'" + text + "' is not LEFT,TOP,RIGHT,BOTTOM in pixels";
-}
-
-std::string CheckOutput(const std::string& path) {
-  const CoreImageFormat format = FormatOf(path);
-  if (CoreCodecRegistry::Get().GetFactory().CreateEncoder(format) != nullptr) return "";
-  if (format != kCoreImageUnknown)
-    return std::string(CoreImageFormatName(format)) + " can be read but not written";
-  return "'" + path + "' ends in no known extension (png, jpg, tif, webp, jp2, bmp)";
 }
 
 }  // namespace
@@ -152,10 +143,15 @@ void AddImageCommand(CLI::App& app) {
   const auto options = std::make_shared<ImageOptions>();
   CLI::App* const command =
       app.add_subcommand("image", "Convert a picture, blank parts of it or say what it is");
-  command->add_option("IN", options->in, "The picture, told by its content; - is standard input")->required();
+  command->add_option("IN", options->source,
+                      "The picture, told by its content; standard input when missing or -");
   CLI::Option* const out =
-      command->add_option("-o,--output", options->out, "Where to write; the extension names the format");
-  out->check(CLI::Validator(CheckOutput, "FILE"));
+      command->add_option("-o,--output", options->out.file,
+                          "Where to write; the extension names the format; - is standard output");
+  out->type_name("FILE");
+  command->add_option("--format", options->out.format, "Format to write, whatever the extension")
+      ->type_name("NAME")
+      ->needs(out);
   command
       ->add_option("--erase", options->rectangles,
                    "Blank a rectangle to the brightest colour; may be repeated")
@@ -174,7 +170,12 @@ void AddImageCommand(CLI::App& app) {
       ->capture_default_str();
   command->add_flag("--info", options->info, "Print format, size, depth, palette and frames");
   command->callback([options] {
-    if (options->out.empty() && !options->info) throw CLI::RequiredError("-o or --info");
+    if (options->out.file.empty() && !options->info) throw CLI::RequiredError("-o or --info");
+    if (options->out.file == "-" && options->info) {
+      throw UsageError("--info and -o - cannot both go to standard output");
+    }
+    options->source = ChosenInput(options->source);
+    options->in = InputName(options->source);
     Image(*options);
   });
 }

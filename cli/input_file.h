@@ -18,6 +18,13 @@ using InputFile = std::unique_ptr<std::FILE, CloseInput>;
 // What messages call an input: its path, or "standard input" for "-".
 std::string InputName(const std::string& file);
 
+// The one file that a subcommand reads: the one that was named, else "-", standard input. Throws UsageError
+// when none was named and standard input is a terminal, where nobody knows that something is waited for.
+std::string ChosenInput(const std::string& file);
+
+// Throws JobError naming the file when no byte can be read from it.
+void CheckReadable(const std::string& file);
+
 // Opens an input for reading. Throws JobError naming it when it cannot be opened.
 InputFile OpenInput(const std::string& file);
 

@@ -10,6 +10,11 @@ struct JobError : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
+// What was asked for makes no sense: main prints the text, where help is found, and exits with 2.
+struct UsageError : std::runtime_error {
+  using std::runtime_error::runtime_error;
+};
+
 // The job is done and the exit status carries its answer.
 struct ExitStatus {
   int code;

@@ -117,12 +117,13 @@ void AddJsonCommand(CLI::App& app) {
   const auto options = std::make_shared<JsonOptions>();
   CLI::App* const command =
       app.add_subcommand("json", "Check a JSON text and print it compact, or print one value of it");
-  command->add_option("FILE", options->file, "A JSON file, or - for standard input")->required();
+  command->add_option("FILE", options->file, "A JSON file; standard input when missing or -");
   CLI::Option* const get = command->add_option(
       "--get", options->path,
       "Print the kind and the value at this path: names and indices with dots between, such as Lines.0.Font; "
       "a backslash before a dot makes it part of a name");
   command->callback([options, get] {
+    options->file = ChosenInput(options->file);
     options->get = get->count() != 0;
     RunJson(*options);
   });

@@ -58,6 +58,8 @@ class CaughtOutput {
 
 tovkit::SharedPtr<tovkit::JsonValue> ReadJson(const std::string& file) {
   const std::string text = ReadInputFile(file, INT_MAX, "larger than 2 GiB");
+  // To the parser an empty text is an empty object.
+  if (text.empty()) throw JobError(InputName(file) + ": empty, where JSON is expected");
   CaughtOutput caught;
   auto root = tovkit::Json::Parse(text.c_str(), static_cast<unsigned int>(text.size()), nullptr);
   if (!root) throw JobError(InputName(file) + ": " + caught.Line());

@@ -2,6 +2,7 @@
 #include "command.h"
 #include "commands.h"
 #include "text_output.h"
+#include "usage.h"
 
 #include <cstdio>
 #include <exception>
@@ -15,7 +16,7 @@ constexpr int kUsage = 2;
 
 // One line whatever the text holds, so that a file name with a line break cannot forge a second message.
 int Fail(const std::string& trouble) {
-  std::fprintf(stderr, "tovkit: %s\n", cli::Printable(trouble).c_str());
+  std::fprintf(stderr, "tovkit: %s\n", cli::Printable(cli::Shortened(trouble)).c_str());
   return kFailed;
 }
 
@@ -25,6 +26,9 @@ int Run(CLI::App& app, int argc, char** argv, std::string& trouble) {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& e) {
     return app.exit(e) == 0 ? kDone : kUsage;
+  } catch (const cli::UsageError& e) {
+    std::fputs(cli::UsageMessage(e.what()).c_str(), stderr);
+    return kUsage;
   } catch (const cli::ExitStatus& status) {
     return status.code;
   } catch (const std::exception& e) {

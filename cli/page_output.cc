@@ -7,30 +7,13 @@
 #include <tovmx/codec.h>
 
 #include <algorithm>
-#include <cctype>
-#include <cerrno>
 #include <cmath>
 #include <cstdio>
-#include <cstring>
-#include <filesystem>
 #include <memory>
 
 namespace cli {
 
 namespace {
-
-std::string ExtensionOf(const std::string& file) {
-  std::string extension = std::filesystem::path(file).extension().string();
-  std::transform(extension.begin(), extension.end(), extension.begin(),
-                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-  return extension;
-}
-
-// Unknown for a format that can only be read, too.
-CoreImageFormat WritableFormat(const std::string& extension) {
-  const CoreImageFormat format = CoreImageFormatFromExtension(extension.c_str());
-  return CoreCodecRegistry::Get().GetFactory().CreateEncoder(format) != nullptr ? format : kCoreImageUnknown;
-}
 
 [[noreturn]] void RefuseSize(const std::string& file, double width, double height, double most) {
   char text[160];
@@ -39,27 +22,23 @@ CoreImageFormat WritableFormat(const std::string& extension) {
   throw JobError(file + text);
 }
 
-[[noreturn]] void FailToWrite(const std::string& file) {
-  throw JobError(file + ": cannot write: " + std::strerror(errno));
-}
-
 template <typename Device>
-void WriteDocument(const std::string& file, CoreFileOutputStream& stream, const Page& page,
+void WriteDocument(const std::string& file, OutputStream& output, const Page& page,
                    const std::function<void(CoreDevice&)>& paint) {
   if (std::max(page.width, page.height) > CoreDocumentDevice::kMaxSide) {
     RefuseSize(file, page.width, page.height, CoreDocumentDevice::kMaxSide);
   }
-  Device device(&stream, page.width, page.height);
+  Device device(&output.bytes(), page.width, page.height);
   if (page.background >> 24 != 0) device.FillPage(page.background);
   paint(device);
-  if (device.Finish()) return;
-  // A stream that failed says why when it closes.
-  if (!stream.Close()) FailToWrite(file);
+  if (device.Finish()) return output.Close();
+  // A disk that is full says so when the file is closed.
+  output.Close();
   throw JobError(file + ": cannot draw");
 }
 
-void WriteBitmap(const std::string& file, CoreImageFormat format, CoreFileOutputStream& stream,
-                 const Page& page, const std::function<void(CoreDevice&)>& paint) {
+void WriteBitmap(const std::string& file, CoreImageFormat format, OutputStream& output, const Page& page,
+                 const std::function<void(CoreDevice&)>& paint) {
   const double width = std::ceil(page.width * page.dpi / 96.0);
   const double height = std::ceil(page.height * page.dpi / 96.0);
   if (std::max(width, height) > CoreBitmapDevice::kMaxSide) {
@@ -80,30 +59,25 @@ void WriteBitmap(const std::string& file, CoreImageFormat format, CoreFileOutput
   CoreBitmapDevice device(&picture, page.dpi);
   paint(device);
   if (!device.Flush()) throw JobError(file + ": cannot draw");
-  WritePicture(file, format, 0, picture, stream);
+  WritePicture(file, format, 0, picture, output);
 }
 
 }  // namespace
 
-void CheckOutputFormat(const std::string& file) {
-  const std::string extension = ExtensionOf(file);
-  if (extension == ".pdf" || extension == ".svg" || WritableFormat(extension) != kCoreImageUnknown) return;
-  throw JobError(file + ": no format that can be written goes by this extension");
-}
-
-void WritePage(const std::string& file, const Page& page, const std::function<void(CoreDevice&)>& paint) {
-  const std::string extension = ExtensionOf(file);
-  OutputFile output(file);
-  CoreFileOutputStream stream(output.path().c_str());
-  if (!stream.IsOpen()) FailToWrite(file);
-  if (extension == ".pdf") {
-    WriteDocument<CorePdfDevice>(file, stream, page, paint);
-  } else if (extension == ".svg") {
-    WriteDocument<CoreSvgDevice>(file, stream, page, paint);
-  } else if (const CoreImageFormat format = WritableFormat(extension); format != kCoreImageUnknown) {
-    WriteBitmap(file, format, stream, page, paint);
+void WritePage(const std::string& file, const OutputFormat& format, const Page& page,
+               const std::function<void(CoreDevice&)>& paint) {
+  OutputStream output(file);
+  const std::string name = OutputName(file);
+  switch (format.document) {
+    case OutputFormat::Document::kPdf:
+      WriteDocument<CorePdfDevice>(name, output, page, paint);
+      break;
+    case OutputFormat::Document::kSvg:
+      WriteDocument<CoreSvgDevice>(name, output, page, paint);
+      break;
+    case OutputFormat::Document::kNone:
+      WriteBitmap(name, format.picture, output, page, paint);
   }
-  if (stream.IsOpen() && !stream.Close()) FailToWrite(file);
   output.Commit();
 }
 

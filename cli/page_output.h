@@ -1,5 +1,7 @@
-// The page that `tovkit draw` fills and the file that it becomes: a picture, PDF or SVG by the extension.
+// The page that `tovkit draw` fills and the file that it becomes: a picture, PDF or SVG.
 #pragma once
+
+#include "output_format.h"
 
 #include <tovmx/device.h>
 
@@ -16,11 +18,9 @@ struct Page {
   std::uint32_t background = 0;  // 0xAARRGGBB
 };
 
-// Throws JobError when no format goes by the file's extension. Made to be called before any work is done.
-void CheckOutputFormat(const std::string& file);
-
-// Makes the page, lets `paint` fill it and puts the file in its place. Throws JobError naming the file; an
-// existing file then stays as it was.
-void WritePage(const std::string& file, const Page& page, const std::function<void(CoreDevice&)>& paint);
+// Makes the page, lets `paint` fill it and puts the file in its place; "-" is standard output. Throws
+// JobError naming the file; an existing file then stays as it was.
+void WritePage(const std::string& file, const OutputFormat& format, const Page& page,
+               const std::function<void(CoreDevice&)>& paint);
 
 }  // namespace cli

@@ -1,32 +1,28 @@
 #include "picture_output.h"
 
 #include "job_error.h"
-#include "output_file.h"
-
-#include <cerrno>
-#include <cstring>
+#include "output_format.h"
 
 namespace cli {
 
 void WritePicture(const std::string& file, CoreImageFormat format, int quality, const CoreDib& picture,
-                  CoreFileOutputStream& stream) {
+                  OutputStream& output) {
   const auto encoder = CoreCodecRegistry::Get().GetFactory().CreateEncoder(format);
   encoder->SetQuality(quality);
-  const bool encoded = stream.IsOpen() && encoder->Encode(&picture, &stream) != 0;
-  // Without an open stream errno still says why.
-  if (!stream.IsOpen() || !stream.Close()) throw JobError(file + ": cannot write: " + std::strerror(errno));
+  const bool encoded = encoder->Encode(&picture, &output.bytes()) != 0;
+  // A full disk is the better reason.
+  output.Close();
   if (!encoded) {
-    throw JobError(file + ": " + CoreImageFormatName(format) + " cannot hold a picture of " +
+    throw JobError(OutputName(file) + ": " + CoreImageFormatName(format) + " cannot hold a picture of " +
                    std::to_string(picture.GetWidth()) + " x " + std::to_string(picture.GetHeight()) +
                    " pixels");
   }
 }
 
 void WritePicture(const std::string& file, CoreImageFormat format, int quality, const CoreDib& picture) {
-  OutputFile target(file);
-  CoreFileOutputStream stream(target.path().c_str());
-  WritePicture(file, format, quality, picture, stream);
-  target.Commit();
+  OutputStream output(file);
+  WritePicture(file, format, quality, picture, output);
+  output.Commit();
 }
 
 }  // namespace cli

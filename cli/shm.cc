@@ -1,4 +1,5 @@
 // tovkit shm: creates, fills, shows and removes named shared-memory segments.
+#include "byte_count.h"
 #include "command.h"
 #include "input_file.h"
 
@@ -8,6 +9,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <limits>
 #include <memory>
 #include <string>
 #include <vector>
@@ -58,8 +60,7 @@ void Create(const ShmOptions& options) {
 }
 
 // Everything the input holds. Throws when that is more than `room` bytes.
-std::vector<char> ReadInput(const ShmOptions& options, std::size_t room) {
-  const std::string file = options.file.empty() ? "-" : options.file;
+std::vector<char> ReadInput(const ShmOptions& options, const std::string& file, std::size_t room) {
   const InputFile input = OpenInput(file);
   std::vector<char> bytes;
   char piece[65536];
@@ -79,9 +80,10 @@ std::vector<char> ReadInput(const ShmOptions& options, std::size_t room) {
 }
 
 void Write(const ShmOptions& options) {
+  const std::string file = ChosenInput(options.file);
   SharedMemory memory(options.name.c_str());
   AttachOrFail(memory, options, kReadWrite);
-  const std::vector<char> bytes = ReadInput(options, RoomBehindOffset(memory, options));
+  const std::vector<char> bytes = ReadInput(options, file, RoomBehindOffset(memory, options));
   if (!bytes.empty())
     std::memcpy(static_cast<char*>(memory.GetData()) + options.offset, bytes.data(), bytes.size());
 }
@@ -109,6 +111,17 @@ CLI::App* AddJob(CLI::App& shm, const std::shared_ptr<ShmOptions>& options, cons
   return command;
 }
 
+// Takes "64M" for an option or an argument.
+CLI::Validator ByteCount(std::uint64_t least, std::uint64_t most) {
+  return CLI::Validator([least, most](std::string& text) { return ReplaceByteCount(text, least, most); }, "");
+}
+
+void AddByteCount(CLI::App& command, const char* name, std::size_t& bytes, const std::string& what) {
+  command.add_option(name, bytes, what + ", in bytes or with K, M or G behind the number")
+      ->transform(ByteCount(0, SIZE_MAX))
+      ->type_name("SIZE");
+}
+
 }  // namespace
 
 void AddShmCommand(CLI::App& app) {
@@ -117,17 +130,20 @@ void AddShmCommand(CLI::App& app) {
   shm->require_subcommand(1);
 
   CLI::App* const create = AddJob(*shm, options, "create", "Create a zeroed segment that stays", Create);
-  create->add_option("SIZE", options->size, "Size in bytes")->required()->check(CLI::PositiveNumber);
+  create->add_option("SIZE", options->size, "Size in bytes, or with K, M or G behind it")
+      ->required()
+      ->transform(ByteCount(1, std::numeric_limits<unsigned>::max()))
+      ->type_name("SIZE");
   create->add_flag("--read-only", options->readOnly, "Mode 0444 in place of 0666: only root can attach it");
 
   CLI::App* const write =
       AddJob(*shm, options, "write", "Copy a file or standard input into a segment", Write);
-  write->add_option("FILE", options->file, "What to copy; - or nothing is standard input");
-  write->add_option("--offset", options->offset, "Where to begin in the segment");
+  write->add_option("FILE", options->file, "What to copy; standard input when missing or -");
+  AddByteCount(*write, "--offset", options->offset, "Where to begin in the segment");
 
   CLI::App* const read = AddJob(*shm, options, "read", "Copy a segment to standard output", Read);
-  read->add_option("--offset", options->offset, "Where to begin in the segment");
-  read->add_option("--length", options->length, "How many bytes at most");
+  AddByteCount(*read, "--offset", options->offset, "Where to begin in the segment");
+  AddByteCount(*read, "--length", options->length, "How much to copy at most");
 
   AddJob(*shm, options, "remove", "Remove a segment that no process is attached to", Remove);
 }

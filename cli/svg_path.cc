@@ -1,6 +1,7 @@
 #include "svg_path.h"
 
-#include <charconv>
+#include "number_text.h"
+
 #include <cmath>
 #include <limits>
 
@@ -48,17 +49,15 @@ class Scanner {
   // The first number of a set; the others are Next().
   double Number() {
     SkipSpace();
-    const std::size_t from = at_ + (Peek() == '+' ? 1 : 0);
-    if (from < text_.size() &&
-        (IsDigit(text_[from]) || text_[from] == '.' || (text_[from] == '-' && from == at_))) {
-      double value = 0;
-      const auto [end, error] = std::from_chars(text_.data() + from, text_.data() + text_.size(), value);
-      if (error == std::errc::result_out_of_range || std::fabs(value) > kLargest)
-        Fail("the number is out of range");
-      if (error == std::errc()) {
-        at_ = static_cast<std::size_t>(end - text_.data());
-        return value;
-      }
+    const char* from = text_.data() + at_ + (Peek() == '+' ? 1 : 0);
+    const bool twoSigns = Peek() == '+' && at_ + 1 < text_.size() && *from == '-';
+    double value = 0;
+    const std::errc error =
+        twoSigns ? std::errc::invalid_argument : TakeNumber(from, text_.data() + text_.size(), value);
+    if (error == std::errc::result_out_of_range) Fail("the number is out of range");
+    if (error == std::errc()) {
+      at_ = static_cast<std::size_t>(from - text_.data());
+      return value;
     }
     Fail("a number is expected");
   }

@@ -10,6 +10,9 @@ namespace cli {
 // terminal.
 std::string Printable(const std::string& local);
 
+// The text with what is in the middle of a very long row of digits as "...".
+std::string Shortened(const std::string& text);
+
 // A JSON string, quotes included, of a UTF-8 text. A byte that is no UTF-8 becomes an escape from \udc80 to
 // \udcff, so the output is JSON for every name and the name can be told from it.
 std::string JsonText(const std::string& utf8);

@@ -240,7 +240,7 @@ TEST_F(Draw, BadInputGivesOneLineAndLeavesTheOutputAsItWas) {
   const Case cases[] = {
       {R"({"Content": "x")", "standard input: Parse json error. code=6"},
       {"5", "standard input: Only allow array and object"},
-      {"", "standard input: no text to draw"},
+      {"", "standard input: empty, where JSON is expected"},
       {"{}", "standard input: no text to draw"},
       {R"({"Content": ""})", "standard input: no text to draw"},
       {"[]", "standard input: the array holds no line"},
@@ -264,10 +264,24 @@ TEST_F(Draw, FilesThatCannotBeReadOrWrittenAreNamed) {
   ExpectFailure(RunCommand({"draw", Path("none.json"), "-o", Path("a.png")}), "none.json: No such file");
   ExpectFailure(RunCommand({"draw", Path(""), "-o", Path("a.png")}), "Is a directory");
   ExpectFailure(Run(R"({"Content": "x"})", "no/such/a.png"), "no/such/a.png: ");
-  ExpectFailure(Run(R"({"Content": "x"})", "a.xyz"), "a.xyz: no format");
-  ExpectFailure(Run(R"({"Content": "x"})", "a.gif"), "a.gif: no format");
-  ExpectFailure(Run(R"({"Content": "x"})", "noextension"), "noextension: no format");
-  ExpectFailure(Run(R"({"Content": "x"})", "a.png", {"--font", Path("none.ttf")}), "none.ttf: holds no font");
+  ExpectFailure(Run(R"({"Content": "x"})", "a.png", {"--font", Path("none.ttf")}),
+                "none.ttf: No such file or directory");
+  ExpectFailure(Run(R"({"Content": "x"})", "a.png", {"--font", Path("")}), "/: Is a directory");
+  ExpectFailure(Run(R"({"Content": "x"})", "a.png", {"--font", WriteAll(Path("no.ttf"), "no font")}),
+                "no.ttf: holds no font");
+}
+
+TEST_F(Draw, AnOutputWithoutAFormatIsAUsageErrorThatSaysWhichThereAre) {
+  const char* const kThere = "; the formats are png, jpg, tif, webp, jp2, bmp, pdf, svg\n";
+  const char* const kTable[][2] = {{"a.xyz", "a.xyz: 'xyz' is no format that can be written"},
+                                   {"a.gif", "a.gif: GIF can be read but not written"},
+                                   {"noextension", "noextension: no extension names its format"}};
+  for (const auto& row : kTable) {
+    const CommandResult result = Run(R"({"Content": "x"})", row[0]);
+    EXPECT_EQ(result.status, 2) << row[0];
+    EXPECT_NE(result.err.find(std::string(row[1]) + kThere), std::string::npos) << result.err;
+    EXPECT_FALSE(std::filesystem::exists(Path(row[0])));
+  }
 }
 
 TEST_F(Draw, ALinkStaysAndTheFileBehindItIsReplaced) {
@@ -315,7 +329,6 @@ TEST_F(Draw, MisuseIsAUsageError) {
       {"--background", "#0g"}, {"--background", "255,0,0"}};
   for (const auto& misuse : misuses) EXPECT_EQ(Run(json, "a.png", misuse).status, 2) << misuse[1];
   EXPECT_EQ(RunCommand({"draw", "-"}).status, 2);
-  EXPECT_EQ(RunCommand({"draw", "-o", Path("a.png")}).status, 2);
   EXPECT_EQ(RunCommand({"draw", "--help"}).status, 0);
 }
 

@@ -1,6 +1,7 @@
 // tovkit hit: answers, exit statuses, maps.
 #include "run_command.h"
 #include "scratch_dir.h"
+#include "terminal.h"
 
 #include <gtest/gtest.h>
 #include <tovmx/codec.h>
@@ -68,6 +69,7 @@ TEST(HitCommand, AnswersAndExits) {
 TEST(HitCommand, ReadsStandardInput) {
   EXPECT_EQ(RunCommand({"hit", "-", "--point", "5,5"}, "M0 0L10 10").out, "hit\n");
   EXPECT_EQ(RunCommand({"hit", "-", "--point", "5,5"}, "").out, "miss\n") << "an empty path";
+  EXPECT_EQ(RunCommand({"hit", "--point", "5,5"}, "M0 0L10 10").out, "hit\n") << "without a name";
 }
 
 TEST(HitCommand, TroubleIsOneLineWithTheFile) {
@@ -87,7 +89,7 @@ TEST(HitCommand, TroubleIsOneLineWithTheFile) {
       {{"hit", "/dev/null", "--map", scratch.path() + "/x.png"}, "/dev/null: the path is empty"},
       {{"hit", kPaths + "u.svgpath", "--map", scratch.path() + "/no/x.png"},
        scratch.path() + "/no/x.png: cannot create the file: No such file or directory"},
-      {{"hit", kPaths + "u.svgpath", "--map", "/dev/full"},
+      {{"hit", kPaths + "u.svgpath", "--map", "/dev/full", "--format", "png"},
        "/dev/full: cannot write: No space left on device"},
   };
   for (const Case& c : cases) {
@@ -108,6 +110,15 @@ TEST(HitCommand, BadUsageIsToldApart) {
                                           {"hit", file, "--point", "1,2,3"},
                                           {"hit", file, "--point", ",2"},
                                           {"hit", file, "--point", "1,2", "--tolerance", "much"},
+                                          {"hit", file, "--point", "1,2", "--tolerance", "nan"},
+                                          {"hit", file, "--point", "1,2", "--tolerance", "1e39"},
+                                          {"hit", file, "--point", "nan,nan"},
+                                          {"hit", file, "--point=-nan,1"},
+                                          {"hit", file, "--point", "1,-nan(x)"},
+                                          {"hit", file, "--point", "inf,1"},
+                                          {"hit", file, "--point", "1e39,1"},
+                                          {"hit", file, "--point", "1,2", "--format", "png"},
+                                          {"hit", file, "--map", ""},
                                           {"hit", file, "--point", "1,2", "--map", "x.png"},
                                           {"hit", file, "--point", "1,2", "--size", "9"},
                                           {"hit", file, "--map", "x.png", "--fill"},
@@ -116,6 +127,50 @@ TEST(HitCommand, BadUsageIsToldApart) {
     const CommandResult result = RunCommand(arguments);
     EXPECT_EQ(result.status, 2) << arguments.back();
     EXPECT_EQ(result.out, "");
+  }
+}
+
+TEST(HitCommand, WhatIsNoNumberIsNamed) {
+  const std::string file = kPaths + "u.svgpath";
+  EXPECT_EQ(RunCommand({"hit", file, "--point", "nan,nan"})
+                .err.rfind("tovkit: --point: 'nan,nan' is not X,Y, two finite numbers\n", 0),
+            0u);
+  EXPECT_EQ(RunCommand({"hit", file, "--point", "1,2", "--tolerance=-nan"})
+                .err.rfind("tovkit: --tolerance: '-nan' is no number\n", 0),
+            0u);
+  for (const std::string path : {"M-nan 0", "M0 0L-nan(x) 3", "M0 -inf"}) {
+    const CommandResult result = RunCommand({"hit", "--point", "0,0"}, path);
+    EXPECT_EQ(result.status, 1) << path;
+    EXPECT_NE(result.err.find(": a number is expected\n"), std::string::npos) << path << result.err;
+  }
+}
+
+TEST(HitCommand, ANumberTooSmallToTellFromZeroIsZero) {
+  EXPECT_EQ(RunCommand({"hit", "--point", "1e-400,-1e-400"}, "M-5 0L5 1e-400").out, "hit\n");
+  EXPECT_EQ(RunCommand({"hit", "--point", "0,0", "--tolerance", "1e-400"}, "M-5 0L5 0").out, "hit\n");
+}
+
+TEST(HitCommand, TheMapsExtensionIsItsFormat) {
+  const ScratchDir scratch;
+  const struct {
+    const char* extension;
+    CoreImageFormat format;
+  } cases[] = {{"png", kCoreImagePng},  {"jpg", kCoreImageJpeg},  {"JPEG", kCoreImageJpeg},
+               {"tif", kCoreImageTiff}, {"webp", kCoreImageWebp}, {"jp2", kCoreImageJpeg2000},
+               {"bmp", kCoreImageBmp}};
+  for (const auto& c : cases) {
+    const std::string file = scratch.path() + "/map." + c.extension;
+    EXPECT_EQ(RunCommand({"hit", kPaths + "u.svgpath", "--size", "20", "--map", file}).status, 0) << file;
+    CoreFileInputStream in(file.c_str());
+    EXPECT_EQ(CoreDetectImageFormat(&in), c.format) << file;
+  }
+  for (const std::string extension : {".gif", ".pdf", ".xyz", ""}) {
+    const std::string file = scratch.path() + "/none" + extension;
+    const CommandResult result = RunCommand({"hit", kPaths + "u.svgpath", "--map", file});
+    EXPECT_EQ(result.status, 2) << file;
+    EXPECT_NE(result.err.find("; the formats are png, jpg, tif, webp, jp2, bmp\n"), std::string::npos)
+        << result.err;
+    EXPECT_FALSE(std::filesystem::exists(file));
   }
 }
 
@@ -147,7 +202,7 @@ TEST(HitCommand, MapsOfExtremePaths) {
   const std::string file = scratch.path() + "/map.png";
   for (const std::string path :
        {"M1 1", "M-3e38 -3e38L3e38 3e38", "M0 0L1e-40 1e-40", "M0 0L1000 0", "M0 0A1e-30 1e30 0 01 5 5"}) {
-    for (const std::string tolerance : {"0", "-1", "inf", "nan", "1e38"}) {
+    for (const std::string tolerance : {"0", "-1", "inf", "1e38", "1e-400"}) {
       const CommandResult result =
           RunCommand({"hit", "-", "--map", file, "--size", "9", "--tolerance=" + tolerance}, path);
       EXPECT_EQ(result.status, 0) << path << " " << tolerance << " " << result.err;
@@ -157,38 +212,14 @@ TEST(HitCommand, MapsOfExtremePaths) {
 
 namespace {
 
-// The two ends of a terminal.
-struct Terminal {
-  Terminal() : ours(posix_openpt(O_RDWR | O_NOCTTY)) {
-    EXPECT_GE(ours, 0);
-    grantpt(ours);
-    unlockpt(ours);
-    theirs = open(ptsname(ours), O_RDWR | O_NOCTTY);
-    EXPECT_GE(theirs, 0);
-  }
-  ~Terminal() {
-    HangUp();
-    close(ours);
-  }
-  Terminal(const Terminal&) = delete;
-  Terminal& operator=(const Terminal&) = delete;
-
-  // Starts the map of a spiral with the terminal as its standard error, which then is the command's alone.
-  pid_t StartMap(const std::string& file, int size, const Environment& environment = {}) {
-    const pid_t child =
-        StartCommand({"hit", kPaths + "spiral.svgpath", "--map", file, "--size", std::to_string(size)},
-                     STDIN_FILENO, STDOUT_FILENO, theirs, environment);
-    HangUp();
-    return child;
-  }
-  void HangUp() {
-    if (theirs >= 0) close(theirs);
-    theirs = -1;
-  }
-
-  int ours;
-  int theirs = -1;
-};
+// Starts the map of a spiral with the terminal as its standard error, which then is the command's alone.
+pid_t StartMap(Terminal& terminal, int size, const Environment& environment = {}) {
+  const pid_t child = StartCommand({"hit", kPaths + "spiral.svgpath", "--map", "/dev/null", "--format", "png",
+                                    "--size", std::to_string(size)},
+                                   STDIN_FILENO, STDOUT_FILENO, terminal.theirs, environment);
+  terminal.HangUp();
+  return child;
+}
 
 }  // namespace
 
@@ -196,7 +227,7 @@ TEST(HitCommand, ProgressIsShownOnATerminalWithoutColourWhenAsked) {
   for (const bool colour : {true, false}) {
     Terminal terminal;
     // A map that takes minutes; the command is stopped as soon as the bar has been seen.
-    const pid_t child = terminal.StartMap("/dev/null", 8192, {{"NO_COLOR", colour ? "" : "1"}});
+    const pid_t child = StartMap(terminal, 8192, {{"NO_COLOR", colour ? "" : "1"}});
     std::string shown;
     for (char c = 0; shown.find('%') == std::string::npos && read(terminal.ours, &c, 1) == 1;) shown += c;
     kill(child, SIGKILL);
@@ -211,7 +242,7 @@ TEST(HitCommand, ProgressIsClearedWhenTheMapIsDone) {
   std::string shown;
   for (int size = 512; shown.empty() && size <= 8192; size *= 2) {
     Terminal terminal;
-    const pid_t child = terminal.StartMap("/dev/null", size);
+    const pid_t child = StartMap(terminal, size);
     for (char c = 0; read(terminal.ours, &c, 1) == 1;) shown += c;
     int status = -1;
     waitpid(child, &status, 0);

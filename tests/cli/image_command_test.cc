@@ -61,7 +61,7 @@ TEST_F(ImageCommand, ConvertsToEveryFormatByExtension) {
 TEST_F(ImageCommand, ReadsStandardInput) {
   EXPECT_EQ(Image({"-", "-o", Path("out.bmp")}, image::ReadFile(in_)).status, 0);
   EXPECT_EQ(image::Difference(picture_, *image::Decode(image::ReadFile(Path("out.bmp")))), "");
-  ExpectFailure(Image({"-", "--info"}, "no picture"), "-: not a picture of a known format");
+  ExpectFailure(Image({"-", "--info"}, "no picture"), "standard input: not a picture of a known format");
 }
 
 TEST_F(ImageCommand, ReadsAPipe) {

@@ -26,7 +26,6 @@ TEST(JsonCommand, PrintsTheTextCompact) {
       {" { \"a\" : [ 1 , 2.50 , \"\\u5B8B/\" ] } ", "{\"a\":[1,2.5,\"\u5B8B/\"]}\n"},
       {"[]", "[]\n"},
       {"\xEF\xBB\xBF[null]\n", "[null]\n"},
-      {"", "{}\n"},
       {"[\"%s %n\"]", "[\"%s %n\"]\n"},
   };
   for (const auto& row : kTable) {
@@ -35,6 +34,15 @@ TEST(JsonCommand, PrintsTheTextCompact) {
     EXPECT_EQ(result.out, row[1]) << row[0];
     EXPECT_EQ(result.err, "") << row[0];
   }
+}
+
+TEST(JsonCommand, AnEmptyInputIsNoText) {
+  const CommandResult result = Json({}, "");
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.out, "");
+  EXPECT_EQ(result.err, "tovkit: standard input: empty, where JSON is expected\n");
+  EXPECT_EQ(RunCommand({"json", "/dev/null", "--get", ""}).err,
+            "tovkit: /dev/null: empty, where JSON is expected\n");
 }
 
 TEST(JsonCommand, GetPrintsTheKindAndTheValue) {
@@ -138,7 +146,7 @@ TEST(JsonCommand, LargeAndDeepTexts) {
 
 TEST(JsonCommand, WrongUse) {
   const std::vector<std::vector<std::string>> kTable = {
-      {"json"}, {"json", "-", "more"}, {"json", "-", "--get"}, {"json", "-", "--put", "x"}};
+      {"json", "-", "more"}, {"json", "-", "--get"}, {"json", "-", "--put", "x"}};
   for (const auto& arguments : kTable) {
     const CommandResult result = RunCommand(arguments, "[]");
     EXPECT_EQ(result.status, 2) << arguments.back();

@@ -94,6 +94,46 @@ TEST_F(ShmCommand, ReadOnlySegmentsHaveTheirMode) {
   EXPECT_FALSE(second.Create(4, kReadWrite)) << "it exists";
 }
 
+TEST_F(ShmCommand, SizesTakeUnits) {
+  const struct {
+    const char* text;
+    std::size_t bytes;
+  } rows[] = {{"3K", 3072}, {"3k", 3072}, {"2M", 2097152}, {"1G", std::size_t{1} << 30}};
+  for (const auto& row : rows) {
+    EXPECT_EQ(Shm("create", {row.text}).status, 0) << row.text;
+    tovkit::SharedMemory memory(name_.c_str());
+    ASSERT_TRUE(memory.Attach(kReadWrite)) << row.text;
+    EXPECT_EQ(memory.GetSize(), row.bytes);
+    EXPECT_TRUE(memory.Detach(true));
+  }
+  EXPECT_EQ(Shm("create", {"4K"}).status, 0);
+  EXPECT_EQ(Shm("read", {"--offset", "3K", "--length", "1M"}).out.size(), 1024U);
+  EXPECT_EQ(Shm("read", {"--length", "1K"}).out.size(), 1024U);
+  EXPECT_EQ(Shm("write", {"--offset", "4K"}, "").status, 0);
+}
+
+TEST_F(ShmCommand, SizesThatAreNoneAreToldShortly) {
+  const std::string many(300, '9');
+  const std::string none = "' is no size such as 4096, 64K, 64M or 1G\n";
+  const std::string range = "' is not from 1 to 4294967295 bytes\n";
+  const std::string table[][2] = {{"64X", "64X" + none},
+                                  {"64MB", "64MB" + none},
+                                  {"M", "M" + none},
+                                  {"", none},
+                                  {"-1", "-1" + none},
+                                  {"1.5M", "1.5M" + none},
+                                  {"17179869184G", "17179869184G" + none},
+                                  {"0", "0" + range},
+                                  {"0K", "0K" + range},
+                                  {"4G", "4G" + range},
+                                  {many, "9999999999...9999999999" + none}};
+  for (const auto& row : table) {
+    const CommandResult result = Shm("create", {row[0]});
+    EXPECT_EQ(result.status, 2) << row[0];
+    EXPECT_EQ(result.err.rfind("tovkit: SIZE: '" + row[1], 0), 0U) << result.err;
+  }
+}
+
 TEST_F(ShmCommand, BadUsageIsToldApart) {
   EXPECT_EQ(RunCommand({"shm"}).status, 2);
   EXPECT_EQ(RunCommand({"shm", "create"}).status, 2);

@@ -70,6 +70,7 @@ TEST(SvgPath, Commands) {
       {"M-1-2.5.5+3e1", "M-1,-2.5 L0.5,30"},
       {"M1e-2 1E+2 .5 5.", "M0.01,100 L0.5,5"},
       {"M1 , 2 , 3 , 4", "M1,2 L3,4"},
+      {"M1e-400 1e-999999999 L1e-50 .000000001e-390", "M0,0 L0,0"},
   };
   for (const Case& c : cases) {
     try {
@@ -103,9 +104,15 @@ TEST(SvgPath, Errors) {
       {"M1 2 3 +-4", "line 1, column 8: a number is expected"},
       {"M1 2 3 .", "line 1, column 8: a number is expected"},
       {"M1 2 3 inf", "line 1, column 8: a number is expected"},
+      {"M-nan 0", "line 1, column 2: a number is expected"},
+      {"M1 2 L-nan(x) 4", "line 1, column 7: a number is expected"},
+      {"M1 2 L3-inf", "line 1, column 8: a number is expected"},
+      {"M1 2 L+nan 4", "line 1, column 7: a number is expected"},
+      {"M1 2 L+-3 4", "line 1, column 7: a number is expected"},
+      {"M1 2 L-.e5 4", "line 1, column 7: a number is expected"},
       {"M1 2 nan 4", "line 1, column 6: a command is expected"},
       {"M1 1e39", "line 1, column 4: the number is out of range"},
-      {"M1e-400 0", "line 1, column 2: the number is out of range"},
+      {"M-1e999 0", "line 1, column 2: the number is out of range"},
       {"M1 1e999", "line 1, column 4: the number is out of range"},
       {"M3e38 0 l3e38 0", "line 1, column 16: the coordinate is too large"},
       {"M0 0a1 1 0 2 0 5 5", "line 1, column 12: an arc flag, 0 or 1, is expected"},

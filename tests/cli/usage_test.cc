@@ -1,0 +1,116 @@
+// What a person is told who mistypes, or asks for help.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+#include "run_command.h"
+
+namespace {
+
+const std::string kTry = "Try 'tovkit --help' or 'tovkit SUBCOMMAND --help'.\n";
+
+void ExpectUsage(const std::vector<std::string>& arguments, const std::string& what) {
+  const CommandResult result = RunCommand(arguments);
+  EXPECT_EQ(result.status, 2) << what;
+  EXPECT_EQ(result.out, "");
+  EXPECT_EQ(result.err, "tovkit: " + what + "\n" + kTry);
+}
+
+TEST(Usage, AnUnknownSubcommandIsNamedWithTheNearest) {
+  const char* const kTable[][2] = {
+      {"drw", "draw"},   {"darw", "draw"},  {"DRAW", ""},       {"imgae", "image"},
+      {"jsn", "json"},   {"b64", ""},       {"base", "base64"}, {"mon", "monitor"},
+      {"page", "pages"}, {"paths", "path"}, {"sp", "ps"},       {"helpp", "help"},
+      {"ron", "run"},    {"shmem", "shm"},  {"convert", ""},    {"monitro", "monitor"}};
+  const std::string all = "base64, draw, help, hit, info, image, json, monitor, pages, path, ps, run, shm";
+  for (const auto& row : kTable) {
+    const std::string nearest = row[1];
+    ExpectUsage({row[0], "x.json", "-o", "y"},
+                "'" + std::string(row[0]) + "' is no subcommand; " +
+                    (nearest.empty() ? "there are " + all : "did you mean '" + nearest + "'?"));
+  }
+}
+
+TEST(Usage, AnUnknownSubcommandOfASubcommandIsNamedToo) {
+  ExpectUsage({"shm", "creat", "x", "64M"}, "'creat' is no subcommand; did you mean 'create'?");
+  ExpectUsage({"shm", "zzz"}, "'zzz' is no subcommand; there are create, write, read, remove");
+}
+
+TEST(Usage, AnUnknownOptionInItsPlaceIsNamed) {
+  ExpectUsage({"--verison"}, "'--verison' is no option");
+  ExpectUsage({}, "A subcommand is required");
+}
+
+TEST(Usage, OddWordsAreNoTrouble) {
+  ExpectUsage(
+      {""},
+      "'' is no subcommand; there are base64, draw, help, hit, info, image, json, monitor, pages, path, "
+      "ps, run, shm");
+  ExpectUsage({"a\nb\x1b[31m"},
+              "'a?b?[31m' is no subcommand; there are base64, draw, help, hit, info, image, json, monitor, "
+              "pages, path, "
+              "ps, run, shm");
+  EXPECT_EQ(RunCommand({std::string(100'000, 'x')}).status, 2);
+}
+
+TEST(Usage, HelpPrintsWhatTheOptionPrints) {
+  EXPECT_EQ(RunCommand({"help"}).out, RunCommand({"--help"}).out);
+  for (const std::string command : {"base64", "draw", "help", "hit", "info", "image", "json", "monitor",
+                                    "pages", "path", "ps", "run", "shm"}) {
+    const CommandResult result = RunCommand({"help", command});
+    EXPECT_EQ(result.status, 0) << command;
+    EXPECT_EQ(result.err, "");
+    EXPECT_EQ(result.out, RunCommand({command, "--help"}).out) << command;
+    EXPECT_NE(result.out.find("Usage: tovkit " + command), std::string::npos) << result.out;
+  }
+  EXPECT_EQ(RunCommand({"help", "shm", "create"}).out, RunCommand({"shm", "create", "--help"}).out);
+}
+
+TEST(Usage, HelpForWhatThereIsNot) {
+  ExpectUsage({"help", "dra"}, "'dra' is no subcommand; did you mean 'draw'?");
+  ExpectUsage({"help", "shm", "cretae"}, "'cretae' is no subcommand; did you mean 'create'?");
+  ExpectUsage({"help", "draw", "lines"}, "'lines' is no subcommand");
+  ExpectUsage({"help", ""},
+              "'' is no subcommand; there are base64, draw, help, hit, info, image, json, monitor, pages, "
+              "path, ps, run, shm");
+}
+
+TEST(Usage, NoMessageHoldsANumberOfHundredsOfDigits) {
+  const std::string many(300, '7');
+  const std::vector<std::string> kTable[] = {
+      {"shm", "create", "x", "64X"},
+      {"shm", "create", "x", "-1"},
+      {"shm", "create", "x", many},
+      {"shm", "read", "x", "--offset", many},
+      {"pages", "all", "--count", many},
+      {"pages", "all", "--count", "3", "--base", many},
+      {"pages", many, "--count", "3"},
+      {"image", "x.png", "-o", "y.png", "--quality", many},
+      {"image", "x.png", "-o", "y.png", "--frame", many},
+      {"draw", "x.json", "-o", "y.png", "--dpi", many},
+      {"draw", "x.json", "-o", "y.png", "--size", many + "x1"},
+      {"hit", "x", "--point", many + ",1"},
+      {"hit", "x", "--point", "1,1", "--tolerance", many},
+      {"hit", "x", "--map", "x.png", "--size", many},
+      {"monitor", "1", "--max-mem", "-1"},
+      {"monitor", many},
+      {"run", "--timeout", many, "true"},
+      {"ps", many},
+      {many},
+  };
+  for (const auto& arguments : kTable) {
+    const CommandResult result = RunCommand(arguments);
+    EXPECT_NE(result.status, 0) << arguments[0];
+    EXPECT_NE(result.err, "") << arguments[0];
+    std::size_t longest = 0, digits = 0;
+    for (const char c : result.err) {
+      digits = c >= '0' && c <= '9' ? digits + 1 : 0;
+      longest = std::max(longest, digits);
+    }
+    EXPECT_LE(longest, 40U) << result.err;
+  }
+}
+
+}  // namespace
