@@ -12,10 +12,17 @@ set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 find_package(Threads REQUIRED)
 
-find_program(CCACHE_PROGRAM ccache)
-if(CCACHE_PROGRAM AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
-  set(CMAKE_CXX_COMPILER_LAUNCHER "${CCACHE_PROGRAM}")
+if(PROJECT_IS_TOP_LEVEL)
+  find_program(CCACHE_PROGRAM ccache)
+  if(CCACHE_PROGRAM AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
+    set(CMAKE_CXX_COMPILER_LAUNCHER "${CCACHE_PROGRAM}")
+  endif()
 endif()
+
+# Optimized code is the same bytes wherever it is built: no path of this machine gets into it. Debuggers and reports then
+# name files as they are seen from the top of the source.
+set(CMAKE_BUILD_RPATH_USE_ORIGIN ON)
+set(optimized "$<CONFIG:Release,RelWithDebInfo,MinSizeRel>")
 
 add_library(tovkit_options INTERFACE)
 # Results are the same on every machine: no contraction into fused operations, no unsafe mathematics.
@@ -41,12 +48,13 @@ if(TOVKIT_SANITIZE)
   endif()
 else()
   target_link_options(tovkit_options INTERFACE -Wl,-z,defs)
-  if(NOT CMAKE_BUILD_TYPE STREQUAL "Debug")
-    target_compile_options(tovkit_options INTERFACE -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)
-  endif()
+  target_compile_options(tovkit_options INTERFACE "$<${optimized}:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2>")
 endif()
-if(CMAKE_BUILD_TYPE STREQUAL "Debug")
-  target_compile_definitions(tovkit_options INTERFACE _GLIBCXX_ASSERTIONS)
+target_compile_definitions(tovkit_options INTERFACE "$<$<CONFIG:Debug>:_GLIBCXX_ASSERTIONS>")
+if(PROJECT_IS_TOP_LEVEL)
+  # Of two that fit the compiler takes the later: the folder of the build may be inside that of the source.
+  target_compile_options(tovkit_options INTERFACE
+    "$<${optimized}:-ffile-prefix-map=${PROJECT_SOURCE_DIR}=.;-ffile-prefix-map=${PROJECT_BINARY_DIR}=./build>")
 endif()
 if(TOVKIT_COVERAGE)
   target_compile_options(tovkit_options INTERFACE --coverage -O0 -fno-inline -fprofile-update=atomic)

@@ -14,3 +14,7 @@ set_target_properties(tovkit PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${P
 target_link_options(tovkit PRIVATE -Wl,-z,nodelete)
 target_link_options(tovkit PRIVATE "-Wl,--version-script=${PROJECT_SOURCE_DIR}/cmake/tovkit.map")
 set_property(TARGET tovkit APPEND PROPERTY LINK_DEPENDS "${PROJECT_SOURCE_DIR}/cmake/tovkit.map")
+
+# The names of the installed package, for a project that has this one inside.
+add_library(tovkit::tovkit ALIAS tovkit)
+add_library(tovkit::tovmx ALIAS tovmx)
