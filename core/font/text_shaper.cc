@@ -49,6 +49,7 @@ void TextShaper::DropStale() {
   passing_ = {};
   typefaces_.clear();
   sources_ = {};
+  pictures_.Clear();
 }
 
 TextShaper::Source& TextShaper::SourceFor(int mask) {
@@ -103,7 +104,7 @@ ShapedLine TextShaper::ShapeNow(const CoreFontRequest& request, std::wstring_vie
   PangoContext* context = SourceFor(request.source).context.get();
   pango_context_set_font_description(context, face.description.get());
   pango_context_set_language(context, pango_language_from_string(face.choice.language));
-  return ShapeLine(context, text);
+  return ShapeLine(context, text, pictures_);
 }
 
 const ShapedLine* TextShaper::Keep(Line line) {
