@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <limits>
+#include <memory>
 #include <string>
 #include <thread>
 #include <utility>
@@ -298,15 +299,139 @@ TEST(BitmapDevice, TargetsThatCannotBeDrawnIntoMakeADeviceThatFails) {
   CoreDib wide;
   ASSERT_TRUE(good.Create(10, 10, 32));
   ASSERT_TRUE(wide.Create(CoreBitmapDevice::kMaxSide + 1, 1, 32));
-  CoreBitmapDevice devices[] = {CoreBitmapDevice(nullptr),       CoreBitmapDevice(&none),
-                                CoreBitmapDevice(&wide),         CoreBitmapDevice(&good, 0.0f),
-                                CoreBitmapDevice(&good, -96.0f), CoreBitmapDevice(&good, std::nanf(""))};
+  CoreBitmapDevice devices[] = {CoreBitmapDevice(nullptr),
+                                CoreBitmapDevice(&none),
+                                CoreBitmapDevice(&wide),
+                                CoreBitmapDevice(&good, 0.0f),
+                                CoreBitmapDevice(&good, -96.0f),
+                                CoreBitmapDevice(&good, std::nanf("")),
+                                CoreBitmapDevice(&good, std::numeric_limits<float>::infinity()),
+                                CoreBitmapDevice(&good, -std::numeric_limits<float>::infinity())};
   for (CoreBitmapDevice& device : devices) {
     EXPECT_FALSE(device.IsGood());
     EXPECT_FALSE(device.FillPage(kWhite));
     EXPECT_FALSE(device.DrawText(L"x", 1, Fonts(), At(0, 5), kBlack, 5.0f));
     EXPECT_FALSE(device.EndText());
     EXPECT_FALSE(device.Flush());
+  }
+}
+
+TEST(BitmapDevice, TheLongestLineIsDrawnAndALongerOneRefused) {
+  constexpr int kMost = 262'144;
+  const std::wstring line(kMost + 1, L'H');
+  for (const int bits : {24, 32}) {
+    Picture picture(100, 60, bits);
+    CoreBitmapDevice device(&picture.dib);
+    EXPECT_FALSE(device.DrawText(line.c_str(), kMost + 1, Fonts(), At(5, 40), kBlack, 32.0f));
+    EXPECT_FALSE(device.DrawText(line.c_str(), -1, Fonts(), At(5, 40), kBlack, 32.0f));
+    ASSERT_TRUE(device.EndText() && device.Flush());
+    EXPECT_TRUE(InkOf(picture.dib).IsEmpty());
+    EXPECT_TRUE(device.DrawText(line.c_str(), kMost, Fonts(), At(5, 40), kBlack, 32.0f));
+    EXPECT_TRUE(device.DrawText(line.c_str() + 1, -1, Fonts(), At(5, 40), kBlack, 32.0f));
+    ASSERT_TRUE(device.EndText() && device.Flush());
+    EXPECT_FALSE(InkOf(picture.dib).IsEmpty());
+  }
+}
+
+TEST(BitmapDevice, FontsFromASourceThatHasNoneAreRefused) {
+  Picture picture(100, 60);
+  CoreBitmapDevice device(&picture.dib);
+  for (const int source : {0, int{kCoreFontApplication}, 4}) {
+    CoreFontLoader none(nullptr);
+    EXPECT_FALSE(none.LoadFont(L"DejaVu Sans", L"", source, 400, false));
+    EXPECT_FALSE(device.DrawText(L"H", 1, none, At(5, 40), kBlack, 32.0f)) << source;
+  }
+  ASSERT_TRUE(device.EndText() && device.Flush());
+  EXPECT_TRUE(InkOf(picture.dib).IsEmpty());
+  EXPECT_TRUE(device.IsGood());
+}
+
+TEST(BitmapDevice, LinesOfOnePieceAreAllThere) {
+  for (const int bits : {8, 24, 32}) {
+    Picture once(300, 200, bits);
+    Picture each(300, 200, bits);
+    CoreBitmapDevice together(&once.dib);
+    CoreBitmapDevice apart(&each.dib);
+    const std::pair<const wchar_t*, CoreMatrix> lines[] = {
+        {L"Top", At(10, 40)}, {L"middle \u5B8B", At(60, 90)}, {L"over", At(70, 95)}, {L"end", At(200, 190)}};
+    for (const auto& [text, place] : lines) {
+      ASSERT_TRUE(together.DrawText(text, -1, Fonts(), place, 0xC0206040, 32.0f));
+      ASSERT_TRUE(DrawLine(apart, text, place, 0xC0206040));
+    }
+    ASSERT_TRUE(together.EndText());
+    ASSERT_TRUE(together.Flush());
+    EXPECT_EQ(once.Bytes(), each.Bytes()) << bits;
+    EXPECT_LT(InkOf(once.dib).top, 40) << bits;
+    EXPECT_GT(InkOf(once.dib).bottom, 180) << bits;
+  }
+}
+
+// Opaque 32-bit bitmaps are drawn into at once, and hold it after Flush like any other.
+TEST(BitmapDevice, TheBitmapHoldsWhatWasDrawnAfterFlush) {
+  for (const int bits : {1, 4, 8, 24, 32}) {
+    Picture picture(100, 60, bits);
+    CoreBitmapDevice device(&picture.dib);
+    ASSERT_TRUE(device.DrawText(L"H", 1, Fonts(), At(5, 40), kBlack, 32.0f));
+    ASSERT_TRUE(device.EndText());
+    EXPECT_EQ(InkOf(picture.dib).IsEmpty(), bits != 32) << bits;
+    ASSERT_TRUE(device.Flush());
+    EXPECT_FALSE(InkOf(picture.dib).IsEmpty()) << bits;
+  }
+}
+
+std::uint32_t Nearest(std::uint64_t numerator, std::uint32_t denominator) {
+  return static_cast<std::uint32_t>((2 * numerator + denominator) / (2 * denominator));
+}
+
+// Source over what is there, component by component, with whole numbers: alpha is taken into the colors,
+// which are mixed and freed of it again. Of the ink with its alpha in it, 16 bits, the upper 8 count. A pixel
+// that nothing was added to keeps its bits.
+std::uint32_t Over(std::uint32_t source, std::uint32_t under) {
+  const std::uint32_t sourceAlpha = source >> 24;
+  const std::uint32_t underAlpha = under >> 24;
+  const auto mixed = [=](std::uint32_t ink, std::uint32_t paper) {
+    return std::min(255U, ink + Nearest(paper * (255 - sourceAlpha), 255));
+  };
+  const std::uint32_t alpha = mixed(sourceAlpha, underAlpha);
+  std::uint32_t result = alpha << 24;
+  bool changes = alpha != underAlpha;
+  for (const int shift : {0, 8, 16}) {
+    const std::uint32_t color = source >> shift & 0xFF;
+    const std::uint32_t ink = Nearest(std::uint64_t{65535} * color * sourceAlpha, 255 * 255) >> 8;
+    const std::uint32_t paper = Nearest((under >> shift & 0xFF) * underAlpha, 255);
+    const std::uint32_t both = mixed(ink, paper);
+    changes = changes || both != paper;
+    const bool plain = alpha == 0 || alpha == 255;
+    result |= (plain ? both : std::min(255U, Nearest(both * 255, alpha))) << shift;
+  }
+  return changes ? result : under;
+}
+
+TEST(BitmapDevice, TranslucentTextOverTranslucentPixelsIsExact) {
+  const std::uint32_t inks[] = {0x80FF8040, 0x01FFFFFF, 0x7F010203, 0xFE00FF80, 0x40C08000, 0xFF204060};
+  for (const std::uint32_t ink : inks) {
+    Picture picture(200, 200);
+    unsigned state = ink;
+    for (int y = 0; y < 200; ++y) {
+      for (int x = 0; x < 200; ++x) {
+        state = state * 1664525U + 1013904223U;
+        // Alpha in the columns, every one of them.
+        const std::uint32_t pixel = (state >> 8 & 0xFFFFFF) | static_cast<std::uint32_t>((x + y * 7) % 256)
+                                                                  << 24;
+        std::memcpy(picture.dib.GetRow(y) + static_cast<std::ptrdiff_t>(x) * 4, &pixel, 4);
+      }
+    }
+    CoreDib before;
+    ASSERT_TRUE(before.CopyFrom(picture.dib));
+    CoreBitmapDevice device(&picture.dib);
+    ASSERT_TRUE(DrawLine(device, L"\u2588", At(20, 150), ink, 150.0f));  // a full block
+    for (int y = 50; y < 150; ++y) {
+      for (int x = 40; x < 100; ++x) {
+        const std::uint32_t under = before.GetArgb(x, y);
+        ASSERT_EQ(picture.dib.GetArgb(x, y), Over(ink, under))
+            << std::hex << ink << " over " << under << std::dec << " at " << x << ' ' << y;
+      }
+    }
   }
 }
 
@@ -398,6 +523,95 @@ void RefusesBadTargets() {
   EXPECT_TRUE(DrawLine(device, L"x", At(5, 50)));
   EXPECT_FALSE(device.Finish());
 }
+
+template <typename Device>
+void TakesTheLongestSide() {
+  constexpr float kLongest = CoreDocumentDevice::kMaxSide;
+  EXPECT_EQ(kLongest, 200.0f * 96.0f);
+  const std::pair<float, float> sizes[] = {{kLongest, 10}, {10, kLongest}, {kLongest, kLongest}};
+  for (const auto& [width, height] : sizes) {
+    CoreMemoryOutputStream stream;
+    Device device(&stream, width, height);
+    EXPECT_TRUE(device.IsGood());
+    EXPECT_TRUE(DrawLine(device, L"x", At(5, 5)));
+    EXPECT_TRUE(device.Finish());
+    EXPECT_GT(stream.GetSize(), 0u);
+  }
+  CoreMemoryOutputStream stream;
+  EXPECT_FALSE(Device(&stream, std::nextafter(kLongest, 1e9f), 10).IsGood());
+  EXPECT_FALSE(Device(&stream, 10, std::nextafter(kLongest, 1e9f)).IsGood());
+}
+
+TEST(PdfDevice, ASideMayBeExactlyTheLongest) { TakesTheLongestSide<CorePdfDevice>(); }
+TEST(SvgDevice, ASideMayBeExactlyTheLongest) { TakesTheLongestSide<CoreSvgDevice>(); }
+
+class CountingStream final : public CoreOutputStream {
+ public:
+  bool Write(const void*, std::size_t size) override {
+    ++writes;
+    bytes += size;
+    return true;
+  }
+  int writes = 0;
+  std::size_t bytes = 0;
+};
+
+template <typename Device>
+void LeavesTheStreamAloneBeforeFinish() {
+  CountingStream stream;
+  {
+    Device device(&stream, 300, 100);
+    EXPECT_TRUE(device.FillPage(kWhite));
+    for (int i = 0; i < 50; ++i) {
+      EXPECT_TRUE(DrawLine(device, L"Given up \u5B8B\U0001F600", At(10, static_cast<float>(i))));
+      EXPECT_TRUE(device.Flush());
+    }
+    EXPECT_EQ(stream.writes, 0);
+  }
+  EXPECT_EQ(stream.writes, 0) << "given up";
+
+  auto gone = std::make_unique<CountingStream>();
+  {
+    Device device(gone.get(), 300, 100);
+    EXPECT_TRUE(DrawLine(device, L"x", At(10, 50)));
+    gone.reset();  // only Finish needs it
+  }
+  Device device(&stream, 300, 100);
+  EXPECT_TRUE(DrawLine(device, L"x", At(10, 50)));
+  EXPECT_TRUE(device.Finish());
+  EXPECT_GT(stream.bytes, 500u);
+  const std::size_t bytes = stream.bytes;
+  EXPECT_FALSE(device.Flush());
+  EXPECT_EQ(stream.bytes, bytes);
+}
+
+TEST(PdfDevice, NothingReachesTheStreamBeforeFinish) { LeavesTheStreamAloneBeforeFinish<CorePdfDevice>(); }
+TEST(SvgDevice, NothingReachesTheStreamBeforeFinish) { LeavesTheStreamAloneBeforeFinish<CoreSvgDevice>(); }
+
+template <typename Device>
+void TakesTheLinesOfOnePiece() {
+  ASSERT_EQ(setenv("SOURCE_DATE_EPOCH", "86400", 1), 0);
+  std::string texts[2];
+  for (const bool together : {false, true}) {
+    CoreMemoryOutputStream stream;
+    Device device(&stream, 300, 100);
+    for (const float y : {20.0f, 60.0f, 90.0f}) {
+      EXPECT_TRUE(device.DrawText(L"line", -1, Fonts(), At(10, y), kBlack, 20.0f));
+      if (!together) {
+        EXPECT_TRUE(device.EndText() && device.Flush());
+      }
+    }
+    EXPECT_TRUE(device.EndText() && device.Flush());
+    EXPECT_FALSE(device.DrawText(L"line", -1, CoreFontLoader(Fonts()), At(10, std::nanf("")), kBlack, 20.0f));
+    EXPECT_TRUE(device.Finish());
+    texts[together ? 1 : 0] = TextOf(stream);
+  }
+  unsetenv("SOURCE_DATE_EPOCH");
+  EXPECT_EQ(texts[0], texts[1]);
+}
+
+TEST(PdfDevice, LinesOfOnePieceAreAllThere) { TakesTheLinesOfOnePiece<CorePdfDevice>(); }
+TEST(SvgDevice, LinesOfOnePieceAreAllThere) { TakesTheLinesOfOnePiece<CoreSvgDevice>(); }
 
 TEST(PdfDevice, BadTargetsMakeADeviceThatFails) { RefusesBadTargets<CorePdfDevice>(); }
 TEST(SvgDevice, BadTargetsMakeADeviceThatFails) { RefusesBadTargets<CoreSvgDevice>(); }
