@@ -466,11 +466,35 @@ TEST_F(EmojiFontFile, PicturesComeFromAFileOfTheApplication) {
   EXPECT_EQ(DrawnByTheApplication().Bytes(), Drawn(kSmile).Bytes());
 }
 
+// The sum at the end of a chunk of PNG (ISO 3309).
+std::uint32_t ChecksumOf(const std::string& bytes) {
+  std::uint32_t sum = 0xFFFFFFFF;
+  for (const char c : bytes) {
+    sum ^= static_cast<unsigned char>(c);
+    for (int bit = 0; bit < 8; ++bit) sum = sum >> 1 ^ ((sum & 1) != 0 ? 0xEDB88320 : 0);
+  }
+  return ~sum;
+}
+
+// The rows of a picture as one long row, which is a whole PNG file too.
+void MakeOneRow(std::string& font, std::size_t at, std::uint32_t width) {
+  const auto put = [&font](std::size_t place, std::uint32_t value) {
+    for (int i = 0; i < 4; ++i)
+      font[place + static_cast<std::size_t>(i)] = static_cast<char>(value >> (24 - 8 * i));
+  };
+  put(at + 4, width);
+  put(at + 8, 1);
+  put(at + 17, ChecksumOf(font.substr(at, 17)));
+}
+
 TEST_F(EmojiFontFile, APictureThatIsTooLargeIsNotRead) {
-  Register([](std::string& font, std::size_t at) {
-    font.replace(at + 4, 8, std::string("\0\0\x7F\xFF\0\0\x7F\xFF", 8));
-  });
-  EXPECT_EQ(ColoredPixels(DrawnByTheApplication().dib), 0);
+  Register([](std::string& font, std::size_t at) { MakeOneRow(font, at, 8192); });
+  EXPECT_TRUE(InkOf(DrawnByTheApplication().dib).IsEmpty());
+}
+
+TEST_F(EmojiFontFile, APictureOfAnotherShapeIsStretchedToItsFrame) {
+  Register([](std::string& font, std::size_t at) { MakeOneRow(font, at, 1024); });
+  EXPECT_FALSE(InkOf(DrawnByTheApplication().dib).IsEmpty());
 }
 
 TEST_F(EmojiFontFile, ABrokenPictureLeavesNoInk) {
