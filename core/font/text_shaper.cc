@@ -26,7 +26,8 @@ std::wstring_view ViewOf(const CoreWideString& text) {
 
 std::size_t HashOf(const CoreFontRequest& request) {
   const std::hash<std::wstring_view> hash;
-  std::size_t mixed = Mix(hash(ViewOf(request.family)), hash(ViewOf(request.face)));
+  // Each is mixed by itself: family and face are often one name, whose hashes would cancel each other out.
+  std::size_t mixed = Mix(Mix(0, hash(ViewOf(request.family))), hash(ViewOf(request.face)));
   mixed = Mix(mixed, static_cast<std::size_t>(request.weight));
   return Mix(mixed, static_cast<std::size_t>(request.source) * 2 + (request.italic ? 1 : 0));
 }
