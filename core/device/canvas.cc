@@ -138,7 +138,7 @@ bool CoreCanvas::DrawText(const wchar_t* characters, int count, const CoreFontLo
   const double size = em.most * core::kReferenceSize;
   const bool farOut = !Holds({-kFarthest, -kFarthest, kFarthest, kFarthest}, ink);
   if (farOut || size > (keepsText_ ? kLargestPrinted : kLargestPicture)) {
-    PaintOutlines(*line, place, size);
+    PaintOutlines(*line, place);
   } else {
     PaintRuns(*line, place, keepsText_ || Holds(page_, ink));
   }
@@ -185,7 +185,7 @@ void CoreCanvas::WriteText(const core::GlyphRun& run) {
 void CoreCanvas::PaintPictures(const core::GlyphRun& run, const cairo_matrix_t& place) {
   CollectVisible(run, place, page_, visible_);
   for (const cairo_glyph_t& glyph : visible_) {
-    if (!PaintPicture(run.pictures.get(), glyph, place)) PaintOutline(run.font.get(), glyph, place, 1);
+    if (!PaintPicture(run.pictures.get(), glyph, place)) PaintOutline(run.font.get(), glyph, place);
   }
 }
 
@@ -213,22 +213,22 @@ bool CoreCanvas::PaintPicture(hb_face_t* face, const cairo_glyph_t& glyph, const
   return true;
 }
 
-void CoreCanvas::PaintOutlines(const core::ShapedLine& line, const cairo_matrix_t& place, double em) {
-  const double shrink = std::min(1.0, kOutlineEm / em);
+void CoreCanvas::PaintOutlines(const core::ShapedLine& line, const cairo_matrix_t& place) {
   for (const core::GlyphRun& run : line.runs) {
     if (run.pictures != nullptr) {
       PaintPictures(run, place);
       continue;
     }
     CollectVisible(run, place, page_, visible_);
-    for (const cairo_glyph_t& glyph : visible_) PaintOutline(run.font.get(), glyph, place, shrink);
+    for (const cairo_glyph_t& glyph : visible_) PaintOutline(run.font.get(), glyph, place);
   }
 }
 
 // The outline is taken at a size at which Cairo's rounding does not show, and magnified.
 void CoreCanvas::PaintOutline(cairo_scaled_font_t* font, const cairo_glyph_t& glyph,
-                              const cairo_matrix_t& place, double shrink) {
+                              const cairo_matrix_t& place) {
   cairo_t* cr = cairo_.get();
+  const double shrink = std::min(1.0, kOutlineEm / (StretchOf(place).most * core::kReferenceSize));
   // The outline alone, without the place of its origin, which may be far out.
   cairo_matrix_t small = {place.xx * shrink, place.yx * shrink, place.xy * shrink, place.yy * shrink, 0, 0};
   const cairo_glyph_t alone = {glyph.index, 0, 0};

@@ -36,9 +36,8 @@ class CoreCanvas {
 
  private:
   void PaintRuns(const core::ShapedLine& line, const cairo_matrix_t& place, bool wholeLineVisible);
-  void PaintOutlines(const core::ShapedLine& line, const cairo_matrix_t& place, double em);
-  void PaintOutline(cairo_scaled_font_t* font, const cairo_glyph_t& glyph, const cairo_matrix_t& place,
-                    double shrink);
+  void PaintOutlines(const core::ShapedLine& line, const cairo_matrix_t& place);
+  void PaintOutline(cairo_scaled_font_t* font, const cairo_glyph_t& glyph, const cairo_matrix_t& place);
   void PaintPictures(const core::GlyphRun& run, const cairo_matrix_t& place);
   bool PaintPicture(hb_face_t* face, const cairo_glyph_t& glyph, const cairo_matrix_t& place);
   void SetInvisibleFont();
