@@ -1,31 +1,18 @@
 // Emoji, which stand in their fonts as pictures, on the three devices.
+#include "emoji_support.h"
 #include "run_command.h"
 #include "scratch_dir.h"
 
 #include <tovkit/imaging.h>
 #include <tovmx/codec.h>
-#include <tovmx/device.h>
 #include <tovmx/text_codec.h>
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
 #include <cmath>
-#include <cstdint>
-#include <cstdlib>
-#include <cstring>
-#include <fstream>
-#include <iterator>
 #include <memory>
-#include <string>
-#include <vector>
 
 namespace {
 
-constexpr std::uint32_t kBlack = 0xFF000000;
-constexpr std::uint32_t kWhite = 0xFFFFFFFF;
-
-constexpr wchar_t kSmile[] = L"\U0001F600";
+using namespace emoji;
 
 struct Form {
   const char* name;
@@ -46,82 +33,6 @@ const Form kForms[] = {
     {"keycap of a sign", L"#\uFE0F\u20E3"},
 };
 
-CoreFontLoader Fonts(const wchar_t* family = L"DejaVu Sans", int source = kCoreFontAny) {
-  CoreFontLoader fonts(nullptr);
-  fonts.LoadFont(family, family, source, 400, false);
-  return fonts;
-}
-
-CoreMatrix At(float x, float y) {
-  CoreMatrix matrix;
-  matrix.Translate(x, y);
-  return matrix;
-}
-
-struct Picture {
-  CoreDib dib;
-  explicit Picture(int width = 200, int height = 120, int bits = 32) {
-    EXPECT_TRUE(dib.Create(width, height, bits));
-    std::memset(dib.GetBuffer(), 255, dib.GetBufferSize());
-  }
-  std::vector<std::uint8_t> Bytes() const { return {dib.GetBuffer(), dib.GetBuffer() + dib.GetBufferSize()}; }
-};
-
-bool DrawOn(CoreDevice& device, const wchar_t* text, const CoreMatrix& place, float size,
-            std::uint32_t argb = kBlack, const CoreFontLoader& fonts = Fonts()) {
-  const bool drawn = device.DrawText(text, -1, fonts, place, argb, size);
-  return device.EndText() && device.Flush() && drawn;
-}
-
-Picture Drawn(const wchar_t* text, float size = 64, std::uint32_t argb = kBlack,
-              const CoreMatrix& place = At(20, 90)) {
-  Picture picture;
-  CoreBitmapDevice device(&picture.dib);
-  EXPECT_TRUE(DrawOn(device, text, place, size, argb));
-  return picture;
-}
-
-int Channel(std::uint32_t argb, int shift) { return static_cast<int>(argb >> shift & 0xFF); }
-
-bool IsColored(std::uint32_t argb) {
-  const auto [low, high] = std::minmax({Channel(argb, 16), Channel(argb, 8), Channel(argb, 0)});
-  return high - low > 24;
-}
-
-int ColoredPixels(const CoreDib& dib) {
-  int count = 0;
-  for (int y = 0; y < dib.GetHeight(); ++y) {
-    for (int x = 0; x < dib.GetWidth(); ++x) count += IsColored(dib.GetArgb(x, y)) ? 1 : 0;
-  }
-  return count;
-}
-
-// Where pixels are not white; empty when all are.
-CoreRect InkOf(const CoreDib& dib) {
-  CoreRect ink{dib.GetWidth(), dib.GetHeight(), 0, 0};
-  for (int y = 0; y < dib.GetHeight(); ++y) {
-    for (int x = 0; x < dib.GetWidth(); ++x) {
-      if ((dib.GetArgb(x, y) | 0xFF000000) == kWhite) continue;
-      ink = {std::min(ink.left, x), std::min(ink.top, y), std::max(ink.right, x + 1),
-             std::max(ink.bottom, y + 1)};
-    }
-  }
-  return ink.right == 0 ? CoreRect{} : ink;
-}
-
-// The mean difference of two pictures of one size, over the channels.
-double Difference(const CoreDib& a, const CoreDib& b) {
-  double sum = 0;
-  for (int y = 0; y < a.GetHeight(); ++y) {
-    for (int x = 0; x < a.GetWidth(); ++x) {
-      for (const int shift : {0, 8, 16}) {
-        sum += std::abs(Channel(a.GetArgb(x, y), shift) - Channel(b.GetArgb(x, y), shift));
-      }
-    }
-  }
-  return sum / (3.0 * a.GetWidth() * a.GetHeight());
-}
-
 template <typename Device>
 std::string Document(const wchar_t* text, float size = 64, std::uint32_t argb = kBlack) {
   CoreMemoryOutputStream stream;
@@ -130,15 +41,6 @@ std::string Document(const wchar_t* text, float size = 64, std::uint32_t argb = 
   EXPECT_TRUE(DrawOn(device, text, At(20, 90), size, argb));
   EXPECT_TRUE(device.Finish());
   return {reinterpret_cast<const char*>(stream.GetData()), stream.GetSize()};
-}
-
-void Save(const std::string& path, const std::string& bytes) {
-  std::ofstream(path, std::ios::binary).write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-}
-
-std::string Load(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }
 
 // What another program makes of a document, 96 dots to the inch.
@@ -428,80 +330,6 @@ TEST(Emoji, ALongLineIsDrawnWhereItMeetsThePage) {
     EXPECT_GT(ColoredPixels(Drawn(line.c_str(), 32, kBlack, At(start, 60)).dib), 500) << start;
   }
   EXPECT_EQ(ColoredPixels(Drawn(line.c_str(), 32, kBlack, At(0, -60)).dib), 0);
-}
-
-class EmojiFontFile : public testing::Test {
- protected:
-  void TearDown() override { CoreFontLoader::UnregisterFontFiles(); }
-
-  // The font of the package list with every picture changed.
-  template <typename Change>
-  void Register(Change change) {
-    std::string font = Load("/usr/share/fonts/truetype/noto/NotoColorEmoji.ttf");
-    ASSERT_FALSE(font.empty()) << "fonts-noto-color-emoji is not installed";
-    std::size_t pictures = 0;
-    for (std::size_t at = font.find("IHDR"); at != std::string::npos; at = font.find("IHDR", at + 1)) {
-      change(font, at);
-      ++pictures;
-    }
-    EXPECT_GT(pictures, 1000u);
-    const std::string file = scratch_.path() + "/emoji.ttf";
-    Save(file, font);
-    ASSERT_TRUE(CoreFontLoader::RegisterFontFile(file.c_str()));
-  }
-
-  Picture DrawnByTheApplication() const {
-    Picture picture;
-    CoreBitmapDevice device(&picture.dib);
-    EXPECT_TRUE(DrawOn(device, kSmile, At(20, 90), 64, kBlack, Fonts(L"", kCoreFontApplication)));
-    EXPECT_TRUE(device.IsGood());
-    return picture;
-  }
-
-  const ScratchDir scratch_;
-};
-
-TEST_F(EmojiFontFile, PicturesComeFromAFileOfTheApplication) {
-  Register([](std::string&, std::size_t) {});
-  EXPECT_EQ(DrawnByTheApplication().Bytes(), Drawn(kSmile).Bytes());
-}
-
-// The sum at the end of a chunk of PNG (ISO 3309).
-std::uint32_t ChecksumOf(const std::string& bytes) {
-  std::uint32_t sum = 0xFFFFFFFF;
-  for (const char c : bytes) {
-    sum ^= static_cast<unsigned char>(c);
-    for (int bit = 0; bit < 8; ++bit) sum = sum >> 1 ^ ((sum & 1) != 0 ? 0xEDB88320 : 0);
-  }
-  return ~sum;
-}
-
-// The rows of a picture as one long row, which is a whole PNG file too.
-void MakeOneRow(std::string& font, std::size_t at, std::uint32_t width) {
-  const auto put = [&font](std::size_t place, std::uint32_t value) {
-    for (int i = 0; i < 4; ++i)
-      font[place + static_cast<std::size_t>(i)] = static_cast<char>(value >> (24 - 8 * i));
-  };
-  put(at + 4, width);
-  put(at + 8, 1);
-  put(at + 17, ChecksumOf(font.substr(at, 17)));
-}
-
-TEST_F(EmojiFontFile, APictureThatIsTooLargeIsNotRead) {
-  Register([](std::string& font, std::size_t at) { MakeOneRow(font, at, 8192); });
-  EXPECT_TRUE(InkOf(DrawnByTheApplication().dib).IsEmpty());
-}
-
-TEST_F(EmojiFontFile, APictureOfAnotherShapeIsStretchedToItsFrame) {
-  Register([](std::string& font, std::size_t at) { MakeOneRow(font, at, 1024); });
-  EXPECT_FALSE(InkOf(DrawnByTheApplication().dib).IsEmpty());
-}
-
-TEST_F(EmojiFontFile, ABrokenPictureLeavesNoInk) {
-  testing::internal::CaptureStderr();
-  Register([](std::string& font, std::size_t at) { font[at + 12] = '\x77'; });
-  EXPECT_EQ(ColoredPixels(DrawnByTheApplication().dib), 0);
-  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
 }
 
 }  // namespace
