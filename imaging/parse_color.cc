@@ -1,9 +1,10 @@
 #include "tovkit/imaging.h"
 
-#include <tovmx/array.h>
 #include <tovmx/color_space.h>
 
+#include <array>
 #include <cctype>
+#include <cstddef>
 #include <cstdlib>
 #include <cstring>
 
@@ -57,14 +58,21 @@ bool ParseHex(const char* digits, std::uint32_t& color, std::uint32_t& kind) {
   }
 }
 
-// Reads the numbers that single spaces or runs of them divide. Stops after the fifth: no colour has as many,
-// and a text of a million numbers is refused at once.
-CoreArray<int> ReadNumbers(const char* text) {
-  constexpr int kTooMany = 5;
-  CoreArray<int> numbers;
-  while (*text != '\0' && numbers.GetSize() < kTooMany) {
+// No color has as many numbers, so the rest of a longer text need not be read.
+constexpr std::size_t kTooMany = 5;
+
+struct Numbers {
+  std::array<int, kTooMany> values{};
+  std::size_t count = 0;
+};
+
+// Reads the numbers that single spaces or runs of them divide, the first five of them. Takes no memory, which
+// may be short.
+Numbers ReadNumbers(const char* text) {
+  Numbers numbers;
+  while (*text != '\0' && numbers.count < kTooMany) {
     // A long beyond 32 bits keeps its low half.
-    if (!numbers.Add(static_cast<int>(std::strtol(text, nullptr, 10)))) break;
+    numbers.values[numbers.count++] = static_cast<int>(std::strtol(text, nullptr, 10));
     while (*text != '\0' && *text != ' ') ++text;
     while (*text == ' ') ++text;
   }
@@ -73,9 +81,11 @@ CoreArray<int> ReadNumbers(const char* text) {
 
 bool ParseNumbers(const char* text, std::uint32_t& color, std::uint32_t& kind) {
   while (std::isspace(static_cast<unsigned char>(*text)) != 0) ++text;
-  const CoreArray<int> numbers = ReadNumbers(text);
-  const auto number = [&numbers](int index) { return static_cast<std::uint32_t>(numbers[index]); };
-  switch (numbers.GetSize()) {
+  const Numbers numbers = ReadNumbers(text);
+  const auto number = [&numbers](std::size_t index) {
+    return static_cast<std::uint32_t>(numbers.values[index]);
+  };
+  switch (numbers.count) {
     case 1:
       kind = kCoreColorGray;
       color = PackGray(number(0));

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <utility>
 
 using core::Box;
@@ -69,6 +70,17 @@ void CollectVisible(const core::GlyphRun& run, const cairo_matrix_t& place, cons
   }
 }
 
+// A glyph without ink: what a reader finds when it looks for the text of a picture. Readers that know nothing
+// of such a font's size guess it from the widths of letters, about half an em.
+constexpr double kInvisibleAdvance = 0.5;
+constexpr double kPictureAdvance = 1.245;  // of an em, in most emoji fonts
+
+cairo_status_t PaintNothing(cairo_scaled_font_t* /*font*/, unsigned long /*glyph*/, cairo_t* /*cairo*/,
+                            cairo_text_extents_t* extents) {
+  *extents = {0, -0.75, kInvisibleAdvance, 1, kInvisibleAdvance, 0};
+  return CAIRO_STATUS_SUCCESS;
+}
+
 }  // namespace
 
 CoreCanvas::CoreCanvas(core::CairoSurfacePtr surface, double width, double height, double scale)
@@ -77,7 +89,8 @@ CoreCanvas::CoreCanvas(core::CairoSurfacePtr surface, double width, double heigh
       page_{0, 0, width, height},
       scale_(scale),
       keepsText_(surface_ != nullptr && cairo_surface_has_show_text_glyphs(surface_.get()) != 0),
-      isImage_(surface_ != nullptr && cairo_surface_get_type(surface_.get()) == CAIRO_SURFACE_TYPE_IMAGE) {}
+      isImage_(surface_ != nullptr && cairo_surface_get_type(surface_.get()) == CAIRO_SURFACE_TYPE_IMAGE),
+      documentPictures_(std::numeric_limits<std::size_t>::max()) {}
 
 CoreCanvas::~CoreCanvas() = default;
 
@@ -120,7 +133,7 @@ bool CoreCanvas::DrawText(const wchar_t* characters, int count, const CoreFontLo
   const double size = em.most * core::kReferenceSize;
   const bool farOut = !Holds({-kFarthest, -kFarthest, kFarthest, kFarthest}, ink);
   if (farOut || size > (keepsText_ ? kLargestPrinted : kLargestPicture)) {
-    PaintOutlines(*line, place, size);
+    PaintOutlines(*line, place);
   } else {
     PaintRuns(*line, place, keepsText_ || Holds(page_, ink));
   }
@@ -130,14 +143,19 @@ bool CoreCanvas::DrawText(const wchar_t* characters, int count, const CoreFontLo
 
 void CoreCanvas::PaintRuns(const core::ShapedLine& line, const cairo_matrix_t& place, bool wholeLineVisible) {
   cairo_t* cr = cairo_.get();
-  cairo_set_matrix(cr, &place);
   for (const core::GlyphRun& run : line.runs) {
+    cairo_set_matrix(cr, &place);
+    if (run.pictures != nullptr) {
+      if (keepsText_) {
+        SetInvisibleFont();
+        WriteText(run);
+      }
+      PaintPictures(run, place);
+      continue;
+    }
     cairo_set_scaled_font(cr, run.font.get());
     if (keepsText_) {
-      cairo_show_text_glyphs(cr, run.text.c_str(), static_cast<int>(run.text.size()), run.glyphs.data(),
-                             static_cast<int>(run.glyphs.size()), run.clusters.data(),
-                             static_cast<int>(run.clusters.size()),
-                             run.backward ? CAIRO_TEXT_CLUSTER_FLAG_BACKWARD : cairo_text_cluster_flags_t{});
+      WriteText(run);
       continue;
     }
     const std::vector<cairo_glyph_t>* glyphs = &run.glyphs;
@@ -150,31 +168,90 @@ void CoreCanvas::PaintRuns(const core::ShapedLine& line, const cairo_matrix_t& p
   cairo_identity_matrix(cr);
 }
 
-void CoreCanvas::PaintOutlines(const core::ShapedLine& line, const cairo_matrix_t& place, double em) {
-  cairo_t* cr = cairo_.get();
-  const double shrink = std::min(1.0, kOutlineEm / em);
-  for (const core::GlyphRun& run : line.runs) {
-    CollectVisible(run, place, page_, visible_);
-    for (const cairo_glyph_t& visible : visible_) {
-      // The outline alone, without the place of its origin, which may be far out.
-      cairo_matrix_t small = {
-          place.xx * shrink, place.yx * shrink, place.xy * shrink, place.yy * shrink, 0, 0};
-      const cairo_glyph_t glyph = {visible.index, 0, 0};
-      cairo_set_matrix(cr, &small);
-      cairo_set_scaled_font(cr, run.font.get());
-      cairo_new_path(cr);
-      cairo_glyph_path(cr, &glyph, 1);
-      cairo_path_t* outline = cairo_copy_path(cr);
-      cairo_new_path(cr);
-      cairo_matrix_t full = place;
-      cairo_matrix_translate(&full, visible.x, visible.y);
-      cairo_set_matrix(cr, &full);
-      cairo_append_path(cr, outline);
-      cairo_path_destroy(outline);
-      cairo_fill(cr);
-    }
+// The run's characters and their glyphs in the present font.
+void CoreCanvas::WriteText(const core::GlyphRun& run) {
+  cairo_show_text_glyphs(cairo_.get(), run.text.c_str(), static_cast<int>(run.text.size()), run.glyphs.data(),
+                         static_cast<int>(run.glyphs.size()), run.clusters.data(),
+                         static_cast<int>(run.clusters.size()),
+                         run.backward ? CAIRO_TEXT_CLUSTER_FLAG_BACKWARD : cairo_text_cluster_flags_t{});
+}
+
+// The glyphs on the page of a font with pictures. Those without one are painted as outlines.
+void CoreCanvas::PaintPictures(const core::GlyphRun& run, const cairo_matrix_t& place) {
+  CollectVisible(run, place, page_, visible_);
+  for (const cairo_glyph_t& glyph : visible_) {
+    if (!PaintPicture(run.pictures.get(), glyph, place)) PaintOutline(run.font.get(), glyph, place);
   }
+}
+
+// False when the glyph has no picture. Of the present color only the alpha counts.
+bool CoreCanvas::PaintPicture(hb_face_t* face, const cairo_glyph_t& glyph, const cairo_matrix_t& place) {
+  cairo_t* cr = cairo_.get();
+  double alpha = 1;
+  cairo_pattern_get_rgba(cairo_get_source(cr), nullptr, nullptr, nullptr, &alpha);
+  // Alpha is in the picture itself: Cairo's SVG cuts an image off that is painted with one.
+  const auto opacity = static_cast<std::uint8_t>(std::lround(alpha * 255));
+  core::ColorPictures& pictures = isImage_ ? core::TextShaper::ForThisThread().Pictures() : documentPictures_;
+  const core::ColorPicture* picture = pictures.Find(face, static_cast<hb_codepoint_t>(glyph.index), opacity);
+  if (picture == nullptr) return false;
+  cairo_surface_t* image = picture->image.get();
+  const Box frame = picture->frame.Moved(glyph.x, glyph.y);
+  cairo_matrix_t full = place;
+  cairo_matrix_translate(&full, frame.left, frame.top);
+  cairo_matrix_scale(&full, (frame.right - frame.left) / cairo_image_surface_get_width(image),
+                     (frame.bottom - frame.top) / cairo_image_surface_get_height(image));
+  cairo_save(cr);
+  cairo_set_matrix(cr, &full);
+  cairo_set_source_surface(cr, image, 0, 0);
+  cairo_paint(cr);
+  cairo_restore(cr);
+  return true;
+}
+
+void CoreCanvas::PaintOutlines(const core::ShapedLine& line, const cairo_matrix_t& place) {
+  for (const core::GlyphRun& run : line.runs) {
+    if (run.pictures != nullptr) {
+      PaintPictures(run, place);
+      continue;
+    }
+    CollectVisible(run, place, page_, visible_);
+    for (const cairo_glyph_t& glyph : visible_) PaintOutline(run.font.get(), glyph, place);
+  }
+}
+
+// The outline is taken at a size at which Cairo's rounding does not show, and magnified.
+void CoreCanvas::PaintOutline(cairo_scaled_font_t* font, const cairo_glyph_t& glyph,
+                              const cairo_matrix_t& place) {
+  cairo_t* cr = cairo_.get();
+  const double shrink = std::min(1.0, kOutlineEm / (StretchOf(place).most * core::kReferenceSize));
+  // The outline alone, without the place of its origin, which may be far out.
+  cairo_matrix_t small = {place.xx * shrink, place.yx * shrink, place.xy * shrink, place.yy * shrink, 0, 0};
+  const cairo_glyph_t alone = {glyph.index, 0, 0};
+  cairo_set_matrix(cr, &small);
+  cairo_set_scaled_font(cr, font);
+  cairo_new_path(cr);
+  cairo_glyph_path(cr, &alone, 1);
+  cairo_path_t* outline = cairo_copy_path(cr);
+  cairo_new_path(cr);
+  cairo_matrix_t full = place;
+  cairo_matrix_translate(&full, glyph.x, glyph.y);
+  cairo_set_matrix(cr, &full);
+  cairo_append_path(cr, outline);
+  cairo_path_destroy(outline);
+  cairo_fill(cr);
   cairo_identity_matrix(cr);
+}
+
+void CoreCanvas::SetInvisibleFont() {
+  if (invisibleFont_ == nullptr) {
+    invisibleFont_.reset(cairo_user_font_face_create());
+    cairo_user_font_face_set_render_glyph_func(invisibleFont_.get(), PaintNothing);
+  }
+  cairo_matrix_t size;
+  cairo_matrix_init_scale(&size, core::kReferenceSize * kPictureAdvance / kInvisibleAdvance,
+                          core::kReferenceSize);
+  cairo_set_font_face(cairo_.get(), invisibleFont_.get());
+  cairo_set_font_matrix(cairo_.get(), &size);
 }
 
 bool CoreCanvas::Flush() {

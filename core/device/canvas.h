@@ -1,6 +1,7 @@
 // CoreCanvas: the painting behind every device of this core, over a Cairo surface.
 #pragma once
 
+#include "font/color_pictures.h"
 #include "font/handles.h"
 #include "font/shaped_line.h"
 #include "tovmx/device.h"
@@ -53,7 +54,12 @@ class CoreCanvas {
 
  private:
   void PaintRuns(const core::ShapedLine& line, const cairo_matrix_t& place, bool wholeLineVisible);
-  void PaintOutlines(const core::ShapedLine& line, const cairo_matrix_t& place, double em);
+  void PaintOutlines(const core::ShapedLine& line, const cairo_matrix_t& place);
+  void PaintOutline(cairo_scaled_font_t* font, const cairo_glyph_t& glyph, const cairo_matrix_t& place);
+  void PaintPictures(const core::GlyphRun& run, const cairo_matrix_t& place);
+  bool PaintPicture(hb_face_t* face, const cairo_glyph_t& glyph, const cairo_matrix_t& place);
+  void SetInvisibleFont();
+  void WriteText(const core::GlyphRun& run);
   void SetColour(std::uint32_t argb);
   // Makes the path, mapped to the surface, Cairo's own. False, and Cairo has none, for one that cannot be
   // drawn.
@@ -67,4 +73,6 @@ class CoreCanvas {
   bool keepsText_;  // the surface writes characters, so none may be left out
   bool isImage_;
   std::vector<cairo_glyph_t> visible_;
+  core::CairoFontFacePtr invisibleFont_;
+  core::ColorPictures documentPictures_;  // a document holds each of its pictures once, to its end
 };

@@ -1,25 +1,48 @@
 #include "device/svg_names.h"
 
+#include <array>
 #include <cstddef>
 #include <map>
 #include <string_view>
 
 namespace core {
 
-std::string WithCountedNames(const std::string& svg) {
-  constexpr std::string_view kName = "surface";
-  std::map<std::string, std::size_t, std::less<>> numbers;
+namespace {
+
+// The names that Cairo counts through the process.
+struct CountedName {
+  std::string_view word;
+  std::map<std::string_view, std::size_t> numbers;  // Cairo's number: ours
+};
+
+// The word's number at `at`, when a whole name stands there: id="image7", "#image7", url(#image7). Pictures
+// are written as text too, but in none of them does a quotation mark or a number sign stand.
+std::string_view NumberAt(std::string_view svg, std::size_t at, std::string_view word) {
+  if (svg.compare(at, word.size(), word) != 0) return {};
+  const std::size_t digits = at + word.size();
+  const std::size_t end = svg.find_first_not_of("0123456789", digits);
+  if (end == std::string_view::npos || (svg[end] != '"' && svg[end] != ')')) return {};
+  return svg.substr(digits, end - digits);
+}
+
+}  // namespace
+
+std::string WithCountedNames(const std::string& text) {
+  const std::string_view svg = text;
+  std::array<CountedName, 2> names = {{{"surface", {}}, {"image", {}}}};
   std::string counted;
   counted.reserve(svg.size());
   std::size_t done = 0;
-  for (std::size_t at = svg.find(kName); at != std::string::npos; at = svg.find(kName, at)) {
-    const std::size_t digits = at + kName.size();
-    at = svg.find_first_not_of("0123456789", digits);
-    if (at == std::string::npos) at = svg.size();
-    if (at == digits) continue;
-    const auto number = numbers.try_emplace(svg.substr(digits, at - digits), numbers.size() + 1).first;
-    counted.append(svg, done, digits - done).append(std::to_string(number->second));
-    done = at;
+  for (std::size_t at = svg.find_first_of("\"#"); at != std::string_view::npos;
+       at = svg.find_first_of("\"#", at + 1)) {
+    for (CountedName& name : names) {
+      const std::string_view number = NumberAt(svg, at + 1, name.word);
+      if (number.empty()) continue;
+      const std::size_t ours = name.numbers.try_emplace(number, name.numbers.size() + 1).first->second;
+      const auto digits = static_cast<std::size_t>(number.data() - svg.data());
+      counted.append(svg, done, digits - done).append(std::to_string(ours));
+      done = digits + number.size();
+    }
   }
   return counted.append(svg, done);
 }

@@ -5,8 +5,8 @@
 
 namespace core {
 
-// Cairo names a surface by how many the process made before ("surface41"). Numbers them anew from 1 in the
-// order of their first use. The documents hold no text of the caller's, so a name is never anything else.
+// Cairo names a surface or an image by how many the process made before ("surface41"). Numbers them anew from
+// 1 in the order of their first use.
 std::string WithCountedNames(const std::string& svg);
 
 }  // namespace core

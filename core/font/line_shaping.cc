@@ -48,9 +48,26 @@ void AddClusters(GlyphRun& run, PangoItem* item, PangoGlyphString* glyphs, const
   }
 }
 
+// The font's face when some of its glyphs are pictures.
+HbFacePtr PictureFace(PangoFont* font) {
+  hb_face_t* face = hb_font_get_face(pango_font_get_hb_font(font));
+  return HbFacePtr(ColorPictures::HasPictures(face) ? hb_face_reference(face) : nullptr);
+}
+
+// What the glyph paints, relative to its origin.
+Box InkOf(PangoFont* font, PangoGlyph glyph, hb_face_t* pictureFace, ColorPictures& pictures) {
+  if (pictureFace != nullptr) {
+    const auto index = static_cast<hb_codepoint_t>(GlyphIndex(glyph));
+    if (const Box* ink = pictures.InkOf(pictureFace, index)) return *ink;
+  }
+  PangoRectangle ink;
+  pango_font_get_glyph_extents(font, glyph, &ink, nullptr);
+  return BoxOf(ink);
+}
+
 // Appends the item's glyphs at `pen` and gives the pen's next place.
 double AddRun(ShapedLine& line, PangoItem* item, PangoGlyphString* glyphs, const std::string& text,
-              double pen) {
+              double pen, ColorPictures& pictures) {
   PangoFont* font = item->analysis.font;
   if (font == nullptr) return pen;
   cairo_scaled_font_t* scaled = pango_cairo_font_get_scaled_font(PANGO_CAIRO_FONT(font));
@@ -59,6 +76,7 @@ double AddRun(ShapedLine& line, PangoItem* item, PangoGlyphString* glyphs, const
   GlyphRun run;
   run.font.reset(cairo_scaled_font_reference(scaled));
   run.text = text.substr(static_cast<std::size_t>(item->offset), static_cast<std::size_t>(item->length));
+  run.pictures = PictureFace(font);
   run.glyphs.reserve(static_cast<std::size_t>(glyphs->num_glyphs));
   for (int i = 0; i < glyphs->num_glyphs; ++i) {
     const PangoGlyphInfo& info = glyphs->glyphs[i];
@@ -66,11 +84,10 @@ double AddRun(ShapedLine& line, PangoItem* item, PangoGlyphString* glyphs, const
     const double y = info.geometry.y_offset / double{PANGO_SCALE};
     pen += info.geometry.width / double{PANGO_SCALE};
     if (!IsPainted(info.glyph)) continue;
-    PangoRectangle ink;
-    pango_font_get_glyph_extents(font, info.glyph, &ink, nullptr);
+    const Box ink = InkOf(font, info.glyph, run.pictures.get(), pictures);
     run.glyphs.push_back({GlyphIndex(info.glyph), x, y});
-    run.reach.Add(BoxOf(ink));
-    line.ink.Add(BoxOf(ink).Moved(x, y));
+    run.reach.Add(ink);
+    line.ink.Add(ink.Moved(x, y));
   }
   AddClusters(run, item, glyphs, text.c_str());
   line.glyphCount += run.glyphs.size();
@@ -111,7 +128,7 @@ std::vector<PangoItem*> InVisualOrder(GList* items) {
 
 }  // namespace
 
-ShapedLine ShapeLine(PangoContext* context, std::wstring_view wide) {
+ShapedLine ShapeLine(PangoContext* context, std::wstring_view wide, ColorPictures& pictures) {
   ShapedLine line;
   const std::string text = DrawableText(wide.data(), static_cast<int>(wide.size()));
   if (text.empty()) return line;
@@ -123,7 +140,7 @@ ShapedLine ShapeLine(PangoContext* context, std::wstring_view wide) {
   double pen = 0;
   for (PangoItem* item : InVisualOrder(items.get())) {
     pango_shape_item(item, text.c_str(), length, nullptr, glyphs.get(), PANGO_SHAPE_NONE);
-    pen = AddRun(line, item, glyphs.get(), text, pen);
+    pen = AddRun(line, item, glyphs.get(), text, pen, pictures);
     if (item->analysis.font != nullptr) AddHeight(line, item->analysis.font);
   }
   line.logical.right = pen;

@@ -2,6 +2,7 @@
 // break lines and end paragraphs.
 #pragma once
 
+#include "font/color_pictures.h"
 #include "font/shaped_line.h"
 
 #include <pango/pango.h>
@@ -10,7 +11,8 @@
 
 namespace core {
 
-// `context` holds the font description and the language; its base direction is set to the text's.
-ShapedLine ShapeLine(PangoContext* context, std::wstring_view text);
+// `context` holds the font description and the language; its base direction is set to the text's. `pictures`
+// are asked for the ink of color glyphs.
+ShapedLine ShapeLine(PangoContext* context, std::wstring_view text, ColorPictures& pictures);
 
 }  // namespace core

@@ -46,6 +46,32 @@ bool IsNonCharacter(std::uint32_t c) { return (c & 0xFFFE) == 0xFFFE || (c >= 0x
 
 bool IsCharacter(std::uint32_t c) { return c <= 0x10FFFF && !IsSurrogate(c) && !IsNonCharacter(c); }
 
+constexpr std::uint32_t kTextForm = 0xFE0E;
+
+// Hands and persons that can have a skin color but are text by default (Unicode Technical Standard 51). The
+// shaper takes everything that can have one for an emoji.
+bool IsTextThatTakesSkin(std::uint32_t c) {
+  switch (c) {
+    case 0x261D:
+    case 0x26F9:
+    case 0x270C:
+    case 0x270D:
+    case 0x1F3CB:
+    case 0x1F3CC:
+    case 0x1F574:
+    case 0x1F575:
+    case 0x1F590:
+      return true;
+    default:
+      return false;
+  }
+}
+
+// A variation selector, a joiner or a skin color: the character before it has its form from it.
+bool DecidesForm(std::uint32_t c) {
+  return c == kTextForm || c == 0xFE0F || c == 0x200D || (c >= 0x1F3FB && c <= 0x1F3FF);
+}
+
 void AppendUtf8(std::string& text, std::uint32_t c) {
   const auto tail = [](std::uint32_t bits) { return static_cast<char>(0x80 | (bits & 0x3F)); };
   if (c < 0x80) {
@@ -86,6 +112,10 @@ std::string DrawableText(const wchar_t* characters, int count) {
     attached = IsAttached(c) ? attached + 1 : 0;
     if (attached > kMaxAttached) continue;
     AppendUtf8(text, c);
+    if (!IsTextThatTakesSkin(c)) continue;
+    if (i + 1 == count || !DecidesForm(static_cast<std::uint32_t>(characters[i + 1]))) {
+      AppendUtf8(text, kTextForm);
+    }
   }
   return text;
 }

@@ -49,6 +49,7 @@ struct GlyphRun {
   std::vector<cairo_text_cluster_t> clusters;
   bool backward = false;  // the clusters run from right to left
   Box reach;              // what any glyph may paint, relative to its own origin
+  HbFacePtr pictures;     // the font, when it has pictures for its glyphs; otherwise null
 };
 
 struct ShapedLine {

@@ -26,7 +26,8 @@ std::wstring_view ViewOf(const CoreWideString& text) {
 
 std::size_t HashOf(const CoreFontRequest& request) {
   const std::hash<std::wstring_view> hash;
-  std::size_t mixed = Mix(hash(ViewOf(request.family)), hash(ViewOf(request.face)));
+  // Each is mixed by itself: family and face are often one name, whose hashes would cancel each other out.
+  std::size_t mixed = Mix(Mix(0, hash(ViewOf(request.family))), hash(ViewOf(request.face)));
   mixed = Mix(mixed, static_cast<std::size_t>(request.weight));
   return Mix(mixed, static_cast<std::size_t>(request.source) * 2 + (request.italic ? 1 : 0));
 }
@@ -49,6 +50,7 @@ void TextShaper::DropStale() {
   passing_ = {};
   typefaces_.clear();
   sources_ = {};
+  pictures_.Clear();
 }
 
 TextShaper::Source& TextShaper::SourceFor(int mask) {
@@ -103,7 +105,7 @@ ShapedLine TextShaper::ShapeNow(const CoreFontRequest& request, std::wstring_vie
   PangoContext* context = SourceFor(request.source).context.get();
   pango_context_set_font_description(context, face.description.get());
   pango_context_set_language(context, pango_language_from_string(face.choice.language));
-  return ShapeLine(context, text);
+  return ShapeLine(context, text, pictures_);
 }
 
 const ShapedLine* TextShaper::Keep(Line line) {

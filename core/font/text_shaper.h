@@ -4,6 +4,7 @@
 // in number, lines in number and in glyphs.
 #pragma once
 
+#include "font/color_pictures.h"
 #include "font/font_catalog.h"
 #include "font/font_request.h"
 #include "font/shaped_line.h"
@@ -23,6 +24,9 @@ namespace core {
 // Longer lines are refused rather than cut.
 inline constexpr int kMaxLineLength = 1 << 18;
 
+// Some 240 pictures of the usual size.
+inline constexpr std::size_t kMaxPictureBytes = std::size_t{16} << 20;
+
 class TextShaper {
  public:
   static TextShaper& ForThisThread();
@@ -36,6 +40,9 @@ class TextShaper {
 
   // What a request comes to. Valid until the next call.
   const FontChoice& Resolve(const CoreFontRequest& request);
+
+  // The pictures of color glyphs, kept for this thread's bitmaps.
+  ColorPictures& Pictures() noexcept { return pictures_; }
 
  private:
   // A source's fonts and the context that itemises text for them.
@@ -68,6 +75,7 @@ class TextShaper {
   std::list<Line> lines_;  // the most recently used first
   std::unordered_map<std::size_t, std::list<Line>::iterator> byHash_;
   std::size_t keptGlyphs_ = 0;
+  ColorPictures pictures_{kMaxPictureBytes};
   ShapedLine passing_;  // the last line that was not worth keeping
 };
 

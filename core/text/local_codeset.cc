@@ -145,11 +145,28 @@ std::size_t DecodeUnit(const char* text, std::size_t length, std::wstring& wide)
   return 0;
 }
 
+// The one character that an ASCII letter makes with the mark behind it, where the codeset writes it so;
+// otherwise nothing.
+std::wstring DecodeMarked(const char* text, std::size_t length) {
+  std::wstring marked;
+  if (length < 2 || static_cast<unsigned char>(text[1]) < 0x80) return marked;
+  int error = 0;
+  Decoder().Convert(text, 2, marked, error);
+  const bool isOne = error == 0 && marked.size() == 1;
+  if (!isOne || EncodeLocal(marked.data(), 1).compare(0, std::string::npos, text, 2) != 0) marked.clear();
+  return marked;
+}
+
 std::wstring DecodeByUnits(const char* text, std::size_t length) {
   std::wstring wide;
   std::size_t i = 0;
   while (i < length) {
     const bool ascii = static_cast<unsigned char>(text[i]) < 0x80;
+    if (const std::wstring marked = ascii ? DecodeMarked(text + i, length - i) : L""; !marked.empty()) {
+      wide += marked;
+      i += 2;
+      continue;
+    }
     const std::size_t taken = ascii ? 0 : DecodeUnit(text + i, length - i, wide);
     if (taken == 0) wide += AsciiOrEscape(text[i]);
     i += std::max<std::size_t>(taken, 1);

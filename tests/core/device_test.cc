@@ -1,11 +1,10 @@
-#include <tovmx/device.h>
+#include "device_support.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <limits>
 #include <string>
@@ -15,57 +14,7 @@
 
 namespace {
 
-constexpr std::uint32_t kBlack = 0xFF000000;
-constexpr std::uint32_t kWhite = 0xFFFFFFFF;
-
-CoreFontLoader Fonts(const wchar_t* family = L"DejaVu Sans") {
-  CoreFontLoader fonts(nullptr);
-  fonts.LoadFont(family, family, kCoreFontAny, 400, false);
-  return fonts;
-}
-
-CoreMatrix At(float x, float y) {
-  CoreMatrix matrix;
-  matrix.Translate(x, y);
-  return matrix;
-}
-
-bool DrawLine(CoreDevice& device, const wchar_t* text, const CoreMatrix& matrix, std::uint32_t argb = kBlack,
-              float size = 32.0f) {
-  const bool drawn = device.DrawText(text, -1, Fonts(), matrix, argb, size);
-  return device.EndText() && device.Flush() && drawn;
-}
-
-// Where pixels differ from `background`; empty when none do.
-CoreRect InkOf(const CoreDib& dib, std::uint32_t background = kWhite) {
-  CoreRect ink{dib.GetWidth(), dib.GetHeight(), 0, 0};
-  for (int y = 0; y < dib.GetHeight(); ++y) {
-    for (int x = 0; x < dib.GetWidth(); ++x) {
-      if (dib.GetArgb(x, y) == background) continue;
-      ink = {std::min(ink.left, x), std::min(ink.top, y), std::max(ink.right, x + 1),
-             std::max(ink.bottom, y + 1)};
-    }
-  }
-  return ink.right == 0 ? CoreRect{} : ink;
-}
-
-struct Picture {
-  CoreDib dib;
-  Picture(int width, int height, int bits = 32) {
-    EXPECT_TRUE(dib.Create(width, height, bits));
-    std::memset(dib.GetBuffer(), 255, dib.GetBufferSize());
-  }
-  std::vector<std::uint8_t> Bytes() const { return {dib.GetBuffer(), dib.GetBuffer() + dib.GetBufferSize()}; }
-};
-
-std::string TextOf(const CoreMemoryOutputStream& stream) {
-  return {reinterpret_cast<const char*>(stream.GetData()), stream.GetSize()};
-}
-
-class RefusingStream final : public CoreOutputStream {
- public:
-  bool Write(const void*, std::size_t) override { return false; }
-};
+using namespace device;
 
 TEST(BitmapDevice, InkStandsOnTheBaselineAndStartsAtTheOrigin) {
   Picture picture(300, 120);
@@ -298,9 +247,14 @@ TEST(BitmapDevice, TargetsThatCannotBeDrawnIntoMakeADeviceThatFails) {
   CoreDib wide;
   ASSERT_TRUE(good.Create(10, 10, 32));
   ASSERT_TRUE(wide.Create(CoreBitmapDevice::kMaxSide + 1, 1, 32));
-  CoreBitmapDevice devices[] = {CoreBitmapDevice(nullptr),       CoreBitmapDevice(&none),
-                                CoreBitmapDevice(&wide),         CoreBitmapDevice(&good, 0.0f),
-                                CoreBitmapDevice(&good, -96.0f), CoreBitmapDevice(&good, std::nanf(""))};
+  CoreBitmapDevice devices[] = {CoreBitmapDevice(nullptr),
+                                CoreBitmapDevice(&none),
+                                CoreBitmapDevice(&wide),
+                                CoreBitmapDevice(&good, 0.0f),
+                                CoreBitmapDevice(&good, -96.0f),
+                                CoreBitmapDevice(&good, std::nanf("")),
+                                CoreBitmapDevice(&good, std::numeric_limits<float>::infinity()),
+                                CoreBitmapDevice(&good, -std::numeric_limits<float>::infinity())};
   for (CoreBitmapDevice& device : devices) {
     EXPECT_FALSE(device.IsGood());
     EXPECT_FALSE(device.FillPage(kWhite));
@@ -310,121 +264,123 @@ TEST(BitmapDevice, TargetsThatCannotBeDrawnIntoMakeADeviceThatFails) {
   }
 }
 
-template <typename Device>
-std::string Document(const wchar_t* text, std::uint32_t fill = 0) {
-  CoreMemoryOutputStream stream;
-  Device device(&stream, 300, 100);
-  if (fill != 0) {
-    EXPECT_TRUE(device.FillPage(fill));
+TEST(BitmapDevice, TheLongestLineIsDrawnAndALongerOneRefused) {
+  constexpr int kMost = 262'144;
+  const std::wstring line(kMost + 1, L'H');
+  for (const int bits : {24, 32}) {
+    Picture picture(100, 60, bits);
+    CoreBitmapDevice device(&picture.dib);
+    EXPECT_FALSE(device.DrawText(line.c_str(), kMost + 1, Fonts(), At(5, 40), kBlack, 32.0f));
+    EXPECT_FALSE(device.DrawText(line.c_str(), -1, Fonts(), At(5, 40), kBlack, 32.0f));
+    ASSERT_TRUE(device.EndText() && device.Flush());
+    EXPECT_TRUE(InkOf(picture.dib).IsEmpty());
+    EXPECT_TRUE(device.DrawText(line.c_str(), kMost, Fonts(), At(5, 40), kBlack, 32.0f));
+    EXPECT_TRUE(device.DrawText(line.c_str() + 1, -1, Fonts(), At(5, 40), kBlack, 32.0f));
+    ASSERT_TRUE(device.EndText() && device.Flush());
+    EXPECT_FALSE(InkOf(picture.dib).IsEmpty());
   }
-  EXPECT_TRUE(DrawLine(device, text, At(10, 50)));
-  EXPECT_EQ(stream.GetSize(), 0u);
-  EXPECT_TRUE(device.Finish());
-  EXPECT_FALSE(device.Finish());
-  EXPECT_FALSE(DrawLine(device, text, At(10, 50)));
-  return TextOf(stream);
 }
 
-TEST(SvgDevice, WritesADocumentOfTheGivenSizeTheSameTwice) {
-  const std::string first = Document<CoreSvgDevice>(L"Hello \u5B8B", 0xFF336699);
-  CoreDib between;
-  ASSERT_TRUE(between.Create(10, 10, 24));
-  CoreBitmapDevice device(&between);  // makes surfaces of its own
-  EXPECT_EQ(first, Document<CoreSvgDevice>(L"Hello \u5B8B", 0xFF336699));
-  EXPECT_EQ(first.rfind("<?xml", 0), 0u);
-  EXPECT_NE(first.find("width=\"300px\" height=\"100px\" viewBox=\"0 0 300 100\""), std::string::npos);
-  EXPECT_NE(first.find("</svg>"), std::string::npos);
-  EXPECT_NE(first.find("rgb(20%,40%,60%)"), std::string::npos);
-}
-
-TEST(PdfDevice, WritesADocumentWithoutTheClock) {
-  ASSERT_EQ(setenv("SOURCE_DATE_EPOCH", "86400", 1), 0);
-  const std::string first = Document<CorePdfDevice>(L"Hello \u5B8B");
-  const std::string second = Document<CorePdfDevice>(L"Hello \u5B8B");
-  unsetenv("SOURCE_DATE_EPOCH");
-  EXPECT_EQ(first, second);
-  EXPECT_EQ(first.rfind("%PDF-", 0), 0u);
-  EXPECT_NE(first.find("19700102000000Z"), std::string::npos);
-  EXPECT_NE(first.find("%%EOF"), std::string::npos);
-}
-
-// What stands in the file as its date, without the prefix that Cairo puts before the present one alone.
-std::string DateOf(const std::string& pdf) {
-  const std::string key = "/CreationDate (";
-  const std::size_t at = pdf.find(key) + key.size();
-  const std::string date = pdf.substr(at, pdf.find(')', at) - at);
-  return date.rfind("D:", 0) == 0 ? date.substr(2) : date;
-}
-
-TEST(PdfDevice, ASourceDateOfAnyYearWithFourDigitsIsWritten) {
-  const std::pair<const char*, const char*> cases[] = {{"0", "19700101000000Z"},
-                                                       {"-1", "19691231235959Z"},
-                                                       {"-30610224000", "10000101000000Z"},
-                                                       {"951782400", "20000229000000Z"},
-                                                       {"253402300799", "99991231235959Z"}};
-  for (const auto& [date, written] : cases) {
-    ASSERT_EQ(setenv("SOURCE_DATE_EPOCH", date, 1), 0);
-    EXPECT_EQ(DateOf(Document<CorePdfDevice>(L"Hello")), written) << date;
+TEST(BitmapDevice, FontsFromASourceThatHasNoneAreRefused) {
+  Picture picture(100, 60);
+  CoreBitmapDevice device(&picture.dib);
+  for (const int source : {0, int{kCoreFontApplication}, 4}) {
+    CoreFontLoader none(nullptr);
+    EXPECT_FALSE(none.LoadFont(L"DejaVu Sans", L"", source, 400, false));
+    EXPECT_FALSE(device.DrawText(L"H", 1, none, At(5, 40), kBlack, 32.0f)) << source;
   }
-  unsetenv("SOURCE_DATE_EPOCH");
+  ASSERT_TRUE(device.EndText() && device.Flush());
+  EXPECT_TRUE(InkOf(picture.dib).IsEmpty());
+  EXPECT_TRUE(device.IsGood());
 }
 
-TEST(PdfDevice, ASourceDateThatIsNoneIsIgnored) {
-  unsetenv("SOURCE_DATE_EPOCH");
-  const std::string year = DateOf(Document<CorePdfDevice>(L"Hello")).substr(0, 4);
-  for (const char* date : {"", "soon", "12x", "99999999999999999999", "253402300800", "67767976233532799",
-                           "67767976233532800", "-30610224001"}) {
-    ASSERT_EQ(setenv("SOURCE_DATE_EPOCH", date, 1), 0);
-    const std::string written = DateOf(Document<CorePdfDevice>(L"Hello"));
-    EXPECT_LE(std::stoi(written.substr(0, 4)) - std::stoi(year), 1) << date << " " << written;
-    EXPECT_GE(std::stoi(written.substr(0, 4)), std::stoi(year)) << date << " " << written;
+TEST(BitmapDevice, LinesOfOnePieceAreAllThere) {
+  for (const int bits : {8, 24, 32}) {
+    Picture once(300, 200, bits);
+    Picture each(300, 200, bits);
+    CoreBitmapDevice together(&once.dib);
+    CoreBitmapDevice apart(&each.dib);
+    const std::pair<const wchar_t*, CoreMatrix> lines[] = {
+        {L"Top", At(10, 40)}, {L"middle \u5B8B", At(60, 90)}, {L"over", At(70, 95)}, {L"end", At(200, 190)}};
+    for (const auto& [text, place] : lines) {
+      ASSERT_TRUE(together.DrawText(text, -1, Fonts(), place, 0xC0206040, 32.0f));
+      ASSERT_TRUE(DrawLine(apart, text, place, 0xC0206040));
+    }
+    ASSERT_TRUE(together.EndText());
+    ASSERT_TRUE(together.Flush());
+    EXPECT_EQ(once.Bytes(), each.Bytes()) << bits;
+    EXPECT_LT(InkOf(once.dib).top, 40) << bits;
+    EXPECT_GT(InkOf(once.dib).bottom, 180) << bits;
   }
-  unsetenv("SOURCE_DATE_EPOCH");
 }
 
-template <typename Device>
-void RefusesBadTargets() {
-  CoreMemoryOutputStream stream;
-  constexpr float kTooLong = CoreDocumentDevice::kMaxSide * 1.01f;
-  for (const float side : {0.0f, -1.0f, std::nanf(""), std::numeric_limits<float>::infinity(), kTooLong}) {
-    EXPECT_FALSE(Device(&stream, side, 10).IsGood()) << side;
-    EXPECT_FALSE(Device(&stream, 10, side).IsGood()) << side;
-    EXPECT_FALSE(Device(&stream, 10, side).Finish()) << side;
+// Opaque 32-bit bitmaps are drawn into at once, and hold it after Flush like any other.
+TEST(BitmapDevice, TheBitmapHoldsWhatWasDrawnAfterFlush) {
+  for (const int bits : {1, 4, 8, 24, 32}) {
+    Picture picture(100, 60, bits);
+    CoreBitmapDevice device(&picture.dib);
+    ASSERT_TRUE(device.DrawText(L"H", 1, Fonts(), At(5, 40), kBlack, 32.0f));
+    ASSERT_TRUE(device.EndText());
+    EXPECT_EQ(InkOf(picture.dib).IsEmpty(), bits != 32) << bits;
+    ASSERT_TRUE(device.Flush());
+    EXPECT_FALSE(InkOf(picture.dib).IsEmpty()) << bits;
   }
-  EXPECT_FALSE(Device(nullptr, 10, 10).IsGood());
-  EXPECT_EQ(stream.GetSize(), 0u);
-  RefusingStream refusing;
-  Device device(&refusing, 100, 100);
-  EXPECT_TRUE(DrawLine(device, L"x", At(5, 50)));
-  EXPECT_FALSE(device.Finish());
 }
 
-TEST(PdfDevice, BadTargetsMakeADeviceThatFails) { RefusesBadTargets<CorePdfDevice>(); }
-TEST(SvgDevice, BadTargetsMakeADeviceThatFails) { RefusesBadTargets<CoreSvgDevice>(); }
+std::uint32_t Nearest(std::uint64_t numerator, std::uint32_t denominator) {
+  return static_cast<std::uint32_t>((2 * numerator + denominator) / (2 * denominator));
+}
 
-template <typename Device>
-void SurvivesOddNumbers() {
-  CoreMemoryOutputStream stream;
-  Device device(&stream, 100, 100);
-  for (const float size : {0.001f, 500.0f, 5000.0f, 99999.0f, 1e9f}) {
-    for (const float place : {0.0f, -90000.0f, 1e7f, 1e30f}) {
-      EXPECT_TRUE(DrawLine(device, L"Wide \u5B8B", At(place, 50), kBlack, size)) << size << " " << place;
+// Source over what is there, component by component, with whole numbers: alpha is taken into the colors,
+// which are mixed and freed of it again. Of the ink with its alpha in it, 16 bits, the upper 8 count. A pixel
+// that nothing was added to keeps its bits.
+std::uint32_t Over(std::uint32_t source, std::uint32_t under) {
+  const std::uint32_t sourceAlpha = source >> 24;
+  const std::uint32_t underAlpha = under >> 24;
+  const auto mixed = [=](std::uint32_t ink, std::uint32_t paper) {
+    return std::min(255U, ink + Nearest(paper * (255 - sourceAlpha), 255));
+  };
+  const std::uint32_t alpha = mixed(sourceAlpha, underAlpha);
+  std::uint32_t result = alpha << 24;
+  bool changes = alpha != underAlpha;
+  for (const int shift : {0, 8, 16}) {
+    const std::uint32_t color = source >> shift & 0xFF;
+    const std::uint32_t ink = Nearest(std::uint64_t{65535} * color * sourceAlpha, 255 * 255) >> 8;
+    const std::uint32_t paper = Nearest((under >> shift & 0xFF) * underAlpha, 255);
+    const std::uint32_t both = mixed(ink, paper);
+    changes = changes || both != paper;
+    const bool plain = alpha == 0 || alpha == 255;
+    result |= (plain ? both : std::min(255U, Nearest(both * 255, alpha))) << shift;
+  }
+  return changes ? result : under;
+}
+
+TEST(BitmapDevice, TranslucentTextOverTranslucentPixelsIsExact) {
+  const std::uint32_t inks[] = {0x80FF8040, 0x01FFFFFF, 0x7F010203, 0xFE00FF80, 0x40C08000, 0xFF204060};
+  for (const std::uint32_t ink : inks) {
+    Picture picture(200, 200);
+    unsigned state = ink;
+    for (int y = 0; y < 200; ++y) {
+      for (int x = 0; x < 200; ++x) {
+        state = state * 1664525U + 1013904223U;
+        // Alpha in the columns, every one of them.
+        const std::uint32_t pixel = (state >> 8 & 0xFFFFFF) | static_cast<std::uint32_t>((x + y * 7) % 256)
+                                                                  << 24;
+        std::memcpy(picture.dib.GetRow(y) + static_cast<std::ptrdiff_t>(x) * 4, &pixel, 4);
+      }
+    }
+    CoreDib before;
+    ASSERT_TRUE(before.CopyFrom(picture.dib));
+    CoreBitmapDevice device(&picture.dib);
+    ASSERT_TRUE(DrawLine(device, L"\u2588", At(20, 150), ink, 150.0f));  // a full block
+    for (int y = 50; y < 150; ++y) {
+      for (int x = 40; x < 100; ++x) {
+        const std::uint32_t under = before.GetArgb(x, y);
+        ASSERT_EQ(picture.dib.GetArgb(x, y), Over(ink, under))
+            << std::hex << ink << " over " << under << std::dec << " at " << x << ' ' << y;
+      }
     }
   }
-  const std::wstring line(200'000, L'H');
-  EXPECT_TRUE(DrawLine(device, line.c_str(), At(0, 50)));
-  EXPECT_TRUE(DrawLine(device, L"   ", At(0, 50)));
-  EXPECT_TRUE(device.Finish());
-  EXPECT_LT(stream.GetSize(), 4'000'000u);
 }
-
-// One of these in a text once cost the whole page.
-const wchar_t kNoCharacters[] = L"a\uFFFE\uFFFF\uFDD0\uFDEF\U0001FFFF\U0010FFFFb";
-
-TEST(PdfDevice, WhatIsNoCharacterLeavesThePageWhole) { Document<CorePdfDevice>(kNoCharacters); }
-TEST(SvgDevice, WhatIsNoCharacterLeavesThePageWhole) { Document<CoreSvgDevice>(kNoCharacters); }
-
-TEST(PdfDevice, OddNumbersAreHarmless) { SurvivesOddNumbers<CorePdfDevice>(); }
-TEST(SvgDevice, OddNumbersAreHarmless) { SurvivesOddNumbers<CoreSvgDevice>(); }
 
 }  // namespace

@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <future>
 #include <limits>
 #include <string>
 #include <thread>
@@ -333,6 +334,43 @@ TEST_F(ApplicationFonts, RegisteringTwiceIsFineAndFilesWithoutAFontAreRefused) {
   std::ofstream(text) << "this is no font";
   EXPECT_FALSE(CoreFontLoader::RegisterFontFile(text.c_str()));
   std::remove(text.c_str());
+}
+
+// A collection, one of the package list: every face of it can be asked for.
+TEST_F(ApplicationFonts, EveryFaceOfACollectionIsAdded) {
+  ASSERT_TRUE(CoreFontLoader::RegisterFontFile("/usr/share/fonts/truetype/arphic/uming.ttc"));
+  for (const wchar_t* family :
+       {L"AR PL UMing CN", L"AR PL UMing HK", L"AR PL UMing TW", L"AR PL UMing TW MBE"}) {
+    const CoreFontLoader fonts = Loaded(family, kCoreFontApplication);
+    EXPECT_EQ(fonts.GetActualFamily(), CoreWideString(family)) << Narrow(fonts.GetActualFamily());
+    EXPECT_FALSE(fonts.IsSubstituted());
+    CoreTextExtents extents;
+    ASSERT_TRUE(fonts.MeasureText(L"\u5B8B", 1, 64.0f, extents));
+    EXPECT_NEAR(extents.logical.right, 64.0f, 1.0f);
+    EXPECT_FALSE(extents.ink.IsEmpty());
+  }
+}
+
+// The other thread has measured before, so it holds fonts and lines of the time before.
+TEST_F(ApplicationFonts, ANewFontIsSeenByALoaderOfAnotherThread) {
+  std::promise<void> measured;
+  std::promise<void> registered;
+  std::thread other([&] {
+    const CoreFontLoader fonts = Loaded(L"DejaVu Sans Mono", kCoreFontApplication);
+    const CoreFontLoader any = Loaded(L"Aliased Family");
+    CoreTextExtents extents;
+    EXPECT_FALSE(fonts.MeasureText(L"iiii", -1, 20.0f, extents));
+    EXPECT_TRUE(any.MeasureText(L"iiii", -1, 20.0f, extents));
+    measured.set_value();
+    registered.get_future().wait();
+    EXPECT_TRUE(fonts.MeasureText(L"iiii", -1, 20.0f, extents));
+    EXPECT_EQ(Narrow(fonts.GetActualFamily()), "DejaVu Sans Mono");
+    EXPECT_TRUE(any.MeasureText(L"iiii", -1, 20.0f, extents));
+  });
+  measured.get_future().wait();
+  EXPECT_TRUE(CoreFontLoader::RegisterFontFile(SystemFontFile().c_str()));
+  registered.set_value();
+  other.join();
 }
 
 TEST_F(ApplicationFonts, ThreadsMeasureWhileFilesComeAndGo) {

@@ -16,6 +16,21 @@ std::string Utf8(const std::wstring& text) {
   return CoreTextCodec::Utf8Encode(text.data(), static_cast<int>(text.size())).c_str();
 }
 
+// Text by default, but able to have a skin color.
+const std::wstring kTextThatTakesSkin =
+    L"\u261D\u26F9\u270C\u270D\U0001F3CB\U0001F3CC\U0001F574\U0001F575\U0001F590";
+
+TEST(DrawableText, ItsFormIsWrittenOutUnlessTheNextCharacterDecides) {
+  for (const wchar_t c : kTextThatTakesSkin) {
+    const std::wstring one(1, c);
+    EXPECT_EQ(Drawable(one), Utf8(one + L"\uFE0E"));
+    EXPECT_EQ(Drawable(one + L"x" + one), Utf8(one + L"\uFE0Ex" + one + L"\uFE0E"));
+    for (const wchar_t* next : {L"\uFE0E", L"\uFE0F", L"\u200D", L"\U0001F3FB", L"\U0001F3FF"}) {
+      EXPECT_EQ(Drawable(one + next), Utf8(one + next));
+    }
+  }
+}
+
 TEST(DrawableText, EveryCharacterOfEveryPlaneIsWrittenAsUtf8) {
   // The last of each two are a lead and a trail byte further.
   for (std::uint32_t c = 0x20; c <= 0x10FFFF; c += c < 0x3000 ? 1 : 61) {
@@ -23,8 +38,9 @@ TEST(DrawableText, EveryCharacterOfEveryPlaneIsWrittenAsUtf8) {
     const bool gap = c == 0x2028 || c == 0x2029;
     const bool none = (c >= 0xD800 && c <= 0xDFFF) || (c >= 0xFDD0 && c <= 0xFDEF) || (c & 0xFFFE) == 0xFFFE;
     if (control || gap || none) continue;
-    const std::wstring text(1, static_cast<wchar_t>(c));
-    ASSERT_EQ(Drawable(text), Utf8(text)) << std::hex << c;
+    std::wstring text(1, static_cast<wchar_t>(c));
+    if (kTextThatTakesSkin.find(text) != std::wstring::npos) text += L'\uFE0E';
+    ASSERT_EQ(Drawable(std::wstring(1, static_cast<wchar_t>(c))), Utf8(text)) << std::hex << c;
   }
   EXPECT_EQ(Drawable(L"\U00010000\U0010FFFD"), "\xF0\x90\x80\x80\xF4\x8F\xBF\xBD");
 }

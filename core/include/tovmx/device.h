@@ -2,8 +2,9 @@
 /// CoreDevice: what text is drawn onto, and the devices of this core: a bitmap, a PDF page, an SVG page.
 ///
 /// A line is drawn by three calls in this order: DrawText, which may be repeated for the lines of one piece
-/// of text, EndText, which ends the piece, and Flush, which makes the target hold what was drawn. None of
-/// them ends a page. Coordinates are device units, 96 to the inch, with y growing downwards.
+/// of text, EndText, which ends the piece, and Flush, after which a bitmap holds what was drawn. A document is
+/// written as a whole when its page ends (CoreDocumentDevice::Finish); none of the three ends a page.
+/// Coordinates are device units, 96 to the inch, with y growing downwards.
 ///
 /// Thread-safety: a device belongs to one thread at a time; different threads may use different devices.
 ///
@@ -43,6 +44,10 @@ class TOVMX_API CoreDevice {
   /// count as spaces, other control characters are skipped, and what is no character shows as U+FFFD. Of
   /// combining marks and format characters in a row the first 128 count.
   ///
+  /// Emoji show as pictures in their own colors where a font has such pictures; of `argb` only the alpha counts
+  /// for them, as in web browsers. A character that has both forms, such as a digit or U+00A9, is text unless
+  /// U+FE0F follows.
+  ///
   /// False, and nothing drawn, for null characters, more than 262,144 of them, a matrix with a number that is
   /// not finite, a size that is not finite or not above 0, fonts from a source that has none, and a device
   /// that has failed. Text that lies outside the page, or whose em is below 1/64 or above 100,000 pixels,
@@ -53,7 +58,8 @@ class TOVMX_API CoreDevice {
   /// Ends the present piece of text. False when the device has failed.
   virtual bool EndText() = 0;
 
-  /// Hands everything drawn so far to the target. False when the device has failed.
+  /// Brings everything drawn so far into a target that can be looked at, a bitmap. A document's stream gets
+  /// nothing before the page ends. False when the device has failed.
   virtual bool Flush() = 0;
 
  protected:
