@@ -258,12 +258,14 @@ class TOVKIT_API MutexLocker {
 
 /// One external program, run as a child process. An object belongs to one thread at a time.
 ///
-/// What goes wrong in the child between its birth and the program's start is told on the child's standard
-/// output, and such a child ends with exit code 0. A bad working directory is not told at all.
+/// A program that cannot be executed is told on the child's standard output ("PROC-ERROR: execv fail, errno=%d,
+/// errmsg=%s\n", in English), and such a child ends with exit code 0. A bad working directory is not told at
+/// all. Between its birth and the program's start the child takes no lock and writes nothing that the caller's
+/// streams hold, so a start may be made while other threads do whatever they like.
 class TOVKIT_API Process {
  public:
-  /// Option bits for setFlags and its companions. Without inheritParentFds the child closes all above 2,
-  /// which costs a run of `ls` before the program starts.
+  /// Option bits for setFlags and its companions. Without inheritParentFds the child closes all descriptors
+  /// above 2.
   enum Flag : uint32_t {
     inheritParentFds = 1,  ///< the child keeps every descriptor that it inherits
   };
@@ -314,7 +316,10 @@ class TOVKIT_API Process {
   bool unixStart();
 
   /// Closes every descriptor above 2 of the CALLING process. For use in a child between fork and exec only.
-  /// Always true.
+  /// Always true. Where the kernel cannot close a range (before 5.9, or behind a filter) the shell lists the
+  /// descriptors with `ls`, which takes longer than starting the program; and where that does not work either
+  /// every possible one is closed. What goes wrong then is told on standard error: "ls /proc/%d/fd: %s\n" when
+  /// no shell can be started, "alloca fail.: %s\n" when memory is short.
   bool unixCloseFDInheritFromParent();
 
   /// Waits for the child at most `milliseconds`, without limit when negative (which prints "PROC: will wait

@@ -3,10 +3,13 @@
 #include <dlfcn.h>
 #include <pthread.h>
 #include <semaphore.h>
+#include <spawn.h>
+#include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <utility>
@@ -15,8 +18,8 @@
 
 namespace faults {
 
-Fault pthreadCreate, fork, popen, semTimedwait, waitpid, execv, dup2, usleep;
-Fault malloc, realloc;
+Fault pthreadCreate, fork, closeRange, posixSpawn, semTimedwait, waitpid, execv, dup2, usleep;
+Fault malloc, mremap;
 std::atomic<std::size_t> blockSize{0};
 std::atomic<int> execvResult{0};
 timeval fixedTime{};
@@ -50,8 +53,8 @@ bool Fault::Strikes() {
 }
 
 void Reset() {
-  for (Fault* fault :
-       {&pthreadCreate, &fork, &popen, &semTimedwait, &waitpid, &execv, &dup2, &usleep, &malloc, &realloc}) {
+  for (Fault* fault : {&pthreadCreate, &fork, &closeRange, &posixSpawn, &semTimedwait, &waitpid, &execv,
+                       &dup2, &usleep, &malloc, &mremap}) {
     fault->Reset();
   }
   blockSize = 0;
@@ -101,9 +104,24 @@ int pthread_cond_wait(pthread_cond_t* condition, pthread_mutex_t* mutex) {
   return next(condition, mutex);
 }
 
-FILE* popen(const char* command, const char* mode) {
-  static const auto next = faults::Next<decltype(&popen)>("popen");
-  return faults::popen.Strikes() ? nullptr : next(command, mode);
+int close_range(unsigned first, unsigned last, int flags) noexcept {
+  static const auto next = faults::Next<int (*)(unsigned, unsigned, int)>("close_range");
+  return faults::closeRange.Strikes() ? -1 : next(first, last, flags);
+}
+
+int posix_spawn(pid_t* pid, const char* path, const posix_spawn_file_actions_t* actions,
+                const posix_spawnattr_t* attributes, char* const* argv, char* const* envp) {
+  static const auto next = faults::Next<decltype(&posix_spawn)>("posix_spawn");
+  return faults::posixSpawn.Strikes() ? errno : next(pid, path, actions, attributes, argv, envp);
+}
+
+void* mremap(void* address, std::size_t oldSize, std::size_t newSize, int flags, ...) noexcept {
+  static const auto next = faults::Next<void* (*)(void*, std::size_t, std::size_t, int, ...)>("mremap");
+  va_list arguments;
+  va_start(arguments, flags);
+  void* const target = (flags & MREMAP_FIXED) != 0 ? va_arg(arguments, void*) : nullptr;
+  va_end(arguments);
+  return faults::mremap.Strikes() ? MAP_FAILED : next(address, oldSize, newSize, flags, target);
 }
 
 int sem_timedwait(sem_t* semaphore, const timespec* deadline) {
@@ -153,12 +171,6 @@ void* malloc(std::size_t size) noexcept {
   static const auto next = faults::Next<void* (*)(std::size_t)>("malloc");
   if (size != 0 && size == faults::blockSize && faults::malloc.Strikes()) return nullptr;
   return next(size);
-}
-
-void* realloc(void* block, std::size_t size) noexcept {
-  static const auto next = faults::Next<void* (*)(void*, std::size_t)>("realloc");
-  if (size != 0 && size == faults::blockSize && faults::realloc.Strikes()) return nullptr;
-  return next(block, size);
 }
 #endif
 

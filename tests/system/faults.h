@@ -33,10 +33,10 @@ class Fault {
   std::atomic<int> calls_{0};
 };
 
-extern Fault pthreadCreate, fork, popen, semTimedwait, waitpid, execv, dup2, usleep;
-extern Fault malloc, realloc;
+extern Fault pthreadCreate, fork, closeRange, posixSpawn, semTimedwait, waitpid, execv, dup2, usleep;
+extern Fault malloc, mremap;
 
-// malloc and realloc count and fail only for blocks of this size or, with 0, never.
+// malloc counts and fails only for blocks of this size or, with 0, never.
 extern std::atomic<std::size_t> blockSize;
 
 // Non-zero: execv gives this instead of executing anything.
