@@ -92,6 +92,10 @@ TEST_F(ProcessTest, FlagsAndSettings) {
   EXPECT_STREQ(FieldsOf(process).workDir, "/tmp");
   process.setWorkingDirectory(FieldsOf(process).workDir);
   EXPECT_STREQ(FieldsOf(process).workDir, "/tmp") << "its own text";
+  char changing[] = "/usr";
+  process.setWorkingDirectory(changing);
+  changing[1] = 'X';
+  EXPECT_STREQ(FieldsOf(process).workDir, "/usr") << "a copy";
   process.setWorkingDirectory("");
   EXPECT_EQ(FieldsOf(process).workDir, nullptr);
   process.setWorkingDirectory("/");
@@ -188,6 +192,18 @@ TEST_F(ProcessTest, AWorkingDirectoryThatCannotBeCopiedLeavesTheOneBefore) {
   faults::malloc.Fail(ENOMEM, 1);
   EXPECT_THROW(process.setWorkingDirectory(directory.c_str()), std::bad_alloc);
   EXPECT_STREQ(FieldsOf(process).workDir, "/usr");
+}
+
+TEST_F(ProcessTest, PathAndArgumentsAreCopied) {
+  char path[] = "/bin/true";
+  char argument[] = "one";
+  const char* arguments[] = {argument};
+  Process process;
+  ASSERT_TRUE(process.start(path, 1, arguments));
+  path[1] = argument[0] = 'X';
+  EXPECT_STREQ(FieldsOf(process).path, "/bin/true");
+  EXPECT_STREQ(FieldsOf(process).argv[1], "one");
+  EXPECT_TRUE(process.wait(kPatience));
 }
 
 TEST_F(ProcessTest, OnlyTheStateStartingIsRefused) {
