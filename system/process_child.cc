@@ -1,69 +1,24 @@
 // Process: from fork to the program's first instruction.
+//
+// In the child nothing may take a lock, not that of the heap nor of a stream: another thread of the parent
+// may have held it at the fork, and here nobody would ever give it back.
 #include <stdio_ext.h>
 #include <tovkit/system.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <charconv>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
-#include <string_view>
 
-#include "fixed_buffer.h"
+#include "child_text.h"
+#include "inherited_descriptors.h"
 
 namespace tovkit {
 namespace {
 
-constexpr int kFirstClosedFd = 3;
-constexpr size_t kListingChunk = 1024;
-
 void ReplaceDescriptor(int source, int target) {
   close(target);
   while (dup2(source, target) == -1 && errno == EINTR) {
-  }
-}
-
-void CloseEveryPossibleDescriptor() {
-  const long limit = sysconf(_SC_OPEN_MAX);
-  for (long fd = kFirstClosedFd; fd < limit; ++fd) close(static_cast<int>(fd));
-}
-
-// The whole output of a command, in a block that grows chunk by chunk. Short when memory runs out.
-struct Listing {
-  char* text = nullptr;
-  size_t length = 0;
-};
-
-Listing ReadListing(FILE* stream) {
-  Listing listing;
-  listing.text = static_cast<char*>(std::calloc(kListingChunk, 1));
-  while (listing.text != nullptr) {
-    const size_t got = std::fread(listing.text + listing.length, 1, kListingChunk, stream);
-    listing.length += got;
-    if (got < kListingChunk) break;
-    auto* grown = static_cast<char*>(std::realloc(listing.text, listing.length + kListingChunk));
-    if (grown == nullptr) {
-      perror("alloca fail.");
-      break;
-    }
-    listing.text = grown;
-  }
-  return listing;
-}
-
-// What is no number counts as 0, which is never closed.
-void CloseListedDescriptors(std::string_view listing) {
-  constexpr std::string_view kSeparators = " \n";
-  for (;;) {
-    const size_t begin = listing.find_first_not_of(kSeparators);
-    if (begin == std::string_view::npos) return;
-    listing.remove_prefix(begin);
-    const std::string_view token = listing.substr(0, listing.find_first_of(kSeparators));
-    int fd = 0;
-    std::from_chars(token.data(), token.data() + token.size(), fd);
-    if (fd >= kFirstClosedFd) close(fd);
-    listing.remove_prefix(token.size());
   }
 }
 
@@ -81,8 +36,6 @@ bool Process::unixStart() {
     fields.pid = static_cast<uint64_t>(child);
     return true;
   }
-  // What the parent has printed and not yet written is the parent's to write, not ours to write again.
-  __fpurge(stdout);
   redirectOutput();
   if ((fields.flags & inheritParentFds) == 0) unixCloseFDInheritFromParent();
   // A bad directory is not told, and the program starts where the parent stands.
@@ -103,31 +56,26 @@ bool Process::executeInChild() {
   do {
     result = execv(fields.path, fields.argv);
   } while (result == -1 && errno == EINTR);
+  const int error = errno;
+  ChildText line;
   if (result != -1) {
-    std::printf("PROC: execv fail, SHOULD NOT output this log. ret=%d, errno=%d, errmsg=%s\n", result, errno,
-                std::strerror(errno));
+    line << "PROC: execv fail, SHOULD NOT output this log. ret=" << result << ", errno=" << error
+         << ", errmsg=" << ErrorText{error} << "\n";
+    line.WriteTo(STDOUT_FILENO);
+    // What the parent has printed and not yet written is the parent's to write, not the caller's in this
+    // process.
+    __fpurge(stdout);
     return true;
   }
-  std::printf("PROC-ERROR: execv fail, errno=%d, errmsg=%s\n", errno, std::strerror(errno));
+  line << "PROC-ERROR: execv fail, errno=" << error << ", errmsg=" << ErrorText{error} << "\n";
+  line.WriteTo(STDOUT_FILENO);
   // Kept: the exit code is 0. _exit, because exit would run the parent's exit handlers here and write what
-  // the parent's other streams hold a second time.
-  std::fflush(stdout);
+  // the parent's streams hold a second time.
   _exit(0);
 }
 
 bool Process::unixCloseFDInheritFromParent() {
-  FixedBuffer<1024> command;
-  command.Format("ls /proc/%d/fd", getpid());
-  FILE* stream = popen(command.text(), "r");
-  if (stream == nullptr) {
-    perror(command.text());
-    CloseEveryPossibleDescriptor();
-    return true;
-  }
-  const Listing listing = ReadListing(stream);
-  pclose(stream);
-  CloseListedDescriptors({listing.text, listing.length});
-  std::free(listing.text);
+  CloseInheritedDescriptors();
   return true;
 }
 

@@ -87,14 +87,20 @@ void ProcessMonitor::setStatusKey(const char* key) {
   std::memcpy(statusKey, copy.text(), sizeof statusKey);
 }
 
+// The same operation under the name that it has where `key` is declared as `char*`, for programs compiled
+// with that.
+extern "C" TOVKIT_API void SetStatusKeyOfPlainChar(ProcessMonitor* monitor, char* key) __asm__(
+    "_ZN6tovkit14ProcessMonitor12setStatusKeyEPc");
+void SetStatusKeyOfPlainChar(ProcessMonitor* monitor, char* key) { monitor->setStatusKey(key); }
+
 int ProcessMonitor::readStatusValue(long pid, const char* key, char* out) {
   if (key == nullptr || out == nullptr) return -1;
   FixedBuffer<256> path;
   path.Format("/proc/%ld/status", pid);
+  // The whole file fits: one read in place of one a kilobyte, and no allocation. Outlives the file.
+  char stream[4096];
   const std::unique_ptr<std::FILE, FileCloser> file(std::fopen(path.text(), "re"));
   if (file == nullptr) return -1;
-  // The whole file fits: one read in place of one a kilobyte, and no allocation.
-  char stream[4096];
   std::setvbuf(file.get(), stream, _IOFBF, sizeof stream);
   char line[256];
   while (std::fgets(line, sizeof line, file.get()) != nullptr) {

@@ -4,6 +4,7 @@
 // addTask meets a lock that is still there, and so that every call is defined in every state.
 #include <tovkit/system.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -17,14 +18,16 @@ namespace {
 
 constexpr int kFewestWorkers = 10;
 
-// How long destroy waits for a worker before it broadcasts again.
-constexpr long kJoinSliceNanos = 1'000'000;
+// How long destroy waits for a worker before it broadcasts again: twice as long each time, up to the longest,
+// so that a task that runs for hours is not watched a thousand times a second.
+constexpr long kFirstJoinSliceNanos = 1'000'000;
+constexpr long kLongestJoinSliceNanos = 50'000'000;
 
-timespec AfterJoinSlice() {
+timespec After(long nanos) {
   constexpr long kSecond = 1'000'000'000;
   timespec time{};
   clock_gettime(CLOCK_REALTIME, &time);
-  time.tv_nsec += kJoinSliceNanos;
+  time.tv_nsec += nanos;
   if (time.tv_nsec >= kSecond) {
     time.tv_nsec -= kSecond;
     ++time.tv_sec;
@@ -151,8 +154,8 @@ bool ThreadPool::takeTask(PoolTask** task) {
 }
 
 int ThreadPool::destroy() {
-  if (!hasWorkers()) return LoadShared(shutdown) == 0 ? 0 : -1;
   if (std::atomic_ref<int32_t>(shutdown).exchange(1) != 0) return -1;
+  if (!hasWorkers()) return 0;
   pthread_cond_broadcast(&workAvailable);
   joinWorkers();
 
@@ -177,10 +180,12 @@ int ThreadPool::destroy() {
 void ThreadPool::joinWorkers() {
   const bool whole = threadCount > 0;
   for (int i = 0; whole ? i < threadCount : threadIds[i] != 0; ++i) {
-    timespec deadline = AfterJoinSlice();
+    long slice = kFirstJoinSliceNanos;
+    timespec deadline = After(slice);
     while (pthread_timedjoin_np(threadIds[i], nullptr, &deadline) == ETIMEDOUT) {
       pthread_cond_broadcast(&workAvailable);
-      deadline = AfterJoinSlice();
+      slice = std::min(2 * slice, kLongestJoinSliceNanos);
+      deadline = After(slice);
     }
   }
 }

@@ -26,22 +26,13 @@ constexpr int kExitPatienceMilliseconds = 100;
 struct Registry {
   std::deque<WatchedMutex*> watchRegistry;
   Mutex registryMutex;
-  bool watchdogStarted = false;
+  std::atomic<bool> watchdogStarted{false};  // written under the mutex, and by a forked child
 };
 
 ExitGate gate;
 int64_t nextMutexId = 0;
 alignas(Registry) unsigned char registryStorage[sizeof(Registry)];
 Registry* registry = nullptr;
-
-// The storage outlives the owner: when somebody is still inside, the registry is not taken down at all.
-struct RegistryOwner {
-  RegistryOwner() { registry = new (registryStorage) Registry; }
-  ~RegistryOwner() {
-    if (gate.Close(kExitPatienceMilliseconds)) registry->~Registry();
-  }
-};
-const RegistryOwner registryOwner;
 
 void Purge(std::deque<WatchedMutex*>& entries, MutexState* WatchedMutex::*record) {
   for (auto entry = entries.begin(); entry != entries.end();) {
@@ -57,6 +48,26 @@ void Purge(std::deque<WatchedMutex*>& entries, MutexState* WatchedMutex::*record
 
 }  // namespace
 
+// The storage outlives the owner: when somebody is still inside, the registry is not taken down at all.
+struct RegistryOwner {
+  RegistryOwner() {
+    registry = new (registryStorage) Registry;
+    pthread_atfork(nullptr, nullptr, &WatchRegistry::MarkForkedChild);
+  }
+  ~RegistryOwner() {
+    if (gate.Close(kExitPatienceMilliseconds)) registry->~Registry();
+  }
+};
+static const RegistryOwner registryOwner;
+
+// Runs in every child, those that only execute a program among them, and takes no lock: one that a thread of
+// the parent held stays locked here.
+void WatchRegistry::MarkForkedChild() {
+  if (!registry->watchdogStarted) return;
+  registry->watchdogStarted = false;
+  lacksWatchdog = true;
+}
+
 int64_t WatchRegistry::NextMutexId() { return std::atomic_ref<int64_t>(nextMutexId).fetch_add(1) + 1; }
 
 void WatchRegistry::Add(WatchedMutex* mutex) {
@@ -69,17 +80,32 @@ void WatchRegistry::Add(WatchedMutex* mutex) {
     gate.Leave();
     throw;
   }
-  if (!registry->watchdogStarted) {
-    pthread_t watchdog = 0;
-    if (pthread_create(&watchdog, nullptr, &WatchRegistry::WatchdogEntry, nullptr) != 0) {
-      std::printf("pthread_create error\n");
-      // Kept: the registry stays locked and the gate occupied. A process whose mutexes cannot be watched is
-      // to stand still rather than go on unwatched.
-      return;
-    }
-    registry->watchdogStarted = true;
-  }
+  // Kept: without a watchdog the registry stays locked and the gate occupied. A process whose mutexes cannot
+  // be watched is to stand still rather than go on unwatched.
+  if (!StartWatchdog()) return;
   registry->registryMutex.unlock();
+  gate.Leave();
+}
+
+// Under the registry's lock. Nothing when it runs; false when it cannot be started.
+bool WatchRegistry::StartWatchdog() {
+  if (registry->watchdogStarted) return true;
+  pthread_t watchdog = 0;
+  if (pthread_create(&watchdog, nullptr, &WatchRegistry::WatchdogEntry, nullptr) != 0) {
+    std::printf("pthread_create error\n");
+    return false;
+  }
+  registry->watchdogStarted = true;
+  lacksWatchdog = false;
+  return true;
+}
+
+void WatchRegistry::Resume(const WatchedMutex& mutex) {
+  if (mutex.watchState->timeout < 1 || !gate.Enter()) return;
+  if (TryLockState(*registry->registryMutex.state)) {
+    if (!StartWatchdog()) return;  // as in Add
+    registry->registryMutex.unlock();
+  }
   gate.Leave();
 }
 
@@ -95,6 +121,8 @@ void WatchRegistry::Retire(WatchedMutex* mutex) {
   registry->registryMutex.lock();
   RetireMutexState(*mutex->watchState);
   Purge(registry->watchRegistry, &WatchedMutex::watchState);
+  // A lock elsewhere may have found the registry taken.
+  if (lacksWatchdog && !registry->watchRegistry.empty() && !StartWatchdog()) return;
   registry->registryMutex.unlock();
   gate.Leave();
 }

@@ -5,6 +5,7 @@
 
 #include <tovkit/system.h>
 
+#include <atomic>
 #include <cstdint>
 
 namespace tovkit {
@@ -21,10 +22,23 @@ class WatchRegistry {
   // valid and frees its record. The record of a mutex that was never added is left behind.
   static void Retire(WatchedMutex* mutex);
 
+  // True in a forked child of a process with a watchdog, until the child has one.
+  static bool LacksWatchdog() { return lacksWatchdog.load(std::memory_order_relaxed); }
+
+  // Starts the watchdog that a forked child lacks. Nothing for a mutex that is not watched, nor while
+  // somebody holds the registry: he starts it, or is a thread that only the parent has, and then nobody ever
+  // can.
+  static void Resume(const WatchedMutex& mutex);
+
  private:
+  static void MarkForkedChild();
+  static bool StartWatchdog();
   static void* WatchdogEntry(void* unused);
   static void Pass();
   static void ReleaseIfOverdue(WatchedMutex& mutex);
+
+  friend struct RegistryOwner;
+  static inline std::atomic<bool> lacksWatchdog{false};
 };
 
 }  // namespace tovkit

@@ -24,7 +24,12 @@ WatchedMutex::WatchedMutex(const char* name, int timeout) {
 
 WatchedMutex::~WatchedMutex() { WatchRegistry::Retire(this); }
 
-TOVKIT_IN_ONE_CACHE_LINE void WatchedMutex::lock() { LockState(*watchState); }
+TOVKIT_IN_ONE_CACHE_LINE void WatchedMutex::lock() {
+  // Before the wait: the lock may be one that only the watchdog breaks.
+  if (WatchRegistry::LacksWatchdog()) [[unlikely]]
+    WatchRegistry::Resume(*this);
+  LockState(*watchState);
+}
 
 TOVKIT_IN_ONE_CACHE_LINE void WatchedMutex::unlock() { UnlockState(*watchState); }
 

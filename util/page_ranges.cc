@@ -18,12 +18,12 @@ class PageSink {
 
   // Appends every page for a negative index, else the one page. False, and nothing appended, for an index
   // that the document does not have.
-  bool AddPage(int index) {
+  bool AddPage(long index) {
     if (index >= count_) return false;
     if (index < 0) {
       AddEvery(1, 0, 0);
     } else {
-      Append(index);
+      Append(static_cast<int>(index));
     }
     return true;
   }
@@ -44,8 +44,8 @@ class PageSink {
   CoreArray<int>& out_;
 };
 
-// The number at the start of `text`, cut to 32 bits.
-int ReadNumber(const char* text) { return static_cast<int>(std::strtol(text, nullptr, 10)); }
+// The number at the start of `text`; one that a long cannot hold is the nearest that it can.
+long ReadNumber(const char* text) { return std::strtol(text, nullptr, 10); }
 
 // Reads a list of numbers and ranges. `origin` is the number of the first page, 0 or 1.
 class PageListParser {
@@ -76,24 +76,24 @@ class PageListParser {
     return AddRange(ReadNumber(segment), ReadNumber(dash + 1));
   }
 
-  bool AddNumber(int number) {
+  bool AddNumber(long number) {
     if (number <= last_) return false;
     last_ = number;
     return sink_.AddPage(number - origin_);
   }
 
   // Stops at the first page outside the document, so the count bounds the time, not the width of the range.
-  bool AddRange(int first, int last) {
+  bool AddRange(long first, long last) {
     if (first >= last || first <= last_) return false;
     last_ = last;
-    for (int index = first - origin_; index <= last - origin_; ++index) {
+    for (long index = first - origin_; index <= last - origin_; ++index) {
       if (!sink_.AddPage(index)) return false;
     }
     return true;
   }
 
   int origin_;
-  int last_;  // the highest number accepted so far
+  long last_;  // the highest number accepted so far
   PageSink& sink_;
 };
 

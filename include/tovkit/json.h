@@ -7,8 +7,8 @@
 /// from is neither grown nor shortened (a setter that appends, an insertion and a removal do that). Nothing
 /// that a document holds is freed before its root.
 ///
-/// Nothing here throws for bad input. Only a failed allocation throws (std::bad_alloc); a document in change
-/// is then as before the call.
+/// Nothing here throws for bad input. A failed allocation throws std::bad_alloc, and a document in change is
+/// then as before the call; Json::Write throws std::length_error for a text that a core string cannot hold.
 ///
 /// Thread-safety: none. Handle counts, cursors and values are plain data. A document and all handles into it
 /// belong to one thread at a time; different documents are independent.

@@ -2,8 +2,9 @@
 /// System services: threads and runnables, a worker pool, mutexes with a hold-time watchdog, child processes,
 /// a process memory monitor and shared memory.
 ///
-/// Thin classes over POSIX. Nothing here throws or keeps an error for later: a failure is a false, a -1 or
-/// one line on standard output, as each function says. Objects are neither copied nor moved.
+/// Thin classes over POSIX. Nothing here throws but a failed allocation (std::bad_alloc), and no error is
+/// kept for later: a failure is a false, a -1 or one line on standard output, as each function says. Objects
+/// are neither copied nor moved.
 ///
 /// Thread-safety: ThreadPool::addTask, lock and unlock may be called from any thread; everything else belongs
 /// to the thread that owns the object unless its comment says otherwise.
@@ -159,8 +160,8 @@ class TOVKIT_API ThreadPool {
   /// @}
 
   /// Ends the workers once each has finished the task it runs, joins them, and frees what is still queued
-  /// without running it. 0 when done or when the pool was never started; -1, without effect, when destroy()
-  /// was called before.
+  /// without running it. 0 when done, for a pool that was never started too; -1, without effect, when
+  /// destroy() was called before and no init() since.
   int destroy();
 
  private:
@@ -207,6 +208,7 @@ class TOVKIT_API Mutex {
   virtual void unlock();
 
  private:
+  friend class WatchRegistry;
   MutexState* state;
 };
 
@@ -216,6 +218,17 @@ class TOVKIT_API Mutex {
 /// before `timeout` + 6 seconds, with two lines on standard output; its owner is not told, may share the
 /// protected data with the next owner from then on, and will later unlock a mutex that it no longer holds. It
 /// breaks dead-locks at the cost of mutual exclusion.
+///
+/// Owners and watchdog share no lock, so two things may happen in an instant that is short but there: the
+/// late end of one unlock() marks a mutex free that the next owner has taken, and that hold is then not
+/// watched; and a mutex that was overdue when the watchdog looked is released though a fresh owner has it by
+/// then.
+///
+/// The watchdog does not follow a fork(). In a child that executes no program it starts anew when a watched
+/// mutex is next locked or constructed, and then watches those that the child inherited too. When the fork
+/// fell into a look of the parent's watchdog, or into a construction or destruction by another thread, the
+/// child's mutexes stay unwatched, and its own constructions and destructions of watched mutexes block for
+/// good.
 class TOVKIT_API WatchedMutex : public Mutex {
  public:
   /// `name` shows in the watchdog's lines: null counts as "SWMutex", and only 255 characters are kept.
@@ -228,6 +241,7 @@ class TOVKIT_API WatchedMutex : public Mutex {
   /// Precondition: nobody holds the mutex or waits for it.
   ~WatchedMutex() override;
 
+  /// As Mutex, and in a forked child starts the watchdog that it lacks.
   void lock() override;
   void unlock() override;
 
@@ -258,12 +272,14 @@ class TOVKIT_API MutexLocker {
 
 /// One external program, run as a child process. An object belongs to one thread at a time.
 ///
-/// What goes wrong in the child between its birth and the program's start is told on the child's standard
-/// output, and such a child ends with exit code 0. A bad working directory is not told at all.
+/// A program that cannot be executed is told on the child's standard output ("PROC-ERROR: execv fail,
+/// errno=%d, errmsg=%s\n", in English), and such a child ends with exit code 0. A bad working directory is
+/// not told at all. Between its birth and the program's start the child takes no lock and writes nothing that
+/// the caller's streams hold, so a start may be made while other threads do whatever they like.
 class TOVKIT_API Process {
  public:
-  /// Option bits for setFlags and its companions. Without inheritParentFds the child closes all above 2,
-  /// which costs a run of `ls` before the program starts.
+  /// Option bits for setFlags and its companions. Without inheritParentFds the child closes all descriptors
+  /// above 2.
   enum Flag : uint32_t {
     inheritParentFds = 1,  ///< the child keeps every descriptor that it inherits
   };
@@ -314,7 +330,10 @@ class TOVKIT_API Process {
   bool unixStart();
 
   /// Closes every descriptor above 2 of the CALLING process. For use in a child between fork and exec only.
-  /// Always true.
+  /// Always true. Where the kernel cannot close a range (before 5.9, or behind a filter) the shell lists the
+  /// descriptors with `ls`, which takes longer than starting the program; and where that does not work either
+  /// every possible one is closed. What goes wrong then is told on standard error: "ls /proc/%d/fd: %s\n"
+  /// when no shell can be started, "alloca fail.: %s\n" when memory is short.
   bool unixCloseFDInheritFromParent();
 
   /// Waits for the child at most `milliseconds`, without limit when negative (which prints "PROC: will wait

@@ -79,8 +79,8 @@ TOVKIT_API std::string NormalizeSeparators(const char* s);  // with '/'
 /// dropped, and a "/" goes between unless the first ends in `\` or `/`.
 ///
 /// There is no third component. A third argument that is not null is appended again and again, and the
-/// arguments after it are never read: the call ends by the failure to allocate (std::bad_alloc or
-/// std::length_error), or not at all when the argument adds no characters. Nest calls to join more.
+/// arguments after it are never read: the call ends by the failure to allocate (std::bad_alloc), or
+/// not at all when the argument adds no characters. Nest calls to join more.
 TOVKIT_API std::string JoinPath(const char* first, const char* second, ...) __attribute__((sentinel));
 
 /// `prefix`, the present time in whole seconds since the epoch as a decimal number, `suffix`; null counts as
@@ -372,8 +372,8 @@ class TOVKIT_API TempFile {
 /// above the one before, "2-2", an empty segment, a dangling or leading dash, a page outside the document)
 /// ends the list at that point without a report; what was appended before it stays. Nothing happens for a
 /// `count` below 1. Blanks before a number and text behind it are ignored, so "2x" is 2, and text without a
-/// digit is 0. A number is read as by strtol and cut to 32 bits: 4294967297 is 1, one beyond `long` is -1.
-/// Sums with `base` wrap at 32 bits.
+/// digit is 0. Numbers are read as by strtol, in 64 bits: none is too large to be told from a page. Sums with
+/// `base` wrap at 32 bits.
 /// @{
 
 /// Numbers count from 0.

@@ -1,4 +1,5 @@
 #include "fake_value.h"
+#include "in_locale.h"
 #include "parsed.h"
 
 #include <tovkit/convert.h>
@@ -6,6 +7,7 @@
 #include <emmintrin.h>
 #include <gtest/gtest.h>
 
+#include <clocale>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
@@ -241,6 +243,17 @@ TEST(ConvertScalar, DoublesConvertAsTheProcessorDoes) {
     ASSERT_TRUE(Same(Convert::ToFloat(value), _mm_cvtss_f32(_mm_cvtsd_ss(_mm_setzero_ps(), packed))))
         << number;
   }
+}
+
+TEST(ConvertScalar, TheDecimalPointIsThatOfTheProcesssLocale) {
+  EXPECT_IN("de_DE.ISO-8859-1", [] {
+    const Parsed parsed("[\"2,5\", \"2.5\", 2.5]");
+    HOLDS(Convert::ToDouble(parsed[0]) == 2 && Convert::ToDouble(parsed[1]) == 2.5);
+    HOLDS(std::setlocale(LC_NUMERIC, "") != nullptr);
+    HOLDS(Convert::ToDouble(parsed[0]) == 2.5 && Convert::ToFloat(parsed[0]) == 2.5f);
+    HOLDS(Convert::ToDouble(parsed[1]) == 2 && Convert::ToFloat(parsed[1]) == 2);
+    HOLDS(std::string(Convert::ToText(parsed[2], 1).c_str()) == "2,5");
+  });
 }
 
 struct TextRow {

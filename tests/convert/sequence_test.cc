@@ -5,8 +5,10 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <limits>
 #include <string>
+#include <thread>
 #include <vector>
 
 using tovkit::Convert;
@@ -205,6 +207,37 @@ TEST(ConvertStringList, TextsEndAtTheirFirstNul) {
   CoreStringList<CoreString> source;
   source.Add(CoreString("cut\0off", 7));
   EXPECT_EQ(TextOf(Convert::StringListToJson(source)), "[\"cut\"]");
+}
+
+TEST(ConvertStringList, WideTextsEndAtTheirFirstNul) {
+  CoreStringList<CoreWideString> list;
+  EXPECT_TRUE(Convert::JsonToStringList(Parsed("[\"cut\\u0000off\"]").root(), list));
+  EXPECT_EQ(list.GetAt(0), CoreWideString(L"cut"));
+  CoreStringList<CoreWideString> source;
+  source.Add(CoreWideString(L"cut\0off", 7));
+  EXPECT_EQ(TextOf(Convert::StringListToJson(source)), "[\"cut\"]");
+}
+
+// Another thread that appends all the while is let in before or after, never in between: a move of the
+// elements under the conversion would be seen, by sanitizers at the latest.
+TEST(ConvertArrayToJson, TheSourceIsLockedMeanwhile) {
+  CoreArray<int> array;
+  for (int i = 0; i < 1000; ++i) array.Add(i);
+  std::atomic<bool> stop{false};
+  std::thread other([&] {
+    while (!stop) {
+      for (int i = 1000; i < 3000; ++i) array.Add(i);
+      array.SetSize(1000);
+    }
+  });
+  for (int round = 0; round < 200; ++round) {
+    const SharedPtr<JsonValue> json = Convert::ArrayToJson(array);
+    const int size = static_cast<int>(json->Size());
+    ASSERT_GE(size, 1000);
+    for (int i = 0; i < size; ++i) ASSERT_EQ(json->GetAtInt(static_cast<std::uint32_t>(i), -1), i);
+  }
+  stop = true;
+  other.join();
 }
 
 TEST(ConvertStringList, AbsentTextsAreEmptyTexts) {

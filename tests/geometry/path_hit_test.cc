@@ -428,6 +428,25 @@ TEST(Oddities, VerticalEdgeIsCrossedFromAboveIt) {
   EXPECT_TRUE(Inside(path, {0, 0}, 0.5f));
 }
 
+TEST(Oddities, ClosingASegmentWithoutLengthHitsItsCornerRegions) {
+  CorePath open;
+  open.MoveTo(0, 0);
+  open.CubicTo(10, 0, 10, 10, 0, 10);
+  open.CubicTo(4, 8, 4, 2, 0, 0);
+  CorePath closed(open);
+  closed.Close();
+  const CorePointF corner = {-0.5f, -0.5f};  // outside the boxes of both curves
+  EXPECT_FALSE(Outline(open, corner, 1));
+  EXPECT_TRUE(Outline(closed, corner, 1));
+  EXPECT_FALSE(Outline(closed, corner, 0.7f)) << "beyond the tolerance";
+  const CorePath point = Polyline({{3, 3}}, true);
+  for (const float dx : {-1.0f, 0.0f, 1.0f}) {
+    for (const float dy : {-1.0f, 0.0f, 1.0f}) {
+      EXPECT_EQ(Outline(point, {3 + dx, 3 + dy}, 1.5f), dx != 0 && dy != 0) << dx << ", " << dy;
+    }
+  }
+}
+
 TEST(Oddities, LongCurveCanBeMissedBetweenSamples) {
   CorePath path;
   path.MoveTo(0, 0);

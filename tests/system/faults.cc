@@ -3,21 +3,30 @@
 #include <dlfcn.h>
 #include <pthread.h>
 #include <semaphore.h>
+#include <spawn.h>
+#include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
+#include <iterator>
 #include <utility>
 
 #include "build_kind.h"
 
 namespace faults {
 
-Fault pthreadCreate, fork, popen, semTimedwait, waitpid, execv, dup2, usleep;
-Fault malloc, realloc;
+Fault pthreadCreate, fork, closeRange, posixSpawn, semTimedwait, waitpid, execv, dup2, usleep;
+Fault malloc, mremap;
 std::atomic<std::size_t> blockSize{0};
+std::atomic<void*> countedBlocks[100];
+std::vector<TimedJoin> timedJoins;
+int joinsToTimeOut = 0;
+std::atomic<int> broadcasts{0};
 std::atomic<int> execvResult{0};
 timeval fixedTime{};
 timespec lastDeadline{};
@@ -50,16 +59,33 @@ bool Fault::Strikes() {
 }
 
 void Reset() {
-  for (Fault* fault :
-       {&pthreadCreate, &fork, &popen, &semTimedwait, &waitpid, &execv, &dup2, &usleep, &malloc, &realloc}) {
+  for (Fault* fault : {&pthreadCreate, &fork, &closeRange, &posixSpawn, &semTimedwait, &waitpid, &execv,
+                       &dup2, &usleep, &malloc, &mremap}) {
     fault->Reset();
   }
   blockSize = 0;
+  for (std::atomic<void*>& block : countedBlocks) block = nullptr;
+  timedJoins.clear();
+  joinsToTimeOut = 0;
+  broadcasts = 0;
   execvResult = 0;
   fixedTime = {};
   skipSleeps = false;
   flagBeforeCondWait = nullptr;
   afterThreadCreate = beforeSemPost = nullptr;
+}
+
+int BlocksInUse() {
+  return static_cast<int>(std::count_if(std::begin(countedBlocks), std::end(countedBlocks),
+                                        [](const auto& block) { return block != nullptr; }));
+}
+
+// Puts `now` where `before` stands.
+[[maybe_unused]] void ReplaceCounted(void* before, void* now) {
+  for (std::atomic<void*>& block : countedBlocks) {
+    void* expected = before;
+    if (block.compare_exchange_strong(expected, now)) return;
+  }
 }
 
 void CallOnce(std::function<void()>& hook) {
@@ -101,9 +127,41 @@ int pthread_cond_wait(pthread_cond_t* condition, pthread_mutex_t* mutex) {
   return next(condition, mutex);
 }
 
-FILE* popen(const char* command, const char* mode) {
-  static const auto next = faults::Next<decltype(&popen)>("popen");
-  return faults::popen.Strikes() ? nullptr : next(command, mode);
+int close_range(unsigned first, unsigned last, int flags) noexcept {
+  static const auto next = faults::Next<int (*)(unsigned, unsigned, int)>("close_range");
+  return faults::closeRange.Strikes() ? -1 : next(first, last, flags);
+}
+
+int posix_spawn(pid_t* pid, const char* path, const posix_spawn_file_actions_t* actions,
+                const posix_spawnattr_t* attributes, char* const* argv, char* const* envp) {
+  static const auto next = faults::Next<decltype(&posix_spawn)>("posix_spawn");
+  return faults::posixSpawn.Strikes() ? errno : next(pid, path, actions, attributes, argv, envp);
+}
+
+void* mremap(void* address, std::size_t oldSize, std::size_t newSize, int flags, ...) noexcept {
+  static const auto next = faults::Next<void* (*)(void*, std::size_t, std::size_t, int, ...)>("mremap");
+  va_list arguments;
+  va_start(arguments, flags);
+  void* const target = (flags & MREMAP_FIXED) != 0 ? va_arg(arguments, void*) : nullptr;
+  va_end(arguments);
+  return faults::mremap.Strikes() ? MAP_FAILED : next(address, oldSize, newSize, flags, target);
+}
+
+int pthread_cond_broadcast(pthread_cond_t* condition) noexcept {
+  static const auto next = faults::Next<int (*)(pthread_cond_t*)>("pthread_cond_broadcast");
+  ++faults::broadcasts;
+  return next(condition);
+}
+
+int pthread_timedjoin_np(pthread_t thread, void** result, const timespec* deadline) {
+  static const auto next = faults::Next<decltype(&pthread_timedjoin_np)>("pthread_timedjoin_np");
+  if (faults::joinsToTimeOut == 0) return next(thread, result, deadline);
+  const auto nanos = [](const timespec& time) { return int64_t{time.tv_sec} * 1'000'000'000 + time.tv_nsec; };
+  timespec now{};
+  clock_gettime(CLOCK_REALTIME, &now);
+  faults::timedJoins.push_back({nanos(now), nanos(*deadline)});
+  --faults::joinsToTimeOut;
+  return ETIMEDOUT;
 }
 
 int sem_timedwait(sem_t* semaphore, const timespec* deadline) {
@@ -151,14 +209,17 @@ int gettimeofday(timeval* time, void* zone) noexcept {
 #if TOVKIT_OWN_MALLOC
 void* malloc(std::size_t size) noexcept {
   static const auto next = faults::Next<void* (*)(std::size_t)>("malloc");
-  if (size != 0 && size == faults::blockSize && faults::malloc.Strikes()) return nullptr;
-  return next(size);
+  if (size == 0 || size != faults::blockSize) return next(size);
+  if (faults::malloc.Strikes()) return nullptr;
+  void* const block = next(size);
+  faults::ReplaceCounted(nullptr, block);
+  return block;
 }
 
-void* realloc(void* block, std::size_t size) noexcept {
-  static const auto next = faults::Next<void* (*)(void*, std::size_t)>("realloc");
-  if (size != 0 && size == faults::blockSize && faults::realloc.Strikes()) return nullptr;
-  return next(block, size);
+void free(void* block) noexcept {
+  static const auto next = faults::Next<void (*)(void*)>("free");
+  if (block != nullptr && faults::blockSize != 0) faults::ReplaceCounted(block, nullptr);
+  next(block);
 }
 #endif
 

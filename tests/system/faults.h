@@ -12,6 +12,7 @@
 #include <cstdint>
 #include <ctime>
 #include <functional>
+#include <vector>
 
 namespace faults {
 
@@ -33,11 +34,23 @@ class Fault {
   std::atomic<int> calls_{0};
 };
 
-extern Fault pthreadCreate, fork, popen, semTimedwait, waitpid, execv, dup2, usleep;
-extern Fault malloc, realloc;
+extern Fault pthreadCreate, fork, closeRange, posixSpawn, semTimedwait, waitpid, execv, dup2, usleep;
+extern Fault malloc, mremap;
 
-// malloc and realloc count and fail only for blocks of this size or, with 0, never.
+// malloc counts and fails only for blocks of this size or, with 0, never.
 extern std::atomic<std::size_t> blockSize;
+// Of the blocks that it counted, those that were not freed since the last Reset; up to 100 are known.
+int BlocksInUse();
+
+// The next so many calls of pthread_timedjoin_np fail with ETIMEDOUT at once and are kept, in nanoseconds
+// since the epoch. One thread joins at a time.
+struct TimedJoin {
+  int64_t called;
+  int64_t deadline;
+};
+extern std::vector<TimedJoin> timedJoins;
+extern int joinsToTimeOut;
+extern std::atomic<int> broadcasts;
 
 // Non-zero: execv gives this instead of executing anything.
 extern std::atomic<int> execvResult;

@@ -71,6 +71,14 @@ TEST(MutexTest, RecordsStandInTheGivenOrder) {
   static_assert(std::has_virtual_destructor_v<Mutex> && std::is_base_of_v<Mutex, WatchedMutex>);
 }
 
+template <typename... Classes>
+constexpr bool kStayInPlace = ((!std::is_copy_constructible_v<Classes> &&
+                                !std::is_copy_assignable_v<Classes> &&
+                                !std::is_move_constructible_v<Classes> &&
+                                !std::is_move_assignable_v<Classes>)&&...);
+static_assert(kStayInPlace<tovkit::Thread, tovkit::Runnable, tovkit::ThreadPool, Mutex, WatchedMutex,
+                           MutexLocker, tovkit::Process, tovkit::ProcessMonitor, tovkit::SharedMemory>);
+
 TEST(MutexTest, RemembersWhenItWasLockedAndUnlocked) {
   Mutex mutex;
   const MutexState& state = StateOf(mutex);
@@ -138,6 +146,18 @@ TEST(WatchedMutexTest, ARecordAsConstructed) {
   EXPECT_TRUE(state.valid);
   EXPECT_TRUE(IsFree(state.mutex));
   EXPECT_GE(state.id, 1);
+}
+
+TEST(WatchedMutexTest, OnlyAnUnwatchedOneLeavesItsRecordBehind) {
+  SKIP_WITHOUT_OWN_MALLOC();
+  faults::Reset();
+  faults::blockSize = sizeof(MutexState);
+  { const WatchedMutex watched("watched", 1000); }
+  { const Mutex plain; }
+  EXPECT_EQ(faults::BlocksInUse(), 0);
+  for (const int timeout : {0, -1}) const WatchedMutex unwatched("unwatched", timeout);
+  EXPECT_EQ(faults::BlocksInUse(), 2);
+  faults::Reset();
 }
 
 TEST(WatchedMutexTest, Names) {

@@ -201,6 +201,26 @@ TEST(ProcessMonitorKill, SendsSigkillAndAlwaysGivesOne) {
   EXPECT_EQ(monitor.killProcess(child), 1) << "a process that is gone";
 }
 
+TEST(ProcessMonitorKill, ANegativeNumberReachesAWholeGroup) {
+  const pid_t leader = fork();
+  if (leader == 0) {
+    for (;;) pause();
+  }
+  ASSERT_EQ(setpgid(leader, leader), 0);
+  const pid_t member = fork();
+  if (member == 0) {
+    for (;;) pause();
+  }
+  ASSERT_EQ(setpgid(member, leader), 0);
+  ProcessMonitor monitor;
+  EXPECT_EQ(monitor.killProcess(-leader), 1);
+  for (const pid_t child : {leader, member}) {
+    int status = 0;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL);
+  }
+}
+
 TEST(ProcessMonitorLoop, PrintsTheLimitLineOnEveryPassAboveTheLimit) {
   FakeProc proc;
   proc.Put(1, "above", 500);

@@ -272,6 +272,24 @@ TEST(ProcessMonitorStatus, ChosenKeyIsSampledByTheNextScan) {
   EXPECT_EQ(monitor.getProcInfo(3), 9999);
 }
 
+// What a program calls that was compiled with a header that says `char*`.
+extern "C" void SetStatusKeyOfChar(ProcessMonitor*,
+                                   char*) __asm__("_ZN6tovkit14ProcessMonitor12setStatusKeyEPc");
+
+TEST(ProcessMonitorStatus, TheKeyMayBeSetThroughTheNameWithPlainChar) {
+  FakeProc proc;
+  proc.Put(3, "a", 10);
+  ProcessMonitor monitor;
+  char key[] = "VmSize";
+  SetStatusKeyOfChar(&monitor, key);
+  key[0] = 'x';
+  EXPECT_EQ(monitor.getProcInfo(3), 9999);
+  SetStatusKeyOfChar(&monitor, nullptr);
+  EXPECT_EQ(monitor.getProcInfo(3), 9999);
+  monitor.setStatusKey(std::string("VmRSS").data());  // the header's takes both
+  EXPECT_EQ(monitor.getProcInfo(3), 10);
+}
+
 TEST(ProcessMonitorStatusDeathTest, KeyOf255BytesFitsAndOf256EndsTheProcess) {
   ProcessMonitor monitor;
   monitor.setStatusKey(std::string(255, 'k').c_str());

@@ -1,4 +1,5 @@
 // Starting a process: its fields, what is refused, what the child gets, what fails.
+#include "build_kind.h"
 #include "private_access.h"
 #include "process_support.h"
 
@@ -13,8 +14,10 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <new>
 #include <string>
 #include <type_traits>
+#include <vector>
 
 struct ProcessFields {
   friend auto Get(ProcessFields);
@@ -89,6 +92,10 @@ TEST_F(ProcessTest, FlagsAndSettings) {
   EXPECT_STREQ(FieldsOf(process).workDir, "/tmp");
   process.setWorkingDirectory(FieldsOf(process).workDir);
   EXPECT_STREQ(FieldsOf(process).workDir, "/tmp") << "its own text";
+  char changing[] = "/usr";
+  process.setWorkingDirectory(changing);
+  changing[1] = 'X';
+  EXPECT_STREQ(FieldsOf(process).workDir, "/usr") << "a copy";
   process.setWorkingDirectory("");
   EXPECT_EQ(FieldsOf(process).workDir, nullptr);
   process.setWorkingDirectory("/");
@@ -132,6 +139,71 @@ TEST_F(ProcessTest, CopiesMadeBeforeARefusedArgumentStayOwned) {
   EXPECT_EQ(FieldsOf(process).path, FieldsOf(process).argv[0]);
   EXPECT_STREQ(FieldsOf(process).argv[1], "first");
   EXPECT_EQ(FieldsOf(process).argv[2], nullptr);
+}
+
+// The array of arguments and the copies of path and arguments are each allocated; the sizes are ones that
+// nothing else here asks for.
+TEST_F(ProcessTest, ASecondStartWhoseAllocationFailsLeavesNothingOfTheFirst) {
+  SKIP_WITHOUT_OWN_MALLOC();
+  const std::string path = "/bin/" + std::string(700, '/') + "true";
+  const std::string long1(900, 'a');
+  const std::vector<const char*> arguments(99, long1.c_str());
+  struct Case {
+    const char* what;
+    size_t block;
+    int slots;
+  };
+  const Case cases[] = {
+      {"the array", 101 * sizeof(char*), 0}, {"the path", path.size() + 1, 101}, {"an argument", 901, 101}};
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.what);
+    Process process;
+    ASSERT_TRUE(StartShell(process, "exit 3"));
+    ASSERT_TRUE(process.wait(kPatience));
+    const int forks = faults::fork.calls();
+    faults::blockSize = c.block;
+    faults::malloc.Fail(ENOMEM, 1);
+    EXPECT_THROW(process.start(path.c_str(), 99, arguments.data()), std::bad_alloc);
+    faults::blockSize = 0;
+    EXPECT_EQ(faults::fork.calls(), forks) << "no child";
+    EXPECT_EQ(process.state(), Process::Stopped);
+    EXPECT_EQ(process.exitCode(), 3);
+    EXPECT_EQ(FieldsOf(process).argCount, c.slots);
+    EXPECT_EQ(FieldsOf(process).argv == nullptr, c.slots == 0);
+    if (c.slots == 0) {
+      EXPECT_EQ(FieldsOf(process).path, nullptr);
+      EXPECT_FALSE(process.unixStart()) << "nothing to execute";
+    } else {
+      EXPECT_EQ(FieldsOf(process).path, FieldsOf(process).argv[0]) << "never that of the first start";
+      EXPECT_EQ(FieldsOf(process).argv[1], nullptr);
+    }
+    ASSERT_TRUE(StartShell(process, "exit 4")) << "and the object can be used again";
+    EXPECT_TRUE(process.wait(kPatience));
+    EXPECT_EQ(process.exitCode(), 4);
+  }
+}
+
+TEST_F(ProcessTest, AWorkingDirectoryThatCannotBeCopiedLeavesTheOneBefore) {
+  SKIP_WITHOUT_OWN_MALLOC();
+  Process process;
+  process.setWorkingDirectory("/usr");
+  const std::string directory(800, 'd');
+  faults::blockSize = directory.size() + 1;
+  faults::malloc.Fail(ENOMEM, 1);
+  EXPECT_THROW(process.setWorkingDirectory(directory.c_str()), std::bad_alloc);
+  EXPECT_STREQ(FieldsOf(process).workDir, "/usr");
+}
+
+TEST_F(ProcessTest, PathAndArgumentsAreCopied) {
+  char path[] = "/bin/true";
+  char argument[] = "one";
+  const char* arguments[] = {argument};
+  Process process;
+  ASSERT_TRUE(process.start(path, 1, arguments));
+  path[1] = argument[0] = 'X';
+  EXPECT_STREQ(FieldsOf(process).path, "/bin/true");
+  EXPECT_STREQ(FieldsOf(process).argv[1], "one");
+  EXPECT_TRUE(process.wait(kPatience));
 }
 
 TEST_F(ProcessTest, OnlyTheStateStartingIsRefused) {

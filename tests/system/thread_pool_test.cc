@@ -2,11 +2,14 @@
 #include <tovkit/system.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <cstddef>
+#include <cstdint>
 #include <cstring>
+#include <ctime>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -109,16 +112,25 @@ TEST_F(ThreadPoolTest, FieldsStandInTheGivenOrder) {
                 offsetof(PoolTask, next) == 32 && sizeof(PoolTask) == 40);
 }
 
-TEST_F(ThreadPoolTest, FreshPoolIsEmptyAndDestroyDoesNothing) {
+TEST_F(ThreadPoolTest, FreshPoolIsEmpty) {
   ThreadPool pool;
   EXPECT_EQ(pool.*Get(PoolThreadIds{}), nullptr);
   EXPECT_EQ(pool.*Get(PoolQueueHead{}), nullptr);
+  EXPECT_EQ(pool.*Get(PoolShutdown{}), 0);
   EXPECT_EQ(pool.*Get(PoolThreadCount{}), 0);
   EXPECT_EQ(pool.*Get(PoolQueueSize{}), 0);
+}
+
+TEST_F(ThreadPoolTest, APoolThatWasNeverStartedIsDestroyedOnce) {
+  ThreadPool pool;
   EXPECT_EQ(pool.destroy(), 0);
-  EXPECT_EQ(pool.*Get(PoolShutdown{}), 0) << "nothing else happened";
+  EXPECT_EQ(pool.destroy(), -1);
+  EXPECT_EQ(pool.destroy(), -1);
+  EXPECT_EQ(faults::broadcasts, 0);
+  EXPECT_EQ(pool.addTask(CountOne, nullptr), -1);
+  EXPECT_EQ(pool.init(10), 0) << "and can still be started";
   EXPECT_EQ(pool.destroy(), 0);
-  EXPECT_EQ(pool.init(10), 0) << "and the pool can still be started";
+  EXPECT_EQ(pool.destroy(), -1);
 }
 
 TEST_F(ThreadPoolTest, APoolHasAtLeastTenWorkers) {
@@ -220,6 +232,54 @@ TEST_F(ThreadPoolTest, ItemsStillQueuedAreFreedUnrun) {
   opener.join();
   EXPECT_EQ(calls, 0);
   EXPECT_FALSE(untouched.isFinished());
+}
+
+TEST_F(ThreadPoolTest, NoTaskStaysInMemory) {
+  SKIP_WITHOUT_OWN_MALLOC();
+  std::atomic<int> calls{0};
+  ThreadPool pool;
+  ASSERT_EQ(pool.init(10), 0);
+  faults::blockSize = sizeof(PoolTask);
+  for (int i = 0; i < 20; ++i) pool.addTask(CountOne, &calls);
+  WaitUntil([&] { return calls == 20; });
+  WaitUntil([] { return faults::BlocksInUse() == 0; });  // what ran is freed by its worker
+
+  Gate gate;
+  for (int i = 0; i < 10; ++i) pool.addTask(&gate);
+  WaitUntil([&] { return gate.waiting == 10; });
+  for (int i = 0; i < 50; ++i) pool.addTask(CountOne, &calls);
+  EXPECT_EQ(faults::BlocksInUse(), 60);
+  std::thread opener([&] {
+    WaitUntil([&] { return std::atomic_ref<int32_t>(pool.*Get(PoolShutdown{})).load() != 0; });
+    gate.open = true;
+  });
+  EXPECT_EQ(pool.destroy(), 0);
+  opener.join();
+  EXPECT_EQ(calls, 20);
+  EXPECT_EQ(faults::BlocksInUse(), 0) << "what was queued is freed by destroy";
+  EXPECT_EQ(pool.addTask(CountOne, &calls), -1);
+  EXPECT_EQ(faults::BlocksInUse(), 0) << "and what is refused at once";
+}
+
+// 1, 2, 4 ... and at most 50 ms between two broadcasts, the waits counted from one moment to the next.
+TEST_F(ThreadPoolTest, WorkersThatTakeLongAreWokenMoreAndMoreSeldom) {
+  constexpr int64_t kMilli = 1'000'000;
+  ThreadPool pool;
+  ASSERT_EQ(pool.init(10), 0);
+  faults::joinsToTimeOut = 12;
+  timespec start{};
+  clock_gettime(CLOCK_REALTIME, &start);
+  int64_t before = int64_t{start.tv_sec} * 1'000'000'000 + start.tv_nsec;
+  EXPECT_EQ(pool.destroy(), 0);
+  ASSERT_EQ(faults::timedJoins.size(), 12U);
+  int64_t slice = kMilli;
+  for (const faults::TimedJoin& join : faults::timedJoins) {
+    EXPECT_LE(join.deadline - join.called, slice);
+    EXPECT_GE(join.deadline - before, slice);
+    before = join.called;
+    slice = std::min(2 * slice, 50 * kMilli);
+  }
+  EXPECT_EQ(faults::broadcasts, 13) << "one at first, and one after each slice";
 }
 
 TEST_F(ThreadPoolTest, ASecondDestroyIsRefused) {

@@ -2,6 +2,7 @@
 // to do; the exit status is 0 when it went as it should.
 #include <dlfcn.h>
 #include <pthread.h>
+#include <sys/wait.h>
 #include <tovkit/system.h>
 #include <unistd.h>
 
@@ -36,6 +37,17 @@ thread_local bool slowTime = false;
 // How often the watchdog has gone to sleep, and for how long it did last.
 std::atomic<int> sleeps{0};
 std::atomic<unsigned> lastSleep{0};
+
+// Where the watchdog is to stop until nobody wants it to stop there any more, and where it stands.
+enum Place { kNowhere, kBetweenPasses, kInAPass };
+std::atomic<Place> stopAt{kNowhere}, standsAt{kNowhere};
+thread_local bool isMain = false;
+
+void StopWatchdogAt(Place here) {
+  if (isMain || stopAt != here) return;
+  standsAt = here;
+  while (stopAt == here) sched_yield();
+}
 
 using tovkit::WatchedMutex;
 
@@ -140,6 +152,138 @@ int FirstIds() {
   return StateOf(unwatched).id == 1 && StateOf(watched).id == 2 ? 0 : 1;
 }
 
+// Forks while the watchdog stands at `place`, runs `body` in the child and gives its exit status. The child
+// has no watchdog, and counts from 0 how many it creates.
+template <typename Body>
+int InForkedChild(Place place, Body body) {
+  stopAt = place;
+  while (place != kNowhere && standsAt != place) sched_yield();
+  std::fflush(stdout);
+  const pid_t child = fork();
+  if (child == 0) {
+    creations = 0;
+    stopAt = standsAt = kNowhere;
+    const int result = body();
+    std::fflush(stdout);
+    _exit(result);
+  }
+  stopAt = standsAt = kNowhere;
+  int status = -1;
+  waitpid(child, &status, 0);
+  return WIFEXITED(status) ? WEXITSTATUS(status) : 99;
+}
+
+// Gives whether `call` is still at work after a while.
+template <typename Call>
+bool Blocks(Call call) {
+  static std::atomic<bool> done;
+  done = false;
+  std::thread([call] {
+    call();
+    done = true;
+  }).detach();
+  usleep(300000);
+  return !done;
+}
+
+// A forked child starts a watchdog of its own, at the first lock of a watched mutex.
+int ForkedChildLocks() {
+  fixedTime = 1000;
+  static WatchedMutex mutex("forked", 2), unwatched("unwatched", 0);
+  const int result = InForkedChild(kBetweenPasses, [] {
+    unwatched.lock();
+    unwatched.unlock();
+    if (creations != 0) return 1;
+    mutex.lock();
+    if (creations != 1) return 2;
+    fixedTime = 1003;
+    WaitForTwoPasses();
+    if (IsLocked(mutex)) return 3;
+    mutex.lock();
+    mutex.unlock();
+    const WatchedMutex another("another", 5);
+    return creations == 1 ? 0 : 4;
+  });
+  // The parent has kept its own.
+  mutex.lock();
+  fixedTime = 2000;
+  WaitForTwoPasses();
+  return creations == 1 && !IsLocked(mutex) ? result : 10;
+}
+
+// What the parent held at the fork is the child's to release, by the watchdog that a construction or a
+// destruction starts.
+int ForkedChildConstructs() {
+  fixedTime = 1000;
+  static WatchedMutex mutex("inherited", 2);
+  static auto* const brief = new WatchedMutex("brief", 2);
+  mutex.lock();
+  const auto isReleased = [] {
+    fixedTime = 1003;
+    WaitForTwoPasses();
+    return creations == 1 && !IsLocked(mutex);
+  };
+  const int constructed = InForkedChild(kBetweenPasses, [&] {
+    static const WatchedMutex late("late", 5);
+    return isReleased() ? 0 : 1;
+  });
+  const int destroyed = InForkedChild(kBetweenPasses, [&] {
+    delete brief;
+    return isReleased() ? 0 : 2;
+  });
+  const int childOfAChild = InForkedChild(kBetweenPasses, [&] {
+    static WatchedMutex late("late", 5);
+    return InForkedChild(kBetweenPasses, [&] {
+      late.lock();
+      return isReleased() ? 0 : 3;
+    });
+  });
+  mutex.unlock();
+  return constructed + destroyed + childOfAChild;
+}
+
+// A registry that the watchdog had locked at the fork stays locked; locks of the child do without it.
+int ForkedDuringAPass() {
+  fixedTime = 1000;
+  static WatchedMutex mutex("held", 100);
+  mutex.lock();
+  return InForkedChild(kInAPass, [] {
+    mutex.unlock();
+    mutex.lock();
+    mutex.unlock();
+    if (creations != 0) return 1;
+    return Blocks([] { held[0] = new WatchedMutex("never", 5); }) ? 0 : 2;
+  });
+}
+
+// A registry that stands still does so in the child too, and is no obstacle to the fork.
+int ForkedFrozen() {
+  failCreation = true;
+  held[0] = new WatchedMutex("first", 5);
+  failCreation = false;
+  return InForkedChild(kNowhere, [] {
+    held[0]->lock();
+    held[0]->unlock();
+    if (creations != 0) return 1;
+    return Blocks([] { held[1] = new WatchedMutex("second", 5); }) ? 0 : 2;
+  });
+}
+
+// A child that cannot be watched stands still as a parent would.
+int ForkedChildCannotCreate() {
+  static WatchedMutex mutex("watched", 5);
+  return InForkedChild(kBetweenPasses, [] {
+    failCreation = true;
+    for (int i = 0; i < 3; ++i) {
+      mutex.lock();
+      mutex.unlock();
+    }
+    if (creations != 1) return 1;
+    failCreation = false;
+    return Blocks([] { held[0] = new WatchedMutex("second", 5); }) ? 0 : 2;
+  });
+}
+
 }  // namespace
 
 #pragma GCC visibility push(default)
@@ -155,6 +299,7 @@ int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*
 unsigned sleep(unsigned seconds) {
   lastSleep = seconds;
   ++sleeps;
+  StopWatchdogAt(kBetweenPasses);
   sched_yield();
   return 0;
 }
@@ -163,6 +308,7 @@ time_t time(time_t* out) noexcept {
   timespec now{};
   clock_gettime(CLOCK_REALTIME, &now);
   if (std::exchange(slowTime, false)) WaitForTwoPasses();
+  StopWatchdogAt(kInAPass);
   const time_t shifted = fixedTime >= 0 ? fixedTime.load() : now.tv_sec + timeShift;
   if (out != nullptr) *out = shifted;
   return shifted;
@@ -172,6 +318,7 @@ time_t time(time_t* out) noexcept {
 #pragma GCC visibility pop
 
 int main(int argc, char** argv) {
+  isMain = true;
   const std::string what = argc > 1 ? argv[1] : "";
   if (what == "end-awake") return EndAwake(argc > 2 ? std::atoi(argv[2]) : 0);
   if (what == "end-busy") return EndBusy();
@@ -180,5 +327,10 @@ int main(int argc, char** argv) {
   if (what == "strictly-overdue") return StrictlyOverdue();
   if (what == "looks-during-lock") return LooksDuringLock();
   if (what == "first-ids") return FirstIds();
+  if (what == "forked-child-locks") return ForkedChildLocks();
+  if (what == "forked-child-constructs") return ForkedChildConstructs();
+  if (what == "forked-during-a-pass") return ForkedDuringAPass();
+  if (what == "forked-frozen") return ForkedFrozen();
+  if (what == "forked-child-cannot-create") return ForkedChildCannotCreate();
   return 2;
 }

@@ -97,4 +97,37 @@ TEST(WatchdogProcessTest, TheFirstIdIsOne) {
   EXPECT_EQ(RunHelper("first-ids", "", file), 0);
 }
 
+struct ForkCase {
+  const char* what;
+  const char* output;
+};
+
+class ForkedWatchdogTest : public testing::TestWithParam<ForkCase> {};
+
+TEST_P(ForkedWatchdogTest, DoesWhatItShould) {
+  const ScratchDir scratch;
+  const std::string file = scratch.path() + "/output";
+  EXPECT_EQ(RunHelper(GetParam().what, "", file), 0) << Contents(file);
+  EXPECT_EQ(Contents(file), GetParam().output);
+}
+
+constexpr char kInheritedReleased[] =
+    "timeout 2 Mutex inherited start is 1000 \nnow is 1003 compel release1\n"
+    "timeout 2 Mutex inherited start is 1000 \nnow is 1003 compel release1\n"
+    "timeout 2 Mutex inherited start is 1000 \nnow is 1003 compel release1\n";
+
+INSTANTIATE_TEST_SUITE_P(
+    Fork, ForkedWatchdogTest,
+    testing::Values(ForkCase{"forked-child-locks",
+                             "timeout 2 Mutex forked start is 1000 \nnow is 1003 compel release1\n"
+                             "timeout 2 Mutex forked start is 1000 \nnow is 2000 compel release1\n"},
+                    ForkCase{"forked-child-constructs", kInheritedReleased},
+                    ForkCase{"forked-during-a-pass", ""}, ForkCase{"forked-frozen", "pthread_create error\n"},
+                    ForkCase{"forked-child-cannot-create", "pthread_create error\n"}),
+    [](const testing::TestParamInfo<ForkCase>& instance) {
+      std::string name = instance.param.what;
+      std::erase(name, '-');
+      return name;
+    });
+
 }  // namespace

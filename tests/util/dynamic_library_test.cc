@@ -253,6 +253,45 @@ TEST(DynamicLibrary, MovingTakesTheLibraryAlong) {
   EXPECT_FALSE(IsInProcess(PluginPath()));
 }
 
+TEST(DynamicLibrary, AMovedFromObjectMayBeAssignedTo) {
+  DynamicLibrary first(PluginPath().c_str());
+  ASSERT_TRUE(first.Load());
+  {
+    DynamicLibrary second(std::move(first));
+    first = DynamicLibrary("/usr/lib/libfresh.so");
+    EXPECT_STREQ(first.GetName(), "fresh");
+    EXPECT_FALSE(first.IsLoaded());
+    EXPECT_TRUE(second.IsLoaded());
+
+    DynamicLibrary third(std::move(second));
+    second = std::move(third);  // and it may be the one that was taken from it
+    EXPECT_TRUE(second.IsLoaded());
+    EXPECT_STREQ(second.GetName(), kName);
+    third = std::move(first);  // both the target and, from now on, the source have nothing
+    EXPECT_STREQ(third.GetName(), "fresh");
+    first = DynamicLibrary(kDirectory, kName);
+    EXPECT_TRUE(first.Load()) << first.GetError();
+    first.Unload();
+    EXPECT_TRUE(IsInProcess(PluginPath())) << "the handle of the second";
+  }
+  EXPECT_FALSE(IsInProcess(PluginPath()));
+}
+
+TEST(DynamicLibrary, AssigningExchangesTheTwo) {
+  DynamicLibrary loaded(PluginPath().c_str());
+  ASSERT_TRUE(loaded.Load());
+  DynamicLibrary other("/usr/lib/libother.so");
+  EXPECT_EQ(other.Resolve("x"), nullptr);
+  other = std::move(loaded);
+  EXPECT_TRUE(other.IsLoaded());
+  EXPECT_FALSE(loaded.IsLoaded());
+  EXPECT_STREQ(loaded.GetPath(), "/usr/lib/libother.so");
+  EXPECT_STREQ(loaded.GetError(), "Library not load");
+  DynamicLibrary& same = other;
+  other = std::move(same);
+  EXPECT_TRUE(other.IsLoaded()) << "an object assigned to itself";
+}
+
 TEST(DynamicLibraryDeathTest, MessageBeyondTheBufferEndsTheProcess) {
   DynamicLibrary library(PluginPath().c_str());
   ASSERT_TRUE(library.Load());

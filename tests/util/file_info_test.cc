@@ -176,6 +176,9 @@ TEST_F(FileStatus, MovingTakesTheStatusAlong) {
   FileInfo third("", -1);
   third = std::move(second);
   EXPECT_TRUE(third.IsFile());
+  EXPECT_FALSE(second.Exists());  // NOLINT(bugprone-use-after-move,clang-analyzer-cplusplus.Move)
+  second = FileInfo(scratch_.path().c_str(), -1);
+  EXPECT_TRUE(second.IsDirectory()) << "assigned to again";
 }
 
 }  // namespace

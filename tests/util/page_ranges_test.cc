@@ -151,14 +151,39 @@ TEST(PageRanges, BaseWrapsAt32Bits) {
   EXPECT_EQ(Numbers("odd", 4, INT_MIN), (Pages{INT_MIN, INT_MIN + 2}));
 }
 
-TEST(PageRanges, NumbersAreCutTo32Bits) {
-  EXPECT_EQ(Numbers("4294967297", 5), Pages{0});  // 1
-  EXPECT_EQ(Numbers("4294967297-4294967299", 5), (Pages{0, 1, 2}));
-  EXPECT_EQ(Numbers("2147483648", 5), Pages());             // INT_MIN
-  EXPECT_EQ(Numbers("99999999999999999999", 5), Pages());   // LONG_MAX, -1
-  EXPECT_EQ(Indices("-99999999999999999999", 5), Pages());  // LONG_MIN, 0, but it begins with a dash
-  EXPECT_EQ(Indices("1-99999999999999999999", 5), Pages());
-  EXPECT_EQ(Numbers("1,99999999999999999999,2", 5), Pages{0});
+TEST(PageRanges, NumbersBeyond32BitsSelectNothingThatNobodyAskedFor) {
+  const Pages all = {0, 1, 2, 3, 4};
+  const Pages butFirst = {1, 2, 3, 4};
+  struct Row {
+    const char* spec;
+    Pages numbers;
+    Pages indices;
+  };
+  const Row kTable[] = {
+      {"2147483648", {}, {}},
+      {"4294967296", {}, {}},
+      {"4294967297", {}, {}},
+      {"4294967297-4294967299", {}, {}},
+      {"18446744073709551617", {}, {}},
+      {"99999999999999999999", {}, {}},
+      {"-99999999999999999999", {}, {}},
+      {"-4294967295", {}, {}},
+      {"1-4294967298", all, butFirst},
+      {"1-2147483648", all, butFirst},
+      {"1-4294967296", all, butFirst},
+      {"1-99999999999999999999", all, butFirst},
+      {"99999999999999999998-99999999999999999999", {}, {}},
+      {"--4294967295", {}, all},  // 0 to that
+      {" -4294967295-3", {}, {}},
+      {"1,4294967298,2", {0}, {1}},
+      {"1,99999999999999999999,2", {0}, {1}},
+      {"1-2,4294967299", {0, 1}, {1, 2}},
+      {"2,4294967297-4294967300", {1}, {2}},
+  };
+  for (const Row& row : kTable) {
+    EXPECT_EQ(Numbers(row.spec, 5), row.numbers) << row.spec;
+    EXPECT_EQ(Indices(row.spec, 5), row.indices) << row.spec;
+  }
 }
 
 TEST(PageRanges, WideRangesCostNoMoreThanTheCount) {

@@ -180,6 +180,22 @@ TEST(TempFile, DestructionRemovesAnEmptyDirectoryOfThatName) {
   EXPECT_FALSE(Exists(path));
 }
 
+TEST(TempFile, ARemovalThatFailsIsNotReported) {
+  const ScratchDir scratch;
+  std::string path;
+  testing::internal::CaptureStdout();
+  testing::internal::CaptureStderr();
+  {
+    TempFile file((scratch.path() + "/").c_str());
+    file.makePath();
+    path = file.path();
+    ASSERT_EQ(mkdir(path.c_str(), 0755), 0);
+    Touch(path + "/inside");
+  }
+  EXPECT_EQ(testing::internal::GetCapturedStdout() + testing::internal::GetCapturedStderr(), "");
+  EXPECT_TRUE(Exists(path + "/inside"));
+}
+
 TEST(TempFile, DestructionWithoutAPathOrAFileRemovesNothing) {
   const ScratchDir scratch;
   const std::string directory = scratch.path() + "/";

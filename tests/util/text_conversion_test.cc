@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <limits>
 #include <string>
 
 namespace {
@@ -47,6 +48,26 @@ TEST(TextConversion, AResultEndsBeforeTheFirstNul) {
   EXPECT_EQ(WideToUtf8(L"ab\0c", 4), "ab");
   EXPECT_EQ(LocalToUtf8("ab\0c", 4), "ab");
   EXPECT_EQ(Utf8ToLocal("\0c", 2), "");
+  EXPECT_EQ(LocalToWide("ab\0c", 4), L"ab");
+  EXPECT_EQ(WideToLocal(L"ab\0c", 4), "ab");
+}
+
+TEST(TextConversion, AnyNegativeLengthMeansUpToTheTerminator) {
+  for (const int length : {-1, -2, std::numeric_limits<int>::min()}) {
+    EXPECT_EQ(Utf8ToWide("abc", length), L"abc");
+    EXPECT_EQ(LocalToWide("abc", length), L"abc");
+    EXPECT_EQ(WideToUtf8(L"abc", length), "abc");
+    EXPECT_EQ(WideToLocal(L"abc", length), "abc");
+    EXPECT_EQ(LocalToUtf8("abc", length), "abc");
+    EXPECT_EQ(Utf8ToLocal("abc", length), "abc");
+  }
+}
+
+TEST(TextConversion, BytesThatDoNotDecodeTravelAsLoneSurrogates) {
+  EXPECT_EQ(Utf8ToWide("a\x80\xFFz", -1), L"a\xDC80\xDCFFz");
+  EXPECT_EQ(LocalToWide("a\x80\xFFz", -1), L"a\xDC80\xDCFFz");
+  EXPECT_EQ(WideToUtf8(L"a\xDC80\xDCFFz", -1), "a\x80\xFFz");
+  EXPECT_EQ(WideToLocal(L"a\xDC80\xDCFFz", -1), "a\x80\xFFz");
 }
 
 TEST(TextConversion, NoByteOfAFileNameIsLost) {

@@ -1,0 +1,10 @@
+// What a forked child has open and its program is not to get.
+#pragma once
+
+namespace tovkit {
+
+// Closes every descriptor above 2 of the calling process, which is a child between fork and exec: no lock is
+// taken that a thread of the parent may have held at the fork.
+void CloseInheritedDescriptors();
+
+}  // namespace tovkit
