@@ -57,6 +57,9 @@ bool Process::executeInChild() {
     result = execv(fields.path, fields.argv);
   } while (result == -1 && errno == EINTR);
   const int error = errno;
+  // What the parent has printed and not yet written is the parent's to write, not that of whoever goes on
+  // here. Takes no lock.
+  __fpurge(stdout);
   ChildText line;
   if (result != -1) {
     line << "PROC: execv fail, SHOULD NOT output this log. ret=" << result << ", errno=" << error
