@@ -65,9 +65,6 @@ bool Process::executeInChild() {
     line << "PROC: execv fail, SHOULD NOT output this log. ret=" << result << ", errno=" << error
          << ", errmsg=" << ErrorText{error} << "\n";
     line.WriteTo(STDOUT_FILENO);
-    // What the parent has printed and not yet written is the parent's to write, not the caller's in this
-    // process.
-    __fpurge(stdout);
     return true;
   }
   line << "PROC-ERROR: execv fail, errno=" << error << ", errmsg=" << ErrorText{error} << "\n";
