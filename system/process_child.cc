@@ -57,14 +57,14 @@ bool Process::executeInChild() {
     result = execv(fields.path, fields.argv);
   } while (result == -1 && errno == EINTR);
   const int error = errno;
+  // What the parent has printed and not yet written is the parent's to write, not that of whoever goes on
+  // here. Takes no lock.
+  __fpurge(stdout);
   ChildText line;
   if (result != -1) {
     line << "PROC: execv fail, SHOULD NOT output this log. ret=" << result << ", errno=" << error
          << ", errmsg=" << ErrorText{error} << "\n";
     line.WriteTo(STDOUT_FILENO);
-    // What the parent has printed and not yet written is the parent's to write, not the caller's in this
-    // process.
-    __fpurge(stdout);
     return true;
   }
   line << "PROC-ERROR: execv fail, errno=" << error << ", errmsg=" << ErrorText{error} << "\n";

@@ -247,13 +247,15 @@ int ForkedDuringAPass() {
   fixedTime = 1000;
   static WatchedMutex mutex("held", 100);
   mutex.lock();
-  return InForkedChild(kInAPass, [] {
+  const int result = InForkedChild(kInAPass, [] {
     mutex.unlock();
     mutex.lock();
     mutex.unlock();
     if (creations != 0) return 1;
     return Blocks([] { held[0] = new WatchedMutex("never", 5); }) ? 0 : 2;
   });
+  mutex.unlock();
+  return result;
 }
 
 // A registry that stands still does so in the child too, and is no obstacle to the fork.

@@ -105,6 +105,9 @@ struct ForkCase {
 class ForkedWatchdogTest : public testing::TestWithParam<ForkCase> {};
 
 TEST_P(ForkedWatchdogTest, DoesWhatItShould) {
+#if defined(__SANITIZE_THREAD__)
+  GTEST_SKIP() << "ThreadSanitizer has no threads in a forked child of a process with threads";
+#endif
   const ScratchDir scratch;
   const std::string file = scratch.path() + "/output";
   EXPECT_EQ(RunHelper(GetParam().what, "", file), 0) << Contents(file);
