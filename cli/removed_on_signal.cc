@@ -25,8 +25,8 @@ static_assert(std::atomic<bool>::is_always_lock_free);
 constexpr std::size_t kPlaces = 8;
 Place places[kPlaces];
 
-constexpr int kSignals[] = {SIGHUP,  SIGINT,  SIGQUIT, SIGABRT, SIGPIPE,   SIGALRM, SIGTERM,
-                            SIGUSR1, SIGUSR2, SIGXCPU, SIGXFSZ, SIGVTALRM, SIGPROF};
+constexpr int kFatalSignals[] = {SIGHUP,  SIGINT,  SIGQUIT, SIGABRT, SIGPIPE,   SIGALRM, SIGTERM,
+                                 SIGUSR1, SIGUSR2, SIGXCPU, SIGXFSZ, SIGVTALRM, SIGPROF};
 
 // Has been set back to the default when it is called, so what it raises ends the process on return.
 void RemoveAndEnd(int signal) {
@@ -44,7 +44,7 @@ bool HandleSignals() {
   struct sigaction removing {};
   removing.sa_handler = RemoveAndEnd;
   removing.sa_flags = static_cast<int>(SA_RESETHAND);
-  for (const int signal : kSignals) {
+  for (const int signal : kFatalSignals) {
     struct sigaction before {};
     sigaction(signal, nullptr, &before);
     if ((before.sa_flags & SA_SIGINFO) == 0 && before.sa_handler == SIG_DFL) {
