@@ -28,8 +28,8 @@ int WhyNotExecutable(const std::string& file) {
 
 std::string SearchPath(const std::string& name) {
   const char* path = std::getenv("PATH");
-  // The colon behind them all makes an empty entry at the end count too.
   bool denied = false;
+  // The colon behind them all makes an empty entry at the end count too.
   std::istringstream entries((path == nullptr ? std::string("/usr/local/bin:/usr/bin:/bin") : path) + ":");
   for (std::string entry; std::getline(entries, entry, ':');) {
     // Absolute, since the child may start in another directory.
@@ -39,7 +39,7 @@ std::string SearchPath(const std::string& name) {
     std::string file = folder / name;
     const int trouble = WhyNotExecutable(file);
     if (trouble == 0) return file;
-    denied |= trouble == EACCES;
+    denied |= trouble == EACCES && std::filesystem::is_regular_file(file, error);
   }
   if (denied) throw JobError(name + ": Permission denied", kCannotExecute);
   throw JobError(name + ": not found in PATH", kNotFound);

@@ -60,7 +60,11 @@ std::string Usage(const std::string& prefix, const Command& command) {
   if (!command.options.empty()) line += " [\\fIOPTIONS\\fR]";
   for (const Option& positional : command.positionals) {
     const std::string value = "\\fI" + Roff(positional.value) + "\\fR";
-    if (positional.kind == ValueKind::kProgram) return line + " \\-\\- " + value + " [\\fIARGUMENT\\fR]...";
+    if (positional.kind == ValueKind::kProgram) {
+      line += " \\-\\- " + value;
+      line += " [\\fIARGUMENT\\fR]...";
+      return line;
+    }
     line += positional.required ? " " + value : " [" + value + "]";
   }
   return line;
