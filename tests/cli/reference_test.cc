@@ -6,8 +6,8 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <regex>
 #include <string>
+#include <vector>
 
 #include "../../cli/reference/surface.h"
 #include "run_command.h"
@@ -238,10 +238,8 @@ TEST(ManPage, TheExamplesRunAsTheyStand) {
   int count = 0;
   for (std::size_t at = page.find("\n.EX\n"); at != std::string::npos; at = page.find("\n.EX\n", at + 1)) {
     const std::size_t end = page.find("\n.EE\n", at);
-    std::string text =
-        Printed("printf '%s\\n' '.nf' '.ll 500' '" +
-                std::regex_replace(page.substr(at + 5, end - at - 5), std::regex("'"), "'\\''") +
-                "' | nroff -Tascii | sed '/^$/d'");
+    Write(dir.path() + "/source", ".nf\n.ll 500\n" + page.substr(at + 5, end - at - 5) + "\n");
+    const std::string text = Printed("nroff -Tascii " + dir.path() + "/source | sed '/^$/d'");
     Write(dir.path() + "/example", text);
     const std::string said = Printed("cd " + dir.path() + "; PATH=" + command.substr(0, command.rfind('/')) +
                                      ":$PATH; bash -e -o pipefail example");
@@ -255,38 +253,48 @@ TEST(ManPage, TheExamplesRunAsTheyStand) {
   EXPECT_EQ(ContentsOfFile(dir.path() + "/again.png"), ContentsOfFile(dir.path() + "/hello.png"));
 }
 
+// Every text that stands between the two marks.
+std::vector<std::string> Between(const std::string& text, const std::string& before,
+                                 const std::string& behind) {
+  std::vector<std::string> found;
+  for (std::size_t at = text.find(before); at != std::string::npos; at = text.find(before, at)) {
+    at += before.size();
+    const std::size_t end = text.find(behind, at);
+    if (end == std::string::npos) break;
+    found.push_back(text.substr(at, end - at));
+    at = end + behind.size();
+  }
+  return found;
+}
+
 // The keys are those of the guide, the variables those that the sources read.
 TEST(ManPage, EveryKeyAndEveryVariableIsThere) {
   const std::string page = Page();
   const std::string guide = ContentsOfFile(TOVKIT_SOURCE_DIR "/docs/guide/imaging.md");
   const std::size_t from = guide.find("## Describe a line of text");
-  const std::string table = guide.substr(from, guide.find("\n## ", from + 1) - from);
-  const std::regex row("\\| (`[^|]*`) \\|"), name("`([A-Za-z]+)`");
-  int keys = 0;
-  for (std::sregex_iterator line(table.begin(), table.end(), row); line != std::sregex_iterator(); ++line) {
-    const std::string cell = (*line)[1];
-    for (std::sregex_iterator key(cell.begin(), cell.end(), name); key != std::sregex_iterator();
-         ++key, ++keys) {
-      EXPECT_TRUE(Has(page, (*key)[1])) << (*key)[1];
+  const std::string section = guide.substr(from, guide.find("\n## ", from + 1) - from);
+  std::size_t keys = 0;
+  for (const std::string& cell : Between(section, "\n| `", " |")) {
+    for (const std::string& key : Between("`" + cell, "`", "`")) {
+      EXPECT_TRUE(Has(page, key)) << key;
+      ++keys;
     }
   }
-  EXPECT_GE(keys, 9);
+  EXPECT_GE(keys, 9U);
 
-  const std::regex read("getenv\\(\"([A-Z_]+)\"\\)");
-  int variables = 0;
+  const std::string environment = page.substr(page.find("\nENVIRONMENT\n"));
+  std::size_t variables = 0;
   for (const char* folder : {"/cli", "/core", "/base"}) {
     for (const auto& entry :
          std::filesystem::recursive_directory_iterator(TOVKIT_SOURCE_DIR + std::string(folder))) {
       if (!entry.is_regular_file()) continue;
-      const std::string source = ContentsOfFile(entry.path());
-      for (std::sregex_iterator use(source.begin(), source.end(), read); use != std::sregex_iterator();
-           ++use) {
-        EXPECT_TRUE(Has(page.substr(page.find("\nENVIRONMENT\n")), (*use)[1])) << (*use)[1];
+      for (const std::string& name : Between(ContentsOfFile(entry.path()), "getenv(\"", "\"")) {
+        EXPECT_TRUE(Has(environment, name)) << name;
         ++variables;
       }
     }
   }
-  EXPECT_GE(variables, 4);
+  EXPECT_GE(variables, 4U);
 }
 
 }  // namespace
