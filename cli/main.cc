@@ -15,12 +15,12 @@ constexpr int kFailed = 1;
 constexpr int kUsage = 2;
 
 // One line whatever the text holds, so that a file name with a line break cannot forge a second message.
-int Fail(const std::string& trouble) {
-  std::fprintf(stderr, "tovkit: %s\n", cli::Printable(cli::Shortened(trouble)).c_str());
-  return kFailed;
+void Tell(const std::string& trouble) {
+  std::fprintf(stderr, "tovkit: %s
+", cli::Printable(cli::Shortened(trouble)).c_str());
 }
 
-// The exit status of a job that did not fail; `trouble` tells of one that did.
+// The exit status; `trouble` tells of a job that failed.
 int Run(CLI::App& app, int argc, char** argv, std::string& trouble) {
   try {
     app.parse(argc, argv);
@@ -31,8 +31,12 @@ int Run(CLI::App& app, int argc, char** argv, std::string& trouble) {
     return kUsage;
   } catch (const cli::ExitStatus& status) {
     return status.code;
+  } catch (const cli::JobError& e) {
+    trouble = e.what();
+    return e.status;
   } catch (const std::exception& e) {
     trouble = e.what();
+    return kFailed;
   }
   return kDone;
 }
@@ -44,8 +48,12 @@ int main(int argc, char** argv) {
   cli::DefineCommand(app);
 
   std::string trouble;
-  const int status = Run(app, argc, argv, trouble);
+  int status = Run(app, argc, argv, trouble);
   const bool lost = std::fflush(stdout) != 0 || std::ferror(stdout) != 0;
-  if (lost && trouble.empty()) trouble = "cannot write standard output";
-  return trouble.empty() ? status : Fail(trouble);
+  if (lost && trouble.empty()) {
+    trouble = "cannot write standard output";
+    status = kFailed;
+  }
+  if (!trouble.empty()) Tell(trouble);
+  return status;
 }

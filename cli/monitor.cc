@@ -1,5 +1,6 @@
 // tovkit monitor: watches the memory of processes until it is interrupted.
 #include "command.h"
+#include "duration.h"
 #include "process_table.h"
 
 #include <cstdio>
@@ -40,6 +41,16 @@ void Watch(tovkit::ProcessMonitor& monitor, tovkit::PROC_INFO_DATA process, cons
   }
 }
 
+// Empty, or what is wrong with the text: the library counts in whole seconds.
+std::string ReadInterval(const std::string& text, int& seconds) {
+  int milliseconds = 0;
+  std::string trouble = ReadDuration(text, kSeconds, milliseconds);
+  if (trouble.empty() && milliseconds % kSeconds != 0)
+    trouble = "'" + text + "' is not a number of whole seconds";
+  if (trouble.empty()) seconds = milliseconds / kSeconds;
+  return trouble;
+}
+
 void Monitor(const MonitorOptions& options) {
   tovkit::ProcessMonitor monitor;
   const ProcessTable table = ReadTable(monitor);
@@ -61,10 +72,17 @@ void AddMonitorCommand(CLI::App& app) {
   command->add_option("--max-mem", options->maxMem, "Print a line whenever memory is above this many kB")
       ->check(CLI::NonNegativeNumber);
   command
-      ->add_option("--interval", options->interval,
-                   "1 prints growth every second, 0 never; a longer one prints the first second's only")
-      ->check(CLI::NonNegativeNumber)
-      ->capture_default_str();
+      ->add_option(
+          "--interval",
+          [options](const CLI::results_t& texts) {
+            const std::string trouble = ReadInterval(texts.front(), options->interval);
+            if (!trouble.empty()) throw CLI::ValidationError("--interval", trouble);
+            return true;
+          },
+          "1s prints growth every second, 0 never; a longer one, 5s or 2m, prints the first second's only; a "
+          "bare number is seconds")
+      ->type_name("TIME")
+      ->default_str("1s");
   command
       ->add_option(
           "--key", options->key,

@@ -2,13 +2,9 @@
 
 #include "job_error.h"
 
-#include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <cerrno>
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <system_error>
@@ -41,30 +37,15 @@ std::string Followed(const std::string& path) {
 
 }  // namespace
 
-OutputFile::OutputFile(std::string target) : target_(std::move(target)), replaced_(Followed(target_)) {
+OutputFile::OutputFile(std::string target) : target_(std::move(target)) {
   struct stat status = {};
-  if (stat(target_.c_str(), &status) == 0 && !S_ISREG(status.st_mode)) {
-    path_ = target_;
-    return;
-  }
-  // A name of its own, since the target's may be as long as names can be.
-  path_ = replaced_.substr(0, replaced_.rfind('/') + 1) + ".tovkit.XXXXXX";
-  const int fd = mkstemp(path_.data());
-  if (fd < 0) FailWith(target_, "cannot create the file");
-  beside_ = true;
-  fchmod(fd, WantedMode(target_));
-  close(fd);
-}
-
-OutputFile::~OutputFile() {
-  if (beside_ && !committed_) std::remove(path_.c_str());
+  if (stat(target_.c_str(), &status) == 0 && !S_ISREG(status.st_mode)) return;
+  file_.emplace(Followed(target_), WantedMode(target_));
+  if (file_->fd() < 0) FailWith(target_, "cannot create the file");
 }
 
 void OutputFile::Commit() {
-  if (beside_ && std::rename(path_.c_str(), replaced_.c_str()) != 0) {
-    FailWith(target_, "cannot replace the file");
-  }
-  committed_ = true;
+  if (file_ && !file_->Replace()) FailWith(target_, "cannot replace the file");
 }
 
 }  // namespace cli

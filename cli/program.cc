@@ -28,6 +28,7 @@ int WhyNotExecutable(const std::string& file) {
 
 std::string SearchPath(const std::string& name) {
   const char* path = std::getenv("PATH");
+  bool denied = false;
   // The colon behind them all makes an empty entry at the end count too.
   std::istringstream entries((path == nullptr ? std::string("/usr/local/bin:/usr/bin:/bin") : path) + ":");
   for (std::string entry; std::getline(entries, entry, ':');) {
@@ -36,19 +37,23 @@ std::string SearchPath(const std::string& name) {
     const std::filesystem::path folder = std::filesystem::absolute(entry.empty() ? "." : entry, error);
     if (error) continue;
     std::string file = folder / name;
-    if (WhyNotExecutable(file) == 0) return file;
+    const int trouble = WhyNotExecutable(file);
+    if (trouble == 0) return file;
+    denied |= trouble == EACCES && std::filesystem::is_regular_file(file, error);
   }
-  throw JobError(name + ": not found in PATH");
+  if (denied) throw JobError(name + ": Permission denied", kCannotExecute);
+  throw JobError(name + ": not found in PATH", kNotFound);
 }
 
 // A child whose exec fails reports success, so what would fail is told beforehand. An unreadable file is left
 // to the kernel.
 void CheckFormat(const std::string& file, const std::string& name) {
+  const auto refuse = [&name](const std::string& why) { throw JobError(name + ": " + why, kCannotExecute); };
   std::ifstream in(file, std::ios::binary);
   char magic[4] = {};
   if (!in.read(magic, 2)) {
-    if (in.gcount() == 0 && in.eof()) throw JobError(name + ": an empty file is no program");
-    if (in.eof()) throw JobError(name + ": neither a binary nor a script that begins with #!");
+    if (in.gcount() == 0 && in.eof()) refuse("an empty file is no program");
+    if (in.eof()) refuse("neither a binary nor a script that begins with #!");
     return;
   }
   if (std::memcmp(magic, "#!", 2) == 0) {
@@ -56,24 +61,26 @@ void CheckFormat(const std::string& file, const std::string& name) {
     std::getline(in, line);
     std::istringstream(line) >> interpreter;
     if (const int error = WhyNotExecutable(interpreter)) {
-      throw JobError(name + ": interpreter " + interpreter + ": " + std::strerror(error));
+      refuse("interpreter " + interpreter + ": " + std::strerror(error));
     }
     return;
   }
   if (!in.read(magic + 2, 2) || std::memcmp(magic, "\177ELF", 4) != 0) {
-    throw JobError(name + ": neither a binary nor a script that begins with #!");
+    refuse("neither a binary nor a script that begins with #!");
   }
 }
 
 }  // namespace
 
 std::string FindProgram(const std::string& name, const std::string& directory) {
-  if (name.empty()) throw JobError("the program's name is empty");
+  if (name.empty()) throw JobError("the program's name is empty", kNotFound);
   const bool searched = name.find('/') == std::string::npos;
   std::string program = searched ? SearchPath(name) : name;
   const bool fromDirectory = program.front() != '/' && !directory.empty();
   const std::string file = fromDirectory ? directory + "/" + program : program;
-  if (const int error = WhyNotExecutable(file)) throw JobError(name + ": " + std::strerror(error));
+  if (const int error = WhyNotExecutable(file)) {
+    throw JobError(name + ": " + std::strerror(error), error == ENOENT ? kNotFound : kCannotExecute);
+  }
   CheckFormat(file, name);
   return program;
 }

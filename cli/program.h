@@ -5,9 +5,14 @@
 
 namespace cli {
 
+// The exit statuses of shells for programs that cannot be run.
+constexpr int kCannotExecute = 126;
+constexpr int kNotFound = 127;
+
 // The file to execute for `name`: a name without '/' is searched in PATH, any other is taken as it is, from
-// `directory` when it is relative and `directory` is not empty. Throws JobError when there is no such file,
-// it may not be executed, or it is neither a binary nor a script whose interpreter exists.
+// `directory` when it is relative and `directory` is not empty. Throws JobError with the status kNotFound
+// when there is no such file, and kCannotExecute when it may not be executed, or is neither a binary nor a
+// script whose interpreter exists.
 std::string FindProgram(const std::string& name, const std::string& directory);
 
 }  // namespace cli

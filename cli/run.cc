@@ -1,6 +1,8 @@
 // tovkit run: starts a program, waits for it with a limit, and ends with its exit code.
 #include "command.h"
+#include "duration.h"
 #include "program.h"
+#include "supervisor.h"
 
 #include <tovkit/system.h>
 
@@ -8,12 +10,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
-#include <chrono>
-#include <csignal>
 #include <cstring>
-#include <limits>
 #include <memory>
 #include <string>
 #include <vector>
@@ -22,13 +20,13 @@ namespace cli {
 
 namespace {
 
+// The exit statuses of shells and of timeout(1).
 constexpr int kTimedOut = 124;
-constexpr int kSliceMilliseconds = 100;
-constexpr int kReapMilliseconds = 10000;
-constexpr int kNoLimit = -1;
+constexpr int kRunFailed = 125;
+constexpr int kSignalled = 128;
 
 struct RunOptions {
-  int timeout = kNoLimit;  // milliseconds
+  Limits limits;
   std::string out;
   std::string err;
   std::string directory;
@@ -43,7 +41,8 @@ class Descriptor {
   // A file made empty; or, without a name, a copy of `standard`.
   Descriptor(const std::string& file, int standard)
       : fd_(file.empty() ? fcntl(standard, F_DUPFD_CLOEXEC, 3) : Open(file)) {
-    if (fd_ < 0) throw JobError((file.empty() ? "standard output" : file) + ": " + std::strerror(errno));
+    if (fd_ < 0)
+      throw JobError((file.empty() ? "standard output" : file) + ": " + std::strerror(errno), kRunFailed);
   }
   ~Descriptor() { close(fd_); }
   Descriptor(const Descriptor&) = delete;
@@ -70,87 +69,74 @@ class Descriptor {
   int fd_;
 };
 
-volatile std::sig_atomic_t interruption = 0;
-
-void NoteInterruption(int signal) { interruption = signal; }
-
-// A signal that the caller had ignored (nohup) stays ignored, for the program too.
-void NoteInterruptions() {
-  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
-    struct sigaction before {};
-    sigaction(signal, nullptr, &before);
-    if (before.sa_handler != SIG_IGN) std::signal(signal, NoteInterruption);
-  }
-}
-
-// Waits in slices, since a wait without limit announces itself on standard output, where only the child's
-// data belongs. False when the time is up or somebody interrupts.
-bool WaitForEnd(tovkit::Process& process, int timeout) {
-  using Clock = std::chrono::steady_clock;
-  const auto deadline = Clock::now() + std::chrono::milliseconds(timeout);
-  while (interruption == 0) {
-    int slice = kSliceMilliseconds;
-    if (timeout != kNoLimit) {
-      const auto left =
-          std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now()).count();
-      slice = static_cast<int>(std::clamp<long>(left, 0, kSliceMilliseconds));
-    }
-    if (process.wait(slice)) return true;
-    if (timeout != kNoLimit && Clock::now() >= deadline) return false;
-  }
-  return false;
-}
-
 void Start(tovkit::Process& process, const RunOptions& options) {
   const std::string file = FindProgram(options.program, options.directory);
   std::vector<const char*> arguments;
   for (const std::string& argument : options.arguments) {
-    if (argument.empty()) throw JobError(options.program + ": an empty argument cannot be passed on");
+    if (argument.empty())
+      throw JobError(options.program + ": an empty argument cannot be passed on", kRunFailed);
     arguments.push_back(argument.c_str());
   }
   if (options.inheritFds) process.setFlags(tovkit::Process::inheritParentFds);
   process.setWorkingDirectory(options.directory.c_str());
   if (!process.start(file.c_str(), static_cast<int>(arguments.size()), arguments.data())) {
-    throw JobError(options.program + ": cannot start a process");
+    throw JobError(options.program + ": cannot start a process", kRunFailed);
   }
+}
+
+// Outputs of the program's own, closed here as soon as the program has them.
+void StartRedirected(tovkit::Process& process, const RunOptions& options) {
+  std::unique_ptr<Descriptor> out, err;
+  if (!options.out.empty() || !options.err.empty()) {
+    out = std::make_unique<Descriptor>(options.out, STDOUT_FILENO);
+    err = std::make_unique<Descriptor>(options.err, STDERR_FILENO);
+    // One file for both is written through one descriptor, so that neither overwrites the other.
+    const bool shared = !options.out.empty() && !options.err.empty() && err->IsSameFileAs(*out);
+    process.setOutputFds(out->fd(), shared ? out->fd() : err->fd());
+  }
+  Start(process, options);
+}
+
+[[noreturn]] void EndAs(const Ending& ending, const tovkit::Process& process, const std::string& program) {
+  if (ending.alive != 0) {
+    const std::string many = std::to_string(ending.alive);
+    throw JobError(program + ": " + many + " of its processes cannot be ended",
+                   ending.timedOut ? kTimedOut : kRunFailed);
+  }
+  if (ending.timedOut) throw ExitStatus{kTimedOut};
+  if (ending.interruption != 0) Interruptions::EndBy(ending.interruption);
+  if (!ending.executed) throw JobError(program + ": cannot be executed", kCannotExecute);
+  if (ending.signal != 0) {
+    const std::string number = std::to_string(ending.signal);
+    throw JobError(program + ": ended by signal " + number + ", " + strsignal(ending.signal),
+                   kSignalled + ending.signal);
+  }
+  throw ExitStatus{static_cast<int>(process.exitCode())};
 }
 
 void Run(const RunOptions& options) {
   if (!options.directory.empty() && access(options.directory.c_str(), X_OK) != 0) {
-    throw JobError(options.directory + ": " + std::strerror(errno));
+    throw JobError(options.directory + ": " + std::strerror(errno), kRunFailed);
   }
   tovkit::Process process;
-  {
-    const bool redirected = !options.out.empty() || !options.err.empty();
-    std::unique_ptr<Descriptor> out, err;
-    if (redirected) {
-      out = std::make_unique<Descriptor>(options.out, STDOUT_FILENO);
-      err = std::make_unique<Descriptor>(options.err, STDERR_FILENO);
-      // One file for both is written through one descriptor, so that neither overwrites the other.
-      const bool shared = !options.out.empty() && !options.err.empty() && err->IsSameFileAs(*out);
-      process.setOutputFds(out->fd(), shared ? out->fd() : err->fd());
-    }
-    NoteInterruptions();
-    // Where the caller ignored it, the kernel would throw the program's exit code away.
-    std::signal(SIGCHLD, SIG_DFL);
-    Start(process, options);
-  }
-  const bool ended = WaitForEnd(process, options.timeout);
-  if (!ended) {
-    process.terminate();
-    process.wait(kReapMilliseconds);
-  }
-  if (interruption != 0) {
-    const int signal = interruption;
-    std::signal(signal, SIG_DFL);
-    raise(signal);
-  }
-  if (!ended) throw ExitStatus{kTimedOut};
-  // A signal leaves the value that no exit code can have.
-  if (process.exitCode() == tovkit::Process().exitCode()) {
-    throw JobError(options.program + ": ended by a signal");
-  }
-  throw ExitStatus{static_cast<int>(process.exitCode())};
+  const ProcessTree tree;
+  Interruptions interruptions;
+  StartRedirected(process, options);
+  interruptions.Hold();
+  EndAs(Supervise(process, tree, interruptions, options.limits), process, options.program);
+}
+
+CLI::Option* AddTime(CLI::App& command, const char* name, int& milliseconds, int bareUnit, const char* what) {
+  return command
+      .add_option(
+          name,
+          [&milliseconds, bareUnit, name](const CLI::results_t& texts) {
+            const std::string trouble = ReadDuration(texts.front(), bareUnit, milliseconds);
+            if (!trouble.empty()) throw CLI::ValidationError(name, trouble);
+            return true;
+          },
+          what)
+      ->type_name("TIME");
 }
 
 }  // namespace
@@ -160,11 +146,17 @@ void AddRunCommand(CLI::App& app) {
   CLI::App* const command = app.add_subcommand(
       "run",
       "Run a program: tovkit run [OPTIONS] -- PROGRAM ARGS...\n"
-      "Ends with the program's exit code; 124 when the time was up and it was killed; 1 when "
-      "it could not be run or a signal ended it.");
-  command->add_option("--timeout", options->timeout, "Kill the program after this many milliseconds")
-      ->check(CLI::Range(0, std::numeric_limits<int>::max()))
-      ->type_name("MS");
+      "Ends with the program's exit code, or with 124 when the time was up, 125 when run itself failed, 126 "
+      "when the program cannot be executed, 127 when it is not found, 128 + N when signal N ended it.");
+  command->footer(
+      "A TIME is a number with a unit: 500ms, 2s, 1.5m, 1h. INT, TERM, HUP and QUIT that are sent to run "
+      "itself "
+      "are passed on to the program. Children that outlive a program that ended in time are left alone.");
+  AddTime(*command, "--timeout", options->limits.timeout, kMilliseconds,
+          "End the program and all that it has started after this time; a bare number is milliseconds");
+  AddTime(*command, "--kill-after", options->limits.killAfter, kSeconds,
+          "How long after TERM whoever still runs is killed; a bare number is seconds")
+      ->default_str("5s");
   command->add_option("--stdout", options->out, "Write the program's standard output to this file")
       ->type_name("FILE");
   command->add_option("--stderr", options->err, "Write the program's standard error to this file")

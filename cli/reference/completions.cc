@@ -31,14 +31,13 @@ std::string Words(const Command& command) {
   for (const Option& option : command.options) {
     for (const std::string& name : option.names) add(name);
   }
+  if (TakesProgram(command)) add("--");
   return words;
 }
 
 bool TakesFiles(const Command& command) {
-  for (const Option& positional : command.positionals) {
-    if (positional.takesFile) return true;
-  }
-  return false;
+  return std::any_of(command.positionals.begin(), command.positionals.end(),
+                     [](const Option& positional) { return positional.kind == ValueKind::kFile; });
 }
 
 // One pattern of a shell's case statement, 'a'|'b'|'c'.
@@ -58,10 +57,12 @@ class Pattern {
 
 // What bash and zsh ask about the words before the cursor.
 struct Patterns {
-  Pattern commands;      // the words so far are a command
-  Pattern fileOptions;   // command and option before the cursor: a path follows
-  Pattern valueOptions;  // the same: another value follows, and nothing is known of it
-  Pattern fileCommands;  // the command's arguments are paths
+  Pattern commands;          // the words so far are a command
+  Pattern fileOptions;       // command and option before the cursor: a path follows
+  Pattern directoryOptions;  // the same: a directory follows
+  Pattern valueOptions;      // the same: another value follows, and nothing is known of it
+  Pattern fileCommands;      // the command's arguments are paths
+  Pattern programCommands;   // behind "--" come a program and its arguments
 };
 
 Patterns ReadPatterns(const Surface& surface) {
@@ -69,9 +70,12 @@ Patterns ReadPatterns(const Surface& surface) {
   for (const Leaf& leaf : Leaves(surface)) {
     patterns.commands.Add(leaf.words);
     if (TakesFiles(*leaf.command)) patterns.fileCommands.Add(leaf.words);
+    if (TakesProgram(*leaf.command)) patterns.programCommands.Add(leaf.words);
     for (const Option& option : leaf.command->options) {
       if (option.value.empty()) continue;
-      Pattern& pattern = option.takesFile ? patterns.fileOptions : patterns.valueOptions;
+      Pattern& pattern = option.kind == ValueKind::kFile        ? patterns.fileOptions
+                         : option.kind == ValueKind::kDirectory ? patterns.directoryOptions
+                                                                : patterns.valueOptions;
       for (const std::string& name : option.names) pattern.Add(leaf.words + " " + name);
     }
   }
@@ -89,20 +93,45 @@ std::string FishQuoted(const std::string& text) {
   return result + "'";
 }
 
+// How fish is told of an option's value.
+std::string FishValue(const Option& option) {
+  if (option.value.empty()) return "";
+  if (option.kind == ValueKind::kFile) return " -r -F";
+  if (option.kind == ValueKind::kDirectory) return " -x -a '(__fish_complete_directories)'";
+  return " -x";
+}
+
 }  // namespace
 
 std::string BashCompletion(const Surface& surface) {
   const Patterns patterns = ReadPatterns(surface);
+  // "--option=value" reaches the function in three words. `behind` counts from the word "--" on.
   std::string script =
       "# bash completion for tovkit\n"
       "_tovkit() {\n"
-      "  local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD-1]} path='' word words=''\n"
-      "  for word in \"${COMP_WORDS[@]:1:COMP_CWORD-1}\"; do\n"
+      "  local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD-1]} path='' word words='' "
+      "i\n"
+      "  local -i behind=0 program=0\n"
+      "  if [[ $current == = ]]; then current=''; fi\n"
+      "  if [[ $previous == = ]]; then previous=${COMP_WORDS[COMP_CWORD-2]}; fi\n"
+      "  for ((i = 1; i < COMP_CWORD; ++i)); do\n"
+      "    word=${COMP_WORDS[i]}\n"
+      "    if ((behind)); then behind+=1; continue; fi\n"
+      "    if [[ $word == -- ]]; then behind=1 program=i+1; continue; fi\n"
       "    case \"${path:+$path }$word\" in\n";
   script += patterns.commands.Branch("      ", "path=\"${path:+$path }$word\"");
-  script += "    esac\n  done\n  case \"$path $previous\" in\n";
+  script += "    esac\n  done\n  if ((behind)); then\n    case \"$path\" in\n";
+  script += patterns.programCommands.Branch(
+      "      ",
+      "if ((behind == 1)); then mapfile -t COMPREPLY < <(compgen -c -- \"$current\" | sort -u)\n"
+      "        elif declare -F _command_offset > /dev/null; then _command_offset \"$program\"\n"
+      "        else mapfile -t COMPREPLY < <(compgen -f -- \"$current\"); fi");
+  script += patterns.fileCommands.Branch("      ", "mapfile -t COMPREPLY < <(compgen -f -- \"$current\")");
+  script += "    esac\n    return\n  fi\n  case \"$path $previous\" in\n";
   script +=
       patterns.fileOptions.Branch("    ", "mapfile -t COMPREPLY < <(compgen -f -- \"$current\"); return");
+  script += patterns.directoryOptions.Branch("    ",
+                                             "mapfile -t COMPREPLY < <(compgen -d -- \"$current\"); return");
   script += patterns.valueOptions.Branch("    ", "COMPREPLY=(); return");
   script += "  esac\n  case \"$path\" in\n    '') words='" + Words(surface.root) + "' ;;\n";
   for (const Leaf& leaf : Leaves(surface)) {
@@ -122,11 +151,20 @@ std::string ZshCompletion(const Surface& surface) {
       "#compdef tovkit\n"
       "local previous=${words[CURRENT-1]} leading='' word\n"
       "local -a offered\n"
-      "for word in ${words[2,CURRENT-1]}; do\n"
+      "local -i i behind=0\n"
+      "if [[ $PREFIX == --*=* ]]; then previous=${PREFIX%%=*}; compset -P '*='; fi\n"
+      "for ((i = 2; i < CURRENT; ++i)); do\n"
+      "  word=${words[i]}\n"
+      "  if [[ $word == -- ]]; then behind=i; break; fi\n"
       "  case \"${leading:+$leading }$word\" in\n";
   script += patterns.commands.Branch("    ", "leading=\"${leading:+$leading }$word\"");
-  script += "  esac\ndone\ncase \"$leading $previous\" in\n";
+  script += "  esac\ndone\nif ((behind)); then\n  case \"$leading\" in\n";
+  script += patterns.programCommands.Branch(
+      "    ", "words=(\"${(@)words[behind+1,-1]}\"); ((CURRENT -= behind)); _normal; return");
+  script += patterns.fileCommands.Branch("    ", "_files; return");
+  script += "  esac\n  return 1\nfi\ncase \"$leading $previous\" in\n";
   script += patterns.fileOptions.Branch("  ", "_files; return");
+  script += patterns.directoryOptions.Branch("  ", "_files -/; return");
   script += patterns.valueOptions.Branch("  ", "return 1");
   script += "esac\ncase \"$leading\" in\n  '') offered=(" + Words(surface.root) + ") ;;\n";
   for (const Leaf& leaf : Leaves(surface)) {
@@ -139,15 +177,29 @@ std::string ZshCompletion(const Surface& surface) {
 }
 
 std::string FishCompletion(const Surface& surface) {
-  std::string script = "# fish completion for tovkit\n";
+  std::string script =
+      "# fish completion for tovkit\n"
+      "function __tovkit_behind_dashes\n"
+      "  contains -- -- (commandline -opc)\n"
+      "end\n"
+      "# What the program behind -- would be offered.\n"
+      "function __tovkit_program\n"
+      "  set -l words (commandline -opc)\n"
+      "  set -l program $words[(math (contains -i -- -- $words) + 1)..-1]\n"
+      "  complete -C (string join ' ' (string escape -- $program) (commandline -ct))\n"
+      "end\n";
   for (const Command& command : surface.root.subcommands) {
     script += "complete -c tovkit -f -n __fish_use_subcommand -a " + command.name + " -d " +
               FishQuoted(command.description) + "\n";
   }
   for (const Leaf& leaf : Leaves(surface)) {
-    const std::string condition =
-        " -n '__fish_seen_subcommand_from " + leaf.words.substr(leaf.words.rfind(' ') + 1) + "'";
+    const std::string seen = "__fish_seen_subcommand_from " + leaf.words.substr(leaf.words.rfind(' ') + 1);
+    const std::string condition = " -n '" + seen + "'";
     if (!TakesFiles(*leaf.command)) script += "complete -c tovkit -f" + condition + "\n";
+    if (TakesProgram(*leaf.command)) {
+      script +=
+          "complete -c tovkit -f -n '" + seen + "; and __tovkit_behind_dashes' -a '(__tovkit_program)'\n";
+    }
     for (const Command& sub : leaf.command->subcommands) {
       script += "complete -c tovkit -f" + condition + " -a " + sub.name + " -d " +
                 FishQuoted(sub.description) + "\n";
@@ -157,8 +209,7 @@ std::string FishCompletion(const Surface& surface) {
       for (const std::string& name : option.names) {
         script += name.compare(0, 2, "--") == 0 ? " -l " + name.substr(2) : " -s " + name.substr(1);
       }
-      if (!option.value.empty()) script += option.takesFile ? " -r -F" : " -x";
-      script += " -d " + FishQuoted(option.description) + "\n";
+      script += FishValue(option) + " -d " + FishQuoted(option.description) + "\n";
     }
   }
   return script;

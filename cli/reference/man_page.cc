@@ -1,3 +1,4 @@
+#include "man_sections.h"
 #include "surface.h"
 
 namespace reference {
@@ -21,6 +22,19 @@ std::string Roff(const std::string& text) {
   return result;
 }
 
+// As Roff, for what a person copies: a quote stays the straight one that shells know.
+std::string Typed(const std::string& text) {
+  std::string result;
+  for (const char c : Roff(text)) {
+    if (c == '\'') {
+      result += "\\(aq";
+    } else {
+      result += c;
+    }
+  }
+  return result;
+}
+
 std::string Joined(const Option& option) {
   std::string text;
   for (const std::string& name : option.names) {
@@ -33,8 +47,11 @@ std::string Joined(const Option& option) {
 
 std::string OptionList(const std::vector<Option>& options) {
   std::string text;
-  for (const Option& option : options)
-    text += ".TP\n" + Joined(option) + "\n" + Roff(option.description) + "\n";
+  for (const Option& option : options) {
+    text += ".TP\n" + Joined(option) + "\n" + Roff(option.description);
+    if (!option.defaultValue.empty()) text += " (default: " + Roff(option.defaultValue) + ")";
+    text += "\n";
+  }
   return text;
 }
 
@@ -43,6 +60,11 @@ std::string Usage(const std::string& prefix, const Command& command) {
   if (!command.options.empty()) line += " [\\fIOPTIONS\\fR]";
   for (const Option& positional : command.positionals) {
     const std::string value = "\\fI" + Roff(positional.value) + "\\fR";
+    if (positional.kind == ValueKind::kProgram) {
+      line += " \\-\\- " + value;
+      line += " [\\fIARGUMENT\\fR]...";
+      return line;
+    }
     line += positional.required ? " " + value : " [" + value + "]";
   }
   return line;
@@ -60,6 +82,20 @@ std::string Section(const std::string& prefix, const Command& command) {
   return text;
 }
 
+std::string SectionText(const ManSection& section) {
+  std::string text = ".SH " + std::string(section.title) + "\n";
+  for (const ManEntry& entry : section.entries) {
+    if (entry.kind == ManEntry::kParagraph) text += ".PP\n" + Roff(entry.text) + "\n";
+    if (entry.kind == ManEntry::kTerm)
+      text += ".TP\n\\fB" + Roff(entry.term) + "\\fR\n" + Roff(entry.text) + "\n";
+    if (entry.kind == ManEntry::kExample) {
+      text += ".PP\n" + Roff(entry.text) + "\n.PP\n.in +4n\n.EX\n" + Typed(entry.term) + "\n.EE\n.in\n";
+    }
+    if (entry.kind == ManEntry::kPage) text += "\\fB" + Roff(entry.term) + "\\fR" + entry.text + "\n";
+  }
+  return text;
+}
+
 }  // namespace
 
 std::string ManPage(const Surface& surface) {
@@ -70,11 +106,7 @@ std::string ManPage(const Surface& surface) {
   page += ".SH OPTIONS\n" + OptionList(root.options);
   page += ".SH SUBCOMMANDS\n";
   for (const Command& command : root.subcommands) page += Section("tovkit", command);
-  page +=
-      ".SH EXIT STATUS\n0 when the job is done, 1 when it failed (one line on standard error says what and "
-      "where), 2 for wrong usage. Subcommands that answer by their status say so above.\n";
-  page += ".SH ENVIRONMENT\n.TP\n\\fBNO_COLOR\\fR\nWhen set, nothing is printed in colour.\n";
-  page += ".TP\n\\fBSOURCE_DATE_EPOCH\\fR\nWhen set, the date that is written into pages.\n";
+  for (const ManSection& section : kManSections) page += SectionText(section);
   return page;
 }
 

@@ -4,17 +4,19 @@
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <cctype>
 
 namespace reference {
 
 namespace {
 
-bool NamesAPath(const std::string& value) {
-  for (const char* word : {"FILE", "PATH", "DIR", "PROGRAM"}) {
-    if (value.find(word) != std::string::npos) return true;
-  }
-  return value == "IN" || value == "OUT";
+ValueKind KindOf(const std::string& value) {
+  if (value == "DIR") return ValueKind::kDirectory;
+  if (value == "PROGRAM") return ValueKind::kProgram;
+  if (value == "IN" || value == "OUT") return ValueKind::kFile;
+  const bool path = value.find("FILE") != std::string::npos || value.find("PATH") != std::string::npos;
+  return path ? ValueKind::kFile : ValueKind::kOther;
 }
 
 // "INT:INT in [1 - 100]" is an INT: what follows the colon are the checks, which the description tells. A
@@ -43,7 +45,8 @@ Option ReadOption(const CLI::Option& option) {
   } else if (option.get_items_expected_max() > 0) {
     result.value = ValueName(option.get_type_name());
   }
-  result.takesFile = NamesAPath(result.value);
+  result.defaultValue = option.get_default_str();
+  result.kind = KindOf(result.value);
   return result;
 }
 
@@ -72,6 +75,11 @@ Command ReadCommand(const CLI::App& app) {
 }
 
 }  // namespace
+
+bool TakesProgram(const Command& command) {
+  return std::any_of(command.positionals.begin(), command.positionals.end(),
+                     [](const Option& positional) { return positional.kind == ValueKind::kProgram; });
+}
 
 Surface ReadSurface(const CLI::App& app) { return {tovkit::GetLibraryVersion(), ReadCommand(app)}; }
 

@@ -13,12 +13,16 @@ class App;
 
 namespace reference {
 
+// What shells can offer for a value.
+enum class ValueKind { kOther, kFile, kDirectory, kProgram };
+
 struct Option {
   std::vector<std::string> names;  // with their dashes; empty for a positional argument
   std::string value;               // how the value is called, empty for a flag
   std::string description;
   bool required = false;
-  bool takesFile = false;  // the value is a path, so shells complete file names
+  std::string defaultValue;  // empty for none
+  ValueKind kind = ValueKind::kOther;
 };
 
 struct Command {
@@ -36,6 +40,9 @@ struct Surface {
 };
 
 Surface ReadSurface(const CLI::App& app);
+
+// The command runs a program: behind "--" come the program and its arguments.
+bool TakesProgram(const Command& command);
 
 // The page in the roff language of man(7), section 1.
 std::string ManPage(const Surface& surface);

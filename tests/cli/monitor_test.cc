@@ -7,6 +7,7 @@
 #include <csignal>
 #include <filesystem>
 #include <string>
+#include <utility>
 
 namespace {
 
@@ -112,6 +113,18 @@ TEST(MonitorCommand, PrintsWhatItSawBeforeItSleeps) {
   }
 }
 
+TEST(MonitorCommand, AnIntervalTakesAUnit) {
+  const Sleeper sleeper("tovkit-mon-unit");
+  std::size_t openDirectories = 0;
+  // More than a minute has passed since the epoch, so the first pass prints.
+  for (const auto& [text, said] : {std::pair("1s", ",1 second"), std::pair("1000ms", ",1 second"),
+                                   std::pair("1m", ",60 second"), std::pair("60", ",60 second")}) {
+    const std::string lines =
+        LinesOfMonitor({"monitor", std::to_string(sleeper.pid()), "--interval", text}, 1, &openDirectories);
+    EXPECT_NE(lines.find(said), std::string::npos) << lines;
+  }
+}
+
 TEST(MonitorCommand, UnknownProcessesFail) {
   for (const char* target : {"tovkit-no-such", "999999999", "99999999999999999999"}) {
     const CommandResult result = RunCommand({"monitor", target});
@@ -126,6 +139,8 @@ TEST(MonitorCommand, BadUsageIsToldApart) {
   const std::vector<std::string> bad[] = {{"monitor"},
                                           {"monitor", "1", "--max-mem", "-1"},
                                           {"monitor", "1", "--interval", "x"},
+                                          {"monitor", "1", "--interval", "500ms"},
+                                          {"monitor", "1", "--interval", "-1"},
                                           {"monitor", "1", "--key", ""},
                                           {"monitor", "1", "--key", longKey}};
   for (const auto& arguments : bad) {

@@ -1,0 +1,72 @@
+#include "man_sections.h"
+
+namespace reference {
+
+const std::vector<ManSection> kManSections = {
+    {"DESCRIPTIONS OF TEXT",
+     {{ManEntry::kParagraph, "",
+       "What draw reads is a JSON object for one line of text, or an array of them. Every key may be left "
+       "out."},
+      {ManEntry::kTerm, "Content", "The text, UTF-8. Without it nothing is drawn."},
+      {ManEntry::kTerm, "DeltaX, DeltaY",
+       "Where the line starts, 96 units to the inch (default: 0). The baseline is FontSize units below "
+       "DeltaY."},
+      {ManEntry::kTerm, "Font", "An object of the keys that follow."},
+      {ManEntry::kTerm, "FontSize", "Whole points (default: 26)."},
+      {ManEntry::kTerm, "FontName",
+       "A font family (default: SimSun). One that is not installed is replaced by the closest in kind; draw "
+       "--verbose tells which."},
+      {ManEntry::kTerm, "Bold, Italic", "true or false (default: false)."},
+      {ManEntry::kTerm, "Color", "#gg, #rrggbb, #ccmmyykk, or 1, 3 or 4 numbers (default: black)."}}},
+    {"EXAMPLES",
+     {{ManEntry::kExample,
+       "echo '{\"Content\": \"Hello\", \"Font\": {\"FontSize\": 36, \"Color\": \"#1F4E79\"}}' > "
+       "hello.json\ntovkit draw hello.json -o hello.png",
+       "Draw a line of text; the extension of the output is its format:"},
+      {ManEntry::kExample, "tovkit draw hello.json -o hello.pdf --size 794x1123",
+       "The same on a page of A4 whose text can be searched:"},
+      {ManEntry::kExample, "tovkit image hello.png -o hello.jpg --quality 80 --erase 0,0,20,10",
+       "Turn a picture into another format, a corner of it blanked:"},
+      {ManEntry::kExample, "tovkit image --info hello.jpg", "Say what a picture is:"},
+      {ManEntry::kExample, "tovkit json hello.json --get Font.Color", "Print one value of a JSON file:"},
+      {ManEntry::kExample, "echo 'M0 0 H10 V10 H0 Z' | tovkit hit - --point 5,5 --fill",
+       "Does a point touch a path?"},
+      {ManEntry::kExample, "tovkit pages --count 12 '1,3-5,9'", "Which pages does a person mean?"},
+      {ManEntry::kExample, "tovkit base64 hello.png > hello.txt\ntovkit base64 -d hello.txt > again.png",
+       "To Base64 and back:"},
+      {ManEntry::kExample, "tovkit run --timeout 2m --kill-after 10s --stdout uname.txt -- uname -a",
+       "Give a program two minutes, and all that it has started ten seconds more after TERM:"}}},
+    {"EXIT STATUS",
+     {{ManEntry::kTerm, "0", "The job is done."},
+      {ManEntry::kTerm, "1", "It failed; one line on standard error says what and where."},
+      {ManEntry::kTerm, "2", "The command line was wrong."},
+      {ManEntry::kTerm, "3", "hit: the point does not touch the path."},
+      {ManEntry::kTerm, "124 to 127, 128 + N",
+       "run: the time was up, run itself failed, the program cannot be executed, it is not found, signal N "
+       "ended it. Every other status is the program's own."}}},
+    {"ENVIRONMENT",
+     {{ManEntry::kTerm, "LC_ALL, LC_CTYPE, LANG",
+       "The codeset of file names and of what is printed; the C locale counts as UTF-8."},
+      {ManEntry::kTerm, "NO_COLOR", "When set, nothing is printed in color."},
+      {ManEntry::kTerm, "PATH", "Where run looks for programs."},
+      {ManEntry::kTerm, "SOURCE_DATE_EPOCH", "When set, the date that is written into pages."},
+      {ManEntry::kTerm, "TOVKIT_SIMD",
+       "scalar, avx2 or avx512: the vector code to use. The results are the same."}}},
+    {"FILES",
+     {{ManEntry::kTerm, ".tovkit-*",
+       "In the folder of an output, for the instant in which it replaces a file, or for longer where the "
+       "file "
+       "system has no files without a name. What a killed run leaves there, the next to the same output "
+       "removes."}}},
+    {"SEE ALSO",
+     {{ManEntry::kPage, "base64", "(1),"},
+      {ManEntry::kPage, "fc-list", "(1),"},
+      {ManEntry::kPage, "ipcs", "(1),"},
+      {ManEntry::kPage, "ps", "(1),"},
+      {ManEntry::kPage, "timeout", "(1),"},
+      {ManEntry::kPage, "fonts-conf", "(5),"},
+      {ManEntry::kPage, "proc", "(5),"},
+      {ManEntry::kPage, "svipc", "(7)"}}},
+};
+
+}  // namespace reference
