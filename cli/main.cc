@@ -16,8 +16,7 @@ constexpr int kUsage = 2;
 
 // One line whatever the text holds, so that a file name with a line break cannot forge a second message.
 void Tell(const std::string& trouble) {
-  std::fprintf(stderr, "tovkit: %s
-", cli::Printable(cli::Shortened(trouble)).c_str());
+  std::fprintf(stderr, "tovkit: %s\n", cli::Printable(cli::Shortened(trouble)).c_str());
 }
 
 // The exit status; `trouble` tells of a job that failed.
