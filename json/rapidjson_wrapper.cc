@@ -1,7 +1,6 @@
 #include "rapidjson_wrapper.h"
 
-#include "text_writer.h"
-#include "tree_copy.h"
+#include "tree.h"
 
 #include <algorithm>
 #include <cstring>
@@ -54,6 +53,8 @@ void AppendMember(Value& object, Value& name, Value& content, DocumentPool& pool
 }
 
 }  // namespace
+
+JsonValue::~JsonValue() = default;
 
 RapidjsonWrapper::RapidjsonWrapper(std::unique_ptr<Document> parsed)
     : ownsValue(true), document(std::move(parsed)), allocator(&document->GetAllocator()) {
@@ -173,7 +174,7 @@ bool RapidjsonWrapper::DeliverMember(CoreString& name, SharedPtr<JsonValue>& mem
   member = MakeHandle<JsonValue>(&memberCursor->value);
   name = std::move(text);
   ++memberCursor;
-  // Kept: the result tells whether another member follows, not whether one was delivered; callers rely on it.
+  // Compatibility: the result tells whether another member follows, not whether one was delivered.
   return memberCursor != end;
 }
 

@@ -204,7 +204,7 @@ TEST(JsonParse, InvalidUtf8IsNoError) {
 }
 
 TEST(JsonParse, LoneLowSurrogateIsNoError) {
-  // Kept: only a high half asks for its other half.
+  // Compatibility: only a high half asks for its other half.
   ExpectText("[\"\\udc00\"]", "[\"\xED\xB0\x80\"]");
 }
 
@@ -219,7 +219,7 @@ TEST(JsonParse, ByteOrderMarkIsSkipped) {
 }
 
 TEST(JsonParse, EachByteOfTheMarkIsSkippedByItself) {
-  // Kept: any of the three bytes is dropped where it is due, with or without the others.
+  // Compatibility: any of the three bytes is dropped where it is due, with or without the others.
   for (const char* const text :
        {"\xEF[1]", "\xBB[1]", "\xBF[1]", "\xEF\xBB[1]", "\xEF\xBF[1]", "\xBB\xBF[1]"}) {
     ExpectText(text, "[1]");

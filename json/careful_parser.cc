@@ -1,4 +1,4 @@
-#include "deep_parser.h"
+#include "careful_parser.h"
 
 namespace tovkit {
 
@@ -17,35 +17,37 @@ struct KeyHandler : rapidjson::BaseReaderHandler<rapidjson::UTF8<>, KeyHandler> 
 
 }  // namespace
 
-rapidjson::ParseErrorCode DeepParser::Parse(Document& document) {
-  ParseRoot(document);
-  return error_;
+ParseResult CarefulParser::Parse(Document& document) {
+  auto parse = [this](Document& events) { return ParseRoot(events); };
+  document.Populate(parse);
+  return result_;
 }
 
-bool DeepParser::Fail(rapidjson::ParseErrorCode code) {
-  error_ = code;
+bool CarefulParser::Fail(rapidjson::ParseErrorCode code, std::size_t offset) {
+  result_.code = code;
+  result_.offset = offset;
   return false;
 }
 
-bool DeepParser::Consume(char expected) {
+bool CarefulParser::Consume(char expected) {
   if (input_.Peek() != expected) return false;
   input_.Take();
   return true;
 }
 
-bool DeepParser::ParseRoot(Document& document) {
+bool CarefulParser::ParseRoot(Document& document) {
   SkipSpace();
-  if (input_.Peek() == '\0') return Fail(rapidjson::kParseErrorDocumentEmpty);
+  if (input_.Peek() == '\0') return FailHere(rapidjson::kParseErrorDocumentEmpty);
   if (!ParseValue(document)) return false;
   while (!open_.empty()) {
     if (!ParseNext(document)) return false;
   }
   SkipSpace();
-  return input_.Peek() == '\0' || Fail(rapidjson::kParseErrorDocumentRootNotSingular);
+  return input_.Peek() == '\0' || FailHere(rapidjson::kParseErrorDocumentRootNotSingular);
 }
 
 // Parses a scalar, or opens a container.
-bool DeepParser::ParseValue(Document& document) {
+bool CarefulParser::ParseValue(Document& document) {
   const bool isObject = input_.Peek() == '{';
   if (!isObject && input_.Peek() != '[') return ParseScalar(document);
   input_.Take();
@@ -59,7 +61,7 @@ bool DeepParser::ParseValue(Document& document) {
 }
 
 // Parses what follows in the innermost container: its end, or a comma unless it is new, and a value.
-bool DeepParser::ParseNext(Document& document) {
+bool CarefulParser::ParseNext(Document& document) {
   Container& container = open_.back();
   SkipSpace();
   if (Consume(container.isObject ? '}' : ']')) {
@@ -68,16 +70,16 @@ bool DeepParser::ParseNext(Document& document) {
   }
   if (container.count != 0) {
     if (!Consume(',')) {
-      return Fail(container.isObject ? rapidjson::kParseErrorObjectMissCommaOrCurlyBracket
-                                     : rapidjson::kParseErrorArrayMissCommaOrSquareBracket);
+      return FailHere(container.isObject ? rapidjson::kParseErrorObjectMissCommaOrCurlyBracket
+                                         : rapidjson::kParseErrorArrayMissCommaOrSquareBracket);
     }
     SkipSpace();
   }
   ++container.count;
-  return (!container.isObject || ParseKey(document)) && ParseValue(document);
+  return (!container.isObject || ParseName(document)) && ParseValue(document);
 }
 
-void DeepParser::Close(Document& document) {
+void CarefulParser::Close(Document& document) {
   const Container closed = open_.back();
   open_.pop_back();
   if (closed.isObject) {
@@ -87,25 +89,25 @@ void DeepParser::Close(Document& document) {
   }
 }
 
-bool DeepParser::ParseKey(Document& document) {
-  if (input_.Peek() != '"') return Fail(rapidjson::kParseErrorObjectMissName);
+bool CarefulParser::ParseName(Document& document) {
+  if (input_.Peek() != '"') return FailHere(rapidjson::kParseErrorObjectMissName);
   KeyHandler handler(document);
   if (!ReadScalar(handler)) return false;
   SkipSpace();
-  if (!Consume(':')) return Fail(rapidjson::kParseErrorObjectMissColon);
+  if (!Consume(':')) return FailHere(rapidjson::kParseErrorObjectMissColon);
   SkipSpace();
   return true;
 }
 
-bool DeepParser::ParseScalar(Document& document) {
-  if (input_.Peek() == '\0') return Fail(rapidjson::kParseErrorValueInvalid);
+bool CarefulParser::ParseScalar(Document& document) {
+  if (input_.Peek() == '\0') return FailHere(rapidjson::kParseErrorValueInvalid);
   return ReadScalar(document);
 }
 
 template <typename Handler>
-bool DeepParser::ReadScalar(Handler& handler) {
+bool CarefulParser::ReadScalar(Handler& handler) {
   const auto result = reader_.Parse<kOneValue>(input_, handler);
-  return !result.IsError() || Fail(result.Code());
+  return !result.IsError() || Fail(result.Code(), result.Offset());
 }
 
 }  // namespace tovkit
