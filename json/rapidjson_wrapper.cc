@@ -1,3 +1,9 @@
+// The operations of one value. The eight-fold families are members of the header's templates; what is here
+// changes documents, and so decides what a failed allocation leaves: everything that may throw comes first,
+// and the document is changed by what cannot.
+//
+// Assign copies into a new pool. That of a clone takes the place of the one before. That of a part is kept by
+// the pool of the whole document, since the handle to the part may go first.
 #include "rapidjson_wrapper.h"
 
 #include "member_search.h"
@@ -160,7 +166,8 @@ bool RapidjsonWrapper::SetAt(std::int32_t index, SharedPtr<const JsonValue> sour
 
 Value* RapidjsonWrapper::PutNew(std::int32_t index, Value content) {
   const auto size = static_cast<std::int64_t>(value->Size());
-  // What an array outgrows stays in the pool. Doubling leaves a third less behind than RapidJSON's own growth.
+  // What an array outgrows stays in the pool. Doubling leaves a third less behind than RapidJSON's own
+  // growth.
   if (value->Size() == value->Capacity()) value->Reserve(value->Capacity() * 2, *allocator);
   value->PushBack(content, *allocator);
   Value* added = value->End() - 1;
