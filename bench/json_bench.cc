@@ -15,6 +15,7 @@
 #include <rapidjson/memorystream.h>
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
+#include <simdjson.h>
 #include <nlohmann/json.hpp>
 
 #include <QJsonDocument>
@@ -127,13 +128,30 @@ struct Poco {
   }
 };
 
+// The document of simdjson, which is read and not changed. Its parser is made for each text, as ours is.
+struct Simdjson {
+  static constexpr char kName[] = "simdjson";
+  using Document = std::unique_ptr<simdjson::dom::parser>;
+  static Document Parse(const std::string& text) {
+    auto parser = std::make_unique<simdjson::dom::parser>();
+    const simdjson::error_code error = parser->parse(text.data(), text.size()).error();
+    if (error != simdjson::SUCCESS) std::abort();
+    return parser;
+  }
+};
+
 template <typename Peer>
-void RegisterPeer(const std::string& name, const std::string& text) {
+void RegisterReader(const std::string& name, const std::string& text) {
   benchmark::RegisterBenchmark(("json/parse_" + name + "/" + Peer::kName).c_str(),
                                [text](benchmark::State& state) {
                                  for (auto _ : state) benchmark::DoNotOptimize(Peer::Parse(text));
                                  CountBytes(state, text.size());
                                });
+}
+
+template <typename Peer>
+void RegisterPeer(const std::string& name, const std::string& text) {
+  RegisterReader<Peer>(name, text);
   benchmark::RegisterBenchmark(("json/write_" + name + "/" + Peer::kName).c_str(),
                                [text](benchmark::State& state) {
                                  const auto document = Peer::Parse(text);
@@ -156,6 +174,53 @@ void RegisterDocument(const std::string& name, const std::string& text) {
   RegisterPeer<Jsoncpp>(name, text);
   RegisterPeer<Qt>(name, text);
   RegisterPeer<Poco>(name, text);
+  RegisterReader<Simdjson>(name, text);
+}
+
+// Forms of a text that a reader might take for exceptions.
+void RegisterForm(const std::string& name, const std::string& text) {
+  RegisterPeer<Tovkit>(name, text);
+  RegisterPeer<Rapidjson>(name, text);
+}
+
+// Twenty thousand small records, and behind them one member that is nested 1,000 levels deep.
+std::string DeepAtTheEnd() {
+  std::string text = "{\"records\": [";
+  for (int i = 0; i < 20000; ++i)
+    text += std::string(i == 0 ? "" : ",") + R"({"id": 12345, "name": "record", "at": 1.5})";
+  return text + "], \"deep\": " + std::string(1000, '[') + std::string(1000, ']') + "}";
+}
+
+// Documents made by calls: an array of `count` numbers, appended or inserted at the front.
+void InsertTovkit(benchmark::State& state, int count, bool atFront) {
+  for (auto _ : state) {
+    const auto root = ParseTovkit("[]");
+    for (int i = 0; i < count; ++i) root->InsertInt(atFront ? 0 : -1, i);
+    benchmark::DoNotOptimize(root->Size());
+  }
+}
+
+void InsertVector(benchmark::State& state, int count, bool atFront) {
+  struct Record {
+    std::int64_t value;
+    std::int64_t flags;
+  };
+  for (auto _ : state) {
+    std::vector<Record> records;
+    for (int i = 0; i < count; ++i) records.insert(atFront ? records.begin() : records.end(), Record{i, 1});
+    benchmark::DoNotOptimize(records.data());
+  }
+}
+
+void RegisterInsertions() {
+  for (const bool atFront : {false, true}) {
+    const int count = atFront ? 10000 : 100000;
+    const std::string name = atFront ? "json/insert_at_front 10000/" : "json/append 100000/";
+    benchmark::RegisterBenchmark((name + "tovkit").c_str(),
+                                 [=](benchmark::State& state) { InsertTovkit(state, count, atFront); });
+    benchmark::RegisterBenchmark((name + "vector").c_str(),
+                                 [=](benchmark::State& state) { InsertVector(state, count, atFront); });
+  }
 }
 
 // An object like those that applications read: names of six to nine bytes, values of several kinds. Every
@@ -213,7 +278,9 @@ void FindMemberAndAllocate(benchmark::State& state, const LookupObject& object) 
   RegisterDocument("canada", ReadData("canada.json"));
   RegisterDocument("citm_catalog", ReadData("citm_catalog.json"));
   RegisterDocument("twitter", ReadData("twitter.json"));
-  for (const int members : {8, 16, 32, 64}) {
+  RegisterForm("deep_at_the_end", DeepAtTheEnd());
+  RegisterInsertions();
+  for (const int members : {8, 16, 32, 64, 256, 1000}) {
     const LookupObject object(members);
     const auto add = [&object, members](const char* who,
                                         void (*run)(benchmark::State&, const LookupObject&)) {

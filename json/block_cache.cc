@@ -1,3 +1,5 @@
+// Blocks pass between threads: one that was allocated here may be freed there, and is then kept there. So no
+// thread ever waits for another, and no block needs to know where it came from.
 #include "block_cache.h"
 
 #include <pthread.h>
@@ -8,14 +10,15 @@ namespace tovkit::block_cache {
 
 namespace {
 
-// Gives everything back when its thread ends. Blocks that are freed even later go to the heap at once.
+// Returns everything to the heap when its thread ends. Blocks that are freed even later go to the heap at
+// once.
 void Close(void* /*kept*/) {
   while (kept.first != nullptr) ::operator delete(std::exchange(kept.first, kept.first->next));
   kept.room = 0;
 }
 
 // A key of threads rather than a thread_local with a destructor: setting it up may fail without ending the
-// process, and a thread that releases its first handle among its last steps still gives everything back.
+// process, and a thread that releases its first handle among its last steps still returns everything.
 struct CloseKey {
   pthread_key_t key = 0;
   bool made = pthread_key_create(&key, Close) == 0;

@@ -47,7 +47,4 @@ using Document = rapidjson::GenericDocument<rapidjson::UTF8<>, DocumentPool, Hea
 // The bytes that a new document's parse stack starts with.
 constexpr std::size_t kParseStackCapacity = 1024;
 
-// The levels that RapidJSON's recursions may go down. A level takes some hundred bytes of stack.
-constexpr unsigned kRecursionLimit = 256;
-
 }  // namespace tovkit

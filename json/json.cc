@@ -1,7 +1,11 @@
+// The entry points of json.h that are no operation of a value: parsing, writing, the names of the kinds.
+//
+// A failed parse prints its one line here and nowhere else; ParseText returns what it says.
 #include "rapidjson_wrapper.h"
 #include "text_parser.h"
 
 #include <cstdio>
+#include <iterator>
 #include <memory>
 #include <utility>
 
@@ -11,8 +15,8 @@ SharedPtr<JsonValue> Json::Parse(const char* text, unsigned int length, const Js
   auto document = std::make_unique<Document>(nullptr, kParseStackCapacity, &HeapAllocator::Shared());
   if (text == nullptr || length == 0 || *text == '\0') {
     document->SetObject();
-  } else if (const rapidjson::ParseErrorCode code = ParseText(text, length, *document)) {
-    std::printf("Parse json error. code=%d\n", static_cast<int>(code));
+  } else if (const ParseResult result = ParseText(text, length, *document); !result.IsRead()) {
+    std::printf("Parse json error. code=%d\n", static_cast<int>(result.code));
     return SharedPtr<JsonValue>();
   } else if (!document->IsArray() && !document->IsObject()) {
     std::printf("Only allow array and object\n");
@@ -24,6 +28,14 @@ SharedPtr<JsonValue> Json::Parse(const char* text, unsigned int length, const Js
 // NOLINTNEXTLINE(performance-unnecessary-value-param): the call holds a reference of its own
 CoreString Json::Write(SharedPtr<const JsonValue> value, const JsonWriteOptions* /*options*/) {
   return value->ToString();
+}
+
+const char* JsonTypeName(JsonType type) {
+  // Compatibility: nine names, indexed by eleven kinds, with which they do not line up.
+  static constexpr const char* kNames[11] = {"null",    "int",   "uint",   "float", "double", "string",
+                                             "boolean", "array", "object", nullptr, nullptr};
+  const auto index = static_cast<std::uint32_t>(type);
+  return index < std::size(kNames) ? kNames[index] : "unknown";
 }
 
 }  // namespace tovkit

@@ -1,9 +1,14 @@
+// The operations of one value. The eight-fold families are members of the header's templates; what is here
+// changes documents, and so decides what a failed allocation leaves: everything that may throw comes first,
+// and the document is changed by what cannot.
+//
+// Assign copies into a new pool. That of a clone takes the place of the one before. That of a part is kept by
+// the pool of the whole document, since the handle to the part may go first.
 #include "rapidjson_wrapper.h"
 
-#include "text_writer.h"
-#include "tree_copy.h"
+#include "member_search.h"
+#include "tree.h"
 
-#include <algorithm>
 #include <cstring>
 #include <utility>
 
@@ -16,27 +21,6 @@ constexpr std::uint32_t kNoSize = 0xffffffff;
 // The node behind a handle; null for a null handle. RapidjsonWrapper is the only JsonValue there is.
 const RapidjsonWrapper* Unwrap(const SharedPtr<const JsonValue>& handle) {
   return static_cast<const RapidjsonWrapper*>(handle.Get());
-}
-
-// Whether the first bytes, as many as a Word has, and the last ones are the same.
-template <typename Word>
-bool SameEnds(const char* a, const char* b, std::size_t length) {
-  const auto word = [](const char* bytes) {
-    Word result;
-    std::memcpy(&result, bytes, sizeof result);
-    return result;
-  };
-  const std::size_t last = length - sizeof(Word);
-  return ((word(a) ^ word(b)) | (word(a + last) ^ word(b + last))) == 0;
-}
-
-// memcmp's answer for two texts of `length` bytes, at least one. Most keys are short, where a call costs more
-// than the two words that cover them.
-bool SameBytes(const char* a, const char* b, std::size_t length) {
-  if (length > 16) return std::memcmp(a, b, length) == 0;
-  if (length >= 8) return SameEnds<std::uint64_t>(a, b, length);
-  if (length >= 4) return SameEnds<std::uint32_t>(a, b, length);
-  return length >= 2 ? SameEnds<std::uint16_t>(a, b, length) : *a == *b;
 }
 
 // AddMember raises the capacity before it allocates; after a failed allocation the object is put back as it
@@ -54,6 +38,8 @@ void AppendMember(Value& object, Value& name, Value& content, DocumentPool& pool
 }
 
 }  // namespace
+
+JsonValue::~JsonValue() = default;
 
 RapidjsonWrapper::RapidjsonWrapper(std::unique_ptr<Document> parsed)
     : ownsValue(true), document(std::move(parsed)), allocator(&document->GetAllocator()) {
@@ -89,14 +75,7 @@ JsonType RapidjsonWrapper::GetType() const {
 }
 
 Value* RapidjsonWrapper::FindMember(const char* key) const {
-  if (!TakesMember(key)) return nullptr;
-  const std::size_t length = std::strlen(key);
-  const Member* end = value->MemberEnd();
-  for (Member* member = value->MemberBegin(); member != end; ++member) {
-    if (member->name.GetStringLength() != length) continue;
-    if (SameBytes(member->name.GetString(), key, length)) return &member->value;
-  }
-  return nullptr;
+  return TakesMember(key) ? tovkit::FindMember(*value, key) : nullptr;
 }
 
 Value* RapidjsonWrapper::FindElement(std::uint32_t index) const {
@@ -173,7 +152,7 @@ bool RapidjsonWrapper::DeliverMember(CoreString& name, SharedPtr<JsonValue>& mem
   member = MakeHandle<JsonValue>(&memberCursor->value);
   name = std::move(text);
   ++memberCursor;
-  // Kept: the result tells whether another member follows, not whether one was delivered; callers rely on it.
+  // Compatibility: the result tells whether another member follows, not whether one was delivered.
   return memberCursor != end;
 }
 
@@ -187,11 +166,19 @@ bool RapidjsonWrapper::SetAt(std::int32_t index, SharedPtr<const JsonValue> sour
 
 Value* RapidjsonWrapper::PutNew(std::int32_t index, Value content) {
   const auto size = static_cast<std::int64_t>(value->Size());
+  // What an array outgrows stays in the pool. Doubling leaves a third less behind than RapidJSON's own
+  // growth.
+  if (value->Size() == value->Capacity()) value->Reserve(value->Capacity() * 2, *allocator);
   value->PushBack(content, *allocator);
   Value* added = value->End() - 1;
   if (index < 0 || index >= size) return added;
-  Value* place = value->Begin() + index;
-  std::rotate(place, added, value->End());
+  // Values are moved by their bytes, as RapidJSON moves them, and not one after the other.
+  Value* const place = value->Begin() + index;
+  unsigned char last[sizeof(Value)];
+  std::memcpy(last, static_cast<void*>(added), sizeof last);
+  std::memmove(static_cast<void*>(place + 1), static_cast<void*>(place),
+               static_cast<std::size_t>(added - place) * sizeof(Value));
+  std::memcpy(static_cast<void*>(place), last, sizeof last);
   return place;
 }
 

@@ -214,7 +214,7 @@ class RapidjsonWrapper final : public JsonValue {
   // Whether a member may be stored under `key` here.
   bool TakesMember(const char* key) const { return IsObject() && key != nullptr && *key != '\0'; }
 
-  // Stores into the member named `key`, an existing or a new one, and gives it; null when no member may be
+  // Stores into the member named `key`, an existing or a new one, and returns it; null when no member may be
   // stored.
   Value* PutMember(const char* key, Value content);
   template <typename T>
@@ -229,7 +229,7 @@ class RapidjsonWrapper final : public JsonValue {
     return element != nullptr;
   }
 
-  // Inserts a new element and gives it; null when this is no array.
+  // Inserts a new element and returns it; null when this is no array.
   Value* PutNew(std::int32_t index, Value content);
   template <typename T>
   Value* StoreNew(std::int32_t index, T content) {

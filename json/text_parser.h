@@ -1,12 +1,23 @@
-// ParseText: JSON text into a document.
+// ParseText: JSON text into a document, or the code and the place of its first error.
 #pragma once
 
 #include "document.h"
 
+#include <cstddef>
+
 namespace tovkit {
 
-// Parses at most `length` bytes at `text`, up to the first NUL byte among them, into `document`. Gives the
-// code of the first error, kParseErrorNone when there is none; after an error the document is as before.
-rapidjson::ParseErrorCode ParseText(const char* text, std::size_t length, Document& document);
+// What became of a text.
+struct ParseResult {
+  rapidjson::ParseErrorCode code = rapidjson::kParseErrorNone;
+  std::size_t offset = 0;  // the byte at which the parser stopped, 0 without an error
+  bool readFast = false;   // whether ReadFast did it all
+
+  bool IsRead() const { return code == rapidjson::kParseErrorNone; }
+};
+
+// Parses at most `length` bytes at `text`, up to the first NUL byte among them, into `document`, which is
+// new: its pool is emptied on the way. After an error its value is null. Throws std::bad_alloc.
+[[nodiscard]] ParseResult ParseText(const char* text, std::size_t length, Document& document);
 
 }  // namespace tovkit

@@ -1,52 +1,46 @@
-// WalkTree: the events of a value and all below it, in the order of RapidJSON's Accept.
+// WalkTree: a value and all below it, in the order of the text.
 //
-// Accept calls itself once a level and so overflows the stack on a deep tree; the walk keeps its own stack on
-// the heap.
+// RapidJSON's own walk calls itself once a level and so overflows the stack on a deep tree; this one keeps
+// the open containers in a stack of its own.
 #pragma once
 
-#include "document.h"
-
-#include <vector>
+#include "inline_stack.h"
+#include "value_layout.h"
 
 namespace tovkit {
 
-// Sends the events of `root` to `handler`. Stops with false as soon as the handler refuses one.
-template <typename Handler>
-bool WalkTree(const Value& root, Handler& handler) {
+// Shows the values to `visitor`: Open and Close for a container, Name for the name of a member, Leaf for any
+// other value. Stops with false as soon as Leaf refuses one.
+template <typename Visitor>
+[[nodiscard]] bool WalkTree(const Value& root, Visitor& visitor) {
   struct Level {
-    const Value* container;
-    rapidjson::SizeType next;
+    const Value* container = nullptr;
+    const Value* next = nullptr;  // of an object: the name of the next member, its value behind it
+    const Value* end = nullptr;
+    bool isObject = false;
   };
-  std::vector<Level> open;
+  constexpr std::size_t kLevelsInside = 32;
+  InlineStack<Level, kLevelsInside> around;
+  Level* top = around.First();
+  Level level;  // the innermost one
   const Value* value = &root;
   for (;;) {
-    if (value->IsObject() || value->IsArray()) {
-      if (!(value->IsObject() ? handler.StartObject() : handler.StartArray())) return false;
-      open.push_back({value, 0});
-    } else if (!value->Accept(handler)) {
+    const bool isObject = value->IsObject();
+    if (isObject || value->IsArray()) {
+      visitor.Open(isObject);
+      top = around.Reserve(top, 1);
+      *top++ = level;
+      level = {value, FirstSlot(*value), FirstSlot(*value) + CountSlots(*value), isObject};
+    } else if (!visitor.Leaf(*value)) {
       return false;
     }
-    for (value = nullptr; value == nullptr;) {
-      if (open.empty()) return true;
-      Level& level = open.back();
-      const Value& container = *level.container;
-      if (container.IsObject()) {
-        if (level.next < container.MemberCount()) {
-          const Member& member = container.MemberBegin()[level.next++];
-          if (!handler.Key(member.name.GetString(), member.name.GetStringLength(), true)) return false;
-          value = &member.value;
-          continue;
-        }
-        if (!handler.EndObject(level.next)) return false;
-      } else {
-        if (level.next < container.Size()) {
-          value = &container[level.next++];
-          continue;
-        }
-        if (!handler.EndArray(level.next)) return false;
-      }
-      open.pop_back();
+    while (level.next == level.end) {
+      if (top == around.First()) return true;
+      visitor.Close(*level.container);
+      level = *--top;
     }
+    if (level.isObject) visitor.Name(*level.next++);
+    value = level.next++;
   }
 }
 

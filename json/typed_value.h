@@ -18,11 +18,11 @@ bool ReadValue(const Value& value, T& out) {
     if (!value.IsBool()) return false;
     out = value.IsTrue();
   } else if constexpr (std::is_floating_point_v<T>) {
-    // Kept: an integer beyond 32 signed bits is refused though it would fit; callers rely on it.
+    // Compatibility: an integer beyond 32 signed bits is refused though it would fit.
     if (!value.IsInt() && !(std::is_same_v<T, float> ? value.IsFloat() : value.IsDouble())) return false;
     out = static_cast<T>(value.GetDouble());
   } else {
-    // Kept: an unsigned read accepts negative integers and gives their two's complement; callers rely on it.
+    // Compatibility: an unsigned read accepts negative integers and returns their two's complement.
     using Signed = std::make_signed_t<T>;
     if (value.Is<Signed>()) {
       out = static_cast<T>(value.Get<Signed>());

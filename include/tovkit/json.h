@@ -47,7 +47,7 @@ enum JsonType : std::int32_t {
   JsonUint = 2,     ///< an integer from 0 to 4294967295: 0 and 5 are of this kind, not JsonInt
   JsonInt64 = 3,    ///< an integer below -2147483648
   JsonUint64 = 4,   ///< an integer above 4294967295
-  JsonFloat = 5,    ///< reserved; GetType never gives it
+  JsonFloat = 5,    ///< reserved; GetType never returns it
   JsonDouble = 6,   ///< a number with a fraction or an exponent, or beyond 64 bits
   JsonString = 7,   ///< a string
   JsonBoolean = 8,  ///< true or false
@@ -58,7 +58,8 @@ enum JsonType : std::int32_t {
 /// A constant text for `type`. The table has nine names for eleven kinds and does not line up with them:
 /// JsonNull is "null", JsonInt "int", JsonUint "uint", but JsonInt64 "float", JsonUint64 "double", JsonFloat
 /// "string", JsonDouble "boolean", JsonString "array" and JsonBoolean "object"; JsonArray and JsonObject give
-/// a null pointer. Every other value, negative ones too, gives "unknown". Kept: callers rely on the texts.
+/// a null pointer. Every other value, negative ones too, is "unknown". Compatibility: the texts stay as they
+/// are.
 TOVKIT_API const char* JsonTypeName(JsonType type);
 
 /// The control block of a SharedPtr: the use count, and how the object is deleted. The order of the virtual
@@ -310,8 +311,8 @@ class TOVKIT_API JsonValue {
   virtual void SetMember(const char* key, SharedPtr<const JsonValue> value) = 0;
 
   /// @{
-  /// Makes the member named `key` an empty array or object, replacing what it was or appending it, and gives
-  /// a handle to it. A null handle when this is no object or the key is null or empty.
+  /// Makes the member named `key` an empty array or object, replacing what it was or appending it, and
+  /// returns a handle to it. A null handle when this is no object or the key is null or empty.
   virtual SharedPtr<JsonValue> AddArrayMember(const char* key) = 0;
   virtual SharedPtr<JsonValue> AddObjectMember(const char* key) = 0;
   /// @}
@@ -400,7 +401,7 @@ class TOVKIT_API JsonValue {
   virtual bool Insert(std::int32_t index, SharedPtr<const JsonValue> value) = 0;
 
   /// @{
-  /// Inserts an empty array or object and gives a handle to it; null when this is no array.
+  /// Inserts an empty array or object and returns a handle to it; null when this is no array.
   virtual SharedPtr<JsonValue> InsertArray(std::int32_t index) = 0;
   virtual SharedPtr<JsonValue> InsertObject(std::int32_t index) = 0;
   /// @}
@@ -459,8 +460,8 @@ class TOVKIT_API Json {
   /// or "Only allow array and object".
   static SharedPtr<JsonValue> Parse(const char* text, unsigned int length, const JsonParseOptions* options);
 
-  /// The compact text of `value`, as ToString gives it. `options` is not read and may be null. Precondition:
-  /// `value` is not a null handle.
+  /// The compact text of `value`, as ToString returns it. `options` is not read and may be null.
+  /// Precondition: `value` is not a null handle.
   static CoreString Write(SharedPtr<const JsonValue> value, const JsonWriteOptions* options);
 
   Json() = delete;

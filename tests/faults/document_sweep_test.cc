@@ -59,6 +59,31 @@ TEST_F(DocumentSweep, JsonParseAndWrite) {
   testing::internal::GetCapturedStdout();
 }
 
+// More values, levels and text than the parser and the writer have room for before they ask for more.
+TEST_F(DocumentSweep, ADocumentThatOutgrowsEveryFirstRoom) {
+  std::string text =
+      "{\"escaped \\u00e9 text\": \"" + std::string(200, 'x') + "\\n" + std::string(5000, 'y') + "\"";
+  for (int i = 0; i < 300; ++i)
+    text += ", \"member number " + std::to_string(i) + "\": " + std::to_string(i) + ".25";
+  text +=
+      ", \"rare\": 123456789012345678901.5e-300, \"long\": \"" + std::string(100000, 'z') + "\", \"deep\": ";
+  text += std::string(200, '[') + std::string(200, ']') + "}";
+  const auto parse = [&text] {
+    return Json::Parse(text.data(), static_cast<unsigned>(text.size()), nullptr);
+  };
+  const Handle root = parse();
+  const std::string written = root->ToString().c_str();
+  SweepCall([&] { EXPECT_EQ(parse()->Size(), 304u); });
+  SweepCall([&] { EXPECT_EQ(root->ToString().c_str(), written); });
+  SweepCall([&] { EXPECT_EQ(root->Clone()->Size(), 304u); });
+  EXPECT_GE(points_, 20);
+  // In error at its very end, so that both parsers do their work.
+  text.back() = ']';
+  testing::internal::CaptureStdout();
+  SweepCall([&] { EXPECT_FALSE(parse()); });
+  testing::internal::GetCapturedStdout();
+}
+
 // The list of members is full, and too long to grow within a chunk of the pool.
 TEST_F(DocumentSweep, AMemberThatFindsNoPlaceLeavesTheObjectAsItWas) {
   constexpr std::uint32_t kMembers = 1500;

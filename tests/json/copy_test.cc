@@ -1,6 +1,8 @@
 // Clone and Assign.
 #include "json_support.h"
 
+#include <cstring>
+#include <memory>
 #include <string>
 
 namespace {
@@ -158,6 +160,39 @@ TEST(JsonAssign, WhatAChildAssignedStaysWhenTheChildGoes) {
     EXPECT_EQ(Text(root->GetMember("a")),
               "[\"a text that is too long to be kept within a value\","
               "\"another text that is too long to be kept within a value\"]");
+  }
+}
+
+// Takes blocks of the size that a released pool leaves, and writes over what they held.
+class Scribble {
+ public:
+  Scribble() {
+    for (auto& block : blocks_) {
+      block = std::make_unique_for_overwrite<char[]>(kPoolBlock);
+      std::memset(block.get(), 'x', kPoolBlock);
+    }
+  }
+
+ private:
+  static constexpr std::size_t kPoolBlock = 65536 + 24;  // a chunk and its header
+  std::unique_ptr<char[]> blocks_[8];
+};
+
+TEST(JsonAssign, SeveralPartsOfOneDocumentKeepWhatEachWasAssigned) {
+  constexpr char kFirst[] = "[\"the first text that is too long to be kept within a value\",{\"x\":1}]";
+  constexpr char kSecond[] = "{\"y\":\"the second text that is too long to be kept within a value\"}";
+  constexpr char kThird[] = "[[\"the third text that is too long to be kept within a value\"]]";
+  for (const bool cloned : {false, true}) {
+    Handle root = Parse("{\"a\": 1, \"b\": 2, \"c\": 3}");
+    if (cloned) root = root->Clone();
+    EXPECT_TRUE(root->GetMember("a")->Assign(Parse(kFirst)));
+    EXPECT_TRUE(root->GetMember("b")->Assign(Parse(kSecond)));
+    EXPECT_TRUE(root->GetMember("c")->Assign(Parse(kThird)));
+    const Scribble scribble;
+    EXPECT_EQ(root->GetMember("a")->GetAt(1)->GetMemberInt("x", 0), 1);
+    EXPECT_STREQ(root->GetMember("b")->GetMemberString("y", ""),
+                 "the second text that is too long to be kept within a value");
+    EXPECT_EQ(Text(root), std::string("{\"a\":") + kFirst + ",\"b\":" + kSecond + ",\"c\":" + kThird + "}");
   }
 }
 

@@ -87,6 +87,20 @@ TEST_P(JsonDeepShape, IsSetAsMemberAndElement) {
   });
 }
 
+TEST(JsonDeep, WhiteSpaceIsSkippedEverywhere) {
+  RunOnStack(kSmallStack, [] {
+    for (const int depth : {1000, 100000}) {
+      const std::string text =
+          Repeated(" \t[ \r\n{ \"a\" \n: ", depth / 2) + " 0 " + Repeated(" }\n ]\t", depth / 2);
+      for (const char* const behind : {"", " ", "\n", "\t", "\r", " \r\n\t "}) {
+        const Handle root = Parse(text + behind);
+        ASSERT_TRUE(root) << depth << " levels, then '" << behind << "'";
+        EXPECT_TRUE(Text(root) == Repeated("[{\"a\":", depth / 2) + "0" + Repeated("}]", depth / 2));
+      }
+    }
+  });
+}
+
 TEST(JsonDeep, StopsAtANumberThatCannotBeWritten) {
   RunOnStack(kSmallStack, [] {
     Handle root = Parse(Repeated("[", kDepth) + Repeated("]", kDepth));

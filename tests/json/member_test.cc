@@ -1,6 +1,7 @@
 // Objects: lookup, writing, removal, names, iteration.
 #include "typed_families.h"
 
+#include <algorithm>
 #include <cmath>
 #include <string>
 #include <vector>
@@ -409,6 +410,54 @@ TEST(JsonIteration, ValueHandleReachesTheMember) {
   object->FirstMember(name, value);
   value->InsertInt(-1, 2);
   EXPECT_EQ(Text(object), "{\"a\":[1,2]}");
+}
+
+// Names that differ in one byte, in length, or only behind the part that a value holds itself.
+std::vector<std::string> SimilarNames(std::size_t count) {
+  std::vector<std::string> names;
+  for (std::size_t i = 0; names.size() < count; ++i) {
+    const std::size_t length = 1 + i % 33;
+    std::string name(length, 'n');
+    name[i * 7 % length] = static_cast<char>('a' + i % 26);
+    names.push_back(name);
+    if (i % 5 == 0) names.push_back(name + '\\' + "u0000" + name);
+  }
+  names.resize(count);
+  return names;
+}
+
+TEST(JsonMember, IsFoundAmongAnyNumberOfSimilarNames) {
+  for (const std::size_t count : {1U, 2U, 23U, 24U, 25U, 26U, 63U, 64U, 65U, 200U, 1000U}) {
+    const std::vector<std::string> names = SimilarNames(count);
+    std::string text;
+    for (std::size_t i = 0; i < count; ++i)
+      text += (i == 0 ? "{\"" : ",\"") + names[i] + "\":" + std::to_string(i);
+    Handle parsed = Parse(text + "}");
+    Handle built = Parse("{}");
+    for (std::size_t i = 0; i < count; ++i) {
+      if (names[i].find('\\') == std::string::npos && !built->HasMember(names[i].c_str())) {
+        built->SetMemberInt(names[i].c_str(), static_cast<int>(i));
+      }
+    }
+    for (const Handle& object : {parsed, parsed->Clone(), built, built->Clone()}) {
+      for (std::size_t i = 0; i < count; ++i) {
+        if (names[i].find('\\') != std::string::npos) continue;
+        // The first of the same name counts.
+        const auto first = std::find(names.begin(), names.end(), names[i]) - names.begin();
+        ASSERT_EQ(object->GetMemberInt(names[i].c_str(), -1), first) << names[i];
+        ASSERT_FALSE(object->HasMember((names[i] + "?").c_str()));
+        ASSERT_FALSE(object->HasMember((names[i] + std::string(40, 'n')).c_str()));
+        std::string other = names[i];
+        other[other.size() / 2] = '?';
+        ASSERT_FALSE(object->HasMember(other.c_str()));
+      }
+    }
+    for (std::size_t i = 0; i < count; i += 3) {
+      if (names[i].find('\\') != std::string::npos) continue;
+      while (parsed->HasMember(names[i].c_str())) parsed->RemoveMember(names[i].c_str());
+      ASSERT_EQ(parsed->GetMemberInt(names[i].c_str(), -1), -1);
+    }
+  }
 }
 
 }  // namespace

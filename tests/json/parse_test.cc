@@ -1,8 +1,11 @@
 // Texts into documents, and what is printed when that fails.
 #include "json_support.h"
 
+#include <bit>
 #include <cfloat>
 #include <cmath>
+#include <cstdint>
+#include <cstdlib>
 #include <string>
 #include <vector>
 
@@ -201,7 +204,7 @@ TEST(JsonParse, InvalidUtf8IsNoError) {
 }
 
 TEST(JsonParse, LoneLowSurrogateIsNoError) {
-  // Kept: only a high half asks for its other half.
+  // Compatibility: only a high half asks for its other half.
   ExpectText("[\"\\udc00\"]", "[\"\xED\xB0\x80\"]");
 }
 
@@ -216,7 +219,7 @@ TEST(JsonParse, ByteOrderMarkIsSkipped) {
 }
 
 TEST(JsonParse, EachByteOfTheMarkIsSkippedByItself) {
-  // Kept: any of the three bytes is dropped where it is due, with or without the others.
+  // Compatibility: any of the three bytes is dropped where it is due, with or without the others.
   for (const char* const text :
        {"\xEF[1]", "\xBB[1]", "\xBF[1]", "\xEF\xBB[1]", "\xEF\xBF[1]", "\xBB\xBF[1]"}) {
     ExpectText(text, "[1]");
@@ -313,6 +316,34 @@ TEST(JsonParse, NumbersAtTheLimits) {
     const double value = ParsedNumber(row.text);
     EXPECT_EQ(value, row.value) << row.text;
     EXPECT_EQ(std::signbit(value), std::signbit(row.value)) << row.text;
+  }
+}
+
+TEST(JsonParse, NumbersHaveNormalPrecision) {
+  // The double that is read, and the distance in last places from the nearest one, which full precision
+  // gives.
+  const struct {
+    const char* text;
+    std::uint64_t bits;
+    int distance;
+  } kTable[] = {
+      {"1e-23", 0x3b282db34012b252, 1},
+      {"123456789012345678901", 0x441ac53a7e04bcd9, -1},
+      {"1.602176634e-19", 0x3c07a4da290c1654, 1},
+      {"179769313486231570000000000000000000000", 0x47e0e7c9eebc444a, 1},
+      {"4018109.7213967675", 0x414ea7dedc56bab1, -1},
+      {"3634877.7165388172", 0x414bbb5edbb78b42, 1},
+      {"1849836.2735586897", 0x413c39ec4607f139, -1},
+      {"-1963679.7034173047", 0xc13df69fb4132810, 1},
+      // Read as the nearest.
+      {"0.1", 0x3fb999999999999a, 0},
+      {"-65.613616999999977", 0xc0506745803cd140, 0},
+  };
+  for (const auto& row : kTable) {
+    const double value = ParsedNumber(row.text);
+    EXPECT_EQ(std::bit_cast<std::uint64_t>(value), row.bits) << row.text;
+    const auto nearest = std::bit_cast<std::uint64_t>(std::strtod(row.text, nullptr));
+    EXPECT_EQ(static_cast<std::int64_t>(row.bits - nearest), row.distance) << row.text;
   }
 }
 

@@ -1,13 +1,15 @@
-// DeepParser: the parser for texts that are nested too deeply for RapidJSON's own, which recurses.
+// CarefulParser: the parser that knows every error.
 //
-// This one keeps the open containers on the heap; strings, literals and numbers are still read by RapidJSON.
-// Results and error codes are those of the recursive parser. It is slower, so ParseText turns to it only when
-// it must.
+// It accepts what RapidJSON's recursive parser accepts, with the same values, and stops where that one stops,
+// with the same code. Open containers are kept on the heap, so that no depth overflows the stack; strings,
+// words and numbers are read by RapidJSON itself. It is slow: ParseText asks it only for what ReadFast does
+// not read.
 //
 // Thread-safety: none.
 #pragma once
 
 #include "document.h"
+#include "text_parser.h"
 
 #include <rapidjson/encodedstream.h>
 #include <rapidjson/memorystream.h>
@@ -17,33 +19,32 @@
 
 namespace tovkit {
 
-using Reader = rapidjson::GenericReader<rapidjson::UTF8<>, rapidjson::UTF8<>, HeapAllocator>;
-
-class DeepParser {
+class CarefulParser {
  public:
   // `text` must live as long as the parser.
-  DeepParser(const char* text, std::size_t length)
+  CarefulParser(const char* text, std::size_t length)
       : bytes_(text, length), input_(bytes_), reader_(&HeapAllocator::Shared()) {}
 
-  // Sends the events of the text to `document`. Gives the code of the first error.
-  rapidjson::ParseErrorCode Parse(Document& document);
-
-  rapidjson::ParseErrorCode Error() const { return error_; }
+  // Parses the text into `document`, whose value is as before after an error.
+  [[nodiscard]] ParseResult Parse(Document& document);
 
  private:
+  using Reader = rapidjson::GenericReader<rapidjson::UTF8<>, rapidjson::UTF8<>, HeapAllocator>;
+
   struct Container {
     bool isObject;
     rapidjson::SizeType count;
   };
 
-  bool Fail(rapidjson::ParseErrorCode code);
+  bool Fail(rapidjson::ParseErrorCode code, std::size_t offset);
+  bool FailHere(rapidjson::ParseErrorCode code) { return Fail(code, input_.Tell()); }
   void SkipSpace() { rapidjson::SkipWhitespace(input_); }
   bool Consume(char expected);
 
   bool ParseRoot(Document& document);
   bool ParseValue(Document& document);
   bool ParseNext(Document& document);
-  bool ParseKey(Document& document);
+  bool ParseName(Document& document);
   bool ParseScalar(Document& document);
   void Close(Document& document);
 
@@ -54,7 +55,7 @@ class DeepParser {
   rapidjson::EncodedInputStream<rapidjson::UTF8<>, rapidjson::MemoryStream> input_;
   Reader reader_;
   std::vector<Container> open_;
-  rapidjson::ParseErrorCode error_ = rapidjson::kParseErrorNone;
+  ParseResult result_;
 };
 
 }  // namespace tovkit
