@@ -16,16 +16,20 @@ namespace {
 
 class GifFile {
  public:
-  GifFile(CoreInputStream& stream, DecodeReason& reason) {
+  // Both outlive the file, which notes a lack of memory in `reason`.
+  GifFile(CoreInputStream& stream, DecodeReason& reason) : stream_(stream), reason_(reason) {
     int error = 0;
     gif_ = DGifOpen(
-        &stream,
+        this,
         [](GifFileType* gif, GifByteType* to, int size) {
-          auto* from = static_cast<CoreInputStream*>(gif->UserData);
-          return static_cast<int>(from->Read(to, static_cast<std::size_t>(size)));
+          auto* file = static_cast<GifFile*>(gif->UserData);
+          const std::size_t count = file->stream_.Read(to, static_cast<std::size_t>(size));
+          file->ended_ = file->ended_ || count < static_cast<std::size_t>(size);
+          return static_cast<int>(count);
         },
         &error);
-    if (error == D_GIF_ERR_NOT_ENOUGH_MEM) reason.OverLimit();
+    // A table of colours without memory is called a screen that is not there.
+    if (error == D_GIF_ERR_NOT_ENOUGH_MEM || (error == D_GIF_ERR_NO_SCRN_DSCR && !ended_)) reason.OverLimit();
   }
   ~GifFile() {
     int error = 0;
@@ -45,11 +49,10 @@ class GifFile {
     GifRecordType type = UNDEFINED_RECORD_TYPE;
     while (DGifGetRecordType(gif_, &type) == GIF_OK) {
       if (type == TERMINATE_RECORD_TYPE) return Record::kEnd;
-      if (type == IMAGE_DESC_RECORD_TYPE)
-        return DGifGetImageDesc(gif_) == GIF_OK ? Record::kFrame : Record::kBroken;
-      if (!ReadExtension()) return Record::kBroken;
+      if (type == IMAGE_DESC_RECORD_TYPE) return DGifGetImageDesc(gif_) == GIF_OK ? Record::kFrame : Broken();
+      if (!ReadExtension()) return Broken();
     }
-    return Record::kBroken;
+    return Broken();
   }
 
   // Passes over the pixels of the frame that Next() found.
@@ -66,6 +69,11 @@ class GifFile {
   }
 
  private:
+  Record Broken() {
+    if (gif_->Error == D_GIF_ERR_NOT_ENOUGH_MEM) reason_.OverLimit();
+    return Record::kBroken;
+  }
+
   bool ReadExtension() {
     int code = 0;
     GifByteType* block = nullptr;
@@ -78,6 +86,9 @@ class GifFile {
     return true;
   }
 
+  CoreInputStream& stream_;
+  DecodeReason& reason_;
+  bool ended_ = false;
   GifFileType* gif_ = nullptr;
   GraphicsControlBlock control_{};
 };
