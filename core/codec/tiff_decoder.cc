@@ -116,7 +116,7 @@ bool ReadTiles(TIFF* tiff, const TiffLayout& layout, CoreDib& bitmap, DecodeReas
   return true;
 }
 
-// Everything else (YCbCr, Lab, 2 bits) as the library sees it: premultiplied RGBA, top row first.
+// Everything else (YCbCr, Lab, signed samples) as the library sees it: premultiplied RGBA, top row first.
 bool ReadOther(TIFF* tiff, const TiffLayout& layout, CoreDib& bitmap, DecodeReason& reason) {
   char message[1024] = "";
   TIFFRGBAImage image;

@@ -60,7 +60,6 @@ TiffColours ColoursOf(const TiffLayout& layout, bool whole, std::uint16_t inkSet
   const bool palette = layout.photometric == PHOTOMETRIC_PALETTE && whole && layout.bits <= 8;
   if ((!whole && !layout.real) || !IsTiffSampleDepth(layout.bits, layout.real)) return TiffColours::kOther;
   if (layout.samples == 1 && whole && (gray || palette)) {
-    if (layout.bits == 2) return TiffColours::kOther;
     if (palette || layout.bits == 1 || layout.bits == 4 || layout.bits == 8) return TiffColours::kIndexed;
   }
   if (gray) return TiffColours::kGray;

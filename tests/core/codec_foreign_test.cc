@@ -69,7 +69,7 @@ constexpr Case kCases[] = {
     {"gray.tif", kGray, "", "gray.tif", "", 8},
     {"deepgray.tif", kDeepGray, "", "deepgray.tif", "", 8},
     {"grayalpha.tif", kAlpha, "-colorspace gray -define tiff:alpha=unassociated", "grayalpha.tif", "", 32},
-    {"twobits.tif", kGray, "-posterize 4 -depth 2", "twobits.tif", "", 32},
+    {"twobits.tif", kGray, "-posterize 4 -depth 2", "twobits.tif", "", 8},
     {"graytiles.tif", kGray, "", "in_graytiles.tif",
      "tiffcp -c lzw -t -w 16 -l 16 in_graytiles.tif graytiles.tif", 8},
     {"deep.jp2", kDeep, "-quality 100", "deep.jp2", "", 24, 1},
