@@ -369,6 +369,21 @@ TEST(Jpeg2000Forms, APictureMayHaveATileForEachPixel) {
   }
 }
 
+// Each tile and each component of it has a price; a limit that pays for all is enough, and a byte less is
+// not.
+TEST(Jpeg2000Forms, TheLimitPaysForSoManyTilesAndNoMore) {
+  const std::string file = Store({{8}}, OPJ_CLRSPC_GRAY, OPJ_CODEC_JP2, 1);
+  constexpr std::uint64_t kPrice = 6000 + 1200;
+  constexpr std::uint64_t kTiles = kWidth * kHeight;
+  CoreCodecRegistry& registry = CoreCodecRegistry::Get();
+  const std::uint64_t usual = registry.GetPixelLimit();
+  registry.SetPixelLimit((kTiles - 1) * kPrice);
+  EXPECT_EQ(Trouble(Decoded(file).get(), GrayAt), "");
+  registry.SetPixelLimit((kTiles - 1) * kPrice - 1);
+  EXPECT_EQ(Decoded(file), nullptr);
+  registry.SetPixelLimit(usual);
+}
+
 // The head and the end of a box, from its name.
 std::pair<std::size_t, std::size_t> PlaceOf(const std::string& file, const char* type) {
   const std::size_t name = file.find(type);
