@@ -105,6 +105,21 @@ void PrintInfo(CoreImageFormat format, const CoreImageInfo& info) {
   }
 }
 
+// Why a decoder that was chosen by the content gave nothing.
+std::string DescribeFailure(CoreImageFormat format, const CoreImageDecoder& decoder) {
+  const std::string name = CoreImageFormatName(format);
+  switch (CoreGetDecodeFailure(&decoder)) {
+    case kCoreDecodeNotThisFormat:
+      return "not a picture of the format " + name;
+    case kCoreDecodeUnsupported:
+      return name + " of a form that is not supported: " + CoreGetUnsupportedFeature(&decoder);
+    case kCoreDecodeOverLimit:
+      return name + " beyond the memory limit";
+    default:
+      return name + " that is broken";
+  }
+}
+
 void Image(const ImageOptions& options) {
   OutputFormat output;
   if (!options.out.file.empty()) output = ChooseFormat(options.out, OutputKind::kPicture);
@@ -112,9 +127,8 @@ void Image(const ImageOptions& options) {
   const CoreImageFormat format = CoreDetectImageFormat(input.stream());
   const auto decoder = CoreCodecRegistry::Get().GetFactory().CreateDecoder(format);
   if (decoder == nullptr) throw JobError(options.in + ": not a picture of a known format");
-  const std::string broken =
-      options.in + ": " + CoreImageFormatName(format) + " that is broken or beyond the memory limit";
-  if (decoder->Open(input.stream(), kCoreOpenReadAhead) == 0) throw JobError(broken);
+  const auto fail = [&] { throw JobError(options.in + ": " + DescribeFailure(format, *decoder)); };
+  if (decoder->Open(input.stream(), kCoreOpenReadAhead) == 0) fail();
   const CoreImageInfo& info = decoder->GetInfo();
   if (options.frame > info.frameCount) {
     throw JobError(options.in + ": no frame " + std::to_string(options.frame) + ", the last is " +
@@ -124,7 +138,7 @@ void Image(const ImageOptions& options) {
   if (options.out.file.empty()) return;
 
   const std::unique_ptr<CoreDib> bitmap = decoder->GetBitmap(options.frame - 1, 0, 0);
-  if (bitmap == nullptr) throw JobError(broken);
+  if (bitmap == nullptr) fail();
   for (const std::string& text : options.rectangles) {
     CoreRect rect;
     if (ParseRectangle(text, rect)) tovkit::DeleteRectDib(bitmap.get(), rect);

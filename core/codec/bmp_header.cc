@@ -1,42 +1,74 @@
 #include "codec/bmp_header.h"
 
 #include <algorithm>
-#include <climits>
+#include <cstdlib>
 #include <cstring>
+#include <iterator>
 
 namespace {
 
 constexpr std::uint32_t kFileHead = 14;
 constexpr std::uint32_t kOs2Head = 12;
+constexpr std::uint32_t kShortestOs2Head = 16;  // sides, planes and depth of OS/2 2
+constexpr std::uint32_t kLongestOs2Head = 64;
 constexpr std::uint32_t kWindowsHead = 40;
 constexpr std::uint32_t kMaskedHead = 52;  // from here on the masks are part of the head
 constexpr std::uint32_t kAlphaHead = 56;
 constexpr std::uint32_t kLongestHead = 124;
-constexpr std::uint32_t kMasksWithAlpha = 6;  // a packing that stands for masks after a 40-byte head
 
-std::uint32_t Get16(const std::uint8_t* p) { return p[0] | static_cast<unsigned>(p[1]) << 8; }
+// What the number of a packing stands for.
+enum Packing : std::uint32_t {
+  kPlain = 0,
+  kRuns8 = 1,
+  kRuns4 = 2,
+  kMasksOfColours = 3,  // in a head of OS/2: the code of fax machines
+  kJpegInside = 4,      // in a head of OS/2: runs of 24 bits
+  kPngInside = 5,
+  kMasksWithAlpha = 6,
+};
+
+std::uint32_t Get16(const std::uint8_t* p) { return p[0] | std::uint32_t{p[1]} << 8; }
 std::uint32_t Get32(const std::uint8_t* p) { return Get16(p) | Get16(p + 2) << 16; }
 std::int32_t GetSigned32(const std::uint8_t* p) { return static_cast<std::int32_t>(Get32(p)); }
 
 float Dpi(std::int32_t perMetre) { return perMetre > 0 ? static_cast<float>(perMetre * 0.0254) : 0.0f; }
 
-bool IsDepth(int bits) {
-  return bits == 1 || bits == 4 || bits == 8 || bits == 16 || bits == 24 || bits == 32;
+bool IsDepth(std::uint32_t bits) {
+  constexpr std::uint32_t kDepths[] = {1, 2, 4, 8, 16, 24, 32};
+  return std::find(std::begin(kDepths), std::end(kDepths), bits) != std::end(kDepths);
 }
 
-bool PackingFits(std::uint32_t packing, int bits) {
-  switch (packing) {
-    case 0:
-      return true;
-    case 1:
-      return bits == 8;
-    case 2:
-      return bits == 4;
-    case 3:
+bool IsOs2Second(std::uint32_t size) {
+  return size >= kShortestOs2Head && size <= kLongestOs2Head && size != kWindowsHead && size != kMaskedHead &&
+         size != kAlphaHead;
+}
+
+bool SetPacking(BmpHeader& header, BmpPacking packing, bool fits) {
+  header.packing = packing;
+  return fits;
+}
+
+// False for a packing that is not read, with a note, and for one that does not go with the depth.
+bool ReadPacking(std::uint32_t number, bool os2, BmpHeader& header, DecodeReason& reason) {
+  switch (number) {
+    case kPlain:
+      return SetPacking(header, BmpPacking::kNone, true);
+    case kRuns8:
+      return SetPacking(header, BmpPacking::kRle8, header.bits == 8);
+    case kRuns4:
+      return SetPacking(header, BmpPacking::kRle4, header.bits == 4);
+    case kMasksOfColours:
+      if (os2) return reason.Unsupported("BMP packed as fax");
+      return SetPacking(header, BmpPacking::kMasks, header.bits == 16 || header.bits == 32);
+    case kJpegInside:
+      if (!os2) return reason.Unsupported("JPEG inside BMP");
+      return SetPacking(header, BmpPacking::kRle24, header.bits == 24);
+    case kPngInside:
+      return reason.Unsupported("PNG inside BMP");
     case kMasksWithAlpha:
-      return bits == 16 || bits == 32;
+      return SetPacking(header, BmpPacking::kMasks, header.bits == 16 || header.bits == 32);
     default:
-      return false;
+      return reason.Unsupported("BMP of packing %u", number);
   }
 }
 
@@ -47,7 +79,7 @@ void SetMasks(BmpHeader& header, std::uint32_t red, std::uint32_t green, std::ui
 
 bool ReadMasks(CoreInputStream& stream, const std::uint8_t* head, std::uint32_t size, std::uint32_t packing,
                BmpHeader& header) {
-  if (packing != static_cast<std::uint32_t>(BmpPacking::kMasks) && packing != kMasksWithAlpha) {
+  if (header.packing != BmpPacking::kMasks) {
     if (header.bits == 16) SetMasks(header, 0x7c00, 0x3e0, 0x1f, 0);
     if (header.bits == 32) SetMasks(header, 0xff0000, 0xff00, 0xff, 0);
     return true;
@@ -92,35 +124,40 @@ bool ReadPalette(CoreInputStream& stream, std::uint64_t start, std::uint32_t wan
 
 }  // namespace
 
-bool ReadBmpHeader(CoreInputStream& stream, BmpHeader& header) {
+bool ReadBmpHeader(CoreInputStream& stream, BmpHeader& header, DecodeReason& reason) {
   const std::uint64_t start = stream.GetPosition();
   std::uint8_t file[kFileHead];
   std::uint8_t head[kLongestHead] = {};
   if (stream.Read(file, kFileHead) != kFileHead || std::memcmp(file, "BM", 2) != 0) return false;
   if (stream.Read(head, 4) != 4) return false;
   const std::uint32_t size = Get32(head);
-  const bool os2 = size == kOs2Head;
-  if (!os2 && (size < kWindowsHead || size > kLongestHead)) return false;
+  const bool oldest = size == kOs2Head;
+  if (!oldest && (size < kShortestOs2Head || size > kLongestHead))
+    return reason.Unsupported("BMP with a head of %u bytes", size);
   if (stream.Read(head + 4, size - 4) != size - 4) return false;
 
-  const std::int64_t width = os2 ? Get16(head + 4) : GetSigned32(head + 4);
-  const std::int64_t height = os2 ? Get16(head + 6) : GetSigned32(head + 8);
-  header.bits = static_cast<int>(Get16(head + (os2 ? 10 : 14)));
-  const std::uint32_t packing = os2 ? 0 : Get32(head + 16);
-  if (width < 1 || height == 0 || height < -INT_MAX || !IsDepth(header.bits) ||
-      !PackingFits(packing, header.bits))
-    return false;
-  header.width = static_cast<int>(width);
+  std::int32_t width = GetSigned32(head + 4);
+  std::int32_t height = GetSigned32(head + 8);
+  if (oldest) {
+    width = static_cast<std::int32_t>(Get16(head + 4));
+    height = static_cast<std::int32_t>(Get16(head + 6));
+  }
+  if (width < 1 || height == 0 || height == INT32_MIN) return false;
+  header.width = width;
   header.topDown = height < 0;
-  header.height = static_cast<int>(height < 0 ? -height : height);
-  header.packing = packing == kMasksWithAlpha ? BmpPacking::kMasks : static_cast<BmpPacking>(packing);
-  if (!os2) {
+  header.height = std::abs(height);
+  const std::uint32_t bits = Get16(head + (oldest ? 10 : 14));
+  const std::uint32_t packing = oldest ? std::uint32_t{kPlain} : Get32(head + 16);
+  header.bits = static_cast<int>(bits);
+  if (!ReadPacking(packing, IsOs2Second(size), header, reason)) return false;
+  if (!IsDepth(bits)) return reason.Unsupported("BMP of %u bits a pixel", bits);
+  if (!oldest) {
     header.dpiX = Dpi(GetSigned32(head + 24));
     header.dpiY = Dpi(GetSigned32(head + 28));
   }
   header.pixelOffset = Get32(file + 10);
   if (!ReadMasks(stream, head, size, packing, header)) return false;
-  if (header.bits <= 8 && !ReadPalette(stream, start, os2 ? 0 : Get32(head + 32), os2 ? 3 : 4, header))
+  if (bits <= 8 && !ReadPalette(stream, start, oldest ? 0 : Get32(head + 32), oldest ? 3 : 4, header))
     return false;
   header.pixelOffset = std::max(header.pixelOffset, stream.GetPosition() - start);
   return true;

@@ -1,7 +1,8 @@
-// GIF, read by giflib record by record. An animation is composed on its canvas as it is shown; a still
-// picture that fills the canvas keeps its palette.
+// GIF, read by giflib record by record, with its pixels unpacked here. An animation is composed on its canvas
+// as it is shown; a still picture that fills the canvas keeps its palette.
 #include "codec/codecs.h"
-#include "codec/pixel_limit.h"
+#include "codec/format_decoder.h"
+#include "codec/gif_lzw.h"
 
 #include <gif_lib.h>
 
@@ -15,15 +16,20 @@ namespace {
 
 class GifFile {
  public:
-  explicit GifFile(CoreInputStream& stream) {
+  // Both outlive the file, which notes a lack of memory in `reason`.
+  GifFile(CoreInputStream& stream, DecodeReason& reason) : stream_(stream), reason_(reason) {
     int error = 0;
     gif_ = DGifOpen(
-        &stream,
+        this,
         [](GifFileType* gif, GifByteType* to, int size) {
-          auto* from = static_cast<CoreInputStream*>(gif->UserData);
-          return static_cast<int>(from->Read(to, static_cast<std::size_t>(size)));
+          auto* file = static_cast<GifFile*>(gif->UserData);
+          const std::size_t count = file->stream_.Read(to, static_cast<std::size_t>(size));
+          file->ended_ = file->ended_ || count < static_cast<std::size_t>(size);
+          return static_cast<int>(count);
         },
         &error);
+    // A table of colours without memory is called a screen that is not there.
+    if (error == D_GIF_ERR_NOT_ENOUGH_MEM || (error == D_GIF_ERR_NO_SCRN_DSCR && !ended_)) reason.OverLimit();
   }
   ~GifFile() {
     int error = 0;
@@ -43,23 +49,14 @@ class GifFile {
     GifRecordType type = UNDEFINED_RECORD_TYPE;
     while (DGifGetRecordType(gif_, &type) == GIF_OK) {
       if (type == TERMINATE_RECORD_TYPE) return Record::kEnd;
-      if (type == IMAGE_DESC_RECORD_TYPE)
-        return DGifGetImageDesc(gif_) == GIF_OK ? Record::kFrame : Record::kBroken;
-      if (!ReadExtension()) return Record::kBroken;
+      if (type == IMAGE_DESC_RECORD_TYPE) return DGifGetImageDesc(gif_) == GIF_OK ? Record::kFrame : Broken();
+      if (!ReadExtension()) return Broken();
     }
-    return Record::kBroken;
+    return Broken();
   }
 
   // Passes over the pixels of the frame that Next() found.
-  bool SkipPixels() {
-    int codeSize = 0;
-    GifByteType* block = nullptr;
-    if (DGifGetCode(gif_, &codeSize, &block) != GIF_OK) return false;
-    while (block != nullptr) {
-      if (DGifGetCodeNext(gif_, &block) != GIF_OK) return false;
-    }
-    return true;
-  }
+  bool SkipPixels() { return GifLzw(gif_).Finish(); }
 
   const GifImageDesc& Frame() const { return gif_->Image; }
   const GraphicsControlBlock& Control() const { return control_; }
@@ -72,6 +69,11 @@ class GifFile {
   }
 
  private:
+  Record Broken() {
+    if (gif_->Error == D_GIF_ERR_NOT_ENOUGH_MEM) reason_.OverLimit();
+    return Record::kBroken;
+  }
+
   bool ReadExtension() {
     int code = 0;
     GifByteType* block = nullptr;
@@ -84,27 +86,31 @@ class GifFile {
     return true;
   }
 
+  CoreInputStream& stream_;
+  DecodeReason& reason_;
+  bool ended_ = false;
   GifFileType* gif_ = nullptr;
   GraphicsControlBlock control_{};
 };
 
 // Decodes the rows of the current frame and hands each to consume(row number, indices).
 template <typename Consume>
-bool ReadFrameRows(GifFile& file, Consume consume) {
+bool ReadFrameRows(GifFile& file, DecodeReason& reason, Consume consume) {
   constexpr int kFirst[] = {0, 4, 2, 1};
   constexpr int kStep[] = {8, 8, 4, 2};
   const GifImageDesc frame = file.Frame();
-  if (frame.Width < 1 || frame.Height < 1 || !FitsPixelLimit(frame.Width, frame.Height, 8)) return false;
+  if (!reason.Fits(frame.Width, frame.Height, 8)) return false;
+  const auto pixels = std::make_unique<GifLzw>(file.Get());
   std::vector<GifPixelType> row(static_cast<std::size_t>(frame.Width));
   const int passes = frame.Interlace ? 4 : 1;
   for (int pass = 0; pass < passes; ++pass) {
     const int step = frame.Interlace ? kStep[pass] : 1;
     for (int y = frame.Interlace ? kFirst[pass] : 0; y < frame.Height; y += step) {
-      if (DGifGetLine(file.Get(), row.data(), frame.Width) != GIF_OK) return false;
+      if (!pixels->Read(row.data(), row.size())) return false;
       consume(y, row);
     }
   }
-  return true;
+  return pixels->Finish();
 }
 
 void CopyPalette(const GifFile& file, CoreDib& bitmap) {
@@ -135,13 +141,13 @@ Area AreaOf(const GifImageDesc& frame, const CoreDib& canvas) {
 }
 
 // Puts the current frame on the canvas; transparent pixels leave what is there.
-bool DrawFrame(GifFile& file, CoreDib& canvas) {
+bool DrawFrame(GifFile& file, CoreDib& canvas, DecodeReason& reason) {
   const ColorMapObject* map = file.Colours();
   if (map == nullptr) return false;
   const GifImageDesc frame = file.Frame();
   const Area area = AreaOf(frame, canvas);
   const int transparent = file.Control().TransparentColor;
-  return ReadFrameRows(file, [&](int y, const std::vector<GifPixelType>& row) {
+  return ReadFrameRows(file, reason, [&](int y, const std::vector<GifPixelType>& row) {
     const int line = frame.Top + y;
     if (line < area.top || line >= area.bottom) return;
     std::uint8_t* out = canvas.GetRow(line) + static_cast<std::size_t>(area.left) * 4;
@@ -165,7 +171,9 @@ void Clear(CoreDib& canvas, const Area& area) {
 // frame. The next frame goes on from here, so that a walk over all frames reads the file once.
 class GifAnimation {
  public:
-  explicit GifAnimation(CoreInputStream& stream) : stream_(stream), file_(stream) {}
+  // Both outlive the animation, which notes its troubles in `reason`.
+  GifAnimation(CoreInputStream& stream, DecodeReason& reason)
+      : stream_(stream), reason_(reason), file_(stream, reason) {}
 
   // The last frame drawn, -1 before the first.
   int Frame() const { return frame_; }
@@ -176,7 +184,7 @@ class GifAnimation {
     if (!file_.IsOpen()) return false;
     const int width = file_.Get()->SWidth;
     const int height = file_.Get()->SHeight;
-    return FitsPixelLimit(width, height, 32) && canvas_.Create(width, height, 32);
+    return reason_.Create(canvas_, width, height, 32);
   }
 
   // Draws frames up to number `frame`, which is beyond Frame().
@@ -188,8 +196,8 @@ class GifAnimation {
       disposal_ = file_.Control().DisposalMode;
       area_ = AreaOf(file_.Frame(), canvas_);
       resumable_ = disposal_ != DISPOSE_PREVIOUS || Keep();
-      if (!resumable_ && frame_ + 1 < frame) return false;
-      if (!DrawFrame(file_, canvas_)) return false;
+      if (!resumable_ && frame_ + 1 < frame) return reason_.OverLimit();
+      if (!DrawFrame(file_, canvas_, reason_)) return false;
       ++frame_;
     }
     position_ = stream_.GetPosition();
@@ -221,6 +229,7 @@ class GifAnimation {
   }
 
   CoreInputStream& stream_;
+  DecodeReason& reason_;
   GifFile file_;
   CoreDib canvas_;
   CoreDib kept_;  // what a frame that is taken away again has covered
@@ -231,11 +240,14 @@ class GifAnimation {
   std::uint64_t position_ = 0;  // in the stream, behind the last frame
 };
 
-class GifDecoder final : public CoreImageDecoder {
+class GifDecoder final : public FormatDecoder {
+ public:
+  GifDecoder() : FormatDecoder(kCoreImageGif) {}
+
  private:
   bool ReadInfo(CoreInputStream& stream, CoreImageInfo& info) override {
     animation_.reset();
-    GifFile file(stream);
+    GifFile file(stream, Reason());
     if (!file.IsOpen()) return false;
     bool keepsPalette = false;
     for (;;) {
@@ -260,16 +272,16 @@ class GifDecoder final : public CoreImageDecoder {
     return GetInfo().bitsPerPixel == 8 ? ReadStill(stream, bitmap) : ReadAnimation(stream, frame, bitmap);
   }
 
-  static bool ReadStill(CoreInputStream& stream, CoreDib& bitmap) {
-    GifFile file(stream);
+  bool ReadStill(CoreInputStream& stream, CoreDib& bitmap) {
+    GifFile file(stream, Reason());
     if (!file.IsOpen()) return false;
     const int width = file.Get()->SWidth;
     const int height = file.Get()->SHeight;
-    if (!FitsPixelLimit(width, height, 8) || !bitmap.Create(width, height, 8)) return false;
+    if (!Reason().Create(bitmap, width, height, 8)) return false;
     if (file.Next() != GifFile::Record::kFrame || !file.FrameFillsCanvas() || file.Colours() == nullptr)
       return false;
     CopyPalette(file, bitmap);
-    return ReadFrameRows(file, [&](int y, const std::vector<GifPixelType>& row) {
+    return ReadFrameRows(file, Reason(), [&](int y, const std::vector<GifPixelType>& row) {
       std::memcpy(bitmap.GetRow(y), row.data(), row.size());
     });
   }
@@ -278,7 +290,7 @@ class GifDecoder final : public CoreImageDecoder {
   bool ReadAnimation(CoreInputStream& stream, int frame, CoreDib& bitmap) {
     std::unique_ptr<GifAnimation> animation = std::move(animation_);
     if (animation == nullptr || animation->Frame() >= frame) {
-      animation = std::make_unique<GifAnimation>(stream);
+      animation = std::make_unique<GifAnimation>(stream, Reason());
       if (!animation->Start()) return false;
     }
     if (!animation->DrawUpTo(frame)) return false;
@@ -287,7 +299,7 @@ class GifDecoder final : public CoreImageDecoder {
       bitmap = std::move(animation->Canvas());
       return true;
     }
-    if (!bitmap.CopyFrom(animation->Canvas())) return false;
+    if (!bitmap.CopyFrom(animation->Canvas())) return Reason().OverLimit();
     animation_ = std::move(animation);
     return true;
   }

@@ -54,25 +54,25 @@ std::uint32_t GetJpeg2000Number(const std::uint8_t* p) noexcept {
          static_cast<std::uint32_t>(p[2]) << 8 | p[3];
 }
 
+bool NextJpeg2000Box(CoreInputStream& stream, std::uint64_t at, Jpeg2000Box& box) {
+  std::uint8_t head[2 * kHead];
+  if (!stream.Seek(at) || !ReadExactly(stream, head, kHead)) return false;
+  std::uint64_t length = GetJpeg2000Number(head);
+  std::uint64_t used = kHead;
+  if (length == 1) {
+    if (!ReadExactly(stream, head + kHead, kHead)) return false;
+    length = std::uint64_t{GetJpeg2000Number(head + 8)} << 32 | GetJpeg2000Number(head + 12);
+    used = 2 * kHead;
+  }
+  const bool usable = length >= used && length <= UINT64_MAX - at;
+  box = {GetJpeg2000Number(head + 4), at, at + used, usable ? at + length : UINT64_MAX};
+  return true;
+}
+
 bool FindJpeg2000Box(CoreInputStream& stream, std::uint64_t at, std::uint64_t end, std::uint32_t type,
                      Jpeg2000Box& box) {
-  while (at < end) {
-    std::uint8_t head[2 * kHead];
-    if (!stream.Seek(at) || !ReadExactly(stream, head, kHead)) return false;
-    std::uint64_t length = GetJpeg2000Number(head);
-    std::uint64_t used = kHead;
-    if (length == 1) {
-      if (!ReadExactly(stream, head + kHead, kHead)) return false;
-      length = std::uint64_t{GetJpeg2000Number(head + 8)} << 32 | GetJpeg2000Number(head + 12);
-      used = 2 * kHead;
-    }
-    const bool usable = length >= used && length <= UINT64_MAX - at;
-    if (GetJpeg2000Number(head + 4) == type) {
-      box = {at, at + used, usable ? at + length : UINT64_MAX};
-      return true;
-    }
-    if (!usable) return false;
-    at += length;
+  for (; at < end && NextJpeg2000Box(stream, at, box); at = box.end) {
+    if (box.type == type) return true;
   }
   return false;
 }

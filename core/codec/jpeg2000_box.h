@@ -7,6 +7,7 @@
 #include <cstdint>
 
 struct Jpeg2000Box {
+  std::uint32_t type = 0;
   std::uint64_t start = 0;    // of the box's head
   std::uint64_t content = 0;  // behind the head
   std::uint64_t end = 0;      // UINT64_MAX when it goes on to the end of the file
@@ -17,6 +18,10 @@ inline constexpr std::uint32_t kJpeg2000Header = 0x6a703268;      // "jp2h"
 
 // Big-endian, as all numbers of the format.
 std::uint32_t GetJpeg2000Number(const std::uint8_t* p) noexcept;
+
+// Reads the head of the box at `at`. False when there is none. A box of a senseless length goes on to the
+// end.
+bool NextJpeg2000Box(CoreInputStream& stream, std::uint64_t at, Jpeg2000Box& box);
 
 // Finds the first box of a type among those that follow one another from `at` up to `end`. False when there
 // is none or a box before it is broken. The stream's position is anywhere afterwards.

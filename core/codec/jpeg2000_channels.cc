@@ -2,50 +2,122 @@
 
 #include "codec/jpeg2000_box.h"
 
+#include <utility>
+#include <vector>
+
 namespace {
 
 constexpr std::uint32_t kColours = 0x636f6c72;      // "colr"
 constexpr std::uint32_t kPalette = 0x70636c72;      // "pclr"
 constexpr std::uint32_t kPaletteMap = 0x636d6170;   // "cmap"
 constexpr std::uint32_t kDefinitions = 0x63646566;  // "cdef"
-constexpr std::uint8_t kEnumerated = 1;
+constexpr unsigned kEnumerated = 1;
+constexpr unsigned kProfile = 2;
 constexpr std::uint32_t kCmyk = 12;
 
-// The first `size` bytes of the first box of a type in the header.
-bool ReadBox(CoreInputStream& stream, const Jpeg2000Box& header, std::uint32_t type, std::uint8_t* to,
-             std::size_t size) {
-  Jpeg2000Box box;
-  return FindJpeg2000Box(stream, header.content, header.end, type, box) && stream.Seek(box.content) &&
-         stream.Read(to, size) == size;
-}
+unsigned Get16(const std::uint8_t* p) { return static_cast<unsigned>(p[0]) << 8 | p[1]; }
 
-bool TellsAlpha(CoreInputStream& stream, const Jpeg2000Box& header) {
-  std::uint8_t number[2];
-  if (!ReadBox(stream, header, kDefinitions, number, sizeof number)) return false;
-  for (unsigned left = number[0] * 256U + number[1]; left != 0; --left) {
-    std::uint8_t definition[6];  // which channel, its kind, and the colour that it belongs to
-    if (stream.Read(definition, sizeof definition) != sizeof definition) return false;
-    if (IsJpeg2000Alpha(definition[2] * 256U + definition[3])) return true;
+// What one channel is, and of which colour, counted from 1; 0 and 65535 stand for the whole picture and for
+// none.
+struct Definition {
+  unsigned channel;
+  unsigned kind;
+  unsigned colour;
+};
+
+class Boxes {
+ public:
+  explicit Boxes(CoreInputStream& stream) : stream_(stream) {}
+
+  // Reads the boxes that follow one another from `at` up to `end`; the header box only from outside of it,
+  // and others only once it was there.
+  void Read(std::uint64_t at, std::uint64_t end, bool outside) {
+    Jpeg2000Box box;
+    while (at < end && NextJpeg2000Box(stream_, at, box)) {
+      if (box.type == kJpeg2000CodeStream) return;
+      if (outside && box.type == kJpeg2000Header) {
+        Read(box.content, box.end, false);
+        seenHeader_ = true;
+      } else if (!outside || seenHeader_) {
+        ReadOne(box);
+      }
+      at = box.end;
+    }
   }
-  return false;
-}
+
+  Jpeg2000Channels ChannelsOf(std::uint32_t components) {
+    Jpeg2000Channels channels;
+    channels.count = mapped_ && paletteChannels_ != 0 ? paletteChannels_ : components;
+    channels.cmyk = cmyk_;
+    const std::vector<unsigned> kinds = Arrange(channels.count);
+    for (std::size_t i = channels.Colours(); i < kinds.size(); ++i)
+      channels.alphaTold = channels.alphaTold || IsJpeg2000Alpha(kinds[i]);
+    return channels;
+  }
+
+ private:
+  bool Get(const Jpeg2000Box& box, std::uint8_t* to, std::size_t size) {
+    return stream_.Seek(box.content) && stream_.Read(to, size) == size;
+  }
+
+  void ReadOne(const Jpeg2000Box& box) {
+    std::uint8_t head[7];
+    if (box.type == kColours && !seenColours_ && Get(box, head, 3)) {
+      // The method, precedence and approximation, then the number of the colour space.
+      seenColours_ = head[0] == kEnumerated || head[0] == kProfile;
+      if (head[0] == kEnumerated && Get(box, head, 7)) cmyk_ = GetJpeg2000Number(head + 3) == kCmyk;
+    } else if (box.type == kPalette && paletteChannels_ == 0 && Get(box, head, 3)) {
+      paletteChannels_ = head[2];  // behind the number of entries
+    } else if (box.type == kPaletteMap) {
+      mapped_ = true;
+    } else if (box.type == kDefinitions && definitions_.empty() && Get(box, head, 2)) {
+      for (unsigned left = Get16(head); left != 0; --left) {
+        std::uint8_t bytes[6];
+        if (stream_.Read(bytes, sizeof bytes) != sizeof bytes) return;
+        definitions_.push_back({Get16(bytes), Get16(bytes + 2), Get16(bytes + 4)});
+      }
+    }
+  }
+
+  // The kinds of the channels once each colour has its place.
+  std::vector<unsigned> Arrange(std::size_t count) {
+    std::vector<unsigned> kinds(count, 0);
+    for (std::size_t i = 0; i < definitions_.size(); ++i) {
+      const Definition& now = definitions_[i];
+      const unsigned place = now.colour - 1;
+      if (now.channel >= count) continue;
+      const bool placed = now.colour != 0 && now.colour != 65535;
+      if (placed && place >= count) continue;
+      if (placed && now.channel != place && now.kind == 0) {
+        std::swap(kinds[now.channel], kinds[place]);
+        for (std::size_t j = i + 1; j < definitions_.size(); ++j) {
+          unsigned& channel = definitions_[j].channel;
+          if (channel == now.channel) {
+            channel = place;
+          } else if (channel == place) {
+            channel = now.channel;
+          }
+        }
+      }
+      kinds[now.channel] = now.kind;
+    }
+    return kinds;
+  }
+
+  CoreInputStream& stream_;
+  bool seenHeader_ = false;
+  bool seenColours_ = false;
+  bool cmyk_ = false;
+  bool mapped_ = false;
+  std::uint32_t paletteChannels_ = 0;
+  std::vector<Definition> definitions_;
+};
 
 }  // namespace
 
 Jpeg2000Channels ReadJpeg2000Channels(CoreInputStream& stream, std::uint64_t start,
                                       std::uint32_t components) {
-  Jpeg2000Channels channels;
-  channels.count = components;
-  Jpeg2000Box header;
-  if (!FindJpeg2000Box(stream, start, UINT64_MAX, kJpeg2000Header, header)) return channels;
-  std::uint8_t colours[7];  // method, precedence, approximation and the number of the colour space
-  if (ReadBox(stream, header, kColours, colours, sizeof colours) && colours[0] == kEnumerated)
-    channels.cmyk = GetJpeg2000Number(colours + 3) == kCmyk;
-  std::uint8_t palette[3];  // how many entries of how many channels
-  std::uint8_t mapped = 0;
-  if (ReadBox(stream, header, kPaletteMap, &mapped, 1) &&
-      ReadBox(stream, header, kPalette, palette, sizeof palette))
-    channels.count = palette[2];
-  channels.alphaTold = TellsAlpha(stream, header);
-  return channels;
+  Boxes boxes(stream);
+  boxes.Read(start, UINT64_MAX, true);
+  return boxes.ChannelsOf(components);
 }

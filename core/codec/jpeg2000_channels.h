@@ -17,7 +17,7 @@ inline constexpr bool IsJpeg2000Alpha(unsigned kind) {
 struct Jpeg2000Channels {
   std::uint32_t count = 0;  // components, or what a palette makes of them
   bool cmyk = false;
-  bool alphaTold = false;  // the file names a channel that is alpha
+  bool alphaTold = false;  // the file names a channel behind the colours that is alpha
 
   std::uint32_t Colours() const {
     if (cmyk && count >= 4) return 4;
@@ -32,6 +32,8 @@ struct Jpeg2000Channels {
   }
 };
 
-// Of the file that starts at `start` and whose code stream has so many components. The stream's position is
-// anywhere afterwards.
+// Of the file that starts at `start` and whose code stream has so many components, by the rules that the
+// library follows once it has decoded them: of several colour boxes the first one that it understands counts,
+// boxes behind the header box count as if they lay in it, and a channel takes the place of the colour that it
+// says it is. The stream's position is anywhere afterwards.
 Jpeg2000Channels ReadJpeg2000Channels(CoreInputStream& stream, std::uint64_t start, std::uint32_t components);

@@ -1,10 +1,10 @@
 // JPEG 2000, read by OpenJPEG into planes of integers, then stored row by row.
 #include "codec/codecs.h"
+#include "codec/format_decoder.h"
 #include "codec/jpeg2000_box.h"
 #include "codec/jpeg2000_channels.h"
 #include "codec/jpeg2000_handles.h"
 #include "codec/jpeg2000_size.h"
-#include "codec/pixel_limit.h"
 #include "tovmx/geometry.h"
 
 #include <algorithm>
@@ -18,10 +18,10 @@ constexpr std::uint64_t kLeastTileBytes = 14;  // the head of a tile part
 constexpr std::uint64_t kTileRecord = 6000;
 constexpr std::uint64_t kComponentRecord = 1200;
 
-bool IsPlausible(const Jpeg2000Size& size) {
+bool IsPlausible(const Jpeg2000Size& size, DecodeReason& reason) {
+  if (size.tiles > size.codeBytes / kLeastTileBytes) return false;
   const std::uint64_t limit = CoreCodecRegistry::Get().GetPixelLimit();
-  return size.tiles <= size.codeBytes / kLeastTileBytes &&
-         size.tiles <= limit / (kTileRecord + size.components * kComponentRecord) + 1;
+  return size.tiles <= limit / (kTileRecord + size.components * kComponentRecord) + 1 || reason.OverLimit();
 }
 
 struct Source {
@@ -125,12 +125,11 @@ std::uint64_t PlaneBytes(const opj_image_t& image) {
   return bytes;
 }
 
-bool PlanesAreThere(const opj_image_t& image) {
+bool PlanesAreThere(const opj_image_t& image, DecodeReason& reason) {
   for (OPJ_UINT32 i = 0; i < image.numcomps; ++i) {
     const opj_image_comp_t& component = image.comps[i];
-    if (component.data == nullptr || component.w == 0 || component.h == 0 || component.prec < 1 ||
-        component.prec > 31)
-      return false;
+    if (component.data == nullptr || component.w == 0 || component.h == 0 || component.prec < 1) return false;
+    if (component.prec > 31) return reason.Unsupported("%u-bit JPEG 2000 samples", component.prec);
   }
   return true;
 }
@@ -213,13 +212,16 @@ void StorePlanes(const opj_image_t& image, const Layout& layout, CoreDib& to) {
 
 // The library with the image's head read. The source must outlive it.
 struct Reader {
-  explicit Reader(Source& source) {
+  Reader(Source& source, DecodeReason& reason) {
     Jpeg2000Size size;
-    if (!ReadJpeg2000Size(*source.stream, size) || !IsPlausible(size)) return;
+    if (!ReadJpeg2000Size(*source.stream, size) || !IsPlausible(size, reason)) return;
     if (!source.stream->Seek(source.start)) return;
     stream.reset(opj_stream_default_create(OPJ_TRUE));
     codec.reset(opj_create_decompress(size.bare ? OPJ_CODEC_J2K : OPJ_CODEC_JP2));
-    if (stream == nullptr || codec == nullptr) return;
+    if (stream == nullptr || codec == nullptr) {
+      reason.OverLimit();
+      return;
+    }
     opj_stream_set_read_function(stream.get(), ReadSource);
     opj_stream_set_seek_function(stream.get(), SeekSource);
     opj_stream_set_skip_function(stream.get(), SkipSource);
@@ -240,11 +242,14 @@ struct Reader {
   bool usable = false;
 };
 
-class Jpeg2000Decoder final : public CoreImageDecoder {
+class Jpeg2000Decoder final : public FormatDecoder {
+ public:
+  Jpeg2000Decoder() : FormatDecoder(kCoreImageJpeg2000) {}
+
  private:
   bool ReadInfo(CoreInputStream& stream, CoreImageInfo& info) override {
     Source source{&stream, stream.GetPosition()};
-    const Reader reader(source);
+    const Reader reader(source, Reason());
     Layout layout;
     if (!reader.usable || !ReadLayout(*reader.image, layout)) return false;
     info.width = layout.width;
@@ -261,16 +266,20 @@ class Jpeg2000Decoder final : public CoreImageDecoder {
 
   bool ReadFrame(CoreInputStream& stream, int, CoreDib& bitmap) override {
     Source source{&stream, stream.GetPosition()};
-    const Reader reader(source);
+    const Reader reader(source, Reason());
     Layout layout;
     if (!reader.usable || !ReadLayout(*reader.image, layout)) return false;
-    if (!FitsPixelLimit(layout.width, layout.height, layout.Bits(), PlaneBytes(*reader.image))) return false;
+    const CoreSize size{layout.width, layout.height};
+    if (!Reason().Fits(size.width, size.height, layout.Bits(), PlaneBytes(*reader.image))) return false;
     if (opj_decode(reader.codec.get(), reader.stream.get(), reader.image.get()) == 0) return false;
     if (opj_end_decompress(reader.codec.get(), reader.stream.get()) == 0) return false;
-    // A palette in the file is unpacked by now: the number of components may have changed.
-    if (!PlanesAreThere(*reader.image) || !ReadLayout(*reader.image, layout)) return false;
-    if (!FitsPixelLimit(layout.width, layout.height, layout.Bits(), PlaneBytes(*reader.image))) return false;
-    if (!bitmap.Create(layout.width, layout.height, layout.Bits())) return false;
+    // A palette in the file is unpacked by now and channels have their places: what comes first may have
+    // another size.
+    if (!PlanesAreThere(*reader.image, Reason()) || !ReadLayout(*reader.image, layout)) return false;
+    layout.width = size.width;
+    layout.height = size.height;
+    if (!Reason().Create(bitmap, layout.width, layout.height, layout.Bits(), PlaneBytes(*reader.image)))
+      return false;
     bitmap.SetDpi(GetInfo().dpiX, GetInfo().dpiY);
     StorePlanes(*reader.image, layout, bitmap);
     if (layout.premultiplied) bitmap.Unpremultiply();

@@ -1,7 +1,7 @@
 // JPEG, read by libjpeg-turbo straight into the rows of the bitmap.
 #include "codec/codecs.h"
+#include "codec/format_decoder.h"
 #include "codec/jpeg_session.h"
-#include "codec/pixel_limit.h"
 
 #include <jerror.h>
 
@@ -57,9 +57,10 @@ struct Source {
   JOCTET block[32768];
 };
 
+constexpr int kTooManyScans = JERR_CANT_SUSPEND;  // one that the library has no use for here
+
 void StopAtTooManyScans(j_common_ptr jpeg) {
-  if (reinterpret_cast<j_decompress_ptr>(jpeg)->input_scan_number > kMostScans)
-    ERREXIT(jpeg, JERR_CANT_SUSPEND);
+  if (reinterpret_cast<j_decompress_ptr>(jpeg)->input_scan_number > kMostScans) ERREXIT(jpeg, kTooManyScans);
 }
 
 // The colours to ask for; JCS_UNKNOWN for an image that no bitmap holds.
@@ -91,7 +92,34 @@ void StoreCmykRow(const JSAMPLE* cmyk, bool inverted, int width, std::uint8_t* b
   }
 }
 
-class JpegDecoder final : public CoreImageDecoder {
+// Notes what kind of trouble an error is; false.
+bool NoteError(ReadSession& session, DecodeReason& reason) {
+  switch (session.ErrorCode()) {
+    case JERR_OUT_OF_MEMORY:
+    case JERR_WIDTH_OVERFLOW:
+    case JERR_IMAGE_TOO_BIG:
+    case kTooManyScans:
+      return reason.OverLimit();
+    case JERR_BAD_PRECISION:
+      return reason.Unsupported("%d-bit JPEG samples", session.Get().data_precision);
+    case JERR_BAD_J_COLORSPACE:
+    case JERR_COMPONENT_COUNT:
+      return reason.Unsupported("JPEG of %d components", session.Get().num_components);
+    case JERR_SOF_UNSUPPORTED:
+      return reason.Unsupported("lossless or hierarchical JPEG");
+    case JERR_ARITH_NOTIMPL:
+      return reason.Unsupported("arithmetic coding of JPEG");
+    case JERR_CONVERSION_NOTIMPL:
+      return reason.Unsupported("colors of JPEG");
+    default:
+      return false;
+  }
+}
+
+class JpegDecoder final : public FormatDecoder {
+ public:
+  JpegDecoder() : FormatDecoder(kCoreImageJpeg) {}
+
  private:
   static bool ReadHead(ReadSession& session, Source& source) {
     return session.Run([&](j_decompress_ptr jpeg) {
@@ -106,7 +134,7 @@ class JpegDecoder final : public CoreImageDecoder {
   bool ReadInfo(CoreInputStream& stream, CoreImageInfo& info) override {
     Source source(stream);
     ReadSession session;
-    if (!ReadHead(session, source)) return false;
+    if (!ReadHead(session, source)) return NoteError(session, Reason());
     const jpeg_decompress_struct& jpeg = session.Get();
     info.width = static_cast<int>(jpeg.image_width);
     info.height = static_cast<int>(jpeg.image_height);
@@ -115,31 +143,31 @@ class JpegDecoder final : public CoreImageDecoder {
     info.frameCount = 1;
     info.dpiX = Dpi(jpeg, jpeg.X_density);
     info.dpiY = Dpi(jpeg, jpeg.Y_density);
-    return FitsPixelLimit(info.width, info.height, info.bitsPerPixel, CoefficientBytes(session.Get()));
+    return Reason().Fits(info.width, info.height, info.bitsPerPixel, CoefficientBytes(session.Get()));
   }
 
   bool ReadFrame(CoreInputStream& stream, int, CoreDib& bitmap) override {
     Source source(stream);
     std::vector<JSAMPLE> inks;
     ReadSession session;
-    if (!ReadHead(session, source)) return false;
+    if (!ReadHead(session, source)) return NoteError(session, Reason());
     const jpeg_decompress_struct& jpeg = session.Get();
     const int bits = jpeg.num_components == 1 ? 8 : 24;
-    if (!FitsPixelLimit(jpeg.image_width, jpeg.image_height, bits, CoefficientBytes(session.Get())))
-      return false;
-    if (!bitmap.Create(static_cast<int>(jpeg.image_width), static_cast<int>(jpeg.image_height), bits))
+    if (!Reason().Create(bitmap, static_cast<int>(jpeg.image_width), static_cast<int>(jpeg.image_height),
+                         bits, CoefficientBytes(session.Get())))
       return false;
     bitmap.SetDpi(Dpi(jpeg, jpeg.X_density), Dpi(jpeg, jpeg.Y_density));
     if (jpeg.num_components == 4) inks.resize(std::size_t{jpeg.image_width} * 4);
 
     jpeg_progress_mgr progress{};
     progress.progress_monitor = StopAtTooManyScans;
-    return session.Run([&](j_decompress_ptr reader) {
+    const bool read = session.Run([&](j_decompress_ptr reader) {
       reader->progress = &progress;
       jpeg_start_decompress(reader);
       inks.empty() ? ReadRows(reader, bitmap) : ReadCmykRows(reader, inks.data(), bitmap);
       jpeg_finish_decompress(reader);
     });
+    return read || NoteError(session, Reason());
   }
 
   static void ReadRows(j_decompress_ptr jpeg, CoreDib& bitmap) {

@@ -38,6 +38,9 @@ class JpegSession {
 
   Struct& Get() { return jpeg_; }
 
+  // The library's number of the error that Run() met.
+  int ErrorCode() const { return errors_.base.msg_code; }
+
  private:
   struct Errors {
     jpeg_error_mgr base;

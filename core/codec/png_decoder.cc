@@ -1,6 +1,6 @@
 // PNG, read by libpng straight into the rows of the bitmap.
 #include "codec/codecs.h"
-#include "codec/pixel_limit.h"
+#include "codec/format_decoder.h"
 #include "codec/png_session.h"
 
 namespace {
@@ -66,21 +66,32 @@ void CopyPalette(png_structp png, png_infop info, CoreDib& bitmap) {
   for (int i = 0; i < alphaCount; ++i) bitmap.SetPaletteAlpha(i, alpha[i]);
 }
 
-class PngDecoder final : public CoreImageDecoder {
+class PngDecoder final : public FormatDecoder {
+ public:
+  PngDecoder() : FormatDecoder(kCoreImagePng) {}
+
  private:
+  // Run() with a note of what it met.
+  template <typename Body>
+  bool Run(PngReadSession& session, Body body) {
+    if (session.Run(body)) return true;
+    return session.IsShortOfMemory() && Reason().OverLimit();
+  }
+
   bool ReadInfo(CoreInputStream& stream, CoreImageInfo& info) override {
     PngReadSession session(stream);
-    return session.Run([&](png_structp png, png_infop pngInfo) { ReadHead(png, pngInfo, info); });
+    return Run(session, [&](png_structp png, png_infop pngInfo) { ReadHead(png, pngInfo, info); });
   }
 
   bool ReadFrame(CoreInputStream& stream, int, CoreDib& bitmap) override {
     PngReadSession session(stream);
     CoreImageInfo info;
-    if (!session.Run([&](png_structp png, png_infop pngInfo) { ReadHead(png, pngInfo, info); })) return false;
-    if (!FitsPixelLimit(info.width, info.height, info.bitsPerPixel) || !RowsFitPixelLimit(info)) return false;
-    if (!bitmap.Create(info.width, info.height, info.bitsPerPixel)) return false;
+    if (!Run(session, [&](png_structp png, png_infop pngInfo) { ReadHead(png, pngInfo, info); }))
+      return false;
+    if (!RowsFitPixelLimit(info)) return Reason().OverLimit();
+    if (!Reason().Create(bitmap, info.width, info.height, info.bitsPerPixel)) return false;
     bitmap.SetDpi(info.dpiX, info.dpiY);
-    return session.Run([&](png_structp png, png_infop pngInfo) {
+    return Run(session, [&](png_structp png, png_infop pngInfo) {
       if (bitmap.GetBitsPerPixel() <= 8) CopyPalette(png, pngInfo, bitmap);
       const int passes = png_set_interlace_handling(png);
       png_start_read_image(png);

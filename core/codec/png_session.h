@@ -12,6 +12,7 @@
 #include <png.h>
 
 #include <csetjmp>
+#include <cstring>
 
 class PngSession {
  public:
@@ -28,22 +29,31 @@ class PngSession {
     return true;
   }
 
+  // Whether the error that Run() met was a lack of memory.
+  bool IsShortOfMemory() const { return shortOfMemory_ || png_ == nullptr || info_ == nullptr; }
+
  protected:
   PngSession() = default;
   ~PngSession() = default;
 
-  [[noreturn]] static void OnError(png_structp png, png_const_charp) { png_longjmp(png, 1); }
+  // The library has no codes for what went wrong, only texts.
+  [[noreturn]] static void OnError(png_structp png, png_const_charp message) {
+    auto* session = static_cast<PngSession*>(png_get_error_ptr(png));
+    session->shortOfMemory_ = message != nullptr && std::strstr(message, "memory") != nullptr;
+    png_longjmp(png, 1);
+  }
   static void OnWarning(png_structp, png_const_charp) {}
 
   png_structp png_ = nullptr;
   png_infop info_ = nullptr;
+  bool shortOfMemory_ = false;
 };
 
 class PngReadSession : public PngSession {
  public:
   // The stream must outlive the session.
   explicit PngReadSession(CoreInputStream& stream) {
-    png_ = png_create_read_struct(PNG_LIBPNG_VER_STRING, nullptr, OnError, OnWarning);
+    png_ = png_create_read_struct(PNG_LIBPNG_VER_STRING, static_cast<PngSession*>(this), OnError, OnWarning);
     if (png_ == nullptr) return;
     info_ = png_create_info_struct(png_);
     png_set_read_fn(png_, &stream, OnRead);
@@ -61,7 +71,7 @@ class PngWriteSession : public PngSession {
  public:
   // The stream must outlive the session.
   explicit PngWriteSession(CoreOutputStream& stream) {
-    png_ = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, OnError, OnWarning);
+    png_ = png_create_write_struct(PNG_LIBPNG_VER_STRING, static_cast<PngSession*>(this), OnError, OnWarning);
     if (png_ == nullptr) return;
     info_ = png_create_info_struct(png_);
     png_set_write_fn(png_, &stream, OnWrite, [](png_structp) {});

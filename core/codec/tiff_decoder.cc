@@ -1,11 +1,13 @@
 // TIFF, read by libtiff: rows go straight into the bitmap where its form allows it.
 #include "codec/codecs.h"
-#include "codec/pixel_limit.h"
+#include "codec/format_decoder.h"
 #include "codec/tiff_file.h"
 #include "codec/tiff_layout.h"
+#include "codec/tiff_samples.h"
 
 #include <algorithm>
 #include <climits>
+#include <cstring>
 #include <utility>
 #include <vector>
 
@@ -29,27 +31,59 @@ bool ReadInPlace(TIFF* tiff, const TiffLayout& layout, CoreDib& bitmap) {
   return true;
 }
 
+// Stores spans of samples as the file has them.
+class Spans {
+ public:
+  // Spans of up to `most` pixels.
+  Spans(const TiffLayout& layout, int most, CoreDib& bitmap)
+      : layout_(layout), stored_(layout.narrow ? layout.Narrowed() : layout), bitmap_(bitmap) {
+    narrowed_.resize(ExtraBytes(layout, most));
+  }
+
+  // What they hold besides the bitmap.
+  static std::size_t ExtraBytes(const TiffLayout& layout, int most) {
+    return layout.narrow ? layout.Narrowed().RowBytes(most) : 0;
+  }
+
+  void Store(const std::uint8_t* from, int plane, int x, int y, int count) {
+    if (layout_.narrow) {
+      NarrowTiffSamples(layout_, from, stored_.RowBytes(count), narrowed_.data());
+      from = narrowed_.data();
+    }
+    StoreTiffSpan(stored_, from, plane, bitmap_, x, y, count);
+  }
+
+ private:
+  const TiffLayout& layout_;
+  TiffLayout stored_;
+  CoreDib& bitmap_;
+  std::vector<std::uint8_t> narrowed_;
+};
+
 // The number of planes that are read one after the other.
 int PlanesOf(const TiffLayout& layout) { return layout.separate ? layout.samples : 1; }
 
-bool ReadRows(TIFF* tiff, const TiffLayout& layout, CoreDib& bitmap) {
+bool ReadRows(TIFF* tiff, const TiffLayout& layout, CoreDib& bitmap, DecodeReason& reason) {
   const auto rowBytes = static_cast<std::uint64_t>(std::max<tmsize_t>(0, TIFFScanlineSize(tiff)));
   if (rowBytes < layout.RowBytes(layout.width)) return false;
   // A pixel may claim thousands of samples, so one row may claim more than the whole bitmap.
-  if (!FitsPixelLimit(layout.width, layout.height, layout.BitmapBits(), rowBytes)) return false;
+  if (!reason.Fits(layout.width, layout.height, layout.BitmapBits(),
+                   rowBytes + Spans::ExtraBytes(layout, layout.width)))
+    return false;
+  Spans spans(layout, layout.width, bitmap);
   std::vector<std::uint8_t> row(static_cast<std::size_t>(rowBytes));
   for (int plane = 0; plane < PlanesOf(layout); ++plane) {
     for (int y = 0; y < layout.height; ++y) {
       if (TIFFReadScanline(tiff, row.data(), static_cast<std::uint32_t>(y),
                            static_cast<std::uint16_t>(plane)) < 0)
         return false;
-      StoreTiffSpan(layout, row.data(), plane, bitmap, 0, y, layout.width);
+      spans.Store(row.data(), plane, 0, y, layout.width);
     }
   }
   return true;
 }
 
-bool ReadTiles(TIFF* tiff, const TiffLayout& layout, CoreDib& bitmap) {
+bool ReadTiles(TIFF* tiff, const TiffLayout& layout, CoreDib& bitmap, DecodeReason& reason) {
   std::uint32_t tileWidth = 0;
   std::uint32_t tileHeight = 0;
   TIFFGetField(tiff, TIFFTAG_TILEWIDTH, &tileWidth);
@@ -59,9 +93,11 @@ bool ReadTiles(TIFF* tiff, const TiffLayout& layout, CoreDib& bitmap) {
   const tmsize_t tileBytes = TIFFTileSize(tiff);
   const std::size_t rowBytes = layout.RowBytes(static_cast<int>(tileWidth));
   if (tileBytes <= 0 || static_cast<std::size_t>(tileBytes) / tileHeight < rowBytes) return false;
-  if (!FitsPixelLimit(layout.width, layout.height, layout.BitmapBits(),
-                      static_cast<std::uint64_t>(tileBytes)))
+  const int most = static_cast<int>(tileWidth);
+  if (!reason.Fits(layout.width, layout.height, layout.BitmapBits(),
+                   static_cast<std::uint64_t>(tileBytes) + Spans::ExtraBytes(layout, most)))
     return false;
+  Spans spans(layout, most, bitmap);
   std::vector<std::uint8_t> tile(static_cast<std::size_t>(tileBytes));
   for (int plane = 0; plane < PlanesOf(layout); ++plane) {
     for (std::int64_t top = 0; top < layout.height; top += tileHeight) {
@@ -72,19 +108,23 @@ bool ReadTiles(TIFF* tiff, const TiffLayout& layout, CoreDib& bitmap) {
         const int columns = static_cast<int>(std::min<std::int64_t>(tileWidth, layout.width - left));
         const int rows = static_cast<int>(std::min<std::int64_t>(tileHeight, layout.height - top));
         for (int y = 0; y < rows; ++y)
-          StoreTiffSpan(layout, tile.data() + static_cast<std::size_t>(y) * rowBytes, plane, bitmap,
-                        static_cast<int>(left), static_cast<int>(top) + y, columns);
+          spans.Store(tile.data() + static_cast<std::size_t>(y) * rowBytes, plane, static_cast<int>(left),
+                      static_cast<int>(top) + y, columns);
       }
     }
   }
   return true;
 }
 
-// Everything else (YCbCr, Lab, odd depths) as the library sees it: premultiplied RGBA, top row first.
-bool ReadOther(TIFF* tiff, CoreDib& bitmap) {
-  char message[1024];
+// Everything else (YCbCr, Lab, signed samples) as the library sees it: premultiplied RGBA, top row first.
+bool ReadOther(TIFF* tiff, const TiffLayout& layout, CoreDib& bitmap, DecodeReason& reason) {
+  char message[1024] = "";
   TIFFRGBAImage image;
-  if (TIFFRGBAImageOK(tiff, message) == 0 || TIFFRGBAImageBegin(&image, tiff, 1, message) == 0) return false;
+  if (TIFFRGBAImageOK(tiff, message) == 0 || TIFFRGBAImageBegin(&image, tiff, 1, message) == 0) {
+    if (std::strstr(message, "Missing") != nullptr) return false;
+    return reason.Unsupported("TIFF with %d samples of %d bits, photometric interpretation %u",
+                              layout.samples, layout.bits, layout.photometric);
+  }
   image.req_orientation = image.orientation;  // rows as they are stored
   auto* pixels = reinterpret_cast<std::uint32_t*>(bitmap.GetBuffer());
   const bool read = TIFFRGBAImageGet(&image, pixels, image.width, image.height) != 0;
@@ -97,22 +137,35 @@ bool ReadOther(TIFF* tiff, CoreDib& bitmap) {
   return true;
 }
 
-bool ReadPixels(TIFF* tiff, const TiffLayout& layout, CoreDib& bitmap) {
-  if (layout.colours == TiffColours::kOther) return ReadOther(tiff, bitmap);
-  if (layout.tiled) return ReadTiles(tiff, layout, bitmap);
+bool IsReadable(TIFF* tiff, const TiffLayout& layout, DecodeReason& reason) {
+  std::uint16_t compression = COMPRESSION_NONE;
+  TIFFGetFieldDefaulted(tiff, TIFFTAG_COMPRESSION, &compression);
+  if (TIFFIsCODECConfigured(compression) == 0) return reason.Unsupported("TIFF compression %u", compression);
+  if (compression == COMPRESSION_JPEG && layout.bits != 8)
+    return reason.Unsupported("%d-bit JPEG inside TIFF", layout.bits);
+  return true;
+}
+
+bool ReadPixels(TIFF* tiff, const TiffLayout& layout, CoreDib& bitmap, DecodeReason& reason) {
+  if (!IsReadable(tiff, layout, reason)) return false;
+  if (layout.colours == TiffColours::kOther) return ReadOther(tiff, layout, bitmap, reason);
+  if (layout.tiled) return ReadTiles(tiff, layout, bitmap, reason);
   const auto rowBytes = static_cast<std::size_t>(std::max<tmsize_t>(0, TIFFScanlineSize(tiff)));
   if (layout.RowsFitBitmap() && rowBytes <= static_cast<std::size_t>(bitmap.GetStride()))
     return ReadInPlace(tiff, layout, bitmap);
-  return ReadRows(tiff, layout, bitmap);
+  return ReadRows(tiff, layout, bitmap, reason);
 }
 
-class TiffDecoder final : public CoreImageDecoder {
+class TiffDecoder final : public FormatDecoder {
+ public:
+  TiffDecoder() : FormatDecoder(kCoreImageTiff) {}
+
  private:
   bool ReadInfo(CoreInputStream& stream, CoreImageInfo& info) override {
-    TiffSource source{&stream, stream.GetPosition()};
+    TiffSource source{&stream, stream.GetPosition(), &Reason()};
     const TiffHandle tiff = OpenTiff(source);
     TiffLayout layout;
-    if (tiff == nullptr || !ReadTiffLayout(tiff.get(), layout)) return false;
+    if (tiff == nullptr || !ReadTiffLayout(tiff.get(), layout, Reason())) return false;
     info.width = layout.width;
     info.height = layout.height;
     info.bitsPerPixel = layout.BitmapBits();
@@ -126,17 +179,16 @@ class TiffDecoder final : public CoreImageDecoder {
   }
 
   bool ReadFrame(CoreInputStream& stream, int frame, CoreDib& bitmap) override {
-    TiffSource source{&stream, stream.GetPosition()};
+    TiffSource source{&stream, stream.GetPosition(), &Reason()};
     const TiffHandle tiff = OpenTiff(source);
     if (tiff == nullptr) return false;
     if (frame > 0 && TIFFSetDirectory(tiff.get(), static_cast<tdir_t>(frame)) == 0) return false;
     TiffLayout layout;
-    if (!ReadTiffLayout(tiff.get(), layout)) return false;
-    if (!FitsPixelLimit(layout.width, layout.height, layout.BitmapBits())) return false;
-    if (!bitmap.Create(layout.width, layout.height, layout.BitmapBits())) return false;
+    if (!ReadTiffLayout(tiff.get(), layout, Reason())) return false;
+    if (!Reason().Create(bitmap, layout.width, layout.height, layout.BitmapBits())) return false;
     bitmap.SetDpi(Dpi(tiff.get(), TIFFTAG_XRESOLUTION), Dpi(tiff.get(), TIFFTAG_YRESOLUTION));
-    if (layout.photometric == PHOTOMETRIC_PALETTE) CopyTiffPalette(tiff.get(), bitmap);
-    if (!ReadPixels(tiff.get(), layout, bitmap)) return false;
+    if (layout.photometric == PHOTOMETRIC_PALETTE) CopyTiffPalette(tiff.get(), layout, bitmap);
+    if (!ReadPixels(tiff.get(), layout, bitmap, Reason())) return false;
     if (layout.premultiplied) bitmap.Unpremultiply();
     return true;
   }

@@ -1,8 +1,7 @@
 #include "codec/tiff_file.h"
 
-#include "tovmx/codec.h"
-
 #include <algorithm>
+#include <cstring>
 #include <limits>
 
 namespace {
@@ -10,13 +9,20 @@ namespace {
 // 1 tells the library that the message is dealt with, so that its process-wide handlers are not called.
 int Quiet(TIFF*, void*, const char*, const char*, va_list) { return 1; }
 
+// The library has no codes for what went wrong, only texts.
+int NoteLimit(TIFF*, void* reason, const char*, const char* format, va_list) {
+  if (reason != nullptr && std::strstr(format, "beyond the %") != nullptr)
+    static_cast<DecodeReason*>(reason)->OverLimit();
+  return 1;
+}
+
 // What a compression may need for itself, however small the pixel limit.
 constexpr std::uint64_t kWorkingBytes = std::uint64_t{16} << 20;
 
 struct Options {
-  Options() : options(TIFFOpenOptionsAlloc()) {
+  explicit Options(DecodeReason* reason) : options(TIFFOpenOptionsAlloc()) {
     if (options == nullptr) return;
-    TIFFOpenOptionsSetErrorHandlerExtR(options, Quiet, nullptr);
+    TIFFOpenOptionsSetErrorHandlerExtR(options, NoteLimit, reason);
     TIFFOpenOptionsSetWarningHandlerExtR(options, Quiet, nullptr);
     const auto most = static_cast<std::uint64_t>(std::numeric_limits<tmsize_t>::max());
     const std::uint64_t limit = std::clamp(CoreCodecRegistry::Get().GetPixelLimit(), kWorkingBytes, most);
@@ -79,8 +85,11 @@ void UnmapNothing(thandle_t, void*, toff_t) {}
 }  // namespace
 
 TiffHandle OpenTiff(TiffSource& source) {
-  const Options options;
-  if (options.options == nullptr) return nullptr;
+  const Options options(source.reason);
+  if (options.options == nullptr) {
+    source.reason->OverLimit();
+    return nullptr;
+  }
   return TiffHandle(TIFFClientOpenExt(
       "", "r", &source, ReadStream, [](thandle_t, void*, tmsize_t) -> tmsize_t { return 0; }, SeekStream,
       CloseNothing, [](thandle_t handle) -> toff_t { return SizeOf(SourceOf(handle)); }, MapStream,
@@ -88,7 +97,7 @@ TiffHandle OpenTiff(TiffSource& source) {
 }
 
 TiffHandle CreateTiff(SeekableBuffer& buffer, bool big) {
-  const Options options;
+  const Options options(nullptr);
   if (options.options == nullptr) return nullptr;
   return TiffHandle(TIFFClientOpenExt(
       "", big ? "w8" : "w", &buffer,

@@ -2,6 +2,7 @@
 // results.
 #pragma once
 
+#include "codec/format_decoder.h"
 #include "io/seekable_buffer.h"
 #include "tovmx/stream.h"
 
@@ -19,6 +20,7 @@ using TiffHandle = std::unique_ptr<TIFF, TiffCloser>;
 struct TiffSource {
   CoreInputStream* stream;
   std::uint64_t start;
+  DecodeReason* reason;  // gets a note when the library meets the limit of memory
 };
 
 // Null when there is no directory to read.

@@ -1,18 +1,27 @@
 #include "codec/tiff_layout.h"
 
+#include "codec/tiff_samples.h"
+
 #include <algorithm>
 #include <climits>
 #include <cstring>
 
 int TiffLayout::BitmapBits() const {
-  if (colours == TiffColours::kIndexed) return bits;
+  if (colours == TiffColours::kIndexed) return narrow ? 8 : bits;
   if (colours == TiffColours::kOther || alphaSample >= 0) return 32;
   return colours == TiffColours::kGray ? 8 : 24;
 }
 
 bool TiffLayout::RowsFitBitmap() const {
-  if (tiled || separate || colours == TiffColours::kCmyk || bits > 8) return false;
+  if (tiled || separate || colours == TiffColours::kCmyk || narrow || bits > 8) return false;
   return PixelBits() == static_cast<std::size_t>(BitmapBits());
+}
+
+TiffLayout TiffLayout::Narrowed() const {
+  TiffLayout layout = *this;
+  layout.bits = 8;
+  layout.real = layout.narrow = false;
+  return layout;
 }
 
 std::size_t TiffLayout::PixelBits() const {
@@ -44,19 +53,27 @@ void ReadAlpha(TIFF* tiff, TiffLayout& layout, int colourSamples) {
   }
 }
 
-TiffColours ColoursOf(const TiffLayout& layout, std::uint16_t sampleFormat, std::uint16_t inkSet) {
+// Whole numbers without a sign, or numbers with a fraction; all others are left to the library.
+TiffColours ColoursOf(const TiffLayout& layout, bool whole, std::uint16_t inkSet) {
   const bool gray =
       layout.photometric == PHOTOMETRIC_MINISWHITE || layout.photometric == PHOTOMETRIC_MINISBLACK;
-  if (sampleFormat != SAMPLEFORMAT_UINT && sampleFormat != SAMPLEFORMAT_VOID) return TiffColours::kOther;
-  const bool plain = layout.bits == 1 || layout.bits == 4 || layout.bits == 8;
-  if (plain && layout.samples == 1 && (gray || layout.photometric == PHOTOMETRIC_PALETTE))
-    return TiffColours::kIndexed;
-  if (layout.bits != 8 && layout.bits != 16) return TiffColours::kOther;
+  const bool palette = layout.photometric == PHOTOMETRIC_PALETTE && whole && layout.bits <= 8;
+  if ((!whole && !layout.real) || !IsTiffSampleDepth(layout.bits, layout.real)) return TiffColours::kOther;
+  if (layout.samples == 1 && whole && (gray || palette)) {
+    if (palette || layout.bits == 1 || layout.bits == 4 || layout.bits == 8) return TiffColours::kIndexed;
+  }
   if (gray) return TiffColours::kGray;
   if (layout.photometric == PHOTOMETRIC_RGB && layout.samples >= 3) return TiffColours::kRgb;
   const bool cmyk =
       layout.photometric == PHOTOMETRIC_SEPARATED && inkSet == INKSET_CMYK && layout.samples >= 4;
   return cmyk ? TiffColours::kCmyk : TiffColours::kOther;
+}
+
+bool IsNarrow(const TiffLayout& layout) {
+  if (layout.colours == TiffColours::kOther) return false;
+  if (layout.colours == TiffColours::kIndexed)
+    return layout.bits != 1 && layout.bits != 4 && layout.bits != 8;
+  return layout.real || (layout.bits != 8 && layout.bits != 16);
 }
 
 int ColourSamples(TiffColours colours) {
@@ -66,10 +83,11 @@ int ColourSamples(TiffColours colours) {
 
 }  // namespace
 
-bool ReadTiffLayout(TIFF* tiff, TiffLayout& layout) {
+bool ReadTiffLayout(TIFF* tiff, TiffLayout& layout, DecodeReason& reason) {
   const auto width = Tag<std::uint32_t>(tiff, TIFFTAG_IMAGEWIDTH, 0);
   const auto height = Tag<std::uint32_t>(tiff, TIFFTAG_IMAGELENGTH, 0);
-  if (width == 0 || height == 0 || width > INT_MAX || height > INT_MAX) return false;
+  if (width == 0 || height == 0) return false;
+  if (width > INT_MAX || height > INT_MAX) return reason.OverLimit();
   layout.width = static_cast<int>(width);
   layout.height = static_cast<int>(height);
   layout.bits = Tag<std::uint16_t>(tiff, TIFFTAG_BITSPERSAMPLE, 1);
@@ -83,8 +101,11 @@ bool ReadTiffLayout(TIFF* tiff, TiffLayout& layout) {
   if (compression == COMPRESSION_JPEG && layout.photometric == PHOTOMETRIC_YCBCR && !layout.separate &&
       TIFFSetField(tiff, TIFFTAG_JPEGCOLORMODE, JPEGCOLORMODE_RGB) != 0)
     layout.photometric = PHOTOMETRIC_RGB;
-  layout.colours = ColoursOf(layout, Tag<std::uint16_t>(tiff, TIFFTAG_SAMPLEFORMAT, SAMPLEFORMAT_UINT),
+  const auto format = Tag<std::uint16_t>(tiff, TIFFTAG_SAMPLEFORMAT, SAMPLEFORMAT_UINT);
+  layout.real = format == SAMPLEFORMAT_IEEEFP;
+  layout.colours = ColoursOf(layout, format == SAMPLEFORMAT_UINT || format == SAMPLEFORMAT_VOID,
                              Tag<std::uint16_t>(tiff, TIFFTAG_INKSET, INKSET_CMYK));
+  layout.narrow = IsNarrow(layout);
   if (layout.colours != TiffColours::kIndexed && layout.colours != TiffColours::kOther)
     ReadAlpha(tiff, layout, ColourSamples(layout.colours));
   return true;
@@ -194,11 +215,12 @@ void StoreTiffSpan(const TiffLayout& layout, const std::uint8_t* from, int plane
   StoreSamples(layout, from, out, count);
 }
 
-void CopyTiffPalette(TIFF* tiff, CoreDib& to) {
+void CopyTiffPalette(TIFF* tiff, const TiffLayout& layout, CoreDib& to) {
   std::uint16_t* map[3] = {};
-  if (to.GetBitsPerPixel() > 8 || TIFFGetField(tiff, TIFFTAG_COLORMAP, &map[0], &map[1], &map[2]) == 0)
+  if (layout.colours != TiffColours::kIndexed ||
+      TIFFGetField(tiff, TIFFTAG_COLORMAP, &map[0], &map[1], &map[2]) == 0)
     return;
-  const int count = 1 << to.GetBitsPerPixel();
+  const int count = 1 << layout.bits;
   // Some writers store 8 bits where 16 belong.
   bool wide = false;
   for (int i = 0; i < count; ++i) wide = wide || map[0][i] > 255 || map[1][i] > 255 || map[2][i] > 255;

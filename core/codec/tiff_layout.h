@@ -1,6 +1,7 @@
 // TiffLayout: how one page of a TIFF stores its pixels, and how its samples become those of a bitmap.
 #pragma once
 
+#include "codec/format_decoder.h"
 #include "tovmx/dib.h"
 
 #include <tiffio.h>
@@ -9,8 +10,8 @@
 #include <cstdint>
 
 enum class TiffColours {
-  kIndexed,  // grey or palette, 1, 4 or 8 bits: the bitmap's own form
-  kGray,     // wider grey, or grey with alpha
+  kIndexed,  // palette, or grey in the bitmap's own form
+  kGray,     // other grey, and grey with alpha
   kRgb,
   kCmyk,
   kOther,  // what the library turns into RGBA by itself
@@ -23,6 +24,8 @@ struct TiffLayout {
   int samples = 0;  // of a pixel, extra ones included
   TiffColours colours = TiffColours::kOther;
   std::uint16_t photometric = 0;
+  bool real = false;      // samples with a fraction
+  bool narrow = false;    // samples have to be brought to 8 bits before they are stored
   bool separate = false;  // one plane per sample
   bool tiled = false;
   int alphaSample = -1;  // which sample is alpha, -1 for none
@@ -30,6 +33,9 @@ struct TiffLayout {
 
   // The depth of the bitmap that holds such a page.
   int BitmapBits() const;
+
+  // The same page with samples of 8 bits.
+  TiffLayout Narrowed() const;
 
   // The bits of all samples of a pixel, which a file may put at more than an int holds.
   std::size_t PixelBits() const;
@@ -42,13 +48,14 @@ struct TiffLayout {
 };
 
 // Reads the current directory. False for sizes that no bitmap has.
-bool ReadTiffLayout(TIFF* tiff, TiffLayout& layout);
+bool ReadTiffLayout(TIFF* tiff, TiffLayout& layout, DecodeReason& reason);
 
-// Stores `count` pixels of row `y` from column `x` on. `from` holds all samples of each pixel, or with
-// separate planes those of plane number `plane`; it may be the place in the row itself when RowsFitBitmap().
+// Stores `count` pixels of row `y` from column `x` on, whose samples are not to be narrowed. `from` holds all
+// samples of each pixel, or with separate planes those of plane number `plane`; it may be the place in the
+// row itself when RowsFitBitmap().
 void StoreTiffSpan(const TiffLayout& layout, const std::uint8_t* from, int plane, CoreDib& to, int x, int y,
                    int count);
 
 // The colours, one line of 65536ths per component, as palette entries of `to`. Does nothing without a colour
 // map.
-void CopyTiffPalette(TIFF* tiff, CoreDib& to);
+void CopyTiffPalette(TIFF* tiff, const TiffLayout& layout, CoreDib& to);

@@ -1,6 +1,6 @@
 // WebP, read by libwebp straight into the bitmap; animations are composed by libwebpdemux.
 #include "codec/codecs.h"
-#include "codec/pixel_limit.h"
+#include "codec/format_decoder.h"
 #include "io/read_rest.h"
 
 #include <webp/decode.h>
@@ -32,6 +32,13 @@ Bytes ReadFile(CoreInputStream& stream, std::vector<std::uint8_t>& storage) {
   return file.size == size ? file : Bytes{};
 }
 
+// Notes what kind of trouble a status is; false unless it is none.
+bool Check(VP8StatusCode status, DecodeReason& reason) {
+  if (status == VP8_STATUS_OUT_OF_MEMORY) return reason.OverLimit();
+  if (status == VP8_STATUS_UNSUPPORTED_FEATURE) return reason.Unsupported("WebP of a newer kind");
+  return status == VP8_STATUS_OK;
+}
+
 // An animation that is being composed, with the file that the library reads from. The next frame goes on from
 // here, so that a walk over all frames decodes each once.
 class WebpAnimation {
@@ -44,7 +51,7 @@ class WebpAnimation {
 
   // False for a file that is none, and for a canvas beyond the limit: the library keeps two of its own beside
   // the bitmap.
-  bool Start() {
+  bool Start(DecodeReason& reason) {
     WebPAnimDecoderOptions options;
     if (WebPAnimDecoderOptionsInit(&options) == 0) return false;
     options.color_mode = MODE_BGRA;
@@ -55,14 +62,14 @@ class WebpAnimation {
       width_ = static_cast<int>(WebPDemuxGetI(demuxer.get(), WEBP_FF_CANVAS_WIDTH));
       height_ = static_cast<int>(WebPDemuxGetI(demuxer.get(), WEBP_FF_CANVAS_HEIGHT));
     }
-    if (!FitsPixelLimit(width_, height_, 32, 2 * CoreDib::BytesNeeded(width_, height_, 32))) return false;
+    if (!reason.Fits(width_, height_, 32, 2 * CoreDib::BytesNeeded(width_, height_, 32))) return false;
     library_.reset(WebPAnimDecoderNew(&data, &options));
-    return library_ != nullptr;
+    return library_ != nullptr || reason.OverLimit();
   }
 
   // Draws frames up to number `frame`, which is beyond Frame(), and copies the canvas.
-  bool Draw(int frame, CoreDib& bitmap) {
-    if (!bitmap.Create(width_, height_, 32)) return false;
+  bool Draw(int frame, CoreDib& bitmap, DecodeReason& reason) {
+    if (!bitmap.Create(width_, height_, 32)) return reason.OverLimit();
     std::uint8_t* pixels = nullptr;
     for (; frame_ < frame; ++frame_) {
       int timestamp = 0;
@@ -81,14 +88,17 @@ class WebpAnimation {
   int frame_ = -1;
 };
 
-class WebpDecoder final : public CoreImageDecoder {
+class WebpDecoder final : public FormatDecoder {
+ public:
+  WebpDecoder() : FormatDecoder(kCoreImageWebp) {}
+
  private:
   bool ReadInfo(CoreInputStream& stream, CoreImageInfo& info) override {
     animation_.reset();
     std::vector<std::uint8_t> storage;
     const Bytes file = ReadFile(stream, storage);
     WebPBitstreamFeatures features;
-    if (WebPGetFeatures(file.data, file.size, &features) != VP8_STATUS_OK) return false;
+    if (!Check(WebPGetFeatures(file.data, file.size, &features), Reason())) return false;
     info.width = features.width;
     info.height = features.height;
     info.bitsPerPixel = features.has_alpha != 0 || features.has_animation != 0 ? 32 : 24;
@@ -109,23 +119,22 @@ class WebpDecoder final : public CoreImageDecoder {
     return animated_ ? ReadAnimation(stream, frame, bitmap) : ReadStill(stream, bitmap);
   }
 
-  static bool ReadStill(CoreInputStream& stream, CoreDib& bitmap) {
+  bool ReadStill(CoreInputStream& stream, CoreDib& bitmap) {
     std::vector<std::uint8_t> storage;
     const Bytes file = ReadFile(stream, storage);
     WebPDecoderConfig config;
     if (WebPInitDecoderConfig(&config) == 0) return false;
-    if (WebPGetFeatures(file.data, file.size, &config.input) != VP8_STATUS_OK) return false;
+    if (!Check(WebPGetFeatures(file.data, file.size, &config.input), Reason())) return false;
     if (config.input.has_animation != 0) return false;
     const bool alpha = config.input.has_alpha != 0;
     const int bits = alpha ? 32 : 24;
-    if (!FitsPixelLimit(config.input.width, config.input.height, bits)) return false;
-    if (!bitmap.Create(config.input.width, config.input.height, bits)) return false;
+    if (!Reason().Create(bitmap, config.input.width, config.input.height, bits)) return false;
     config.output.colorspace = alpha ? MODE_BGRA : MODE_BGR;
     config.output.is_external_memory = 1;
     config.output.u.RGBA.rgba = bitmap.GetBuffer();
     config.output.u.RGBA.stride = bitmap.GetStride();
     config.output.u.RGBA.size = bitmap.GetBufferSize();
-    const bool decoded = WebPDecode(file.data, file.size, &config) == VP8_STATUS_OK;
+    const bool decoded = Check(WebPDecode(file.data, file.size, &config), Reason());
     WebPFreeDecBuffer(&config.output);
     return decoded;
   }
@@ -134,9 +143,9 @@ class WebpDecoder final : public CoreImageDecoder {
     std::unique_ptr<WebpAnimation> animation = std::move(animation_);
     if (animation == nullptr || animation->Frame() >= frame) {
       animation = std::make_unique<WebpAnimation>(stream);
-      if (!animation->Start()) return false;
+      if (!animation->Start(Reason())) return false;
     }
-    if (!animation->Draw(frame, bitmap)) return false;
+    if (!animation->Draw(frame, bitmap, Reason())) return false;
     if (frame + 1 < GetInfo().frameCount) animation_ = std::move(animation);
     return true;
   }

@@ -149,8 +149,24 @@ TEST_F(ImageCommand, AnInputThatCannotBeReadIsNamed) {
   Save(Path("text.png"), "just text");
   ExpectFailure(Image({Path("text.png"), "--info"}), Path("text.png") + ": not a picture of a known format");
   Save(Path("cut.png"), image::ReadFile(in_).substr(0, 200));
-  ExpectFailure(Image({Path("cut.png"), "-o", Path("out.png")}),
-                Path("cut.png") + ": PNG that is broken or beyond the memory limit");
+  ExpectFailure(Image({Path("cut.png"), "-o", Path("out.png")}), Path("cut.png") + ": PNG that is broken");
+}
+
+TEST_F(ImageCommand, SaysWhyAPictureIsNotRead) {
+  const std::string out = Path("out.png");
+  std::string bmp = image::Encode(picture_, kCoreImageBmp);
+  bmp[30] = 4;
+  Save(Path("jpeg.bmp"), bmp);
+  ExpectFailure(Image({Path("jpeg.bmp"), "-o", out}),
+                Path("jpeg.bmp") + ": BMP of a form that is not supported: JPEG inside BMP");
+  // 100,000 by 100,000 pixels.
+  for (const std::size_t at : {18U, 22U}) bmp.replace(at, 4, "\xa0\x86\1\0", 4);
+  bmp[30] = 0;
+  Save(Path("large.bmp"), bmp);
+  ExpectFailure(Image({Path("large.bmp"), "--info"}), Path("large.bmp") + ": BMP beyond the memory limit");
+  Save(Path("cut.bmp"), bmp.substr(0, 40));
+  ExpectFailure(Image({Path("cut.bmp"), "--info"}), Path("cut.bmp") + ": BMP that is broken");
+  EXPECT_EQ(FilesLeft(), 4u) << "no output";
 }
 
 TEST_F(ImageCommand, AFailedJobLeavesTheOutputAsItWas) {

@@ -253,7 +253,9 @@ TEST_F(CodecHardening, SizesOfZeroAndOfTwoToThe31Minus1GiveNull) {
         std::string bytes = Encode(image::MakePicture(9, 7, 24), c.format);
         for (unsigned i = 0; i < 4; ++i)
           bytes[at + i] = static_cast<char>(size >> (c.bigEndian ? 24 - 8 * i : 8 * i));
-        EXPECT_EQ(CountFrames(bytes), 0) << CoreImageFormatName(c.format) << " " << size << " at " << at;
+        const bool topDown = c.format == kCoreImageBmp && at == c.height && size == 0xffffffff;  // one row
+        EXPECT_EQ(CountFrames(bytes), topDown ? 1 : 0)
+            << CoreImageFormatName(c.format) << " " << size << " at " << at;
       }
     }
   }

@@ -57,8 +57,9 @@ OPJ_BOOL Seek(OPJ_OFF_T position, void* data) {
   return OPJ_TRUE;
 }
 
+// In tiles of so many pixels a side, or in one without a number.
 std::string Store(const std::vector<Component>& components, OPJ_COLOR_SPACE colours,
-                  OPJ_CODEC_FORMAT format = OPJ_CODEC_JP2) {
+                  OPJ_CODEC_FORMAT format = OPJ_CODEC_JP2, int tile = 0) {
   std::vector<opj_image_cmptparm_t> forms;
   for (const Component& component : components) {
     opj_image_cmptparm_t form = {};
@@ -83,7 +84,11 @@ std::string Store(const std::vector<Component>& components, OPJ_COLOR_SPACE colo
   opj_set_default_encoder_parameters(&parameters);
   parameters.tcp_numlayers = 1;
   parameters.cp_disto_alloc = 1;
-  parameters.numresolution = 2;
+  parameters.numresolution = tile == 1 ? 1 : 2;
+  if (tile != 0) {
+    parameters.tile_size_on = OPJ_TRUE;
+    parameters.cp_tdx = parameters.cp_tdy = tile;
+  }
   Bytes bytes;
   opj_codec_t* const codec = opj_create_compress(format);
   opj_stream_t* const stream = opj_stream_default_create(OPJ_FALSE);
@@ -351,6 +356,108 @@ TEST(Jpeg2000Forms, APaletteIsUnpackedToItsColours) {
                       return Argb{255, 255 - i, i * 3 % 256, i ^ 0x55};
                     }),
             "");
+}
+
+// As many tiles as there are pixels: the head of a tile and its data take more bytes than the least that is
+// believed.
+TEST(Jpeg2000Forms, APictureMayHaveATileForEachPixel) {
+  for (const int tile : {1, 2, 3, 19, 20}) {
+    for (const auto format : {OPJ_CODEC_JP2, OPJ_CODEC_J2K}) {
+      const auto gray = Decoded(Store({{8}}, OPJ_CLRSPC_GRAY, format, tile));
+      EXPECT_EQ(Trouble(gray.get(), GrayAt), "") << tile;
+    }
+  }
+}
+
+// Each tile and each component of it has a price; a limit that pays for all is enough, and a byte less is
+// not.
+TEST(Jpeg2000Forms, TheLimitPaysForSoManyTilesAndNoMore) {
+  const std::string file = Store({{8}}, OPJ_CLRSPC_GRAY, OPJ_CODEC_JP2, 1);
+  constexpr std::uint64_t kPrice = 6000 + 1200;
+  constexpr std::uint64_t kTiles = kWidth * kHeight;
+  CoreCodecRegistry& registry = CoreCodecRegistry::Get();
+  const std::uint64_t usual = registry.GetPixelLimit();
+  registry.SetPixelLimit((kTiles - 1) * kPrice);
+  EXPECT_EQ(Trouble(Decoded(file).get(), GrayAt), "");
+  registry.SetPixelLimit((kTiles - 1) * kPrice - 1);
+  EXPECT_EQ(Decoded(file), nullptr);
+  registry.SetPixelLimit(usual);
+}
+
+// The head and the end of a box, from its name.
+std::pair<std::size_t, std::size_t> PlaceOf(const std::string& file, const char* type) {
+  const std::size_t name = file.find(type);
+  EXPECT_NE(name, std::string::npos) << type;
+  std::size_t length = 0;
+  for (std::size_t i = 0; i < 4; ++i) length = length << 8 | static_cast<unsigned char>(file[name - 4 + i]);
+  return {name - 4, name - 4 + length};
+}
+
+// Puts boxes at the end of the header box.
+std::string WithBoxes(std::string file, const std::string& boxes) {
+  const auto [start, end] = PlaceOf(file, "jp2h");
+  file.insert(end, boxes);
+  return file.replace(start, 4, BigEndian(end - start + boxes.size(), 4));
+}
+
+std::string Definitions(const std::vector<std::array<unsigned, 3>>& list) {
+  std::string text = "cdef" + BigEndian(list.size(), 2);
+  for (const auto& entry : list) {
+    for (const unsigned number : entry) text += BigEndian(number, 2);
+  }
+  return Box(text);
+}
+
+// Boxes in every place and order that the library takes, with channels of every kind: Decoded() compares what
+// is told before the pixels are there with the bitmap.
+TEST(Jpeg2000Forms, TheDepthThatIsToldIsThatOfTheBitmap) {
+  const Component plain;
+  const std::string palette = Box("pclr" + BigEndian(1, 2) + "\3\7\7\7" + "abc") +
+                              Box(std::string("cmap\0\0\1\0\0\0\1\1\0\0\1\2", 16));
+  const std::string one = Store({{8}}, OPJ_CLRSPC_SRGB);
+  int read = 0;
+  const auto look = [&](const std::string& file) { read += Decoded(file) != nullptr ? 1 : 0; };
+  // A palette in the header box, behind it, and cut in two.
+  look(WithBoxes(one, palette));
+  std::string behind = one;
+  behind.insert(PlaceOf(one, "jp2h").second, palette);
+  look(behind);
+  std::string ahead = one;
+  ahead.insert(PlaceOf(one, "jp2h").first, palette);
+  look(ahead);
+  look(WithBoxes(one, palette.substr(0, palette.size() - 20)));
+  // Definitions of up to five channels: each may be alpha, and each may take another's place.
+  for (std::size_t count = 1; count <= 5; ++count) {
+    const std::string file = Store(std::vector<Component>(count, plain), OPJ_CLRSPC_SRGB);
+    const auto total = static_cast<unsigned>(count);
+    for (unsigned alpha = 0; alpha < total; ++alpha) {
+      for (unsigned turn = 0; turn < total; ++turn) {
+        for (const unsigned kind : {0U, 1U, 2U, 65535U}) {
+          std::vector<std::array<unsigned, 3>> list;
+          for (unsigned c = 0; c < total; ++c)
+            list.push_back(
+                {c, c == alpha ? kind : 0U, c == alpha && kind != 0 ? 0U : (c + turn) % total + 1});
+          const std::string box = Definitions(list);
+          look(WithBoxes(file, box));
+          std::string late = file;
+          late.insert(PlaceOf(file, "jp2h").second, box);
+          look(late);
+        }
+      }
+    }
+    // The colors are told twice, and first by a method that nobody knows.
+    for (const char method : {0, 1, 2, 3}) {
+      std::string twice = file;
+      const auto [start, end] = PlaceOf(file, "colr");
+      const std::string colors = file.substr(start, end - start);
+      std::string other = colors;
+      other[8] = method, other[14] = 12;  // ink
+      twice.insert(start, other);
+      const auto [head, tail] = PlaceOf(file, "jp2h");
+      look(twice.replace(head, 4, BigEndian(tail - head + other.size(), 4)));
+    }
+  }
+  EXPECT_GT(read, 300);
 }
 
 }  // namespace

@@ -14,6 +14,7 @@ namespace {
 // The other libraries are not up to it: libtiff, OpenJPEG and libwebp's decoder end the process, and
 // libwebp's encoder calls a broken file a success.
 class DecoderAllocations : public AllocationSweep, public testing::WithParamInterface<CoreImageFormat> {};
+class CoreAllocations : public AllocationSweep {};
 class EncoderAllocations : public AllocationSweep, public testing::WithParamInterface<CoreImageFormat> {};
 
 INSTANTIATE_TEST_SUITE_P(Formats, DecoderAllocations,
@@ -58,6 +59,59 @@ TEST_P(DecoderAllocations, DecodingGivesThePictureOrNull) {
   }
 }
 
+// Every frame in turn, each of which copies the canvas and may keep what it covers.
+TEST_F(CoreAllocations, FramesOfAnAnimation) {
+  const std::string file = image::ReadFile(TOVKIT_SOURCE_DIR "/tests/data/images/animation.gif");
+  std::vector<Bitmap> whole;
+  for (int i = 0; i < 5; ++i) whole.push_back(image::Decode(file, i));
+  Sweep([] { return std::vector<Bitmap>(5); },
+        [&](std::vector<Bitmap>& frames) {
+          CoreMemoryInputStream in(file.data(), file.size());
+          const auto decoder = CoreCodecRegistry::Get().GetFactory().CreateDecoder(kCoreImageGif);
+          if (decoder->Open(&in, kCoreOpenReadAhead) == 0) {
+            EXPECT_EQ(CoreGetDecodeFailure(decoder.get()), kCoreDecodeOverLimit);
+            return;
+          }
+          for (int i = 0; i < 5; ++i) {
+            frames[static_cast<std::size_t>(i)] = decoder->GetBitmap(i, 0, 0);
+            if (frames[static_cast<std::size_t>(i)] == nullptr) {
+              EXPECT_EQ(CoreGetDecodeFailure(decoder.get()), kCoreDecodeOverLimit) << i;
+            }
+          }
+        },
+        [&](const std::vector<Bitmap>& frames, bool) {
+          for (std::size_t i = 0; i < 5; ++i) {
+            if (frames[i] != nullptr) {
+              EXPECT_EQ(image::Difference(*frames[i], *whole[i]), "") << i;
+            }
+          }
+        });
+}
+
+// A failed allocation is told as a lack of memory, also when it ends the call with std::bad_alloc.
+TEST_P(DecoderAllocations, TheReasonIsTheLackOfMemory) {
+  const std::string file = GetParam() == kCoreImageGif
+                               ? image::ReadFile(TOVKIT_SOURCE_DIR "/tests/data/images/animation.gif")
+                               : image::Encode(PictureOf(24), GetParam());
+  struct Run {
+    std::unique_ptr<CoreImageDecoder> decoder;
+    bool failed = false;
+  };
+  Sweep(
+      [&] {
+        return Run{CoreCodecRegistry::Get().GetFactory().CreateDecoder(GetParam()), true};
+      },
+      [&](Run& run) {
+        CoreMemoryInputStream in(file.data(), file.size());
+        if (run.decoder->Open(&in, kCoreOpenReadAhead) == 0) return;
+        run.failed = run.decoder->GetBitmap(0, 0, 0) == nullptr;
+      },
+      [](const Run& run, bool) {
+        EXPECT_EQ(CoreGetDecodeFailure(run.decoder.get()),
+                  run.failed ? kCoreDecodeOverLimit : kCoreDecodeNoFailure);
+      });
+}
+
 TEST_P(EncoderAllocations, EncodingGivesTheFileOrFails) {
   for (const int bits : {1, 8, 24, 32}) {
     const CoreDib dib = PictureOf(bits);
@@ -67,8 +121,6 @@ TEST_P(EncoderAllocations, EncodingGivesTheFileOrFails) {
     EXPECT_FALSE(expected.empty()) << bits;
   }
 }
-
-class CoreAllocations : public AllocationSweep {};
 
 TEST_F(CoreAllocations, Bitmaps) {
   CoreDib dib = image::MakePicture(20, 10, 8);

@@ -158,3 +158,38 @@ class TOVMX_API CoreCodecRegistry {
   CoreCodecFactory factory_;
   std::atomic<std::uint64_t> pixelLimit_{std::uint64_t{1} << 30};
 };
+
+/// Why a decoder gave nothing.
+enum CoreDecodeFailure : std::uint32_t {
+  kCoreDecodeNoFailure = 0,      ///< it did not fail
+  kCoreDecodeNotThisFormat = 1,  ///< the content is of another format, or of none
+  kCoreDecodeBroken = 2,         ///< the content breaks the rules of its format or ends early
+  kCoreDecodeUnsupported = 3,    ///< a form of the format that this library does not read
+  kCoreDecodeOverLimit = 4,      ///< beyond the registry's pixel limit or what memory there is
+  kCoreDecodeNotThere = 5,       ///< a null stream, no open picture, no such frame, a negative size
+};
+
+/// Why the decoder's last Open or GetBitmap failed; kCoreDecodeNoFailure when it succeeded, before the first
+/// call, for a null pointer, and for a decoder that is not from CoreCodecFactory. A call that ended with
+/// std::bad_alloc counts as kCoreDecodeOverLimit. What a library unpacks counts too: kCoreDecodeOverLimit may
+/// mean that a picture needs more beside its bitmap than the limit leaves, or more scans or tiles than any
+/// honest file has. Changes nothing.
+TOVMX_API CoreDecodeFailure CoreGetDecodeFailure(const CoreImageDecoder* decoder) noexcept;
+
+/// After kCoreDecodeUnsupported what it is that is not read, such as "12-bit JPEG samples"; an empty text
+/// otherwise, never null. Valid until the decoder's next call, and no longer than the decoder.
+///
+/// \code{.cc}
+/// const char head[] = "BM and then no bitmap";
+/// CoreMemoryInputStream in(head, sizeof head);
+/// const auto decoder = CoreCodecRegistry::Get().GetFactory().CreateDecoder(kCoreImageBmp);
+/// if (decoder->Open(&in, kCoreOpenReadAhead) == 0) {
+///   const CoreDecodeFailure failure = CoreGetDecodeFailure(decoder.get());
+///   std::printf("BMP: %s %s\n", CoreDecodeFailureName(failure), CoreGetUnsupportedFeature(decoder.get()));
+/// }
+/// \endcode
+TOVMX_API const char* CoreGetUnsupportedFeature(const CoreImageDecoder* decoder) noexcept;
+
+/// A failure in words: "no failure", "not this format", "broken", "unsupported", "over the limit", "not
+/// there"; "unknown" for any other value. A static text.
+TOVMX_API const char* CoreDecodeFailureName(CoreDecodeFailure failure) noexcept;

@@ -1,0 +1,10 @@
+// The runs of a BMP: pixels of 4, 8 and 24 bits.
+#pragma once
+
+#include "codec/bmp_header.h"
+#include "tovmx/dib.h"
+#include "tovmx/stream.h"
+
+// Reads the runs from the stream's position on into the bitmap; what a jump passes over keeps index 0, or
+// stays black. False when the data end before the picture does.
+bool ReadBmpRuns(CoreInputStream& stream, const BmpHeader& header, CoreDib& bitmap);

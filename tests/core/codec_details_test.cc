@@ -1,0 +1,193 @@
+// Details of single formats that no round trip meets.
+#include "image_support.h"
+#include "scratch_dir.h"
+
+#include <tovmx/codec.h>
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <fstream>
+#include <memory>
+#include <string>
+#include <utility>
+
+namespace {
+
+std::string BigEndian(std::size_t value, int bytes) {
+  std::string text;
+  while (bytes-- > 0) text += static_cast<char>(value >> (8 * bytes) & 255U);
+  return text;
+}
+
+// Segments of a JPEG that readers pass over, in front of everything else.
+std::string WithSegments(const std::string& jpeg, const std::string& segments) {
+  return jpeg.substr(0, 2) + segments + jpeg.substr(2);
+}
+
+std::string Segment(char marker, const std::string& content) {
+  return std::string("\xff") + marker + BigEndian(content.size() + 2, 2) + content;
+}
+
+// Segments as long as the block that is read at once and around it, several of them, and the longest.
+TEST(JpegDetails, SegmentsInFrontOfThePictureArePassedOver) {
+  const CoreDib picture = image::MakePicture(40, 30, 24);
+  const std::string jpeg = image::Encode(picture, kCoreImageJpeg);
+  const auto plain = image::Decode(jpeg);
+  ASSERT_NE(plain, nullptr);
+  const ScratchDir scratch;
+  const std::string path = scratch.path() + "/a.jpg";
+  for (const std::size_t size :
+       {std::size_t{0}, std::size_t{1}, std::size_t{40}, std::size_t{32700}, std::size_t{32760},
+        std::size_t{32768}, std::size_t{40000}, std::size_t{65533}}) {
+    for (const int count : {1, 3}) {
+      std::string segments;
+      for (int i = 0; i < count; ++i) {
+        // What lies in them looks like the end of the picture.
+        std::string ends;
+        while (ends.size() < size) ends += "\xff\xd9";
+        segments += Segment('\xe1', ("Exif\0\0" + ends).substr(0, size));
+        segments += Segment('\xe2', ("ICC_PROFILE\0" + ends).substr(0, size));
+      }
+      const std::string file = WithSegments(jpeg, segments);
+      const auto viewed = image::Decode(file);
+      ASSERT_NE(viewed, nullptr) << size;
+      EXPECT_EQ(image::Difference(*viewed, *plain), "") << size;
+      image::StubbornInput piecemeal(file, file.size());
+      const auto blocks = image::Decode(piecemeal);
+      ASSERT_NE(blocks, nullptr) << size;
+      EXPECT_EQ(image::Difference(*blocks, *plain), "") << size;
+      std::ofstream(path, std::ios::binary) << file;
+      CoreFileInputStream in(path.c_str());
+      const auto read = image::Decode(in);
+      ASSERT_NE(read, nullptr) << size;
+      EXPECT_EQ(image::Difference(*read, *plain), "") << size;
+      // Cut within the segments there is no picture.
+      for (const std::size_t cut : {std::size_t{5}, segments.size() / 2, segments.size() + 1}) {
+        image::StubbornInput ends(file, cut);
+        EXPECT_EQ(image::Decode(ends), nullptr) << size;
+        EXPECT_EQ(image::Decode(file.substr(0, cut)), nullptr) << size;
+      }
+    }
+  }
+}
+
+TEST(JpegDetails, TheUnitOfTheDensityCounts) {
+  CoreDib picture = image::MakePicture(8, 8, 24);
+  picture.SetDpi(100, 50);
+  const std::string jpeg = image::Encode(picture, kCoreImageJpeg);
+  const std::size_t unit = jpeg.find("JFIF") + 7;
+  ASSERT_EQ(jpeg[unit], 1);
+  const struct {
+    char unit;
+    float dpiX, dpiY;
+  } rows[] = {{0, 0, 0}, {1, 100, 50}, {2, 254, 127}};
+  for (const auto& row : rows) {
+    std::string file = jpeg;
+    file[unit] = row.unit;
+    CoreImageInfo info;
+    const auto bitmap = image::Decode(file, 0, 0, 0, &info);
+    ASSERT_NE(bitmap, nullptr);
+    EXPECT_FLOAT_EQ(info.dpiX, row.dpiX) << int{row.unit};
+    EXPECT_FLOAT_EQ(info.dpiY, row.dpiY) << int{row.unit};
+    EXPECT_FLOAT_EQ(bitmap->GetDpiX(), row.dpiX) << int{row.unit};
+    EXPECT_FLOAT_EQ(bitmap->GetDpiY(), row.dpiY) << int{row.unit};
+  }
+}
+
+// A stream without a view is read in blocks that double: 65,536 bytes, then twice as many, and so on.
+TEST(WebpDetails, AFileLongerThanABlockIsReadFromAnyStream) {
+  CoreDib picture;
+  ASSERT_TRUE(picture.Create(400, 300, 24));
+  unsigned state = 3;
+  for (std::size_t i = 0; i < picture.GetBufferSize(); ++i) {
+    state = state * 1664525U + 1013904223U;
+    picture.GetBuffer()[i] = static_cast<std::uint8_t>(state >> 24);
+  }
+  const std::string file = image::Encode(picture, kCoreImageWebp);
+  ASSERT_GT(file.size(), 5U * 65536);
+  for (const std::size_t ahead : {std::size_t{0}, std::size_t{100}}) {
+    image::StubbornInput in(std::string(ahead, 'R') + file + "and a tail", UINT64_MAX);
+    in.Seek(ahead);
+    const auto bitmap = image::Decode(in);
+    ASSERT_NE(bitmap, nullptr) << ahead;
+    EXPECT_EQ(image::Difference(*bitmap, picture), "") << ahead;
+  }
+  image::StubbornInput cut(file, file.size() - 1);
+  EXPECT_EQ(image::Decode(cut), nullptr);
+}
+
+// Box by box: the resolution is one in the header box, which a file need not have.
+TEST(Jpeg2000Details, WithoutAResolutionBothDpiAreZero) {
+  const CoreDib picture = image::MakePicture(20, 10, 24);
+  const std::string plain = image::Encode(picture, kCoreImageJpeg2000);
+  ASSERT_EQ(plain.find("res "), std::string::npos);
+  CoreDib dense = image::MakePicture(20, 10, 24);
+  dense.SetDpi(300, 150);
+  std::string renamed = image::Encode(dense, kCoreImageJpeg2000);
+  ASSERT_NE(renamed.find("res "), std::string::npos);
+  std::string inner = renamed;
+  renamed.replace(renamed.find("res "), 4, "reX ");
+  inner.replace(inner.find("resc"), 4, "resX");
+  const std::string bare = plain.substr(plain.find("\xff\x4f\xff\x51"));
+  for (const std::string& file : {plain, renamed, inner, bare}) {
+    CoreImageInfo info;
+    info.dpiX = info.dpiY = 7;
+    const auto bitmap = image::Decode(file, 0, 0, 0, &info);
+    ASSERT_NE(bitmap, nullptr);
+    for (const float dpi : {info.dpiX, info.dpiY, bitmap->GetDpiX(), bitmap->GetDpiY()}) EXPECT_EQ(dpi, 0);
+  }
+}
+
+// The encoder's and the decoder's factories give what the caller owns: under the leak check of the sanitizers
+// nothing is left once it lets go, and what one decoder reads another one does not.
+TEST(CodecFactory, TheCallerOwnsWhatItGets) {
+  const CoreCodecFactory& factory = CoreCodecRegistry::Get().GetFactory();
+  const std::string bytes = image::Encode(image::MakePicture(9, 7, 24), kCoreImagePng);
+  for (const CoreImageFormat format : image::kFormats) {
+    std::unique_ptr<CoreImageDecoder> first = factory.CreateDecoder(format);
+    std::unique_ptr<CoreImageDecoder> second = factory.CreateDecoder(format);
+    ASSERT_NE(first, nullptr);
+    EXPECT_NE(first.get(), second.get());
+    first.reset();
+    CoreMemoryInputStream in(bytes.data(), bytes.size());
+    EXPECT_EQ(second->Open(&in, 0), format == kCoreImagePng ? 1u : 0u);
+    std::unique_ptr<CoreImageEncoder> encoder = factory.CreateEncoder(format);
+    EXPECT_NE(static_cast<const void*>(encoder.get()), static_cast<const void*>(second.get()));
+    EXPECT_TRUE(encoder == nullptr || encoder.get() != factory.CreateEncoder(format).get());
+  }
+}
+
+// A frame of an animation that a decoder keeps, its palette and its stream's bytes go with it.
+TEST(CodecFactory, ADecoderThatGoesMidwayLeavesNothing) {
+  for (const char* name : {"animation.gif", "animation.webp"}) {
+    const std::string bytes = image::ReadFile(std::string(TOVKIT_SOURCE_DIR "/tests/data/images/") + name);
+    CoreMemoryInputStream in(bytes.data(), bytes.size());
+    auto decoder = CoreCodecRegistry::Get().GetFactory().CreateDecoder(CoreDetectImageFormat(&in));
+    ASSERT_EQ(decoder->Open(&in, 0), 1u) << name;
+    auto frame = decoder->GetBitmap(1, 0, 0);
+    ASSERT_NE(frame, nullptr) << name;
+    const std::uint32_t pixel = frame->GetArgb(3, 3);
+    decoder.reset();
+    EXPECT_EQ(frame->GetArgb(3, 3), pixel) << "the bitmap outlives its decoder";
+  }
+}
+
+TEST(MovedBitmaps, KeepBothResolutions) {
+  CoreDib from = image::MakePicture(3, 2, 24);
+  from.SetDpi(300, 150);
+  CoreDib made(std::move(from));
+  EXPECT_EQ(made.GetDpiX(), 300);
+  EXPECT_EQ(made.GetDpiY(), 150);
+  CoreDib assigned = image::MakePicture(2, 2, 8);
+  assigned.SetDpi(1, 2);
+  assigned = std::move(made);
+  EXPECT_EQ(assigned.GetDpiX(), 300);
+  EXPECT_EQ(assigned.GetDpiY(), 150);
+  CoreDib copied;
+  ASSERT_TRUE(copied.CopyFrom(assigned));
+  EXPECT_EQ(copied.GetDpiX(), 300);
+  EXPECT_EQ(copied.GetDpiY(), 150);
+}
+
+}  // namespace

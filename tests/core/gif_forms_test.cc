@@ -1,0 +1,183 @@
+// GIF files packed here, code by code, in ways that few programs choose.
+#include "foreign_files.h"
+#include "image_support.h"
+
+#include <tovmx/codec.h>
+
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <cstdint>
+#include <fstream>
+#include <map>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace {
+
+constexpr int kWidth = 150;
+constexpr int kHeight = 120;
+
+// Noise, which fills a table of 4,096 codes several times over, and then long runs.
+std::vector<std::uint8_t> Indices(unsigned colors) {
+  std::vector<std::uint8_t> indices;
+  unsigned state = 5;
+  for (int i = 0; i < kWidth * kHeight; ++i) {
+    state = state * 1664525U + 1013904223U;
+    indices.push_back(static_cast<std::uint8_t>(i < kWidth * kHeight / 2 ? (state >> 24) % colors
+                                                                         : unsigned(i) / 700 % colors));
+  }
+  return indices;
+}
+
+class BitWriter {
+ public:
+  void Put(unsigned code, unsigned bits) {
+    held_ |= code << count_;
+    for (count_ += bits; count_ >= 8; count_ -= 8, held_ >>= 8) bytes_ += static_cast<char>(held_ & 255U);
+  }
+  std::string Finish() {
+    if (count_ > 0) bytes_ += static_cast<char>(held_ & 255U);
+    return bytes_;
+  }
+
+ private:
+  std::uint32_t held_ = 0;
+  unsigned count_ = 0;
+  std::string bytes_;
+};
+
+// Packs the indices; the table is cleared `delay` codes after it is full, counted by the codes written.
+std::string Pack(const std::vector<std::uint8_t>& indices, unsigned indexBits, long delay) {
+  const unsigned clear = 1U << indexBits;
+  std::map<std::pair<unsigned, unsigned>, unsigned> table;
+  unsigned next = clear + 2, bits = indexBits + 1;
+  long full = 0;
+  BitWriter out;
+  const auto reset = [&] {
+    table.clear();
+    next = clear + 2;
+    bits = indexBits + 1;
+    full = 0;
+  };
+  out.Put(clear, bits);
+  unsigned code = indices[0];
+  for (std::size_t i = 1; i < indices.size(); ++i) {
+    const auto found = table.find({code, indices[i]});
+    if (found != table.end()) {
+      code = found->second;
+      continue;
+    }
+    out.Put(code, bits);
+    if (next < 4096) {
+      table[{code, indices[i]}] = next++;
+      // The reader learns this code one code later.
+      if (next > 1U << bits && bits < 12) ++bits;
+    } else if (full++ == delay) {
+      out.Put(clear, bits);
+      reset();
+    }
+    code = indices[i];
+  }
+  out.Put(code, bits);
+  if (next == 1U << bits && bits < 12) ++bits;
+  out.Put(clear + 1, bits);
+  return out.Finish();
+}
+
+std::string Gif(const std::string& data, unsigned indexBits, unsigned colorBits) {
+  std::string bytes = "GIF89a";
+  const auto put = [&](int number) {
+    bytes += {static_cast<char>(number & 255), static_cast<char>(number >> 8)};
+  };
+  put(kWidth), put(kHeight);
+  bytes += {static_cast<char>(0x80U | (colorBits - 1)), 0, 0};
+  for (unsigned i = 0; i < 1U << colorBits; ++i)
+    bytes += {static_cast<char>(i), static_cast<char>(i * 7), static_cast<char>(255 - i)};
+  bytes += ',';
+  put(0), put(0), put(kWidth), put(kHeight);
+  bytes += {0, static_cast<char>(indexBits)};
+  for (std::size_t at = 0; at < data.size(); at += 255) {
+    const std::string block = data.substr(at, 255);
+    bytes += static_cast<char>(block.size()) + block;
+  }
+  return bytes + std::string("\0;", 2);
+}
+
+std::uint32_t Color(std::uint8_t index) {
+  const unsigned i = index;
+  return 0xff000000U | i << 16 | (i * 7 & 255U) << 8 | (255 - i);
+}
+
+// The first pixel that is not what its index says, or an empty text.
+std::string Trouble(const CoreDib* bitmap, const std::vector<std::uint8_t>& indices) {
+  if (bitmap == nullptr) return "no bitmap";
+  for (int i = 0; i < kWidth * kHeight; ++i) {
+    if (bitmap->GetArgb(i % kWidth, i / kWidth) != Color(indices[static_cast<std::size_t>(i)]))
+      return "pixel " + std::to_string(i);
+  }
+  return {};
+}
+
+class GifForms : public ForeignFiles {};
+
+constexpr long kDelays[] = {0, 1, 2, 3, 100, 2000, LONG_MAX};
+
+TEST_F(GifForms, ATableThatIsFullMayBeClearedAtAnyTimeOrNever) {
+  for (const unsigned bits : {2U, 3U, 5U, 8U}) {
+    const std::vector<std::uint8_t> indices = Indices(1U << bits);
+    for (const long delay : kDelays) {
+      const std::string gif = Gif(Pack(indices, bits, delay), bits, bits);
+      EXPECT_EQ(Trouble(image::Decode(gif).get(), indices), "") << bits << " bits, cleared after " << delay;
+      image::StubbornInput in(gif, gif.size());
+      EXPECT_EQ(Trouble(image::Decode(in).get(), indices), "") << bits << " bits, cleared after " << delay;
+    }
+  }
+}
+
+TEST_F(GifForms, OthersReadTheSameFilesTheSameWay) {
+  const std::vector<std::uint8_t> indices = Indices(256);
+  std::string expected;
+  for (const std::uint8_t index : indices) {
+    for (const unsigned shift : {16U, 8U, 0U}) expected += static_cast<char>(Color(index) >> shift & 255U);
+  }
+  for (const long delay : kDelays) {
+    std::ofstream(folder_ + "/a.gif", std::ios::binary) << Gif(Pack(indices, 8, delay), 8, 8);
+    EXPECT_TRUE(Run("convert a.gif -depth 8 rgb:-") == expected) << "ImageMagick, cleared after " << delay;
+    const std::string pillow =
+        Run("/usr/bin/python3 -c 'import sys, PIL.Image; "
+            "sys.stdout.buffer.write(PIL.Image.open(\"a.gif\").convert(\"RGB\").tobytes())'");
+    EXPECT_TRUE(pillow == expected) << "Pillow, cleared after " << delay;
+  }
+}
+
+// Codes of more bits than the colors need, and of a single bit's color.
+TEST_F(GifForms, TheNumberOfBitsOfAnIndexIsTheDatasOwn) {
+  const std::vector<std::uint8_t> two = Indices(2);
+  for (unsigned bits = 1; bits <= 8; ++bits) {
+    for (const long delay : {0L, 50L, LONG_MAX})
+      EXPECT_EQ(Trouble(image::Decode(Gif(Pack(two, bits, delay), bits, 1)).get(), two), "")
+          << bits << " bits, cleared after " << delay;
+  }
+}
+
+std::string Codes(const std::vector<unsigned>& codes, unsigned bits) {
+  BitWriter out;
+  for (const unsigned code : codes) out.Put(code, bits);
+  return out.Finish();
+}
+
+TEST_F(GifForms, CodesThatTheTableLacksGiveNull) {
+  const std::string whole = Pack(Indices(4), 2, 0);
+  ASSERT_NE(image::Decode(Gif(whole, 2, 2)), nullptr);
+  // 4 clears, 5 ends, 6 is the first that can be learned.
+  for (const std::vector<unsigned>& codes : std::initializer_list<std::vector<unsigned>>{
+           {}, {5}, {4, 5}, {4, 6}, {4, 4, 7}, {4, 0, 7}, {4, 0, 5}, {0, 1, 2, 3}, {6}})
+    EXPECT_EQ(image::Decode(Gif(Codes(codes, 3), 2, 2)), nullptr) << testing::PrintToString(codes);
+  for (std::size_t size = 0; size < whole.size(); size += 1 + size / 3)
+    EXPECT_EQ(image::Decode(Gif(whole.substr(0, size), 2, 2)), nullptr) << size;
+  for (const unsigned bits : {9U, 12U, 255U}) EXPECT_EQ(image::Decode(Gif(whole, bits, 2)), nullptr) << bits;
+}
+
+}  // namespace
