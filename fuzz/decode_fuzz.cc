@@ -1,5 +1,5 @@
-// One decoder over any bytes: whatever it gives has pixels, whatever it refuses leaks nothing. Each target is
-// this file with a format of its own.
+// One decoder over any bytes: whatever it gives has pixels of the depth that it told, whatever it refuses
+// leaks nothing. Each target is this file with a format of its own.
 #include <tovmx/codec.h>
 
 #include <algorithm>
@@ -18,6 +18,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   for (int i = 0; i < frames; ++i) {
     const auto bitmap = decoder->GetBitmap(i, 0, 0);
     if (bitmap == nullptr) continue;
+    if (i == 0 && bitmap->GetBitsPerPixel() != decoder->GetInfo().bitsPerPixel) __builtin_trap();
     for (std::size_t at = 0; at < bitmap->GetBufferSize(); ++at) sum += bitmap->GetBuffer()[at];
     sum += bitmap->GetArgb(bitmap->GetWidth() - 1, bitmap->GetHeight() - 1);
   }

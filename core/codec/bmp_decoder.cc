@@ -70,7 +70,7 @@ bool ReadTwoBits(CoreInputStream& stream, const BmpHeader& header, CoreDib& bitm
     if (stream.Read(row.data(), row.size()) != row.size()) return false;
     std::uint8_t* out = bitmap.GetRow(header.RowOf(i));
     for (std::size_t x = 0; x < static_cast<std::size_t>(header.width); ++x)
-      out[x] = static_cast<std::uint8_t>((row[x / 4] >> (6 - x % 4 * 2) & 3U) * step);
+      out[x] = static_cast<std::uint8_t>((unsigned{row[x / 4]} >> (6 - x % 4 * 2) & 3U) * step);
   }
   return true;
 }

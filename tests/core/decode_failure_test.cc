@@ -143,8 +143,9 @@ TEST(DecodeFailure, EachHasAName) {
 // A head of Windows of 2 by 2 pixels.
 std::string Bmp(char bits, char packing, char headSize = 40) {
   std::string bytes("BM\0\0\0\0\0\0\0\0\0\0\0\0", 14);
-  std::string head(static_cast<std::size_t>(static_cast<unsigned char>(headSize)), '\0');
+  std::string head(64, '\0');
   head[0] = headSize, head[4] = 2, head[8] = 2, head[12] = 1, head[14] = bits, head[16] = packing;
+  head.resize(static_cast<std::size_t>(headSize));
   return bytes + head + std::string(2000, '\0');
 }
 
