@@ -35,7 +35,7 @@ template <typename Visitor>
       return false;
     }
     while (level.next == level.end) {
-      if (top == around.First()) return true;
+      if (level.container == nullptr) return true;  // outside the root
       visitor.Close(*level.container);
       level = *--top;
     }
