@@ -1,5 +1,5 @@
 /// \file
-/// CoreColorSpace: which components a packed colour holds.
+/// CoreColorSpace: which components a packed color holds.
 ///
 /// Thread-safety: as an int.
 ///
@@ -11,14 +11,14 @@
 
 #include <cstdint>
 
-/// The kinds of colour space.
+/// The kinds of color space.
 enum CoreColorSpaceKind : std::uint32_t {
   kCoreColorGray = 1,  ///< one component
   kCoreColorRgb = 2,   ///< red, green, blue
   kCoreColorCmyk = 3,  ///< cyan, magenta, yellow, black
 };
 
-/// A colour space, told by its kind.
+/// A color space, told by its kind.
 struct CoreColorSpace {
   std::uint32_t kind = kCoreColorRgb;  ///< a CoreColorSpaceKind
 };
