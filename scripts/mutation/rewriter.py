@@ -2,7 +2,7 @@
 
 Only bodies of functions are looked at. Left alone: what a macro expands to, constants that the compiler must know
 (template arguments, array bounds, case labels, static and constexpr variables, what is not evaluated), member
-initializers, and calls that only reserve memory.
+initializers, and calls whose loss nobody can see.
 """
 import re
 
@@ -27,7 +27,8 @@ UNEVALUATED = {K.CXX_UNARY_EXPR, K.CXX_TYPEID_EXPR, K.SIZE_OF_PACK_EXPR, K.PACK_
 RECORDS = {T.RECORD, T.DEPENDENT, T.UNEXPOSED, T.AUTO, T.ELABORATED, T.TYPEDEF, T.INVALID}
 NUMBER = re.compile(rb"(0[xX][0-9a-fA-F']+|0[bB][01']+|[0-9][0-9']*)([uUlLzZ]*)")
 REAL = re.compile(rb"[0-9.][0-9.'eE+-]*[fFlL]?")
-RESERVING = re.compile(rb"(\.|->)(reserve|shrink_to_fit)\s*\(")
+# Calls whose loss nobody can see: memory is only reserved, an argument list ends (which does nothing on x86-64).
+UNSEEN = re.compile(rb"(\.|->)(reserve|shrink_to_fit)\s*\(|^va_end\b")
 EMPTY_RESULTS = {b"0", b"nullptr", b"{}", b"false", b"true", b"std::nullopt", b'""', b"NULL", b"std::string()"}
 
 
@@ -173,7 +174,7 @@ class Rewriter:
     def droppable(self, cursor):
         text = self.slice(cursor)
         if cursor.kind == K.CALL_EXPR:
-            return not RESERVING.search(text)
+            return not UNSEEN.search(text)
         if cursor.kind == K.BINARY_OPERATOR:
             return self.operator(cursor)[0] == "="
         if cursor.kind == K.UNARY_OPERATOR:
@@ -266,8 +267,8 @@ class Rewriter:
             other = "||" if operator == "&&" else "&&"
             # a || b is !(!a && !b), so that one operator with both sides and the result turned around is the other.
             opening = b"tovkit_mutant::Negate(@, "
-            self.add(cursor, function, [self.swapped("logical", children, operator, other)], b"(" + opening,
-                     b") != tovkit_mutant::On(@))", (start, end, b") " + operator.encode() + b" " + opening))
+            self.add(cursor, function, [self.swapped("logical", children, operator, other)], b"((" + opening,
+                     b")) != tovkit_mutant::On(@))", (start, end, b") " + operator.encode() + b" " + opening))
         elif operator in ARITHMETIC and not pointers[1]:
             self.swap(cursor, function, children, operator, start, end, (ARITHMETIC[operator],), helper)
         elif operator in BITS:
@@ -369,6 +370,8 @@ class Rewriter:
         if replaced and (replaced[0] >= replaced[1] or any(
                 low < replaced[1] and replaced[0] < high for low, high in self.macros)):
             return
+        if replaced:  # every line stays where it is
+            replaced = (*replaced[:2], replaced[2] + b"\n" * self.text.count(b"\n", *replaced[:2]))
         self.seen.add((start, end, prefix))
         location = cursor.extent.start
         self.sites.append(Site(start, end, location.line, location.column, function.name, function.constant, faults,
