@@ -135,7 +135,8 @@ class Rewriter:
             return
         for child in cursor.get_children():
             start = child.extent.start.offset
-            if not child.kind.is_expression() or start <= cursor.location.offset:
+            # A constructor's call begins where the name does.
+            if not child.kind.is_expression() or start < cursor.location.offset:
                 continue
             if self.text[:start].rstrip().endswith(b"[") and child.kind != K.LAMBDA_EXPR:
                 continue  # the bound of an array

@@ -16,7 +16,10 @@ class Schemata:
 
     def __init__(self, root, work, found):
         self.root, self.work = root, os.path.join(work, "sources")
-        self.sites = {path: list(sites) for path, sites in found.items() if sites}
+        # Headers first, and each file from a round number on: what was compiled before keeps its numbers, and its place
+        # in the compiler's cache, when another file changes.
+        paths = sorted(found, key=lambda path: (not path.endswith(".h"), path))
+        self.sites = {path: list(found[path]) for path in paths if found[path]}
         self.texts, self.ranges = {}, {}
         self.left_out = []  # (path, site) that do not compile
         number = 1
@@ -24,6 +27,7 @@ class Schemata:
             for site in sites:
                 site.first = number
                 number += len(site.faults)
+            number = -(-number // 100) * 100
         self.end = number
 
     def write(self):

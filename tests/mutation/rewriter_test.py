@@ -47,6 +47,10 @@ class OperatorTest(unittest.TestCase):
         self.assertIn(("relation", "s == t", "s != t"),
                       faults("#include <string>\nbool f(std::string s, std::string t) { return s == t; }"))
 
+    def test_arguments_of_a_variables_constructor(self):
+        source = "struct S { S(int, bool); };\nvoid f(int a) { S s(a + 1, true); S t{a, a < 2}; (void)s; (void)t; }"
+        self.assertEqual([fault[2] for fault in faults(source)], ["a - 1", "0", "false", "a <= 2", "a >= 2", "2 + 1"])
+
     def test_lambdas_and_templates_are_looked_into(self):
         self.assertIn(("x < 2", "x <= 2"), in_body("auto l = [](int x) { return x < 2; }; g(l(a));"))
         self.assertIn(("relation", "a < b", "a <= b"), faults("template <class T> bool f(T a, T b) { return a < b; }"))
