@@ -300,7 +300,7 @@ class Rewriter:
         text = self.slice(cursor)
         operand = list(cursor.get_children())[0]
         shown, inner = plain(text), plain(self.slice(operand))
-        if text.startswith(b"!"):
+        if text.startswith(b"!") and not self.rewritten(cursor):
             self.add(cursor, function, [Fault("negated condition", shown, inner)], b"tovkit_mutant::Negate(@, ", b")")
         elif text.startswith(b"~"):
             self.add(cursor, function, [Fault("bits", shown, inner)], b"tovkit_mutant::Complement(@, ", b")")
@@ -331,14 +331,19 @@ class Rewriter:
 
     def bare(self, cursor, parentheses=False):
         """The expression without what the compiler wraps around it."""
-        while cursor.kind == K.UNEXPOSED_EXPR or (parentheses and cursor.kind == K.PAREN_EXPR):
+        while cursor.kind == K.UNEXPOSED_EXPR or (parentheses and cursor.kind == K.PAREN_EXPR) or self.rewritten(cursor):
             children = list(cursor.get_children())
             if len(children) != 1 or not children[0].kind.is_expression():
                 break
-            if cursor.kind == K.UNEXPOSED_EXPR and children[0].extent != cursor.extent:
+            wraps = children[0].extent == cursor.extent or self.rewritten(children[0])
+            if cursor.kind == K.UNEXPOSED_EXPR and not wraps:
                 break
             cursor = children[0]
         return cursor
+
+    def rewritten(self, cursor):
+        """Whether the compiler made !(a == b) of a != b: its negation seems to begin at the operator."""
+        return cursor.kind == K.UNARY_OPERATOR and self.slice(cursor).startswith(b"!=")
 
     def between(self, left, right):
         return COMMENT.sub(b" ", self.text[left.extent.end.offset:right.extent.start.offset]).strip()

@@ -47,6 +47,10 @@ class OperatorTest(unittest.TestCase):
         self.assertIn(("relation", "s == t", "s != t"),
                       faults("#include <string>\nbool f(std::string s, std::string t) { return s == t; }"))
 
+    def test_an_inequality_that_the_compiler_makes_of_an_equality(self):
+        self.assertEqual(faults("#include <memory>\nbool f(std::unique_ptr<int>& p) { return p != nullptr; }"),
+                         [("relation", "p != nullptr", "p == nullptr")])
+
     def test_arguments_of_a_variables_constructor(self):
         source = "struct S { S(int, bool); };\nvoid f(int a) { S s(a + 1, true); S t{a, a < 2}; (void)s; (void)t; }"
         self.assertEqual([fault[2] for fault in faults(source)], ["a - 1", "0", "false", "a <= 2", "a >= 2", "2 + 1"])
