@@ -84,14 +84,12 @@ def prepare(options, found):
     tests = suite.list_tests(BUILD)
     boxes.freeze(out)
     sandbox = boxes.Sandbox(ROOT, os.path.join(BUILD, "tests"), out)
-    traced, failed = reach.trace_all(tests, sandbox, out, scheme.end, options.jobs)
+    useful, together, failed = reach.trace_all(tests, sandbox, out, scheme.end, options.jobs)
     for name, output in sorted(failed.items()):
         say(f"Fails without any fault, so it is not used: {name}\n{output[-600:]}")
-    if not traced:
+    if len(failed) == len(tests):
         raise RuntimeError("no test passes in the sandbox")
-    useful = [test for test in traced if test.reaches]
-    together = reach.share_processes(useful, sandbox, options.jobs)
-    say(f"Traced {len(traced)} tests in {time.monotonic() - start:.0f} s; {len(useful)} reach a fault")
+    say(f"Traced {len(tests)} tests in {time.monotonic() - start:.0f} s; {len(useful)} reach a fault")
     return scheme, trial.Trial(useful, together, sandbox)
 
 

@@ -1,6 +1,7 @@
 """Tests as ctest lists them, what they reach, and how a fault is tried."""
 import io
 import json
+import tempfile
 import unittest
 
 import support
@@ -68,6 +69,52 @@ class FakeSandbox:
         failing = self.script.get(number, {})
         hit = [failing[name] for name in names if name in failing]
         return (hit[0] if hit else 0), "", 0.1
+
+
+class MappedSandbox:
+    """Writes into the map what `reached` says of each test; tests of `lonely` fail when they are not alone."""
+
+    def __init__(self, reached, lonely=()):
+        self.reached, self.lonely, self.runs = reached, lonely, []
+
+    def run(self, command, _folder, environment, _wall, _cpu, **_more):
+        names = command[1].removeprefix("--gtest_filter=").split(":")
+        self.runs.append(names)
+        with open(environment["TOVKIT_MUTANT_MAP"], "r+b") as content:
+            for number in set().union(*(self.reached[name] for name in names)):
+                content.seek(number)
+                content.write(b"\1")
+        return int(len(names) > 1 and any(name in self.lonely for name in names)), "output", 0.5
+
+
+class ReachTest(unittest.TestCase):
+    def trace(self, tests, sandbox):
+        with tempfile.TemporaryDirectory() as folder:
+            return support.reach.trace_all(tests, sandbox, folder, 10, 1)
+
+    def test_each_test_has_what_it_reaches(self):
+        tests = [test("A.a"), test("A.b"), test("A.c")]
+        useful, together, failed = self.trace(tests, MappedSandbox({"A.a": {1, 2}, "A.b": set(), "A.c": {9}}))
+        self.assertEqual({each.name: each.reaches for each in useful}, {"A.a": {1, 2}, "A.c": {9}})
+        self.assertEqual((together, failed), ({tests[0].group}, {}))
+
+    def test_programs_that_reach_nothing_run_once(self):
+        sandbox = MappedSandbox({"A.a": {}, "A.b": {}})
+        self.assertEqual(self.trace([test("A.a"), test("A.b")], sandbox)[0], [])
+        self.assertEqual(sandbox.runs, [["A.a", "A.b"]])
+
+    def test_tests_that_fail_together_are_traced_and_stay_apart(self):
+        tests = [test("A.a"), test("A.b")]
+        useful, together, failed = self.trace(tests, MappedSandbox({"A.a": {1}, "A.b": {2}}, ["A.b"]))
+        self.assertEqual((len(useful), together, failed), (2, set(), {}))
+
+    def test_a_test_that_fails_is_not_used(self):
+        class Failing(MappedSandbox):
+            def run(self, *arguments, **more):
+                super().run(*arguments, **more)
+                return 1, "why", 0.5
+        useful, _, failed = self.trace([test("A.a"), test("A.b")], Failing({"A.a": {1}, "A.b": {2}}))
+        self.assertEqual((useful, failed), ([], {"A.a": "why", "A.b": "why"}))
 
 
 def fault(number):
