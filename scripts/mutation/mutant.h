@@ -1,11 +1,12 @@
-// Faults that an environment variable chooses at run time. scripts/mutate puts an include of this header, and calls of
-// what it holds, into copies of the sources; the sources themselves never see it.
+// Faults that an environment variable chooses at run time. scripts/mutate puts an include of this header, and
+// calls of what it holds, into copies of the sources; the sources themselves never see it.
 //
 //   TOVKIT_MUTANT=N         fault N is in force
-//   TOVKIT_MUTANT_MAP=FILE  byte N of the file becomes 1 when the place of fault N is reached; no fault is in force
+//   TOVKIT_MUTANT_MAP=FILE  byte N of the file becomes 1 when the place of fault N is reached; no fault is in
+//   force
 //
-// Every shared object and program has a state of its own, set before its static initializers run. Nothing of the C
-// library is called or included: tests put their own functions before those.
+// Every shared object and program has a state of its own, set before its static initializers run. Nothing of
+// the C library is called or included: tests put their own functions before those.
 #pragma once
 #pragma GCC system_header
 
@@ -47,7 +48,7 @@
 namespace tovkit_mutant {
 
 struct State {
-  unsigned low;   // the faults low, low + 1, ... low + span - 1 are looked at when they are met
+  unsigned low;  // the faults low, low + 1, ... low + span - 1 are looked at when they are met
   unsigned span;
   unsigned char* map;
 };
@@ -82,7 +83,8 @@ inline const char* Find(char** environment, const char* name) {
 inline void ReadEnvironment(char** environment) {
   if (state.span != 0) return;
   if (const char* path = Find(environment, "TOVKIT_MUTANT_MAP")) {
-    constexpr long kOpen = 2, kClose = 3, kSeek = 8, kMap = 9, kReadWrite = 2, kCloseOnExec = 02000000, kToEnd = 2;
+    constexpr long kOpen = 2, kClose = 3, kSeek = 8, kMap = 9, kReadWrite = 2, kCloseOnExec = 02000000,
+                   kToEnd = 2;
     const long file = Call(kOpen, reinterpret_cast<long>(path), kReadWrite | kCloseOnExec, 0);
     if (file < 0) return;
     const long size = Call(kSeek, file, 0, kToEnd);
@@ -93,7 +95,8 @@ inline void ReadEnvironment(char** environment) {
     state.span = static_cast<unsigned>(size);
   } else if (const char* digits = Find(environment, "TOVKIT_MUTANT")) {
     unsigned number = 0;
-    for (; *digits >= '0' && *digits <= '9'; ++digits) number = number * 10 + static_cast<unsigned>(*digits - '0');
+    for (; *digits >= '0' && *digits <= '9'; ++digits)
+      number = number * 10 + static_cast<unsigned>(*digits - '0');
     state.low = number;
     state.span = 1;
   }
@@ -119,7 +122,8 @@ TOVKIT_MUTANT_INLINE bool Live(unsigned n) {
 // Whether fault `n` is in force; never where the compiler computes.
 TOVKIT_MUTANT_INLINE constexpr bool On(unsigned n) { return !__builtin_is_constant_evaluated() && Live(n); }
 
-// The number of a fault where the compiler must not compute: an expression that has to be constant does not compile.
+// The number of a fault where the compiler must not compute: an expression that has to be constant does not
+// compile.
 TOVKIT_MUTANT_INLINE unsigned Id(unsigned n) { return n; }
 
 enum Operator { kLt, kLe, kGt, kGe, kEq, kNe, kAdd, kSub, kMul, kDiv, kRem, kAnd, kOr, kXor, kShl, kShr };
