@@ -13,7 +13,7 @@
 #include <cstdlib>
 #include <cstring>
 
-namespace tovkit {
+namespace base {
 
 [[noreturn]] inline void FailOnOverflow(std::size_t needed, std::size_t capacity) {
   std::fprintf(stderr, "tovkit: a text of %zu bytes does not fit a buffer of %zu bytes\n", needed, capacity);
@@ -51,4 +51,4 @@ class FixedBuffer {
   char bytes_[Capacity] = {};
 };
 
-}  // namespace tovkit
+}  // namespace base

@@ -10,7 +10,7 @@
 #include <cstdlib>
 #include <cstring>
 
-namespace tovkit {
+namespace base {
 
 enum class SimdLevel { kScalar, kAvx2, kAvx512 };  // with BMI1; with F, BW, VL and VBMI
 
@@ -46,4 +46,4 @@ inline SimdLevel ChosenSimdLevel() {
   return chosen;
 }
 
-}  // namespace tovkit
+}  // namespace base

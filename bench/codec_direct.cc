@@ -230,12 +230,12 @@ std::string EncodeGif(const std::uint8_t* indices, int width, int height, int fr
         return size;
       },
       &error);
-  GifColorType greys[256];
+  GifColorType grays[256];
   for (int i = 0; i < 256; ++i) {
     const auto level = static_cast<GifByteType>(i);
-    greys[i] = {level, level, level};
+    grays[i] = {level, level, level};
   }
-  ColorMapObject* map = GifMakeMapObject(256, greys);
+  ColorMapObject* map = GifMakeMapObject(256, grays);
   EGifSetGifVersion(gif, true);
   EGifPutScreenDesc(gif, width, height, 8, 0, map);
   std::vector<GifPixelType> row(static_cast<std::size_t>(width));

@@ -40,7 +40,7 @@ std::uint8_t DecodeJpeg2000(const std::string& bytes, int width, int height);
 std::string EncodeG4(const std::uint8_t* bits, int width, int height);
 std::uint8_t DecodeG4(const std::string& bytes, int width, int height);
 
-// A GIF of `frames` frames that fill the canvas, each pixel an index into 256 greys. Decoding gives the
+// A GIF of `frames` frames that fill the canvas, each pixel an index into 256 grays. Decoding gives the
 // indices of the first frame.
 std::string EncodeGif(const std::uint8_t* indices, int width, int height, int frames);
 std::uint8_t DecodeGif(const std::string& bytes, int width, int height);

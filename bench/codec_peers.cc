@@ -17,7 +17,7 @@ namespace {
 
 bool IsWebp(const std::string& format) { return format == "WEBP" || format == "WEBP_LOSSLESS"; }
 
-// Its TIFF has LZW without a predictor, its JPEG stores colour at half size whatever the quality.
+// Its TIFF has LZW without a predictor, its JPEG stores color at half size whatever the quality.
 void SetQuality(QImageWriter& writer, const std::string& format) {
   if (format == "JPEG") writer.setQuality(90);
   if (format == "WEBP") writer.setQuality(80);

@@ -8,8 +8,8 @@ namespace tovkit {
 
 namespace {
 
-// Which bytes of its 32 bits a colour fills, each by the bit it begins at, and from how many components. The
-// last component fills the bytes that remain: grey stands in three.
+// Which bytes of its 32 bits a color fills, each by the bit it begins at, and from how many components. The
+// last component fills the bytes that remain: gray stands in three.
 struct ColorLayout {
   int components;
   int bytes;
@@ -33,8 +33,7 @@ const ColorLayout* LayoutOf(const CoreColorSpace& space) {
   }
 }
 
-// Components are not masked: one that does not fit its byte reaches into the others. Kept: packed values are
-// compared.
+// Compatibility: components are not masked: one that does not fit its byte reaches into the others.
 bool Pack(const SharedPtr<const JsonValue>& value, const ColorLayout& layout, unsigned& color) {
   if (!IsArray(value)) return false;
   std::uint32_t packed = 0;

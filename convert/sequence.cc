@@ -62,7 +62,7 @@ SharedPtr<JsonValue> FromStringList(const CoreStringList<S>& source) {
   return array;
 }
 
-// Both readers go one element beyond the last, which gives the default. Kept: callers drop the last element.
+// Compatibility: both readers go one element beyond the last, which gives the default.
 
 // As Add() for each element: an element that finds no memory is skipped, and the array grows by its own
 // steps. But the room between two steps is filled at once, without taking the mutex for every element.

@@ -9,7 +9,7 @@ namespace tovkit {
 
 // Gives what `rule` makes of the stored value in its own type (std::int32_t, std::uint32_t, float, double,
 // const char* or bool), or `fallback` for the kinds that do not convert and for an empty handle. Integers
-// outside both 32-bit ranges are among those; kept: callers read them through JsonValue.
+// outside both 32-bit ranges are among those.
 template <typename Result, typename Rule>
 Result ConvertStored(const SharedPtr<const JsonValue>& value, Result fallback, const Rule& rule) {
   if (!value) return fallback;

@@ -13,23 +13,23 @@ struct TextRule {
   int precision;
 
   CoreString operator()(std::int32_t number) const {
-    FixedBuffer<50> text;
+    base::FixedBuffer<50> text;
     text.Format("%d", number);
     return text.text();
   }
 
-  // As a signed number; kept: the texts are compared with stored ones.
+  // Compatibility: as a signed number.
   CoreString operator()(std::uint32_t number) const { return (*this)(static_cast<std::int32_t>(number)); }
 
   CoreString operator()(double number) const {
-    FixedBuffer<64> text;
+    base::FixedBuffer<64> text;
     if (precision <= 0) {
       text.Format("%f", number);
       return text.text();
     }
     // printf would work in memory of the precision's size before it finds that the text does not fit.
     const auto decimals = static_cast<std::size_t>(precision);
-    if (decimals >= text.capacity() && std::isfinite(number)) FailOnOverflow(decimals + 2, text.capacity());
+    if (decimals >= text.capacity() && std::isfinite(number)) base::FailOnOverflow(decimals + 2, text.capacity());
     text.Format("%0.*f", precision, number);
     return text.text();
   }

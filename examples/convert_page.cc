@@ -1,4 +1,4 @@
-// Takes numbers, a box, colours and a list out of a JSON document, and puts a box and a colour back.
+// Takes numbers, a box, colors and a list out of a JSON document, and puts a box and a color back.
 #include <tovkit/convert.h>
 
 #include <cstdio>

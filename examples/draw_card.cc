@@ -25,7 +25,7 @@ int main(int argc, char** argv) {
       return 1;
     }
   }
-  DeleteRectDib(&card, {400, 0, 440, 40});  // blanked to white, the brightest colour
+  DeleteRectDib(&card, {400, 0, 440, 40});  // blanked to white, the brightest color
 
   CoreFileOutputStream out(path);
   if (ImageEncode(&card, kCoreImagePng, &out) == 0 || !out.Close()) {

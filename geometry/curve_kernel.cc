@@ -24,7 +24,7 @@ const CurveKernel kBaselineCurveKernel = CurveKernelOf<BaselineLanes>::kKernel;
 
 const CurveKernel& ActiveCurveKernel() {
   static const CurveKernel* const kernels[] = {&kBaselineCurveKernel, &kAvx2CurveKernel, &kAvx512CurveKernel};
-  static const CurveKernel& active = *kernels[static_cast<int>(ChosenSimdLevel())];
+  static const CurveKernel& active = *kernels[static_cast<int>(base::ChosenSimdLevel())];
   return active;
 }
 

@@ -8,7 +8,7 @@
 
 namespace tovkit {
 
-// One coordinate of the samples. One more value than are sampled is written, so that neighbours can be
+// One coordinate of the samples. One more value than are sampled is written, so that neighbors can be
 // compared.
 struct alignas(64) SampleRow {
   float value[kPaddedSamples + 1];
@@ -24,7 +24,7 @@ struct CurveKernel {
   float (*smallestSquare)(const SampleRow& rowX, const SampleRow& rowY, float x, float y);
 
   // Whether the values cross `at`: the nearest above and the nearest below are closer together than the
-  // largest step between neighbours.
+  // largest step between neighbors.
   bool (*crosses)(const SampleRow& row, float at);
 
   // Splits the samples into those with `at` >= side and the others, and looks at the values `along` in each

@@ -74,7 +74,7 @@ struct CurveKernelOf {
     return Least(Lanes::Fold(least));
   }
 
-  // The negated largest step between neighbours, with `least` the one so far.
+  // The negated largest step between neighbors, with `least` the one so far.
   static Floats Step(const SampleRow& row, int k, Floats v, Floats least) {
     const Floats forward = Load<Floats>(row.value + k + 1) - v;
     return Smaller(forward, Smaller(-forward, least));

@@ -23,7 +23,7 @@ int FillByte(const CoreDib& bitmap) {
   return fill;
 }
 
-// Cuts a normalised rectangle to the rows and to the padded row. The products take 64 bits: a bitmap is never
+// Cuts a normalized rectangle to the rows and to the padded row. The products take 64 bits: a bitmap is never
 // as wide as an int can be.
 void Clamp(CoreRect& rect, const CoreDib& bitmap, int bytesPerPixel) {
   for (int* edge : {&rect.left, &rect.top, &rect.right, &rect.bottom}) *edge = std::max(*edge, 0);
@@ -62,7 +62,7 @@ bool DeleteRectDib(CoreDib* bitmap, CoreRect rect) {
              static_cast<std::size_t>(rect.right) * size, FillByte(*bitmap));
     return true;
   }
-  // Kept coarse: callers rely on whole bytes of 0. Clamp did not bound the columns here, the row does.
+  // Compatibility: whole bytes of 0. Clamp did not bound the columns here, the row does.
   const auto stride = static_cast<std::size_t>(bitmap->GetStride());
   FillRows(*bitmap, rect.top, rect.bottom, std::min(static_cast<std::size_t>(rect.left) / 8, stride),
            std::min(static_cast<std::size_t>(rect.right) / 8, stride), 0);

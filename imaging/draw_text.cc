@@ -41,7 +41,7 @@ FontSettings ReadFont(const JsonValue& font) {
   return settings;
 }
 
-// Opaque 0xFFRRGGBB from a packed colour, whose red is the lowest byte. A text that is no colour is black.
+// Opaque 0xFFRRGGBB from a packed color, whose red is the lowest byte. A text that is no color is black.
 std::uint32_t DeviceColor(const char* text) {
   std::uint32_t packed = 0;
   std::uint32_t kind = 0;
@@ -72,7 +72,7 @@ bool DrawTextOnDevice(CoreDevice* device, SharedPtr<const JsonValue> description
   fonts.LoadFont(name.c_str(), name.c_str(), kCoreFontAny, settings.bold ? kBold : kRegular, settings.italic);
   const auto size = static_cast<float>(settings.size);
   CoreMatrix place;
-  place.Translate(deltaX, deltaY + size);  // the points are added as they are: kept, descriptions count on it
+  place.Translate(deltaX, deltaY + size);  // Compatibility: points, added as they are
   device->DrawText(text.c_str(), text.GetLength(), fonts, place, color, size / 72.0f * 96.0f);
   device->EndText();
   device->Flush();

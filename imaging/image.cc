@@ -22,7 +22,7 @@ CoreDib* ImageDecode(CoreInputStream* stream) {
 
 bool ColorToText(const std::uint32_t& color, const std::uint32_t& kind, std::string& text) {
   if (kind != kCoreColorRgb) return false;
-  FixedBuffer<20> buffer;
+  base::FixedBuffer<20> buffer;
   buffer.Format("#%02X%02X%02X", color & 0xffU, color >> 8 & 0xffU, color >> 16 & 0xffU);
   text = buffer.text();
   return true;

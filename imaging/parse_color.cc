@@ -21,8 +21,9 @@ int HexDigit(char c) {
   return kNoDigit;
 }
 
-// A byte, or all ones (above the low half-byte, or everywhere) for a character that is no digit. The extra
-// ones spill into the bytes above: kept, callers recognise a broken colour by them.
+// A byte, or all ones (above the low half-byte, or everywhere) for a character that is no digit.
+//
+// Compatibility: the extra ones spill into the bytes above.
 std::uint32_t HexPair(const char* text) {
   constexpr std::uint32_t kBadHigh = 0xFFFFFFF0;  // -16
   constexpr std::uint32_t kBadLow = 0xFFFFFFFF;   // -1

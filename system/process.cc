@@ -67,7 +67,7 @@ void Process::setWorkingDirectory(const char* directory) {
 
 bool Process::start(const char* path, int argc, const char* const* argv) {
   if (IsEmpty(path) || (argc >= 1 && argv == nullptr)) return false;
-  // Kept: only the moment of starting is refused. Supervisors start the next child without waiting.
+  // Compatibility: only the moment of starting is refused, not a running child.
   if (fields.state == Starting) {
     std::printf("this process is already runing.\n");
     return false;

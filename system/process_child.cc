@@ -28,7 +28,7 @@ bool Process::unixStart() {
   if (fields.path == nullptr) return false;
   const pid_t child = fork();
   if (child == -1) {
-    // Kept: the text names vfork, and log filters look for it.
+    // Compatibility: the text names vfork.
     std::printf("vfork fail, errno=%d, errmsg=%s\n", errno, std::strerror(errno));
     return false;
   }
@@ -43,7 +43,8 @@ bool Process::unixStart() {
   return executeInChild();
 }
 
-// Kept: only stdoutFd is tested. A stderrFd that is no descriptor leaves the child without standard error.
+// Compatibility: only stdoutFd is tested. A stderrFd that is no descriptor leaves the child without standard
+// error.
 void Process::redirectOutput() const {
   if (fields.stdoutFd <= 0) return;
   ReplaceDescriptor(fields.stdoutFd, STDOUT_FILENO);
@@ -69,8 +70,8 @@ bool Process::executeInChild() {
   }
   line << "PROC-ERROR: execv fail, errno=" << error << ", errmsg=" << ErrorText{error} << "\n";
   line.WriteTo(STDOUT_FILENO);
-  // Kept: the exit code is 0. _exit, because exit would run the parent's exit handlers here and write what
-  // the parent's streams hold a second time.
+  // Compatibility: the exit code is 0. _exit, because exit would run the parent's exit handlers here and
+  // write what the parent's streams hold a second time.
   _exit(0);
 }
 

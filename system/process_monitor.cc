@@ -27,8 +27,8 @@ long ToNumber(const char* text) { return std::strtol(text, nullptr, 10); }
 
 bool IsProcessEntry(const char* name) { return name[0] >= '0' && name[0] <= '9'; }
 
-// One call changes one field: the bits are alternatives, and callers rely on the first one winning. The
-// fields may be sampled by a loop at the same time.
+// Compatibility: one call changes one field, that of the first bit. The fields may be sampled by a loop at
+// the same time.
 int Apply(PROC_INFO_DATA* record, const PROC_INFO_DATA& info, int mask) {
   if (record == nullptr) return 1;
   if ((mask & kUpdateMonitored) != 0) {
@@ -82,7 +82,7 @@ ProcessMonitor::~ProcessMonitor() = default;
 
 void ProcessMonitor::setStatusKey(const char* key) {
   if (key == nullptr) return;
-  FixedBuffer<sizeof statusKey> copy;
+  base::FixedBuffer<sizeof statusKey> copy;
   copy.Copy(key);
   std::memcpy(statusKey, copy.text(), sizeof statusKey);
 }
@@ -95,7 +95,7 @@ void SetStatusKeyOfPlainChar(ProcessMonitor* monitor, char* key) { monitor->setS
 
 int ProcessMonitor::readStatusValue(long pid, const char* key, char* out) {
   if (key == nullptr || out == nullptr) return -1;
-  FixedBuffer<256> path;
+  base::FixedBuffer<256> path;
   path.Format("/proc/%ld/status", pid);
   // The whole file fits: one read in place of one a kilobyte, and no allocation. Outlives the file.
   char stream[4096];
@@ -129,7 +129,7 @@ int ProcessMonitor::scan(std::deque<PROC_INFO_DATA>& out) {
     record.lastMem = ToNumber(value);
     record.valid = true;
   }
-  // Kept open on purpose: users of the monitor know that a scan costs them a descriptor.
+  // Compatibility: the directory stays open; a scan costs a descriptor.
   return 0;
 }
 
@@ -205,7 +205,7 @@ void ProcessMonitor::monitorLoop() {
     char value[256] = {};
     for (PROC_INFO_DATA& record : records) {
       if (!LoadShared(record.monitored)) continue;
-      // After a failed read the value of the record before still stands; kept as users of the lines know it.
+      // Compatibility: after a failed read the value of the record before still stands.
       readStatusValue(record.pid, statusKey, value);
       TakeSample(record, ToNumber(value));
     }

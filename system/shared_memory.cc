@@ -57,7 +57,7 @@ struct SharedMemory::State {
     return false;
   }
   bool FailFlags(unsigned flags) {
-    FixedBuffer<1024> message;
+    base::FixedBuffer<1024> message;
     message.Format("Invalid permission flag(%d)", static_cast<int>(flags));
     return Fail(message.text());
   }
@@ -65,7 +65,7 @@ struct SharedMemory::State {
   bool FailCall(const char* action) {
     const int code = errno;
     const char* const words = std::strerror(code);
-    FixedBuffer<1024> message;
+    base::FixedBuffer<1024> message;
     message.Format("%s shared memory error, errno=%d, errmsg=%s", action, code,
                    words != nullptr ? words : "");
     return Fail(message.text());
@@ -118,8 +118,7 @@ bool SharedMemory::Attach(unsigned flags) {
   const bool reads = (flags & kSharedMemoryRead) != 0;
   const bool writes = (flags & kSharedMemoryWrite) != 0;
   if (!reads && !writes) return state->FailFlags(flags);
-  // Write alone attaches read-only and read alone asks for both; kept: programs pass the flags with this
-  // meaning.
+  // Compatibility: write alone attaches read-only, and read alone for both.
   const int attachFlags = writes && !reads ? SHM_RDONLY : 0;
   const int id = shmget(state->ipcKey(), 0, writes ? kReadWriteMode : kReadMode);
   if (id < 0) return state->FailCall("shmget");

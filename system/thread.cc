@@ -22,7 +22,7 @@ void Thread::start() {
   const pthread_t before = fields.tid;
   if (pthread_create(&fields.tid, &attributes, &Thread::threadEntry, this) != 0) fields.tid = before;
   pthread_attr_destroy(&attributes);
-  // Kept: set last and whatever pthread_create said. Callers poll isRunning() right after start().
+  // Compatibility: set last, whatever pthread_create returned.
   StoreShared(fields.running, true);
 }
 
@@ -39,8 +39,8 @@ bool Thread::wait(unsigned milliseconds) {
   if (!isRunning()) return true;
   timeval now{};
   gettimeofday(&now, nullptr);
-  // Kept: the rest below a second counts as microseconds and the sum is not carried into the seconds, so that
-  // it can be an invalid time. Time-outs out in the field are tuned to this.
+  // Compatibility: the rest below a second counts as microseconds and the sum is not carried into the
+  // seconds, so that it can be an invalid time. Time-outs out in the field are tuned to this.
   timespec deadline{};
   deadline.tv_sec = now.tv_sec + static_cast<time_t>(milliseconds / 1000);
   deadline.tv_nsec = now.tv_usec * 1000 + static_cast<long>(milliseconds % 1000) * 1000;

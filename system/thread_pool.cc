@@ -66,10 +66,10 @@ int ThreadPool::init(int count) {
   if (hasWorkers()) return -1;
   // New workers wait at the lock until the pool is whole.
   pthread_mutex_lock(&lock);
-  const char* trouble = startWorkers(count < kFewestWorkers ? kFewestWorkers : count);
+  const char* error = startWorkers(count < kFewestWorkers ? kFewestWorkers : count);
   pthread_mutex_unlock(&lock);
-  if (trouble == nullptr) return 0;
-  std::fputs(trouble, stdout);
+  if (error == nullptr) return 0;
+  std::fputs(error, stdout);
   return -1;
 }
 

@@ -80,8 +80,8 @@ void WatchRegistry::Add(WatchedMutex* mutex) {
     gate.Leave();
     throw;
   }
-  // Kept: without a watchdog the registry stays locked and the gate occupied. A process whose mutexes cannot
-  // be watched is to stand still rather than go on unwatched.
+  // Compatibility: without a watchdog the registry stays locked and the gate occupied. A process whose
+  // mutexes cannot be watched is to stand still rather than go on unwatched.
   if (!StartWatchdog()) return;
   registry->registryMutex.unlock();
   gate.Leave();

@@ -17,7 +17,7 @@ const std::string kAlphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvw
 constexpr char kPadding = '=';
 
 const Base64Kernels& Kernels() {
-  static const Base64Kernels& kernels = Base64KernelsFor(ChosenSimdLevel());
+  static const Base64Kernels& kernels = Base64KernelsFor(base::ChosenSimdLevel());
   return kernels;
 }
 

@@ -22,11 +22,11 @@ extern const Base64Kernels kBase64Avx2;
 extern const Base64Kernels kBase64Avx512;
 
 // The kernels of a level that the machine supports.
-inline const Base64Kernels& Base64KernelsFor(SimdLevel level) {
+inline const Base64Kernels& Base64KernelsFor(base::SimdLevel level) {
   switch (level) {
-    case SimdLevel::kAvx512:
+    case base::SimdLevel::kAvx512:
       return kBase64Avx512;
-    case SimdLevel::kAvx2:
+    case base::SimdLevel::kAvx2:
       return kBase64Avx2;
     default:
       return kBase64Scalar;

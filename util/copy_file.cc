@@ -37,7 +37,7 @@ void CopyFile(const char* source, const char* target) {
   std::size_t count = 0;
   do {
     count = std::fread(block, 1, kBlock, in.get());
-    if (count > 0) std::fwrite(block, count, 1, out.get());  // kept: a failed write goes unnoticed
+    if (count > 0) std::fwrite(block, count, 1, out.get());  // Compatibility: a failed write goes unnoticed
   } while (count == kBlock);
 }
 

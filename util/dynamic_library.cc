@@ -53,8 +53,7 @@ DynamicLibrary& DynamicLibrary::operator=(DynamicLibrary&& other) noexcept {
 
 bool DynamicLibrary::Load() {
   record->error.clear();
-  record->handle =
-      dlopen(record->path.c_str(), RTLD_LAZY);  // kept: an earlier handle is forgotten, not closed
+  record->handle = dlopen(record->path.c_str(), RTLD_LAZY);  // Compatibility: an earlier handle is forgotten
   if (!IsLoaded()) {
     if (const char* text = dlerror()) record->error = text;
   }
@@ -72,12 +71,12 @@ void* DynamicLibrary::Resolve(const char* symbol) {
   if (symbol == nullptr || *symbol == '\0') return nullptr;
   record->error.clear();
   if (!IsLoaded()) {
-    record->error = "Library not load";  // kept: callers compare the text
+    record->error = "Library not load";  // Compatibility: the text
     return nullptr;
   }
   void* address = dlsym(record->handle, symbol);
   if (address == nullptr) {
-    FixedBuffer<1024> message;
+    base::FixedBuffer<1024> message;
     message.Format("\"%s\" not found in library \"%s\"", symbol, GetName());
     record->error = message.text();
   }

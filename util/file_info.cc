@@ -61,7 +61,7 @@ bool FileInfo::IsDirectory() const { return status != nullptr && S_ISDIR(status-
 bool FileInfo::IsFile() const { return status != nullptr && S_ISREG(status->st_mode); }
 bool FileInfo::Exists() const { return status != nullptr; }
 
-// Kept: the owner's bits tell, whoever asks.
+// Compatibility: the owner's bits tell, whoever asks.
 bool FileInfo::IsReadable() const { return status != nullptr && (status->st_mode & S_IRUSR) != 0; }
 bool FileInfo::IsWritable() const { return status != nullptr && (status->st_mode & S_IWUSR) != 0; }
 

@@ -13,7 +13,7 @@ namespace tovkit {
 
 namespace {
 
-using ModulePath = FixedBuffer<10240>;
+using ModulePath = base::FixedBuffer<10240>;
 
 // The text up to and including its last '/', in UTF-8.
 CoreString DirectoryOf(std::string_view path) {
@@ -21,8 +21,8 @@ CoreString DirectoryOf(std::string_view path) {
   return LocalToUtf8(directory.c_str(), -1).c_str();
 }
 
-// Kept: the last occurrence of the name must begin the last component, so a file name that holds it twice
-// does not match.
+// Compatibility: the last occurrence of the name must begin the last component, so a file name that holds it
+// twice does not match.
 bool LastComponentBegins(std::string_view path, std::string_view name) {
   const std::size_t separator = path.rfind('/');
   return separator != std::string_view::npos && path.rfind(name) == separator + 1;

@@ -42,20 +42,20 @@ const char* GetFileExtension(const char* path, int len) {
 const char* GetFileNamePart(const char* path, int len) {
   const std::string_view text = View(path, len);
   const std::size_t separator = LastSeparator(text);
-  // Kept: a bare name gives "", callers take that to mean "no directory given".
+  // Compatibility: a bare name gives "", which means "no directory given".
   return separator == kNone ? "" : text.data() + separator + 1;
 }
 
 CoreString GetFileName(const char* path, int len) {
   const std::string_view text = View(path, len);
-  if (text.empty()) return {path, -1};  // kept: a length of 0 gives the whole text
+  if (text.empty()) return {path, -1};  // Compatibility: a length of 0 gives the whole text
 
   const std::size_t separator = LastSeparator(text);
   const std::size_t first = separator == kNone ? 0 : separator + 1;
   const std::string_view component = text.substr(first);
   const std::size_t dot = component.rfind('.');
   if (dot != kNone) return TextOf(component.substr(0, dot));
-  // Kept: without an extension, the component is given only when no directory other than the root is named.
+  // Compatibility: without an extension, the component counts only when no directory but the root is named.
   if (separator != kNone && separator > 0) return {};
   return TextOf(component);
 }

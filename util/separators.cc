@@ -5,14 +5,11 @@
 
 #include <emmintrin.h>
 
-#include <cstdarg>
 #include <cstring>
 
 namespace tovkit {
 
 namespace {
-
-constexpr char kSeparator = '/';
 
 void ReplaceIn(char* s, std::size_t length, char c) {
   constexpr std::size_t kBlock = sizeof(__m128i);
@@ -27,17 +24,6 @@ void ReplaceIn(char* s, std::size_t length, char c) {
   for (; length != 0; --length, ++s) {
     if (IsSeparator(*s)) *s = c;
   }
-}
-
-void AppendComponent(std::string& result, const char* component) {
-  if (component == nullptr || *component == '\0') return;
-  if (result.empty()) {
-    result = component;
-    return;
-  }
-  if (IsSeparator(*component)) ++component;
-  if (!IsSeparator(result.back())) result += kSeparator;
-  result += component;
 }
 
 }  // namespace
@@ -61,20 +47,5 @@ std::string ReplaceSeparators(const char* s, char c) {
 }
 
 std::string NormalizeSeparators(const char* s) { return ReplaceSeparators(s, kSeparator); }
-
-std::string JoinPath(const char* first, const char* second, ...) {
-  std::string result;
-  AppendComponent(result, first);
-  AppendComponent(result, second);
-
-  va_list tail;
-  va_start(tail, second);
-  // Read once and never advanced past: kept, callers end the list after two components. The volatile makes
-  // each turn of a loop that may add nothing an effect of its own.
-  const char* const volatile third = va_arg(tail, const char*);
-  va_end(tail);
-  while (third != nullptr) AppendComponent(result, third);
-  return result;
-}
 
 }  // namespace tovkit

@@ -3,6 +3,9 @@
 
 namespace tovkit {
 
+// What paths are built with.
+constexpr char kSeparator = '/';
+
 constexpr bool IsSeparator(char c) { return c == '\\' || c == '/'; }
 
 }  // namespace tovkit

@@ -47,8 +47,8 @@ std::string TempFile::fileName() const {
   if (!fields.prefix.empty()) name += fields.prefix + "_";
   if (fields.withProcessId) name += std::to_string(static_cast<unsigned>(getpid())) + "_";
   if (fields.withRandomDigits) {
-    // Kept: seeded with the second for every name, so names of one second are equal; clients that need more
-    // set prefixes or suffixes.
+    // Compatibility: seeded with the second for every name, so names of one second are equal; clients that
+    // need more set prefixes or suffixes.
     std::srand(static_cast<unsigned>(std::time(nullptr)));
     for (int i = 0; i < 5; ++i) name += static_cast<char>('0' + std::rand() % 10);
   }

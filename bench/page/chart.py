@@ -8,7 +8,7 @@ from matplotlib.ticker import FuncFormatter, NullFormatter  # noqa: E402
 from rows import OURS, format_factor  # noqa: E402
 
 BAR = 0.16  # inches
-COLOURS = ["#3b6ea5", "#d98032", "#5a9e5a", "#9467bd", "#8c6d5a", "#cf6fae", "#6f6f6f", "#b5a332", "#3aa6b0"]
+COLORS = ["#3b6ea5", "#d98032", "#5a9e5a", "#9467bd", "#8c6d5a", "#cf6fae", "#6f6f6f", "#b5a332", "#3aa6b0"]
 
 
 def draw(section, notes, path):
@@ -17,10 +17,10 @@ def draw(section, notes, path):
     if not cases:
         return False
     columns = section.columns(notes)
-    colours = {who: COLOURS[i % len(COLOURS)] for i, column in enumerate(columns.values()) for who in column}
+    colors = {who: COLORS[i % len(COLORS)] for i, column in enumerate(columns.values()) for who in column}
     bars, ticks, at = [], [], 0.0
     for case in cases:
-        shown = [(who, case.ratio(who)) for who in colours if case.ratio(who)]
+        shown = [(who, case.ratio(who)) for who in colors if case.ratio(who)]
         ticks.append((at + (len(shown) - 1) / 2, section.label(case)))
         for who, ratio in shown:
             bars.append((at, who, ratio))
@@ -29,14 +29,14 @@ def draw(section, notes, path):
     figure, axes = pyplot.subplots(figsize=(9, 1.1 + BAR * at), dpi=100)
     for position, who, ratio in bars:
         error = [[max(0, ratio.middle - ratio.low)], [max(0, ratio.high - ratio.middle)]]
-        axes.barh(position, ratio.middle - 1, left=1, height=0.9, color=colours[who], xerr=error,
+        axes.barh(position, ratio.middle - 1, left=1, height=0.9, color=colors[who], xerr=error,
                   error_kw={"elinewidth": 0.8, "ecolor": "#333333"})
         beyond = ratio.middle >= 1
         axes.annotate(format_factor(ratio.middle), (ratio.high if beyond else ratio.low, position),
                       xytext=(4 if beyond else -4, 0), textcoords="offset points", fontsize=6.5, va="center",
                       ha="left" if beyond else "right")
     _finish(axes, section, ticks, bars)
-    handles = [pyplot.Rectangle((0, 0), 1, 1, color=colours[column[0]]) for column in columns.values()]
+    handles = [pyplot.Rectangle((0, 0), 1, 1, color=colors[column[0]]) for column in columns.values()]
     axes.legend(handles, columns, fontsize=7, loc="upper left", bbox_to_anchor=(1.01, 1),
                 frameon=False)
     figure.savefig(path, bbox_inches="tight", metadata={"Software": None})

@@ -26,7 +26,7 @@ def distribution():
 
 
 def compiler(build):
-    """The compiler that CMake chose for the build directory, with its optimisation flags."""
+    """The compiler that CMake chose for the build directory, with its optimization flags."""
     with open(os.path.join(build, "CMakeCache.txt"), encoding="utf-8") as cache:
         text = cache.read()
     program = re.search(r"CMAKE_CXX_COMPILER:\w+=(.*)", text).group(1)

@@ -7,6 +7,8 @@
 #include <cstddef>
 #include <utility>
 
+namespace tovmx {
+
 RowLayout PlainLayoutOf(const CoreDib& bitmap) noexcept {
   if (bitmap.HasAlpha()) return RowLayout::kBgra;
   return bitmap.GetBitsPerPixel() <= 8 && bitmap.GetPaletteSize() == 0 ? RowLayout::kGray : RowLayout::kBgr;
@@ -17,7 +19,7 @@ int BytesPerPixel(RowLayout layout) noexcept {
   return layout == RowLayout::kBgr || layout == RowLayout::kRgb ? 3 : 4;
 }
 
-int UsedColours(const CoreDib& bitmap) {
+int UsedColors(const CoreDib& bitmap) {
   const auto bits = static_cast<unsigned>(bitmap.GetBitsPerPixel());
   const int all = 1 << bits;
   if (bitmap.GetPaletteSize() == 0 || bitmap.GetPaletteSize() == all) return all;
@@ -54,16 +56,16 @@ RowReader::RowReader(const CoreDib& bitmap, RowLayout layout) : bitmap_(bitmap),
   if (bits > 8) return;
   const int levels = (1 << bits) - 1;
   for (int i = 0; i <= levels; ++i) {
-    const auto grey = static_cast<std::uint32_t>(i * 255 / levels) * 0x010101U;
-    const std::uint32_t entry = bitmap.GetPaletteSize() == 0 ? grey : bitmap.GetPaletteEntry(i);
+    const auto gray = static_cast<std::uint32_t>(i * 255 / levels) * 0x010101U;
+    const std::uint32_t entry = bitmap.GetPaletteSize() == 0 ? gray : bitmap.GetPaletteEntry(i);
     const std::uint8_t alpha = bitmap.GetPaletteAlpha(i);
-    auto& colour = colours_[static_cast<std::size_t>(i)];
-    colour = {static_cast<std::uint8_t>(entry >> 16), static_cast<std::uint8_t>(entry >> 8),
-              static_cast<std::uint8_t>(entry), alpha};
+    auto& color = colors_[static_cast<std::size_t>(i)];
+    color = {static_cast<std::uint8_t>(entry >> 16), static_cast<std::uint8_t>(entry >> 8),
+             static_cast<std::uint8_t>(entry), alpha};
     if (BytesPerPixel(layout) == 3) {
-      for (std::size_t c = 0; c < 3; ++c) colour[c] = tovmx::OverWhite(colour[c], alpha);
+      for (std::size_t c = 0; c < 3; ++c) color[c] = tovmx::OverWhite(color[c], alpha);
     }
-    if (IsRedFirst(layout)) std::swap(colour[0], colour[2]);
+    if (IsRedFirst(layout)) std::swap(color[0], color[2]);
   }
 }
 
@@ -86,8 +88,8 @@ void RowReader::ExpandIndices(const std::uint8_t* row) {
   const auto size = static_cast<std::size_t>(BytesPerPixel(layout_));
   std::uint8_t* out = scratch_.data();
   for (std::size_t x = 0; x < width; ++x, out += size) {
-    const auto& colour = colours_[tovmx::PackedIndex(row, x, bits)];
-    for (std::size_t c = 0; c < size; ++c) out[c] = colour[c];
+    const auto& color = colors_[tovmx::PackedIndex(row, x, bits)];
+    for (std::size_t c = 0; c < size; ++c) out[c] = color[c];
   }
 }
 
@@ -121,3 +123,5 @@ void RowReader::ExpandBgra(const std::uint8_t* row) {
     }
   }
 }
+
+}  // namespace tovmx

@@ -12,6 +12,8 @@
 #include <cstdint>
 #include <vector>
 
+namespace tovmx {
+
 enum class RowLayout {
   kGray,  // 1 byte; only for bitmaps of up to 8 bits without a palette
   kBgr,   // 3 bytes; what is not opaque is blended over white
@@ -20,14 +22,14 @@ enum class RowLayout {
   kRgba,
 };
 
-// The layout that loses nothing: grey, BGR or BGRA.
+// The layout that loses nothing: gray, BGR or BGRA.
 RowLayout PlainLayoutOf(const CoreDib& bitmap) noexcept;
 
 int BytesPerPixel(RowLayout layout) noexcept;
 
-// How many colours a file must list for a bitmap of up to 8 bits: its palette's, or more (black ones) when
-// pixels hold indices beyond; all levels when it is grey.
-int UsedColours(const CoreDib& bitmap);
+// How many colors a file must list for a bitmap of up to 8 bits: its palette's, or more (black ones) when
+// pixels hold indices beyond; all levels when it is gray.
+int UsedColors(const CoreDib& bitmap);
 
 class RowReader {
  public:
@@ -46,5 +48,7 @@ class RowReader {
   RowLayout layout_;
   bool inPlace_;
   std::vector<std::uint8_t> scratch_;
-  std::array<std::array<std::uint8_t, 4>, 256> colours_{};  // of indices, in the layout's order
+  std::array<std::array<std::uint8_t, 4>, 256> colors_{};  // of indices, in the layout's order
 };
+
+}  // namespace tovmx

@@ -10,6 +10,8 @@
 #include <cstdint>
 #include <vector>
 
+namespace tovmx {
+
 CoreSize FillProportions(CoreSize wanted, CoreSize own) noexcept {
   const auto other = [](int side, int ownSide, int ownOther) {
     const double length = std::round(static_cast<double>(side) * ownOther / ownSide);
@@ -38,13 +40,13 @@ Axis MakeAxis(int from, int to) {
   Axis axis;
   axis.start.push_back(0);
   for (int i = 0; i < to; ++i) {
-    const double centre = (i + 0.5) * step - 0.5;
-    const int first = std::max(0, static_cast<int>(std::ceil(centre - reach)));
-    const int last = std::min(from - 1, static_cast<int>(std::floor(centre + reach)));
+    const double center = (i + 0.5) * step - 0.5;
+    const int first = std::max(0, static_cast<int>(std::ceil(center - reach)));
+    const int last = std::min(from - 1, static_cast<int>(std::floor(center + reach)));
     double sum = 0;
-    for (int k = first; k <= last; ++k) sum += reach - std::fabs(k - centre);
+    for (int k = first; k <= last; ++k) sum += reach - std::fabs(k - center);
     for (int k = first; k <= last; ++k)
-      axis.weights.push_back(static_cast<float>((reach - std::fabs(k - centre)) / sum));
+      axis.weights.push_back(static_cast<float>((reach - std::fabs(k - center)) / sum));
     axis.first.push_back(first);
     axis.start.push_back(axis.weights.size());
   }
@@ -138,3 +140,5 @@ bool ScaleBitmap(const CoreDib& from, CoreSize size, CoreDib& to) {
   }
   return true;
 }
+
+}  // namespace tovmx

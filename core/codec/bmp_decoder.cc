@@ -6,6 +6,8 @@
 
 #include <vector>
 
+namespace tovmx {
+
 namespace {
 
 bool RowsFitBitmap(const BmpHeader& header) {
@@ -111,3 +113,5 @@ class BmpDecoder final : public FormatDecoder {
 }  // namespace
 
 std::unique_ptr<CoreImageDecoder> MakeBmpDecoder() { return std::make_unique<BmpDecoder>(); }
+
+}  // namespace tovmx

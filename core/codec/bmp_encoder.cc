@@ -7,6 +7,8 @@
 #include <cstdint>
 #include <vector>
 
+namespace tovmx {
+
 namespace {
 
 constexpr std::uint32_t kFileHead = 14;
@@ -32,7 +34,7 @@ class Head {
   std::vector<std::uint8_t> bytes_;
 };
 
-std::uint32_t DotsPerMetre(float dpi) {
+std::uint32_t DotsPerMeter(float dpi) {
   const double dots = std::round(static_cast<double>(dpi) / 0.0254);
   return dots >= INT32_MAX ? std::uint32_t{INT32_MAX} : static_cast<std::uint32_t>(dots);
 }
@@ -41,8 +43,8 @@ void PutPalette(Head& head, const CoreDib& bitmap, int count) {
   if (count == 0) return;
   const int levels = (1 << bitmap.GetBitsPerPixel()) - 1;
   for (int i = 0; i < count; ++i) {
-    const auto grey = static_cast<std::uint32_t>(i * 255 / levels) * 0x010101U;
-    const std::uint32_t entry = bitmap.GetPaletteSize() == 0 ? grey : bitmap.GetPaletteEntry(i);
+    const auto gray = static_cast<std::uint32_t>(i * 255 / levels) * 0x010101U;
+    const std::uint32_t entry = bitmap.GetPaletteSize() == 0 ? gray : bitmap.GetPaletteEntry(i);
     head.Put32((entry & 0xffU) << 16 | (entry & 0xff00U) | entry >> 16);
   }
 }
@@ -53,9 +55,9 @@ class BmpEncoder final : public CoreImageEncoder {
     const bool alpha = bitmap.HasAlpha();
     const int bits = alpha ? 32 : bitmap.GetBitsPerPixel();
     const std::uint64_t pixels = CoreDib::BytesNeeded(bitmap.GetWidth(), bitmap.GetHeight(), bits);
-    const int colours = bits > 8 ? 0 : UsedColours(bitmap);
+    const int colors = bits > 8 ? 0 : UsedColors(bitmap);
     const std::uint32_t headSize = alpha ? kAlphaHead : kPlainHead;
-    const std::uint32_t offset = kFileHead + headSize + static_cast<std::uint32_t>(colours) * 4;
+    const std::uint32_t offset = kFileHead + headSize + static_cast<std::uint32_t>(colors) * 4;
     if (pixels == 0 || pixels > UINT32_MAX - offset) return false;
 
     Head head;
@@ -70,16 +72,16 @@ class BmpEncoder final : public CoreImageEncoder {
     head.Put16(static_cast<std::uint32_t>(bits));
     head.Put32(alpha ? kMasks : 0);
     head.Put32(static_cast<std::uint32_t>(pixels));
-    head.Put32(DotsPerMetre(bitmap.GetDpiX()));
-    head.Put32(DotsPerMetre(bitmap.GetDpiY()));
-    head.Put32(static_cast<std::uint32_t>(colours));
+    head.Put32(DotsPerMeter(bitmap.GetDpiX()));
+    head.Put32(DotsPerMeter(bitmap.GetDpiY()));
+    head.Put32(static_cast<std::uint32_t>(colors));
     head.Put32(0);
     if (alpha) {
       for (const std::uint32_t mask : {0xff0000U, 0xff00U, 0xffU, 0xff000000U}) head.Put32(mask);
       head.Put32('s' << 24 | 'R' << 16 | 'G' << 8 | 'B');
       head.PadTo(kFileHead + kAlphaHead);
     }
-    PutPalette(head, bitmap, colours);
+    PutPalette(head, bitmap, colors);
     return stream.Write(head.Bytes().data(), head.Bytes().size()) && WriteRows(bitmap, alpha, stream);
   }
 
@@ -97,3 +99,5 @@ class BmpEncoder final : public CoreImageEncoder {
 }  // namespace
 
 std::unique_ptr<CoreImageEncoder> MakeBmpEncoder() { return std::make_unique<BmpEncoder>(); }
+
+}  // namespace tovmx

@@ -5,6 +5,8 @@
 #include <cstring>
 #include <iterator>
 
+namespace tovmx {
+
 namespace {
 
 constexpr std::uint32_t kFileHead = 14;
@@ -21,8 +23,8 @@ enum Packing : std::uint32_t {
   kPlain = 0,
   kRuns8 = 1,
   kRuns4 = 2,
-  kMasksOfColours = 3,  // in a head of OS/2: the code of fax machines
-  kJpegInside = 4,      // in a head of OS/2: runs of 24 bits
+  kMasksOfColors = 3,  // in a head of OS/2: the code of fax machines
+  kJpegInside = 4,     // in a head of OS/2: runs of 24 bits
   kPngInside = 5,
   kMasksWithAlpha = 6,
 };
@@ -31,7 +33,7 @@ std::uint32_t Get16(const std::uint8_t* p) { return p[0] | std::uint32_t{p[1]} <
 std::uint32_t Get32(const std::uint8_t* p) { return Get16(p) | Get16(p + 2) << 16; }
 std::int32_t GetSigned32(const std::uint8_t* p) { return static_cast<std::int32_t>(Get32(p)); }
 
-float Dpi(std::int32_t perMetre) { return perMetre > 0 ? static_cast<float>(perMetre * 0.0254) : 0.0f; }
+float Dpi(std::int32_t perMeter) { return perMeter > 0 ? static_cast<float>(perMeter * 0.0254) : 0.0f; }
 
 bool IsDepth(std::uint32_t bits) {
   constexpr std::uint32_t kDepths[] = {1, 2, 4, 8, 16, 24, 32};
@@ -57,7 +59,7 @@ bool ReadPacking(std::uint32_t number, bool os2, BmpHeader& header, DecodeReason
       return SetPacking(header, BmpPacking::kRle8, header.bits == 8);
     case kRuns4:
       return SetPacking(header, BmpPacking::kRle4, header.bits == 4);
-    case kMasksOfColours:
+    case kMasksOfColors:
       if (os2) return reason.Unsupported("BMP packed as fax");
       return SetPacking(header, BmpPacking::kMasks, header.bits == 16 || header.bits == 32);
     case kJpegInside:
@@ -96,7 +98,7 @@ bool ReadMasks(CoreInputStream& stream, const std::uint8_t* head, std::uint32_t 
   return true;
 }
 
-bool IsGreyRamp(const std::vector<std::uint32_t>& palette, int bits) {
+bool IsGrayRamp(const std::vector<std::uint32_t>& palette, int bits) {
   const std::size_t count = std::size_t{1} << bits;
   if (palette.size() != count) return false;
   for (std::size_t i = 0; i < count; ++i) {
@@ -118,7 +120,7 @@ bool ReadPalette(CoreInputStream& stream, std::uint64_t start, std::uint32_t wan
     header.palette.push_back(entry[2] | static_cast<unsigned>(entry[1]) << 8 |
                              static_cast<unsigned>(entry[0]) << 16);
   }
-  if (IsGreyRamp(header.palette, header.bits)) header.palette.clear();
+  if (IsGrayRamp(header.palette, header.bits)) header.palette.clear();
   return true;
 }
 
@@ -162,3 +164,5 @@ bool ReadBmpHeader(CoreInputStream& stream, BmpHeader& header, DecodeReason& rea
   header.pixelOffset = std::max(header.pixelOffset, stream.GetPosition() - start);
   return true;
 }
+
+}  // namespace tovmx

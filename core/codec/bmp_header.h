@@ -2,7 +2,7 @@
 //
 //     12          OS/2 1: sides of 16 bits, palette entries of 3 bytes
 //     16 to 64    OS/2 2, cut behind any field; what is cut off is 0
-//     40, 52, 56  Windows 3, without and with the masks of the colours and of alpha
+//     40, 52, 56  Windows 3, without and with the masks of the colors and of alpha
 //     65 to 124   Windows 4 and 5, which only add to these
 #pragma once
 
@@ -11,6 +11,8 @@
 
 #include <cstdint>
 #include <vector>
+
+namespace tovmx {
 
 enum class BmpPacking { kNone, kRle8, kRle4, kRle24, kMasks };
 
@@ -23,7 +25,7 @@ struct BmpHeader {
   std::uint32_t masks[4] = {};  // red, green, blue, alpha of 16- and 32-bit pixels
   float dpiX = 0;
   float dpiY = 0;
-  std::vector<std::uint32_t> palette;  // red in the lowest byte; empty when it is a plain grey ramp
+  std::vector<std::uint32_t> palette;  // red in the lowest byte; empty when it is a plain gray ramp
   std::uint64_t pixelOffset = 0;       // from the start of the file
 
   bool HasRuns() const { return packing != BmpPacking::kNone && packing != BmpPacking::kMasks; }
@@ -42,3 +44,5 @@ struct BmpHeader {
 // Reads the heads and the palette from the stream's position on. False, with a note where it is not simply
 // broken, for what is no BMP, broken or of a kind that is not read.
 bool ReadBmpHeader(CoreInputStream& stream, BmpHeader& header, DecodeReason& reason);
+
+}  // namespace tovmx

@@ -5,6 +5,8 @@
 #include <cstring>
 #include <vector>
 
+namespace tovmx {
+
 namespace {
 
 // Two bytes say what comes: a count and the start of the pixel to repeat, or 0 and one of these; anything
@@ -97,3 +99,5 @@ bool ReadBmpRuns(CoreInputStream& stream, const BmpHeader& header, CoreDib& bitm
   std::vector<std::uint8_t> storage;
   return RunReader(ReadRest(stream, UINT64_MAX, storage), header, bitmap).Read();
 }
+
+}  // namespace tovmx

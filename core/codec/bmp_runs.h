@@ -5,6 +5,10 @@
 #include "tovmx/dib.h"
 #include "tovmx/stream.h"
 
+namespace tovmx {
+
 // Reads the runs from the stream's position on into the bitmap; what a jump passes over keeps index 0, or
 // stays black. False when the data end before the picture does.
 bool ReadBmpRuns(CoreInputStream& stream, const BmpHeader& header, CoreDib& bitmap);
+
+}  // namespace tovmx

@@ -5,6 +5,8 @@
 
 #include <memory>
 
+namespace tovmx {
+
 std::unique_ptr<CoreImageEncoder> MakePngEncoder();
 std::unique_ptr<CoreImageDecoder> MakePngDecoder();
 std::unique_ptr<CoreImageEncoder> MakeJpegEncoder();
@@ -26,3 +28,5 @@ CoreString DescribeTiffBackend();
 CoreString DescribeWebpBackend();
 CoreString DescribeJpeg2000Backend();
 CoreString DescribeGifBackend();
+
+}  // namespace tovmx

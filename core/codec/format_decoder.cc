@@ -3,6 +3,8 @@
 #include <cstdarg>
 #include <cstdio>
 
+using namespace tovmx;
+
 void DecodeReason::Begin() noexcept {
   failure_ = kCoreDecodeOverLimit;
   noted_ = false;

@@ -6,6 +6,8 @@
 #include "codec/pixel_limit.h"
 #include "tovmx/codec.h"
 
+namespace tovmx {
+
 // Why a call fails: what is noted first holds. The notes give false, so that a function can return them.
 class DecodeReason {
  public:
@@ -53,3 +55,5 @@ class FormatDecoder : public CoreImageDecoder {
   CoreImageFormat format_;
   DecodeReason reason_;
 };
+
+}  // namespace tovmx

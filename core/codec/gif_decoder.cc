@@ -12,6 +12,8 @@
 #include <utility>
 #include <vector>
 
+namespace tovmx {
+
 namespace {
 
 class GifFile {
@@ -28,7 +30,7 @@ class GifFile {
           return static_cast<int>(count);
         },
         &error);
-    // A table of colours without memory is called a screen that is not there.
+    // A table of colors without memory is called a screen that is not there.
     if (error == D_GIF_ERR_NOT_ENOUGH_MEM || (error == D_GIF_ERR_NO_SCRN_DSCR && !ended_)) reason.OverLimit();
   }
   ~GifFile() {
@@ -43,7 +45,7 @@ class GifFile {
 
   enum class Record { kFrame, kEnd, kBroken };
 
-  // Goes to the next frame, reading its place, colours and control block.
+  // Goes to the next frame, reading its place, colors and control block.
   Record Next() {
     control_ = {DISPOSAL_UNSPECIFIED, false, 0, NO_TRANSPARENT_COLOR};
     GifRecordType type = UNDEFINED_RECORD_TYPE;
@@ -60,7 +62,7 @@ class GifFile {
 
   const GifImageDesc& Frame() const { return gif_->Image; }
   const GraphicsControlBlock& Control() const { return control_; }
-  const ColorMapObject* Colours() const {
+  const ColorMapObject* Colors() const {
     return gif_->Image.ColorMap != nullptr ? gif_->Image.ColorMap : gif_->SColorMap;
   }
   bool FrameFillsCanvas() const {
@@ -114,13 +116,13 @@ bool ReadFrameRows(GifFile& file, DecodeReason& reason, Consume consume) {
 }
 
 void CopyPalette(const GifFile& file, CoreDib& bitmap) {
-  const ColorMapObject& map = *file.Colours();
+  const ColorMapObject& map = *file.Colors();
   std::uint32_t entries[256];
   const int count = std::min(map.ColorCount, 256);
   for (int i = 0; i < count; ++i) {
-    const GifColorType& colour = map.Colors[i];
+    const GifColorType& color = map.Colors[i];
     entries[i] =
-        colour.Red | static_cast<unsigned>(colour.Green) << 8 | static_cast<unsigned>(colour.Blue) << 16;
+        color.Red | static_cast<unsigned>(color.Green) << 8 | static_cast<unsigned>(color.Blue) << 16;
   }
   bitmap.SetPalette(entries, count);
   if (file.Control().TransparentColor >= 0) bitmap.SetPaletteAlpha(file.Control().TransparentColor, 0);
@@ -142,7 +144,7 @@ Area AreaOf(const GifImageDesc& frame, const CoreDib& canvas) {
 
 // Puts the current frame on the canvas; transparent pixels leave what is there.
 bool DrawFrame(GifFile& file, CoreDib& canvas, DecodeReason& reason) {
-  const ColorMapObject* map = file.Colours();
+  const ColorMapObject* map = file.Colors();
   if (map == nullptr) return false;
   const GifImageDesc frame = file.Frame();
   const Area area = AreaOf(frame, canvas);
@@ -154,13 +156,13 @@ bool DrawFrame(GifFile& file, CoreDib& canvas, DecodeReason& reason) {
     for (int x = area.left; x < area.right; ++x, out += 4) {
       const int index = row[static_cast<std::size_t>(x - frame.Left)];
       if (index == transparent) continue;
-      const GifColorType colour = index < map->ColorCount ? map->Colors[index] : GifColorType{};
-      out[0] = colour.Blue, out[1] = colour.Green, out[2] = colour.Red, out[3] = 255;
+      const GifColorType color = index < map->ColorCount ? map->Colors[index] : GifColorType{};
+      out[0] = color.Blue, out[1] = color.Green, out[2] = color.Red, out[3] = 255;
     }
   });
 }
 
-// The background is what lies behind the picture: transparent, whatever colour the file names.
+// The background is what lies behind the picture: transparent, whatever color the file names.
 void Clear(CoreDib& canvas, const Area& area) {
   for (int y = area.top; y < area.bottom && area.left < area.right; ++y)
     std::memset(canvas.GetRow(y) + static_cast<std::size_t>(area.left) * 4, 0,
@@ -255,7 +257,7 @@ class GifDecoder final : public FormatDecoder {
       if (record == GifFile::Record::kBroken) return false;
       if (record == GifFile::Record::kEnd) break;
       if (info.frameCount++ == 0) {
-        const ColorMapObject* map = file.Colours();
+        const ColorMapObject* map = file.Colors();
         keepsPalette = file.FrameFillsCanvas() && map != nullptr;
         info.paletteSize = map == nullptr ? 0 : map->ColorCount;
         info.fileBitsPerPixel = map == nullptr ? 8 : map->BitsPerPixel;
@@ -278,7 +280,7 @@ class GifDecoder final : public FormatDecoder {
     const int width = file.Get()->SWidth;
     const int height = file.Get()->SHeight;
     if (!Reason().Create(bitmap, width, height, 8)) return false;
-    if (file.Next() != GifFile::Record::kFrame || !file.FrameFillsCanvas() || file.Colours() == nullptr)
+    if (file.Next() != GifFile::Record::kFrame || !file.FrameFillsCanvas() || file.Colors() == nullptr)
       return false;
     CopyPalette(file, bitmap);
     return ReadFrameRows(file, Reason(), [&](int y, const std::vector<GifPixelType>& row) {
@@ -317,3 +319,5 @@ std::unique_ptr<CoreImageDecoder> MakeGifDecoder() { return std::make_unique<Gif
 CoreString DescribeGifBackend() {
   return "giflib " TOVMX_TEXT(GIFLIB_MAJOR) "." TOVMX_TEXT(GIFLIB_MINOR) "." TOVMX_TEXT(GIFLIB_RELEASE);
 }
+
+}  // namespace tovmx

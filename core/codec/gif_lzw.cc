@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <cstring>
 
+namespace tovmx {
+
 GifLzw::GifLzw(GifFileType* gif) : gif_(gif) {
   int indexBits = 0;
   GifByteType* block = nullptr;
@@ -102,3 +104,5 @@ void GifLzw::Store(unsigned code, std::size_t length) {
   pendingSize_ = length;
   for (std::size_t i = length; i-- != 0; code = prefix_[code]) pending_[i] = last_[code];
 }
+
+}  // namespace tovmx

@@ -9,6 +9,8 @@
 
 struct GifFileType;
 
+namespace tovmx {
+
 class GifLzw {
  public:
   // Of the frame whose description was read last. `gif` must outlive this.
@@ -54,3 +56,5 @@ class GifLzw {
   std::size_t pendingSize_ = 0;
   std::size_t pendingAt_ = 0;
 };
+
+}  // namespace tovmx

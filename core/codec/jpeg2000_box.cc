@@ -4,6 +4,8 @@
 #include <cmath>
 #include <limits>
 
+namespace tovmx {
+
 namespace {
 
 constexpr std::uint32_t kResolution = 0x72657320;  // "res "
@@ -25,7 +27,7 @@ void Put(std::uint8_t* to, std::uint32_t value, std::size_t bytes) {
   }
 }
 
-// A fraction of dots a metre, as dots an inch; 0 when it is none.
+// A fraction of dots a meter, as dots an inch; 0 when it is none.
 float Dpi(const std::uint8_t* fraction, std::uint8_t power) {
   const auto ten = static_cast<std::int8_t>(power);
   if (Get16(fraction + 2) == 0) return 0;
@@ -33,7 +35,7 @@ float Dpi(const std::uint8_t* fraction, std::uint8_t power) {
   return dpi <= std::numeric_limits<float>::max() ? static_cast<float>(dpi) : 0.0f;
 }
 
-// Dots a metre are dots an inch times 10,000 / 254: the number keeps as many decimals as 16 bits hold.
+// Dots a meter are dots an inch times 10,000 / 254: the number keeps as many decimals as 16 bits hold.
 void PutDpi(float dpi, std::uint8_t* fraction, std::uint8_t* power) {
   constexpr int kMostDecimals = 4;
   constexpr double kLargest = 65535;
@@ -105,3 +107,5 @@ std::array<std::uint8_t, 26> MakeJpeg2000Resolution(float dpiX, float dpiY) noex
   PutDpi(dpiX, numbers + 4, numbers + 9);
   return box;
 }
+
+}  // namespace tovmx

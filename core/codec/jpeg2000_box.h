@@ -6,6 +6,8 @@
 #include <array>
 #include <cstdint>
 
+namespace tovmx {
+
 struct Jpeg2000Box {
   std::uint32_t type = 0;
   std::uint64_t start = 0;    // of the box's head
@@ -39,3 +41,5 @@ Jpeg2000Resolution ReadJpeg2000Resolution(CoreInputStream& stream, std::uint64_t
 
 // The box to put at the end of the header box. Both numbers are positive and finite.
 std::array<std::uint8_t, 26> MakeJpeg2000Resolution(float dpiX, float dpiY) noexcept;
+
+}  // namespace tovmx

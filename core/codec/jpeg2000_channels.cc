@@ -5,9 +5,11 @@
 #include <utility>
 #include <vector>
 
+namespace tovmx {
+
 namespace {
 
-constexpr std::uint32_t kColours = 0x636f6c72;      // "colr"
+constexpr std::uint32_t kColors = 0x636f6c72;       // "colr"
 constexpr std::uint32_t kPalette = 0x70636c72;      // "pclr"
 constexpr std::uint32_t kPaletteMap = 0x636d6170;   // "cmap"
 constexpr std::uint32_t kDefinitions = 0x63646566;  // "cdef"
@@ -17,12 +19,12 @@ constexpr std::uint32_t kCmyk = 12;
 
 unsigned Get16(const std::uint8_t* p) { return static_cast<unsigned>(p[0]) << 8 | p[1]; }
 
-// What one channel is, and of which colour, counted from 1; 0 and 65535 stand for the whole picture and for
+// What one channel is, and of which color, counted from 1; 0 and 65535 stand for the whole picture and for
 // none.
 struct Definition {
   unsigned channel;
   unsigned kind;
-  unsigned colour;
+  unsigned color;
 };
 
 class Boxes {
@@ -50,7 +52,7 @@ class Boxes {
     channels.count = mapped_ && paletteChannels_ != 0 ? paletteChannels_ : components;
     channels.cmyk = cmyk_;
     const std::vector<unsigned> kinds = Arrange(channels.count);
-    for (std::size_t i = channels.Colours(); i < kinds.size(); ++i)
+    for (std::size_t i = channels.Colors(); i < kinds.size(); ++i)
       channels.alphaTold = channels.alphaTold || IsJpeg2000Alpha(kinds[i]);
     return channels;
   }
@@ -62,9 +64,9 @@ class Boxes {
 
   void ReadOne(const Jpeg2000Box& box) {
     std::uint8_t head[7];
-    if (box.type == kColours && !seenColours_ && Get(box, head, 3)) {
-      // The method, precedence and approximation, then the number of the colour space.
-      seenColours_ = head[0] == kEnumerated || head[0] == kProfile;
+    if (box.type == kColors && !seenColors_ && Get(box, head, 3)) {
+      // The method, precedence and approximation, then the number of the color space.
+      seenColors_ = head[0] == kEnumerated || head[0] == kProfile;
       if (head[0] == kEnumerated && Get(box, head, 7)) cmyk_ = GetJpeg2000Number(head + 3) == kCmyk;
     } else if (box.type == kPalette && paletteChannels_ == 0 && Get(box, head, 3)) {
       paletteChannels_ = head[2];  // behind the number of entries
@@ -79,14 +81,14 @@ class Boxes {
     }
   }
 
-  // The kinds of the channels once each colour has its place.
+  // The kinds of the channels once each color has its place.
   std::vector<unsigned> Arrange(std::size_t count) {
     std::vector<unsigned> kinds(count, 0);
     for (std::size_t i = 0; i < definitions_.size(); ++i) {
       const Definition& now = definitions_[i];
-      const unsigned place = now.colour - 1;
+      const unsigned place = now.color - 1;
       if (now.channel >= count) continue;
-      const bool placed = now.colour != 0 && now.colour != 65535;
+      const bool placed = now.color != 0 && now.color != 65535;
       if (placed && place >= count) continue;
       if (placed && now.channel != place && now.kind == 0) {
         std::swap(kinds[now.channel], kinds[place]);
@@ -106,7 +108,7 @@ class Boxes {
 
   CoreInputStream& stream_;
   bool seenHeader_ = false;
-  bool seenColours_ = false;
+  bool seenColors_ = false;
   bool cmyk_ = false;
   bool mapped_ = false;
   std::uint32_t paletteChannels_ = 0;
@@ -121,3 +123,5 @@ Jpeg2000Channels ReadJpeg2000Channels(CoreInputStream& stream, std::uint64_t sta
   boxes.Read(start, UINT64_MAX, true);
   return boxes.ChannelsOf(components);
 }
+
+}  // namespace tovmx

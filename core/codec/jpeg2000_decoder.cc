@@ -11,6 +11,8 @@
 #include <cmath>
 #include <vector>
 
+namespace tovmx {
+
 namespace {
 
 constexpr std::uint64_t kLeastTileBytes = 14;  // the head of a tile part
@@ -70,18 +72,18 @@ class Plane {
   std::int64_t offset_;
 };
 
-enum class Colours { kGray, kRgb, kYcc, kCmyk };
+enum class Colors { kGray, kRgb, kYcc, kCmyk };
 
 struct Layout {
   int width = 0;
   int height = 0;
-  Colours colours = Colours::kGray;
+  Colors colors = Colors::kGray;
   int alpha = -1;  // which component is alpha, -1 for none
   bool premultiplied = false;
 
   int Bits() const {
     if (alpha >= 0) return 32;
-    return colours == Colours::kGray ? 8 : 24;
+    return colors == Colors::kGray ? 8 : 24;
   }
 };
 
@@ -90,7 +92,7 @@ bool IsSubsampled(const opj_image_t& image) {
          (image.comps[1].dx > image.comps[0].dx || image.comps[1].dy > image.comps[0].dy);
 }
 
-// What the image says by now: colours and alpha only once it is decoded.
+// What the image says by now: colors and alpha only once it is decoded.
 bool ReadLayout(const opj_image_t& image, Layout& layout) {
   layout = {};
   if (image.numcomps < 1 || image.x1 <= image.x0 || image.y1 <= image.y0) return false;
@@ -100,16 +102,16 @@ bool ReadLayout(const opj_image_t& image, Layout& layout) {
   layout.width = static_cast<int>(width);
   layout.height = static_cast<int>(height);
   const Jpeg2000Channels channels{image.numcomps, image.color_space == OPJ_CLRSPC_CMYK, false};
-  const OPJ_UINT32 colours = channels.Colours();
+  const OPJ_UINT32 colors = channels.Colors();
   const bool ycc =
       image.color_space == OPJ_CLRSPC_SYCC || image.color_space == OPJ_CLRSPC_EYCC || IsSubsampled(image);
-  if (colours == 4) {
-    layout.colours = Colours::kCmyk;
-  } else if (colours == 3) {
-    layout.colours = ycc ? Colours::kYcc : Colours::kRgb;
+  if (colors == 4) {
+    layout.colors = Colors::kCmyk;
+  } else if (colors == 3) {
+    layout.colors = ycc ? Colors::kYcc : Colors::kRgb;
   }
-  if (channels.HasAlpha()) layout.alpha = static_cast<int>(colours);
-  for (OPJ_UINT32 i = image.numcomps; i-- > colours;) {
+  if (channels.HasAlpha()) layout.alpha = static_cast<int>(colors);
+  for (OPJ_UINT32 i = image.numcomps; i-- > colors;) {
     if (!IsJpeg2000Alpha(image.comps[i].alpha)) continue;
     layout.alpha = static_cast<int>(i);
     layout.premultiplied = image.comps[i].alpha == kJpeg2000PremultipliedOpacity;
@@ -149,18 +151,18 @@ void StoreYcc(const std::uint8_t* ycc, std::uint8_t* bgr) {
 }
 
 void StorePixel(const Layout& layout, const std::uint8_t* samples, std::uint8_t* out) {
-  switch (layout.colours) {
-    case Colours::kGray:
+  switch (layout.colors) {
+    case Colors::kGray:
       out[0] = samples[0];
       if (layout.alpha >= 0) out[1] = out[2] = samples[0];
       break;
-    case Colours::kRgb:
+    case Colors::kRgb:
       out[0] = samples[2], out[1] = samples[1], out[2] = samples[0];
       break;
-    case Colours::kYcc:
+    case Colors::kYcc:
       StoreYcc(samples, out);
       break;
-    case Colours::kCmyk:
+    case Colors::kCmyk:
       for (int c = 0; c < 3; ++c)
         out[2 - c] = static_cast<std::uint8_t>(((255U - samples[c]) * (255U - samples[3]) + 127) / 255);
       break;
@@ -174,13 +176,13 @@ bool HasPlainPlanes(const opj_image_t& image, const Layout& layout) {
         component.h != static_cast<OPJ_UINT32>(layout.height) || component.prec != 8 || component.sgnd != 0)
       return false;
   }
-  return layout.colours == Colours::kGray || layout.colours == Colours::kRgb;
+  return layout.colors == Colors::kGray || layout.colors == Colors::kRgb;
 }
 
 // 8-bit planes as large as the picture: the usual case, without any arithmetic.
 void StorePlainPlanes(const opj_image_t& image, const Layout& layout, CoreDib& to) {
   const std::size_t size = static_cast<std::size_t>(layout.Bits()) / 8;
-  const bool gray = layout.colours == Colours::kGray;
+  const bool gray = layout.colors == Colors::kGray;
   for (std::size_t c = 0; c < size; ++c) {
     std::size_t plane = gray ? 0 : 2 - c;
     if (c == 3) plane = static_cast<std::size_t>(layout.alpha);
@@ -198,7 +200,7 @@ void StorePlanes(const opj_image_t& image, const Layout& layout, CoreDib& to) {
   const CoreSize size{layout.width, layout.height};
   std::vector<Plane> planes;
   for (OPJ_UINT32 i = 0; i < image.numcomps; ++i) planes.emplace_back(image.comps[i]);
-  const std::size_t used = layout.colours == Colours::kGray ? 1 : (layout.colours == Colours::kCmyk ? 4 : 3);
+  const std::size_t used = layout.colors == Colors::kGray ? 1 : (layout.colors == Colors::kCmyk ? 4 : 3);
   for (int y = 0; y < layout.height; ++y) {
     std::uint8_t* out = to.GetRow(y);
     for (int x = 0; x < layout.width; ++x, out += layout.Bits() / 8) {
@@ -290,3 +292,5 @@ class Jpeg2000Decoder final : public FormatDecoder {
 }  // namespace
 
 std::unique_ptr<CoreImageDecoder> MakeJpeg2000Decoder() { return std::make_unique<Jpeg2000Decoder>(); }
+
+}  // namespace tovmx

@@ -7,6 +7,8 @@
 
 #include <algorithm>
 
+namespace tovmx {
+
 namespace {
 
 constexpr int kMostResolutions = 6;
@@ -128,3 +130,5 @@ CoreString DescribeJpeg2000Backend() {
   CoreString text("OpenJPEG ");
   return text += opj_version();
 }
+
+}  // namespace tovmx

@@ -5,6 +5,8 @@
 
 #include <memory>
 
+namespace tovmx {
+
 struct Jpeg2000Deleter {
   void operator()(opj_codec_t* codec) const { opj_destroy_codec(codec); }
   void operator()(opj_image_t* image) const { opj_image_destroy(image); }
@@ -17,3 +19,5 @@ struct Jpeg2000StreamDeleter {
   void operator()(opj_stream_t* stream) const { opj_stream_destroy(stream); }
 };
 using Jpeg2000Stream = std::unique_ptr<opj_stream_t, Jpeg2000StreamDeleter>;
+
+}  // namespace tovmx

@@ -4,6 +4,8 @@
 
 #include <algorithm>
 
+namespace tovmx {
+
 namespace {
 
 constexpr std::uint32_t kSizeMarkers = 0xff4fff51;  // start of code stream, then the size segment
@@ -45,3 +47,5 @@ bool ReadJpeg2000Size(CoreInputStream& stream, Jpeg2000Size& size) {
   size.codeBytes = stream.GetSize() > code ? stream.GetSize() - code : 0;
   return true;
 }
+
+}  // namespace tovmx

@@ -5,6 +5,8 @@
 
 #include <cstdint>
 
+namespace tovmx {
+
 struct Jpeg2000Size {
   std::uint64_t tiles = 0;
   std::uint32_t components = 0;
@@ -15,3 +17,5 @@ struct Jpeg2000Size {
 // Finds the code stream, in the boxes or bare, from the stream's position on. False when there is none or its
 // size segment is senseless. The position is anywhere afterwards.
 bool ReadJpeg2000Size(CoreInputStream& stream, Jpeg2000Size& size);
+
+}  // namespace tovmx

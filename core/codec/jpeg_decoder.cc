@@ -8,11 +8,13 @@
 #include <algorithm>
 #include <vector>
 
+namespace tovmx {
+
 namespace {
 
 using ReadSession = JpegSession<jpeg_decompress_struct>;
 
-constexpr double kCentimetresPerInch = 2.54;
+constexpr double kCentimetersPerInch = 2.54;
 constexpr int kMostScans = 500;  // each costs a walk over the whole image, whatever its length in the file
 
 // Hands the bytes of a stream to libjpeg: the stream's own memory, or blocks of it.
@@ -63,8 +65,8 @@ void StopAtTooManyScans(j_common_ptr jpeg) {
   if (reinterpret_cast<j_decompress_ptr>(jpeg)->input_scan_number > kMostScans) ERREXIT(jpeg, kTooManyScans);
 }
 
-// The colours to ask for; JCS_UNKNOWN for an image that no bitmap holds.
-J_COLOR_SPACE WantedColours(const jpeg_decompress_struct& jpeg) {
+// The colors to ask for; JCS_UNKNOWN for an image that no bitmap holds.
+J_COLOR_SPACE WantedColors(const jpeg_decompress_struct& jpeg) {
   if (jpeg.num_components == 1) return JCS_GRAYSCALE;
   if (jpeg.num_components == 3) return JCS_EXT_BGR;
   return jpeg.num_components == 4 ? JCS_CMYK : JCS_UNKNOWN;
@@ -72,7 +74,7 @@ J_COLOR_SPACE WantedColours(const jpeg_decompress_struct& jpeg) {
 
 float Dpi(const jpeg_decompress_struct& jpeg, UINT16 density) {
   if (jpeg.saw_JFIF_marker == FALSE || jpeg.density_unit == 0) return 0;
-  return static_cast<float>(jpeg.density_unit == 2 ? density * kCentimetresPerInch : density);
+  return static_cast<float>(jpeg.density_unit == 2 ? density * kCentimetersPerInch : density);
 }
 
 // A file of several scans is held as coefficients, 2 bytes each, until all are read.
@@ -126,7 +128,7 @@ class JpegDecoder final : public FormatDecoder {
       jpeg_create_decompress(jpeg);
       jpeg->src = &source.base;
       jpeg_read_header(jpeg, TRUE);
-      jpeg->out_color_space = WantedColours(*jpeg);
+      jpeg->out_color_space = WantedColors(*jpeg);
       if (jpeg->out_color_space == JCS_UNKNOWN) ERREXIT(jpeg, JERR_BAD_J_COLORSPACE);
     });
   }
@@ -192,3 +194,5 @@ class JpegDecoder final : public FormatDecoder {
 }  // namespace
 
 std::unique_ptr<CoreImageDecoder> MakeJpegDecoder() { return std::make_unique<JpegDecoder>(); }
+
+}  // namespace tovmx

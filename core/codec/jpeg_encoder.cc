@@ -8,10 +8,12 @@
 #include <algorithm>
 #include <cmath>
 
+namespace tovmx {
+
 namespace {
 
 constexpr int kDefaultQuality = 90;
-constexpr int kFullColourQuality = 90;  // from here on colour is stored at full size: text keeps its edges
+constexpr int kFullColorQuality = 90;  // from here on color is stored at full size: text keeps its edges
 
 // Hands what libjpeg wrote to a stream, block by block.
 struct Destination {
@@ -60,7 +62,7 @@ class JpegEncoder final : public CoreImageEncoder {
       jpeg->in_color_space = gray ? JCS_GRAYSCALE : JCS_EXT_BGR;
       jpeg_set_defaults(jpeg);
       jpeg_set_quality(jpeg, quality, TRUE);
-      if (quality >= kFullColourQuality)
+      if (quality >= kFullColorQuality)
         jpeg->comp_info[0].h_samp_factor = jpeg->comp_info[0].v_samp_factor = 1;
       if (bitmap.GetDpiX() > 0 && bitmap.GetDpiY() > 0) {
         jpeg->density_unit = 1;
@@ -85,3 +87,5 @@ std::unique_ptr<CoreImageEncoder> MakeJpegEncoder() { return std::make_unique<Jp
 #define TOVMX_TEXT(x) TOVMX_TEXT_OF(x)
 
 CoreString DescribeJpegBackend() { return "libjpeg-turbo " TOVMX_TEXT(LIBJPEG_TURBO_VERSION); }
+
+}  // namespace tovmx

@@ -10,6 +10,8 @@
 
 #include <csetjmp>
 
+namespace tovmx {
+
 template <typename Struct>
 class JpegSession {
  public:
@@ -50,3 +52,5 @@ class JpegSession {
   Struct jpeg_{};
   Errors errors_{};
 };
+
+}  // namespace tovmx

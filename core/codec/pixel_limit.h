@@ -5,6 +5,8 @@
 
 #include <cstdint>
 
+namespace tovmx {
+
 // True when a bitmap of that size can exist and fits the registry's limit together with `extraBytes` of
 // pixels that the decoder holds meanwhile.
 inline bool FitsPixelLimit(std::int64_t width, std::int64_t height, int bitsPerPixel,
@@ -15,3 +17,5 @@ inline bool FitsPixelLimit(std::int64_t width, std::int64_t height, int bitsPerP
       CoreDib::BytesNeeded(static_cast<int>(width), static_cast<int>(height), bitsPerPixel);
   return bytes != 0 && bytes <= limit && extraBytes <= limit - bytes;
 }
+
+}  // namespace tovmx

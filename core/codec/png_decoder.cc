@@ -3,9 +3,11 @@
 #include "codec/format_decoder.h"
 #include "codec/png_session.h"
 
+namespace tovmx {
+
 namespace {
 
-constexpr double kMetresPerInch = 0.0254;
+constexpr double kMetersPerInch = 0.0254;
 
 // Chunks that say nothing about the pixels; some of them could unpack into far more memory than the image.
 constexpr png_byte kIgnoredChunks[] = "eXIf\0hIST\0iCCP\0iTXt\0pCAL\0sCAL\0sPLT\0tEXt\0zTXt";
@@ -15,18 +17,18 @@ void ReadHead(png_structp png, png_infop info, CoreImageInfo& out) {
   png_set_user_limits(png, PNG_UINT_31_MAX, PNG_UINT_31_MAX);  // FitsPixelLimit decides
   png_set_keep_unknown_chunks(png, PNG_HANDLE_CHUNK_NEVER, kIgnoredChunks, sizeof kIgnoredChunks / 5);
   png_read_info(png, info);
-  const int colour = png_get_color_type(png, info);
+  const int color = png_get_color_type(png, info);
   const int bits = png_get_bit_depth(png, info);
-  const bool palette = colour == PNG_COLOR_TYPE_PALETTE;
+  const bool palette = color == PNG_COLOR_TYPE_PALETTE;
   const bool keyed = !palette && png_get_valid(png, info, PNG_INFO_tRNS) != 0;
-  const bool alpha = (colour & PNG_COLOR_MASK_ALPHA) != 0 || keyed;
-  const bool gray = (colour & PNG_COLOR_MASK_COLOR) == 0;
+  const bool alpha = (color & PNG_COLOR_MASK_ALPHA) != 0 || keyed;
+  const bool gray = (color & PNG_COLOR_MASK_COLOR) == 0;
 
   out.width = static_cast<int>(png_get_image_width(png, info));
   out.height = static_cast<int>(png_get_image_height(png, info));
   out.fileBitsPerPixel = bits * png_get_channels(png, info);
   out.frameCount = 1;
-  const auto dots = [](png_uint_32 perMetre) { return static_cast<float>(perMetre * kMetresPerInch); };
+  const auto dots = [](png_uint_32 perMeter) { return static_cast<float>(perMeter * kMetersPerInch); };
   out.dpiX = dots(png_get_x_pixels_per_meter(png, info));
   out.dpiY = dots(png_get_y_pixels_per_meter(png, info));
 
@@ -34,8 +36,8 @@ void ReadHead(png_structp png, png_infop info, CoreImageInfo& out) {
   if (palette || (gray && !alpha)) {
     out.bitsPerPixel = bits == 1 || bits == 4 ? bits : 8;
     if (bits == 2) palette ? png_set_packing(png) : png_set_expand_gray_1_2_4_to_8(png);
-    png_colorp colours = nullptr;
-    if (palette) png_get_PLTE(png, info, &colours, &out.paletteSize);
+    png_colorp colors = nullptr;
+    if (palette) png_get_PLTE(png, info, &colors, &out.paletteSize);
     return;
   }
   if (keyed) png_set_expand(png);
@@ -52,13 +54,13 @@ bool RowsFitPixelLimit(const CoreImageInfo& info) {
 }
 
 void CopyPalette(png_structp png, png_infop info, CoreDib& bitmap) {
-  png_colorp colours = nullptr;
+  png_colorp colors = nullptr;
   int count = 0;
-  if (png_get_PLTE(png, info, &colours, &count) == 0) return;
+  if (png_get_PLTE(png, info, &colors, &count) == 0) return;
   std::uint32_t entries[256];
   for (int i = 0; i < count; ++i)
-    entries[i] = colours[i].red | static_cast<unsigned>(colours[i].green) << 8 |
-                 static_cast<unsigned>(colours[i].blue) << 16;
+    entries[i] = colors[i].red | static_cast<unsigned>(colors[i].green) << 8 |
+                 static_cast<unsigned>(colors[i].blue) << 16;
   bitmap.SetPalette(entries, count);
   png_bytep alpha = nullptr;
   int alphaCount = 0;
@@ -106,3 +108,5 @@ class PngDecoder final : public FormatDecoder {
 }  // namespace
 
 std::unique_ptr<CoreImageDecoder> MakePngDecoder() { return std::make_unique<PngDecoder>(); }
+
+}  // namespace tovmx

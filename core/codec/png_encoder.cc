@@ -6,12 +6,14 @@
 #include <array>
 #include <cmath>
 
+namespace tovmx {
+
 namespace {
 
-constexpr double kInchesPerMetre = 1 / 0.0254;
+constexpr double kInchesPerMeter = 1 / 0.0254;
 
 struct Palette {
-  std::array<png_color, 256> colours;
+  std::array<png_color, 256> colors;
   std::array<png_byte, 256> alpha;
   int size = 0;
   int alphaSize = 0;  // up to the last one that is not opaque
@@ -19,26 +21,26 @@ struct Palette {
 
 Palette PaletteOf(const CoreDib& bitmap) {
   Palette palette{};
-  if (bitmap.GetPaletteSize() > 0) palette.size = UsedColours(bitmap);
+  if (bitmap.GetPaletteSize() > 0) palette.size = UsedColors(bitmap);
   for (int i = 0; i < palette.size; ++i) {
     const std::uint32_t entry = bitmap.GetPaletteEntry(i);
     const auto at = static_cast<std::size_t>(i);
-    palette.colours[at] = {static_cast<png_byte>(entry), static_cast<png_byte>(entry >> 8),
-                           static_cast<png_byte>(entry >> 16)};
+    palette.colors[at] = {static_cast<png_byte>(entry), static_cast<png_byte>(entry >> 8),
+                          static_cast<png_byte>(entry >> 16)};
     palette.alpha[at] = bitmap.GetPaletteAlpha(i);
     if (palette.alpha[at] != 255) palette.alphaSize = i + 1;
   }
   return palette;
 }
 
-int ColourTypeOf(const CoreDib& bitmap) {
+int ColorTypeOf(const CoreDib& bitmap) {
   if (bitmap.GetBitsPerPixel() == 32) return PNG_COLOR_TYPE_RGB_ALPHA;
   if (bitmap.GetBitsPerPixel() == 24) return PNG_COLOR_TYPE_RGB;
   return bitmap.GetPaletteSize() > 0 ? PNG_COLOR_TYPE_PALETTE : PNG_COLOR_TYPE_GRAY;
 }
 
-png_uint_32 DotsPerMetre(float dpi) {
-  const double dots = std::round(static_cast<double>(dpi) * kInchesPerMetre);
+png_uint_32 DotsPerMeter(float dpi) {
+  const double dots = std::round(static_cast<double>(dpi) * kInchesPerMeter);
   return dots >= PNG_UINT_31_MAX ? PNG_UINT_31_MAX : static_cast<png_uint_32>(dots);
 }
 
@@ -52,12 +54,12 @@ class PngEncoder final : public CoreImageEncoder {
       // The library's own bound of a million pixels a side is none of ours.
       png_set_user_limits(png, PNG_UINT_31_MAX, PNG_UINT_31_MAX);
       png_set_IHDR(png, info, static_cast<png_uint_32>(bitmap.GetWidth()),
-                   static_cast<png_uint_32>(bitmap.GetHeight()), bits < 8 ? bits : 8, ColourTypeOf(bitmap),
+                   static_cast<png_uint_32>(bitmap.GetHeight()), bits < 8 ? bits : 8, ColorTypeOf(bitmap),
                    PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
-      if (palette.size > 0) png_set_PLTE(png, info, palette.colours.data(), palette.size);
+      if (palette.size > 0) png_set_PLTE(png, info, palette.colors.data(), palette.size);
       if (palette.alphaSize > 0) png_set_tRNS(png, info, palette.alpha.data(), palette.alphaSize, nullptr);
       if (bitmap.GetDpiX() > 0 && bitmap.GetDpiY() > 0) {
-        png_set_pHYs(png, info, DotsPerMetre(bitmap.GetDpiX()), DotsPerMetre(bitmap.GetDpiY()),
+        png_set_pHYs(png, info, DotsPerMeter(bitmap.GetDpiX()), DotsPerMeter(bitmap.GetDpiY()),
                      PNG_RESOLUTION_METER);
       }
       png_write_info(png, info);
@@ -76,3 +78,5 @@ CoreString DescribePngBackend() {
   CoreString text("libpng ");
   return text += png_get_libpng_ver(nullptr);
 }
+
+}  // namespace tovmx

@@ -14,6 +14,8 @@
 #include <csetjmp>
 #include <cstring>
 
+namespace tovmx {
+
 class PngSession {
  public:
   PngSession(const PngSession&) = delete;
@@ -84,3 +86,5 @@ class PngWriteSession : public PngSession {
     if (!stream->Write(from, size)) png_error(png, "refused");
   }
 };
+
+}  // namespace tovmx

@@ -11,6 +11,8 @@
 #include <utility>
 #include <vector>
 
+namespace tovmx {
+
 namespace {
 
 float Dpi(TIFF* tiff, std::uint32_t tag) {
@@ -148,7 +150,7 @@ bool IsReadable(TIFF* tiff, const TiffLayout& layout, DecodeReason& reason) {
 
 bool ReadPixels(TIFF* tiff, const TiffLayout& layout, CoreDib& bitmap, DecodeReason& reason) {
   if (!IsReadable(tiff, layout, reason)) return false;
-  if (layout.colours == TiffColours::kOther) return ReadOther(tiff, layout, bitmap, reason);
+  if (layout.colors == TiffColors::kOther) return ReadOther(tiff, layout, bitmap, reason);
   if (layout.tiled) return ReadTiles(tiff, layout, bitmap, reason);
   const auto rowBytes = static_cast<std::size_t>(std::max<tmsize_t>(0, TIFFScanlineSize(tiff)));
   if (layout.RowsFitBitmap() && rowBytes <= static_cast<std::size_t>(bitmap.GetStride()))
@@ -170,7 +172,7 @@ class TiffDecoder final : public FormatDecoder {
     info.height = layout.height;
     info.bitsPerPixel = layout.BitmapBits();
     info.fileBitsPerPixel = static_cast<int>(std::min<std::size_t>(layout.PixelBits(), INT_MAX));
-    if (layout.photometric == PHOTOMETRIC_PALETTE && layout.colours == TiffColours::kIndexed)
+    if (layout.photometric == PHOTOMETRIC_PALETTE && layout.colors == TiffColors::kIndexed)
       info.paletteSize = 1 << layout.bits;
     info.dpiX = Dpi(tiff.get(), TIFFTAG_XRESOLUTION);
     info.dpiY = Dpi(tiff.get(), TIFFTAG_YRESOLUTION);
@@ -197,3 +199,5 @@ class TiffDecoder final : public FormatDecoder {
 }  // namespace
 
 std::unique_ptr<CoreImageDecoder> MakeTiffDecoder() { return std::make_unique<TiffDecoder>(); }
+
+}  // namespace tovmx

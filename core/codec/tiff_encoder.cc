@@ -7,6 +7,8 @@
 #include <cstring>
 #include <vector>
 
+namespace tovmx {
+
 namespace {
 
 constexpr std::uint64_t kMostClassicBytes = std::uint64_t{3} << 30;  // leaves room for what does not compress
@@ -40,7 +42,7 @@ Shape ShapeOf(const CoreDib& bitmap) {
   return {static_cast<std::uint16_t>(gray ? PHOTOMETRIC_MINISBLACK : PHOTOMETRIC_PALETTE), depth, 1, false};
 }
 
-void SetColourMap(TIFF* tiff, const CoreDib& bitmap) {
+void SetColorMap(TIFF* tiff, const CoreDib& bitmap) {
   std::uint16_t map[3][256] = {};
   for (int i = 0; i < bitmap.GetPaletteSize(); ++i) {
     for (int c = 0; c < 3; ++c)
@@ -60,7 +62,7 @@ void Describe(TIFF* tiff, const CoreDib& bitmap, const Shape& shape) {
     const std::uint16_t straight = EXTRASAMPLE_UNASSALPHA;
     TIFFSetField(tiff, TIFFTAG_EXTRASAMPLES, 1, &straight);
   }
-  if (shape.photometric == PHOTOMETRIC_PALETTE) SetColourMap(tiff, bitmap);
+  if (shape.photometric == PHOTOMETRIC_PALETTE) SetColorMap(tiff, bitmap);
   if (bitmap.GetDpiX() > 0 && bitmap.GetDpiY() > 0) {
     TIFFSetField(tiff, TIFFTAG_RESOLUTIONUNIT, RESUNIT_INCH);
     TIFFSetField(tiff, TIFFTAG_XRESOLUTION, bitmap.GetDpiX());
@@ -121,3 +123,5 @@ CoreString DescribeTiffBackend() {
   CoreString line("libtiff ");
   return line += CoreString(version, static_cast<int>(std::strcspn(version, "\n")));
 }
+
+}  // namespace tovmx

@@ -4,6 +4,8 @@
 #include <cstring>
 #include <limits>
 
+namespace tovmx {
+
 namespace {
 
 // 1 tells the library that the message is dealt with, so that its process-wide handlers are not called.
@@ -110,3 +112,5 @@ TiffHandle CreateTiff(SeekableBuffer& buffer, bool big) {
       SeekBuffer, CloseNothing, [](thandle_t handle) -> toff_t { return BufferOf(handle).GetSize(); },
       MapNothing, UnmapNothing, options.options));
 }
+
+}  // namespace tovmx

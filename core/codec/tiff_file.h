@@ -11,6 +11,8 @@
 #include <cstdint>
 #include <memory>
 
+namespace tovmx {
+
 struct TiffCloser {
   void operator()(TIFF* tiff) const { TIFFClose(tiff); }
 };
@@ -28,3 +30,5 @@ TiffHandle OpenTiff(TiffSource& source);
 
 // An empty TIFF that grows in `buffer`; offsets take 64 bits when `big`. Null when memory is short.
 TiffHandle CreateTiff(SeekableBuffer& buffer, bool big);
+
+}  // namespace tovmx

@@ -6,14 +6,16 @@
 #include <climits>
 #include <cstring>
 
+namespace tovmx {
+
 int TiffLayout::BitmapBits() const {
-  if (colours == TiffColours::kIndexed) return narrow ? 8 : bits;
-  if (colours == TiffColours::kOther || alphaSample >= 0) return 32;
-  return colours == TiffColours::kGray ? 8 : 24;
+  if (colors == TiffColors::kIndexed) return narrow ? 8 : bits;
+  if (colors == TiffColors::kOther || alphaSample >= 0) return 32;
+  return colors == TiffColors::kGray ? 8 : 24;
 }
 
 bool TiffLayout::RowsFitBitmap() const {
-  if (tiled || separate || colours == TiffColours::kCmyk || narrow || bits > 8) return false;
+  if (tiled || separate || colors == TiffColors::kCmyk || narrow || bits > 8) return false;
   return PixelBits() == static_cast<std::size_t>(BitmapBits());
 }
 
@@ -41,44 +43,43 @@ T Tag(TIFF* tiff, std::uint32_t tag, T fallback) {
   return TIFFGetFieldDefaulted(tiff, tag, &value) != 0 ? value : fallback;
 }
 
-void ReadAlpha(TIFF* tiff, TiffLayout& layout, int colourSamples) {
+void ReadAlpha(TIFF* tiff, TiffLayout& layout, int colorSamples) {
   std::uint16_t count = 0;
   std::uint16_t* kinds = nullptr;
   if (TIFFGetField(tiff, TIFFTAG_EXTRASAMPLES, &count, &kinds) == 0 || kinds == nullptr) return;
-  for (int i = 0; i < count && colourSamples + i < layout.samples; ++i) {
+  for (int i = 0; i < count && colorSamples + i < layout.samples; ++i) {
     if (kinds[i] != EXTRASAMPLE_ASSOCALPHA && kinds[i] != EXTRASAMPLE_UNASSALPHA) continue;
-    layout.alphaSample = colourSamples + i;
+    layout.alphaSample = colorSamples + i;
     layout.premultiplied = kinds[i] == EXTRASAMPLE_ASSOCALPHA;
     return;
   }
 }
 
 // Whole numbers without a sign, or numbers with a fraction; all others are left to the library.
-TiffColours ColoursOf(const TiffLayout& layout, bool whole, std::uint16_t inkSet) {
+TiffColors ColorsOf(const TiffLayout& layout, bool whole, std::uint16_t inkSet) {
   const bool gray =
       layout.photometric == PHOTOMETRIC_MINISWHITE || layout.photometric == PHOTOMETRIC_MINISBLACK;
   const bool palette = layout.photometric == PHOTOMETRIC_PALETTE && whole && layout.bits <= 8;
-  if ((!whole && !layout.real) || !IsTiffSampleDepth(layout.bits, layout.real)) return TiffColours::kOther;
+  if ((!whole && !layout.real) || !IsTiffSampleDepth(layout.bits, layout.real)) return TiffColors::kOther;
   if (layout.samples == 1 && whole && (gray || palette)) {
-    if (palette || layout.bits == 1 || layout.bits == 4 || layout.bits == 8) return TiffColours::kIndexed;
+    if (palette || layout.bits == 1 || layout.bits == 4 || layout.bits == 8) return TiffColors::kIndexed;
   }
-  if (gray) return TiffColours::kGray;
-  if (layout.photometric == PHOTOMETRIC_RGB && layout.samples >= 3) return TiffColours::kRgb;
+  if (gray) return TiffColors::kGray;
+  if (layout.photometric == PHOTOMETRIC_RGB && layout.samples >= 3) return TiffColors::kRgb;
   const bool cmyk =
       layout.photometric == PHOTOMETRIC_SEPARATED && inkSet == INKSET_CMYK && layout.samples >= 4;
-  return cmyk ? TiffColours::kCmyk : TiffColours::kOther;
+  return cmyk ? TiffColors::kCmyk : TiffColors::kOther;
 }
 
 bool IsNarrow(const TiffLayout& layout) {
-  if (layout.colours == TiffColours::kOther) return false;
-  if (layout.colours == TiffColours::kIndexed)
-    return layout.bits != 1 && layout.bits != 4 && layout.bits != 8;
+  if (layout.colors == TiffColors::kOther) return false;
+  if (layout.colors == TiffColors::kIndexed) return layout.bits != 1 && layout.bits != 4 && layout.bits != 8;
   return layout.real || (layout.bits != 8 && layout.bits != 16);
 }
 
-int ColourSamples(TiffColours colours) {
-  if (colours == TiffColours::kRgb) return 3;
-  return colours == TiffColours::kCmyk ? 4 : 1;
+int ColorSamples(TiffColors colors) {
+  if (colors == TiffColors::kRgb) return 3;
+  return colors == TiffColors::kCmyk ? 4 : 1;
 }
 
 }  // namespace
@@ -103,11 +104,11 @@ bool ReadTiffLayout(TIFF* tiff, TiffLayout& layout, DecodeReason& reason) {
     layout.photometric = PHOTOMETRIC_RGB;
   const auto format = Tag<std::uint16_t>(tiff, TIFFTAG_SAMPLEFORMAT, SAMPLEFORMAT_UINT);
   layout.real = format == SAMPLEFORMAT_IEEEFP;
-  layout.colours = ColoursOf(layout, format == SAMPLEFORMAT_UINT || format == SAMPLEFORMAT_VOID,
-                             Tag<std::uint16_t>(tiff, TIFFTAG_INKSET, INKSET_CMYK));
+  layout.colors = ColorsOf(layout, format == SAMPLEFORMAT_UINT || format == SAMPLEFORMAT_VOID,
+                           Tag<std::uint16_t>(tiff, TIFFTAG_INKSET, INKSET_CMYK));
   layout.narrow = IsNarrow(layout);
-  if (layout.colours != TiffColours::kIndexed && layout.colours != TiffColours::kOther)
-    ReadAlpha(tiff, layout, ColourSamples(layout.colours));
+  if (layout.colors != TiffColors::kIndexed && layout.colors != TiffColors::kOther)
+    ReadAlpha(tiff, layout, ColorSamples(layout.colors));
   return true;
 }
 
@@ -131,11 +132,11 @@ void StoreIndexed(const TiffLayout& layout, const std::uint8_t* from, CoreDib& t
 
 // One pixel of all samples into blue, green, red and alpha.
 void StorePixel(const TiffLayout& layout, const std::uint8_t* samples, std::uint8_t* out) {
-  if (layout.colours == TiffColours::kGray) {
+  if (layout.colors == TiffColors::kGray) {
     const std::uint8_t flip = layout.photometric == PHOTOMETRIC_MINISWHITE ? 255 : 0;
     out[0] = samples[0] ^ flip;
     if (layout.alphaSample >= 0) out[1] = out[2] = out[0];
-  } else if (layout.colours == TiffColours::kRgb) {
+  } else if (layout.colors == TiffColors::kRgb) {
     const std::uint8_t red = samples[0];
     out[0] = samples[2], out[1] = samples[1], out[2] = red;
   } else {
@@ -185,9 +186,8 @@ void StoreInkPlane(const TiffLayout& layout, const std::uint8_t* from, int plane
 void StorePlane(const TiffLayout& layout, const std::uint8_t* from, int plane, std::uint8_t* out, int count) {
   const int pixelBytes = layout.BitmapBits() / 8;
   const bool alpha = plane == layout.alphaSample;
-  if (layout.colours == TiffColours::kCmyk && plane < 4)
-    return StoreInkPlane(layout, from, plane, out, count);
-  const bool gray = layout.colours == TiffColours::kGray;
+  if (layout.colors == TiffColors::kCmyk && plane < 4) return StoreInkPlane(layout, from, plane, out, count);
+  const bool gray = layout.colors == TiffColors::kGray;
   if (!alpha && plane >= (gray ? 1 : 3)) return;  // an extra sample of no use
   const std::uint8_t flip = gray && !alpha && layout.photometric == PHOTOMETRIC_MINISWHITE ? 255 : 0;
   for (int i = 0; i < count; ++i, out += pixelBytes) {
@@ -206,18 +206,18 @@ void StorePlane(const TiffLayout& layout, const std::uint8_t* from, int plane, s
 
 void StoreTiffSpan(const TiffLayout& layout, const std::uint8_t* from, int plane, CoreDib& to, int x, int y,
                    int count) {
-  if (layout.colours == TiffColours::kIndexed) return StoreIndexed(layout, from, to, x, y, count);
+  if (layout.colors == TiffColors::kIndexed) return StoreIndexed(layout, from, to, x, y, count);
   const auto size = static_cast<std::size_t>(layout.BitmapBits()) / 8;
   std::uint8_t* out = to.GetRow(y) + static_cast<std::size_t>(x) * size;
   if (layout.separate) return StorePlane(layout, from, plane, out, count);
   const bool same = layout.bits == 8 && static_cast<std::size_t>(layout.samples) == size;
-  if (same && layout.colours == TiffColours::kRgb) return StoreRgb(from, size, out, count);
+  if (same && layout.colors == TiffColors::kRgb) return StoreRgb(from, size, out, count);
   StoreSamples(layout, from, out, count);
 }
 
 void CopyTiffPalette(TIFF* tiff, const TiffLayout& layout, CoreDib& to) {
   std::uint16_t* map[3] = {};
-  if (layout.colours != TiffColours::kIndexed ||
+  if (layout.colors != TiffColors::kIndexed ||
       TIFFGetField(tiff, TIFFTAG_COLORMAP, &map[0], &map[1], &map[2]) == 0)
     return;
   const int count = 1 << layout.bits;
@@ -232,3 +232,5 @@ void CopyTiffPalette(TIFF* tiff, const TiffLayout& layout, CoreDib& to) {
   }
   to.SetPalette(entries, count);
 }
+
+}  // namespace tovmx

@@ -9,9 +9,11 @@
 #include <cstddef>
 #include <cstdint>
 
-enum class TiffColours {
-  kIndexed,  // palette, or grey in the bitmap's own form
-  kGray,     // other grey, and grey with alpha
+namespace tovmx {
+
+enum class TiffColors {
+  kIndexed,  // palette, or gray in the bitmap's own form
+  kGray,     // other gray, and gray with alpha
   kRgb,
   kCmyk,
   kOther,  // what the library turns into RGBA by itself
@@ -22,7 +24,7 @@ struct TiffLayout {
   int height = 0;
   int bits = 0;     // of a sample
   int samples = 0;  // of a pixel, extra ones included
-  TiffColours colours = TiffColours::kOther;
+  TiffColors colors = TiffColors::kOther;
   std::uint16_t photometric = 0;
   bool real = false;      // samples with a fraction
   bool narrow = false;    // samples have to be brought to 8 bits before they are stored
@@ -56,6 +58,8 @@ bool ReadTiffLayout(TIFF* tiff, TiffLayout& layout, DecodeReason& reason);
 void StoreTiffSpan(const TiffLayout& layout, const std::uint8_t* from, int plane, CoreDib& to, int x, int y,
                    int count);
 
-// The colours, one line of 65536ths per component, as palette entries of `to`. Does nothing without a colour
+// The colors, one line of 65536ths per component, as palette entries of `to`. Does nothing without a color
 // map.
 void CopyTiffPalette(TIFF* tiff, const TiffLayout& layout, CoreDib& to);
+
+}  // namespace tovmx

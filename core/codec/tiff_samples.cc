@@ -5,6 +5,8 @@
 #include <cstring>
 #include <limits>
 
+namespace tovmx {
+
 bool IsTiffSampleDepth(int bits, bool real) {
   if (real) return bits == 16 || bits == 24 || bits == 32 || bits == 64;
   return (bits >= 1 && bits <= 32) || bits == 64;
@@ -90,10 +92,12 @@ void NarrowTiffSamples(const TiffLayout& layout, const std::uint8_t* from, std::
     for (std::size_t i = 0; i < count; ++i) to[i] = Scale(Load<std::uint32_t>(from + i * bytes), bits);
   } else if (bits == 64) {
     for (std::size_t i = 0; i < count; ++i) to[i] = Scale(Load<std::uint64_t>(from + i * bytes) >> 32, 32);
-  } else if (layout.colours == TiffColours::kIndexed) {
+  } else if (layout.colors == TiffColors::kIndexed) {
     ForEachPacked(from, count, bits,
                   [&](std::size_t i, std::uint64_t value) { to[i] = static_cast<std::uint8_t>(value); });
   } else {
     ForEachPacked(from, count, bits, [&](std::size_t i, std::uint64_t value) { to[i] = Scale(value, bits); });
   }
 }
+
+}  // namespace tovmx

@@ -7,6 +7,8 @@
 #include <cstddef>
 #include <cstdint>
 
+namespace tovmx {
+
 // True for a depth that NarrowTiffSamples reads.
 bool IsTiffSampleDepth(int bits, bool real);
 
@@ -16,3 +18,5 @@ bool IsTiffSampleDepth(int bits, bool real);
 // packed from the highest bit of each byte down.
 void NarrowTiffSamples(const TiffLayout& layout, const std::uint8_t* from, std::size_t count,
                        std::uint8_t* to);
+
+}  // namespace tovmx

@@ -11,6 +11,8 @@
 #include <utility>
 #include <vector>
 
+namespace tovmx {
+
 namespace {
 
 struct DemuxerDeleter {
@@ -157,3 +159,5 @@ class WebpDecoder final : public FormatDecoder {
 }  // namespace
 
 std::unique_ptr<CoreImageDecoder> MakeWebpDecoder() { return std::make_unique<WebpDecoder>(); }
+
+}  // namespace tovmx

@@ -7,6 +7,8 @@
 #include <cstdio>
 #include <cstring>
 
+namespace tovmx {
+
 namespace {
 
 class Picture {
@@ -58,7 +60,7 @@ class WebpEncoder final : public CoreImageEncoder {
     if (WebPConfigInit(&config) == 0) return false;
     config.lossless = quality_ == 0 ? 1 : 0;
     if (quality_ != 0) config.quality = static_cast<float>(quality_);
-    config.exact = 1;  // colours under alpha 0 are kept, and the library leaves our pixels alone
+    config.exact = 1;  // colors under alpha 0 are kept, and the library leaves our pixels alone
     Picture picture;
     return picture.Load(bitmap) && picture.Encode(config, stream);
   }
@@ -75,3 +77,5 @@ CoreString DescribeWebpBackend() {
                 version & 255);
   return text;
 }
+
+}  // namespace tovmx

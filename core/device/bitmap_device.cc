@@ -14,17 +14,17 @@ bool IsUsable(const CoreDib* bitmap, float dpi) {
 }
 
 // The surface to paint on; null when the bitmap cannot be drawn into or memory is short.
-core::CairoSurfacePtr SurfaceFor(CoreDib* bitmap, float dpi, bool direct) {
+tovmx::CairoSurfacePtr SurfaceFor(CoreDib* bitmap, float dpi, bool direct) {
   if (!IsUsable(bitmap, dpi)) return nullptr;
   const int width = bitmap->GetWidth();
   const int height = bitmap->GetHeight();
   if (direct) {
-    return core::CairoSurfacePtr(cairo_image_surface_create_for_data(bitmap->GetBuffer(), CAIRO_FORMAT_ARGB32,
-                                                                     width, height, bitmap->GetStride()));
+    return tovmx::CairoSurfacePtr(cairo_image_surface_create_for_data(
+        bitmap->GetBuffer(), CAIRO_FORMAT_ARGB32, width, height, bitmap->GetStride()));
   }
-  core::CairoSurfacePtr copy(cairo_image_surface_create(CAIRO_FORMAT_ARGB32, width, height));
+  tovmx::CairoSurfacePtr copy(cairo_image_surface_create(CAIRO_FORMAT_ARGB32, width, height));
   if (cairo_surface_status(copy.get()) != CAIRO_STATUS_SUCCESS) return nullptr;
-  core::LoadPixels(*bitmap, copy.get());
+  tovmx::LoadPixels(*bitmap, copy.get());
   return copy;
 }
 
@@ -39,8 +39,8 @@ class BitmapCanvas final : public CoreCanvas {
 
   bool Flush() override {
     if (!CoreCanvas::Flush()) return false;
-    const core::Box damage = TakeDamage();
-    if (!direct_ && !damage.IsEmpty()) core::StorePixels(Surface(), damage, *bitmap_);
+    const tovmx::Box damage = TakeDamage();
+    if (!direct_ && !damage.IsEmpty()) tovmx::StorePixels(Surface(), damage, *bitmap_);
     return true;
   }
 
@@ -50,7 +50,7 @@ class BitmapCanvas final : public CoreCanvas {
 };
 
 std::unique_ptr<CoreCanvas> CanvasFor(CoreDib* bitmap, float dpi) {
-  const bool direct = IsUsable(bitmap, dpi) && core::IsOpaque32(*bitmap);
+  const bool direct = IsUsable(bitmap, dpi) && tovmx::IsOpaque32(*bitmap);
   return std::make_unique<BitmapCanvas>(bitmap, dpi, direct);
 }
 

@@ -7,7 +7,7 @@
 #include <limits>
 #include <utility>
 
-using core::Box;
+using tovmx::Box;
 
 namespace {
 
@@ -62,7 +62,7 @@ cairo_matrix_t PlaceOf(const CoreMatrix& matrix, double textScale, double surfac
 }
 
 // The run's glyphs that may paint on the page.
-void CollectVisible(const core::GlyphRun& run, const cairo_matrix_t& place, const Box& page,
+void CollectVisible(const tovmx::GlyphRun& run, const cairo_matrix_t& place, const Box& page,
                     std::vector<cairo_glyph_t>& visible) {
   visible.clear();
   for (const cairo_glyph_t& glyph : run.glyphs) {
@@ -83,7 +83,7 @@ cairo_status_t PaintNothing(cairo_scaled_font_t* /*font*/, unsigned long /*glyph
 
 }  // namespace
 
-CoreCanvas::CoreCanvas(core::CairoSurfacePtr surface, double width, double height, double scale)
+CoreCanvas::CoreCanvas(tovmx::CairoSurfacePtr surface, double width, double height, double scale)
     : surface_(std::move(surface)),
       cairo_(surface_ == nullptr ? nullptr : cairo_create(surface_.get())),
       page_{0, 0, width, height},
@@ -99,14 +99,14 @@ bool CoreCanvas::IsGood() const noexcept {
          cairo_surface_status(surface_.get()) == CAIRO_STATUS_SUCCESS;
 }
 
-void CoreCanvas::SetColour(std::uint32_t argb) {
+void CoreCanvas::SetColor(std::uint32_t argb) {
   const auto part = [argb](int shift) { return static_cast<double>(argb >> shift & 0xFF) / 255.0; };
   cairo_set_source_rgba(cairo_.get(), part(16), part(8), part(0), part(24));
 }
 
 bool CoreCanvas::FillPage(std::uint32_t argb) {
   if (!IsGood()) return false;
-  SetColour(argb);
+  SetColor(argb);
   // A document has no operator but OVER; any other would turn its page into a picture.
   if (isImage_) cairo_set_operator(cairo_.get(), CAIRO_OPERATOR_SOURCE);
   cairo_paint(cairo_.get());
@@ -117,20 +117,20 @@ bool CoreCanvas::FillPage(std::uint32_t argb) {
 
 bool CoreCanvas::DrawText(const wchar_t* characters, int count, const CoreFontLoader& fonts,
                           const CoreMatrix& matrix, std::uint32_t argb, float pixelSize) {
-  if (!IsGood() || !core::IsFinite(matrix)) return false;
-  const core::ShapedLine* line = core::ShapeForSize(fonts.Request(), characters, count, pixelSize);
+  if (!IsGood() || !tovmx::IsFinite(matrix)) return false;
+  const tovmx::ShapedLine* line = tovmx::ShapeForSize(fonts.Request(), characters, count, pixelSize);
   if (line == nullptr) return false;
 
-  const cairo_matrix_t place = PlaceOf(matrix, pixelSize / core::kReferenceSize, scale_);
+  const cairo_matrix_t place = PlaceOf(matrix, pixelSize / tovmx::kReferenceSize, scale_);
   const Stretch em = StretchOf(place);
-  if (!(em.least * core::kReferenceSize >= kSmallestEm && em.most * core::kReferenceSize <= kLargestEm)) {
+  if (!(em.least * tovmx::kReferenceSize >= kSmallestEm && em.most * tovmx::kReferenceSize <= kLargestEm)) {
     return true;
   }
   const Box ink = Transform(place, line->ink);
   if (line->ink.IsEmpty() ? !keepsText_ : !Intersects(ink, page_)) return true;
 
-  SetColour(argb);
-  const double size = em.most * core::kReferenceSize;
+  SetColor(argb);
+  const double size = em.most * tovmx::kReferenceSize;
   const bool farOut = !Holds({-kFarthest, -kFarthest, kFarthest, kFarthest}, ink);
   if (farOut || size > (keepsText_ ? kLargestPrinted : kLargestPicture)) {
     PaintOutlines(*line, place);
@@ -141,9 +141,10 @@ bool CoreCanvas::DrawText(const wchar_t* characters, int count, const CoreFontLo
   return IsGood();
 }
 
-void CoreCanvas::PaintRuns(const core::ShapedLine& line, const cairo_matrix_t& place, bool wholeLineVisible) {
+void CoreCanvas::PaintRuns(const tovmx::ShapedLine& line, const cairo_matrix_t& place,
+                           bool wholeLineVisible) {
   cairo_t* cr = cairo_.get();
-  for (const core::GlyphRun& run : line.runs) {
+  for (const tovmx::GlyphRun& run : line.runs) {
     cairo_set_matrix(cr, &place);
     if (run.pictures != nullptr) {
       if (keepsText_) {
@@ -169,7 +170,7 @@ void CoreCanvas::PaintRuns(const core::ShapedLine& line, const cairo_matrix_t& p
 }
 
 // The run's characters and their glyphs in the present font.
-void CoreCanvas::WriteText(const core::GlyphRun& run) {
+void CoreCanvas::WriteText(const tovmx::GlyphRun& run) {
   cairo_show_text_glyphs(cairo_.get(), run.text.c_str(), static_cast<int>(run.text.size()), run.glyphs.data(),
                          static_cast<int>(run.glyphs.size()), run.clusters.data(),
                          static_cast<int>(run.clusters.size()),
@@ -177,7 +178,7 @@ void CoreCanvas::WriteText(const core::GlyphRun& run) {
 }
 
 // The glyphs on the page of a font with pictures. Those without one are painted as outlines.
-void CoreCanvas::PaintPictures(const core::GlyphRun& run, const cairo_matrix_t& place) {
+void CoreCanvas::PaintPictures(const tovmx::GlyphRun& run, const cairo_matrix_t& place) {
   CollectVisible(run, place, page_, visible_);
   for (const cairo_glyph_t& glyph : visible_) {
     if (!PaintPicture(run.pictures.get(), glyph, place)) PaintOutline(run.font.get(), glyph, place);
@@ -191,8 +192,9 @@ bool CoreCanvas::PaintPicture(hb_face_t* face, const cairo_glyph_t& glyph, const
   cairo_pattern_get_rgba(cairo_get_source(cr), nullptr, nullptr, nullptr, &alpha);
   // Alpha is in the picture itself: Cairo's SVG cuts an image off that is painted with one.
   const auto opacity = static_cast<std::uint8_t>(std::lround(alpha * 255));
-  core::ColorPictures& pictures = isImage_ ? core::TextShaper::ForThisThread().Pictures() : documentPictures_;
-  const core::ColorPicture* picture = pictures.Find(face, static_cast<hb_codepoint_t>(glyph.index), opacity);
+  tovmx::ColorPictures& pictures =
+      isImage_ ? tovmx::TextShaper::ForThisThread().Pictures() : documentPictures_;
+  const tovmx::ColorPicture* picture = pictures.Find(face, static_cast<hb_codepoint_t>(glyph.index), opacity);
   if (picture == nullptr) return false;
   cairo_surface_t* image = picture->image.get();
   const Box frame = picture->frame.Moved(glyph.x, glyph.y);
@@ -208,8 +210,8 @@ bool CoreCanvas::PaintPicture(hb_face_t* face, const cairo_glyph_t& glyph, const
   return true;
 }
 
-void CoreCanvas::PaintOutlines(const core::ShapedLine& line, const cairo_matrix_t& place) {
-  for (const core::GlyphRun& run : line.runs) {
+void CoreCanvas::PaintOutlines(const tovmx::ShapedLine& line, const cairo_matrix_t& place) {
+  for (const tovmx::GlyphRun& run : line.runs) {
     if (run.pictures != nullptr) {
       PaintPictures(run, place);
       continue;
@@ -223,7 +225,7 @@ void CoreCanvas::PaintOutlines(const core::ShapedLine& line, const cairo_matrix_
 void CoreCanvas::PaintOutline(cairo_scaled_font_t* font, const cairo_glyph_t& glyph,
                               const cairo_matrix_t& place) {
   cairo_t* cr = cairo_.get();
-  const double shrink = std::min(1.0, kOutlineEm / (StretchOf(place).most * core::kReferenceSize));
+  const double shrink = std::min(1.0, kOutlineEm / (StretchOf(place).most * tovmx::kReferenceSize));
   // The outline alone, without the place of its origin, which may be far out.
   cairo_matrix_t small = {place.xx * shrink, place.yx * shrink, place.xy * shrink, place.yy * shrink, 0, 0};
   const cairo_glyph_t alone = {glyph.index, 0, 0};
@@ -248,8 +250,8 @@ void CoreCanvas::SetInvisibleFont() {
     cairo_user_font_face_set_render_glyph_func(invisibleFont_.get(), PaintNothing);
   }
   cairo_matrix_t size;
-  cairo_matrix_init_scale(&size, core::kReferenceSize * kPictureAdvance / kInvisibleAdvance,
-                          core::kReferenceSize);
+  cairo_matrix_init_scale(&size, tovmx::kReferenceSize * kPictureAdvance / kInvisibleAdvance,
+                          tovmx::kReferenceSize);
   cairo_set_font_face(cairo_.get(), invisibleFont_.get());
   cairo_set_font_matrix(cairo_.get(), &size);
 }

@@ -9,7 +9,7 @@
 #include <cmath>
 #include <cstdint>
 
-namespace core {
+namespace tovmx {
 
 inline bool IsFinite(const CoreMatrix& m) {
   return std::isfinite(m.a) && std::isfinite(m.b) && std::isfinite(m.c) && std::isfinite(m.d) &&
@@ -22,13 +22,13 @@ inline cairo_matrix_t PlaceOf(const CoreMatrix& matrix, double scale) {
           matrix.d * scale, matrix.e * scale, matrix.f * scale};
 }
 
-}  // namespace core
+}  // namespace tovmx
 
 class CoreCanvas {
  public:
   // The size is in surface units; `scale` is how many of them make a device unit. A canvas without a surface
   // has failed.
-  CoreCanvas(core::CairoSurfacePtr surface, double width, double height, double scale);
+  CoreCanvas(tovmx::CairoSurfacePtr surface, double width, double height, double scale);
   virtual ~CoreCanvas();
   CoreCanvas(const CoreCanvas&) = delete;
   CoreCanvas& operator=(const CoreCanvas&) = delete;
@@ -50,29 +50,29 @@ class CoreCanvas {
   void Release() noexcept;
 
   // The part of the surface that was painted on since the last call.
-  core::Box TakeDamage() noexcept;
+  tovmx::Box TakeDamage() noexcept;
 
  private:
-  void PaintRuns(const core::ShapedLine& line, const cairo_matrix_t& place, bool wholeLineVisible);
-  void PaintOutlines(const core::ShapedLine& line, const cairo_matrix_t& place);
+  void PaintRuns(const tovmx::ShapedLine& line, const cairo_matrix_t& place, bool wholeLineVisible);
+  void PaintOutlines(const tovmx::ShapedLine& line, const cairo_matrix_t& place);
   void PaintOutline(cairo_scaled_font_t* font, const cairo_glyph_t& glyph, const cairo_matrix_t& place);
-  void PaintPictures(const core::GlyphRun& run, const cairo_matrix_t& place);
+  void PaintPictures(const tovmx::GlyphRun& run, const cairo_matrix_t& place);
   bool PaintPicture(hb_face_t* face, const cairo_glyph_t& glyph, const cairo_matrix_t& place);
   void SetInvisibleFont();
-  void WriteText(const core::GlyphRun& run);
-  void SetColour(std::uint32_t argb);
+  void WriteText(const tovmx::GlyphRun& run);
+  void SetColor(std::uint32_t argb);
   // Makes the path, mapped to the surface, Cairo's own. False, and Cairo has none, for one that cannot be
   // drawn.
   bool TakePath(const CorePath& path, const CoreMatrix& matrix);
 
-  core::CairoSurfacePtr surface_;
-  core::CairoPtr cairo_;
-  core::Box page_;
-  core::Box damage_;
+  tovmx::CairoSurfacePtr surface_;
+  tovmx::CairoPtr cairo_;
+  tovmx::Box page_;
+  tovmx::Box damage_;
   double scale_;
   bool keepsText_;  // the surface writes characters, so none may be left out
   bool isImage_;
   std::vector<cairo_glyph_t> visible_;
-  core::CairoFontFacePtr invisibleFont_;
-  core::ColorPictures documentPictures_;  // a document holds each of its pictures once, to its end
+  tovmx::CairoFontFacePtr invisibleFont_;
+  tovmx::ColorPictures documentPictures_;  // a document holds each of its pictures once, to its end
 };

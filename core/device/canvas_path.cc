@@ -96,9 +96,9 @@ class PathBuilder {
 }  // namespace
 
 bool CoreCanvas::TakePath(const CorePath& path, const CoreMatrix& matrix) {
-  if (!IsGood() || !core::IsFinite(matrix)) return false;
+  if (!IsGood() || !tovmx::IsFinite(matrix)) return false;
   cairo_new_path(cairo_.get());
-  PathBuilder builder(cairo_.get(), core::PlaceOf(matrix, scale_));
+  PathBuilder builder(cairo_.get(), tovmx::PlaceOf(matrix, scale_));
   if (!CoreWalkPath(path.GetPoints(), path.GetPointCounter() + 1, builder)) return true;
   cairo_new_path(cairo_.get());
   return false;
@@ -108,9 +108,9 @@ bool CoreCanvas::FillPath(const CorePath& path, CoreFillMode fillMode, const Cor
                           std::uint32_t argb) {
   if (!TakePath(path, matrix)) return false;
   cairo_t* cr = cairo_.get();
-  core::Box ink;
+  tovmx::Box ink;
   cairo_path_extents(cr, &ink.left, &ink.top, &ink.right, &ink.bottom);
-  SetColour(argb);
+  SetColor(argb);
   cairo_set_fill_rule(cr, fillMode == kCoreFillEvenOdd ? CAIRO_FILL_RULE_EVEN_ODD : CAIRO_FILL_RULE_WINDING);
   cairo_fill(cr);
   damage_.Add(ink);
@@ -118,18 +118,18 @@ bool CoreCanvas::FillPath(const CorePath& path, CoreFillMode fillMode, const Cor
 }
 
 bool CoreCanvas::StrokePath(const CorePath& path, float width, const CoreMatrix& matrix, std::uint32_t argb) {
-  const cairo_matrix_t place = core::PlaceOf(matrix, scale_);
+  const cairo_matrix_t place = tovmx::PlaceOf(matrix, scale_);
   const double pen = width * LargestScale(place);
   if (!(width > 0 && pen <= CorePathDevice::kMaxReach) || !TakePath(path, matrix)) return false;
   cairo_t* cr = cairo_.get();
-  core::Box ink;
+  tovmx::Box ink;
   cairo_path_extents(cr, &ink.left, &ink.top, &ink.right, &ink.bottom);
   cairo_matrix_t inverse = place;
   if (cairo_matrix_invert(&inverse) != CAIRO_STATUS_SUCCESS) {
     cairo_new_path(cr);  // a pen without an area
     return true;
   }
-  SetColour(argb);
+  SetColor(argb);
   cairo_set_matrix(cr, &place);
   cairo_set_line_width(cr, width);
   cairo_set_miter_limit(cr, kMiterLimit);

@@ -39,8 +39,8 @@ std::string SourceDate() {
   return std::string(iso, std::strftime(iso, sizeof iso, "%Y-%m-%dT%H:%M:%SZ", &utc));
 }
 
-core::CairoSurfacePtr PdfSurface(std::string* text, float width, float height) {
-  core::CairoSurfacePtr surface(cairo_pdf_surface_create_for_stream(
+tovmx::CairoSurfacePtr PdfSurface(std::string* text, float width, float height) {
+  tovmx::CairoSurfacePtr surface(cairo_pdf_surface_create_for_stream(
       AppendToText, text, width * kPointsPerUnit, height * kPointsPerUnit));
   const std::string date = SourceDate();
   if (!date.empty()) {
@@ -49,8 +49,8 @@ core::CairoSurfacePtr PdfSurface(std::string* text, float width, float height) {
   return surface;
 }
 
-core::CairoSurfacePtr SvgSurface(std::string* text, float width, float height) {
-  core::CairoSurfacePtr surface(cairo_svg_surface_create_for_stream(AppendToText, text, width, height));
+tovmx::CairoSurfacePtr SvgSurface(std::string* text, float width, float height) {
+  tovmx::CairoSurfacePtr surface(cairo_svg_surface_create_for_stream(AppendToText, text, width, height));
   cairo_svg_surface_set_document_unit(surface.get(), CAIRO_SVG_UNIT_PX);
   return surface;
 }
@@ -58,7 +58,7 @@ core::CairoSurfacePtr SvgSurface(std::string* text, float width, float height) {
 // Holds the document back until it is whole, so that a device that is given up leaves the stream alone.
 class DocumentCanvas final : public CoreCanvas {
  public:
-  using MakeSurface = core::CairoSurfacePtr (*)(std::string* text, float width, float height);
+  using MakeSurface = tovmx::CairoSurfacePtr (*)(std::string* text, float width, float height);
   using Polish = std::string (*)(const std::string& text);
 
   DocumentCanvas(CoreOutputStream* stream, float width, float height, double unitsPerPixel, MakeSurface make,
@@ -94,4 +94,5 @@ CorePdfDevice::CorePdfDevice(CoreOutputStream* stream, float width, float height
 
 CoreSvgDevice::CoreSvgDevice(CoreOutputStream* stream, float width, float height)
     : CoreDocumentDevice(std::make_unique<DocumentCanvas>(
-          stream, width, height, 1.0, SvgSurface, core::WithCountedNames, std::make_unique<std::string>())) {}
+          stream, width, height, 1.0, SvgSurface, tovmx::WithCountedNames, std::make_unique<std::string>())) {
+}

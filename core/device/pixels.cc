@@ -8,7 +8,7 @@
 #include <cstdint>
 #include <cstring>
 
-namespace core {
+namespace tovmx {
 
 namespace {
 
@@ -17,7 +17,7 @@ using tovmx::Straight;
 
 std::uint32_t Component(std::uint32_t pixel, int shift) { return pixel >> shift & 0xFF; }
 
-// The palette's entry that is nearest in colour; of equals the first.
+// The palette's entry that is nearest in color; of equals the first.
 std::uint32_t NearestEntry(const CoreDib& bitmap, std::uint32_t argb) {
   int best = 0;
   int bestDistance = -1;
@@ -35,15 +35,15 @@ std::uint32_t NearestEntry(const CoreDib& bitmap, std::uint32_t argb) {
   return static_cast<std::uint32_t>(best);
 }
 
-// The bitmap's own number for a colour.
+// The bitmap's own number for a color.
 class Translator {
  public:
   explicit Translator(const CoreDib& bitmap) : bitmap_(bitmap) {}
 
   std::uint32_t operator()(std::uint32_t argb) {
-    if (argb == lastColour_ && known_) return lastValue_;
+    if (argb == lastColor_ && known_) return lastValue_;
     known_ = true;
-    lastColour_ = argb;
+    lastColor_ = argb;
     const int bits = bitmap_.GetBitsPerPixel();
     if (bits >= 24) {
       lastValue_ = argb;
@@ -59,7 +59,7 @@ class Translator {
  private:
   const CoreDib& bitmap_;
   bool known_ = false;
-  std::uint32_t lastColour_ = 0;
+  std::uint32_t lastColor_ = 0;
   std::uint32_t lastValue_ = 0;
 };
 
@@ -120,4 +120,4 @@ void StorePixels(cairo_surface_t* surface, const Box& area, CoreDib& bitmap) {
   }
 }
 
-}  // namespace core
+}  // namespace tovmx

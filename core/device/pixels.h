@@ -6,7 +6,7 @@
 
 #include <cairo.h>
 
-namespace core {
+namespace tovmx {
 
 // True for 32 bits with every alpha 255: straight and premultiplied are then the same.
 bool IsOpaque32(const CoreDib& bitmap);
@@ -16,4 +16,4 @@ void LoadPixels(const CoreDib& bitmap, cairo_surface_t* surface);
 // Writes the surface's pixels inside `area` that differ from the bitmap's own; the rest keep their bits.
 void StorePixels(cairo_surface_t* surface, const Box& area, CoreDib& bitmap);
 
-}  // namespace core
+}  // namespace tovmx

@@ -5,7 +5,7 @@
 #include <map>
 #include <string_view>
 
-namespace core {
+namespace tovmx {
 
 namespace {
 
@@ -47,4 +47,4 @@ std::string WithCountedNames(const std::string& text) {
   return counted.append(svg, done);
 }
 
-}  // namespace core
+}  // namespace tovmx

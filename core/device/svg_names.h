@@ -3,10 +3,10 @@
 
 #include <string>
 
-namespace core {
+namespace tovmx {
 
 // Cairo names a surface or an image by how many the process made before ("surface41"). Numbers them anew from
 // 1 in the order of their first use.
 std::string WithCountedNames(const std::string& svg);
 
-}  // namespace core
+}  // namespace tovmx

@@ -1,4 +1,4 @@
-// The files that the application registered, and the catalogues made of them and of the machine's fonts.
+// The files that the application registered, and the catalogs made of them and of the machine's fonts.
 #include "font/font_catalog.h"
 
 #include <algorithm>
@@ -7,14 +7,14 @@
 #include <filesystem>
 #include <mutex>
 
-namespace core {
+namespace tovmx {
 
 namespace {
 
 struct Shelf {
   std::mutex mutex;
   std::vector<std::string> files;
-  // One catalogue for each source mask from 1 to 3, made when it is first asked for.
+  // One catalog for each source mask from 1 to 3, made when it is first asked for.
   std::array<std::shared_ptr<const FontCatalog>, 4> catalogs;
 };
 
@@ -78,4 +78,4 @@ void UnregisterApplicationFonts() {
   FilesChanged(shelf);
 }
 
-}  // namespace core
+}  // namespace tovmx

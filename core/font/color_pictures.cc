@@ -8,7 +8,7 @@
 #include <memory>
 #include <string_view>
 
-namespace core {
+namespace tovmx {
 
 namespace {
 
@@ -160,4 +160,4 @@ void ColorPictures::Clear() {
   bytes_ = 0;
 }
 
-}  // namespace core
+}  // namespace tovmx

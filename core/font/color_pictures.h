@@ -15,7 +15,7 @@
 #include <map>
 #include <utility>
 
-namespace core {
+namespace tovmx {
 
 // In reference pixels, relative to the glyph's origin.
 struct ColorPicture {
@@ -57,4 +57,4 @@ class ColorPictures {
   std::map<Glyph, Ink> inks_;
 };
 
-}  // namespace core
+}  // namespace tovmx

@@ -4,11 +4,11 @@
 
 #include <algorithm>
 
-namespace core {
+namespace tovmx {
 
 namespace {
 
-// Drawing that is the same everywhere: outlines only, no hinting, no colour fringes, whatever the machine's
+// Drawing that is the same everywhere: outlines only, no hinting, no color fringes, whatever the machine's
 // own settings are.
 constexpr char kRendering[] = R"(<?xml version="1.0"?><!DOCTYPE fontconfig SYSTEM "urn:fontconfig:fonts.dtd">
 <fontconfig><match target="font">
@@ -158,4 +158,4 @@ FontChoice FontCatalog::Choose(const CoreFontRequest& request) const {
   return choice;
 }
 
-}  // namespace core
+}  // namespace tovmx

@@ -1,7 +1,7 @@
 // FontCatalog: the fonts of one source, as every thread sees them, and the choice of a family among them.
 //
-// A catalogue never changes: registering a file makes a new one, and the generation tells a thread that its
-// own caches are stale. Thread-safety: catalogues and the functions below may be used from any thread.
+// A catalog never changes: registering a file makes a new one, and the generation tells a thread that its
+// own caches are stale. Thread-safety: catalogs and the functions below may be used from any thread.
 #pragma once
 
 #include "font/font_kind.h"
@@ -14,7 +14,7 @@
 #include <unordered_map>
 #include <vector>
 
-namespace core {
+namespace tovmx {
 
 // The families to draw with, most wanted first, and the language of their readers.
 struct FontChoice {
@@ -52,7 +52,7 @@ class FontCatalog {
   std::unordered_map<std::string, std::size_t> byFullName_;  // folded full and PostScript names
 };
 
-// The catalogue of a source mask at this moment; sources outside the mask's bits count as none.
+// The catalog of a source mask at this moment; sources outside the mask's bits count as none.
 std::shared_ptr<const FontCatalog> CatalogFor(int source);
 
 // Grows by one with every change of the application's fonts.
@@ -61,4 +61,4 @@ std::uint64_t FontGeneration() noexcept;
 bool RegisterApplicationFont(const std::string& path);
 void UnregisterApplicationFonts();
 
-}  // namespace core
+}  // namespace tovmx

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <array>
 
-namespace core {
+namespace tovmx {
 
 namespace {
 
@@ -192,4 +192,4 @@ int KindAffinity(const FontKind& wanted, const FontKind& candidate) {
   return 4 * StyleAffinity(wanted.style, candidate.style) + region;
 }
 
-}  // namespace core
+}  // namespace tovmx

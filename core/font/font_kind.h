@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-namespace core {
+namespace tovmx {
 
 // The order means nothing but kPlain, which is what a name that says nothing gives.
 enum class FontStyle { kPlain, kSerif, kSans, kMono, kKai, kFangSong };
@@ -36,4 +36,4 @@ const char* RegionLanguage(FontRegion region);
 // How close `candidate` is to `wanted`; more is closer, and the style counts before the region.
 int KindAffinity(const FontKind& wanted, const FontKind& candidate);
 
-}  // namespace core
+}  // namespace tovmx

@@ -21,7 +21,7 @@ bool CoreFontLoader::LoadFont(const wchar_t* family, const wchar_t* face, int so
   request_->source = source;
   request_->weight = weight;
   request_->italic = italic;
-  return core::TextShaper::ForThisThread().HasFonts(source);
+  return tovmx::TextShaper::ForThisThread().HasFonts(source);
 }
 
 const CoreWideString& CoreFontLoader::GetFamily() const noexcept { return request_->family; }
@@ -31,20 +31,20 @@ int CoreFontLoader::GetWeight() const noexcept { return request_->weight; }
 bool CoreFontLoader::IsItalic() const noexcept { return request_->italic; }
 
 CoreWideString CoreFontLoader::GetActualFamily() const {
-  const auto& choice = core::TextShaper::ForThisThread().Resolve(*request_);
+  const auto& choice = tovmx::TextShaper::ForThisThread().Resolve(*request_);
   return CoreTextCodec::Utf8Decode(choice.actualFamily.c_str(), -1);
 }
 
 bool CoreFontLoader::IsSubstituted() const {
-  return core::TextShaper::ForThisThread().Resolve(*request_).substituted;
+  return tovmx::TextShaper::ForThisThread().Resolve(*request_).substituted;
 }
 
 bool CoreFontLoader::MeasureText(const wchar_t* characters, int count, float pixelSize,
                                  CoreTextExtents& extents) const {
-  const core::ShapedLine* line = core::ShapeForSize(*request_, characters, count, pixelSize);
+  const tovmx::ShapedLine* line = tovmx::ShapeForSize(*request_, characters, count, pixelSize);
   if (line == nullptr) return false;
-  const double scale = double{pixelSize} / core::kReferenceSize;
-  const auto scaled = [scale](const core::Box& box) {
+  const double scale = double{pixelSize} / tovmx::kReferenceSize;
+  const auto scaled = [scale](const tovmx::Box& box) {
     const auto edge = [scale](double value) { return static_cast<float>(value * scale); };
     return CoreRectF{edge(box.left), edge(box.top), edge(box.right), edge(box.bottom)};
   };
@@ -53,7 +53,7 @@ bool CoreFontLoader::MeasureText(const wchar_t* characters, int count, float pix
 }
 
 bool CoreFontLoader::RegisterFontFile(const char* path) {
-  return path != nullptr && core::RegisterApplicationFont(path);
+  return path != nullptr && tovmx::RegisterApplicationFont(path);
 }
 
-void CoreFontLoader::UnregisterFontFiles() { core::UnregisterApplicationFonts(); }
+void CoreFontLoader::UnregisterFontFiles() { tovmx::UnregisterApplicationFonts(); }

@@ -8,7 +8,7 @@
 
 #include <memory>
 
-namespace core {
+namespace tovmx {
 
 template <auto kRelease>
 struct Release {
@@ -31,4 +31,4 @@ using CairoSurfacePtr = std::unique_ptr<cairo_surface_t, Release<cairo_surface_d
 using CairoFontFacePtr = std::unique_ptr<cairo_font_face_t, Release<cairo_font_face_destroy>>;
 using CairoFontOptionsPtr = std::unique_ptr<cairo_font_options_t, Release<cairo_font_options_destroy>>;
 
-}  // namespace core
+}  // namespace tovmx

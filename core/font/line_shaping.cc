@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-namespace core {
+namespace tovmx {
 
 namespace {
 
@@ -147,4 +147,4 @@ ShapedLine ShapeLine(PangoContext* context, std::wstring_view wide, ColorPicture
   return line;
 }
 
-}  // namespace core
+}  // namespace tovmx

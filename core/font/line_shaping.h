@@ -1,4 +1,4 @@
-// ShapeLine: one line through Pango, by its itemising and shaping steps rather than its layout, which would
+// ShapeLine: one line through Pango, by its itemizing and shaping steps rather than its layout, which would
 // break lines and end paragraphs.
 #pragma once
 
@@ -9,10 +9,10 @@
 
 #include <string_view>
 
-namespace core {
+namespace tovmx {
 
 // `context` holds the font description and the language; its base direction is set to the text's. `pictures`
 // are asked for the ink of color glyphs.
 ShapedLine ShapeLine(PangoContext* context, std::wstring_view text, ColorPictures& pictures);
 
-}  // namespace core
+}  // namespace tovmx

@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 
-namespace core {
+namespace tovmx {
 
 namespace {
 
@@ -120,4 +120,4 @@ std::string DrawableText(const wchar_t* characters, int count) {
   return text;
 }
 
-}  // namespace core
+}  // namespace tovmx

@@ -3,7 +3,7 @@
 
 #include <string>
 
-namespace core {
+namespace tovmx {
 
 // Tabs, line and paragraph breaks become spaces, since a line has no columns and no second line. Other
 // control characters are left out. What is no character (a surrogate, a noncharacter such as U+FFFF, a
@@ -13,4 +13,4 @@ namespace core {
 // NUL.
 std::string DrawableText(const wchar_t* characters, int count);
 
-}  // namespace core
+}  // namespace tovmx

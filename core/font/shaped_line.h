@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-namespace core {
+namespace tovmx {
 
 inline constexpr double kReferenceSize = 64.0;
 
@@ -59,4 +59,4 @@ struct ShapedLine {
   std::size_t glyphCount = 0;
 };
 
-}  // namespace core
+}  // namespace tovmx

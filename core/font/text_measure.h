@@ -6,7 +6,7 @@
 #include <cmath>
 #include <cwchar>
 
-namespace core {
+namespace tovmx {
 
 // The line's glyphs, valid until the thread's next line; null for null characters, a size that is no positive
 // finite number, a line that is too long, or a source without fonts. A negative count means up to the NUL.
@@ -20,4 +20,4 @@ inline const ShapedLine* ShapeForSize(const CoreFontRequest& request, const wcha
   return TextShaper::ForThisThread().Shape(request, characters, count);
 }
 
-}  // namespace core
+}  // namespace tovmx

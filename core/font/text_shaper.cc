@@ -9,7 +9,7 @@
 #include <functional>
 #include <utility>
 
-namespace core {
+namespace tovmx {
 
 namespace {
 
@@ -145,4 +145,4 @@ const ShapedLine* TextShaper::Shape(const CoreFontRequest& request, const wchar_
   return Keep({hash, request, std::wstring(text), ShapeNow(request, text)});
 }
 
-}  // namespace core
+}  // namespace tovmx

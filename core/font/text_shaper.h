@@ -19,7 +19,7 @@
 #include <string_view>
 #include <unordered_map>
 
-namespace core {
+namespace tovmx {
 
 // Longer lines are refused rather than cut.
 inline constexpr int kMaxLineLength = 1 << 18;
@@ -45,7 +45,7 @@ class TextShaper {
   ColorPictures& Pictures() noexcept { return pictures_; }
 
  private:
-  // A source's fonts and the context that itemises text for them.
+  // A source's fonts and the context that itemizes text for them.
   struct Source {
     std::shared_ptr<const FontCatalog> catalog;
     GObjectPtr<PangoFontMap> map;
@@ -79,4 +79,4 @@ class TextShaper {
   ShapedLine passing_;  // the last line that was not worth keeping
 };
 
-}  // namespace core
+}  // namespace tovmx

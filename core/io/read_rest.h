@@ -8,6 +8,8 @@
 #include <cstdint>
 #include <vector>
 
+namespace tovmx {
+
 // A stretch of bytes that lies in the stream's own memory or in `storage`.
 struct Bytes {
   const std::uint8_t* data = nullptr;
@@ -33,3 +35,5 @@ inline Bytes ReadRest(CoreInputStream& stream, std::uint64_t most, std::vector<s
   }
   return {storage.data(), storage.size()};
 }
+
+}  // namespace tovmx

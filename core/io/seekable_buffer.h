@@ -7,6 +7,8 @@
 #include <cstdlib>
 #include <cstring>
 
+namespace tovmx {
+
 class SeekableBuffer {
  public:
   SeekableBuffer() = default;
@@ -56,3 +58,5 @@ class SeekableBuffer {
   std::uint64_t capacity_ = 0;
   std::uint64_t position_ = 0;
 };
+
+}  // namespace tovmx

@@ -215,7 +215,7 @@ Utf8Progress EncodePlainly(const wchar_t* text, std::size_t length, std::size_t 
 // Null where the plain loops do everything.
 const Utf8Kernels* Kernels() {
   static const Utf8Kernels* const kernels =
-      tovkit::ChosenSimdLevel() >= tovkit::SimdLevel::kAvx2 ? &kUtf8Avx2 : nullptr;
+      base::ChosenSimdLevel() >= base::SimdLevel::kAvx2 ? &kUtf8Avx2 : nullptr;
   return kernels;
 }
 

@@ -1,9 +1,9 @@
 /// \file
-/// Between JSON values and plain things: numbers, texts, packed colours, geometric records, arrays, string
+/// Between JSON values and plain things: numbers, texts, packed colors, geometric records, arrays, string
 /// lists, paths.
 ///
 /// Reading never fails loudly: a value of the wrong type, a missing element and an empty handle have fixed
-/// results, given below. Components and fields are neither masked nor clamped. Colours, records, arrays,
+/// results, given below. Components and fields are neither masked nor clamped. Colors, records, arrays,
 /// lists and paths travel as JSON arrays, never as objects. Handles that the functions return own their
 /// documents. Only a failed allocation throws.
 ///
@@ -72,10 +72,10 @@ class TOVKIT_API Convert {
   /// point is that of the process's locale.
   static CoreString ToText(const SharedPtr<const JsonValue>& value, int precision);
 
-  /// \name Colours
+  /// \name Colors
   /// @{
 
-  ///     grey  [g]             g in bits 0-7, 8-15 and 16-23
+  ///     gray  [g]             g in bits 0-7, 8-15 and 16-23
   ///     RGB   [r, g, b]       r in bits 0-7, g in 8-15, b in 16-23
   ///     CMYK  [c, m, y, k]    c in bits 24-31, m in 16-23, y in 8-15, k in 0-7
   ///     ARGB  [a, r, g, b]    as CMYK
@@ -89,7 +89,7 @@ class TOVKIT_API Convert {
   static bool ToARGB(const SharedPtr<const JsonValue>& value, unsigned& color);
   /// @}
 
-  /// Packs for kind 1 (grey), 2 (RGB) or 3 (CMYK). Every other kind gives false, `color` untouched.
+  /// Packs for kind 1 (gray), 2 (RGB) or 3 (CMYK). Every other kind gives false, `color` untouched.
   static bool ToColor(const SharedPtr<const JsonValue>& value, const CoreColorSpace& space, unsigned& color);
 
   /// @{

@@ -1,5 +1,5 @@
 /// \file
-/// Imaging: bitmaps into streams and back, a bitmap eraser, colours written as text, and text drawn onto a
+/// Imaging: bitmaps into streams and back, a bitmap eraser, colors written as text, and text drawn onto a
 /// device.
 ///
 /// Thread-safety: every function may be called from any thread; a device, a bitmap, a stream and a JSON
@@ -48,11 +48,11 @@ TOVKIT_API std::uint32_t ImageEncode(CoreDib* bitmap, CoreImageFormat format, Co
 /// anywhere afterwards.
 TOVKIT_API CoreDib* ImageDecode(CoreInputStream* stream);
 
-/// Writes an RGB colour as "#RRGGBB", red being bits 0-7, green 8-15 and blue 16-23; bits 24-31 are ignored.
-/// False, and `text` untouched, for every colour-space kind other than 2 (kCoreColorRgb).
+/// Writes an RGB color as "#RRGGBB", red being bits 0-7, green 8-15 and blue 16-23; bits 24-31 are ignored.
+/// False, and `text` untouched, for every color-space kind other than 2 (kCoreColorRgb).
 TOVKIT_API bool ColorToText(const std::uint32_t& color, const std::uint32_t& kind, std::string& text);
 
-/// Blanks a rectangle of `bitmap` to its brightest colour: the palette entry whose three components have the
+/// Blanks a rectangle of `bitmap` to its brightest color: the palette entry whose three components have the
 /// greatest sum (the last of several), or 255 in every byte without a palette, alpha included. What lies
 /// outside the bitmap is cut off, so a rectangle that misses it blanks nothing; reversed edges are swapped.
 /// The cut is made at the end of the padded row, so padding may be blanked too.
@@ -73,10 +73,10 @@ TOVKIT_API CoreDib* ImageBinary(const CoreDib* bitmap);
 
 /// @}
 
-/// \defgroup text_drawing Colour text and text drawing
+/// \defgroup text_drawing Color text and text drawing
 /// @{
 
-/// Reads a colour. `color` gets the packed value and `kind` its space, 1 grey, 2 RGB or 3 CMYK
+/// Reads a color. `color` gets the packed value and `kind` its space, 1 gray, 2 RGB or 3 CMYK
 /// (CoreColorSpaceKind):
 ///
 ///     "#gg"               1   gg in bits 0-7, 8-15 and 16-23
@@ -85,7 +85,7 @@ TOVKIT_API CoreDib* ImageBinary(const CoreDib* bitmap);
 ///     1, 3 or 4 numbers   1, 2 or 3, packed in the same way
 ///
 /// The numbers are decimal and divided by spaces, and only by spaces: "255,0,0" is the one number 255. A word
-/// that is no number is 0, so "red" is the grey level 0.
+/// that is no number is 0, so "red" is the gray level 0.
 ///
 /// Nothing is masked. A number above 255 or below 0 runs into the bytes above its own; a pair with a bad
 /// second digit counts as -1 and one with only a bad first digit as -16, so "#0x" gives 0xFFFFFFFF.
@@ -102,11 +102,11 @@ TOVKIT_API bool ParseColor(const char* text, std::uint32_t& color, std::uint32_t
 ///       "FontSize"          an integer, points; 26 when it is missing or below 1
 ///       "FontName"          a family; "SimSun" when it is missing or empty
 ///       "Bold", "Italic"    booleans
-///       "Color"             as ParseColor reads it; black when it is missing, empty or no colour
+///       "Color"             as ParseColor reads it; black when it is missing, empty or no color
 ///
 /// A value of another kind counts as missing. The baseline starts at (DeltaX, DeltaY + FontSize): the points
-/// are added as they are, while the em is FontSize / 72 * 96 pixels. The text is always opaque. A colour's
-/// kind is not looked at: the eight digits of a CMYK colour are taken for its last three bytes, "#00112233"
+/// are added as they are, while the em is FontSize / 72 * 96 pixels. The text is always opaque. A color's
+/// kind is not looked at: the eight digits of a CMYK color are taken for its last three bytes, "#00112233"
 /// as red 0x33, green 0x22 and blue 0x11.
 ///
 /// The device gets DrawText, EndText and Flush, in this order, with a font loader that lives for the call.

@@ -62,7 +62,7 @@ class TOVKIT_API Thread {
   /// Waits for the end of run(), at most `milliseconds`. True when it has ended or start() was never called;
   /// false on a time-out or any error. A true result uses up the one signal that the thread gives.
   ///
-  /// Kept odd, callers are tuned to it: whole seconds count as such, but the rest below a second is waited as
+  /// An oddity: whole seconds count as such, but the rest below a second is waited as
   /// MICROseconds (1500 waits 1.0005 s), and the call fails at once when that rest carries the wall clock's
   /// fraction past a whole second. Use a multiple of 1000.
   bool wait(unsigned milliseconds);
@@ -234,7 +234,7 @@ class TOVKIT_API WatchedMutex : public Mutex {
   /// `name` shows in the watchdog's lines: null counts as "SWMutex", and only 255 characters are kept.
   /// `timeout` is in seconds; below 1 the mutex is not watched. The first watched mutex starts the watchdog;
   /// when that fails, "pthread_create error\n" is printed and every later construction or destruction of a
-  /// watched mutex blocks for good (kept: a process that cannot watch is meant to be noticed).
+  /// watched mutex blocks for good (a process that cannot watch is meant to be noticed).
   WatchedMutex(const char* name, int timeout);
 
   /// Leaves the registry. A mutex with a time-out below 1 leaves a record of some 300 bytes behind.
@@ -320,7 +320,7 @@ class TOVKIT_API Process {
   /// name, and an `argc` below 1 ignores it. All texts are copied. True when the child was created, which
   /// does not mean that the program could be executed. False, with no child, for a null or empty path, a null
   /// `argv` with a positive `argc`, a null or empty argument, an `argc` too large for an int of slots, or a
-  /// failed fork ("vfork fail, errno=%d, errmsg=%s\n"; the name is kept, log filters know it).
+  /// failed fork ("vfork fail, errno=%d, errmsg=%s\n"; it names vfork, whatever call was made).
   ///
   /// A running child does not prevent another start: the object then forgets the first one. Only a call from
   /// within start is refused, with "this process is already runing.\n".

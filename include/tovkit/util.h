@@ -357,12 +357,12 @@ class TOVKIT_API TempFile {
 
 /// @}
 
-/// \defgroup page_ranges Page ranges
+/// \defgroup page_selection Page ranges
 /// A page selection such as "all", "odd" or "1,3,5-9", turned into zero-based page indices of a document of
-/// `count` pages. The indices are appended to `out`, which is not emptied first. A null `spec` is the empty
-/// one.
+/// `count` pages. The indices are appended to `out`, which is not emptied first. A null `selection` is the
+/// empty one.
 ///
-///     spec                            appended
+///     selection                       appended
 ///     "", "all", "All", "ALL"         0 to count - 1; `base` is not added
 ///     "odd", "Odd", "ODD"             base, base + 2, ... (the first, third, ... page)
 ///     "even", "Even", "EVEN"          base + 1, base + 3, ...
@@ -377,10 +377,10 @@ class TOVKIT_API TempFile {
 /// @{
 
 /// Numbers count from 0.
-TOVKIT_API void ParsePageIndices(const char* spec, int count, CoreArray<int>& out, int base);
+TOVKIT_API void ParsePageIndices(const char* selection, int count, CoreArray<int>& out, int base);
 
 /// Numbers count from 1.
-TOVKIT_API void ParsePageNumbers(const char* spec, int count, CoreArray<int>& out, int base);
+TOVKIT_API void ParsePageNumbers(const char* selection, int count, CoreArray<int>& out, int base);
 
 /// @}
 

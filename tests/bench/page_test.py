@@ -86,7 +86,7 @@ class PageTest(unittest.TestCase):
     def test_a_slower_row_stands_with_its_reason(self):
         text = self.render("codec/encode_jpeg/qt", 76)
         self.assertIn("**0.76×** (0.76 to 0.76)<br>**slower**", text)
-        self.assertIn("- encode_jpeg (Qt 6, 0.76×): Qt always stores colour at half size", text)
+        self.assertIn("- encode_jpeg (Qt 6, 0.76×): Qt always stores color at half size", text)
 
     def test_a_slower_row_without_a_reason_says_so(self):
         self.assertIn(page.NO_REASON, self.render("codec/never_heard_of/qt", 50))

@@ -53,11 +53,11 @@ const PackRow kPackRows[] = {
     {"negative magenta", Convert::ToCMYK, "[0, -1, 0, 0]", 0xFFFF0000},
     {"ARGB packs as CMYK", Convert::ToARGB, "[1, 2, 3, 4]", 0x01020304},
     {"ARGB without blue", Convert::ToARGB, "[1, 2, 3]", 0xFFFFFFFF},
-    {"grey", Convert::ToGray, "[128]", 0x00808080},
-    {"grey above 255", Convert::ToGray, "[511]", 511u | 511u << 8 | 511u << 16},
-    {"grey below 0", Convert::ToGray, "[-2]", 0xFFFFFFFE},
-    {"no grey", Convert::ToGray, "[]", 0xFFFFFFFF},
-    {"grey ignores further elements", Convert::ToGray, "[1, 99]", 0x00010101},
+    {"gray", Convert::ToGray, "[128]", 0x00808080},
+    {"gray above 255", Convert::ToGray, "[511]", 511u | 511u << 8 | 511u << 16},
+    {"gray below 0", Convert::ToGray, "[-2]", 0xFFFFFFFE},
+    {"no gray", Convert::ToGray, "[]", 0xFFFFFFFF},
+    {"gray ignores further elements", Convert::ToGray, "[1, 99]", 0x00010101},
 };
 
 TEST(ConvertPack, EveryRow) {

@@ -215,7 +215,7 @@ TEST(ConvertScalar, NanIsTrueAndConvertsToTheIndefiniteIntegers) {
   }
 }
 
-TEST(ConvertScalar, FloatsConvertAsStated) {
+TEST(ConvertScalar, FloatsConvertByTheirRules) {
   EXPECT_EQ(Convert::ToInt(FakeFloat(-1.5f)), -1);
   EXPECT_EQ(Convert::ToUint(FakeFloat(-1.5f)), 4294967295u);
   EXPECT_EQ(Convert::ToUint(FakeFloat(3e9f)), 3000000000u);

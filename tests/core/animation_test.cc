@@ -17,11 +17,11 @@ constexpr int kFrames = 5;  // of each file; among them frames that are taken aw
 std::string Webp() { return image::ReadFile(TOVKIT_SOURCE_DIR "/tests/data/images/animation.webp"); }
 std::string Animation() { return image::ReadFile(TOVKIT_SOURCE_DIR "/tests/data/images/animation.gif"); }
 
-// The animation shown `times` times over. The frames begin behind the head and its colours.
+// The animation shown `times` times over. The frames begin behind the head and its colors.
 std::string LongAnimation(int times) {
   const std::string once = Animation();
-  const std::size_t colours = std::size_t{2} << (once[10] & 7);
-  const std::size_t head = 13 + ((once[10] & 0x80) != 0 ? 3 * colours : 0);
+  const std::size_t colors = std::size_t{2} << (once[10] & 7);
+  const std::size_t head = 13 + ((once[10] & 0x80) != 0 ? 3 * colors : 0);
   std::string all = once.substr(0, head);
   for (int i = 0; i < times; ++i) all += once.substr(head, once.size() - 1 - head);
   return all + ";";
@@ -170,7 +170,7 @@ TEST(Animations, ADecoderThatIsOpenedAgainForgetsTheOldOne) {
   }
 }
 
-// A canvas of 12 by 10 with one frame of one colour.
+// A canvas of 12 by 10 with one frame of one color.
 TEST(Gif, FramesOutsideTheCanvasDrawWhatIsInIt) {
   const auto picture = [](unsigned left, unsigned top, unsigned width, unsigned height) {
     std::string bytes("GIF89a\x0c\0\x0a\0\x80\0\0\x10\x20\x30\x40\x50\x60,", 20);

@@ -15,7 +15,7 @@
 namespace {
 
 // Pictures that the files are made of, as ImageMagick draws them.
-enum Base { kColour, kDeep, kAlpha, kGray, kDeepGray, kBilevel };
+enum Base { kColor, kDeep, kAlpha, kGray, kDeepGray, kBilevel };
 constexpr const char* kBases[] = {
     "-size 61x43 -seed 7 plasma:red-blue -depth 8",
     "-size 61x43 -seed 7 plasma:red-blue -depth 16",
@@ -37,14 +37,14 @@ struct Case {
 };
 
 constexpr Case kCases[] = {
-    {"rgb.png", kColour, "", "png24:rgb.png", "", 24},
+    {"rgb.png", kColor, "", "png24:rgb.png", "", 24},
     {"rgb16.png", kDeep, "", "png48:rgb16.png", "", 24},
     {"rgba.png", kAlpha, "", "png32:rgba.png", "", 32},
     {"rgba16.png", kAlpha, "-depth 16", "png64:rgba16.png", "", 32},
-    {"interlaced.png", kColour, "-interlace PNG", "png24:interlaced.png", "", 24},
-    {"palette.png", kColour, "-colors 200", "png8:palette.png", "", 8},
-    {"palette4.png", kColour, "+dither -colors 12 -define png:bit-depth=4", "png8:palette4.png", "", 4},
-    {"palette2.png", kColour, "+dither -colors 4", "png8:palette2.png", "", 8},
+    {"interlaced.png", kColor, "-interlace PNG", "png24:interlaced.png", "", 24},
+    {"palette.png", kColor, "-colors 200", "png8:palette.png", "", 8},
+    {"palette4.png", kColor, "+dither -colors 12 -define png:bit-depth=4", "png8:palette4.png", "", 4},
+    {"palette2.png", kColor, "+dither -colors 4", "png8:palette2.png", "", 8},
     {"gray.png", kGray, "", "gray.png", "", 8},
     {"gray16.png", kGray, "-depth 16 -define png:bit-depth=16 -define png:color-type=0", "gray16.png", "", 8},
     {"gray2.png", kGray, "-posterize 4 -define png:bit-depth=2 -define png:color-type=0", "gray2.png", "", 8},
@@ -52,20 +52,20 @@ constexpr Case kCases[] = {
      4},
     {"grayalpha.png", kAlpha, "-colorspace gray -define png:color-type=4", "grayalpha.png", "", 32},
     {"bilevel.png", kBilevel, "", "bilevel.png", "", 1},
-    {"420.jpg", kColour, "-quality 85 -sampling-factor 2x2", "420.jpg", "", 24, 1},
-    {"444.jpg", kColour, "-quality 95 -sampling-factor 1x1", "444.jpg", "", 24, 1},
-    {"progressive.jpg", kColour, "-interlace JPEG", "progressive.jpg", "", 24, 1},
+    {"420.jpg", kColor, "-quality 85 -sampling-factor 2x2", "420.jpg", "", 24, 1},
+    {"444.jpg", kColor, "-quality 95 -sampling-factor 1x1", "444.jpg", "", 24, 1},
+    {"progressive.jpg", kColor, "-interlace JPEG", "progressive.jpg", "", 24, 1},
     {"gray.jpg", kGray, "", "gray.jpg", "", 8, 1},
-    {"none.tif", kColour, "-compress none", "none.tif", "", 24},
-    {"lzw.tif", kColour, "-compress lzw", "lzw.tif", "", 24},
-    {"zip.tif", kColour, "-compress zip", "zip.tif", "", 24},
-    {"packbits.tif", kColour, "-compress rle", "packbits.tif", "", 24},
-    {"jpeg.tif", kColour, "-compress jpeg -quality 90", "jpeg.tif", "", 24, 1},
-    {"big.tif", kColour, "-endian MSB", "big.tif", "", 24},
+    {"none.tif", kColor, "-compress none", "none.tif", "", 24},
+    {"lzw.tif", kColor, "-compress lzw", "lzw.tif", "", 24},
+    {"zip.tif", kColor, "-compress zip", "zip.tif", "", 24},
+    {"packbits.tif", kColor, "-compress rle", "packbits.tif", "", 24},
+    {"jpeg.tif", kColor, "-compress jpeg -quality 90", "jpeg.tif", "", 24, 1},
+    {"big.tif", kColor, "-endian MSB", "big.tif", "", 24},
     {"deep.tif", kDeep, "", "deep.tif", "", 24},
     {"deepbig.tif", kDeep, "-endian MSB", "deepbig.tif", "", 24},
     {"alpha.tif", kAlpha, "-define tiff:alpha=unassociated", "alpha.tif", "", 32},
-    {"palette.tif", kColour, "-colors 100 -type palette", "palette.tif", "", 8},
+    {"palette.tif", kColor, "-colors 100 -type palette", "palette.tif", "", 8},
     {"gray.tif", kGray, "", "gray.tif", "", 8},
     {"deepgray.tif", kDeepGray, "", "deepgray.tif", "", 8},
     {"grayalpha.tif", kAlpha, "-colorspace gray -define tiff:alpha=unassociated", "grayalpha.tif", "", 32},
@@ -78,35 +78,35 @@ constexpr Case kCases[] = {
     {"g3.tif", kBilevel, "-compress fax", "g3.tif", "", 1},
     {"white.tif", kBilevel, "-define quantum:polarity=min-is-white", "white.tif", "", 1},
     {"black.tif", kBilevel, "-define quantum:polarity=min-is-black", "black.tif", "", 1},
-    {"tiles.tif", kColour, "", "in_tiles.tif", "tiffcp -c lzw -t -w 16 -l 32 in_tiles.tif tiles.tif", 24},
+    {"tiles.tif", kColor, "", "in_tiles.tif", "tiffcp -c lzw -t -w 16 -l 32 in_tiles.tif tiles.tif", 24},
     {"deeptiles.tif", kDeep, "", "in_deeptiles.tif",
      "tiffcp -c zip -t -w 16 -l 16 in_deeptiles.tif deeptiles.tif", 24},
     {"bileveltiles.tif", kBilevel, "", "in_bileveltiles.tif",
      "tiffcp -c none -t -w 16 -l 16 in_bileveltiles.tif bileveltiles.tif", 1},
-    {"planes.tif", kColour, "", "in_planes.tif", "tiffcp -c lzw -p separate in_planes.tif planes.tif", 24},
+    {"planes.tif", kColor, "", "in_planes.tif", "tiffcp -c lzw -p separate in_planes.tif planes.tif", 24},
     {"deepplanes.tif", kDeep, "-interlace plane", "deepplanes.tif", "", 24},
     {"alphaplanes.tif", kAlpha, "-define tiff:alpha=unassociated", "in_alphaplanes.tif",
      "tiffcp -p separate in_alphaplanes.tif alphaplanes.tif", 32},
-    {"bigtiff.tif", kColour, "", "in_bigtiff.tif", "tiffcp -8 in_bigtiff.tif bigtiff.tif", 24},
-    {"lossless.webp", kColour, "", "in_lossless.png",
+    {"bigtiff.tif", kColor, "", "in_bigtiff.tif", "tiffcp -8 in_bigtiff.tif bigtiff.tif", 24},
+    {"lossless.webp", kColor, "", "in_lossless.png",
      "cwebp -quiet -lossless in_lossless.png -o lossless.webp", 24},
-    {"lossy.webp", kColour, "", "in_lossy.png", "cwebp -quiet -q 80 in_lossy.png -o lossy.webp", 24, 1},
+    {"lossy.webp", kColor, "", "in_lossy.png", "cwebp -quiet -q 80 in_lossy.png -o lossy.webp", 24, 1},
     {"alpha.webp", kAlpha, "", "png32:in_alpha.png",
      "cwebp -quiet -exact -lossless in_alpha.png -o alpha.webp", 32},
-    {"rgb.jp2", kColour, "-quality 100", "rgb.jp2", "", 24, 1},
+    {"rgb.jp2", kColor, "-quality 100", "rgb.jp2", "", 24, 1},
     {"gray.jp2", kGray, "-quality 100", "gray.jp2", "", 8, 1},
-    {"rgb.j2k", kColour, "-quality 100", "rgb.j2k", "", 24, 1},
-    {"3.bmp", kColour, "", "bmp3:3.bmp", "", 24},
-    {"2.bmp", kColour, "", "bmp2:2.bmp", "", 24},
-    {"4.bmp", kColour, "", "4.bmp", "", 24},
+    {"rgb.j2k", kColor, "-quality 100", "rgb.j2k", "", 24, 1},
+    {"3.bmp", kColor, "", "bmp3:3.bmp", "", 24},
+    {"2.bmp", kColor, "", "bmp2:2.bmp", "", 24},
+    {"4.bmp", kColor, "", "4.bmp", "", 24},
     {"alpha.bmp", kAlpha, "", "alpha.bmp", "", 32},
-    {"palette.bmp", kColour, "-colors 90", "bmp3:palette.bmp", "", 8},
-    {"runs.bmp", kColour, "-colors 20 -compress rle", "bmp3:runs.bmp", "", 8},
+    {"palette.bmp", kColor, "-colors 90", "bmp3:palette.bmp", "", 8},
+    {"runs.bmp", kColor, "-colors 20 -compress rle", "bmp3:runs.bmp", "", 8},
     {"bilevel.bmp", kBilevel, "", "bmp3:bilevel.bmp", "", 1},
-    {"565.bmp", kColour, "-define bmp:subtype=RGB565", "565.bmp", "", 24, 8},
-    {"still.gif", kColour, "-colors 50", "still.gif", "", 8},
-    {"lines.gif", kColour, "-colors 50 -interlace GIF", "lines.gif", "", 8},
-    {"clear.gif", kColour, "-colors 50 -transparent red", "clear.gif", "", 8},
+    {"565.bmp", kColor, "-define bmp:subtype=RGB565", "565.bmp", "", 24, 8},
+    {"still.gif", kColor, "-colors 50", "still.gif", "", 8},
+    {"lines.gif", kColor, "-colors 50 -interlace GIF", "lines.gif", "", 8},
+    {"clear.gif", kColor, "-colors 50 -transparent red", "clear.gif", "", 8},
 };
 
 // The cases of one format, told by the extension of the file.
@@ -156,7 +156,7 @@ TEST_P(ForeignStills, DecodeToTheReportedPixels) {
 }
 
 TEST_F(ForeignFiles, PagesOfATiff) {
-  for (const Base base : {kColour, kGray, kBilevel})
+  for (const Base base : {kColor, kGray, kBilevel})
     Run("convert " + std::string(kBases[base]) + " " + std::to_string(base) + ".tif");
   Run("tiffcp 0.tif 3.tif 5.tif pages.tif");
   CoreFileInputStream in((folder_ + "/pages.tif").c_str());

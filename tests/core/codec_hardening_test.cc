@@ -25,12 +25,12 @@ struct Sample {
 // Small files of a format, deep and shallow, and with everything that is optional.
 std::vector<Sample> SamplesOf(CoreImageFormat format) {
   std::vector<Sample> samples;
-  const auto add = [&](int bits, int colours) {
+  const auto add = [&](int bits, int colors) {
     CoreDib dib = image::MakePicture(9, 7, bits);
     dib.SetDpi(72, 72);
-    if (colours > 0) image::GivePalette(dib, colours);
+    if (colors > 0) image::GivePalette(dib, colors);
     samples.push_back({std::string(CoreImageFormatName(format)) + " of " + std::to_string(bits) + " bits, " +
-                           std::to_string(colours) + " colours",
+                           std::to_string(colors) + " colors",
                        Encode(dib, format)});
   };
   if (CoreCodecRegistry::Get().GetFactory().CreateEncoder(format) != nullptr) {
@@ -409,7 +409,7 @@ TEST_F(CodecHardening, ABmpWithAShortPaletteReadsWhatIsThere) {
   CoreDib dib = image::MakePicture(6, 6, 8);
   image::GivePalette(dib, 256);
   std::string bytes = Encode(dib, kCoreImageBmp);
-  bytes[46] = 3, bytes[47] = 0;        // colours used
+  bytes[46] = 3, bytes[47] = 0;        // colors used
   bytes.erase(54 + 12, 253 * 4);       // their bytes
   bytes[10] = 54 + 12, bytes[11] = 0;  // where the pixels begin
   const auto back = Decode(bytes);

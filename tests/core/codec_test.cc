@@ -24,7 +24,7 @@ constexpr CoreImageFormat kLossless[] = {kCoreImagePng, kCoreImageTiff, kCoreIma
 std::string Describe(CoreImageFormat format, const CoreDib& dib) {
   return std::string(CoreImageFormatName(format)) + ", " + std::to_string(dib.GetWidth()) + "x" +
          std::to_string(dib.GetHeight()) + " of " + std::to_string(dib.GetBitsPerPixel()) + " bits, " +
-         std::to_string(dib.GetPaletteSize()) + " colours";
+         std::to_string(dib.GetPaletteSize()) + " colors";
 }
 
 TEST(Codecs, LosslessFormatsComeBackBitForBit) {
@@ -75,7 +75,7 @@ TEST(Codecs, PalettesSurviveWhereTheFormatHoldsThem) {
   }
 }
 
-TEST(Codecs, PalettesBecomeColoursWhereTheFormatHasNone) {
+TEST(Codecs, PalettesBecomeColorsWhereTheFormatHasNone) {
   for (const CoreImageFormat format : {kCoreImageWebp, kCoreImageJpeg2000}) {
     for (const int bits : {1, 4, 8}) {
       CoreDib dib = MakePicture(41, 6, bits);
@@ -385,7 +385,7 @@ TEST(Codecs, ASizeScales) {
   }
 }
 
-TEST(Codecs, ScalingWeighsColoursByAlpha) {
+TEST(Codecs, ScalingWeighsColorsByAlpha) {
   CoreDib dib;
   ASSERT_TRUE(dib.Create(2, 1, 32));
   const std::uint8_t pixels[] = {10, 20, 30, 255, 200, 200, 200, 0};
@@ -395,7 +395,7 @@ TEST(Codecs, ScalingWeighsColoursByAlpha) {
   EXPECT_EQ(back->GetArgb(0, 0), 0x801e140au);
 }
 
-TEST(Codecs, ScalingKeepsGreyGreyAndUnfoldsPalettes) {
+TEST(Codecs, ScalingKeepsGrayGrayAndUnfoldsPalettes) {
   EXPECT_EQ(Decode(Encode(MakePicture(40, 40, 1), kCoreImagePng), 0, 20, 20)->GetBitsPerPixel(), 8);
   CoreDib dib = MakePicture(40, 40, 4);
   image::GivePalette(dib, 16);

@@ -29,7 +29,7 @@ TEST(BitmapDevice, InkStandsOnTheBaselineAndStartsAtTheOrigin) {
   EXPECT_NEAR(ink.right, 50 + extents.ink.right, 3);
 }
 
-TEST(BitmapDevice, TheColourIsTheOneGiven) {
+TEST(BitmapDevice, TheColorIsTheOneGiven) {
   Picture picture(200, 200);
   CoreBitmapDevice device(&picture.dib);
   ASSERT_TRUE(DrawLine(device, L"\u2588", At(20, 150), 0xFF1A2B3C, 100.0f));  // a full block
@@ -100,7 +100,7 @@ TEST(BitmapDevice, EveryDepthTakesInkAndKeepsTheRest) {
   }
 }
 
-TEST(BitmapDevice, APaletteBitmapGetsTheNearestColourItHas) {
+TEST(BitmapDevice, APaletteBitmapGetsTheNearestColorItHas) {
   Picture picture(200, 200, 8);
   const std::uint32_t entries[] = {0x00FFFFFF, 0x000000FF, 0x00FF0000,
                                    0x000000FF};  // white, red, blue, red again

@@ -48,7 +48,7 @@ TEST(CoreDib, EmptyHasNoPixels) {
   EXPECT_EQ(copy.GetBuffer(), nullptr);
 }
 
-TEST(CoreDib, PaletteKeepsColoursAndAlpha) {
+TEST(CoreDib, PaletteKeepsColorsAndAlpha) {
   CoreDib dib;
   ASSERT_TRUE(dib.Create(1, 1, 4));
   const std::uint32_t entries[] = {0xff112233, 0x445566};
@@ -163,7 +163,7 @@ TEST(CoreDib, PremultiplyRoundsAndUnpremultiplyUndoesItForEveryOpaqueAndPremulti
   for (std::size_t i = 0; i < dib.GetBufferSize(); ++i) ASSERT_EQ(dib.GetBuffer()[i], once.GetBuffer()[i]);
 }
 
-TEST(CoreDib, UnpremultiplyClampsColoursAboveTheirAlpha) {
+TEST(CoreDib, UnpremultiplyClampsColorsAboveTheirAlpha) {
   CoreDib dib;
   ASSERT_TRUE(dib.Create(1, 1, 32));
   dib.GetRow(0)[0] = 200;

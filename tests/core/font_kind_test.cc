@@ -7,9 +7,9 @@
 
 namespace {
 
-using core::FontKind;
-using core::FontRegion;
-using core::FontStyle;
+using tovmx::FontKind;
+using tovmx::FontRegion;
+using tovmx::FontStyle;
 
 constexpr FontStyle kStyles[] = {FontStyle::kPlain, FontStyle::kSerif, FontStyle::kSans,
                                  FontStyle::kMono,  FontStyle::kKai,   FontStyle::kFangSong};
@@ -23,11 +23,11 @@ TEST(FontKind, NothingIsCloserThanTheSameAndStyleCountsBeforeRegion) {
       for (const FontStyle other : kStyles) {
         for (const FontRegion elsewhere : kRegions) {
           const FontKind candidate{other, elsewhere};
-          const int affinity = core::KindAffinity(wanted, candidate);
+          const int affinity = tovmx::KindAffinity(wanted, candidate);
           const bool same = other == style && elsewhere == region;
-          const int best = core::KindAffinity(wanted, wanted);
+          const int best = tovmx::KindAffinity(wanted, wanted);
           EXPECT_TRUE(same ? affinity == best : affinity < best);
-          const int inThatRegion = core::KindAffinity(wanted, {style, elsewhere});
+          const int inThatRegion = tovmx::KindAffinity(wanted, {style, elsewhere});
           EXPECT_TRUE(other == style || affinity < inThatRegion) << "a step of style outweighs every region";
         }
       }
@@ -46,10 +46,10 @@ TEST(FontKind, EachStyleHasItsOrderOfReplacements) {
               {FontStyle::kPlain, "P > M > SsKF"},       {FontStyle::kMono, "M > P > SsKF"}};
   for (const auto& row : rows) {
     std::string order;
-    for (int affinity = core::KindAffinity({row.wanted}, {row.wanted}); affinity >= 0; --affinity) {
+    for (int affinity = tovmx::KindAffinity({row.wanted}, {row.wanted}); affinity >= 0; --affinity) {
       std::string equals;
       for (const FontStyle style : kStyles) {
-        if (core::KindAffinity({row.wanted}, {style}) == affinity) equals += nameOf(style);
+        if (tovmx::KindAffinity({row.wanted}, {style}) == affinity) equals += nameOf(style);
       }
       if (!equals.empty()) order += (order.empty() ? "" : " > ") + equals;
     }
@@ -69,7 +69,7 @@ TEST(FontKind, NamesTellStyleAndRegion) {
               {"KR", FontStyle::kPlain, FontRegion::kNone},  // an ending of nothing
               {"", FontStyle::kPlain, FontRegion::kNone}};
   for (const auto& row : rows) {
-    const FontKind kind = core::ClassifyFamily(core::FoldFamilyName(row.name));
+    const FontKind kind = tovmx::ClassifyFamily(tovmx::FoldFamilyName(row.name));
     EXPECT_EQ(kind.style, row.style) << row.name;
     EXPECT_EQ(kind.region, row.region) << row.name;
   }
@@ -79,9 +79,9 @@ TEST(FontKind, EveryStyleAndRegionHasAFamilyAndALanguage) {
   const char* families[] = {"sans-serif", "serif", "sans-serif", "monospace", "serif", "serif"};
   const char* languages[] = {"zh-cn", "zh-cn", "zh-tw", "ja", "ko"};
   for (std::size_t i = 0; i < std::size(kStyles); ++i)
-    EXPECT_STREQ(core::GenericFamily(kStyles[i]), families[i]);
+    EXPECT_STREQ(tovmx::GenericFamily(kStyles[i]), families[i]);
   for (std::size_t i = 0; i < std::size(kRegions); ++i)
-    EXPECT_STREQ(core::RegionLanguage(kRegions[i]), languages[i]);
+    EXPECT_STREQ(tovmx::RegionLanguage(kRegions[i]), languages[i]);
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-// Pictures in the forms that JPEG 2000 files have besides 8 bits of grey or RGB, written by OpenJPEG itself.
+// Pictures in the forms that JPEG 2000 files have besides 8 bits of gray or RGB, written by OpenJPEG itself.
 #include "image_support.h"
 
 #include <gtest/gtest.h>
@@ -58,7 +58,7 @@ OPJ_BOOL Seek(OPJ_OFF_T position, void* data) {
 }
 
 // In tiles of so many pixels a side, or in one without a number.
-std::string Store(const std::vector<Component>& components, OPJ_COLOR_SPACE colours,
+std::string Store(const std::vector<Component>& components, OPJ_COLOR_SPACE colors,
                   OPJ_CODEC_FORMAT format = OPJ_CODEC_JP2, int tile = 0) {
   std::vector<opj_image_cmptparm_t> forms;
   for (const Component& component : components) {
@@ -70,7 +70,7 @@ std::string Store(const std::vector<Component>& components, OPJ_COLOR_SPACE colo
     form.sgnd = component.isSigned ? 1 : 0;
     forms.push_back(form);
   }
-  opj_image_t* const image = opj_image_create(static_cast<OPJ_UINT32>(forms.size()), forms.data(), colours);
+  opj_image_t* const image = opj_image_create(static_cast<OPJ_UINT32>(forms.size()), forms.data(), colors);
   image->x1 = kWidth;
   image->y1 = kHeight;
   for (std::size_t c = 0; c < components.size(); ++c) {
@@ -108,8 +108,8 @@ std::string Store(const std::vector<Component>& components, OPJ_COLOR_SPACE colo
 
 constexpr char kCmyk = 12;
 
-// The library names only the colours that it writes itself.
-std::string WithColours(std::string file, char enumerated) {
+// The library names only the colors that it writes itself.
+std::string WithColors(std::string file, char enumerated) {
   const std::size_t box = file.find("colr");
   EXPECT_NE(box, std::string::npos);
   file[box + 10] = enumerated;
@@ -180,7 +180,7 @@ TEST(Jpeg2000Forms, ShallowSamplesSpanTheWholeRange) {
   }
 }
 
-TEST(Jpeg2000Forms, AlphaBesideGreyAndRgbOfAnyDepth) {
+TEST(Jpeg2000Forms, AlphaBesideGrayAndRgbOfAnyDepth) {
   for (const int bits : {8, 12}) {
     for (const bool told : {true, false}) {
       const Component plain{bits};
@@ -207,7 +207,7 @@ TEST(Jpeg2000Forms, AlphaBesideGreyAndRgbOfAnyDepth) {
   }
 }
 
-TEST(Jpeg2000Forms, TwoSamplesBesideTheColoursAreAlphaOnlyWhereTheFileSaysSo) {
+TEST(Jpeg2000Forms, TwoSamplesBesideTheColorsAreAlphaOnlyWhereTheFileSaysSo) {
   const Component plain;
   const Component alpha{8, false, 1, true};
   const auto untold = Decoded(Store({plain, plain, plain, plain, plain}, OPJ_CLRSPC_SRGB));
@@ -222,7 +222,7 @@ TEST(Jpeg2000Forms, TwoSamplesBesideTheColoursAreAlphaOnlyWhereTheFileSaysSo) {
             "");
 }
 
-TEST(Jpeg2000Forms, ColoursThatAreMultipliedByTheirAlphaAreDivided) {
+TEST(Jpeg2000Forms, ColorsThatAreMultipliedByTheirAlphaAreDivided) {
   const Component plain;
   std::string file = Store({plain, plain, plain, {8, false, 1, true}}, OPJ_CLRSPC_SRGB);
   const std::size_t definitions = file.find("cdef");
@@ -258,11 +258,11 @@ TEST(Jpeg2000Forms, LumaAndChromaBecomeRgb) {
             "");
 }
 
-TEST(Jpeg2000Forms, SubsampledChromaIsSpreadOverItsPixelsWhateverTheColoursAreCalled) {
+TEST(Jpeg2000Forms, SubsampledChromaIsSpreadOverItsPixelsWhateverTheColorsAreCalled) {
   const Component luma;
   const Component chroma{8, false, 2};
-  for (const auto colours : {OPJ_CLRSPC_SYCC, OPJ_CLRSPC_SRGB}) {
-    const auto bitmap = Decoded(Store({luma, chroma, chroma}, colours));
+  for (const auto colors : {OPJ_CLRSPC_SYCC, OPJ_CLRSPC_SRGB}) {
+    const auto bitmap = Decoded(Store({luma, chroma, chroma}, colors));
     EXPECT_EQ(Trouble(
                   bitmap.get(),
                   [](int x, int y) {
@@ -272,7 +272,7 @@ TEST(Jpeg2000Forms, SubsampledChromaIsSpreadOverItsPixelsWhateverTheColoursAreCa
                   },
                   1),
               "")
-        << static_cast<int>(colours);
+        << static_cast<int>(colors);
   }
 }
 
@@ -284,9 +284,9 @@ TEST(Jpeg2000Forms, InksComeOutAsLight) {
       argb[c + 1] = ((255 - Value(c, x, y)) * (255 - Value(3, x, y)) + 127) / 255;
     return argb;
   };
-  const auto plain = Decoded(WithColours(Store({ink, ink, ink, ink}, OPJ_CLRSPC_SRGB), kCmyk));
+  const auto plain = Decoded(WithColors(Store({ink, ink, ink, ink}, OPJ_CLRSPC_SRGB), kCmyk));
   EXPECT_EQ(Trouble(plain.get(), lightOf), "");
-  const auto withAlpha = Decoded(WithColours(Store({ink, ink, ink, ink, ink}, OPJ_CLRSPC_SRGB), kCmyk));
+  const auto withAlpha = Decoded(WithColors(Store({ink, ink, ink, ink, ink}, OPJ_CLRSPC_SRGB), kCmyk));
   EXPECT_EQ(Trouble(withAlpha.get(),
                     [&](int x, int y) {
                       Argb argb = lightOf(x, y);
@@ -316,7 +316,7 @@ TEST(Jpeg2000Forms, ABoxThatNobodyKnowsIsPassedOverHoweverLargeItIs) {
   }
 }
 
-// Boxes about colours that say nothing of use, or less than they should: what is left is a grey picture.
+// Boxes about colors that say nothing of use, or less than they should: what is left is a gray picture.
 TEST(Jpeg2000Forms, HeadersThatSayTooLittleAreHarmless) {
   const std::string plain = Store({{8}, {8, false, 1, true}}, OPJ_CLRSPC_GRAY);
   for (const char* type : {"colr", "cdef", "ihdr"}) {
@@ -335,7 +335,7 @@ TEST(Jpeg2000Forms, HeadersThatSayTooLittleAreHarmless) {
   }
 }
 
-TEST(Jpeg2000Forms, APaletteIsUnpackedToItsColours) {
+TEST(Jpeg2000Forms, APaletteIsUnpackedToItsColors) {
   std::string file = Store({{8}}, OPJ_CLRSPC_SRGB);
   std::string palette = "pclr" + BigEndian(256, 2) + "\3\7\7\7";
   for (int i = 0; i < 256; ++i)

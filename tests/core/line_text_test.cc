@@ -9,7 +9,7 @@
 namespace {
 
 std::string Drawable(const std::wstring& text) {
-  return core::DrawableText(text.data(), static_cast<int>(text.size()));
+  return tovmx::DrawableText(text.data(), static_cast<int>(text.size()));
 }
 
 std::string Utf8(const std::wstring& text) {

@@ -162,7 +162,7 @@ def jpeg(forms):
     for options in ("jpeg:arithmetic-coding=true", "jpeg:optimize-coding=off", "jpeg:dct-method=float"):
         forms.by_magick("rgb", f"-define {options}", f"d{len(forms.files)}.jpg", tolerance=1)
     forms.by_magick("inks", "-quality 95", "inks.jpg", tolerance=2, reader=PILLOW)
-    for options in ("", "-greyscale", "-progressive", "-optimize", "-restart=2 -dct=int", "-quality=100",
+    for options in ("", "-grayscale", "-progressive", "-optimize", "-restart=2 -dct=int", "-quality=100",
                     "-smooth=20", "-baseline -quality=5", "-density=72x36dpi", "-density=100x50dpcm"):
         forms.by_command(f"pnmtojpeg {options} rgb.ppm > OUT", f"netpbm{len(forms.files)}.jpg", tolerance=1)
     for mode, image in modes().items():

@@ -6,12 +6,12 @@
 
 namespace {
 
-std::string ContentsOf(const SeekableBuffer& buffer) {
+std::string ContentsOf(const tovmx::SeekableBuffer& buffer) {
   return {reinterpret_cast<const char*>(buffer.GetData()), buffer.GetSize()};
 }
 
 TEST(SeekableBuffer, WhatIsWrittenIsReadBackFromAnyPlace) {
-  SeekableBuffer buffer;
+  tovmx::SeekableBuffer buffer;
   EXPECT_TRUE(buffer.Write("abcdef", 6));
   buffer.Seek(2);
   char got[8] = {};
@@ -25,7 +25,7 @@ TEST(SeekableBuffer, WhatIsWrittenIsReadBackFromAnyPlace) {
 }
 
 TEST(SeekableBuffer, AChangeInTheMiddleKeepsTheRest) {
-  SeekableBuffer buffer;
+  tovmx::SeekableBuffer buffer;
   EXPECT_TRUE(buffer.Write("abcdef", 6));
   buffer.Seek(1);
   EXPECT_TRUE(buffer.Write("XY", 2));
@@ -36,7 +36,7 @@ TEST(SeekableBuffer, AChangeInTheMiddleKeepsTheRest) {
 }
 
 TEST(SeekableBuffer, AGapIsFilledWithZeros) {
-  SeekableBuffer buffer;
+  tovmx::SeekableBuffer buffer;
   EXPECT_TRUE(buffer.Write("a", 1));
   buffer.Seek(100'000);
   EXPECT_TRUE(buffer.Write("", 0));
@@ -46,7 +46,7 @@ TEST(SeekableBuffer, AGapIsFilledWithZeros) {
 }
 
 TEST(SeekableBuffer, WhatNoMemoryHoldsIsRefusedAndChangesNothing) {
-  SeekableBuffer buffer;
+  tovmx::SeekableBuffer buffer;
   EXPECT_TRUE(buffer.Write("abc", 3));
   for (const std::uint64_t place : {UINT64_MAX, UINT64_MAX - 1, std::uint64_t{PTRDIFF_MAX}}) {
     buffer.Seek(place);

@@ -103,7 +103,7 @@ TEST(TextCodec, EveryRowOfEscapesComesBackFromUtf8) {
   EXPECT_EQ(Decode(Encode(together)), together);
 }
 
-// A form that spells nothing with its neighbours is what a file name may hold, and stays three bytes.
+// A form that spells nothing with its neighbors is what a file name may hold, and stays three bytes.
 TEST(TextCodec, EncodedSurrogatesAloneAreBytes) {
   for (const char* const bytes :
        {"\xED\xB2\x80", "\xED\xB3\x83", "\xED\xB3\x83-\xED\xB2\xA9", "\xED\xB3\x83\xED\xB2",

@@ -27,17 +27,17 @@ using Numbers = std::vector<unsigned>;
 struct Form {
   int photometric;
   int bits;
-  std::vector<int> extra;  // what the samples after the colours are
+  std::vector<int> extra;  // what the samples after the colors are
   bool planes;
   bool tiles;
 
-  int Colours() const { return photometric == kRgb ? 3 : photometric == kInks ? 4 : 1; }
-  int Samples() const { return Colours() + static_cast<int>(extra.size()); }
+  int Colors() const { return photometric == kRgb ? 3 : photometric == kInks ? 4 : 1; }
+  int Samples() const { return Colors() + static_cast<int>(extra.size()); }
   // Which sample is alpha, -1 for none.
   int Alpha() const {
     const auto found =
         std::find_if(extra.begin(), extra.end(), [](int kind) { return kind != kUnspecified; });
-    return found == extra.end() ? -1 : Colours() + static_cast<int>(found - extra.begin());
+    return found == extra.end() ? -1 : Colors() + static_cast<int>(found - extra.begin());
   }
   std::string Name() const {
     std::string name = "photometric " + std::to_string(photometric) + ", " + std::to_string(bits) + " bits";
@@ -131,7 +131,7 @@ std::string Store(const Form& form, std::map<int, Numbers> more = {}) {
   return TiffOf(tags, form.tiles ? kTilesTag : kStripsTag, pixels);
 }
 
-// One colour out of what its sample and black, if it is an ink, say.
+// One color out of what its sample and black, if it is an ink, say.
 unsigned Light(const Form& form, unsigned value, unsigned black) {
   if (form.photometric == kWhiteIsZero) return 255 - value;
   return form.photometric == kInks ? ((255 - value) * (255 - black) + 127) / 255 : value;
@@ -141,10 +141,10 @@ std::uint32_t Expected(const Form& form, int x, int y) {
   std::uint32_t argb = 0;
   const int alphaSample = form.Alpha();
   const unsigned alpha = alphaSample < 0 ? 255 : Value(alphaSample, x, y);
-  const bool divide = alphaSample >= 0 &&
-                      form.extra[static_cast<std::size_t>(alphaSample - form.Colours())] == kPremultiplied;
+  const bool divide =
+      alphaSample >= 0 && form.extra[static_cast<std::size_t>(alphaSample - form.Colors())] == kPremultiplied;
   for (int c = 0; c < 3; ++c) {
-    unsigned light = Light(form, Value(form.Colours() == 1 ? 0 : c, x, y), Value(3, x, y));
+    unsigned light = Light(form, Value(form.Colors() == 1 ? 0 : c, x, y), Value(3, x, y));
     if (divide) light = alpha == 0 ? 0 : std::min(255U, (light * 255 + alpha / 2) / alpha);
     argb = argb << 8 | light;
   }
@@ -178,7 +178,7 @@ TEST(TiffForms, EveryStorageOfAPictureGivesItsPixels) {
             CoreImageInfo info;
             const auto bitmap = image::Decode(Store(form), 0, 0, 0, &info);
             EXPECT_EQ(Trouble(form, bitmap.get()), "") << form.Name();
-            const int plain = form.Colours() == 1 ? 8 : 24;
+            const int plain = form.Colors() == 1 ? 8 : 24;
             EXPECT_EQ(info.bitsPerPixel, form.Alpha() < 0 ? plain : 32) << form.Name();
             EXPECT_EQ(info.fileBitsPerPixel, bits * form.Samples()) << form.Name();
           }
@@ -190,7 +190,7 @@ TEST(TiffForms, EveryStorageOfAPictureGivesItsPixels) {
 
 constexpr Form kGrayForm{kBlackIsZero, 8, {}, false, false};
 
-TEST(TiffForms, AColourMapOf8BitNumbersIsTakenAsThatOf16) {
+TEST(TiffForms, AColorMapOf8BitNumbersIsTakenAsThatOf16) {
   for (const unsigned step : {1U, 257U}) {
     Numbers map;
     for (unsigned c = 0; c < 3; ++c) {
@@ -222,7 +222,7 @@ TEST(TiffForms, TheUnitOfTheResolutionCounts) {
 }
 
 // What the library cannot turn into RGBA gives no bitmap, and neither do samples that the file does not hold.
-TEST(TiffForms, ColoursThatNobodyKnowsGiveNull) {
+TEST(TiffForms, ColorsThatNobodyKnowsGiveNull) {
   EXPECT_EQ(image::Decode(Store({kRgb, 8, {}, false, false}, {{kPhotometricTag, {1234}}})), nullptr);
   EXPECT_EQ(image::Decode(Store(kGrayForm, {{kBitsTag, {13}}})), nullptr);
 }

@@ -18,7 +18,7 @@ struct Arc {
   double x1, y1, x2, y2;
 };
 
-// Centre, radii and angles by the rule of SVG 1.1, F.6.5 and F.6.6.
+// Center, radii and angles by the rule of SVG 1.1, F.6.5 and F.6.6.
 struct Ellipse {
   double cx, cy, rx, ry, sine, cosine, start, sweepAngle;
 

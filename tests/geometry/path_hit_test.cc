@@ -334,7 +334,7 @@ TEST(Curve, HalfOpenShapeHasNoInside) {
   EXPECT_TRUE(Inside(path, {47, 40}, 1));
 }
 
-// A sample exactly level with the point is neither above nor below it, and its two neighbours are two steps
+// A sample exactly level with the point is neither above nor below it, and its two neighbors are two steps
 // apart.
 TEST(Curve, RayThroughASampleDoesNotCross) {
   CorePath path;

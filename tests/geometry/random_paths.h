@@ -15,7 +15,7 @@ namespace reference {
 enum class Numbers {
   kOrdinary,  // a page's coordinates
   kGrid,      // small whole numbers: many equal coordinates, vertical and horizontal edges
-  kTiny,      // denormals and their neighbours
+  kTiny,      // denormals and their neighbors
   kHuge,      // up to the largest float
   kWild,      // any bit pattern: NaN, infinities, everything
 };

@@ -78,10 +78,10 @@ TEST(DeleteRectDib, ALaterPaletteEntryWinsATie) {
   EXPECT_EQ(dib.GetRow(0)[0], 2) << "all black: still the last";
 }
 
-TEST(DeleteRectDib, GreyAnd32BitsGet255InEveryByte) {
-  CoreDib grey = MakeDib(8, 1, 8);
-  EXPECT_TRUE(DeleteRectDib(&grey, {1, 0, 3, 1}));
-  EXPECT_EQ(Blanked(grey, 0, 255), (Span{1, 3}));
+TEST(DeleteRectDib, GrayAnd32BitsGet255InEveryByte) {
+  CoreDib gray = MakeDib(8, 1, 8);
+  EXPECT_TRUE(DeleteRectDib(&gray, {1, 0, 3, 1}));
+  EXPECT_EQ(Blanked(gray, 0, 255), (Span{1, 3}));
   CoreDib dib = MakeDib(3, 1, 32);
   EXPECT_TRUE(DeleteRectDib(&dib, {1, 0, 2, 1}));
   EXPECT_EQ(Blanked(dib, 0, 255), (Span{4, 8}));

@@ -183,7 +183,7 @@ TEST(DrawTextOnDevice, ItalicIsHandedOn) {
   EXPECT_FALSE(DrawnWithFont(R"({"italic": true})").italic);
 }
 
-TEST(DrawTextOnDevice, ColoursReachTheDeviceOpaqueWithRedAbove) {
+TEST(DrawTextOnDevice, ColorsReachTheDeviceOpaqueWithRedAbove) {
   struct Case {
     const char* text;
     std::uint32_t argb;

@@ -49,7 +49,7 @@ void ExpectRefusals(std::initializer_list<const char*> texts) {
   }
 }
 
-TEST(ParseColor, TwoDigitsAreGrey) {
+TEST(ParseColor, TwoDigitsAreGray) {
   ExpectColors({{"#80", 1, 0x00808080}, {"#00", 1, 0}, {"#ff", 1, 0x00FFFFFF}, {"#aF", 1, 0x00AFAFAF}});
 }
 
@@ -108,7 +108,7 @@ TEST(ParseColor, CharactersAroundTheDigitsAreNone) {
   }
 }
 
-TEST(ParseColor, OneNumberIsGreyThreeAreRgbFourAreCmyk) {
+TEST(ParseColor, OneNumberIsGrayThreeAreRgbFourAreCmyk) {
   ExpectColors({{"128", 1, 0x00808080},
                 {"255 0 0", 2, 0x000000FF},
                 {"0 0 255", 2, 0x00FF0000},

@@ -26,8 +26,8 @@ const Shape kShapes[] = {
     {"Arrays", Repeated("[", kDepth) + Repeated("]", kDepth)},
     {"Objects", Repeated("{\"a\":", kDepth - 1) + "{}" + Repeated("}", kDepth - 1)},
     {"Both", Repeated("[{\"a\":", kDepth / 2) + "0" + Repeated("}]", kDepth / 2)},
-    {"ArraysWithNeighbours", Repeated("[1,", kDepth - 1) + "[]" + Repeated(",2]", kDepth - 1)},
-    {"ObjectsWithNeighbours",
+    {"ArraysWithNeighbors", Repeated("[1,", kDepth - 1) + "[]" + Repeated(",2]", kDepth - 1)},
+    {"ObjectsWithNeighbors",
      Repeated("{\"a\":1,\"b\":", kDepth - 1) + "[]" + Repeated(",\"c\":2}", kDepth - 1)},
 };
 

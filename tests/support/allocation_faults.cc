@@ -8,7 +8,7 @@
 
 #define INTERPOSED extern "C" __attribute__((visibility("default")))
 
-// What the present thread's AllocationFaults asks for; constant-initialised, since malloc runs before
+// What the present thread's AllocationFaults asks for; constant-initialized, since malloc runs before
 // anything else.
 struct AllocationScript {
   int kinds = 0;

@@ -49,7 +49,7 @@ class ForeignFiles : public testing::Test {
     return pixels;
   }
 
-  // Compares a frame with such pixels, rounded to 8 bits. Where both are transparent the colour does not
+  // Compares a frame with such pixels, rounded to 8 bits. Where both are transparent the color does not
   // count.
   void ExpectPixels(const std::string& file, int frame, const std::string& deep, int tolerance) {
     CoreFileInputStream in((folder_ + "/" + file).c_str());

@@ -55,7 +55,7 @@ inline CoreDib MakePicture(int width, int height, int bits, unsigned seed = 1) {
   return dib;
 }
 
-// A full palette of different colours.
+// A full palette of different colors.
 inline void GivePalette(CoreDib& dib, int count) {
   std::uint32_t entries[256];
   for (int i = 0; i < count; ++i)

@@ -48,7 +48,7 @@ bool IsFree(pthread_mutex_t* mutex) {
   return true;
 }
 
-TEST(MutexTest, RecordsStandInTheGivenOrder) {
+TEST(MutexTest, RecordsStandInTheirFixedOrder) {
   struct Expected {
     pthread_mutex_t* mutex;
     time_t lockTime, unlockTime;

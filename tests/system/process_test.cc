@@ -34,7 +34,7 @@ using Fields = decltype(MemberType(Get(ProcessFields{})));
 
 Fields& FieldsOf(Process& process) { return process.*Get(ProcessFields{}); }
 
-TEST_F(ProcessTest, FieldsStandInTheGivenOrder) {
+TEST_F(ProcessTest, FieldsStandInTheirFixedOrder) {
   struct Expected {
     uint64_t pid;
     int64_t exitCode;

@@ -162,7 +162,7 @@ TEST_F(SharedMemoryTest, SizeZeroIsRefusedByTheSystem) {
   EXPECT_EQ(memory.GetErrorMessage(), CallMessage("Create", EINVAL));
 }
 
-TEST_F(SharedMemoryTest, AttachPairsTheFlagsAsStated) {
+TEST_F(SharedMemoryTest, AttachExchangesReadAndWrite) {
   SharedMemory creator(name());
   ASSERT_TRUE(creator.Create(64, kRead | kWrite));
   struct Row {

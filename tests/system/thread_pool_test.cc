@@ -87,7 +87,7 @@ class ThreadPoolTest : public testing::Test {
   bool taken = false;
 };
 
-TEST_F(ThreadPoolTest, FieldsStandInTheGivenOrder) {
+TEST_F(ThreadPoolTest, FieldsStandInTheirFixedOrder) {
   struct Expected {
     pthread_mutex_t lock;
     pthread_cond_t workAvailable;

@@ -61,7 +61,7 @@ class ThreadTest : public testing::Test {
   void TearDown() override { faults::Reset(); }
 };
 
-TEST_F(ThreadTest, FieldsStandInTheGivenOrder) {
+TEST_F(ThreadTest, FieldsStandInTheirFixedOrder) {
   static_assert(offsetof(Fields, tid) == 0 && sizeof(Fields::tid) == 8);
   static_assert(offsetof(Fields, running) == 8 && sizeof(Fields::running) == 1);
   static_assert(std::is_same_v<decltype(Fields::doneSignal), sem_t> && offsetof(Fields, doneSignal) == 16);

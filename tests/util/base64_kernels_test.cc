@@ -8,22 +8,24 @@
 #include <string>
 #include <vector>
 
+using tovkit::Base64KernelsFor;
+
 namespace {
 
 using tovkit::Base64Kernels;
-using tovkit::SimdLevel;
+using base::SimdLevel;
 
 constexpr char kUntouched = '\x5A';
 
 struct Level {
-  SimdLevel level;
+  base::SimdLevel level;
   const char* name;
 };
 
 std::vector<Level> LevelsOfThisMachine() {
   std::vector<Level> levels;
-  for (const Level& row : {Level{SimdLevel::kAvx2, "avx2"}, Level{SimdLevel::kAvx512, "avx512"}}) {
-    if (SupportsSimdLevel(row.level)) {
+  for (const Level& row : {Level{base::SimdLevel::kAvx2, "avx2"}, Level{base::SimdLevel::kAvx512, "avx512"}}) {
+    if (base::SupportsSimdLevel(row.level)) {
       levels.push_back(row);
     } else {
       std::printf("this machine has no %s: not compared\n", row.name);
@@ -113,12 +115,12 @@ TEST(Base64Kernels, RandomBytesDecodeAsByThePlainLoop) {
 }
 
 TEST(SimdLevel, AWishIsGrantedWhenTheMachineHasIt) {
-  const SimdLevel best = tovkit::SimdLevelFor(nullptr);
-  EXPECT_TRUE(SupportsSimdLevel(best));
-  EXPECT_EQ(tovkit::SimdLevelFor("scalar"), SimdLevel::kScalar);
-  for (const Level& row : LevelsOfThisMachine()) EXPECT_EQ(tovkit::SimdLevelFor(row.name), row.level);
-  EXPECT_EQ(tovkit::SimdLevelFor(""), best);
-  EXPECT_EQ(tovkit::SimdLevelFor("mmx"), best);
+  const base::SimdLevel best = base::SimdLevelFor(nullptr);
+  EXPECT_TRUE(base::SupportsSimdLevel(best));
+  EXPECT_EQ(base::SimdLevelFor("scalar"), base::SimdLevel::kScalar);
+  for (const Level& row : LevelsOfThisMachine()) EXPECT_EQ(base::SimdLevelFor(row.name), row.level);
+  EXPECT_EQ(base::SimdLevelFor(""), best);
+  EXPECT_EQ(base::SimdLevelFor("mmx"), best);
 }
 
 }  // namespace

@@ -8,7 +8,7 @@
 /// was; what an element's own constructor throws goes on to the caller. A copy that finds no memory throws
 /// std::bad_alloc.
 ///
-/// Thread-safety: single operations are serialised; a reference from operator[] or GetData() is not protected
+/// Thread-safety: single operations are serialized; a reference from operator[] or GetData() is not protected
 /// by anything but Lock().
 ///
 /// \code{.cc}

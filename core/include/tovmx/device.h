@@ -132,7 +132,7 @@ class TOVMX_API CorePageDevice : public CorePathDevice {
   bool StrokePath(const CorePath& path, float width, const CoreMatrix& matrix, std::uint32_t argb) override;
   /// @}
 
-  /// Replaces everything on the page by one colour, 0xAARRGGBB with straight alpha. On a PDF or SVG page it
+  /// Replaces everything on the page by one color, 0xAARRGGBB with straight alpha. On a PDF or SVG page it
   /// must come first: it covers what is below it. False when the device has failed.
   bool FillPage(std::uint32_t argb);
 
@@ -147,8 +147,8 @@ class TOVMX_API CorePageDevice : public CorePathDevice {
   std::unique_ptr<CoreCanvas> canvas_;  ///< null in a device that has failed from the start
 };
 
-/// Draws into a bitmap of any depth. Pixels without ink keep their bits; a palette or grey bitmap gets the
-/// nearest colour it has. A 32-bit bitmap whose pixels are all opaque is drawn into at once, any other at
+/// Draws into a bitmap of any depth. Pixels without ink keep their bits; a palette or gray bitmap gets the
+/// nearest color it has. A 32-bit bitmap whose pixels are all opaque is drawn into at once, any other at
 /// Flush.
 class TOVMX_API CoreBitmapDevice final : public CorePageDevice {
  public:

@@ -4,11 +4,11 @@
 /// Rows run from the top down and are padded to a multiple of 4 bytes (the stride). In memory
 ///
 ///     32 bits   blue, green, red, alpha: the 32-bit number 0xAARRGGBB of this machine. Alpha is STRAIGHT:
-///               the colour is not multiplied by it. Premultiply() and Unpremultiply() convert in place
+///               the color is not multiplied by it. Premultiply() and Unpremultiply() convert in place
 ///               for libraries that paint premultiplied pixels; between them the bitmap must not be
 ///               encoded.
 ///     24 bits   blue, green, red
-///     8 bits    an index into the palette, or a grey level when there is no palette
+///     8 bits    an index into the palette, or a gray level when there is no palette
 ///     4 bits    the same; the left pixel in the upper half of the byte; without a palette 15 is white
 ///     1 bit     the same; the leftmost pixel in the highest bit; without a palette 0 is black and 1 white
 ///
@@ -81,22 +81,22 @@ class TOVMX_API CoreDib {
   /// such a pixel is opaque black.
   int GetPaletteSize() const noexcept { return static_cast<int>(palette_.size()); }
 
-  /// A palette colour: red in bits 0-7, green in 8-15, blue in 16-23, the rest 0. An index outside the
+  /// A palette color: red in bits 0-7, green in 8-15, blue in 16-23, the rest 0. An index outside the
   /// palette gives 0.
   std::uint32_t GetPaletteEntry(int index) const noexcept;
 
-  /// The alpha of a palette colour, 255 unless SetPaletteAlpha said otherwise or for an index outside.
+  /// The alpha of a palette color, 255 unless SetPaletteAlpha said otherwise or for an index outside.
   std::uint8_t GetPaletteAlpha(int index) const noexcept;
 
-  /// Gives the bitmap `count` palette colours, all opaque; bits 24-31 of the entries are ignored. A count of
+  /// Gives the bitmap `count` palette colors, all opaque; bits 24-31 of the entries are ignored. A count of
   /// 0 takes the palette away. False, and the palette unchanged, when the bitmap has more than 8 bits or too
-  /// few for that many colours, or when `entries` is null with a count above 0.
+  /// few for that many colors, or when `entries` is null with a count above 0.
   bool SetPalette(const std::uint32_t* entries, int count);
 
-  /// Sets the alpha of a palette colour. False when the palette has no such entry.
+  /// Sets the alpha of a palette color. False when the palette has no such entry.
   bool SetPaletteAlpha(int index, std::uint8_t alpha);
 
-  /// True when the bitmap can hold pixels that are not opaque: 32 bits, or a palette colour with an alpha
+  /// True when the bitmap can hold pixels that are not opaque: 32 bits, or a palette color with an alpha
   /// below 255.
   bool HasAlpha() const noexcept;
 
@@ -114,7 +114,7 @@ class TOVMX_API CoreDib {
 
   /// @{
   /// Converts a 32-bit bitmap in place from straight to premultiplied alpha and back; other depths are left
-  /// alone. Opaque pixels come back unchanged; the others lose colour precision as alpha falls, and a pixel
+  /// alone. Opaque pixels come back unchanged; the others lose color precision as alpha falls, and a pixel
   /// of alpha 0 comes back as 0.
   void Premultiply() noexcept;
   void Unpremultiply() noexcept;

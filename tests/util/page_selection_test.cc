@@ -14,21 +14,21 @@ namespace {
 using Pages = std::vector<int>;
 using Parse = void (*)(const char*, int, CoreArray<int>&, int);
 
-Pages PagesOf(Parse parse, const char* spec, int count, int base = 0) {
+Pages PagesOf(Parse parse, const char* selection, int count, int base = 0) {
   CoreArray<int> out;
-  parse(spec, count, out, base);
+  parse(selection, count, out, base);
   return Pages(out.GetData(), out.GetData() + out.GetSize());
 }
-Pages Indices(const char* spec, int count, int base = 0) {
-  return PagesOf(tovkit::ParsePageIndices, spec, count, base);
+Pages Indices(const char* selection, int count, int base = 0) {
+  return PagesOf(tovkit::ParsePageIndices, selection, count, base);
 }
-Pages Numbers(const char* spec, int count, int base = 0) {
-  return PagesOf(tovkit::ParsePageNumbers, spec, count, base);
+Pages Numbers(const char* selection, int count, int base = 0) {
+  return PagesOf(tovkit::ParsePageNumbers, selection, count, base);
 }
 
 TEST(PageRanges, KeywordsInTheirThreeSpellings) {
   struct Row {
-    const char* spec;
+    const char* selection;
     Pages base0;
     Pages base10;
   };
@@ -46,10 +46,10 @@ TEST(PageRanges, KeywordsInTheirThreeSpellings) {
       {"Odd", {0, 2, 4}, {10, 12, 14}},
   };
   for (const Row& row : kTable) {
-    EXPECT_EQ(Indices(row.spec, 5), row.base0) << row.spec;
-    EXPECT_EQ(Numbers(row.spec, 5), row.base0) << row.spec;
-    EXPECT_EQ(Indices(row.spec, 5, 10), row.base10) << row.spec;
-    EXPECT_EQ(Numbers(row.spec, 5, 10), row.base10) << row.spec;
+    EXPECT_EQ(Indices(row.selection, 5), row.base0) << row.selection;
+    EXPECT_EQ(Numbers(row.selection, 5), row.base0) << row.selection;
+    EXPECT_EQ(Indices(row.selection, 5, 10), row.base10) << row.selection;
+    EXPECT_EQ(Numbers(row.selection, 5, 10), row.base10) << row.selection;
   }
 }
 
@@ -65,25 +65,25 @@ TEST(PageRanges, OnePage) {
 }
 
 TEST(PageRanges, NothingForACountBelowOne) {
-  for (const char* spec : {"", "all", "odd", "even", "0", "1", "1-2"}) {
+  for (const char* selection : {"", "all", "odd", "even", "0", "1", "1-2"}) {
     for (const int count : {0, -1, INT_MIN}) {
-      EXPECT_EQ(Indices(spec, count), Pages()) << spec;
-      EXPECT_EQ(Numbers(spec, count), Pages()) << spec;
+      EXPECT_EQ(Indices(selection, count), Pages()) << selection;
+      EXPECT_EQ(Numbers(selection, count), Pages()) << selection;
     }
   }
 }
 
 TEST(PageRanges, OtherSpellingsAreReadAsAList) {
   // Text without a digit is the number 0: the first page by index, no page by number.
-  for (const char* spec : {"aLL", "eVEN", "oDD", "all ", " all", "All,", "x"}) {
-    EXPECT_EQ(Indices(spec, 5, 10), Pages{0}) << spec;
-    EXPECT_EQ(Numbers(spec, 5, 10), Pages()) << spec;
+  for (const char* selection : {"aLL", "eVEN", "oDD", "all ", " all", "All,", "x"}) {
+    EXPECT_EQ(Indices(selection, 5, 10), Pages{0}) << selection;
+    EXPECT_EQ(Numbers(selection, 5, 10), Pages()) << selection;
   }
 }
 
 TEST(PageRanges, ListsOfTenPages) {
   struct Row {
-    const char* spec;
+    const char* selection;
     Pages numbers;
     Pages indices;
   };
@@ -131,10 +131,10 @@ TEST(PageRanges, ListsOfTenPages) {
       {"\xff\x80", {}, {0}},
   };
   for (const Row& row : kTable) {
-    EXPECT_EQ(Numbers(row.spec, 10), row.numbers) << row.spec;
-    EXPECT_EQ(Indices(row.spec, 10), row.indices) << row.spec;
-    EXPECT_EQ(Numbers(row.spec, 10, 1000), row.numbers) << row.spec << " with a base";
-    EXPECT_EQ(Indices(row.spec, 10, 1000), row.indices) << row.spec << " with a base";
+    EXPECT_EQ(Numbers(row.selection, 10), row.numbers) << row.selection;
+    EXPECT_EQ(Indices(row.selection, 10), row.indices) << row.selection;
+    EXPECT_EQ(Numbers(row.selection, 10, 1000), row.numbers) << row.selection << " with a base";
+    EXPECT_EQ(Indices(row.selection, 10, 1000), row.indices) << row.selection << " with a base";
   }
 }
 
@@ -155,7 +155,7 @@ TEST(PageRanges, NumbersBeyond32BitsSelectNothingThatNobodyAskedFor) {
   const Pages all = {0, 1, 2, 3, 4};
   const Pages butFirst = {1, 2, 3, 4};
   struct Row {
-    const char* spec;
+    const char* selection;
     Pages numbers;
     Pages indices;
   };
@@ -181,8 +181,8 @@ TEST(PageRanges, NumbersBeyond32BitsSelectNothingThatNobodyAskedFor) {
       {"2,4294967297-4294967300", {1}, {2}},
   };
   for (const Row& row : kTable) {
-    EXPECT_EQ(Numbers(row.spec, 5), row.numbers) << row.spec;
-    EXPECT_EQ(Indices(row.spec, 5), row.indices) << row.spec;
+    EXPECT_EQ(Numbers(row.selection, 5), row.numbers) << row.selection;
+    EXPECT_EQ(Indices(row.selection, 5), row.indices) << row.selection;
   }
 }
 
@@ -260,13 +260,13 @@ struct BySplitting {
 
 TEST(PageRanges, EveryShortListAgreesWithTheSecondImplementation) {
   int wrong = 0;
-  ForEveryText("0123,- ", 6, [&](const std::string& spec) {
-    if (spec.empty()) return;
+  ForEveryText("0123,- ", 6, [&](const std::string& selection) {
+    if (selection.empty()) return;
     for (const int origin : {0, 1}) {
       BySplitting second{origin, 13};
-      second.Parse(spec);
-      const Pages pages = origin == 0 ? Indices(spec.c_str(), 13) : Numbers(spec.c_str(), 13);
-      if (pages != second.pages && ++wrong < 10) ADD_FAILURE() << '"' << spec << "\" from " << origin;
+      second.Parse(selection);
+      const Pages pages = origin == 0 ? Indices(selection.c_str(), 13) : Numbers(selection.c_str(), 13);
+      if (pages != second.pages && ++wrong < 10) ADD_FAILURE() << '"' << selection << "\" from " << origin;
     }
   });
   EXPECT_EQ(wrong, 0);

@@ -7,7 +7,7 @@
 namespace tovkit {
 
 std::string MakeTimeName(const char* prefix, const char* suffix) {
-  FixedBuffer<1024> name;
+  base::FixedBuffer<1024> name;
   name.Format("%s%lu%s", prefix != nullptr ? prefix : "", static_cast<unsigned long>(std::time(nullptr)),
               suffix != nullptr ? suffix : "");
   return name.text();

@@ -97,16 +97,16 @@ class PageListParser {
   PageSink& sink_;
 };
 
-bool IsOneOf(std::string_view spec, std::string_view a, std::string_view b, std::string_view c) {
-  return spec == a || spec == b || spec == c;
+bool IsOneOf(std::string_view selection, std::string_view a, std::string_view b, std::string_view c) {
+  return selection == a || selection == b || selection == c;
 }
 
-void ParsePages(const char* spec, int count, CoreArray<int>& out, int base, int origin) {
+void ParsePages(const char* selection, int count, CoreArray<int>& out, int base, int origin) {
   if (count < 1) return;
-  const std::string_view text = spec != nullptr ? spec : "";
+  const std::string_view text = selection != nullptr ? selection : "";
   PageSink sink(count, out);
   if (text.empty() || IsOneOf(text, "all", "ALL", "All")) {
-    sink.AddPage(kAllPages);  // kept: the base is for odd and even alone
+    sink.AddPage(kAllPages);  // Compatibility: the base is for odd and even alone
   } else if (IsOneOf(text, "even", "EVEN", "Even")) {
     sink.AddEvery(2, 1, base);
   } else if (IsOneOf(text, "odd", "ODD", "Odd")) {
@@ -118,12 +118,12 @@ void ParsePages(const char* spec, int count, CoreArray<int>& out, int base, int 
 
 }  // namespace
 
-void ParsePageIndices(const char* spec, int count, CoreArray<int>& out, int base) {
-  ParsePages(spec, count, out, base, 0);
+void ParsePageIndices(const char* selection, int count, CoreArray<int>& out, int base) {
+  ParsePages(selection, count, out, base, 0);
 }
 
-void ParsePageNumbers(const char* spec, int count, CoreArray<int>& out, int base) {
-  ParsePages(spec, count, out, base, 1);
+void ParsePageNumbers(const char* selection, int count, CoreArray<int>& out, int base) {
+  ParsePages(selection, count, out, base, 1);
 }
 
 }  // namespace tovkit

@@ -7,6 +7,8 @@
 #include <algorithm>
 #include <utility>
 
+using namespace tovmx;
+
 CoreImageEncoder::~CoreImageEncoder() = default;
 CoreImageDecoder::~CoreImageDecoder() = default;
 

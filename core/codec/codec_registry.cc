@@ -6,6 +6,8 @@
 #include <cstring>
 #include <string_view>
 
+using namespace tovmx;
+
 namespace {
 
 struct Codec {

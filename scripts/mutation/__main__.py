@@ -1,0 +1,160 @@
+"""Plants faults in the sources and tells which of them the tests notice. docs/mutation.md describes it."""
+import argparse
+import fcntl
+import os
+import subprocess
+import sys
+import time
+
+import places
+import reach
+import report
+import sandbox as boxes
+import schemata as schemes
+import suite
+import trial
+import units
+from accepted import Accepted
+from order import draw
+
+ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
+BUILD = os.path.join(ROOT, "build", "release")
+WORK = os.path.join(ROOT, "build", "mutate")
+ACCEPTED = os.path.join(os.path.dirname(os.path.abspath(__file__)), "accepted.txt")
+
+
+def parse_arguments():
+    parser = argparse.ArgumentParser(prog="scripts/mutate", description=__doc__)
+    what = parser.add_mutually_exclusive_group(required=True)
+    what.add_argument("--since", metavar="REV", help="only in lines that differ from this revision")
+    what.add_argument("--all", action="store_true", help="in every line")
+    parser.add_argument("--minutes", type=float, default=0, help="try faults for this long (default: until all are tried)")
+    parser.add_argument("--seed", default="1", help="draws the order in which faults are tried (default: 1)")
+    parser.add_argument("--only", metavar="PART", action="append", default=[],
+                        help="only faults of this folder or file; may be repeated")
+    parser.add_argument("--jobs", type=int, default=os.cpu_count(), help="processes side by side (default: all cores)")
+    parser.add_argument("--list", action="store_true", help="list the faults and try none")
+    return parser.parse_args()
+
+
+def say(text):
+    print(text, flush=True)
+
+
+def sources(options, changed):
+    """The files that can hold faults, those of --only and --since."""
+    listed = subprocess.run(["git", "-C", ROOT, "ls-files", "--cached", "--others", "--exclude-standard"], check=True,
+                            capture_output=True, text=True).stdout.splitlines()
+    files = {path for path in listed if places.is_source(path) and os.path.exists(os.path.join(ROOT, path))}
+    if options.only:
+        files = {path for path in files if any(path == only or path.startswith(only.rstrip("/") + "/")
+                                               for only in options.only)}
+    return files if changed is None else files & changed.keys()
+
+
+def find(options, files, changed):
+    """The sites of the files, in the lines that are asked for."""
+    found, missing = units.find_sites(ROOT, BUILD, files, options.jobs)
+    if missing:
+        say("Compiled into nothing: " + ", ".join(sorted(missing)))
+    if changed is not None:
+        found = {path: [site for site in sites if site.line in changed[path]] for path, sites in found.items()}
+    return {path: sites for path, sites in found.items() if sites}
+
+
+def build_release():
+    subprocess.run(["cmake", "--preset", "release"], cwd=ROOT, check=True, stdout=subprocess.DEVNULL)
+    subprocess.run(["cmake", "--build", BUILD], check=True, stdout=subprocess.DEVNULL)
+
+
+def prepare(options, found):
+    """The build with every fault, and the tests that pass in it with what they reach."""
+    start = time.monotonic()
+    schemes.copy_build(BUILD, WORK)
+    scheme = schemes.Schemata(ROOT, WORK, found)
+    scheme.write()
+    scheme.mount()
+    scheme.build(BUILD, os.path.join(WORK, "build.log"))
+    lost = sum(len(site.faults) for _, site in scheme.left_out)
+    say(f"Built in {time.monotonic() - start:.0f} s; {lost} faults that do not compile are left out")
+
+    start = time.monotonic()
+    out = os.path.join(WORK, "out")
+    os.makedirs(out, exist_ok=True)
+    tests = suite.list_tests(BUILD)
+    boxes.freeze(out)
+    sandbox = boxes.Sandbox(ROOT, os.path.join(BUILD, "tests"), out)
+    useful, together, failed = reach.trace_all(tests, sandbox, out, scheme.end, options.jobs)
+    for name, output in sorted(failed.items()):
+        say(f"Fails without any fault, so it is not used: {name}\n{output[-600:]}")
+    if len(failed) == len(tests):
+        raise RuntimeError("no test passes in the sandbox")
+    say(f"Traced {len(tests)} tests in {time.monotonic() - start:.0f} s; {len(useful)} reach a fault")
+    return scheme, trial.Trial(useful, together, sandbox)
+
+
+def try_faults(options, scheme, trials, faults, accepted):
+    start = last = time.monotonic()
+
+    def progress(done):
+        nonlocal last
+        if time.monotonic() - last > 60:
+            last = time.monotonic()
+            lost = sum(each["outcome"] not in report.NOTICED for each in done)
+            say(f"{(last - start) / 60:.0f} min: {len(done)} tried, {lost} not noticed")
+    refused = [fault for fault in faults.values() if accepted.accepts(fault)]
+    numbers = {fault["number"] for fault in refused}
+    order = draw([fault for fault in faults.values() if fault["number"] not in numbers], options.seed)
+    with open(os.path.join(WORK, "out", "outcomes.jsonl"), "w", encoding="utf-8") as log:
+        outcomes = trials.run_all(order, options.jobs, options.minutes * 60, log, progress)
+    said = report.Report(outcomes, faults.values(), refused)
+    say(f"Tried {len(outcomes)} of {len(order)} faults (seed {options.seed}) in {(time.monotonic() - start) / 60:.1f} min\n")
+    say(said.table() + "\n")
+    if said.survivors:
+        say("Not noticed:\n" + said.list_survivors())
+        with open(os.path.join(WORK, "out", "survivors.txt"), "w", encoding="utf-8") as out:
+            out.write(said.list_entries())
+    if options.all and not options.only:
+        for entry in accepted.unused():
+            say("Accepted, but no fault of the sources: " + " | ".join(entry))
+    for line in said.failures():
+        say(line)
+    return 1 if said.failures() else 0
+
+
+def main():
+    options = parse_arguments()
+    with open(ACCEPTED, encoding="utf-8") as entries:
+        accepted = Accepted(entries.read())
+    changed = None if options.all else places.changed_since(ROOT, options.since)
+    files = sources(options, changed)
+    if not files:
+        say("No source line to plant a fault in")
+        return 0
+    os.makedirs(WORK, exist_ok=True)
+    # Read only: a mount with a file open for writing cannot become read-only.
+    with open(os.open(os.path.join(WORK, "lock"), os.O_RDONLY | os.O_CREAT, 0o644)) as lock:
+        fcntl.flock(lock, fcntl.LOCK_EX)
+        build_release()
+        start = time.monotonic()
+        found = find(options, files, changed)
+        count = sum(len(site.faults) for sites in found.values() for site in sites)
+        say(f"{count} faults in {len(found)} files, found in {time.monotonic() - start:.0f} s")
+        if options.list:
+            scheme = schemes.Schemata(ROOT, WORK, found)
+            scheme.write()
+            for fault in schemes.list_faults(scheme).values():
+                say(f"{fault['number']} {fault['file']}:{fault['line']}:{fault['column']}: {fault['operator']}: "
+                    f"{fault['original']} -> {fault['changed']}")
+            return 0
+        if not count:
+            return 0
+        scheme, trials = prepare(options, found)
+        return try_faults(options, scheme, trials, schemes.list_faults(scheme), accepted)
+
+
+if __name__ == "__main__":
+    try:
+        sys.exit(main())
+    except (RuntimeError, ValueError, subprocess.CalledProcessError) as error:
+        sys.exit(f"scripts/mutate: {error}")

@@ -1,0 +1,55 @@
+"""The survivors that are accepted, one by one, each with its reason.
+
+An entry is matched by the text of its line and of its fault, so that it moves with the line:
+
+    file: core/codec/stream.cc
+    line: if (count > left) count = left;
+    fault: count > left -> count >= left
+    reason: equivalent: both branches leave the same count
+"""
+FIELDS = ("file", "line", "fault", "reason")
+
+
+def describe(fault):
+    return f"{fault['original']} -> {fault['changed']}"
+
+
+def entry_of(fault):
+    """How the fault is written into the file, without a reason."""
+    return f"file: {fault['file']}\nline: {fault['text']}\nfault: {describe(fault)}\n"
+
+
+class Accepted:
+    def __init__(self, text):
+        """ValueError for an entry that lacks a field, a reason above all, or has one twice."""
+        self.entries, self.used = {}, set()
+        entry = {}
+        for number, line in enumerate([*text.splitlines(), ""], 1):
+            if line.startswith("#"):
+                continue
+            if not line.strip():
+                if entry:
+                    self.take(entry, number)
+                entry = {}
+                continue
+            field, colon, value = line.partition(":")
+            if not colon or field not in FIELDS or field in entry:
+                raise ValueError(f"line {number}: not one of the fields {', '.join(FIELDS)}, each once: {line}")
+            entry[field] = value.strip()
+
+    def take(self, entry, number):
+        missing = [field for field in FIELDS if not entry.get(field)]
+        if missing:
+            raise ValueError(f"the entry before line {number} lacks {', '.join(missing)}")
+        self.entries[entry["file"], entry["line"], entry["fault"]] = entry["reason"]
+
+    def accepts(self, fault):
+        key = (fault["file"], fault["text"], describe(fault))
+        if key not in self.entries:
+            return False
+        self.used.add(key)
+        return True
+
+    def unused(self):
+        """The entries that no fault has matched."""
+        return [key for key in self.entries if key not in self.used]

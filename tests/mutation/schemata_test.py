@@ -1,0 +1,91 @@
+"""The rewritten copies of sources: what does not compile is found and left out, and the rest stays as it was."""
+import os
+import subprocess
+import tempfile
+import unittest
+
+import support
+import schemata
+import units
+
+
+class SchemataTest(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.root = os.path.realpath(folder.name)
+
+    def schemata(self, **sources):
+        found = {}
+        for name, text in sources.items():
+            path = name.replace("_", "/", 1) + ".cc"
+            os.makedirs(os.path.dirname(os.path.join(self.root, path)), exist_ok=True)
+            with open(os.path.join(self.root, path), "w", encoding="utf-8") as out:
+                out.write(text)
+            found[path] = support.find(text)
+        scheme = schemata.Schemata(self.root, os.path.join(self.root, "work"), found)
+        scheme.write()
+        return scheme
+
+    def compile(self, path):
+        run = subprocess.run(["c++", "-std=c++20", "-fsyntax-only", os.path.join(self.root, "work", "sources", path)],
+                             capture_output=True, text=True, check=False)
+        return run.stderr
+
+    def test_every_fault_has_a_number_of_its_own(self):
+        scheme = self.schemata(util_a="int f(int a) { return a < 2; }\n", util_b="int g(int a) { return a + 2; }\n")
+        faults = schemata.list_faults(scheme)
+        self.assertEqual([(fault["file"], fault["changed"]) for fault in faults.values()],
+                         [("util/a.cc", "return {};"), ("util/a.cc", "a <= 2"), ("util/a.cc", "a >= 2"),
+                          ("util/a.cc", "2 + 1"), ("util/b.cc", "return {};"), ("util/b.cc", "a - 2"),
+                          ("util/b.cc", "2 + 1")])
+        self.assertTrue(all(number == fault["number"] < scheme.end for number, fault in faults.items()))
+
+    def test_numbers_of_a_file_stay_when_one_before_it_grows_a_little(self):
+        before, after = (self.schemata(util_a=text, util_b="int g(int a) { return a + 2; }\n")
+                         for text in ("int f() { return 2; }\n", "int f() { return 2 + 3; }\n"))
+        self.assertEqual(before.sites["util/b.cc"][0].first, after.sites["util/b.cc"][0].first)
+
+    def test_what_does_not_compile_is_left_out_alone(self):
+        scheme = self.schemata(util_a="""struct Only { explicit Only(int) {} };
+Only f(int a) {
+  Only only(a + 1);
+  return only;
+}
+""")
+        self.assertIn("error", self.compile("util/a.cc"))
+        self.assertTrue(scheme.leave_out(units.read_errors(self.compile("util/a.cc"), self.root)))
+        scheme.write()
+        self.assertEqual(self.compile("util/a.cc"), "")
+        self.assertEqual([site.faults[0].changed for _, site in scheme.left_out], ["return {};"])
+        self.assertEqual([fault["changed"] for fault in schemata.list_faults(scheme).values()], ["a - 1", "0"])
+
+    def test_an_error_elsewhere_leaves_nothing_out(self):
+        scheme = self.schemata(util_a="int f() { return 2; }\n")
+        self.assertFalse(scheme.leave_out({("util/other.cc", 1, 1)}))
+
+    def test_copies_are_written_in_place_and_only_when_they_change(self):
+        scheme = self.schemata(util_a="int f() { return 2; }\n")
+        copy = os.path.join(self.root, "work", "sources", "util", "a.cc")
+        before = os.stat(copy)
+        scheme.write()
+        self.assertEqual(os.stat(copy).st_mtime_ns, before.st_mtime_ns)
+        scheme.leave_out({("util/a.cc", 1, 12)})
+        scheme.write()
+        self.assertEqual(os.stat(copy).st_ino, before.st_ino)
+
+    def test_places_in_templates_count_as_errors_of_who_uses_them(self):
+        output = (f"/other/mutant.h:9:1: error: no match\n{self.root}/util/a.cc:3:7:   required from here\n"
+                  f"{self.root}/util/a.cc:5:2: warning: odd\n")
+        self.assertEqual(units.read_errors(output, self.root), {("util/a.cc", 3, 7)})
+
+
+class UnitsTest(unittest.TestCase):
+    def test_only_what_clang_knows_is_kept(self):
+        entry = {"file": "/r/a.cc", "command": "/usr/bin/c++ -DX=1 -I/r -O2 -fno-plt -Werror -o a.o -c /r/a.cc"}
+        self.assertEqual(units.arguments_of(entry), ["-DX=1", "-I/r", "-O2", "-w"])
+        self.assertEqual(units.output_of(entry), "a.o")
+
+
+if __name__ == "__main__":
+    unittest.main()
