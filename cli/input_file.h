@@ -1,7 +1,8 @@
 // Inputs of the subcommands: a file, or standard input for "-".
 #pragma once
 
-#include <cstddef>
+#include "jobs/input.h"
+
 #include <cstdio>
 #include <memory>
 #include <string>
@@ -22,14 +23,10 @@ std::string InputName(const std::string& file);
 // when none was named and standard input is a terminal, where nobody knows that something is waited for.
 std::string ChosenInput(const std::string& file);
 
-// Throws JobError naming the file when no byte can be read from it.
-void CheckReadable(const std::string& file);
-
-// Opens an input for reading. Throws JobError naming it when it cannot be opened.
+// Opens an input for reading. Throws CommandError naming it when it cannot be opened.
 InputFile OpenInput(const std::string& file);
 
-// Every byte of an input. Throws JobError naming it when it cannot be read or, with the text `excess`, when
-// it has more than `limit` bytes.
-std::string ReadInputFile(const std::string& file, std::size_t limit, const char* excess);
+// An input as jobs take it. Not to be mixed with OpenInput, which reads ahead of standard input.
+jobs::Input JobInput(const std::string& file);
 
 }  // namespace cli

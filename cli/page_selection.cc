@@ -90,28 +90,28 @@ class SelectionReader {
   long last_;  // the highest number so far
 };
 
-bool IsKeyword(const std::string& spec) {
+bool IsKeyword(const std::string& selection) {
   static const std::set<std::string_view> kKeywords = {"",    "all", "ALL",  "All",  "odd",
                                                        "ODD", "Odd", "even", "EVEN", "Even"};
-  return kKeywords.count(spec) != 0;
+  return kKeywords.count(selection) != 0;
 }
 
 }  // namespace
 
-std::optional<SelectionStop> FindSelectionStop(const std::string& spec, int count, int origin) {
-  if (IsKeyword(spec)) return std::nullopt;
+std::optional<SelectionStop> FindSelectionStop(const std::string& selection, int count, int origin) {
+  if (IsKeyword(selection)) return std::nullopt;
   SelectionReader reader(count, origin);
   int number = 0;
   // A comma at the very end opens no segment.
-  for (std::size_t from = 0; from < spec.size();) {
-    const std::size_t comma = std::min(spec.find(',', from), spec.size());
-    const std::string segment = spec.substr(from, comma - from);
+  for (std::size_t from = 0; from < selection.size();) {
+    const std::size_t comma = std::min(selection.find(',', from), selection.size());
+    const std::string segment = selection.substr(from, comma - from);
     std::size_t read = 0;
     const std::string why = reader.Read(segment, read);
     ++number;
     if (!why.empty()) {
       const std::string place = "segment " + std::to_string(number) + ", " + Quoted(segment) + ": ";
-      return SelectionStop{spec.substr(0, from + read), from + read != 0, place + why};
+      return SelectionStop{selection.substr(0, from + read), from + read != 0, place + why};
     }
     from = comma + 1;
   }

@@ -1,6 +1,6 @@
 #include "process_table.h"
 
-#include "job_error.h"
+#include "error.h"
 
 namespace cli {
 
@@ -15,7 +15,7 @@ ProcessTable Named(const ProcessTable& table, const std::string& name) {
   for (const tovkit::PROC_INFO_DATA& process : table) {
     if (process.name == name) named.push_back(process);
   }
-  if (named.empty()) throw JobError(name + ": no such process");
+  if (named.empty()) throw CommandError(name + ": no such process");
   return named;
 }
 

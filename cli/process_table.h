@@ -13,7 +13,7 @@ using ProcessTable = std::deque<tovkit::PROC_INFO_DATA>;
 // The monitor's table. When /proc could not be read, the library has said so: ends the command with status 1.
 ProcessTable ReadTable(const tovkit::ProcessMonitor& monitor);
 
-// The processes of `table` that are called `name`. Throws JobError when there is none.
+// The processes of `table` that are called `name`. Throws CommandError when there is none.
 ProcessTable Named(const ProcessTable& table, const std::string& name);
 
 }  // namespace cli

@@ -1,6 +1,6 @@
 #include "program.h"
 
-#include "job_error.h"
+#include "error.h"
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -37,18 +37,20 @@ std::string SearchPath(const std::string& name) {
     const std::filesystem::path folder = std::filesystem::absolute(entry.empty() ? "." : entry, error);
     if (error) continue;
     std::string file = folder / name;
-    const int trouble = WhyNotExecutable(file);
-    if (trouble == 0) return file;
-    denied |= trouble == EACCES && std::filesystem::is_regular_file(file, error);
+    const int reason = WhyNotExecutable(file);
+    if (reason == 0) return file;
+    denied |= reason == EACCES && std::filesystem::is_regular_file(file, error);
   }
-  if (denied) throw JobError(name + ": Permission denied", kCannotExecute);
-  throw JobError(name + ": not found in PATH", kNotFound);
+  if (denied) throw CommandError(name + ": Permission denied", kCannotExecute);
+  throw CommandError(name + ": not found in PATH", kNotFound);
 }
 
 // A child whose exec fails reports success, so what would fail is told beforehand. An unreadable file is left
 // to the kernel.
 void CheckFormat(const std::string& file, const std::string& name) {
-  const auto refuse = [&name](const std::string& why) { throw JobError(name + ": " + why, kCannotExecute); };
+  const auto refuse = [&name](const std::string& why) {
+    throw CommandError(name + ": " + why, kCannotExecute);
+  };
   std::ifstream in(file, std::ios::binary);
   char magic[4] = {};
   if (!in.read(magic, 2)) {
@@ -73,13 +75,13 @@ void CheckFormat(const std::string& file, const std::string& name) {
 }  // namespace
 
 std::string FindProgram(const std::string& name, const std::string& directory) {
-  if (name.empty()) throw JobError("the program's name is empty", kNotFound);
+  if (name.empty()) throw CommandError("the program's name is empty", kNotFound);
   const bool searched = name.find('/') == std::string::npos;
   std::string program = searched ? SearchPath(name) : name;
   const bool fromDirectory = program.front() != '/' && !directory.empty();
   const std::string file = fromDirectory ? directory + "/" + program : program;
   if (const int error = WhyNotExecutable(file)) {
-    throw JobError(name + ": " + std::strerror(error), error == ENOENT ? kNotFound : kCannotExecute);
+    throw CommandError(name + ": " + std::strerror(error), error == ENOENT ? kNotFound : kCannotExecute);
   }
   CheckFormat(file, name);
   return program;

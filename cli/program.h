@@ -10,7 +10,7 @@ constexpr int kCannotExecute = 126;
 constexpr int kNotFound = 127;
 
 // The file to execute for `name`: a name without '/' is searched in PATH, any other is taken as it is, from
-// `directory` when it is relative and `directory` is not empty. Throws JobError with the status kNotFound
+// `directory` when it is relative and `directory` is not empty. Throws CommandError with the status kNotFound
 // when there is no such file, and kCannotExecute when it may not be executed, or is neither a binary nor a
 // script whose interpreter exists.
 std::string FindProgram(const std::string& name, const std::string& directory);

@@ -1,5 +1,5 @@
 // Progress: a bar on standard error while long work runs. Nothing appears where standard error is no
-// terminal, nor for work that is done within a moment. NO_COLOR is honoured.
+// terminal, nor for work that is done within a moment. NO_COLOR is honored.
 //
 //   Progress progress("map", rows);
 //   for (int row = 0; row < rows; ++row) {
@@ -24,7 +24,7 @@ class Progress {
       : label_(std::move(label)), total_(total), next_(std::chrono::steady_clock::now() + kPatience) {
     const char* noColor = std::getenv("NO_COLOR");
     terminal_ = isatty(STDERR_FILENO) == 1;
-    colour_ = noColor == nullptr || *noColor == '\0';
+    color_ = noColor == nullptr || *noColor == '\0';
   }
   ~Progress() {
     if (shown_) std::fputs("\r\033[K", stderr);
@@ -48,8 +48,8 @@ class Progress {
 
   void Show() {
     const auto filled = static_cast<std::size_t>(done_ * kWidth / total_);
-    std::fprintf(stderr, "\r%s [%s%s%s%s] %3d%%", label_.c_str(), colour_ ? "\033[32m" : "",
-                 std::string(filled, '#').c_str(), colour_ ? "\033[0m" : "",
+    std::fprintf(stderr, "\r%s [%s%s%s%s] %3d%%", label_.c_str(), color_ ? "\033[32m" : "",
+                 std::string(filled, '#').c_str(), color_ ? "\033[0m" : "",
                  std::string(kWidth - filled, '.').c_str(), static_cast<int>(done_ * 100 / total_));
     std::fflush(stderr);
     shown_ = true;
@@ -60,7 +60,7 @@ class Progress {
   std::int64_t done_ = 0;
   std::chrono::steady_clock::time_point next_;
   bool terminal_ = false;
-  bool colour_ = true;
+  bool color_ = true;
   bool shown_ = false;
 };
 

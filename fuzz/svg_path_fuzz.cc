@@ -1,5 +1,5 @@
 // Any text is a path of finite numbers or an SvgPathError, and hit tests on it end.
-#include "svg_path.h"
+#include "jobs/svg_path.h"
 
 #include <tovkit/geometry.h>
 
@@ -10,12 +10,12 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   try {
-    const CorePath path = cli::ParseSvgPath({reinterpret_cast<const char*>(data), size});
+    const CorePath path = jobs::ParseSvgPath({reinterpret_cast<const char*>(data), size});
     for (int i = 0; i <= path.GetPointCounter(); ++i) {
       if (!std::isfinite(path.GetPoints()[i].x) || !std::isfinite(path.GetPoints()[i].y)) std::abort();
     }
     tovkit::HitTestPath({10, 10}, 1, path, 0, true, kCoreFillEvenOdd);
-  } catch (const cli::SvgPathError&) {
+  } catch (const jobs::SvgPathError&) {
   }
   return 0;
 }

@@ -1,8 +1,5 @@
 // Prints the command's man page or one of its shell completions: tovkit_reference man|bash|zsh|fish
-#include "../commands.h"
 #include "surface.h"
-
-#include <CLI/CLI.hpp>
 
 #include <cstdio>
 #include <map>
@@ -19,8 +16,6 @@ int main(int argc, char** argv) {
     std::fputs("usage: tovkit_reference man|bash|zsh|fish\n", stderr);
     return 2;
   }
-  CLI::App app;
-  cli::DefineCommand(app);
-  std::fputs(kind->second(reference::ReadSurface(app)).c_str(), stdout);
+  std::fputs(kind->second(reference::CommandSurface()).c_str(), stdout);
   return 0;
 }

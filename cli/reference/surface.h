@@ -41,6 +41,9 @@ struct Surface {
 
 Surface ReadSurface(const CLI::App& app);
 
+// The surface of the tovkit command.
+Surface CommandSurface();
+
 // The command runs a program: behind "--" come the program and its arguments.
 bool TakesProgram(const Command& command);
 

@@ -438,6 +438,8 @@ struct JsonParseOptions {};
 /// How to write. There is nothing to choose yet; the record keeps its place in the interface.
 struct JsonWriteOptions {};
 
+struct JsonDiagnosis;
+
 /// The way from text to values and back.
 class TOVKIT_API Json {
  public:
@@ -465,6 +467,40 @@ class TOVKIT_API Json {
   static CoreString Write(SharedPtr<const JsonValue> value, const JsonWriteOptions* options);
 
   Json() = delete;
+
+  /// Tells whether Parse accepts `length` bytes at `text`, or up to the first NUL byte among them, and if
+  /// not, where and why it stops. Prints nothing and builds no document: memory grows with the depth of
+  /// nesting and with the names of the members on the way down, and with nothing else.
+  ///
+  /// A null `text`, an empty one and a length of 0 are accepted, as by Parse.
+  ///
+  /// \code{.cc}
+  /// const char text[] = "{\"Lines\": [\n  {\"Content\": }\n]}";
+  /// const tovkit::JsonDiagnosis found = tovkit::Json::Diagnose(text, sizeof text - 1);
+  /// if (found.code != tovkit::kJsonAccepted) {   // 2:15: a value is expected (at /Lines/0/Content)
+  ///   std::printf("%zu:%zu: %s (at %s)\n", found.line, found.column, found.message.c_str(),
+  ///               found.pointer.c_str());
+  /// }
+  /// \endcode
+  static JsonDiagnosis Diagnose(const char* text, std::size_t length);
+};
+
+/// The codes of JsonDiagnosis beside those that Parse prints, 1 to 15.
+enum JsonDiagnosisCode : std::int32_t {
+  kJsonAccepted = 0,       ///< Parse accepts the text
+  kJsonRootIsScalar = 20,  ///< JSON, but neither an array nor an object, which Parse refuses
+  kJsonTooLong = 21,       ///< more than 4294967295 bytes, which Parse cannot be given
+};
+
+/// What Json::Diagnose found. An accepted text leaves every field as it is here.
+struct JsonDiagnosis {
+  std::int32_t code = kJsonAccepted;  ///< a JsonDiagnosisCode or one of the codes of Json::Parse
+  std::size_t offset = 0;             ///< the byte at which the parser stopped; of a scalar, its first byte
+  std::size_t line = 0;               ///< from 1; 0, and so the columns, for a text that is too long
+  std::size_t column = 0;             ///< in bytes, from 1; a byte-order mark does not count
+  std::size_t codePointColumn = 0;    ///< the same in code points
+  CoreString pointer;                 ///< RFC 6901: the value that the parser was in, "" for the root
+  CoreString message;                 ///< what is wrong, in words: "a value is expected"
 };
 
 /// @}

@@ -72,7 +72,7 @@ TEST(HitCommand, ReadsStandardInput) {
   EXPECT_EQ(RunCommand({"hit", "--point", "5,5"}, "M0 0L10 10").out, "hit\n") << "without a name";
 }
 
-TEST(HitCommand, TroubleIsOneLineWithTheFile) {
+TEST(HitCommand, AnErrorIsOneLineWithTheFile) {
   const ScratchDir scratch;
   const std::string bad = scratch.path() + "/bad.svgpath";
   std::ofstream(bad) << "M 0 0\nL 10";
@@ -223,17 +223,17 @@ pid_t StartMap(Terminal& terminal, int size, const Environment& environment = {}
 
 }  // namespace
 
-TEST(HitCommand, ProgressIsShownOnATerminalWithoutColourWhenAsked) {
-  for (const bool colour : {true, false}) {
+TEST(HitCommand, ProgressIsShownOnATerminalWithoutColorWhenAsked) {
+  for (const bool color : {true, false}) {
     Terminal terminal;
     // A map that takes minutes; the command is stopped as soon as the bar has been seen.
-    const pid_t child = StartMap(terminal, 8192, {{"NO_COLOR", colour ? "" : "1"}});
+    const pid_t child = StartMap(terminal, 8192, {{"NO_COLOR", color ? "" : "1"}});
     std::string shown;
     for (char c = 0; shown.find('%') == std::string::npos && read(terminal.ours, &c, 1) == 1;) shown += c;
     kill(child, SIGKILL);
     waitpid(child, nullptr, 0);
     EXPECT_EQ(shown.rfind("\rmap [", 0), 0u) << shown;
-    EXPECT_EQ(shown.find("\033[32m") != std::string::npos, colour);
+    EXPECT_EQ(shown.find("\033[32m") != std::string::npos, color);
   }
 }
 

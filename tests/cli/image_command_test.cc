@@ -84,7 +84,7 @@ TEST_F(ImageCommand, InfoSaysWhatThePictureIs) {
   EXPECT_EQ(Image({gif, "--info"}).out.substr(0, 30), "format: GIF\nsize: 12 x 10\ndept");
   EXPECT_NE(Image({gif, "--info"}).out.find("frames: 5\nresolution: unknown\n"), std::string::npos);
   EXPECT_NE(
-      Image({TOVKIT_SOURCE_DIR "/tests/data/images/run4.bmp", "--info"}).out.find("palette: 16 colours\n"),
+      Image({TOVKIT_SOURCE_DIR "/tests/data/images/run4.bmp", "--info"}).out.find("palette: 16 colors\n"),
       std::string::npos);
 }
 

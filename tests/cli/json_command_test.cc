@@ -99,17 +99,24 @@ TEST(JsonCommand, PathThatLeadsNowhereFails) {
   }
 }
 
-TEST(JsonCommand, TextThatIsNoJsonFailsInOneLine) {
+TEST(JsonCommand, AnErrorInTheTextIsShownInItsLine) {
   const char* const kTable[][2] = {
-      {"[1,", "Parse json error. code=3"},   {" ", "Parse json error. code=1"},
-      {"{}{}", "Parse json error. code=2"},  {"[1e309]", "Parse json error. code=13"},
-      {"42", "Only allow array and object"}, {"[1.8e308]", "holds a number that is too big to be written"},
+      {"[1,", ":1:4: a value is expected\n  [1,\n     ^"},
+      {"[1,\n\t\"\u5B8B\" x,\n2]", ":2:6: a comma or ] is expected\n   \"\u5B8B\" x,\n        ^"},
+      {" ", ":1:2: nothing but white space, where JSON is expected\n   \n   ^"},
+      {"{}{}", ":1:3: the text goes on behind the end of its value\n  {}{}\n    ^"},
+      {"[1e309]", ":1:2: the number is too big\n  [1e309]\n   ^"},
+      {"[\"\x1b[31m\" 1]",
+       ":1:3: an unknown escape, or a control character in a string\n  [\"?[31m\" 1]\n    ^"},
+      {"42", ":1:1: neither an array nor an object\n  42\n  ^"},
+      {"[1.8e308]", ": holds a number that is too big to be written"},
+      {"{\"a\":[[{\"b\":1.8e308}]]}", ": holds a number that is too big to be written"},
   };
   for (const auto& row : kTable) {
     const CommandResult result = Json({}, row[0]);
     EXPECT_EQ(result.status, 1) << row[0];
     EXPECT_EQ(result.out, "") << row[0];
-    EXPECT_EQ(result.err, std::string("tovkit: standard input: ") + row[1] + "\n");
+    EXPECT_EQ(result.err, std::string("tovkit: standard input") + row[1] + "\n");
   }
   EXPECT_EQ(Json({"--get", "0"}, "[1.8e308]").status, 1);
 }
@@ -122,7 +129,7 @@ TEST(JsonCommand, NamesTheFile) {
   std::fclose(file);
   const CommandResult result = RunCommand({"json", path});
   EXPECT_EQ(result.status, 1);
-  EXPECT_EQ(result.err, "tovkit: " + path + ": Parse json error. code=3\n");
+  EXPECT_EQ(result.err, "tovkit: " + path + ":1:2: a value is expected\n  [\n   ^\n");
   const CommandResult missing = RunCommand({"json", scratch.path() + "/none"});
   EXPECT_EQ(missing.status, 1);
   EXPECT_EQ(missing.err, "tovkit: " + scratch.path() + "/none: No such file or directory\n");
@@ -140,7 +147,9 @@ TEST(JsonCommand, LargeAndDeepTexts) {
   EXPECT_EQ(whole.status, 0) << whole.err;
   EXPECT_TRUE(whole.out == deep + "\n");
   EXPECT_TRUE(Json({"--get", "0"}, deep).out == "array " + deep.substr(1, deep.size() - 2) + "\n");
-  EXPECT_EQ(Json({}, Repeated("[", kDepth)).err, "tovkit: standard input: Parse json error. code=3\n");
+  EXPECT_EQ(Json({}, Repeated("[", kDepth)).err,
+            "tovkit: standard input:1:1000001: a value is expected\n  ..." + Repeated("[", 60) + "\n  " +
+                std::string(63, ' ') + "^\n");
   EXPECT_EQ(Json({"--get", Repeated("0.", 2000) + "0"}, deep).status, 0);
 }
 

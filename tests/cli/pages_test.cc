@@ -105,9 +105,9 @@ TEST(PagesCommand, LenientPrintsWhatTheLibrarySelectsAndExitsWithZero) {
   EXPECT_EQ(RunCommand({"pages", "1-3", "--count", "10", "--lenient"}).err, "");
 }
 
-std::vector<int> Selected(const std::string& spec, int count, int origin) {
+std::vector<int> Selected(const std::string& selection, int count, int origin) {
   CoreArray<int> pages;
-  (origin == 0 ? tovkit::ParsePageIndices : tovkit::ParsePageNumbers)(spec.c_str(), count, pages, 0);
+  (origin == 0 ? tovkit::ParsePageIndices : tovkit::ParsePageNumbers)(selection.c_str(), count, pages, 0);
   std::vector<int> selected;
   for (int i = 0; i < pages.GetSize(); ++i) selected.push_back(pages[i]);
   return selected;
@@ -121,33 +121,34 @@ TEST(PageSelection, StopsWhereTheLibraryDoes) {
   const std::string letters = "0123456789112233,,,,,----- x";
   int stops = 0, ends = 0, ignored = 0;
   for (int round = 0; round < 200000; ++round) {
-    std::string spec;
-    for (unsigned length = 1 + random() % 9; spec.size() < length;)
-      spec += letters[random() % letters.size()];
+    std::string selection;
+    for (unsigned length = 1 + random() % 9; selection.size() < length;)
+      selection += letters[random() % letters.size()];
     const int origin = static_cast<int>(random() % 2);
     const int count = static_cast<int>(random() % 14);
-    const auto stop = cli::FindSelectionStop(spec, count, origin);
-    const std::vector<int> all = Selected(spec, count, origin);
+    const auto stop = cli::FindSelectionStop(selection, count, origin);
+    const std::vector<int> all = Selected(selection, count, origin);
     if (!stop) {
-      const std::string longer = spec + (spec.back() == ',' ? "" : ",") + std::to_string(kBehind + origin);
+      const std::string longer =
+          selection + (selection.back() == ',' ? "" : ",") + std::to_string(kBehind + origin);
       std::vector<int> expected = all;
       expected.push_back(kBehind);
-      ASSERT_EQ(Selected(longer, 2 * kBehind, origin), expected) << spec << " of " << count;
+      ASSERT_EQ(Selected(longer, 2 * kBehind, origin), expected) << selection << " of " << count;
       ++ends;
       continue;
     }
     const std::vector<int> some =
         stop->hasSelected ? Selected(stop->selected, count, origin) : std::vector<int>();
-    ASSERT_LE(some.size(), all.size()) << spec;
+    ASSERT_LE(some.size(), all.size()) << selection;
     ASSERT_TRUE(std::equal(some.begin(), some.end(), all.begin()))
-        << spec << " of " << count << ": " << stop->why;
+        << selection << " of " << count << ": " << stop->why;
     // What the library passes over, and a text that it takes for 0, do not stop it.
     if (stop->why.find("not understood") != std::string::npos ||
         (origin == 0 && stop->why.find("no number") != std::string::npos)) {
       ++ignored;
       continue;
     }
-    ASSERT_EQ(some, all) << spec << " of " << count << ": " << stop->why;
+    ASSERT_EQ(some, all) << selection << " of " << count << ": " << stop->why;
     ++stops;
   }
   EXPECT_GT(stops, 1000);

@@ -1,0 +1,151 @@
+// tovkit shm: creates, fills, shows and removes named shared-memory segments.
+#include "byte_count.h"
+#include "command.h"
+#include "input_file.h"
+
+#include <tovkit/system.h>
+
+#include <cerrno>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <limits>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace cli {
+
+namespace {
+
+using tovkit::SharedMemory;
+
+constexpr unsigned kReadWrite = tovkit::kSharedMemoryRead | tovkit::kSharedMemoryWrite;
+constexpr unsigned kReadMode = tovkit::kSharedMemoryRead;
+// Write alone is what attaches for reading only.
+constexpr unsigned kReadOnly = tovkit::kSharedMemoryWrite;
+
+struct ShmOptions {
+  std::string name;
+  unsigned size = 0;
+  bool readOnly = false;
+  std::string file;
+  std::size_t offset = 0;
+  std::size_t length = SIZE_MAX;
+};
+
+[[noreturn]] void FailWith(const ShmOptions& options, const std::string& what) {
+  throw CommandError(options.name + ": " + what);
+}
+
+void AttachOrFail(SharedMemory& memory, const ShmOptions& options, unsigned flags) {
+  if (!memory.Attach(flags)) FailWith(options, memory.GetErrorMessage());
+}
+
+// How many bytes lie behind the offset.
+std::size_t RoomBehindOffset(const SharedMemory& memory, const ShmOptions& options) {
+  const std::size_t size = memory.GetSize();
+  if (options.offset > size)
+    FailWith(options, "the offset is past the segment's " + std::to_string(size) + " bytes");
+  return size - options.offset;
+}
+
+void Create(const ShmOptions& options) {
+  // Never destroyed: the end of the object that created a segment would remove it.
+  static SharedMemory* const memory = new SharedMemory(options.name.c_str());
+  const unsigned flags = options.readOnly ? kReadMode : kReadWrite;
+  if (!memory->Create(options.size, flags)) {
+    FailWith(options, memory->GetErrorMessage());
+  }
+}
+
+// Everything the input holds. Throws when that is more than `room` bytes.
+std::vector<char> ReadInput(const ShmOptions& options, const std::string& file, std::size_t room) {
+  const InputFile input = OpenInput(file);
+  std::vector<char> bytes;
+  char piece[65536];
+  // One byte more than fits is enough to know.
+  while (bytes.size() <= room) {
+    const std::size_t length = std::fread(piece, 1, sizeof piece, input.get());
+    if (length == 0) break;
+    bytes.insert(bytes.end(), piece, piece + length);
+  }
+  if (std::ferror(input.get()) != 0) {
+    throw CommandError(InputName(file) + ": " + std::strerror(errno));
+  }
+  if (bytes.size() > room) {
+    FailWith(options, "the input does not fit the " + std::to_string(room) + " bytes behind the offset");
+  }
+  return bytes;
+}
+
+void Write(const ShmOptions& options) {
+  const std::string file = ChosenInput(options.file);
+  SharedMemory memory(options.name.c_str());
+  AttachOrFail(memory, options, kReadWrite);
+  const std::vector<char> bytes = ReadInput(options, file, RoomBehindOffset(memory, options));
+  if (!bytes.empty())
+    std::memcpy(static_cast<char*>(memory.GetData()) + options.offset, bytes.data(), bytes.size());
+}
+
+void Read(const ShmOptions& options) {
+  SharedMemory memory(options.name.c_str());
+  AttachOrFail(memory, options, kReadOnly);
+  const std::size_t room = RoomBehindOffset(memory, options);
+  const std::size_t length = options.length < room ? options.length : room;
+  std::fwrite(static_cast<const char*>(memory.GetData()) + options.offset, 1, length, stdout);
+}
+
+void Remove(const ShmOptions& options) {
+  SharedMemory memory(options.name.c_str());
+  AttachOrFail(memory, options, kReadOnly);
+  if (!memory.Detach(true)) FailWith(options, memory.GetErrorMessage());
+  if (memory.Attach(kReadOnly)) FailWith(options, "not removed: a process is still attached");
+}
+
+CLI::App* AddJob(CLI::App& shm, const std::shared_ptr<ShmOptions>& options, const char* name,
+                 const char* what, void (*job)(const ShmOptions&)) {
+  CLI::App* const command = shm.add_subcommand(name, what);
+  command->add_option("NAME", options->name, "Name of the segment")->required();
+  command->callback([options, job] { job(*options); });
+  return command;
+}
+
+// Takes "64M" for an option or an argument.
+CLI::Validator ByteCount(std::uint64_t least, std::uint64_t most) {
+  return CLI::Validator([least, most](std::string& text) { return ReplaceByteCount(text, least, most); }, "");
+}
+
+void AddByteCount(CLI::App& command, const char* name, std::size_t& bytes, const std::string& what) {
+  command.add_option(name, bytes, what + ", in bytes or with K, M or G behind the number")
+      ->transform(ByteCount(0, SIZE_MAX))
+      ->type_name("SIZE");
+}
+
+}  // namespace
+
+void AddShmCommand(CLI::App& app) {
+  const auto options = std::make_shared<ShmOptions>();
+  CLI::App* const shm = app.add_subcommand("shm", "Shared-memory segments under a name");
+  shm->require_subcommand(1);
+
+  CLI::App* const create = AddJob(*shm, options, "create", "Create a zeroed segment that stays", Create);
+  create->add_option("SIZE", options->size, "Size in bytes, or with K, M or G behind it")
+      ->required()
+      ->transform(ByteCount(1, std::numeric_limits<unsigned>::max()))
+      ->type_name("SIZE");
+  create->add_flag("--read-only", options->readOnly, "Mode 0444 in place of 0666: only root can attach it");
+
+  CLI::App* const write =
+      AddJob(*shm, options, "write", "Copy a file or standard input into a segment", Write);
+  write->add_option("FILE", options->file, "What to copy; standard input when missing or -");
+  AddByteCount(*write, "--offset", options->offset, "Where to begin in the segment");
+
+  CLI::App* const read = AddJob(*shm, options, "read", "Copy a segment to standard output", Read);
+  AddByteCount(*read, "--offset", options->offset, "Where to begin in the segment");
+  AddByteCount(*read, "--length", options->length, "How much to copy at most");
+
+  AddJob(*shm, options, "remove", "Remove a segment that no process is attached to", Remove);
+}
+
+}  // namespace cli

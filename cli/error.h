@@ -1,0 +1,29 @@
+// How a subcommand ends when it is not simply done. main tells what was thrown; a jobs::Error is a failure,
+// too.
+#pragma once
+
+#include <stdexcept>
+#include <string>
+
+namespace cli {
+
+// The subcommand failed: main prints "tovkit: " and the text as one line on standard error and exits with the
+// status.
+struct CommandError : std::runtime_error {
+  explicit CommandError(const std::string& text, int exitStatus = 1)
+      : std::runtime_error(text), status(exitStatus) {}
+
+  int status;
+};
+
+// What was asked for makes no sense: main prints the text, where help is found, and exits with 2.
+struct UsageError : std::runtime_error {
+  using std::runtime_error::runtime_error;
+};
+
+// The subcommand is done and the exit status carries its answer.
+struct ExitStatus {
+  int code;
+};
+
+}  // namespace cli

@@ -1,0 +1,60 @@
+#include "failure.h"
+
+#include "jobs/error.h"
+#include "text_output.h"
+
+#include <tovkit/util.h>
+
+#include <unistd.h>
+
+#include <cstddef>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+
+namespace cli {
+
+namespace {
+
+// Terminals show these two columns wide (Unicode's East Asian Width, in blocks).
+bool IsWide(wchar_t c) {
+  return (c >= 0x1100 && c <= 0x115f) || (c >= 0x2e80 && c <= 0xa4cf) || (c >= 0xac00 && c <= 0xd7a3) ||
+         (c >= 0xf900 && c <= 0xfaff) || (c >= 0xfe30 && c <= 0xfe6f) || (c >= 0xff00 && c <= 0xff60) ||
+         (c >= 0xffe0 && c <= 0xffe6) || (c >= 0x1f300 && c <= 0x1f64f) || (c >= 0x20000 && c <= 0x3fffd);
+}
+
+bool IsColored() {
+  const char* const noColor = std::getenv("NO_COLOR");
+  return isatty(STDERR_FILENO) == 1 && (noColor == nullptr || *noColor == '\0');
+}
+
+void PrintExcerpt(const jobs::Excerpt& excerpt) {
+  std::wstring line = tovkit::Utf8ToWide(excerpt.line.c_str(), static_cast<int>(excerpt.line.size()));
+  for (wchar_t& c : line) {
+    if (IsControl(c)) c = c == '\t' ? L' ' : L'?';
+  }
+  std::size_t columns = 0;
+  for (const wchar_t c : tovkit::Utf8ToWide(excerpt.line.c_str(), static_cast<int>(excerpt.at))) {
+    columns += IsWide(c) ? 2 : 1;
+  }
+  std::fprintf(stderr, "  %s\n", tovkit::WideToLocal(line.c_str(), static_cast<int>(line.size())).c_str());
+  std::fprintf(stderr, IsColored() ? "  %*s\033[31m^\033[0m\n" : "  %*s^\n", static_cast<int>(columns), "");
+}
+
+// One line whatever the text holds, so that a file name with a line break cannot forge a second message.
+void PrintLine(const char* text) { std::fprintf(stderr, "tovkit: %s\n", Printable(Shortened(text)).c_str()); }
+
+}  // namespace
+
+void PrintFailure(const std::exception_ptr& failure) {
+  try {
+    std::rethrow_exception(failure);
+  } catch (const jobs::Error& e) {
+    PrintLine(e.what());
+    if (e.excerpt()) PrintExcerpt(*e.excerpt());
+  } catch (const std::exception& e) {
+    PrintLine(e.what());
+  }
+}
+
+}  // namespace cli

@@ -1,0 +1,24 @@
+// TerminalObserver: shows on standard error what a job tells while it runs.
+#pragma once
+
+#include "jobs/observer.h"
+#include "progress.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+namespace cli {
+
+class TerminalObserver : public jobs::Observer {
+ public:
+  void BeginPart(const char* name, std::int64_t steps) override { progress_.emplace(name, steps); }
+  void Advance() override { progress_->Advance(); }
+  void EndPart() override { progress_.reset(); }
+  void Warn(const std::string& text) override;
+
+ private:
+  std::optional<Progress> progress_;
+};
+
+}  // namespace cli

@@ -1,0 +1,26 @@
+#include "background.h"
+
+#include <tovkit/imaging.h>
+#include <tovmx/color_space.h>
+
+namespace jobs {
+
+namespace {
+
+bool IsColorText(const std::string& text) {
+  const bool isHex = text[0] == '#';
+  return text.find_first_not_of(isHex ? "0123456789abcdefABCDEF" : "0123456789 ", isHex ? 1 : 0) ==
+         std::string::npos;
+}
+
+}  // namespace
+
+std::optional<std::uint32_t> ParseBackground(const std::string& text) {
+  if (text == "none") return 0;
+  std::uint32_t color = 0;
+  std::uint32_t kind = 0;
+  if (!IsColorText(text) || !tovkit::ParseColor(text.c_str(), color, kind)) return std::nullopt;
+  return CoreColorToArgb(color, kind);
+}
+
+}  // namespace jobs

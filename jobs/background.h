@@ -1,0 +1,14 @@
+// The background of a page as people write it.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+namespace jobs {
+
+// 0xAARRGGBB of "none", which is transparent, "#gg", "#rrggbb", "#ccmmyykk" or 1, 3 or 4 numbers. Nothing for
+// any other text, such as "red", which ParseColor itself takes for a number.
+std::optional<std::uint32_t> ParseBackground(const std::string& text);
+
+}  // namespace jobs

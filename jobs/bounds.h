@@ -1,0 +1,30 @@
+// Positions and boxes in double precision: what they hold may be so far away, or so small, that a float
+// cannot tell its ends apart.
+#pragma once
+
+#include <algorithm>
+#include <cmath>
+
+namespace jobs {
+
+struct Position {
+  double x = 0;
+  double y = 0;
+};
+
+struct Bounds {
+  Position from = {INFINITY, INFINITY};
+  Position to = {-INFINITY, -INFINITY};
+
+  // Whether it has no width.
+  bool IsEmpty() const { return !(from.x < to.x); }
+  double Width() const { return to.x - from.x; }
+  double Height() const { return to.y - from.y; }
+
+  void Add(Position p) {
+    from = {std::min(from.x, p.x), std::min(from.y, p.y)};
+    to = {std::max(to.x, p.x), std::max(to.y, p.y)};
+  }
+};
+
+}  // namespace jobs

@@ -1,0 +1,36 @@
+// DrawJob: lines of text, described in JSON, onto one page.
+//
+//   DrawJob job{{Input::File("hello.json")}, {}, Output::File("hello.png")};
+//   job.format = *FindOutputFormat("png", OutputKind::kPage);
+//   Observer silent;
+//   Run(job, silent);
+#pragma once
+
+#include "input.h"
+#include "observer.h"
+#include "output.h"
+#include "output_format.h"
+
+#include <tovmx/geometry.h>
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace jobs {
+
+struct DrawJob {
+  std::vector<Input> descriptions;     // JSON: an object is one line, an array several
+  std::vector<std::string> fontFiles;  // to draw with, beside the installed fonts
+  Output output;
+  OutputFormat format;
+  std::optional<CoreSizeF> size = std::nullopt;  // device units, 96 to the inch; else what the text needs
+  float dpi = 96;                                // of a picture
+  std::uint32_t background = 0xFFFFFFFF;         // 0xAARRGGBB
+};
+
+// Throws Error; an output file then stays as it was.
+void Run(const DrawJob& job, Observer& observer);
+
+}  // namespace jobs

@@ -1,0 +1,15 @@
+// The line of a text around a place, short enough to be shown.
+#pragma once
+
+#include "error.h"
+
+#include <cstddef>
+#include <string_view>
+
+namespace jobs {
+
+// The line that holds the byte at `offset`, or ends there. Of a long line about 60 bytes on either side are
+// left, whole code points, with "..." where something was cut. Precondition: offset <= text.size().
+Excerpt ExcerptAt(std::string_view text, std::size_t offset);
+
+}  // namespace jobs

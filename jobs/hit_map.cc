@@ -1,0 +1,136 @@
+#include "hit_map.h"
+
+#include "arc_curves.h"
+#include "path_bounds.h"
+
+#include <tovkit/geometry.h>
+#include <tovmx/device.h>
+#include <tovmx/path_walk.h>
+
+#include <algorithm>
+#include <cmath>
+
+namespace jobs {
+
+namespace {
+
+constexpr float kStrokeWidth = 1.5f;  // pixels
+
+// The part of the path's plane that the picture shows.
+struct View {
+  double left, top, scale;
+  int width, height;
+
+  CorePathPoint ToPixels(const CorePathPoint& p) const {
+    return {static_cast<float>((p.x - left) * scale), static_cast<float>((p.y - top) * scale), 0};
+  }
+  CorePointF CenterOf(int column, int row) const {
+    return {static_cast<float>(left + (column + 0.5) / scale), static_cast<float>(top + (row + 0.5) / scale)};
+  }
+};
+
+View ViewOf(const CorePath& path, float tolerance, int size) {
+  const Bounds bounds = BoundsOf(path);
+  double margin = 0.08 * std::max(bounds.Width(), bounds.Height());
+  if (tolerance > 0 && std::isfinite(tolerance)) margin += 1.5 * static_cast<double>(tolerance);
+  if (!(margin > 0)) margin = 1;
+  const double width = bounds.Width() + 2 * margin;
+  const double height = bounds.Height() + 2 * margin;
+  const double scale = size / std::max(width, height);
+  const auto pixels = [&](double extent) {
+    return std::clamp(static_cast<int>(std::lround(extent * scale)), 1, size);
+  };
+  return {bounds.from.x - margin, bounds.from.y - margin, scale, pixels(width), pixels(height)};
+}
+
+// The outline in pixels. The path's own coordinates may be beyond what a matrix of floats brings back.
+class OutlineBuilder {
+ public:
+  explicit OutlineBuilder(const View& view) : view_(view) {}
+
+  const CorePath& outline() const { return outline_; }
+
+  bool Line(const CorePathPoint& from, const CorePathPoint& to) {
+    Continue(from);
+    const CorePathPoint end = view_.ToPixels(to);
+    outline_.LineTo(end.x, end.y);
+    last_ = &to;
+    return false;
+  }
+  bool Quad(const CorePathPoint* points) {
+    Continue(points[0]);
+    const CorePathPoint control = view_.ToPixels(points[1]);
+    const CorePathPoint end = view_.ToPixels(points[2]);
+    outline_.QuadTo(control.x, control.y, end.x, end.y);
+    last_ = points + 2;
+    return false;
+  }
+  bool Cubic(const CorePathPoint* points) {
+    Continue(points[0]);
+    AddCubic(points);
+    last_ = points + 3;
+    return false;
+  }
+  bool Arc(const CorePathPoint* records) {
+    CorePathPoint curves[1 + 3 * kCoreMaxArcCurves];
+    const int count = FiniteArcCurves(records, curves);
+    if (count == 0) return false;
+    Continue(records[0]);
+    for (int i = 0; i < count; ++i) AddCubic(curves + 3 * i);
+    last_ = records + 4;
+    return false;
+  }
+  // A line, since the subpath may go on from where it is closed.
+  bool Close(const CorePathPoint& from, const CorePathPoint& start) { return Line(from, start); }
+
+ private:
+  // The walk tells no moves: a segment that does not go on from the one before starts a subpath.
+  void Continue(const CorePathPoint& from) {
+    if (&from == last_) return;
+    const CorePathPoint start = view_.ToPixels(from);
+    outline_.MoveTo(start.x, start.y);
+  }
+
+  void AddCubic(const CorePathPoint* points) {
+    const CorePathPoint c1 = view_.ToPixels(points[1]);
+    const CorePathPoint c2 = view_.ToPixels(points[2]);
+    const CorePathPoint end = view_.ToPixels(points[3]);
+    outline_.CubicTo(c1.x, c1.y, c2.x, c2.y, end.x, end.y);
+  }
+
+  const View& view_;
+  CorePath outline_;
+  const CorePathPoint* last_ = nullptr;  // where the present subpath has come to
+};
+
+std::uint32_t ColorAt(const CorePath& path, float tolerance, CorePointF point) {
+  if (!tovkit::HitTestPath(point, tolerance, path, 0, true, kCoreFillWinding)) return kMapMiss;
+  return tovkit::HitTestPath(point, tolerance, path, 0, false, kCoreFillWinding) ? kMapOutline : kMapInside;
+}
+
+void Put(std::uint8_t* pixel, std::uint32_t argb) {
+  for (int i = 0; i < 3; ++i) pixel[i] = static_cast<std::uint8_t>(argb >> (8 * i));
+}
+
+}  // namespace
+
+bool DrawHitMap(const CorePath& path, float tolerance, int size, Observer& observer, CoreDib& map) {
+  const View view = ViewOf(path, tolerance, size);
+  if (!map.Create(view.width, view.height, 24)) return false;
+  observer.BeginPart("map", view.height);
+  for (int row = 0; row < view.height; ++row) {
+    std::uint8_t* pixel = map.GetRow(row);
+    for (int column = 0; column < view.width; ++column, pixel += 3) {
+      Put(pixel, ColorAt(path, tolerance, view.CenterOf(column, row)));
+    }
+    observer.Advance();
+  }
+  observer.EndPart();
+  OutlineBuilder builder(view);
+  CoreWalkPath(path.GetPoints(), path.GetPointCounter() + 1, builder);
+  if (builder.outline().GetPointCounter() < 0) return true;
+  CoreBitmapDevice device(&map);
+  return device.StrokePath(builder.outline(), kStrokeWidth, CoreMatrix(), kMapStroke) && device.Flush();
+}
+
+}  // namespace jobs

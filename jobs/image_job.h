@@ -1,0 +1,33 @@
+// ImageJob: a picture into another format, with rectangles blanked.
+#pragma once
+
+#include "input.h"
+#include "observer.h"
+#include "output.h"
+
+#include <tovmx/codec.h>
+#include <tovmx/geometry.h>
+
+#include <optional>
+#include <vector>
+
+namespace jobs {
+
+struct ImageJob {
+  struct Target {
+    Output output;
+    CoreImageFormat format;
+    int quality = 0;  // 1 to 100; 0 is the format's default
+  };
+
+  Input picture;
+  int frame = 1;                      // counted from 1
+  std::vector<CoreRect> erased = {};  // blanked to the brightest color, one after the other
+  // Without one, the picture's head is read and the observer told of it.
+  std::optional<Target> target = std::nullopt;
+};
+
+// Throws Error; an output file then stays as it was.
+void Run(const ImageJob& job, Observer& observer);
+
+}  // namespace jobs

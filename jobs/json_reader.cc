@@ -1,0 +1,25 @@
+#include "json_reader.h"
+
+#include "error.h"
+#include "excerpt.h"
+
+#include <climits>
+#include <string>
+
+namespace jobs {
+
+tovkit::SharedPtr<tovkit::JsonValue> ReadJson(const Input& input) {
+  const std::string text = input.ReadAll(INT_MAX, "larger than 2 GiB");
+  // To the parser an empty text is an empty object.
+  if (text.empty()) throw Error(ErrorKind::kInput, input.name(), "empty, where JSON is expected");
+  // Asked beforehand, since the parser prints its errors on standard output.
+  const tovkit::JsonDiagnosis found = tovkit::Json::Diagnose(text.data(), text.size());
+  if (found.code != tovkit::kJsonAccepted) {
+    throw Error(ErrorKind::kInput,
+                input.name() + ":" + std::to_string(found.line) + ":" + std::to_string(found.codePointColumn),
+                found.message.c_str(), ExcerptAt(text, found.offset));
+  }
+  return tovkit::Json::Parse(text.data(), static_cast<unsigned int>(text.size()), nullptr);
+}
+
+}  // namespace jobs

@@ -1,0 +1,34 @@
+// Observer: who runs a job hears from it while it runs. This one ignores everything.
+#pragma once
+
+#include <tovmx/codec.h>
+
+#include <cstdint>
+#include <string>
+
+namespace jobs {
+
+class Observer {
+ public:
+  Observer() = default;
+  virtual ~Observer() = default;
+  Observer(const Observer&) = delete;
+  Observer& operator=(const Observer&) = delete;
+
+  // A part of the job that may take long: its name and the number of its steps, a call for each step that is
+  // done, and its end. Parts do not overlap. A part of a job that fails has no end.
+  virtual void BeginPart(const char* /*name*/, std::int64_t /*steps*/) {}
+  virtual void Advance() {}
+  virtual void EndPart() {}
+
+  // The result is not what was perhaps expected.
+  virtual void Warn(const std::string& /*text*/) {}
+
+  // A font family that is not installed is drawn with another one. Both are UTF-8.
+  virtual void FontSubstituted(const std::string& /*wanted*/, const std::string& /*actual*/) {}
+
+  // The head of a picture was read.
+  virtual void PictureOpened(CoreImageFormat /*format*/, const CoreImageInfo& /*info*/) {}
+};
+
+}  // namespace jobs

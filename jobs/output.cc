@@ -1,0 +1,37 @@
+#include "output.h"
+
+#include "error.h"
+
+#include <cerrno>
+#include <cstring>
+
+namespace jobs {
+
+namespace {
+
+[[noreturn]] void FailToWrite(const Output& output) {
+  throw Error(ErrorKind::kOutput, output.name(), std::string("cannot write: ") + std::strerror(errno));
+}
+
+}  // namespace
+
+OutputWriter::OutputWriter(const Output& output) : output_(output) {
+  if (output.memory() != nullptr) return;
+  target_.emplace(output.name());
+  file_.emplace(target_->path().c_str());
+  if (!file_->IsOpen()) FailToWrite(output);
+}
+
+CoreOutputStream& OutputWriter::stream() {
+  return file_ ? static_cast<CoreOutputStream&>(*file_) : *output_.memory();
+}
+
+void OutputWriter::Close() {
+  if (file_ && !file_->Close()) FailToWrite(output_);
+}
+
+void OutputWriter::Commit() {
+  if (target_) target_->Commit();
+}
+
+}  // namespace jobs

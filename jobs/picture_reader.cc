@@ -1,0 +1,52 @@
+#include "picture_reader.h"
+
+#include "error.h"
+
+namespace jobs {
+
+namespace {
+
+// Why a decoder that was chosen by the content returned nothing.
+std::string DescribeFailure(CoreImageFormat format, const CoreImageDecoder& decoder) {
+  const std::string name = CoreImageFormatName(format);
+  switch (CoreGetDecodeFailure(&decoder)) {
+    case kCoreDecodeNotThisFormat:
+      return "not a picture of the format " + name;
+    case kCoreDecodeUnsupported:
+      return name + " of a form that is not supported: " + CoreGetUnsupportedFeature(&decoder);
+    case kCoreDecodeOverLimit:
+      return name + " beyond the memory limit";
+    default:
+      return name + " that is broken";
+  }
+}
+
+}  // namespace
+
+PictureReader::PictureReader(const Input& input)
+    : name_(input.name()),
+      stream_(input.OpenStream()),
+      format_(CoreDetectImageFormat(stream_.get())),
+      decoder_(CoreCodecRegistry::Get().GetFactory().CreateDecoder(format_)) {
+  if (decoder_ == nullptr) throw Error(ErrorKind::kInput, name_, "not a picture of a known format");
+  if (decoder_->Open(stream_.get(), kCoreOpenReadAhead) == 0) FailToDecode();
+}
+
+void PictureReader::CheckFrame(int frame) const {
+  if (frame <= info().frameCount) return;
+  throw Error(ErrorKind::kInput, name_,
+              "no frame " + std::to_string(frame) + ", the last is " + std::to_string(info().frameCount));
+}
+
+std::unique_ptr<CoreDib> PictureReader::ReadFrame(int frame) {
+  std::unique_ptr<CoreDib> bitmap = decoder_->GetBitmap(frame - 1, 0, 0);
+  if (bitmap == nullptr) FailToDecode();
+  return bitmap;
+}
+
+void PictureReader::FailToDecode() const {
+  const bool limited = CoreGetDecodeFailure(decoder_.get()) == kCoreDecodeOverLimit;
+  throw Error(limited ? ErrorKind::kLimit : ErrorKind::kInput, name_, DescribeFailure(format_, *decoder_));
+}
+
+}  // namespace jobs

@@ -1,0 +1,28 @@
+#include "picture_writer.h"
+
+#include "error.h"
+
+namespace jobs {
+
+void EncodePicture(const CoreDib& picture, CoreImageFormat format, int quality, const std::string& place,
+                   OutputWriter& writer) {
+  const auto encoder = CoreCodecRegistry::Get().GetFactory().CreateEncoder(format);
+  encoder->SetQuality(quality);
+  const bool encoded = encoder->Encode(&picture, &writer.stream()) != 0;
+  // A full disk is the better reason.
+  writer.Close();
+  if (!encoded) {
+    throw Error(ErrorKind::kOutput, place,
+                std::string(CoreImageFormatName(format)) + " cannot hold a picture of " +
+                    std::to_string(picture.GetWidth()) + " x " + std::to_string(picture.GetHeight()) +
+                    " pixels");
+  }
+}
+
+void WritePicture(const CoreDib& picture, CoreImageFormat format, int quality, const Output& output) {
+  OutputWriter writer(output);
+  EncodePicture(picture, format, quality, output.name(), writer);
+  writer.Commit();
+}
+
+}  // namespace jobs

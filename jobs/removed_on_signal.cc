@@ -1,0 +1,83 @@
+#include "removed_on_signal.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <climits>
+#include <csignal>
+#include <cstring>
+
+namespace jobs {
+
+namespace {
+
+// What the handler reads: plain memory, since a signal may come in the middle of any allocation.
+struct Place {
+  std::atomic<bool> taken = false;
+  std::atomic<bool> filled = false;
+  char path[PATH_MAX];
+  dev_t device;
+  ino_t inode;
+};
+static_assert(std::atomic<bool>::is_always_lock_free);
+
+constexpr std::size_t kPlaces = 8;
+Place places[kPlaces];
+
+constexpr int kFatalSignals[] = {SIGHUP,  SIGINT,  SIGQUIT, SIGABRT, SIGPIPE,   SIGALRM, SIGTERM,
+                                 SIGUSR1, SIGUSR2, SIGXCPU, SIGXFSZ, SIGVTALRM, SIGPROF};
+
+// Has been set back to the default when it is called, so what it raises ends the process on return.
+void RemoveAndEnd(int signal) {
+  for (Place& place : places) {
+    if (!place.filled.load(std::memory_order_acquire)) continue;
+    struct stat info {};
+    if (lstat(place.path, &info) == 0 && info.st_dev == place.device && info.st_ino == place.inode) {
+      unlink(place.path);
+    }
+  }
+  raise(signal);
+}
+
+bool HandleSignals() {
+  struct sigaction removing {};
+  removing.sa_handler = RemoveAndEnd;
+  removing.sa_flags = static_cast<int>(SA_RESETHAND);
+  for (const int signal : kFatalSignals) {
+    struct sigaction before {};
+    sigaction(signal, nullptr, &before);
+    if ((before.sa_flags & SA_SIGINFO) == 0 && before.sa_handler == SIG_DFL) {
+      sigaction(signal, &removing, nullptr);
+    }
+  }
+  return true;
+}
+
+std::size_t TakePlace() {
+  std::size_t place = 0;
+  while (place < kPlaces && places[place].taken.exchange(true)) ++place;
+  return place;
+}
+
+}  // namespace
+
+RemovedOnSignal::RemovedOnSignal(const std::string& path, int fd) : place_(TakePlace()) {
+  static const bool handled = HandleSignals();
+  if (place_ == kPlaces || !handled) return;
+  Place& place = places[place_];
+  struct stat info {};
+  if (path.size() >= sizeof place.path || fstat(fd, &info) != 0) return;
+  std::memcpy(place.path, path.c_str(), path.size() + 1);
+  place.device = info.st_dev;
+  place.inode = info.st_ino;
+  place.filled.store(true, std::memory_order_release);
+}
+
+RemovedOnSignal::~RemovedOnSignal() {
+  if (place_ == kPlaces) return;
+  places[place_].filled.store(false);
+  places[place_].taken.store(false);
+}
+
+}  // namespace jobs

@@ -1,0 +1,173 @@
+#include "temporary_file.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstdint>
+#include <cstdio>
+#include <utility>
+
+namespace jobs {
+
+namespace {
+
+constexpr int kProbed = 16;   // names that are always looked at
+constexpr int kNames = 1000;  // more at a time for one target are refused
+
+// FNV-1a: the same on every machine that shares the folder.
+std::uint64_t HashOf(const std::string& text) {
+  std::uint64_t hash = 0xcbf29ce484222325;
+  for (const char c : text) hash = (hash ^ static_cast<unsigned char>(c)) * 0x100000001b3;
+  return hash;
+}
+
+std::string FolderOf(const std::string& target) { return target.substr(0, target.rfind('/') + 1); }
+
+std::string PrefixBeside(const std::string& target) {
+  const std::string folder = FolderOf(target);
+  char prefix[40];
+  std::snprintf(prefix, sizeof prefix, ".tovkit-%016jx-",
+                static_cast<std::uintmax_t>(HashOf(target.substr(folder.size()))));
+  return folder + prefix;
+}
+
+std::string PathOf(int fd) { return "/proc/self/fd/" + std::to_string(fd); }
+
+// Signals to this thread wait for as long as the object lives.
+class SignalsHeld {
+ public:
+  SignalsHeld() {
+    sigset_t all;
+    sigfillset(&all);
+    pthread_sigmask(SIG_SETMASK, &all, &before_);
+  }
+  ~SignalsHeld() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+  SignalsHeld(const SignalsHeld&) = delete;
+  SignalsHeld& operator=(const SignalsHeld&) = delete;
+
+ private:
+  sigset_t before_;
+};
+
+bool IsAt(const std::string& name, const struct stat& file) {
+  struct stat there {};
+  return lstat(name.c_str(), &there) == 0 && there.st_dev == file.st_dev && there.st_ino == file.st_ino;
+}
+
+// Removes the file if it is one of ours whose owner is dead.
+void RemoveIfAbandoned(const std::string& name) {
+  constexpr int kFlags = O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+  int fd = open(name.c_str(), O_RDONLY | kFlags);
+  if (fd < 0 && errno == EACCES) fd = open(name.c_str(), O_WRONLY | kFlags);
+  if (fd < 0) return;
+  struct stat file {};
+  if (fstat(fd, &file) == 0 && S_ISREG(file.st_mode) && file.st_uid == geteuid() &&
+      flock(fd, LOCK_EX | LOCK_NB) == 0 && IsAt(name, file)) {
+    unlink(name.c_str());
+  }
+  close(fd);
+}
+
+}  // namespace
+
+TemporaryFile::TemporaryFile(std::string target, mode_t mode)
+    : target_(std::move(target)), prefix_(PrefixBeside(target_)) {
+  RemoveAbandoned();
+  OpenNameless(mode);
+  if (fd_ < 0) OpenNamed(mode);
+}
+
+TemporaryFile::~TemporaryFile() {
+  // The lock is held until the name is gone.
+  if (!name_.empty()) unlink(name_.c_str());
+  if (fd_ >= 0) close(fd_);
+}
+
+std::string TemporaryFile::NameAt(int number) const { return prefix_ + std::to_string(number); }
+
+void TemporaryFile::RemoveAbandoned() const {
+  struct stat info {};
+  for (int number = 0; number < kNames; ++number) {
+    const std::string name = NameAt(number);
+    const bool stands = lstat(name.c_str(), &info) == 0;
+    if (!stands && number >= kProbed) return;
+    if (stands && S_ISREG(info.st_mode)) RemoveIfAbandoned(name);
+  }
+}
+
+void TemporaryFile::OpenNameless(mode_t mode) {
+  const std::string folder = FolderOf(target_);
+  const int fd = open(folder.empty() ? "." : folder.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600);
+  if (fd < 0) return;
+  // Its only path leads through /proc, which may not be there.
+  if (access(PathOf(fd).c_str(), F_OK) != 0) {
+    close(fd);
+    return;
+  }
+  flock(fd, LOCK_EX | LOCK_NB);
+  fchmod(fd, mode);
+  fd_ = fd;
+  path_ = PathOf(fd);
+}
+
+void TemporaryFile::OpenNamed(mode_t mode) {
+  for (int number = 0; number < kNames; ++number) {
+    if (OpenAt(NameAt(number), mode)) return;
+    if (errno != EEXIST) return;
+  }
+}
+
+bool TemporaryFile::OpenAt(const std::string& name, mode_t mode) {
+  // A signal in between would find a file that nobody removes.
+  const SignalsHeld held;
+  const int fd = open(name.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+  if (fd < 0) return false;
+  // Somebody who came before the lock may have taken the file for abandoned: then it is none of ours.
+  struct stat file {};
+  flock(fd, LOCK_EX);
+  if (fstat(fd, &file) != 0 || !IsAt(name, file)) {
+    close(fd);
+    errno = EEXIST;
+    return false;
+  }
+  fchmod(fd, mode);
+  fd_ = fd;
+  path_ = name_ = name;
+  removed_.emplace(name_, fd_);
+  return true;
+}
+
+bool TemporaryFile::LinkTo(const std::string& name) const {
+  return linkat(AT_FDCWD, path_.c_str(), AT_FDCWD, name.c_str(), AT_SYMLINK_FOLLOW) == 0;
+}
+
+bool TemporaryFile::GiveName() {
+  for (int number = 0; number < kNames; ++number) {
+    const std::string name = NameAt(number);
+    removed_.emplace(name, fd_);
+    if (LinkTo(name)) {
+      name_ = name;
+      return true;
+    }
+    removed_.reset();
+    if (errno != EEXIST) return false;
+  }
+  return false;
+}
+
+bool TemporaryFile::Replace() {
+  if (name_.empty()) {
+    if (LinkTo(target_)) return true;
+    if (errno != EEXIST || !GiveName()) return false;
+  }
+  if (std::rename(name_.c_str(), target_.c_str()) != 0) return false;
+  name_.clear();
+  removed_.reset();
+  return true;
+}
+
+}  // namespace jobs
