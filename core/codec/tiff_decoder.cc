@@ -118,14 +118,31 @@ bool ReadTiles(TIFF* tiff, const TiffLayout& layout, CoreDib& bitmap, DecodeReas
   return true;
 }
 
+// What the samples are when they are not whole numbers without a sign, for a message.
+const char* KindOfSamples(TIFF* tiff) {
+  std::uint16_t format = SAMPLEFORMAT_UINT;
+  TIFFGetFieldDefaulted(tiff, TIFFTAG_SAMPLEFORMAT, &format);
+  switch (format) {
+    case SAMPLEFORMAT_INT:
+      return "signed ";
+    case SAMPLEFORMAT_IEEEFP:
+      return "floating-point ";
+    case SAMPLEFORMAT_COMPLEXINT:
+    case SAMPLEFORMAT_COMPLEXIEEEFP:
+      return "complex ";
+    default:
+      return "";
+  }
+}
+
 // Everything else (YCbCr, Lab, signed samples) as the library sees it: premultiplied RGBA, top row first.
 bool ReadOther(TIFF* tiff, const TiffLayout& layout, CoreDib& bitmap, DecodeReason& reason) {
   char message[1024] = "";
   TIFFRGBAImage image;
   if (TIFFRGBAImageOK(tiff, message) == 0 || TIFFRGBAImageBegin(&image, tiff, 1, message) == 0) {
     if (std::strstr(message, "Missing") != nullptr) return false;
-    return reason.Unsupported("TIFF with %d samples of %d bits, photometric interpretation %u",
-                              layout.samples, layout.bits, layout.photometric);
+    return reason.Unsupported("TIFF with %d %ssamples of %d bits, photometric interpretation %u",
+                              layout.samples, KindOfSamples(tiff), layout.bits, layout.photometric);
   }
   image.req_orientation = image.orientation;  // rows as they are stored
   auto* pixels = reinterpret_cast<std::uint32_t*>(bitmap.GetBuffer());

@@ -208,12 +208,37 @@ std::string TiffWith(unsigned tag, unsigned value) {
   return bytes;
 }
 
+// One gray pixel of one sample of `bits`, of a format that is the number of its tag.
+std::string TiffOfSamples(unsigned bits, unsigned format) {
+  const unsigned tags[][2] = {{256, 1}, {257, 1}, {258, bits},           {259, 1},     {262, 1}, {273, 200},
+                              {277, 1}, {278, 1}, {279, (bits + 7) / 8}, {339, format}};
+  std::string bytes("II*\0\10\0\0\0", 8);
+  const auto put = [&bytes](unsigned value) {
+    bytes += static_cast<char>(value & 255U);
+    bytes += static_cast<char>(value >> 8);
+  };
+  put(std::size(tags));
+  for (const auto& [tag, value] : tags) {
+    for (const unsigned field : {tag, 3U, 1U, 0U, value, 0U}) put(field);
+  }
+  bytes.resize(208);
+  return bytes;
+}
+
 TEST(DecodeFailure, FormsOfTiffThatAreNotReadAreNamed) {
   EXPECT_EQ(FailureOf(kCoreImageTiff, TiffWith(259, 60000)), Unsupported("TIFF compression 60000"));
   EXPECT_EQ(FailureOf(kCoreImageTiff, TiffWith(262, 1234)),
             Unsupported("TIFF with 1 samples of 8 bits, photometric interpretation 1234"));
   EXPECT_EQ(FailureOf(kCoreImageTiff, TiffWith(258, 48)),
             Unsupported("TIFF with 1 samples of 48 bits, photometric interpretation 1"));
+  EXPECT_EQ(FailureOf(kCoreImageTiff, TiffOfSamples(32, 2)),
+            Unsupported("TIFF with 1 signed samples of 32 bits, photometric interpretation 1"));
+  EXPECT_EQ(FailureOf(kCoreImageTiff, TiffOfSamples(12, 3)),
+            Unsupported("TIFF with 1 floating-point samples of 12 bits, photometric interpretation 1"));
+  for (const unsigned complex : {5U, 6U}) {
+    EXPECT_EQ(FailureOf(kCoreImageTiff, TiffOfSamples(64, complex)),
+              Unsupported("TIFF with 1 complex samples of 64 bits, photometric interpretation 1"));
+  }
 }
 
 TEST(DecodeFailure, WhatTiffRefusesToAllocateIsOverTheLimit) {
