@@ -323,6 +323,27 @@ TEST(BmpForms, ComponentsOf8BitsMayStandInAnyOrder) {
   } while (std::next_permutation(order, order + 4));
 }
 
+// Rows are taken as they are only when all four masks are the usual ones.
+TEST(BmpForms, EachOfTheFourMasksCounts) {
+  for (int narrow = -1; narrow < 4; ++narrow) {
+    std::uint32_t masks[] = {0xff0000, 0xff00, 0xff, 0xff000000};
+    if (narrow >= 0) masks[narrow] = masks[narrow] >> 1 & masks[narrow];
+    std::string more;
+    for (const std::uint32_t mask : masks) Put(more, mask, 4);
+    std::string pixels;
+    for (std::uint32_t i = 0; i < 128; ++i) Put(pixels, i * 0x01010101U, 4);
+    const Bmp form{
+        .head = 56, .width = 128, .height = 1, .bits = 32, .packing = 3, .more = more, .pixels = pixels};
+    Pixels expected;
+    for (std::uint32_t i = 0; i < 128; ++i) {
+      const auto wide = static_cast<std::uint32_t>(std::lround(i * 255 / 127.0));
+      const auto part = [&](int mask) { return mask == narrow ? wide : i; };
+      expected.push_back(part(3) << 24 | part(0) << 16 | part(1) << 8 | part(2));
+    }
+    EXPECT_EQ(PixelsOf(form), expected) << narrow;
+  }
+}
+
 // What is missing at the end of the head, the masks and the palette is missed when the file is opened, what
 // is missing of the pixels when they are read.
 TEST(BmpForms, AFileCutAnywhereIsBroken) {
