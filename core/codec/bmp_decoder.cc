@@ -3,6 +3,8 @@
 #include "codec/bmp_header.h"
 #include "codec/bmp_runs.h"
 #include "codec/codecs.h"
+#include "pixel/color.h"
+#include "pixel/packed_index.h"
 
 #include <vector>
 
@@ -36,7 +38,7 @@ class Component {
   }
   std::uint8_t Of(std::uint32_t pixel) const {
     if (most_ == 0) return 0;
-    return static_cast<std::uint8_t>((std::uint64_t{(pixel & mask_) >> shift_} * 255 + most_ / 2) / most_);
+    return ByteOfSample((pixel & mask_) >> shift_, most_);
   }
 
  private:
@@ -64,7 +66,7 @@ bool ReadMasked(CoreInputStream& stream, const BmpHeader& header, CoreDib& bitma
   return true;
 }
 
-// Indices of 2 bits, the left one highest: they get a byte each, and without a palette its range.
+// Indices of 2 bits get a byte each, and without a palette its range.
 bool ReadTwoBits(CoreInputStream& stream, const BmpHeader& header, CoreDib& bitmap) {
   const unsigned step = header.palette.empty() ? 255 / 3 : 1;
   std::vector<std::uint8_t> row((static_cast<std::size_t>(header.width) + 15) / 16 * 4);
@@ -72,7 +74,7 @@ bool ReadTwoBits(CoreInputStream& stream, const BmpHeader& header, CoreDib& bitm
     if (stream.Read(row.data(), row.size()) != row.size()) return false;
     std::uint8_t* out = bitmap.GetRow(header.RowOf(i));
     for (std::size_t x = 0; x < static_cast<std::size_t>(header.width); ++x)
-      out[x] = static_cast<std::uint8_t>((unsigned{row[x / 4]} >> (6 - x % 4 * 2) & 3U) * step);
+      out[x] = static_cast<std::uint8_t>(PackedIndex(row.data(), x, 2) * step);
   }
   return true;
 }

@@ -1,6 +1,7 @@
 #include "codec/bmp_runs.h"
 
 #include "io/read_rest.h"
+#include "pixel/packed_index.h"
 
 #include <cstring>
 #include <vector>
@@ -79,9 +80,7 @@ class RunReader {
       std::memcpy(row + x * pixelBytes_, from, pixelBytes_);
       return;
     }
-    const unsigned value = i % 2 == 0 ? *from >> 4U : *from & 15U;
-    const unsigned shift = x % 2 == 0 ? 4 : 0;
-    row[x / 2] = static_cast<std::uint8_t>((row[x / 2] & (0xf0U >> shift)) | value << shift);
+    SetPackedIndex(row, x, 4, PackedIndex(from, i % 2, 4));
   }
 
   Bytes bytes_;

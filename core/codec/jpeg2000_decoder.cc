@@ -5,6 +5,7 @@
 #include "codec/jpeg2000_channels.h"
 #include "codec/jpeg2000_handles.h"
 #include "codec/jpeg2000_size.h"
+#include "pixel/color.h"
 #include "tovmx/geometry.h"
 
 #include <algorithm>
@@ -63,7 +64,7 @@ class Plane {
     const auto row = static_cast<std::size_t>(y) * component_.h / static_cast<std::size_t>(size.height);
     const std::int64_t value =
         std::clamp<std::int64_t>(component_.data[row * component_.w + column] + offset_, 0, most_);
-    return static_cast<std::uint8_t>(most_ == 255 ? value : (value * 255 + most_ / 2) / most_);
+    return ByteOfSample(static_cast<std::uint64_t>(value), static_cast<std::uint64_t>(most_));
   }
 
  private:
@@ -163,8 +164,7 @@ void StorePixel(const Layout& layout, const std::uint8_t* samples, std::uint8_t*
       StoreYcc(samples, out);
       break;
     case Colors::kCmyk:
-      for (int c = 0; c < 3; ++c)
-        out[2 - c] = static_cast<std::uint8_t>(((255U - samples[c]) * (255U - samples[3]) + 127) / 255);
+      for (int c = 0; c < 3; ++c) out[2 - c] = LightBehindInk(samples[c], samples[3]);
       break;
   }
 }

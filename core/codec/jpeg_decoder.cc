@@ -2,6 +2,7 @@
 #include "codec/codecs.h"
 #include "codec/format_decoder.h"
 #include "codec/jpeg_session.h"
+#include "pixel/color.h"
 
 #include <jerror.h>
 
@@ -83,14 +84,11 @@ std::uint64_t CoefficientBytes(jpeg_decompress_struct& jpeg) {
   return std::uint64_t{jpeg.image_width} * jpeg.image_height * static_cast<unsigned>(jpeg.num_components) * 2;
 }
 
-// CMYK without a profile, each light being what neither its ink nor black takes. Adobe writes the inks
-// inverted.
+// Adobe writes the inks inverted.
 void StoreCmykRow(const JSAMPLE* cmyk, bool inverted, int width, std::uint8_t* bgr) {
-  const unsigned flip = inverted ? 0 : 255;
+  const unsigned flip = inverted ? 255 : 0;
   for (int x = 0; x < width; ++x, cmyk += 4, bgr += 3) {
-    const unsigned light = cmyk[3] ^ flip;
-    for (int c = 0; c < 3; ++c)
-      bgr[2 - c] = static_cast<std::uint8_t>(((cmyk[c] ^ flip) * light + 127) / 255);
+    for (int c = 0; c < 3; ++c) bgr[2 - c] = LightBehindInk(cmyk[c] ^ flip, cmyk[3] ^ flip);
   }
 }
 

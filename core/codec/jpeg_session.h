@@ -20,9 +20,7 @@ class JpegSession {
     errors_.base.error_exit = [](j_common_ptr jpeg) {
       std::longjmp(reinterpret_cast<Errors*>(jpeg->err)->landing, 1);
     };
-    errors_.base.emit_message = [](j_common_ptr jpeg, int level) {
-      if (level < 0) ++jpeg->err->num_warnings;
-    };
+    errors_.base.emit_message = [](j_common_ptr, int) {};
     errors_.base.output_message = [](j_common_ptr) {};
   }
   ~JpegSession() { jpeg_destroy(reinterpret_cast<j_common_ptr>(&jpeg_)); }

@@ -1,6 +1,7 @@
 #include "codec/tiff_layout.h"
 
 #include "codec/tiff_samples.h"
+#include "pixel/color.h"
 
 #include <algorithm>
 #include <climits>
@@ -94,8 +95,7 @@ bool ReadTiffLayout(TIFF* tiff, TiffLayout& layout, DecodeReason& reason) {
   layout.bits = Tag<std::uint16_t>(tiff, TIFFTAG_BITSPERSAMPLE, 1);
   layout.samples = Tag<std::uint16_t>(tiff, TIFFTAG_SAMPLESPERPIXEL, 1);
   const auto compression = Tag<std::uint16_t>(tiff, TIFFTAG_COMPRESSION, COMPRESSION_NONE);
-  if (TIFFGetField(tiff, TIFFTAG_PHOTOMETRIC, &layout.photometric) == 0)
-    layout.photometric = PHOTOMETRIC_MINISWHITE;
+  layout.photometric = Tag<std::uint16_t>(tiff, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISWHITE);
   layout.separate = layout.samples > 1 && Tag<std::uint16_t>(tiff, TIFFTAG_PLANARCONFIG,
                                                              PLANARCONFIG_CONTIG) == PLANARCONFIG_SEPARATE;
   layout.tiled = TIFFIsTiled(tiff) != 0;
@@ -119,7 +119,7 @@ std::uint8_t SampleAt(const std::uint8_t* from, std::size_t i, int bits) {
   if (bits == 8) return from[i];
   std::uint16_t value = 0;
   std::memcpy(&value, from + 2 * i, sizeof value);
-  return static_cast<std::uint8_t>((value + 128U) / 257U);
+  return ByteOfSample(value, 65535);
 }
 
 void StoreIndexed(const TiffLayout& layout, const std::uint8_t* from, CoreDib& to, int x, int y, int count) {
@@ -140,9 +140,7 @@ void StorePixel(const TiffLayout& layout, const std::uint8_t* samples, std::uint
     const std::uint8_t red = samples[0];
     out[0] = samples[2], out[1] = samples[1], out[2] = red;
   } else {
-    const unsigned light = 255U - samples[3];
-    for (int c = 0; c < 3; ++c)
-      out[2 - c] = static_cast<std::uint8_t>(((255U - samples[c]) * light + 127) / 255);
+    for (int c = 0; c < 3; ++c) out[2 - c] = LightBehindInk(samples[c], samples[3]);
   }
 }
 
@@ -169,16 +167,16 @@ void StoreSamples(const TiffLayout& layout, const std::uint8_t* from, std::uint8
   }
 }
 
-// CMYK planes meet in the row as light: ink by ink, black last, which darkens what is there.
+// CMYK planes meet in the row: ink by ink, black last, which makes light of them.
 void StoreInkPlane(const TiffLayout& layout, const std::uint8_t* from, int plane, std::uint8_t* out,
                    int count) {
   const int pixelBytes = layout.BitmapBits() / 8;
   for (int i = 0; i < count; ++i, out += pixelBytes) {
-    const unsigned light = 255U - SampleAt(from, static_cast<std::size_t>(i), layout.bits);
+    const std::uint8_t ink = SampleAt(from, static_cast<std::size_t>(i), layout.bits);
     if (plane < 3) {
-      out[2 - plane] = static_cast<std::uint8_t>(light);
+      out[2 - plane] = ink;
     } else {
-      for (int c = 0; c < 3; ++c) out[c] = static_cast<std::uint8_t>((out[c] * light + 127) / 255);
+      for (int c = 0; c < 3; ++c) out[c] = LightBehindInk(out[c], ink);
     }
   }
 }
@@ -228,7 +226,7 @@ void CopyTiffPalette(TIFF* tiff, const TiffLayout& layout, CoreDib& to) {
   for (int i = 0; i < count; ++i) {
     entries[i] = 0;
     for (int c = 0; c < 3; ++c)
-      entries[i] |= static_cast<std::uint32_t>(wide ? (map[c][i] + 128U) / 257U : map[c][i]) << (8 * c);
+      entries[i] |= static_cast<std::uint32_t>(wide ? ByteOfSample(map[c][i], 65535) : map[c][i]) << (8 * c);
   }
   to.SetPalette(entries, count);
 }

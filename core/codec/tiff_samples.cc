@@ -1,5 +1,7 @@
 #include "codec/tiff_samples.h"
 
+#include "pixel/color.h"
+
 #include <algorithm>
 #include <cmath>
 #include <cstring>
@@ -62,8 +64,7 @@ std::uint8_t FromReal(double value) {
 
 // Of a number of up to 32 bits.
 std::uint8_t Scale(std::uint64_t value, int bits) {
-  const std::uint64_t most = (std::uint64_t{1} << bits) - 1;
-  return static_cast<std::uint8_t>((value * 255 + most / 2) / most);
+  return ByteOfSample(value, (std::uint64_t{1} << bits) - 1);
 }
 
 // Calls take(number of the sample, its bits) for numbers that lie bit behind bit.

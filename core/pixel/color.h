@@ -21,6 +21,11 @@ constexpr std::uint8_t LightBehindInk(unsigned ink, unsigned black) noexcept {
   return MultiplyBytes(255 - ink, 255 - black);
 }
 
+// A sample of 0 to `most` as one of 0 to 255. Precondition: most is 1 to 2^55.
+constexpr std::uint8_t ByteOfSample(std::uint64_t sample, std::uint64_t most) noexcept {
+  return static_cast<std::uint8_t>((sample * 255 + most / 2) / most);
+}
+
 // A straight component over white.
 constexpr std::uint8_t OverWhite(unsigned component, unsigned alpha) noexcept {
   return static_cast<std::uint8_t>((component * alpha + 255 * (255 - alpha) + 127) / 255);

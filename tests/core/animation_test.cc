@@ -170,6 +170,20 @@ TEST(Animations, ADecoderThatIsOpenedAgainForgetsTheOldOne) {
   }
 }
 
+// The library composes on two canvases of its own, beside the bitmap.
+TEST(Webp, AnAnimationNeedsRoomForThreeCanvases) {
+  CoreCodecRegistry& registry = CoreCodecRegistry::Get();
+  const std::uint64_t usual = registry.GetPixelLimit();
+  const auto whole = image::Decode(Webp());
+  ASSERT_NE(whole, nullptr);
+  const std::uint64_t three = 3 * std::uint64_t{whole->GetBufferSize()};
+  for (const std::uint64_t limit : {three - 1, three, three + 1}) {
+    registry.SetPixelLimit(limit);
+    EXPECT_EQ(image::Decode(Webp()) != nullptr, limit >= three) << limit - three;
+  }
+  registry.SetPixelLimit(usual);
+}
+
 // A canvas of 12 by 10 with one frame of one color.
 TEST(Gif, FramesOutsideTheCanvasDrawWhatIsInIt) {
   const auto picture = [](unsigned left, unsigned top, unsigned width, unsigned height) {

@@ -1,11 +1,14 @@
 // BMP files put together byte by byte, with pixels worked out by hand: forms that other readers take and few
 // programs write.
+#include "bmp_support.h"
 #include "image_support.h"
 
 #include <tovmx/codec.h>
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cmath>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -13,59 +16,11 @@
 
 namespace {
 
-void Put(std::string& bytes, std::uint32_t value, int count) {
-  for (int i = 0; i < count; ++i, value >>= 8) bytes += static_cast<char>(value & 255U);
-}
-
-struct Bmp {
-  std::uint32_t head = 40;  // its length
-  std::int32_t width = 3;
-  std::int32_t height = 2;
-  unsigned bits = 24;
-  std::uint32_t packing = 0;
-  std::uint32_t dots = 0;    // per meter
-  std::uint32_t colors = 0;  // that the head tells
-  std::string more = {};     // fields behind the 40th byte
-  std::string palette = {};
-  std::string pixels = {};
-};
-
-std::string Bytes(const Bmp& bmp) {
-  std::string head;
-  Put(head, bmp.head, 4);
-  const int side = bmp.head == 12 ? 2 : 4;
-  Put(head, static_cast<std::uint32_t>(bmp.width), side);
-  Put(head, static_cast<std::uint32_t>(bmp.height), side);
-  Put(head, 1, 2);
-  Put(head, bmp.bits, 2);
-  Put(head, bmp.packing, 4);
-  Put(head, 0, 4);  // bytes of the pixels, which nobody needs
-  Put(head, bmp.dots, 4);
-  Put(head, bmp.dots, 4);
-  Put(head, bmp.colors, 4);
-  Put(head, 0, 4);
-  head += bmp.more;
-  head.resize(bmp.head);
-  std::string bytes = "BM";
-  const std::size_t offset = 14 + head.size() + bmp.palette.size();
-  Put(bytes, static_cast<std::uint32_t>(offset + bmp.pixels.size()), 4);
-  Put(bytes, 0, 4);
-  Put(bytes, static_cast<std::uint32_t>(offset), 4);
-  return bytes + head + bmp.palette + bmp.pixels;
-}
-
-// The pixels row by row, top row first, as 0xAARRGGBB.
-using Pixels = std::vector<std::uint32_t>;
-
-Pixels PixelsOf(const CoreDib* bitmap) {
-  Pixels pixels;
-  for (int y = 0; bitmap != nullptr && y < bitmap->GetHeight(); ++y) {
-    for (int x = 0; x < bitmap->GetWidth(); ++x) pixels.push_back(bitmap->GetArgb(x, y));
-  }
-  return pixels;
-}
-
-Pixels PixelsOf(const Bmp& bmp) { return PixelsOf(image::Decode(Bytes(bmp)).get()); }
+using bmp::Bmp;
+using bmp::Bytes;
+using bmp::Pixels;
+using bmp::PixelsOf;
+using bmp::Put;
 
 constexpr std::uint32_t kBlack = 0xff000000, kRed = 0xffff0000, kGreen = 0xff00ff00, kBlue = 0xff0000ff,
                         kWhite = 0xffffffff;
@@ -296,6 +251,157 @@ TEST(BmpForms, WithoutAResolutionBothDpiAreZero) {
     ASSERT_NE(bitmap, nullptr) << head;
     for (const float dpi : {info.dpiX, info.dpiY, bitmap->GetDpiX(), bitmap->GetDpiY()})
       EXPECT_EQ(dpi, 0) << head;
+  }
+}
+
+// Every pixel of 16 bits, which has 5 of each color, and the same bits as 4 components of 4 and as 5, 6
+// and 5.
+TEST(BmpForms, EveryPixelOf16BitsIsTheNearestColor) {
+  std::string pixels;
+  for (std::uint32_t pixel = 0; pixel < 65536; ++pixel) Put(pixels, pixel, 2);
+  const struct {
+    std::uint32_t packing;
+    int bits[4];  // of red, green, blue and alpha, the highest first
+    int order[4];
+  } forms[] = {{0, {5, 5, 5, 0}, {10, 5, 0, 0}},
+               {3, {5, 6, 5, 0}, {11, 5, 0, 0}},
+               {6, {4, 4, 4, 4}, {8, 4, 0, 12}},
+               {6, {5, 5, 5, 1}, {0, 5, 10, 15}}};
+  for (const auto& form : forms) {
+    std::string masks;
+    for (int c = 0; c < (form.packing == 6 ? 4 : form.packing == 3 ? 3 : 0); ++c)
+      Put(masks, ((1U << form.bits[c]) - 1) << form.order[c], 4);
+    const auto bitmap = image::Decode(Bytes({.width = 256,
+                                             .height = -256,
+                                             .bits = 16,
+                                             .packing = form.packing,
+                                             .palette = masks,
+                                             .pixels = pixels}));
+    ASSERT_NE(bitmap, nullptr);
+    for (unsigned pixel = 0; pixel < 65536; ++pixel) {
+      std::uint32_t expected = 0;
+      for (const int c : {3, 0, 1, 2}) {
+        const double most = (1 << form.bits[c]) - 1;
+        const double sample = most == 0 ? 255 : (pixel >> form.order[c] & unsigned(most)) * 255 / most;
+        expected = expected << 8 | static_cast<std::uint32_t>(std::lround(sample));
+      }
+      ASSERT_EQ(bitmap->GetArgb(static_cast<int>(pixel % 256), static_cast<int>(pixel / 256)), expected)
+          << pixel << " of packing " << form.packing;
+    }
+  }
+}
+
+TEST(BmpForms, ComponentsOf8BitsMayStandInAnyOrder) {
+  int order[] = {0, 8, 16, 24};
+  do {
+    std::string masks;
+    for (const int shift : order) Put(masks, 0xffU << shift, 4);
+    // Red, green, blue, alpha; each value is met by each component.
+    std::string pixels;
+    Pixels with, without;
+    for (unsigned i = 0; i < 256; ++i) {
+      const unsigned parts[] = {i, (i + 64) & 255, 255 - i, (i * 5 + 1) & 255};
+      std::uint32_t pixel = 0;
+      for (int c = 0; c < 4; ++c) pixel |= parts[c] << order[c];
+      Put(pixels, pixel, 4);
+      without.push_back(kBlack | parts[0] << 16 | parts[1] << 8 | parts[2]);
+      with.push_back((without.back() & 0xffffffU) | parts[3] << 24);
+    }
+    const std::string three = masks.substr(0, 12);
+    const Bmp plain{.width = 256, .height = -1, .bits = 32, .packing = 3, .pixels = pixels};
+    Bmp after = plain, after4 = plain, inside3 = plain, inside4 = plain;
+    after.palette = three;
+    after4.packing = 6, after4.palette = masks;
+    inside3.head = 52, inside3.more = three;
+    inside4.head = 56, inside4.more = masks;
+    EXPECT_EQ(PixelsOf(after), without);
+    EXPECT_EQ(PixelsOf(after4), with);
+    EXPECT_EQ(PixelsOf(inside3), without);
+    EXPECT_EQ(PixelsOf(inside4), with);
+    inside4.height = 1;
+    EXPECT_EQ(PixelsOf(inside4), with);
+  } while (std::next_permutation(order, order + 4));
+}
+
+// Rows are taken as they are only when all four masks are the usual ones.
+TEST(BmpForms, EachOfTheFourMasksCounts) {
+  for (int narrow = -1; narrow < 4; ++narrow) {
+    std::uint32_t masks[] = {0xff0000, 0xff00, 0xff, 0xff000000};
+    if (narrow >= 0) masks[narrow] = masks[narrow] >> 1 & masks[narrow];
+    std::string more;
+    for (const std::uint32_t mask : masks) Put(more, mask, 4);
+    std::string pixels;
+    for (std::uint32_t i = 0; i < 128; ++i) Put(pixels, i * 0x01010101U, 4);
+    const Bmp form{
+        .head = 56, .width = 128, .height = 1, .bits = 32, .packing = 3, .more = more, .pixels = pixels};
+    Pixels expected;
+    for (std::uint32_t i = 0; i < 128; ++i) {
+      const auto wide = static_cast<std::uint32_t>(std::lround(i * 255 / 127.0));
+      const auto part = [&](int mask) { return mask == narrow ? wide : i; };
+      expected.push_back(part(3) << 24 | part(0) << 16 | part(1) << 8 | part(2));
+    }
+    EXPECT_EQ(PixelsOf(form), expected) << narrow;
+  }
+}
+
+// What is missing at the end of the head, the masks and the palette is missed when the file is opened, what
+// is missing of the pixels when they are read.
+TEST(BmpForms, AFileCutAnywhereIsBroken) {
+  const std::string masks("\0\0\xff\0\0\xff\0\0\xff\0\0\0", 12);
+  const std::string row(12, '\1');
+  const Bmp forms[] = {
+      {.pixels = row + row},
+      {.height = -2, .pixels = row + row},
+      {.head = 12, .height = 1, .pixels = row},
+      {.head = 64, .height = 1, .pixels = row},
+      {.height = 1, .bits = 32, .packing = 3, .palette = masks, .pixels = row},
+      {.height = 1, .bits = 32, .packing = 6, .palette = masks + row.substr(0, 4), .pixels = row},
+      {.head = 56, .height = -1, .bits = 32, .packing = 3, .more = masks + row.substr(0, 4), .pixels = row},
+      {.height = 1, .bits = 16, .pixels = row.substr(0, 8)},
+      {.height = 1, .bits = 2, .palette = kFourColors, .pixels = row.substr(0, 4)},
+      {.height = -1, .bits = 8, .colors = 4, .palette = kFourColors, .pixels = row.substr(0, 4)},
+      {.head = 12, .height = 1, .bits = 1, .palette = kFourColors.substr(0, 6), .pixels = row.substr(0, 4)}};
+  for (const Bmp& form : forms) {
+    const std::string file = Bytes(form);
+    const std::size_t start = file.size() - form.pixels.size();
+    for (std::size_t size = 0; size <= file.size(); ++size) {
+      const std::string cut = file.substr(0, size);
+      CoreMemoryInputStream in(cut.data(), cut.size());
+      const auto decoder = CoreCodecRegistry::Get().GetFactory().CreateDecoder(kCoreImageBmp);
+      EXPECT_EQ(decoder->Open(&in, 0), size < start ? 0U : 1U) << form.bits << " bits, " << size;
+      EXPECT_EQ(decoder->GetBitmap(0, 0, 0) != nullptr, size == file.size())
+          << form.bits << " bits, " << size;
+    }
+  }
+}
+
+TEST(BmpForms, OnlyAPaletteThatIsARampOfGrayIsNone) {
+  for (const unsigned bits : {1U, 2U, 4U, 8U}) {
+    const unsigned count = 1U << bits;
+    std::vector<std::uint32_t> ramp;
+    for (unsigned i = 0; i < count; ++i) ramp.push_back(i * (255 / (count - 1)) * 0x010101U);
+    const auto sizeWith = [&](const std::vector<std::uint32_t>& colors) {
+      std::string palette;
+      for (const std::uint32_t color : colors) Put(palette, color, 4);
+      CoreImageInfo info;
+      image::Decode(Bytes({.width = 1,
+                           .height = 1,
+                           .bits = bits,
+                           .colors = static_cast<std::uint32_t>(colors.size()),
+                           .palette = palette,
+                           .pixels = std::string(4, '\0')}),
+                    0, 0, 0, &info);
+      return info.paletteSize;
+    };
+    EXPECT_EQ(sizeWith(ramp), 0) << bits;
+    EXPECT_EQ(sizeWith({ramp.begin(), ramp.end() - 1}), static_cast<int>(count - 1)) << bits;
+    for (unsigned i = 0; i < count; ++i) {
+      for (const std::uint32_t bit : {1U, 0x100U, 0x10000U}) {
+        std::vector<std::uint32_t> other = ramp;
+        other[i] ^= bit;
+        EXPECT_EQ(sizeWith(other), static_cast<int>(count)) << bits << " bits, color " << i;
+      }
+    }
   }
 }
 

@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 #include <jpeglib.h>
 
+#include <cmath>
 #include <cstdio>
 #include <fstream>
 #include <string>
@@ -221,6 +222,44 @@ TEST_F(ForeignFiles, CmykJpegsOfEveryMaking) {
     for (std::size_t i = 0; i < expected.GetBufferSize(); i += 3)
       expected.GetBuffer()[i] = 204, expected.GetBuffer()[i + 1] = 163, expected.GetBuffer()[i + 2] = 0;
     EXPECT_EQ(image::Difference(*bitmap, expected, 3), "") << name;
+  }
+}
+
+// One color all over and the best quality lose nothing. Without the mark of Adobe the inks are as they are.
+TEST(CmykJpegs, ComeOutAsLightWhetherTheInksAreInvertedOrNot) {
+  for (const bool inverted : {false, true}) {
+    for (unsigned ink = 0; ink < 256; ink += 3) {
+      const unsigned inks[] = {ink, 255 - ink, (ink * 7 + 1) % 256, (ink * 11 + 5) % 256};
+      jpeg_compress_struct jpeg;
+      jpeg_error_mgr errors;
+      jpeg.err = jpeg_std_error(&errors);
+      jpeg_create_compress(&jpeg);
+      unsigned char* bytes = nullptr;
+      unsigned long size = 0;
+      jpeg_mem_dest(&jpeg, &bytes, &size);
+      jpeg.image_width = jpeg.image_height = 8;
+      jpeg.input_components = 4;
+      jpeg.in_color_space = JCS_CMYK;
+      jpeg_set_defaults(&jpeg);
+      jpeg.write_Adobe_marker = inverted ? TRUE : FALSE;
+      jpeg_set_quality(&jpeg, 100, TRUE);
+      jpeg_start_compress(&jpeg, TRUE);
+      JSAMPLE row[32];
+      for (int i = 0; i < 32; ++i) row[i] = static_cast<JSAMPLE>(inverted ? 255 - inks[i % 4] : inks[i % 4]);
+      for (JSAMPROW line = row; jpeg.next_scanline < 8;) jpeg_write_scanlines(&jpeg, &line, 1);
+      jpeg_finish_compress(&jpeg);
+      jpeg_destroy_compress(&jpeg);
+      const std::string file(reinterpret_cast<char*>(bytes), size);
+      std::free(bytes);
+      const auto bitmap = image::Decode(file);
+      ASSERT_NE(bitmap, nullptr);
+      std::uint32_t expected = 255;
+      for (int c = 0; c < 3; ++c) {
+        expected = expected << 8 |
+                   static_cast<std::uint32_t>(std::lround((255 - inks[c]) * (255.0 - inks[3]) / 255));
+      }
+      EXPECT_EQ(bitmap->GetArgb(3, 5), expected) << ink << (inverted ? ", inverted" : "");
+    }
   }
 }
 

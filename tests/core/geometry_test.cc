@@ -53,4 +53,13 @@ TEST(CoreMatrix, ConcatMapsByTheFirstThenByTheSecond) {
   EXPECT_EQ(m.Transform({0, 0}), (CorePointF{0, 1}));
 }
 
+// Small whole numbers, no two the same, so that each product counts.
+TEST(CoreMatrix, ConcatIsOneMapAfterTheOtherForAllSixNumbers) {
+  const CoreMatrix first{2, 3, 5, 7, 11, 13}, next{17, -19, 23, 29, -31, 37};
+  CoreMatrix both = first;
+  both.Concat(next);
+  for (const CorePointF p : {CorePointF{0, 0}, CorePointF{1, 0}, CorePointF{0, 1}, CorePointF{-3, 5}})
+    EXPECT_EQ(both.Transform(p), next.Transform(first.Transform(p)));
+}
+
 }  // namespace

@@ -180,4 +180,77 @@ TEST_F(GifForms, CodesThatTheTableLacksGiveNull) {
   for (const unsigned bits : {9U, 12U, 255U}) EXPECT_EQ(image::Decode(Gif(whole, bits, 2)), nullptr) << bits;
 }
 
+// Frames of a canvas of 3 by 2 pixels.
+struct Frame {
+  int left = 0, top = 0, width = 3, height = 2;
+  std::vector<std::uint8_t> indices = {};
+  int transparent = -1;
+};
+
+std::string Canvas() { return std::string("GIF89a\3\0\2\0\x81\0\0", 13) + "abcdefghijkl"; }
+
+std::uint32_t CanvasColor(std::uint8_t index) {
+  const std::uint32_t first = 'a' + 3U * index;
+  return 0xff000000U | first << 16 | (first + 1) << 8 | (first + 2);
+}
+
+std::string Bytes(const Frame& frame) {
+  std::string bytes;
+  if (frame.transparent >= 0)
+    bytes += std::string("!\xf9\4\1\0\0", 6) + static_cast<char>(frame.transparent) + '\0';
+  bytes += ',';
+  for (const int number : {frame.left, frame.top, frame.width, frame.height})
+    bytes += {static_cast<char>(number), '\0'};
+  const std::string data = Pack(frame.indices, 2, 0);
+  return bytes + std::string("\0\2", 2) + static_cast<char>(data.size()) + data + '\0';
+}
+
+// A picture keeps its palette when its one frame begins at the corner and ends at the other.
+TEST_F(GifForms, OnlyAFrameThatFillsTheCanvasIsAPictureOfIndices) {
+  for (int form = 0; form < 16; ++form) {
+    Frame frame{form & 1, form >> 1 & 1, 3 - (form >> 2 & 1), 2 - (form >> 3 & 1)};
+    for (int i = 0; i < frame.width * frame.height; ++i)
+      frame.indices.push_back(static_cast<std::uint8_t>((i + 1) % 4));
+    CoreImageInfo info;
+    const auto bitmap = image::Decode(Canvas() + Bytes(frame) + ";", 0, 0, 0, &info);
+    ASSERT_NE(bitmap, nullptr) << form;
+    EXPECT_EQ(info.bitsPerPixel, form == 0 ? 8 : 32) << form;
+    EXPECT_EQ(bitmap->GetBitsPerPixel(), info.bitsPerPixel) << form;
+    for (int y = 0; y < 2; ++y) {
+      for (int x = 0; x < 3; ++x) {
+        const int column = x - frame.left, line = y - frame.top;
+        const bool inside = column >= 0 && line >= 0 && column < frame.width && line < frame.height;
+        const auto at = static_cast<std::size_t>(line * frame.width + column);
+        EXPECT_EQ(bitmap->GetArgb(x, y), inside ? CanvasColor(frame.indices[at]) : 0U) << form;
+      }
+    }
+  }
+}
+
+TEST_F(GifForms, ATransparentIndexLeavesWhatIsThere) {
+  const std::vector<std::uint8_t> below = {0, 1, 2, 3, 2, 1}, above = {3, 2, 1, 0, 1, 2};
+  for (int transparent = -1; transparent < 5; ++transparent) {
+    const std::string file =
+        Canvas() + Bytes({.indices = below}) + Bytes({.indices = above, .transparent = transparent}) + ";";
+    const auto bitmap = image::Decode(file, 1);
+    ASSERT_NE(bitmap, nullptr);
+    for (int i = 0; i < 6; ++i) {
+      const auto at = static_cast<std::size_t>(i);
+      EXPECT_EQ(bitmap->GetArgb(i % 3, i / 3), CanvasColor(above[at] == transparent ? below[at] : above[at]))
+          << transparent;
+    }
+  }
+}
+
+// What no record begins with is no frame, even where what follows could be the data of one.
+TEST_F(GifForms, ARecordOfNoKindBreaksTheFile) {
+  const std::string frame = Bytes({.indices = {0, 1, 2, 3, 2, 1}});
+  ASSERT_NE(image::Decode(Canvas() + frame + frame + ";"), nullptr);
+  for (const char record : {'\0', '\1', 'X', '\xff', '+', '-', ':', '<', ' ', '"'}) {
+    const std::string bad = record + std::string("\2\0", 2);
+    EXPECT_EQ(image::Decode(Canvas() + frame + bad + ";"), nullptr) << record;
+    EXPECT_EQ(image::Decode(Canvas() + bad + frame + ";"), nullptr) << record;
+  }
+}
+
 }  // namespace

@@ -313,6 +313,17 @@ TEST(Jpeg2000Forms, ABoxThatNobodyKnowsIsPassedOverHoweverLargeItIs) {
     std::string file = plain;
     file.insert(code, Box("wxyz" + std::string(size, 'x')));
     EXPECT_EQ(Trouble(Decoded(file).get(), GrayAt), "") << size;
+    // The same with its length in 8 bytes.
+    file = plain;
+    file.insert(code, BigEndian(1, 4) + "wxyz" + BigEndian(size + 16, 8) + std::string(size, 'x'));
+    EXPECT_EQ(Trouble(Decoded(file).get(), GrayAt), "") << size;
+    // A length that does not even cover itself: what follows cannot be found.
+    if (size > 1) continue;
+    for (const std::size_t length : {0, 1, 15}) {
+      file = plain;
+      file.insert(code, BigEndian(1, 4) + "wxyz" + BigEndian(length, 8) + std::string(size, 'x'));
+      EXPECT_EQ(Decoded(file), nullptr) << length;
+    }
   }
 }
 
@@ -335,21 +346,63 @@ TEST(Jpeg2000Forms, HeadersThatSayTooLittleAreHarmless) {
   }
 }
 
-TEST(Jpeg2000Forms, APaletteIsUnpackedToItsColors) {
-  std::string file = Store({{8}}, OPJ_CLRSPC_SRGB);
-  std::string palette = "pclr" + BigEndian(256, 2) + "\3\7\7\7";
-  for (int i = 0; i < 256; ++i)
-    palette += {static_cast<char>(255 - i), static_cast<char>(i * 3), static_cast<char>(i ^ 0x55)};
-  std::string map = "cmap";
-  for (char column = 0; column < 3; ++column) map += std::string("\0\0\1", 3) + column;
-  const std::string boxes = Box(palette) + Box(map);
+// The file with boxes at the end of its header.
+std::string WithInHeader(std::string file, const std::string& boxes) {
   const std::size_t header = file.find("jp2h");
-  ASSERT_NE(header, std::string::npos);
+  EXPECT_NE(header, std::string::npos);
   std::size_t length = 0;
   for (std::size_t i = 0; i < 4; ++i) length = length << 8 | static_cast<unsigned char>(file[header - 4 + i]);
   file.insert(header - 4 + length, boxes);
-  file.replace(header - 4, 4, BigEndian(length + boxes.size(), 4));
-  const auto bitmap = Decoded(file);
+  return file.replace(header - 4, 4, BigEndian(length + boxes.size(), 4));
+}
+
+std::string PaletteMap() {
+  std::string map = "cmap";
+  for (char column = 0; column < 3; ++column) map += std::string("\0\0\1", 3) + column;
+  return Box(map);
+}
+
+// The entries of a palette may have any depth, of which the library unpacks up to 31 bits.
+TEST(Jpeg2000Forms, APaletteHasUpTo31BitsAColor) {
+  for (const int bits : {8, 9, 16, 24, 30, 31, 32, 33}) {
+    std::string palette = "pclr" + BigEndian(256, 2) + "\3" + std::string(3, static_cast<char>(bits - 1));
+    const std::size_t most = (std::size_t{1} << bits) - 1;
+    for (std::size_t i = 0; i < 256; ++i) {
+      for (const std::size_t level : {255 - i, i * 3 % 256, i ^ 0x55})
+        palette += BigEndian((level * most + 127) / 255, (bits + 7) / 8);
+    }
+    const std::string file = WithInHeader(Store({{8}}, OPJ_CLRSPC_SRGB), Box(palette) + PaletteMap());
+    CoreMemoryInputStream in(file.data(), file.size());
+    const auto decoder = CoreCodecRegistry::Get().GetFactory().CreateDecoder(kCoreImageJpeg2000);
+    ASSERT_EQ(decoder->Open(&in, 0), 1U) << bits;
+    const auto bitmap = decoder->GetBitmap(0, 0, 0);
+    if (bits > 31) {
+      EXPECT_EQ(bitmap, nullptr) << bits;
+      EXPECT_EQ(CoreGetUnsupportedFeature(decoder.get()), std::to_string(bits) + "-bit JPEG 2000 samples");
+      continue;
+    }
+    EXPECT_EQ(Trouble(bitmap.get(),
+                      [](int x, int y) {
+                        const int i = Value(0, x, y);
+                        return Argb{255, 255 - i, i * 3 % 256, i ^ 0x55};
+                      }),
+              "")
+        << bits;
+  }
+}
+
+// A color is never alpha, whatever the file calls it.
+TEST(Jpeg2000Forms, TheOnlyChannelIsGrayEvenIfItIsCalledAlpha) {
+  const auto bitmap = Decoded(Store({{8, false, 1, true}}, OPJ_CLRSPC_GRAY));
+  EXPECT_EQ(Trouble(bitmap.get(), GrayAt), "");
+}
+
+TEST(Jpeg2000Forms, APaletteIsUnpackedToItsColors) {
+  const std::string file = Store({{8}}, OPJ_CLRSPC_SRGB);
+  std::string palette = "pclr" + BigEndian(256, 2) + "\3\7\7\7";
+  for (int i = 0; i < 256; ++i)
+    palette += {static_cast<char>(255 - i), static_cast<char>(i * 3), static_cast<char>(i ^ 0x55)};
+  const auto bitmap = Decoded(WithInHeader(file, Box(palette) + PaletteMap()));
   EXPECT_EQ(Trouble(bitmap.get(),
                     [](int x, int y) {
                       const int i = Value(0, x, y);

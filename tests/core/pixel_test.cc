@@ -25,6 +25,21 @@ TEST(ColorArithmetic, RoundsToTheNearestForEveryPairOfBytes) {
   }
 }
 
+TEST(ColorArithmetic, SamplesOfAnyDepthSpanAByte) {
+  for (unsigned bits = 1; bits <= 12; ++bits) {
+    const unsigned most = (1U << bits) - 1;
+    for (unsigned sample = 0; sample <= most; ++sample)
+      ASSERT_EQ(tovmx::ByteOfSample(sample, most), Nearest(sample * 255.0 / most)) << bits;
+  }
+  for (unsigned sample = 0; sample <= 65535; ++sample)
+    ASSERT_EQ(tovmx::ByteOfSample(sample, 65535), (sample + 128) / 257);
+  for (const std::uint64_t most : {0xffffffffULL, 1ULL << 55}) {
+    EXPECT_EQ(tovmx::ByteOfSample(0, most), 0);
+    EXPECT_EQ(tovmx::ByteOfSample(most / 2, most), most % 2 == 0 ? 128 : 127);
+    EXPECT_EQ(tovmx::ByteOfSample(most, most), 255);
+  }
+}
+
 TEST(ColorArithmetic, PacksEachComponentAlike) {
   for (unsigned alpha = 0; alpha < 256; ++alpha) {
     for (unsigned c = 0; c < 256; ++c) {

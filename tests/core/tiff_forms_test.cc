@@ -369,4 +369,37 @@ TEST(TiffForms, PalettesOfAnyDepthUpTo8) {
   }
 }
 
+// What the library turns into RGBA fails like the rest when its strip ends early.
+TEST(TiffForms, PixelsThatAreMissingGiveNullWhateverTheColors) {
+  constexpr unsigned kWhole = 1, kSigned = 2;
+  for (const unsigned kind : {kWhole, kSigned}) {
+    const std::string file = Store(kGrayForm, {{kFormatTag, {kind}}});
+    EXPECT_NE(image::Decode(file), nullptr) << kind;
+    for (const std::size_t missing : {1, 4, kWidth, kWidth * kHeight})
+      EXPECT_EQ(image::Decode(file.substr(0, file.size() - missing)), nullptr) << kind << ", " << missing;
+  }
+}
+
+// Without the lengths of its strips a file is read up to its end, and without the meaning of its levels 0 is
+// white.
+TEST(TiffForms, AFileThatSaysLittleIsRead) {
+  const std::map<int, Numbers> tags = {{256, {4}},         {257, {2}},      {259, {1}},       {kBitsTag, {8}},
+                                       {kSamplesTag, {1}}, {kRowsTag, {2}}, {kStripsTag, {0}}};
+  const std::string bytes = TiffOf(tags, kStripsTag, std::string("\0\1\2\3\xfc\xfd\xfe\xff", 8));
+  for (const std::size_t ahead : {0U, 7U}) {
+    const std::string file = std::string(ahead, 'I') + bytes;
+    CoreMemoryInputStream viewed(file.data(), file.size());
+    image::StubbornInput piecemeal(file, file.size());
+    for (CoreInputStream* in : std::initializer_list<CoreInputStream*>{&viewed, &piecemeal}) {
+      in->Seek(ahead);
+      const auto bitmap = image::Decode(*in);
+      ASSERT_NE(bitmap, nullptr) << ahead;
+      for (int i = 0; i < 8; ++i) {
+        const unsigned level = i < 4 ? 255U - static_cast<unsigned>(i) : 7U - static_cast<unsigned>(i);
+        EXPECT_EQ(bitmap->GetArgb(i % 4, i / 4), 0xff000000U | level * 0x010101U) << ahead << ", " << i;
+      }
+    }
+  }
+}
+
 }  // namespace
