@@ -202,6 +202,23 @@ TEST(DevicePixels, LoadingAndStoringKeepsTheBitsOfEveryDepth) {
   }
 }
 
+TEST(DevicePixels, ABoxWithoutAreaAddsNothing) {
+  const Box none[] = {{}, {1, 1, 1, 5}, {1, 1, 5, 1}, {5, 1, 1, 5}, {1, 5, 5, 1}};
+  for (const Box& empty : none) {
+    EXPECT_TRUE(empty.IsEmpty());
+    Box box = {2, 3, 4, 6};
+    box.Add(empty);
+    EXPECT_TRUE(box.left == 2 && box.top == 3 && box.right == 4 && box.bottom == 6);
+    Box first = empty;
+    first.Add({2, 3, 4, 6});
+    EXPECT_TRUE(first.left == 2 && first.top == 3 && first.right == 4 && first.bottom == 6);
+  }
+  Box both = {2, 3, 4, 6};
+  both.Add({1, 4, 3, 7});
+  both.Add({3, 2, 5, 4});
+  EXPECT_TRUE(both.left == 1 && both.top == 2 && both.right == 5 && both.bottom == 7);
+}
+
 TEST(DevicePixels, OneTranslucentPixelAnywhereMakesABitmapTranslucent) {
   for (const int bits : {1, 4, 8, 24}) EXPECT_FALSE(tovmx::IsOpaque32(Blank(5, 4, bits, 255))) << bits;
   CoreDib dib = Blank(5, 4, 32, 255);

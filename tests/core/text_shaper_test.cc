@@ -122,7 +122,11 @@ TEST_F(TextShaperTest, NewFontsMakeItForgetEverything) {
   ASSERT_TRUE(tovmx::RegisterApplicationFont(kFontFile));
   EXPECT_FALSE(ChoiceIsKept(Request()));
   EXPECT_FALSE(IsKept(L"short"));
-  // With room for as much as ever.
+  // With room for as much as ever, in number and in glyphs.
+  Mark(L"short");
+  for (int i = 1; i < 512; ++i) Mark(Numbered(i));
+  for (int i = 511; i > 0; --i) ASSERT_TRUE(IsKept(Numbered(i))) << i;
+  EXPECT_TRUE(IsKept(L"short"));
   ASSERT_TRUE(tovmx::RegisterApplicationFont(kFontFile));
   ASSERT_TRUE(shaper_.HasFonts(kCoreFontAny));
   for (int i = 0; i < 32; ++i) Mark(Long(i));
