@@ -135,7 +135,7 @@ bool CoreCanvas::DrawText(const wchar_t* characters, int count, const CoreFontLo
   if (farOut || size > (keepsText_ ? kLargestPrinted : kLargestPicture)) {
     PaintOutlines(*line, place);
   } else {
-    PaintRuns(*line, place, keepsText_ || Holds(page_, ink));
+    PaintRuns(*line, place, Holds(page_, ink));
   }
   damage_.Add(ink);
   return IsGood();

@@ -136,8 +136,8 @@ const FontCatalog::Family* FontCatalog::MatchByFontconfig(const std::string& nam
 }
 
 FontChoice FontCatalog::Choose(const CoreFontRequest& request) const {
+  if (families_.empty()) return {};
   FontChoice choice;
-  if (families_.empty()) return choice;
   const std::string name = Utf8Of(request.family);
   FontKind kind = ClassifyFamily(FoldFamilyName(name));
   const Family* chosen = Find(request);

@@ -108,7 +108,7 @@ Characters FindCharacters(const Half& a, const Half& b) {
   const std::uint64_t of2 = Bits(IsFrom(a.bytes, 0xC0), IsFrom(b.bytes, 0xC0));
   const std::uint64_t of3 = Bits(IsFrom(a.bytes, 0xE0), IsFrom(b.bytes, 0xE0));
   const std::uint64_t trailing = high & ~of2;
-  if (trailing != (of2 << 1 | of3 << 2) || _mm256_testz_si256(unusual, unusual) == 0) return {0, 0, 0};
+  if (trailing != (of2 << 1 | of3 << 2) || _mm256_testz_si256(unusual, unusual) == 0) return {};
   const std::uint64_t cut = (of2 & std::uint64_t{1} << 63) | (of3 & std::uint64_t{3} << 62);
   const std::uint64_t whole = cut != 0 ? _blsmsk_u64(cut) >> 1 : ~std::uint64_t{0};
   const std::uint64_t firsts = ~trailing & whole;

@@ -2,7 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstddef>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -54,6 +57,36 @@ TEST(FontKind, EachStyleHasItsOrderOfReplacements) {
       if (!equals.empty()) order += (order.empty() ? "" : " > ") + equals;
     }
     EXPECT_EQ(order, row.order);
+  }
+}
+
+// Ranks written out: the wanted region, one without a name, the simplified, any other.
+TEST(FontKind, OfTwoCandidatesTheBetterStyleWinsAndOfEqualStylesTheBetterRegion) {
+  // By FontStyle; equals stand together.
+  const std::string orders[] = {"P M SsKF", "S F K P sM", "s PM SKF", "M P SsKF", "K F S PsM", "F S K PsM"};
+  const auto styleRank = [&orders](FontStyle wanted, FontStyle style) {
+    const std::string& order = orders[static_cast<int>(wanted)];
+    const auto place = static_cast<std::ptrdiff_t>(order.find("PSsMKF"[static_cast<int>(style)]));
+    return std::count(order.begin(), order.begin() + place, ' ');
+  };
+  const auto regionRank = [](FontRegion wanted, FontRegion region) {
+    if (region == wanted) return 0;
+    return region == FontRegion::kNone ? 1 : region == FontRegion::kSimplified ? 2 : 3;
+  };
+  for (const FontStyle style : kStyles) {
+    for (const FontRegion region : kRegions) {
+      const FontKind wanted{style, region};
+      for (int pair = 0; pair < 900; ++pair) {
+        const FontKind a{kStyles[pair % 6], kRegions[pair / 6 % 5]};
+        const FontKind b{kStyles[pair / 30 % 6], kRegions[pair / 180]};
+        const auto ranks = [&](const FontKind& kind) {
+          return std::pair(styleRank(style, kind.style), regionRank(region, kind.region));
+        };
+        const bool isBetter = ranks(a) < ranks(b);
+        ASSERT_EQ(tovmx::KindAffinity(wanted, a) > tovmx::KindAffinity(wanted, b), isBetter)
+            << static_cast<int>(style) << ' ' << static_cast<int>(region) << ' ' << pair;
+      }
+    }
   }
 }
 

@@ -123,6 +123,23 @@ TEST(LocalCodeset, WhatGbkLacksBecomesAQuestionMark) {
   });
 }
 
+// ASCII and escapes are bytes whatever the codeset makes of them; the rest is its own.
+void WritesEachCharacterAsAlone() {
+  const std::wstring kinds = {L'a',   L'\\',  L'~',    L'\x7F', L'\0',   0x4E2D,  0xFF71,
+                              0xDC80, 0xDCFF, 0x1F600, 0xD800,  0xE0041, 0x110000};
+  for (const wchar_t a : kinds) {
+    for (const wchar_t b : kinds) {
+      for (const wchar_t c : kinds) HOLDS(Encode({a, b, c}) == Encode({a}) + Encode({b}) + Encode({c}));
+    }
+  }
+}
+
+TEST(LocalCodeset, EveryKindOfCharacterIsWrittenBehindAnyOtherAsAlone) {
+  for (const char* const locale : {"zh_CN.GBK", "ja_JP.SHIFT_JIS", "vi_VN.TCVN5712-1"}) {
+    EXPECT_IN(locale, [] { WritesEachCharacterAsAlone(); }) << locale;
+  }
+}
+
 TEST(LocalCodeset, BytesThatAreNoGbkBecomeEscapes) {
   EXPECT_IN("zh_CN.GBK", [] {
     HOLDS(Decode("a\xCB") == (std::wstring{L'a', 0xDCCB}));         // cut short at the end
