@@ -1,4 +1,5 @@
 // What handles leave in the heap: the C library's own count of the bytes in use, before and after.
+#include "block_cache.h"
 #include "json_support.h"
 #include "rapidjson_wrapper.h"
 
@@ -65,6 +66,24 @@ TEST(JsonMemory, AThreadKeepsFewOfTheBlocksThatItReleases) {
     EXPECT_GT(held - before, kHandles * std::size_t{64});
     handles.clear();
     EXPECT_LT(mallinfo2().uordblks, before + (held - before) / 10);
+  }).join();
+}
+
+TEST(JsonMemory, AThreadKeepsBlocksForItsNextHandles) {
+  const Handle root = Parse("[1]");
+  std::thread([&root] {
+    const auto keptBlocks = [] {
+      unsigned count = 0;
+      for (const auto* block = block_cache::kept.first; block != nullptr; block = block->next) ++count;
+      return count;
+    };
+    EXPECT_EQ(keptBlocks(), 0u);
+    std::vector<Handle>(100);
+    EXPECT_EQ(keptBlocks(), block_cache::kMostKept);
+    EXPECT_EQ(block_cache::kept.room, 0u);
+    const Handle handle = root->GetAt(0);
+    EXPECT_LT(keptBlocks(), block_cache::kMostKept + (block_cache::kMostKept == 0));
+    EXPECT_EQ(keptBlocks() + block_cache::kept.room, block_cache::kMostKept);
   }).join();
 }
 
