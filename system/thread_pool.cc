@@ -86,9 +86,7 @@ const char* ThreadPool::startWorkers(int count) {
     ids[i] = failed ? 0 : created;
     if (failed) return "pthread_create error\n";
   }
-  queueHead = nullptr;
-  threadCount = count;
-  queueSize = 0;
+  threadCount = count;  // the queue is empty: a pool without workers takes no tasks, and destroy leaves none
   return nullptr;
 }
 

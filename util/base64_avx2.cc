@@ -102,7 +102,8 @@ unsigned RejectedBits(const Values& block) {
 __m256i Join(__m256i values) {
   const __m256i pairs = _mm256_maddubs_epi16(values, _mm256_set1_epi32(0x01400140));
   const __m256i groups = _mm256_madd_epi16(pairs, _mm256_set1_epi32(0x00011000));
-  const __m256i order = Both(_mm_setr_epi8(2, 1, 0, 6, 5, 4, 10, 9, 8, 14, 13, 12, -1, -1, -1, -1));
+  const __m256i order = Both(_mm_setr_epi8(2, 1, 0, 6, 5, 4, 10, 9, 8, 14, 13, 12,  // and four of nothing
+                                           -1, -1, -1, -1));
   return _mm256_permutevar8x32_epi32(_mm256_shuffle_epi8(groups, order),
                                      _mm256_setr_epi32(0, 1, 2, 4, 5, 6, 3, 7));
 }

@@ -6,10 +6,13 @@
 #include <time.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <cstddef>
 #include <cstdio>
 #include <cstring>
+#include <vector>
 
 #define INTERPOSED extern "C" __attribute__((visibility("default")))
 
@@ -21,6 +24,8 @@ int codes[kCallCount] = {};
 int passes[kCallCount] = {};
 LastShared last;
 std::string procRoot;
+bool idsFromZero = false;
+std::vector<int> segments;  // the kernel's ids, by the numbers that stand for them
 std::atomic<long> scriptedClock{-1};
 std::atomic<void (*)(unsigned)> sleepHook{nullptr};
 
@@ -28,6 +33,19 @@ bool Fails(Call call) {
   if (codes[call] == 0 || passes[call]-- > 0) return false;
   errno = codes[call];
   return true;
+}
+
+// The number that stands for the kernel's id, and back.
+int NumberOf(int id) {
+  if (!idsFromZero || id < 0) return id;
+  const auto known = std::find(segments.begin(), segments.end(), id);
+  if (known != segments.end()) return static_cast<int>(known - segments.begin());
+  segments.push_back(id);
+  return static_cast<int>(segments.size()) - 1;
+}
+int KernelId(int number) {
+  if (!idsFromZero || number < 0 || static_cast<std::size_t>(number) >= segments.size()) return number;
+  return segments[static_cast<std::size_t>(number)];
 }
 
 template <typename Function>
@@ -47,6 +65,11 @@ Failing::Failing(Call call, int code, int pass) : call_(call) {
   passes[call] = pass;
 }
 Failing::~Failing() { codes[call_] = 0; }
+FirstSegmentIds::FirstSegmentIds() { idsFromZero = true; }
+FirstSegmentIds::~FirstSegmentIds() {
+  idsFromZero = false;
+  segments.clear();
+}
 const LastShared& lastShared() { return last; }
 void setProcRoot(const std::string& root) { procRoot = root; }
 void setClock(long seconds) { scriptedClock = seconds; }
@@ -71,20 +94,20 @@ INTERPOSED int shmget(key_t key, size_t size, int mode) noexcept {
   last.key = key;
   last.size = size;
   last.mode = mode;
-  return Fails(kShmget) ? -1 : next(key, size, mode);
+  return Fails(kShmget) ? -1 : NumberOf(next(key, size, mode));
 }
 
 INTERPOSED void* shmat(int id, const void* address, int flags) noexcept {
   static auto* const next = Next<void*(int, const void*, int)>("shmat");
   last.attachFlags = flags;
-  return Fails(kShmat) ? reinterpret_cast<void*>(-1) : next(id, address, flags);
+  return Fails(kShmat) ? reinterpret_cast<void*>(-1) : next(KernelId(id), address, flags);
 }
 
 INTERPOSED int shmctl(int id, int command, struct shmid_ds* status) noexcept {
   static auto* const next = Next<int(int, int, struct shmid_ds*)>("shmctl");
   if (command == IPC_STAT && Fails(kShmctlStat)) return -1;
   if (command == IPC_RMID && Fails(kShmctlRemove)) return -1;
-  return next(id, command, status);
+  return next(KernelId(id), command, status);
 }
 
 INTERPOSED int shmdt(const void* address) noexcept {

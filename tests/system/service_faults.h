@@ -31,6 +31,16 @@ struct LastShared {
 };
 const LastShared& lastShared();
 
+// While it lives, the kernel's segments are known by the numbers from 0 on, as in a system that has just
+// started.
+class FirstSegmentIds {
+ public:
+  FirstSegmentIds();
+  ~FirstSegmentIds();
+  FirstSegmentIds(const FirstSegmentIds&) = delete;
+  FirstSegmentIds& operator=(const FirstSegmentIds&) = delete;
+};
+
 // When not empty, /proc is read from this directory.
 void setProcRoot(const std::string& root);
 

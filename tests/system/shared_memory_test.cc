@@ -321,6 +321,27 @@ TEST_F(SharedMemoryTest, TheEndOfAUserLeavesTheSegment) {
   EXPECT_TRUE(Exists());
 }
 
+// The first segment after the start of a system has the number 0.
+TEST_F(SharedMemoryTest, TheFirstSegmentOfTheSystemIsLikeEveryOther) {
+  const faults::FirstSegmentIds ids;
+  SharedMemory memory(name());
+  ASSERT_TRUE(memory.Create(64, kRead | kWrite)) << memory.GetErrorMessage();
+  EXPECT_FALSE(memory.Create(64, kRead | kWrite));
+  EXPECT_STREQ(memory.GetErrorMessage(), "Already exists");
+  ASSERT_TRUE(memory.Attach(kRead | kWrite)) << memory.GetErrorMessage();
+  void* const data = memory.GetData();
+  EXPECT_NE(data, nullptr);
+  EXPECT_EQ(memory.GetSize(), 64u);
+  EXPECT_FALSE(memory.Attach(kRead));
+  EXPECT_STREQ(memory.GetErrorMessage(), "Already attached");
+  EXPECT_EQ(memory.GetData(), data);
+  EXPECT_EQ(Status().shm_nattch, 1u);
+  EXPECT_TRUE(memory.Detach(false));
+  EXPECT_TRUE(Exists());
+  EXPECT_TRUE(memory.Destroy());
+  EXPECT_FALSE(Exists());
+}
+
 TEST_F(SharedMemoryTest, FailedCallsGiveTheirMessages) {
   for (const int code : {ENOMEM, EACCES, ENOSPC, 12345}) {
     SCOPED_TRACE(code);

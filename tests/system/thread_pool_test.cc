@@ -234,6 +234,38 @@ TEST_F(ThreadPoolTest, ItemsStillQueuedAreFreedUnrun) {
   EXPECT_FALSE(untouched.isFinished());
 }
 
+// Of a pool that shut down with work queued, and of one that never was whole.
+TEST_F(ThreadPoolTest, APoolThatStartsAgainHasNothingOfTheQueueBefore) {
+  std::atomic<int> before{0}, after{0};
+  ThreadPool pool;
+  for (const bool whole : {true, false}) {
+    if (!whole) faults::pthreadCreate.Fail(EAGAIN);
+    ASSERT_EQ(pool.init(10), whole ? 0 : -1);
+    Gate gate;
+    for (int i = 0; i < 10; ++i) pool.addTask(&gate);
+    WaitUntil([&] { return gate.waiting == (whole ? 10 : 0); });
+    for (int i = 0; i < 5; ++i) EXPECT_EQ(pool.addTask(CountOne, &before), 0);
+    std::thread opener([&] {
+      WaitUntil([&] { return std::atomic_ref<int32_t>(pool.*Get(PoolShutdown{})).load() != 0; });
+      gate.open = true;
+    });
+    EXPECT_EQ(pool.destroy(), 0);
+    opener.join();
+    EXPECT_EQ(pool.*Get(PoolQueueHead{}), nullptr);
+    EXPECT_EQ(pool.*Get(PoolQueueSize{}), 0);
+    EXPECT_EQ(pool.*Get(PoolThreadCount{}), 0);
+    EXPECT_EQ(pool.*Get(PoolThreadIds{}), nullptr);
+
+    ASSERT_EQ(pool.init(10), 0);
+    EXPECT_EQ(QueueSize(pool), 0);
+    after = 0;
+    EXPECT_EQ(pool.addTask(CountOne, &after), 0);
+    WaitUntil([&] { return after == 1; });
+    EXPECT_EQ(pool.destroy(), 0);
+    EXPECT_EQ(before, 0);
+  }
+}
+
 TEST_F(ThreadPoolTest, NoTaskStaysInMemory) {
   SKIP_WITHOUT_OWN_MALLOC();
   std::atomic<int> calls{0};

@@ -270,6 +270,7 @@ TEST_F(ThreadTest, SleepsTheGivenMicroseconds) {
                         {0.0F, 0},
                         {1.0F, 1000000},
                         {1e-7F, 0},
+                        {1e-6F, 1},
                         {0.0000019F, 1},
                         {0.1F, 100000},
                         {16.777217F, 16777218},

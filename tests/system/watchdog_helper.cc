@@ -8,10 +8,13 @@
 
 #include <atomic>
 #include <cerrno>
+#include <cstddef>
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
+#include <iterator>
 #include <memory>
+#include <new>
 #include <string>
 #include <thread>
 #include <utility>
@@ -62,6 +65,13 @@ bool IsLocked(WatchedMutex& mutex) { return tovkit::LoadShared(StateOf(mutex).lo
 
 // Never destroyed: they are in the registry to the end.
 WatchedMutex* held[20];
+WatchedMutex* many[1000];
+
+// The list of the registry finds no memory when it grows.
+std::atomic<bool> failListNodes{false};
+constexpr std::size_t kListNode = 512;
+// From here on nobody may sleep.
+std::atomic<bool> ends{false};
 
 // The watchdog never sleeps here, so that it is awake whenever the process ends.
 int EndAwake(int spin) {
@@ -144,6 +154,31 @@ int LooksDuringLock() {
   const bool kept = IsLocked(mutex);
   mutex.unlock();
   return kept ? 0 : 1;
+}
+
+// Every call has left the registry when the process ends, so that its end waits for nobody: those that
+// construct, lock, unlock and destroy, and one that found no memory.
+int EndReleased() {
+  auto* const mutex = new WatchedMutex("brief", 5);
+  mutex->lock();
+  mutex->unlock();
+  delete mutex;
+  bool refused = false;
+  failListNodes = true;
+  for (WatchedMutex** next = many; !refused && next != std::end(many); ++next) {
+    try {
+      *next = new WatchedMutex("many", 5);
+    } catch (const std::bad_alloc&) {
+      refused = true;
+    }
+  }
+  failListNodes = false;
+  held[0] = new WatchedMutex("another", 5);
+  WaitForTwoPasses();
+  stopAt = kBetweenPasses;
+  while (standsAt != kBetweenPasses) sched_yield();
+  ends = true;
+  return refused ? 0 : 1;
 }
 
 // Ids count from 1 over watched and unwatched ones.
@@ -306,6 +341,12 @@ unsigned sleep(unsigned seconds) {
   return 0;
 }
 
+int usleep(useconds_t micros) {
+  static const auto next = reinterpret_cast<decltype(&usleep)>(dlsym(RTLD_NEXT, "usleep"));
+  if (ends) _exit(3);
+  return next(micros);
+}
+
 time_t time(time_t* out) noexcept {
   timespec now{};
   clock_gettime(CLOCK_REALTIME, &now);
@@ -317,6 +358,14 @@ time_t time(time_t* out) noexcept {
 }
 
 }  // extern "C"
+
+[[gnu::noinline]] void* operator new(std::size_t size) {
+  void* const block = failListNodes && size == kListNode ? nullptr : std::malloc(size);
+  if (block == nullptr) throw std::bad_alloc();
+  return block;
+}
+[[gnu::noinline]] void operator delete(void* block) noexcept { std::free(block); }
+[[gnu::noinline]] void operator delete(void* block, std::size_t) noexcept { std::free(block); }
 #pragma GCC visibility pop
 
 int main(int argc, char** argv) {
@@ -328,6 +377,7 @@ int main(int argc, char** argv) {
   if (what == "unwatched") return Unwatched();
   if (what == "strictly-overdue") return StrictlyOverdue();
   if (what == "looks-during-lock") return LooksDuringLock();
+  if (what == "end-released") return EndReleased();
   if (what == "first-ids") return FirstIds();
   if (what == "forked-child-locks") return ForkedChildLocks();
   if (what == "forked-child-constructs") return ForkedChildConstructs();

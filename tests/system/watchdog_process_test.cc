@@ -91,6 +91,12 @@ TEST(WatchdogProcessTest, AHoldThatJustBeginsIsNotTakenForAnEarlierOne) {
   EXPECT_EQ(Contents(file), "");
 }
 
+TEST(WatchdogProcessTest, TheEndOfAProcessWaitsForNobodyWhenEveryCallHasReturned) {
+  const ScratchDir scratch;
+  const std::string file = scratch.path() + "/output";
+  EXPECT_EQ(RunHelper("end-released", "", file), 0) << Contents(file);
+}
+
 TEST(WatchdogProcessTest, TheFirstIdIsOne) {
   const ScratchDir scratch;
   const std::string file = scratch.path() + "/output";

@@ -1,0 +1,98 @@
+// What handles leave in the heap: the C library's own count of the bytes in use, before and after.
+#include "block_cache.h"
+#include "json_support.h"
+#include "rapidjson_wrapper.h"
+
+#include <malloc.h>
+
+#include <cstddef>
+#include <thread>
+#include <vector>
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#define SKIP_WITHOUT_THE_HEAP_OF_THE_C_LIBRARY() GTEST_SKIP() << "a sanitizer has a heap of its own"
+#else
+#define SKIP_WITHOUT_THE_HEAP_OF_THE_C_LIBRARY() static_cast<void>(0)
+#endif
+
+namespace tovkit {
+namespace {
+
+constexpr int kRounds = 2000;
+constexpr std::ptrdiff_t kSmallestBlock = 16;
+
+// The growth of the heap by what `step` does at each call, without that by the first ones.
+template <typename Step>
+std::ptrdiff_t GrowthOf(Step step) {
+  for (int i = 0; i < 10; ++i) step();
+  const std::size_t before = mallinfo2().uordblks;
+  for (int i = 0; i < kRounds; ++i) step();
+  return static_cast<std::ptrdiff_t>(mallinfo2().uordblks - before);
+}
+
+TEST(JsonMemory, ANodelessWrapperFreesTheNodeThatItWasAssigned) {
+  SKIP_WITHOUT_THE_HEAP_OF_THE_C_LIBRARY();
+  const Handle source = Parse("[1,2]");
+  EXPECT_LT(GrowthOf([&source] {
+              RapidjsonWrapper target;
+              target.Assign(source);
+              target.Assign(source);
+            }),
+            kRounds * kSmallestBlock / 2);
+}
+
+TEST(JsonMemory, AClonedAndAssignedDocumentIsFreed) {
+  SKIP_WITHOUT_THE_HEAP_OF_THE_C_LIBRARY();
+  const Handle source = Parse("[1,{\"a\":2}]");
+  EXPECT_LT(GrowthOf([&source] {
+              const Handle clone = source->Clone();
+              clone->Assign(source);
+              clone->GetAt(1)->Assign(source);
+            }),
+            kRounds * kSmallestBlock / 2);
+}
+
+// A thread keeps a few blocks for its next handles and returns the others at once.
+TEST(JsonMemory, AThreadKeepsFewOfTheBlocksThatItReleases) {
+  SKIP_WITHOUT_THE_HEAP_OF_THE_C_LIBRARY();
+  constexpr int kHandles = 2000;
+  const Handle root = Parse("[1]");
+  std::thread([&root] {
+    std::vector<Handle> handles;
+    handles.reserve(kHandles);
+    const std::size_t before = mallinfo2().uordblks;
+    for (int i = 0; i < kHandles; ++i) handles.push_back(root->GetAt(0));
+    const std::size_t held = mallinfo2().uordblks;
+    EXPECT_GT(held - before, kHandles * std::size_t{64});
+    handles.clear();
+    EXPECT_LT(mallinfo2().uordblks, before + (held - before) / 10);
+  }).join();
+}
+
+TEST(JsonMemory, AThreadKeepsBlocksForItsNextHandles) {
+  const Handle root = Parse("[1]");
+  std::thread([&root] {
+    const auto keptBlocks = [] {
+      unsigned count = 0;
+      for (const auto* block = block_cache::kept.first; block != nullptr; block = block->next) ++count;
+      return count;
+    };
+    EXPECT_EQ(keptBlocks(), 0u);
+    std::vector<Handle>(100);
+    EXPECT_EQ(keptBlocks(), block_cache::kMostKept);
+    EXPECT_EQ(block_cache::kept.room, 0u);
+    const Handle handle = root->GetAt(0);
+    EXPECT_LT(keptBlocks(), block_cache::kMostKept + (block_cache::kMostKept == 0));
+    EXPECT_EQ(keptBlocks() + block_cache::kept.room, block_cache::kMostKept);
+  }).join();
+}
+
+TEST(JsonMemory, AThreadThatEndsReturnsTheBlocksThatItKept) {
+  SKIP_WITHOUT_THE_HEAP_OF_THE_C_LIBRARY();
+  const Handle root = Parse("[1]");
+  EXPECT_LT(GrowthOf([&root] { std::thread([&root] { const Handle handle = root->GetAt(0); }).join(); }),
+            kRounds * kSmallestBlock / 2);
+}
+
+}  // namespace
+}  // namespace tovkit
