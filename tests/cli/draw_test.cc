@@ -211,7 +211,7 @@ TEST_F(Draw, DpiMakesAPictureFinerAndIsWrittenIntoIt) {
   EXPECT_TRUE(HasInk(*picture, 0, 30, 70, 53));
 }
 
-TEST_F(Draw, TheBackgroundIsAnyColourTextOrNone) {
+TEST_F(Draw, TheBackgroundIsAnyColorTextOrNone) {
   struct Case {
     const char* text;
     std::uint32_t argb;
