@@ -50,6 +50,7 @@ void StopWatchdogAt(Place here) {
   if (isMain || stopAt != here) return;
   standsAt = here;
   while (stopAt == here) sched_yield();
+  standsAt = kNowhere;
 }
 
 using tovkit::WatchedMutex;
@@ -202,7 +203,9 @@ int InForkedChild(Place place, Body body) {
     std::fflush(stdout);
     _exit(result);
   }
-  stopAt = standsAt = kNowhere;
+  // Until the watchdog has left: it must not stand there still when it is to stop the next time.
+  stopAt = kNowhere;
+  while (standsAt != kNowhere) sched_yield();
   int status = -1;
   waitpid(child, &status, 0);
   return WIFEXITED(status) ? WEXITSTATUS(status) : 99;
