@@ -29,7 +29,8 @@ struct TextRule {
     }
     // printf would work in memory of the precision's size before it finds that the text does not fit.
     const auto decimals = static_cast<std::size_t>(precision);
-    if (decimals >= text.capacity() && std::isfinite(number)) base::FailOnOverflow(decimals + 2, text.capacity());
+    if (decimals >= text.capacity() && std::isfinite(number))
+      base::FailOnOverflow(decimals + 2, text.capacity());
     text.Format("%0.*f", precision, number);
     return text.text();
   }

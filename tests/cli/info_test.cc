@@ -1,8 +1,8 @@
 #include <gtest/gtest.h>
 #include <tovkit/util.h>
 
-#include <sstream>
 #include <filesystem>
+#include <sstream>
 #include <string>
 
 #include "run_command.h"

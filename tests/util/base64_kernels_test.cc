@@ -12,8 +12,8 @@ using tovkit::Base64KernelsFor;
 
 namespace {
 
-using tovkit::Base64Kernels;
 using base::SimdLevel;
+using tovkit::Base64Kernels;
 
 constexpr char kUntouched = '\x5A';
 
@@ -24,7 +24,8 @@ struct Level {
 
 std::vector<Level> LevelsOfThisMachine() {
   std::vector<Level> levels;
-  for (const Level& row : {Level{base::SimdLevel::kAvx2, "avx2"}, Level{base::SimdLevel::kAvx512, "avx512"}}) {
+  for (const Level& row :
+       {Level{base::SimdLevel::kAvx2, "avx2"}, Level{base::SimdLevel::kAvx512, "avx512"}}) {
     if (base::SupportsSimdLevel(row.level)) {
       levels.push_back(row);
     } else {

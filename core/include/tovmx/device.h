@@ -2,8 +2,8 @@
 /// CoreDevice: what text is drawn onto, and the devices of this core: a bitmap, a PDF page, an SVG page.
 ///
 /// A line is drawn by three calls in this order: DrawText, which may be repeated for the lines of one piece
-/// of text, EndText, which ends the piece, and Flush, after which a bitmap holds what was drawn. A document is
-/// written as a whole when its page ends (CoreDocumentDevice::Finish); none of the three ends a page.
+/// of text, EndText, which ends the piece, and Flush, after which a bitmap holds what was drawn. A document
+/// is written as a whole when its page ends (CoreDocumentDevice::Finish); none of the three ends a page.
 /// Coordinates are device units, 96 to the inch, with y growing downwards.
 ///
 /// Thread-safety: a device belongs to one thread at a time; different threads may use different devices.
@@ -44,9 +44,9 @@ class TOVMX_API CoreDevice {
   /// count as spaces, other control characters are skipped, and what is no character shows as U+FFFD. Of
   /// combining marks and format characters in a row the first 128 count.
   ///
-  /// Emoji show as pictures in their own colors where a font has such pictures; of `argb` only the alpha counts
-  /// for them, as in web browsers. A character that has both forms, such as a digit or U+00A9, is text unless
-  /// U+FE0F follows.
+  /// Emoji show as pictures in their own colors where a font has such pictures; of `argb` only the alpha
+  /// counts for them, as in web browsers. A character that has both forms, such as a digit or U+00A9, is text
+  /// unless U+FE0F follows.
   ///
   /// False, and nothing drawn, for null characters, more than 262,144 of them, a matrix with a number that is
   /// not finite, a size that is not finite or not above 0, fonts from a source that has none, and a device
