@@ -12,9 +12,6 @@ namespace tovmx {
 
 namespace {
 
-using tovmx::Premultiplied;
-using tovmx::Straight;
-
 std::uint32_t Component(std::uint32_t pixel, int shift) { return pixel >> shift & 0xFF; }
 
 // The palette's entry that is nearest in color; of equals the first.
