@@ -8,6 +8,7 @@
 #include "text_parser.h"
 #include "tree.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -65,7 +66,7 @@ extern "C" std::size_t LLVMFuzzerCustomMutator(std::uint8_t* data, std::size_t s
   for (int step = 0; step < 64 && at > 0 && at < size && std::strchr("[{,:", data[at - 1]) == nullptr; ++step)
     ++at;
   std::memmove(data + at + piece.size(), data + at, size - at);
-  std::memcpy(data + at, piece.data(), piece.size());
+  std::copy(piece.begin(), piece.end(), data + at);
   return size + piece.size();
 }
 
