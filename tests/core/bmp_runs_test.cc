@@ -20,24 +20,26 @@ class Runs {
  public:
   Runs(unsigned bits, int width, int height, unsigned seed)
       : bits_(bits), width_(width), height_(height), state_(seed) {
-    pixels_.assign(static_cast<std::size_t>(width * height), 0);
+    pixels_.assign(static_cast<std::size_t>(width) * static_cast<std::size_t>(height), 0);
     for (int i = 0; i < 40; ++i) Add();
     bytes_ += std::string("\0\1", 2);
   }
   const std::string& Bytes() const { return bytes_; }
   // Index or color of each pixel, top row first, of a file from the bottom up.
-  std::uint32_t At(int x, int y) const {
-    return pixels_[static_cast<std::size_t>((height_ - 1 - y) * width_ + x)];
-  }
+  std::uint32_t At(int x, int y) const { return pixels_[Place(x, height_ - 1 - y)]; }
 
  private:
+  std::size_t Place(int x, int y) const {
+    return static_cast<std::size_t>(y) * static_cast<std::size_t>(width_) + static_cast<std::size_t>(x);
+  }
+
   unsigned Next(unsigned below) {
     state_ = state_ * 1664525U + 1013904223U;
     return (state_ >> 8) % below;
   }
   std::uint32_t NextPixel() { return bits_ == 24 ? Next(1U << 24) : Next(1U << bits_); }
   void Draw(std::uint32_t pixel) {
-    if (x_ < width_ && y_ < height_) pixels_[static_cast<std::size_t>(y_ * width_ + x_)] = pixel;
+    if (x_ < width_ && y_ < height_) pixels_[Place(x_, y_)] = pixel;
     ++x_;
   }
   void Add() {

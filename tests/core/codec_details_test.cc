@@ -46,8 +46,8 @@ TEST(JpegDetails, SegmentsInFrontOfThePictureArePassedOver) {
         // What lies in them looks like the end of the picture.
         std::string ends;
         while (ends.size() < size) ends += "\xff\xd9";
-        segments += Segment('\xe1', ("Exif\0\0" + ends).substr(0, size));
-        segments += Segment('\xe2', ("ICC_PROFILE\0" + ends).substr(0, size));
+        segments += Segment('\xe1', (std::string("Exif\0\0", 6) + ends).substr(0, size));
+        segments += Segment('\xe2', (std::string("ICC_PROFILE\0", 12) + ends).substr(0, size));
       }
       const std::string file = WithSegments(jpeg, segments);
       const auto viewed = image::Decode(file);

@@ -12,9 +12,6 @@
 
 namespace {
 
-constexpr CoreImageFormat kWritable[] = {kCoreImagePng,  kCoreImageJpeg,     kCoreImageTiff,
-                                         kCoreImageWebp, kCoreImageJpeg2000, kCoreImageBmp};
-
 std::unique_ptr<CoreImageDecoder> DecoderOf(CoreImageFormat format) {
   return CoreCodecRegistry::Get().GetFactory().CreateDecoder(format);
 }

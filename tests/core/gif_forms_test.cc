@@ -220,7 +220,8 @@ TEST_F(GifForms, OnlyAFrameThatFillsTheCanvasIsAPictureOfIndices) {
       for (int x = 0; x < 3; ++x) {
         const int column = x - frame.left, line = y - frame.top;
         const bool inside = column >= 0 && line >= 0 && column < frame.width && line < frame.height;
-        const auto at = static_cast<std::size_t>(line * frame.width + column);
+        const auto at = static_cast<std::size_t>(line) * static_cast<std::size_t>(frame.width) +
+                        static_cast<std::size_t>(column);
         EXPECT_EQ(bitmap->GetArgb(x, y), inside ? CanvasColor(frame.indices[at]) : 0U) << form;
       }
     }
