@@ -6,9 +6,6 @@
 
 namespace {
 
-using base::SimdLevel;
-using base::SimdLevelFor;
-
 constexpr struct {
   base::SimdLevel level;
   const char* name;

@@ -12,7 +12,6 @@ using tovkit::Base64KernelsFor;
 
 namespace {
 
-using base::SimdLevel;
 using tovkit::Base64Kernels;
 
 constexpr char kUntouched = '\x5A';
