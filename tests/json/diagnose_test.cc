@@ -110,7 +110,8 @@ TEST(JsonDiagnose, MutatedTextsStopWhereThePlainParserStops) {
       "{\"Content\": \"Hello \\u5B8B \\ud83d\\ude00\", \"Font\": {\"FontSize\": 24, \"Bold\": true}}",
       "[1, -2.5e3, 0.1, [null, false, {\"a\": [{}], \"b\\n\": \"\\\"\"}], 12345678901234567890]",
       "\xEF\xBB\xBF [[[[]]], {\"x\": {\"y\": {\"z\": \"w\"}}}, \"\u5B8B\"] "};
-  const std::string kBytes("{}[]\",:\\u0123456789eE+-. tfn/\n\0\xEF\xFF", 36);
+  constexpr char kLiteral[] = "{}[]\",:\\u0123456789eE+-. tfn/\n\0\xEF\xFF";
+  const std::string kBytes(kLiteral, sizeof kLiteral - 1);
   std::mt19937 random(15);
   const auto below = [&random](std::size_t count) { return random() % count; };
   int refused = 0;

@@ -78,7 +78,7 @@ TEST(JsonMemory, AThreadKeepsBlocksForItsNextHandles) {
       return count;
     };
     EXPECT_EQ(keptBlocks(), 0u);
-    std::vector<Handle>(100);
+    { const std::vector<Handle> released(100); }
     EXPECT_EQ(keptBlocks(), block_cache::kMostKept);
     EXPECT_EQ(block_cache::kept.room, 0u);
     const Handle handle = root->GetAt(0);
