@@ -39,12 +39,14 @@ TEST(ValueLayout, PointersAreAsRapidjsonMakesThem) {
   const Value expected("a string of more bytes", pool);
   Value value;
   StorePointer(&value, expected.GetStringLength(), 0, expected.GetString(), kLongStringFlags);
+  // The bytes themselves are what is looked at.  NOLINTNEXTLINE(bugprone-suspicious-memory-comparison)
   EXPECT_EQ(std::memcmp(&value, &expected, sizeof value), 0);
   for (const char* const text : {"[]", "[1,2,3]", "{}", "{\"a\":1,\"b\":2}"}) {
     const PlainRead plain(text);
     const Value& container = *plain.document;
     const auto size = container.IsObject() ? container.MemberCount() : container.Size();
     StorePointer(&value, size, size, FirstSlot(container), container.IsObject() ? kObjectFlags : kArrayFlags);
+    // NOLINTNEXTLINE(bugprone-suspicious-memory-comparison)
     EXPECT_EQ(std::memcmp(&value, &container, sizeof value), 0) << text;
     EXPECT_EQ(CountSlots(value), container.IsObject() ? 2U * size : size) << text;
   }

@@ -284,6 +284,7 @@ TEST(DynamicLibrary, AssigningExchangesTheTwo) {
   EXPECT_EQ(other.Resolve("x"), nullptr);
   other = std::move(loaded);
   EXPECT_TRUE(other.IsLoaded());
+  // What was moved from is looked at on purpose.  NOLINTNEXTLINE(bugprone-use-after-move)
   EXPECT_FALSE(loaded.IsLoaded());
   EXPECT_STREQ(loaded.GetPath(), "/usr/lib/libother.so");
   EXPECT_STREQ(loaded.GetError(), "Library not load");
