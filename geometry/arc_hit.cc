@@ -39,10 +39,11 @@ unsigned ArcCandidates(const HitQuery& query, const CorePathPoint* arc, unsigned
   const double middleY = (static_cast<double>(arc[0].y) + static_cast<double>(arc[4].y)) / 2;
   const double halfX = static_cast<double>(arc[4].x) - middleX,
                halfY = static_cast<double>(arc[4].y) - middleY;
+  if (!(least >= kSmallest)) return every;
   const double half = std::fabs(halfX) + std::fabs(halfY);
   const double grown = half <= least ? most : most * (half / least);
   const double largest = std::max({std::fabs(middleX), std::fabs(middleY), grown});
-  if (!(least >= kSmallest && most <= least * kThinnest && largest <= kLargest)) return every;
+  if (!(most <= least * kThinnest && largest <= kLargest)) return every;
 
   const double reach = grown * kReach + largest * kRounding;
   float before[4], after[4];
