@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: MIT
+// A text is measured by drawing it on a device that draws nothing, then drawn on a page of that size. So
+// both use the same code and cannot differ.
 #include "drawing.h"
 
 #include "error.h"

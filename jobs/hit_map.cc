@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: MIT
+// The core hit-tests the center of every pixel and draws the outline over the verdicts. The outline is
+// turned into pixels in double precision first: a matrix of floats would lose a path that lies far out.
 #include "hit_map.h"
 
 #include "arc_curves.h"

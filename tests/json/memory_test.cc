@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What handles leave in the heap: the C library's own count of the bytes in use, before and after.
 #include "block_cache.h"
 #include "json_support.h"
