@@ -21,7 +21,7 @@ class DecodeReason {
   [[gnu::format(printf, 2, 3)]] bool Unsupported(const char* format, ...) noexcept;
 
   // FitsPixelLimit, and Create after it, with a note when the answer is no.
-  bool Fits(std::int64_t width, std::int64_t height, int bits, std::uint64_t extraBytes = 0) noexcept;
+  bool Fits(int width, int height, int bits, std::uint64_t extraBytes = 0) noexcept;
   bool Create(CoreDib& bitmap, int width, int height, int bits, std::uint64_t extraBytes = 0);
 
   bool IsNoted() const noexcept { return noted_; }
