@@ -38,8 +38,7 @@ bool DecodeReason::Unsupported(const char* format, ...) noexcept {
   return Note(kCoreDecodeUnsupported);
 }
 
-bool DecodeReason::Fits(std::int64_t width, std::int64_t height, int bits,
-                        std::uint64_t extraBytes) noexcept {
+bool DecodeReason::Fits(int width, int height, int bits, std::uint64_t extraBytes) noexcept {
   if (FitsPixelLimit(width, height, bits, extraBytes)) return true;
   return Note(width < 1 || height < 1 ? kCoreDecodeBroken : kCoreDecodeOverLimit);
 }

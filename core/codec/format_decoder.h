@@ -22,8 +22,7 @@ class DecodeReason {
   [[gnu::format(printf, 2, 3)]] bool Unsupported(const char* format, ...) noexcept;
 
   // FitsPixelLimit, and Create after it, with a note when the answer is no.
-  [[nodiscard]] bool Fits(std::int64_t width, std::int64_t height, int bits,
-                          std::uint64_t extraBytes = 0) noexcept;
+  [[nodiscard]] bool Fits(int width, int height, int bits, std::uint64_t extraBytes = 0) noexcept;
   [[nodiscard]] bool Create(CoreDib& bitmap, int width, int height, int bits, std::uint64_t extraBytes = 0);
 
   bool IsNoted() const noexcept { return noted_; }

@@ -180,7 +180,8 @@ bool HasPlainPlanes(const opj_image_t& image, const Layout& layout) {
   return layout.colors == Colors::kGray || layout.colors == Colors::kRgb;
 }
 
-// 8-bit planes as large as the picture: the usual case, without any arithmetic.
+// 8-bit planes as large as the picture: the usual case, without any arithmetic. The library keeps samples
+// within their depth.
 void StorePlainPlanes(const opj_image_t& image, const Layout& layout, CoreDib& to) {
   const std::size_t size = static_cast<std::size_t>(layout.Bits()) / 8;
   const bool gray = layout.colors == Colors::kGray;
@@ -190,8 +191,7 @@ void StorePlainPlanes(const opj_image_t& image, const Layout& layout, CoreDib& t
     const OPJ_INT32* from = image.comps[plane].data;
     for (int y = 0; y < layout.height; ++y) {
       std::uint8_t* out = to.GetRow(y) + c;
-      for (int x = 0; x < layout.width; ++x, out += size)
-        *out = static_cast<std::uint8_t>(std::clamp(*from++, 0, 255));
+      for (int x = 0; x < layout.width; ++x, out += size) *out = static_cast<std::uint8_t>(*from++);
     }
   }
 }

@@ -99,7 +99,6 @@ void StoreCmykRow(const JSAMPLE* cmyk, bool inverted, int width, std::uint8_t* b
 bool NoteError(ReadSession& session, DecodeReason& reason) {
   switch (session.ErrorCode()) {
     case JERR_OUT_OF_MEMORY:
-    case JERR_WIDTH_OVERFLOW:
     case JERR_IMAGE_TOO_BIG:
     case kTooManyScans:
       return reason.OverLimit();
@@ -112,8 +111,6 @@ bool NoteError(ReadSession& session, DecodeReason& reason) {
       return reason.Unsupported("lossless or hierarchical JPEG");
     case JERR_ARITH_NOTIMPL:
       return reason.Unsupported("arithmetic coding of JPEG");
-    case JERR_CONVERSION_NOTIMPL:
-      return reason.Unsupported("colors of JPEG");
     default:
       return false;
   }

@@ -107,6 +107,32 @@ TEST(Jpeg2000Files, APaletteHasUpTo31BitsAColor) {
   }
 }
 
+// The entries lie in whole bytes, which may hold more than the depth that is told: such a color is the
+// brightest. Without a sign they begin at 0, with one in the middle.
+TEST(Jpeg2000Files, APaletteMayHoldMoreThanItsDepth) {
+  for (const int bits : {1, 3, 5, 7, 8}) {
+    for (const bool isSigned : {false, true}) {
+      std::string palette = "pclr" + BigEndian(256, 2) + "\3" +
+                            std::string(3, static_cast<char>(bits - 1 + (isSigned ? 128 : 0)));
+      for (int i = 0; i < 256; ++i)
+        palette += {static_cast<char>(i), static_cast<char>(255 - i), static_cast<char>(i * 3)};
+      const auto bitmap = Decoded(WithInHeader(Store({{8}}, OPJ_CLRSPC_SRGB), Box(palette) + PaletteMap()));
+      const int most = (1 << bits) - 1;
+      const auto level = [&](int entry) {
+        const int value = std::min(entry + (isSigned ? 1 << (bits - 1) : 0), most);
+        return (value * 255 + most / 2) / most;
+      };
+      EXPECT_EQ(Mismatch(bitmap.get(),
+                         [&](int x, int y) {
+                           const int i = Value(0, x, y);
+                           return Argb{255, level(i), level(255 - i), level(i * 3 % 256)};
+                         }),
+                "")
+          << bits << (isSigned ? " signed" : "");
+    }
+  }
+}
+
 // A color is never alpha, whatever the file calls it.
 TEST(Jpeg2000Files, TheOnlyChannelIsGrayEvenIfItIsCalledAlpha) {
   const auto bitmap = Decoded(Store({{8, false, 1, true}}, OPJ_CLRSPC_GRAY));
