@@ -113,8 +113,8 @@ class WebpDecoder final : public FormatDecoder {
     const std::unique_ptr<WebPDemuxer, DemuxerDeleter> demuxer(WebPDemux(&data));
     if (demuxer == nullptr) return false;
     info.frameCount = static_cast<int>(WebPDemuxGetI(demuxer.get(), WEBP_FF_FRAME_COUNT));
-    animated_ = info.frameCount > 0;
-    return animated_;
+    animated_ = true;
+    return true;
   }
 
   bool ReadFrame(CoreInputStream& stream, int frame, CoreDib& bitmap) override {
