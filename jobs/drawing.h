@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Drawing: the lines of text that JSON descriptions hold, and how they are placed on a page.
 //
 //   Drawing drawing;

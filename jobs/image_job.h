@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // ImageJob: a picture into another format, with rectangles blanked.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A page, and what becomes of it: a bitmap, or a file with a picture, PDF or SVG.
 #pragma once
 

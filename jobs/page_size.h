@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The size of a page as people write it.
 #pragma once
 
@@ -9,6 +10,6 @@
 namespace jobs {
 
 // "800x600" or "210.5X297": two positive decimal numbers. Nothing for any other text.
-std::optional<CoreSizeF> ParsePageSize(const std::string& text);
+[[nodiscard]] std::optional<CoreSizeF> ParsePageSize(const std::string& text);
 
 }  // namespace jobs

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // tovkit image: converts pictures between formats, blanks rectangles in them and says what they are.
 #include "command.h"
 

@@ -1,5 +1,7 @@
+// SPDX-License-Identifier: MIT
 // tovkit info: which libraries run, from where, and what is behind them.
 #include "command.h"
+#include "simd_level.h"
 #include "text_output.h"
 
 #include <tovkit/util.h>
@@ -35,6 +37,7 @@ void PrintLibraryInfo() {
   PrintDirectory("libtovkit directory", tovkit::GetModuleDirectory("libtovkit.so"));
   PrintDirectory("libtovmx directory", tovkit::GetModuleDirectory("libtovmx.so"));
   PrintLine("local text", CoreTextCodec::LocalCodeset());
+  PrintLine("vector level", base::SimdLevelName(base::ChosenSimdLevel()));
   PrintList("image codecs", CoreCodecRegistry::Get().DescribeBackends());
   PrintList("fonts", CoreFontLoader::DescribeBackends());
 }

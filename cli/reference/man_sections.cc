@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+// The parts of the man page that no definition of an option tells.
 #include "man_sections.h"
 
 namespace reference {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <gtest/gtest.h>
 #include <tovkit/util.h>
 
@@ -38,6 +39,18 @@ TEST(InfoCommand, TellsVersionDirectoriesAndBackEnds) {
   for (const char* library : {"HarfBuzz ", "FreeType ", "fontconfig "}) {
     EXPECT_NE(result.out.find("\n                        " + std::string(library)), std::string::npos)
         << result.out;
+  }
+}
+
+TEST(InfoCommand, TellsTheVectorLevelThatRuns) {
+  EXPECT_EQ(Behind(RunCommand({"info"}, "", {{"TOVKIT_SIMD", "scalar"}}).out, "vector level"), "scalar");
+  // Any other wish than a level is ignored: the machine's best.
+  const std::string best = Behind(RunCommand({"info"}, "", {{"TOVKIT_SIMD", ""}}).out, "vector level");
+  EXPECT_TRUE(best == "scalar" || best == "avx2" || best == "avx512") << best;
+  for (const char* level : {"avx2", "avx512"}) {
+    const bool supported = best == "avx512" || best == level;
+    EXPECT_EQ(Behind(RunCommand({"info"}, "", {{"TOVKIT_SIMD", level}}).out, "vector level"),
+              supported ? level : best);
   }
 }
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /// \file
 /// CoreDib: a bitmap of 1, 4, 8, 24 or 32 bits per pixel.
 ///
@@ -82,7 +83,7 @@ class TOVMX_API CoreDib {
   int GetPaletteSize() const noexcept { return static_cast<int>(palette_.size()); }
 
   /// A palette color: red in bits 0-7, green in 8-15, blue in 16-23, the rest 0. An index outside the
-  /// palette gives 0.
+  /// palette is 0.
   std::uint32_t GetPaletteEntry(int index) const noexcept;
 
   /// The alpha of a palette color, 255 unless SetPaletteAlpha said otherwise or for an index outside.
