@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # What the tests on clusters share: a folder of their own with 2,000 jobs, what one process makes of them, and the
 # comparison with it. Sourced with BUILD, the build to test.
 # shellcheck shell=bash
