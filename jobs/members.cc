@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+// Strict on purpose: a misspelled member that is ignored is a million wrong drawings.
 #include "members.h"
 
 #include "error.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Jobs as lines of JSON: what they make, what they refuse, and where they may write.
 #include "jobs/csv_reader.h"
 #include "jobs/error.h"
