@@ -38,16 +38,16 @@ OPJ_SIZE_T ReadSource(void* to, OPJ_SIZE_T size, void* data) {
   return count == 0 ? static_cast<OPJ_SIZE_T>(-1) : count;
 }
 
+// The library asks for no position or count below 0.
 OPJ_BOOL SeekSource(OPJ_OFF_T position, void* data) {
   const Source& source = *static_cast<Source*>(data);
-  if (position < 0) return OPJ_FALSE;
   return source.stream->Seek(source.start + static_cast<std::uint64_t>(position)) ? OPJ_TRUE : OPJ_FALSE;
 }
 
 OPJ_OFF_T SkipSource(OPJ_OFF_T count, void* data) {
   const Source& source = *static_cast<Source*>(data);
   const std::uint64_t position = source.stream->GetPosition() + static_cast<std::uint64_t>(count);
-  if (count < 0 || position > source.stream->GetSize() || !source.stream->Seek(position)) return -1;
+  if (position > source.stream->GetSize() || !source.stream->Seek(position)) return -1;
   return count;
 }
 

@@ -110,7 +110,7 @@ class WebpDecoder final : public FormatDecoder {
     const std::unique_ptr<WebPDemuxer, DemuxerDeleter> demuxer(WebPDemux(&data));
     if (demuxer == nullptr) return false;
     info.frameCount = static_cast<int>(WebPDemuxGetI(demuxer.get(), WEBP_FF_FRAME_COUNT));
-    return info.frameCount > 0;
+    return true;
   }
 
   bool ReadFrame(CoreInputStream&, int frame, CoreDib& bitmap) override {

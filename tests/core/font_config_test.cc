@@ -103,4 +103,23 @@ TEST_F(FontConfigTest, TheWeightDecidesWhereNothingElseDoes) {
   }
 }
 
+// A comma would end the name in a list of families.
+TEST_F(FontConfigTest, AFamilyWithACommaInItsNameIsNotTaken) {
+  const FontConfig config({"LiberationSans-Regular.ttf", "LiberationSerif-Regular.ttf"},
+                          "<match target=\"scan\"><test name=\"family\"><string>Liberation "
+                          "Sans</string></test><edit name=\"family\" mode=\"assign\"><string>Odd, "
+                          "Sans</string></edit></match>");
+  EXPECT_WITH(config, [] {
+    HOLDS(FamilyFor(400, false, L"Odd, Sans") == "Liberation Serif");
+    HOLDS(FamilyFor(400, false, L"Liberation Sans") == "Liberation Serif");
+  });
+}
+
+// The nearest in style is looked for among the families with the characters of a region only.
+TEST_F(FontConfigTest, AFamilyThatTellsNoLanguagesStandsInForNoRegion) {
+  const FontConfig config({"LiberationSans-Regular.ttf", "LiberationSerif-Regular.ttf"},
+                          "<match target=\"scan\"><edit name=\"lang\" mode=\"delete\"/></match>");
+  EXPECT_WITH(config, [] { HOLDS(FamilyFor(400, false, L"SimSun") == "Liberation Sans"); });
+}
+
 }  // namespace
