@@ -44,6 +44,11 @@ std::unique_ptr<CoreDib> PictureReader::ReadFrame(int frame) {
   return bitmap;
 }
 
+int PictureReader::ReadOrientation(int frame) {
+  stream_.get()->Seek(0);
+  return CoreReadOrientation(stream_.get(), frame - 1);
+}
+
 void PictureReader::FailToDecode() const {
   const bool limited = CoreGetDecodeFailure(decoder_.get()) == kCoreDecodeOverLimit;
   throw Error(limited ? ErrorKind::kLimit : ErrorKind::kInput, name_, DescribeFailure(format_, *decoder_));
