@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // FileWatch: waits for changes of files, which may come, go and be replaced meanwhile, and so may the folders
 // that they are in.
 //

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+// JSON that the command prints is a document that the library writes; nothing is glued together from texts.
 #include "json_output.h"
 
 #include "text_output.h"

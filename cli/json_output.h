@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // JSON as the subcommands print it: for programs, and for terminals that people look at.
 #pragma once
 

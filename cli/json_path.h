@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The way to one value of a JSON document, as people write it.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The compact text of a JSON value as people and shells want it.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "memory_history.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // MemoryHistory: what the memory of a process was over time, in bounded room however long it is watched.
 #pragma once
 

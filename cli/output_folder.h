@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Outputs of subcommands that make a file of each input, in one folder.
 #pragma once
 

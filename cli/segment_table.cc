@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "segment_table.h"
 
 #include "error.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The System V shared-memory segments of the machine.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What is said about a command line that is wrong.
 #pragma once
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Headers, both libraries, the command with its man page and completions, the package configuration, tovkit.pc.
 #
 # Components, which the Debian packages are made of: library, development, and command for the rest.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "chart.h"
 
 #include "chart_scale.h"

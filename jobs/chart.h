@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Chart: lines over time on a page, with axes, units and names.
 //
 //   Chart chart{"Memory", "kB"};

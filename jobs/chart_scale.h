@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The scale of a chart's axis: its unit, and where its ticks stand.
 #pragma once
 

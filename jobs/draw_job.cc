@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+// Lay out, draw, write: each step is a file of its own, and this puts them in order.
 #include "draw_job.h"
 
 #include "drawing.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // DrawJob: lines of text, described in JSON, onto pages.
 //
 //   DrawJob job{{Input::File("hello.json")}, {}, Output::File("hello.png")};

@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: MIT
+// A text is measured by drawing it on a device that draws nothing, then drawn on a page of that size. So
+// both use the same code and cannot differ.
 #include "drawing.h"
 
 #include "error.h"
@@ -36,7 +39,9 @@ void Drawing::AddLines(const SharedPtr<JsonValue>& description, const std::strin
     const std::string name = "element " + std::to_string(i);
     SharedPtr<const JsonValue> element = description->GetAt(i);
     if (element->GetType() != tovkit::JsonObject) Refuse(place, name + " is no object");
-    lines_.push_back({std::move(element), place + ": " + name});
+    std::string line = place;
+    line.append(": ").append(name);
+    lines_.push_back({std::move(element), std::move(line)});
   }
 }
 

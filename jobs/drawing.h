@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Drawing: the lines of text that JSON descriptions hold for one page, and how they are placed on it.
 //
 //   Drawing drawing;

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+// Read, change, write, through the streams of the core.
 #include "image_job.h"
 
 #include "picture_reader.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // ImageJob: a picture into another format, changed on the way.
 #pragma once
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+// One device for each kind of output, made when the size of the page is known.
 #include "page.h"
 
 #include "error.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Pages, and what becomes of them: a bitmap, or files with pictures, PDF or SVG.
 #pragma once
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+// Two decimal numbers with an x between them.
 #include "page_size.h"
 
 #include <strings.h>

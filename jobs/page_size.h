@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The size of a page as people write it.
 #pragma once
 
@@ -15,7 +16,7 @@ namespace jobs {
 //   "A4", "letter", "A4-landscape"  the name of a paper, upright unless it says otherwise
 //
 // in any case of letters. Nothing for any other text.
-std::optional<CoreSizeF> ParsePageSize(const std::string& text);
+[[nodiscard]] std::optional<CoreSizeF> ParsePageSize(const std::string& text);
 
 // The names of the papers, for messages and help: "A0 to A10, B0 to B10, Letter".
 std::string PaperNames();

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // PictureReader: opens a picture, whose format its content tells, and decodes frames of it.
 //
 //   PictureReader reader(Input::File("scan.tif"));

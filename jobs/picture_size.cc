@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "picture_size.h"
 
 #include "number_text.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The size that a picture is to have, as people write it.
 #pragma once
 

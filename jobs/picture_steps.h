@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What can be done to a decoded picture, one step after the other.
 //
 //   CoreDib picture = ...;

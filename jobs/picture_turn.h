@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Turning and mirroring pictures that were stored as the camera was held.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "text_line.h"
 
 #include <tovkit/json.h>

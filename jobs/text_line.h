@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // TextLine: one line of text as a person asks for it, and the description that draws it.
 //
 //   TextLine line{"Draft"};

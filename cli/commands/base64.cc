@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // tovkit base64: bytes to Base64 and back, as a stream.
 #include "command.h"
 #include "input_file.h"

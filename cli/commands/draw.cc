@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // tovkit draw: turns JSON descriptions of text into a picture or a page.
 #include "command.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // tovkit image: converts pictures between formats, changes them on the way and says what they are.
 #include "command.h"
 

@@ -1,6 +1,8 @@
+// SPDX-License-Identifier: MIT
 // tovkit info: which libraries run, from where, and what is behind them.
 #include "command.h"
 #include "json_output.h"
+#include "simd_level.h"
 #include "text_output.h"
 
 #include <tovkit/util.h>
@@ -37,6 +39,7 @@ void PrintLibraryInfo() {
   PrintDirectory("libtovkit directory", tovkit::GetModuleDirectory("libtovkit.so"));
   PrintDirectory("libtovmx directory", tovkit::GetModuleDirectory("libtovmx.so"));
   PrintLine("local text", CoreTextCodec::LocalCodeset());
+  PrintLine("vector level", base::SimdLevelName(base::ChosenSimdLevel()));
   PrintList("image codecs", CoreCodecRegistry::Get().DescribeBackends());
   PrintList("fonts", CoreFontLoader::DescribeBackends());
 }
@@ -53,6 +56,7 @@ void PrintLibraryInfoAsJson() {
   object->SetMemberString("libtovkitDirectory", tovkit::GetModuleDirectory("libtovkit.so").c_str());
   object->SetMemberString("libtovmxDirectory", tovkit::GetModuleDirectory("libtovmx.so").c_str());
   object->SetMemberString("localText", CoreTextCodec::LocalCodeset());
+  object->SetMemberString("vectorLevel", base::SimdLevelName(base::ChosenSimdLevel()));
   AddTexts(*object, "imageCodecs", CoreCodecRegistry::Get().DescribeBackends());
   AddTexts(*object, "fonts", CoreFontLoader::DescribeBackends());
   PrintJsonMembers(object);

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // tovkit json: checks JSON texts and prints what is in them.
 #include "command.h"
 

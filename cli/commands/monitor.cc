@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // tovkit monitor: watches the memory of processes until it is interrupted.
 #include "command.h"
 #include "duration.h"

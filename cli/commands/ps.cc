@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // tovkit ps: the processes of the machine with their resident memory.
 #include "command.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // tovkit shm: creates, fills, shows, lists and removes named shared-memory segments.
 #include "byte_count.h"
 #include "command.h"

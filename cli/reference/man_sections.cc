@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+// The parts of the man page that no definition of an option tells.
 #include "man_sections.h"
 
 namespace reference {
@@ -34,7 +36,8 @@ const std::vector<ManSection> kManSections = {
       {ManEntry::kExample, "tovkit image hello.png draft.png -o small/ --format jpg --resize 50%",
        "Halve the size of several pictures, into a folder:"},
       {ManEntry::kExample, "tovkit image --info hello.jpg", "Say what a picture is:"},
-      {ManEntry::kExample, "tovkit json hello.json --get /Font/Color --raw", "Print one value of a JSON file:"},
+      {ManEntry::kExample, "tovkit json hello.json --get /Font/Color --raw",
+       "Print one value of a JSON file:"},
       {ManEntry::kExample, "echo 'M0 0 H10 V10 H0 Z' | tovkit hit - --point 5,5 --fill",
        "Does a point touch a path?"},
       {ManEntry::kExample, "tovkit pages --count 12 '1,3-5,9'", "Which pages does a person mean?"},

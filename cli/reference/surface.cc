@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: MIT
+// Reads the definitions that the command parses with, so that man page and completions cannot differ from
+// it.
 #include "surface.h"
 
 #include <tovkit/util.h>

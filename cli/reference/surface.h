@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The command's surface as plain data: what the man page and the completions are made from.
 //
 //   const Surface surface = ReadSurface(app);

@@ -1,8 +1,13 @@
+// SPDX-License-Identifier: MIT
+// Scaling in two steps, rows across and then columns down, with a triangle filter whose weights are made
+// once for each axis. Colors are weighed by their alpha, so that what is transparent does not bleed. Of the
+// rows scaled across a few are kept, never the whole picture.
 #include "bitmap/scale.h"
 
 #include "bitmap/row_reader.h"
 
 #include <algorithm>
+#include <cassert>
 #include <climits>
 #include <cmath>
 #include <cstddef>
@@ -73,6 +78,7 @@ Axis MakeAxis(int from, int to, const Kernel& kernel) {
     const int first = std::max(0, static_cast<int>(std::ceil(center - reach)));
     const int last = std::min(from - 1, static_cast<int>(std::floor(center + reach)));
     double sum = 0;
+    assert(first <= last);  // reach is 1 at least
     for (int k = first; k <= last; ++k) sum += kernel.weight((k - center) / unit);
     for (int k = first; k <= last; ++k)
       axis.weights.push_back(static_cast<float>(kernel.weight((k - center) / unit) / sum));

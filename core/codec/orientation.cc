@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The orientation mark that cameras and scanners leave in a picture, read from the file's own structure: a
 // directory of TIFF, or one of EXIF inside JPEG, PNG and WebP.
 #include "tovmx/codec.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // TIFF, written by libtiff: CCITT group 4 for one bit, LZW with the horizontal predictor otherwise.
 #include "bitmap/row_reader.h"
 #include "codec/codecs.h"

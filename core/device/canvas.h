@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // CoreCanvas: the painting behind every device of this core, over a Cairo surface.
 #pragma once
 

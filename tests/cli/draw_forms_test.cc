@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // tovkit draw: a line without a file, several pages, papers, drawing on a picture.
 #include "image_support.h"
 #include "run_command.h"

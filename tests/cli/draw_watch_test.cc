@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // tovkit draw --watch: a page that follows its files.
 #include "image_support.h"
 #include "run_command.h"

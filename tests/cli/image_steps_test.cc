@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // tovkit image: size, part and orientation, in the order of the options; several pictures into a folder.
 #include "foreign_files.h"
 #include "image_support.h"

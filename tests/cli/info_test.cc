@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <gtest/gtest.h>
 #include <tovkit/json.h>
 #include <tovkit/util.h>
@@ -42,6 +43,18 @@ TEST(InfoCommand, TellsVersionDirectoriesAndBackEnds) {
   }
 }
 
+TEST(InfoCommand, TellsTheVectorLevelThatRuns) {
+  EXPECT_EQ(Behind(RunCommand({"info"}, "", {{"TOVKIT_SIMD", "scalar"}}).out, "vector level"), "scalar");
+  // Any other wish than a level is ignored: the machine's best.
+  const std::string best = Behind(RunCommand({"info"}, "", {{"TOVKIT_SIMD", ""}}).out, "vector level");
+  EXPECT_TRUE(best == "scalar" || best == "avx2" || best == "avx512") << best;
+  for (const char* level : {"avx2", "avx512"}) {
+    const bool supported = best == "avx512" || best == level;
+    EXPECT_EQ(Behind(RunCommand({"info"}, "", {{"TOVKIT_SIMD", level}}).out, "vector level"),
+              supported ? level : best);
+  }
+}
+
 TEST(InfoCommand, ArgumentsAreWrongUse) { EXPECT_EQ(RunCommand({"info", "x"}).status, 2); }
 
 TEST(InfoCommand, JsonHoldsWhatTheLinesTell) {
@@ -57,6 +70,7 @@ TEST(InfoCommand, JsonHoldsWhatTheLinesTell) {
   EXPECT_EQ(text("libtovkitDirectory"), Behind(lines, "libtovkit directory"));
   EXPECT_EQ(text("libtovmxDirectory"), Behind(lines, "libtovmx directory"));
   EXPECT_EQ(text("localText"), Behind(lines, "local text"));
+  EXPECT_EQ(text("vectorLevel"), Behind(lines, "vector level"));
   EXPECT_EQ(object->GetMember("imageCodecs")->GetAt(0)->AsString(nullptr), Behind(lines, "image codecs"));
   EXPECT_EQ(object->GetMember("fonts")->GetAt(0)->AsString(nullptr), Behind(lines, "fonts"));
 }

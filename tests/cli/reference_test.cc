@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The man page and the completions: what a small surface gives, and what the real ones answer.
 #include <gtest/gtest.h>
 #include <CLI/CLI.hpp>

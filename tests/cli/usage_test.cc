@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What a person is told who mistypes, or asks for help.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """orientation.py MARK: small pictures with that orientation mark in the current directory."""
 
 import struct

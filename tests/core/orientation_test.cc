@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // CoreReadOrientation: the mark in files that other programs wrote, and in broken ones.
 #include "foreign_files.h"
 #include "image_support.h"

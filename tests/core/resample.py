@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """resample.py FILE FILTER WIDTH HEIGHT: the picture resized by Pillow, as PNG on standard output.
 
 Every channel is resized by itself in floating point and rounded once; colors are weighed by alpha. (Pillow's bytes are

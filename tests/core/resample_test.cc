@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // CoreResample, beside what Pillow makes of the same pixels.
 #include "foreign_files.h"
 #include "image_support.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // CoreTiffPages: files of several pages, as we and libtiff's own tools read them.
 #include "foreign_files.h"
 #include "image_support.h"

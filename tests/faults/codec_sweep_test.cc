@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Pictures and the core's strings and streams.
 #include "allocation_sweep.h"
 #include "image_support.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The scales of a chart, and that a chart is drawn whatever it holds.
 #include "jobs/chart.h"
 #include "jobs/chart_scale.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The jobs from memory to memory, and what they say when they fail.
 #include "jobs/draw_job.h"
 #include "jobs/error.h"

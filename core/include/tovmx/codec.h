@@ -1,8 +1,9 @@
+// SPDX-License-Identifier: MIT
 /// \file
 /// Image codecs: encoders, decoders and the registry that hands them out.
 ///
 /// Formats are told apart by content, never by name. No codec prints, throws for bad input or ends the
-/// process: what cannot be done gives 0 or null.
+/// process: what cannot be done returns 0 or null.
 ///
 /// Thread-safety: the registry and its factory may be used from any thread. An encoder or decoder belongs to
 /// one thread at a time.
@@ -49,7 +50,7 @@ TOVMX_API const char* CoreImageFormatName(CoreImageFormat format);
 struct CoreImageInfo {
   int width = 0;             ///< of the first frame, in pixels
   int height = 0;            ///< likewise
-  int bitsPerPixel = 0;      ///< of the bitmap that GetBitmap gives: 1, 4, 8, 24 or 32
+  int bitsPerPixel = 0;      ///< of the bitmap that GetBitmap returns: 1, 4, 8, 24 or 32
   int fileBitsPerPixel = 0;  ///< as the file stores them: 48 for 16-bit RGB
   int paletteSize = 0;       ///< 0 without a palette
   int frameCount = 0;        ///< pages of a TIFF, frames of an animation
@@ -159,7 +160,7 @@ class TOVMX_API CoreCodecRegistry {
   std::atomic<std::uint64_t> pixelLimit_{std::uint64_t{1} << 30};
 };
 
-/// Why a decoder gave nothing.
+/// Why a decoder failed.
 enum CoreDecodeFailure : std::uint32_t {
   kCoreDecodeNoFailure = 0,      ///< it did not fail
   kCoreDecodeNotThisFormat = 1,  ///< the content is of another format, or of none

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /// \file
 /// CoreDevice: what text is drawn onto, and the devices of this core: a bitmap, a PDF page, an SVG page.
 ///
@@ -51,7 +52,7 @@ class TOVMX_API CoreDevice {
   /// False, and nothing drawn, for null characters, more than 262,144 of them, a matrix with a number that is
   /// not finite, a size that is not finite or not above 0, fonts from a source that has none, and a device
   /// that has failed. Text that lies outside the page, or whose em is below 1/64 or above 100,000 pixels,
-  /// leaves no ink and gives true.
+  /// leaves no ink and returns true.
   virtual bool DrawText(const wchar_t* characters, int count, const CoreFontLoader& fonts,
                         const CoreMatrix& matrix, std::uint32_t argb, float pixelSize) = 0;
 
@@ -168,7 +169,7 @@ class TOVMX_API CoreDocumentDevice : public CorePageDevice {
   static constexpr float kMaxSide = 19200.0f;
 
   /// Writes the document. True when the stream took all of it. Nothing can be drawn afterwards, and a second
-  /// call gives false. Until then the stream is left alone, so a device that is destroyed without it writes
+  /// call returns false. Until then the stream is left alone, so a device that is destroyed without it writes
   /// nothing.
   bool Finish();
 

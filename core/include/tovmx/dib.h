@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /// \file
 /// CoreDib: a bitmap of 1, 4, 8, 24 or 32 bits per pixel.
 ///
@@ -82,7 +83,7 @@ class TOVMX_API CoreDib {
   int GetPaletteSize() const noexcept { return static_cast<int>(palette_.size()); }
 
   /// A palette color: red in bits 0-7, green in 8-15, blue in 16-23, the rest 0. An index outside the
-  /// palette gives 0.
+  /// palette is 0.
   std::uint32_t GetPaletteEntry(int index) const noexcept;
 
   /// The alpha of a palette color, 255 unless SetPaletteAlpha said otherwise or for an index outside.
@@ -150,7 +151,7 @@ enum CoreFilter : std::uint32_t {
 /// Makes `to` a copy of `from` with that many pixels: gray of 8 bits, 32 bits where there is alpha, or else
 /// 24. All filters but the nearest weigh every old pixel that a new one covers, so that a picture may shrink
 /// to any size, and weigh colors by their alpha. The resolution follows the size: the copy is as large on
-/// paper. Both may be the same bitmap. Results are the same on every machine.
+/// paper. Both may be the same bitmap.
 ///
 /// False, and `to` unchanged, for a bitmap without pixels, a side below 1, an unknown filter, and when memory
 /// is short. Memory beside the two bitmaps: some rows of floats, no more than 17 MB or 4 rows.

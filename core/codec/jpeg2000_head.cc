@@ -1,6 +1,7 @@
-#include "codec/jpeg2000_channels.h"
-
-#include "codec/jpeg2000_box.h"
+// SPDX-License-Identifier: MIT
+// The boxes are walked once; each that matters is read as it is met. Nothing is decoded for it: the depth
+// of the bitmap must be known before the library unpacks a palette or moves channels to their places.
+#include "codec/jpeg2000_head.h"
 
 #include <utility>
 #include <vector>
@@ -9,6 +10,7 @@ namespace tovmx {
 
 namespace {
 
+constexpr std::uint32_t kSizeMarkers = 0xff4fff51;  // start of code stream, then the size segment
 constexpr std::uint32_t kColors = 0x636f6c72;       // "colr"
 constexpr std::uint32_t kPalette = 0x70636c72;      // "pclr"
 constexpr std::uint32_t kPaletteMap = 0x636d6170;   // "cmap"
@@ -27,25 +29,24 @@ struct Definition {
   unsigned color;
 };
 
-class Boxes {
+class BoxReader {
  public:
-  explicit Boxes(CoreInputStream& stream) : stream_(stream) {}
+  explicit BoxReader(CoreInputStream& stream) : stream_(stream) {}
 
-  // Reads the boxes that follow one another from `at` up to `end`; the header box only from outside of it,
-  // and others only once it was there.
-  void Read(std::uint64_t at, std::uint64_t end, bool outside) {
-    Jpeg2000Box box;
-    while (at < end && NextJpeg2000Box(stream_, at, box)) {
-      if (box.type == kJpeg2000CodeStream) return;
-      if (outside && box.type == kJpeg2000Header) {
-        Read(box.content, box.end, false);
-        seenHeader_ = true;
-      } else if (!outside || seenHeader_) {
+  // Walks the boxes of a file up to its code stream. False when there is none.
+  bool FindCodeStream(std::uint64_t start, Jpeg2000Box& box) {
+    for (std::uint64_t at = start; at != UINT64_MAX && NextJpeg2000Box(stream_, at, box); at = box.end) {
+      if (box.type == kJpeg2000CodeStream) return true;
+      if (box.type == kJpeg2000Header) {
+        ReadHeader(box);
+      } else if (seenHeader_) {
         ReadOne(box);
       }
-      at = box.end;
     }
+    return false;
   }
+
+  Jpeg2000Resolution Resolution() const { return resolution_; }
 
   Jpeg2000Channels ChannelsOf(std::uint32_t components) {
     Jpeg2000Channels channels;
@@ -58,6 +59,19 @@ class Boxes {
   }
 
  private:
+  void ReadHeader(const Jpeg2000Box& header) {
+    Jpeg2000Box box;
+    for (std::uint64_t at = header.content; at < header.end && NextJpeg2000Box(stream_, at, box);
+         at = box.end) {
+      if (box.type == kJpeg2000CodeStream) break;
+      ReadOne(box);
+      if (box.type != kJpeg2000Resolution || seenResolution_ || seenHeader_) continue;
+      seenResolution_ = true;
+      resolution_ = ReadJpeg2000Resolution(stream_, box);
+    }
+    seenHeader_ = true;
+  }
+
   bool Get(const Jpeg2000Box& box, std::uint8_t* to, std::size_t size) {
     return stream_.Seek(box.content) && stream_.Read(to, size) == size;
   }
@@ -109,19 +123,55 @@ class Boxes {
   CoreInputStream& stream_;
   bool seenHeader_ = false;
   bool seenColors_ = false;
+  bool seenResolution_ = false;
   bool cmyk_ = false;
   bool mapped_ = false;
   std::uint32_t paletteChannels_ = 0;
   std::vector<Definition> definitions_;
+  Jpeg2000Resolution resolution_;
 };
+
+bool ReadExactly(CoreInputStream& stream, std::uint8_t* to, std::size_t size) {
+  return stream.Read(to, size) == size;
+}
+
+std::uint64_t TilesAcross(std::uint32_t end, std::uint32_t tileStart, std::uint32_t tileSize) {
+  return (std::uint64_t{end} - tileStart + tileSize - 1) / tileSize;
+}
+
+// Reads the size segment at the start of the code stream:
+//
+//     0   two markers          8   width, height      24  tile width, tile height
+//     4   length               16  origin: x, y       32  origin of the tiles: x, y
+//     6   capabilities                                40  number of components
+bool ReadSize(CoreInputStream& stream, Jpeg2000Head& head) {
+  const std::uint64_t code = stream.GetPosition();
+  std::uint8_t segment[42];
+  if (!ReadExactly(stream, segment, sizeof segment) || GetJpeg2000Number(segment) != kSizeMarkers)
+    return false;
+  std::uint32_t field[8];
+  for (std::size_t i = 0; i < 8; ++i) field[i] = GetJpeg2000Number(segment + 8 + 4 * i);
+  if (field[4] == 0 || field[5] == 0 || field[6] > field[0] || field[7] > field[1]) return false;
+  head.tiles = TilesAcross(field[0], field[6], field[4]) * TilesAcross(field[1], field[7], field[5]);
+  head.components = Get16(segment + 40);
+  head.codeBytes = stream.GetSize() > code ? stream.GetSize() - code : 0;
+  return true;
+}
 
 }  // namespace
 
-Jpeg2000Channels ReadJpeg2000Channels(CoreInputStream& stream, std::uint64_t start,
-                                      std::uint32_t components) {
-  Boxes boxes(stream);
-  boxes.Read(start, UINT64_MAX, true);
-  return boxes.ChannelsOf(components);
+bool ReadJpeg2000Head(CoreInputStream& stream, Jpeg2000Head& head) {
+  const std::uint64_t start = stream.GetPosition();
+  std::uint8_t first[4];
+  if (!ReadExactly(stream, first, sizeof first) || !stream.Seek(start)) return false;
+  head.bare = GetJpeg2000Number(first) == kSizeMarkers;
+  BoxReader boxes(stream);
+  Jpeg2000Box code;
+  if (!head.bare && !(boxes.FindCodeStream(start, code) && stream.Seek(code.content))) return false;
+  if (!ReadSize(stream, head)) return false;
+  head.channels = boxes.ChannelsOf(head.components);
+  head.resolution = boxes.Resolution();
+  return true;
 }
 
 }  // namespace tovmx
