@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// Folders are watched with inotify, every one on the way to a file: a watch of the file itself is lost with
+// the file.
 #include "file_watch.h"
 
 #include "error.h"

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Both notations become the same steps; only the rule for indices differs.
 #include "json_path.h"
 
 #include "error.h"

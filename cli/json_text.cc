@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Works on the compact text that the library writes, so that no other writer of JSON is needed.
 #include "json_text.h"
 
 #include <tovkit/util.h>

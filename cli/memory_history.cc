@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// When the room is full, pairs of points become one, and each later point stands for twice as many samples.
 #include "memory_history.h"
 
 #include <algorithm>

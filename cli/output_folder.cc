@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Names are compared before anything is written: two pictures of one name would overwrite each other.
 #include "output_folder.h"
 
 #include "error.h"

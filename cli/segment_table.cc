@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Reads the kernel's own table, which ipcs shows, too.
 #include "segment_table.h"
 
 #include "error.h"

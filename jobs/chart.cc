@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Paints grid, lines and names from back to front, with the paths and the text of the core.
 #include "chart.h"
 
 #include "chart_scale.h"

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// The unit first, the largest of which there are two at least, and then round steps in that unit.
 #include "chart_scale.h"
 
 #include <algorithm>

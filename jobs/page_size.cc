@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Two decimal numbers with an x between them.
+// Two decimal numbers with an x between them and a unit behind, or the name of a paper.
 #include "page_size.h"
 
 #include <strings.h>

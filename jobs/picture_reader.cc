@@ -3,6 +3,8 @@
 
 #include "error.h"
 
+#include <cstdint>
+
 namespace jobs {
 
 namespace {
@@ -46,8 +48,13 @@ std::unique_ptr<CoreDib> PictureReader::ReadFrame(int frame) {
 }
 
 int PictureReader::ReadOrientation(int frame) {
-  stream_.get()->Seek(0);
-  return CoreReadOrientation(stream_.get(), frame - 1);
+  // The decoder goes on from where it is.
+  CoreInputStream& stream = *stream_.get();
+  const std::uint64_t at = stream.GetPosition();
+  stream.Seek(0);
+  const int mark = CoreReadOrientation(&stream, frame - 1);
+  stream.Seek(at);
+  return mark;
 }
 
 void PictureReader::FailToDecode() const {

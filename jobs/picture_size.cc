@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// A percentage, or two sides around an x of which one may be missing.
 #include "picture_size.h"
 
 #include "number_text.h"

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Each step makes a new bitmap, whose size is looked at before memory is taken.
 #include "picture_steps.h"
 
 #include "error.h"

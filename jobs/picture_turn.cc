@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Every new pixel is fetched from its old place, with the old axes swapped or walked backward.
 #include "picture_turn.h"
 
 #include "error.h"

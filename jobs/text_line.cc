@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// The line becomes a document and its text, so that quotes and control characters are escaped in one place.
 #include "text_line.h"
 
 #include <tovkit/json.h>
