@@ -7,8 +7,8 @@ namespace reference {
 const std::vector<ManSection> kManSections = {
     {"DESCRIPTIONS OF TEXT",
      {{ManEntry::kParagraph, "",
-       "What draw reads is a JSON object for one line of text, or an array of them. Every key may be left "
-       "out."},
+       "What draw reads is a JSON object for one line of text, an array of them for a page, or an array of "
+       "such arrays for several pages. Every key may be left out."},
       {ManEntry::kTerm, "Content", "The text, UTF-8. Without it nothing is drawn."},
       {ManEntry::kTerm, "DeltaX, DeltaY",
        "Where the line starts, 96 units to the inch (default: 0). The baseline is FontSize units below "
@@ -25,12 +25,19 @@ const std::vector<ManSection> kManSections = {
        "echo '{\"Content\": \"Hello\", \"Font\": {\"FontSize\": 36, \"Color\": \"#1F4E79\"}}' > "
        "hello.json\ntovkit draw hello.json -o hello.png",
        "Draw a line of text; the extension of the output is its format:"},
-      {ManEntry::kExample, "tovkit draw hello.json -o hello.pdf --size 794x1123",
+      {ManEntry::kExample, "tovkit draw --text Draft --font-size 72 --color '#C00000' -o draft.png",
+       "Draw a line without a file:"},
+      {ManEntry::kExample, "tovkit draw --text Seen --at 10,10 --over draft.png -o stamped.png",
+       "Stamp a picture:"},
+      {ManEntry::kExample, "tovkit draw hello.json -o hello.pdf --size A4",
        "The same on a page of A4 whose text can be searched:"},
       {ManEntry::kExample, "tovkit image hello.png -o hello.jpg --quality 80 --erase 0,0,20,10",
        "Turn a picture into another format, a corner of it blanked:"},
+      {ManEntry::kExample, "tovkit image hello.png draft.png -o small/ --format jpg --resize 50%",
+       "Halve the size of several pictures, into a folder:"},
       {ManEntry::kExample, "tovkit image --info hello.jpg", "Say what a picture is:"},
-      {ManEntry::kExample, "tovkit json hello.json --get Font.Color", "Print one value of a JSON file:"},
+      {ManEntry::kExample, "tovkit json hello.json --get /Font/Color --raw",
+       "Print one value of a JSON file:"},
       {ManEntry::kExample, "echo 'M0 0 H10 V10 H0 Z' | tovkit hit - --point 5,5 --fill",
        "Does a point touch a path?"},
       {ManEntry::kExample, "tovkit pages --count 12 '1,3-5,9'", "Which pages does a person mean?"},
