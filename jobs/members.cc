@@ -108,7 +108,7 @@ std::optional<bool> Members::TakeFlag(const char* name) {
 }
 
 SharedPtr<JsonValue> Members::TakeArray(const char* name) {
-  const SharedPtr<JsonValue> value = Take(name);
+  SharedPtr<JsonValue> value = Take(name);
   if (value && value->GetType() != tovkit::JsonArray) Refuse(name, "an array is expected");
   return value;
 }
