@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Plants faults in the sources and tells which of them the tests notice. docs/mutation.md describes it."""
 import argparse
 import fcntl

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The survivors that are accepted, one by one, each with its reason.
 
 An entry is matched by the text of its line and of its fault, so that it moves with the line:

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """What libclang is shown: the units of the compile database that hold the sources, with the flags that it knows."""
 import functools
 import json

@@ -1,6 +1,6 @@
+// SPDX-License-Identifier: MIT
 // The numbers of every option at its limits, and what is said beyond them.
 #include "run_command.h"
-#include "scratch_dir.h"
 
 #include <gtest/gtest.h>
 
@@ -45,26 +45,6 @@ TEST(Limits, DpiOfAPage) {
   for (const std::string dpi : {"0.99", "0", "-1", "4800.5", "4801", "nan", "inf"}) {
     ExpectUsage({"draw", "-o", "-", "--format", "bmp", "--dpi=" + dpi},
                 "--dpi: '" + dpi + "' is not in the range 1 to 4800", line);
-  }
-}
-
-TEST(Limits, SidesOfAPage) {
-  const std::string line = R"({"Content": "x"})";
-  const auto draw = [](const std::string& format, const std::string& size) {
-    return Arguments{"draw", "-o", "-", "--format", format, "--size", size};
-  };
-  EXPECT_EQ(RunCommand(draw("bmp", "32767x1"), line).status, 0);
-  EXPECT_EQ(RunCommand(draw("bmp", "1x32767"), line).status, 0);
-  ExpectFailure(draw("bmp", "32768x2"),
-                "standard output: a page of 32768 x 2 is too large; sides go up to 32767", line);
-  ExpectFailure(draw("bmp", "2x32767.5"),
-                "standard output: a page of 2 x 32768 is too large; sides go up to 32767", line);
-  for (const std::string format : {"pdf", "svg"}) {
-    EXPECT_EQ(RunCommand(draw(format, "19200x19200"), line).status, 0);
-    ExpectFailure(draw(format, "19201x1"),
-                  "standard output: a page of 19201 x 1 is too large; sides go up to 19200", line);
-    ExpectFailure(draw(format, "1x19200.5"),
-                  "standard output: a page of 1 x 19200.5 is too large; sides go up to 19200", line);
   }
 }
 

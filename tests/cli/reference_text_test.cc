@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The man page and the completions of a small surface, every character of them.
 #include "reference/surface.h"
 

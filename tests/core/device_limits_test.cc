@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Devices at their limits, and the same drawing on every kind of bitmap.
 #include "device_support.h"
 

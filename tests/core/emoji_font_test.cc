@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Emoji fonts of the application, whole and broken.
 #include "emoji_support.h"
 #include "scratch_dir.h"

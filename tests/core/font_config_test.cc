@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What fontconfig is told and asked when a family is not installed. Each check runs in a process of its own,
 // whose fonts are those of a small configuration.
 #include "holds.h"

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Which faults are tried and in what order, which survivors are accepted, and what the report says."""
 import unittest
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The rewritten copies of sources: what does not compile is found and left out, and the rest stays as it was."""
 import os
 import subprocess
