@@ -280,6 +280,121 @@ TEST(DeviceLimits, SidesOfABitmap) {
   }
 }
 
+// At twice the resolution everything is as with a matrix that doubles.
+TEST(DeviceLimits, AResolutionIsAScaleOfTheMatrix) {
+  const CoreMatrix matrices[] = {Linear(1, 0, 0, 1), Linear(0.9f, 0.2f, -0.3f, 1.1f),
+                                 Linear(0, 1.5f, 0.7f, 0)};
+  for (const CoreMatrix& matrix : matrices) {
+    std::vector<std::uint8_t> bytes[2];
+    for (const bool doubled : {false, true}) {
+      CoreMatrix place = matrix;
+      place.Translate(30, 20);
+      if (doubled) place.Scale(2, 2);
+      Picture picture(200, 160, 32);
+      CoreBitmapDevice device(&picture.dib, doubled ? 96.0f : 192.0f);
+      CorePath path;
+      path.MoveTo(1, 2);
+      path.LineTo(40, 5);
+      path.QuadTo(50, 30, 10, 40);
+      EXPECT_TRUE(device.FillPath(path, kCoreFillWinding, place, 0xFF804020));
+      EXPECT_TRUE(device.StrokePath(path, 3, place, 0xFF204080));
+      EXPECT_TRUE(DrawLine(device, L"R\u00E9g", place, kBlack, 24.0f));
+      bytes[doubled ? 1 : 0] = picture.Bytes();
+    }
+    EXPECT_EQ(bytes[0], bytes[1]);
+  }
+}
+
+// Whatever was drawn before, the next drawing is as on a device of its own.
+TEST(DeviceLimits, DrawingsLeaveNothingToTheNext) {
+  CorePath path;
+  path.MoveTo(10, 20);
+  path.LineTo(60, 30);
+  path.QuadTo(70, 60, 20, 70);
+  CoreMatrix turned = Linear(0.9f, 0.3f, -0.2f, 1.1f);
+  turned.Translate(15, 5);
+  const std::function<void(CorePageDevice&)> drawings[] = {
+      [&](CorePageDevice& device) { device.FillPath(path, kCoreFillWinding, turned, 0xC0804020); },
+      [&](CorePageDevice& device) { device.FillPath(path, kCoreFillEvenOdd, CoreMatrix(), 0xFF40FF20); },
+      [&](CorePageDevice& device) { device.StrokePath(path, 3, turned, 0x80204080); },
+      [&](CorePageDevice& device) { device.StrokePath(path, 1, CoreMatrix(), kBlack); },
+      [&](CorePageDevice& device) { DrawLine(device, L"Ag", turned, 0xA0FF0000, 30.0f); },
+      [&](CorePageDevice& device) { DrawLine(device, L"Ag", At(5, 90), kBlack, 300.0f); },
+      [&](CorePageDevice& device) { DrawLine(device, L"\U0001F600", At(20, 60), 0x80000000, 40.0f); },
+      [&](CorePageDevice& device) { device.FillPath(LineTo(5e6f, 3), kCoreFillWinding, turned, kBlack); },
+      [&](CorePageDevice& device) { device.FillPage(0xFF123456); },
+  };
+  for (const auto& first : drawings) {
+    for (const auto& second : drawings) {
+      for (const int bits : {24, 32}) {
+        Picture together(100, 100, bits);
+        Picture apart(100, 100, bits);
+        CoreBitmapDevice device(&together.dib);
+        first(device);
+        ASSERT_TRUE(device.Flush());
+        second(device);
+        ASSERT_TRUE(device.Flush());
+        for (const auto* drawing : {&first, &second}) {
+          CoreBitmapDevice own(&apart.dib);
+          (*drawing)(own);
+          ASSERT_TRUE(own.Flush());
+        }
+        ASSERT_EQ(together.Bytes(), apart.Bytes())
+            << &first - drawings << ' ' << &second - drawings << ' ' << bits;
+      }
+    }
+  }
+}
+
+// Its control points are two thirds of the way to that of the quadratic.
+TEST(DeviceLimits, AQuadraticCurveIsTheCubicThatItIs) {
+  std::mt19937 random(11);
+  std::uniform_real_distribution<float> place(0, 90);
+  for (int round = 0; round < 100; ++round) {
+    float at[6];
+    for (float& value : at) value = place(random);
+    CorePath quad, cubic;
+    quad.MoveTo(at[0], at[1]);
+    quad.QuadTo(at[2], at[3], at[4], at[5]);
+    cubic.MoveTo(at[0], at[1]);
+    cubic.CubicTo((at[0] + 2 * at[2]) / 3, (at[1] + 2 * at[3]) / 3, (at[4] + 2 * at[2]) / 3,
+                  (at[5] + 2 * at[3]) / 3, at[4], at[5]);
+    Picture pictures[2] = {Picture(100, 100), Picture(100, 100)};
+    for (const bool isCubic : {false, true}) {
+      CoreBitmapDevice device(&pictures[isCubic ? 1 : 0].dib);
+      ASSERT_TRUE(device.StrokePath(isCubic ? cubic : quad, 2, CoreMatrix(), kBlack));
+      ASSERT_TRUE(device.Flush());
+    }
+    for (int y = 0; y < 100; ++y) {
+      for (int x = 0; x < 100; ++x) {
+        ASSERT_NEAR(static_cast<int>(Color(pictures[0].dib, x, y) & 0xFF),
+                    static_cast<int>(Color(pictures[1].dib, x, y) & 0xFF), 12)
+            << round;
+      }
+    }
+  }
+}
+
+TEST(DeviceLimits, APageOfPdfHasItsSizeInPoints) {
+  CoreMemoryOutputStream stream;
+  CorePdfDevice device(&stream, 300, 100);
+  ASSERT_TRUE(device.Finish());
+  const std::string pdf = TextOf(stream);
+  const std::size_t at = pdf.find("/MediaBox [");
+  ASSERT_NE(at, std::string::npos);
+  EXPECT_NE(pdf.substr(at, 40).find(" 0 0 225 75 "), std::string::npos) << pdf.substr(at, 40);
+}
+
+// As a box, which stands where the character would.
+TEST(DeviceLimits, ACharacterThatNoFontHoldsLeavesInk) {
+  Picture picture(100, 60, 32);
+  CoreBitmapDevice device(&picture.dib);
+  ASSERT_TRUE(DrawLine(device, L"\uEBEB", At(20, 45), kBlack, 40.0f));
+  const CoreRect ink = InkOf(picture.dib);
+  EXPECT_GT(ink.right - ink.left, 10);
+  EXPECT_GT(ink.bottom - ink.top, 20);
+}
+
 TEST(DeviceLimits, PathsReachAsFarAsTheLimitAndNoFurther) {
   constexpr auto kReach = static_cast<float>(CorePathDevice::kMaxReach);
   const float beyond = std::nextafter(kReach, 1e9f);

@@ -4,11 +4,13 @@
 #include "holds.h"
 #include "scratch_dir.h"
 
+#include <tovmx/device.h>
 #include <tovmx/font.h>
 #include <tovmx/text_codec.h>
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -16,6 +18,9 @@
 #include <string>
 
 namespace {
+
+constexpr char kLiberation[] = "/usr/share/fonts/truetype/liberation/";
+constexpr char kMing[] = "/usr/share/fonts/truetype/arphic/uming.ttc";
 
 // Font files of the machine in folders of their own, the first listed first.
 class FontConfig {
@@ -27,8 +32,8 @@ class FontConfig {
     for (const char* file : files) {
       const std::string path = scratch_.path() + "/" + std::to_string(folder++);
       std::filesystem::create_directory(path);
-      std::filesystem::create_symlink("/usr/share/fonts/truetype/liberation/" + std::string(file),
-                                      path + "/font.ttf");
+      const bool isPath = file[0] == '/';
+      std::filesystem::create_symlink((isPath ? "" : kLiberation) + std::string(file), path + "/font.ttf");
       config << "<dir>" << path << "</dir>";
     }
     config << "<cachedir>" << scratch_.path() << "/cache</cachedir>" << rules << "</fontconfig>";
@@ -39,9 +44,10 @@ class FontConfig {
   ScratchDir scratch_;
 };
 
-std::string FamilyFor(int weight, bool italic, const wchar_t* name = L"No Such") {
+std::string FamilyFor(int weight, bool italic, const wchar_t* name = L"No Such",
+                      int source = kCoreFontSystem) {
   CoreFontLoader fonts(nullptr);
-  fonts.LoadFont(name, name, kCoreFontSystem, weight, italic);
+  fonts.LoadFont(name, name, source, weight, italic);
   const CoreWideString family = fonts.GetActualFamily();
   return CoreTextCodec::Utf8Encode(family.GetData(), family.GetLength()).c_str();
 }
@@ -120,6 +126,76 @@ TEST_F(FontConfigTest, AFamilyThatTellsNoLanguagesStandsInForNoRegion) {
   const FontConfig config({"LiberationSans-Regular.ttf", "LiberationSerif-Regular.ttf"},
                           "<match target=\"scan\"><edit name=\"lang\" mode=\"delete\"/></match>");
   EXPECT_WITH(config, [] { HOLDS(FamilyFor(400, false, L"SimSun") == "Liberation Sans"); });
+}
+
+// Four families of one style, three of them for the same readers.
+TEST_F(FontConfigTest, OfEquallyCloseFamiliesTheFirstByNameIsTaken) {
+  const FontConfig config({kMing, "LiberationSans-Regular.ttf"});
+  EXPECT_WITH(config, [] {
+    HOLDS(FamilyFor(400, false, L"PMingLiU") == "AR PL UMing HK");
+    HOLDS(FamilyFor(400, false, L"SimSun") == "AR PL UMing CN");
+    HOLDS(FamilyFor(400, false, L"MS Mincho") == "AR PL UMing CN");
+  });
+}
+
+// The locale's own language is not asked for.
+TEST_F(FontConfigTest, ALatinReplacementIsOneForEnglish) {
+  const FontConfig config({"LiberationSans-Regular.ttf", kMing});
+  EXPECT_WITH(config, [] {
+    setenv("FC_LANG", "zh-cn", 1);
+    HOLDS(FamilyFor(400, false) == "Liberation Sans");
+  });
+}
+
+TEST_F(FontConfigTest, FilesOfTheApplicationAreFontsOfTheirSourcesOnly) {
+  const FontConfig config({"LiberationSans-Regular.ttf"});
+  EXPECT_WITH(config, [] {
+    const std::string folder = kLiberation;
+    const auto has = [](const wchar_t* name, int source, const char* part) {
+      return FamilyFor(400, false, name, source) == part;
+    };
+    HOLDS(CoreFontLoader::RegisterFontFile((folder + "LiberationSerif-Regular.ttf").c_str()));
+    HOLDS(has(L"Liberation Serif", kCoreFontAny, "Liberation Serif"));
+    HOLDS(has(L"Liberation Serif", kCoreFontApplication, "Liberation Serif"));
+    HOLDS(has(L"Liberation Serif", kCoreFontSystem, "Liberation Sans"));
+    HOLDS(CoreFontLoader::RegisterFontFile((folder + "LiberationMono-Regular.ttf").c_str()));
+    HOLDS(has(L"Liberation Mono", kCoreFontAny, "Liberation Mono"));
+    HOLDS(has(L"Liberation Mono", kCoreFontApplication, "Liberation Mono"));
+    HOLDS(has(L"Liberation Mono", kCoreFontSystem, "Liberation Sans"));
+    HOLDS(has(L"Liberation Sans", kCoreFontAny, "Liberation Sans"));
+    HOLDS(!has(L"Liberation Sans", kCoreFontApplication, "Liberation Sans"));
+    CoreFontLoader::UnregisterFontFiles();
+    HOLDS(has(L"Liberation Mono", kCoreFontAny, "Liberation Sans"));
+    HOLDS(has(L"Liberation Mono", kCoreFontApplication, ""));
+  });
+}
+
+// Text is smooth and gray on every machine.
+TEST_F(FontConfigTest, TheMachinesSettingsForDrawingDoNotCount) {
+  const FontConfig config({"LiberationSans-Regular.ttf"},
+                          "<match target=\"font\"><edit name=\"antialias\" mode=\"assign\"><bool>false</bool>"
+                          "</edit><edit name=\"hinting\" mode=\"assign\"><bool>true</bool></edit><edit "
+                          "name=\"hintstyle\" mode=\"assign\"><const>hintfull</const></edit><edit "
+                          "name=\"rgba\" mode=\"assign\"><const>rgb</const></edit></match>");
+  EXPECT_WITH(config, [] {
+    CoreDib picture;
+    HOLDS(picture.Create(200, 60, 32));
+    CoreBitmapDevice device(&picture);
+    device.FillPage(0xFFFFFFFF);
+    CoreMatrix place;
+    place.Translate(10, 40);
+    HOLDS(device.DrawText(L"Smooth", -1, CoreFontLoader(nullptr), place, 0xFF000000, 30));
+    HOLDS(device.EndText() && device.Flush());
+    int between = 0;
+    for (int y = 0; y < 60; ++y) {
+      for (int x = 0; x < 200; ++x) {
+        const std::uint32_t pixel = picture.GetArgb(x, y) & 0xFFFFFF;
+        HOLDS(pixel % 0x10101 == 0);
+        between += pixel != 0 && pixel != 0xFFFFFF ? 1 : 0;
+      }
+    }
+    HOLDS(between > 100);
+  });
 }
 
 }  // namespace

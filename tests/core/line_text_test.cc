@@ -32,6 +32,15 @@ TEST(DrawableText, ItsFormIsWrittenOutUnlessTheNextCharacterDecides) {
   }
 }
 
+TEST(DrawableText, WhatStandsBehindTheTextDecidesNothing) {
+  for (const wchar_t c : kTextThatTakesSkin) {
+    for (const wchar_t* next : {L"\uFE0E", L"\uFE0F", L"\u200D", L"\U0001F3FB"}) {
+      const std::wstring text = std::wstring(1, c) + next;
+      EXPECT_EQ(tovmx::DrawableText(text.data(), 1), Utf8(std::wstring(1, c) + L"\uFE0E"));
+    }
+  }
+}
+
 TEST(DrawableText, EveryCharacterOfEveryPlaneIsWrittenAsUtf8) {
   // The last of each two are a lead and a trail byte further.
   for (std::uint32_t c = 0x20; c <= 0x10FFFF; c += c < 0x3000 ? 1 : 61) {
@@ -56,6 +65,15 @@ TEST(DrawableText, BreaksBecomeSpacesAndOtherControlsNothing) {
             "abcde");
 }
 
+TEST(DrawableText, OfAllControlCharactersThoseThatDivideBecomeSpaces) {
+  for (wchar_t c = 0; c < 0xA0; ++c) {
+    if (c >= 0x20 && c < 0x7F) continue;
+    const bool divides = (c >= 0x09 && c <= 0x0D) || c == 0x85;
+    EXPECT_EQ(Drawable(std::wstring{L'a', c, L'b'}), divides ? "a b" : "ab") << std::hex << int{c};
+  }
+  EXPECT_EQ(Drawable(L"\x2027\x202F"), Utf8(L"\x2027\x202F"));
+}
+
 TEST(DrawableText, WhatIsNoCharacterBecomesTheReplacementCharacter) {
   for (const std::uint32_t c : {0xD800U, 0xDFFFU, 0xFDD0U, 0xFDEFU, 0xFFFEU, 0xFFFFU, 0x1FFFEU, 0x10FFFFU,
                                 0x110000U, 0x7FFFFFFFU, 0xFFFFFFFFU}) {
@@ -72,6 +90,14 @@ TEST(DrawableText, TheFirst1024DirectionsAreKept) {
       kept += L'x';
     }
     EXPECT_EQ(Drawable(text), Utf8(kept)) << std::hex << static_cast<unsigned>(direction);
+  }
+}
+
+TEST(DrawableText, TheirNeighborsAreNoDirections) {
+  for (const wchar_t other : {L'\x202F', L'\x2065', L'\x206A', L'\x200F'}) {
+    std::wstring text;
+    for (int i = 0; i < 1030; ++i) text += {other, L'x'};
+    EXPECT_EQ(Drawable(text), Utf8(text)) << std::hex << static_cast<unsigned>(other);
   }
 }
 

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
 
 namespace {
 
@@ -132,6 +133,18 @@ TEST_F(TextShaperTest, NewFontsMakeItForgetEverything) {
   ASSERT_TRUE(shaper_.HasFonts(kCoreFontAny));
   for (int i = 0; i < 32; ++i) Mark(Long(i));
   for (int i = 0; i < 32; ++i) ASSERT_TRUE(IsKept(Long(i))) << i;
+}
+
+// What a family's name says of its readers, or else the family itself.
+TEST_F(TextShaperTest, TheLanguageIsThatOfTheReaders) {
+  const std::pair<const wchar_t*, const char*> rows[] = {
+      {L"SimSun", "zh-cn"},         {L"MingLiU", "zh-tw"},
+      {L"MS Mincho", "ja"},         {L"Batang", "ko"},
+      {L"No Such", "zh-cn"},        {L"DejaVu Sans", "zh-cn"},
+      {L"AR PL UMing CN", "zh-cn"}, {L"AR PL UMing TW", "zh-tw"},
+      {L"No Such JP", "ja"},        {L"", "zh-cn"}};
+  for (const auto& [family, language] : rows)
+    EXPECT_STREQ(shaper_.Resolve(Request(family)).language, language);
 }
 
 }  // namespace
