@@ -83,4 +83,20 @@ void PrintJsonLines(const SharedPtr<JsonValue>& array) {
   std::puts(array->Size() == 0 ? "[]" : "\n]");
 }
 
+void PrintJsonMembers(const SharedPtr<JsonValue>& object) {
+  CoreString name;
+  SharedPtr<JsonValue> member;
+  const char* before = "{\n  ";
+  bool more = object->Size() != 0 && object->FirstMember(name, member);
+  for (; member; more = object->NextMember(name, member)) {
+    std::fputs(before, stdout);
+    PrintString(name.c_str());
+    std::fputs(": ", stdout);
+    PrintOnOneLine(*member);
+    before = ",\n  ";
+    if (!more) break;
+  }
+  std::puts(object->Size() == 0 ? "{}" : "\n}");
+}
+
 }  // namespace cli

@@ -13,4 +13,7 @@ tovkit::SharedPtr<tovkit::JsonValue> NewJsonArray();
 // the name can be told from it. Control characters are escapes, too. Nothing of the document may be deep.
 void PrintJsonLines(const tovkit::SharedPtr<tovkit::JsonValue>& array);
 
+// Prints an object in the same way, a member a line.
+void PrintJsonMembers(const tovkit::SharedPtr<tovkit::JsonValue>& object);
+
 }  // namespace cli

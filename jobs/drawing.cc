@@ -45,6 +45,27 @@ void Drawing::AddLines(const SharedPtr<JsonValue>& description, const std::strin
   }
 }
 
+void AddPages(const SharedPtr<JsonValue>& description, const std::string& place,
+              std::vector<Drawing>& pages) {
+  const auto isArray = [](const JsonValue& value) { return value.GetType() == tovkit::JsonArray; };
+  const int count = isArray(*description) ? static_cast<int>(description->Size()) : 0;
+  if (count == 0 || !isArray(*description->GetAt(0))) {
+    for (int i = 1; i < count; ++i) {
+      if (isArray(*description->GetAt(i)))
+        Refuse(place, "element " + std::to_string(i) + " is a page among lines");
+    }
+    pages.emplace_back().AddLines(description, place);
+    return;
+  }
+  for (int i = 0; i < count; ++i) {
+    const SharedPtr<JsonValue> page = description->GetAt(i);
+    if (!isArray(*page)) Refuse(place, "element " + std::to_string(i) + " is no page as those before it are");
+    Drawing& drawing = pages.emplace_back();
+    drawing.Keep(description);
+    drawing.AddLines(page, place + ": page " + std::to_string(i + 1));
+  }
+}
+
 void Drawing::Measure(TextBounds& bounds, Observer& observer) const {
   observer.BeginPart("measuring", static_cast<std::int64_t>(lines_.size()));
   for (const Line& line : lines_) {

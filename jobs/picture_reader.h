@@ -29,6 +29,9 @@ class PictureReader {
   // Throws Error when the frame is broken or beyond the memory limit. Precondition: there is such a frame.
   std::unique_ptr<CoreDib> ReadFrame(int frame);
 
+  // The frame's orientation mark, 1 to 8, as CoreReadOrientation returns it.
+  int ReadOrientation(int frame);
+
  private:
   [[noreturn]] void FailToDecode() const;
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // tovkit info: which libraries run, from where, and what is behind them.
 #include "command.h"
+#include "json_output.h"
 #include "simd_level.h"
 #include "text_output.h"
 
@@ -10,6 +11,7 @@
 #include <tovmx/text_codec.h>
 
 #include <cstdio>
+#include <memory>
 #include <string>
 
 namespace cli {
@@ -42,11 +44,32 @@ void PrintLibraryInfo() {
   PrintList("fonts", CoreFontLoader::DescribeBackends());
 }
 
+void AddTexts(tovkit::JsonValue& object, const char* name, const CoreStringList<CoreString>& texts) {
+  const auto array = object.AddArrayMember(name);
+  for (const CoreString& text : texts) array->InsertString(-1, text.c_str());
+}
+
+void PrintLibraryInfoAsJson() {
+  const auto object = tovkit::Json::Parse("{}", 2, nullptr);
+  object->SetMemberString("version", tovkit::GetLibraryVersion());
+  object->SetMemberString("executableDirectory", tovkit::GetExecutableDirectory().c_str());
+  object->SetMemberString("libtovkitDirectory", tovkit::GetModuleDirectory("libtovkit.so").c_str());
+  object->SetMemberString("libtovmxDirectory", tovkit::GetModuleDirectory("libtovmx.so").c_str());
+  object->SetMemberString("localText", CoreTextCodec::LocalCodeset());
+  object->SetMemberString("vectorLevel", base::SimdLevelName(base::ChosenSimdLevel()));
+  AddTexts(*object, "imageCodecs", CoreCodecRegistry::Get().DescribeBackends());
+  AddTexts(*object, "fonts", CoreFontLoader::DescribeBackends());
+  PrintJsonMembers(object);
+}
+
 }  // namespace
 
 void AddInfoCommand(CLI::App& app) {
-  app.add_subcommand("info", "Print the version, where the libraries are and what is behind them")
-      ->callback(PrintLibraryInfo);
+  const auto json = std::make_shared<bool>(false);
+  CLI::App* const command =
+      app.add_subcommand("info", "Print the version, where the libraries are and what is behind them");
+  command->add_flag("--json", *json, "Print an object instead of lines");
+  command->callback([json] { *json ? PrintLibraryInfoAsJson() : PrintLibraryInfo(); });
 }
 
 }  // namespace cli

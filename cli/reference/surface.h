@@ -15,7 +15,7 @@ class App;
 namespace reference {
 
 // What shells can offer for a value.
-enum class ValueKind { kOther, kFile, kDirectory, kProgram };
+enum class ValueKind { kOther, kFile, kDirectory, kProgram, kCommand };
 
 struct Option {
   std::vector<std::string> names;  // with their dashes; empty for a positional argument

@@ -18,9 +18,10 @@ int ScaledBits(const CoreDib& from) noexcept;
 // About the memory that ScaleBitmap takes besides the two bitmaps.
 std::uint64_t ScalingBytes(const CoreDib& from, CoreSize size) noexcept;
 
-// Fills `to` with `from` scaled to `size` by a triangle filter, as wide as a new pixel when shrinking and as
-// an old one when growing. Colors count by their alpha. The resolution follows the size. False when memory
-// is short.
-[[nodiscard]] bool ScaleBitmap(const CoreDib& from, CoreSize size, CoreDib& to);
+// Fills `to` with `from` scaled to `size` by a filter, as wide as new pixels when shrinking and as old ones
+// when growing. Colors count by their alpha. The resolution follows the size. False when memory is short.
+// Precondition: the filter is not kCoreFilterNearest.
+[[nodiscard]] bool ScaleBitmap(const CoreDib& from, CoreSize size, CoreDib& to,
+                               CoreFilter filter = kCoreFilterTriangle);
 
 }  // namespace tovmx

@@ -11,6 +11,8 @@
 
 #include "font/text_shaper.h"
 
+#include <cairo-pdf.h>
+
 #include <algorithm>
 #include <cmath>
 #include <limits>
@@ -260,6 +262,14 @@ void CoreCanvas::SetInvisibleFont() {
 bool CoreCanvas::Flush() {
   if (!IsGood()) return false;
   cairo_surface_flush(surface_.get());
+  return IsGood();
+}
+
+bool CoreCanvas::NextPage(double width, double height) {
+  if (!IsGood()) return false;
+  cairo_show_page(cairo_.get());
+  cairo_pdf_surface_set_size(surface_.get(), width, height);
+  page_ = {0, 0, width, height};
   return IsGood();
 }
 

@@ -97,3 +97,12 @@ CoreSvgDevice::CoreSvgDevice(CoreOutputStream* stream, float width, float height
     : CoreDocumentDevice(std::make_unique<DocumentCanvas>(
           stream, width, height, 1.0, SvgSurface, tovmx::WithCountedNames, std::make_unique<std::string>())) {
 }
+
+CorePdfPagesDevice::CorePdfPagesDevice(CoreOutputStream* stream, float width, float height)
+    : CoreDocumentDevice(std::make_unique<DocumentCanvas>(stream, width, height, kPointsPerUnit, PdfSurface,
+                                                          AsItIs, std::make_unique<std::string>())) {}
+
+bool CorePdfPagesDevice::NextPage(float width, float height) {
+  return IsSide(width) && IsSide(height) &&
+         canvas_->NextPage(width * kPointsPerUnit, height * kPointsPerUnit);
+}

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include <gtest/gtest.h>
+#include <tovkit/json.h>
 #include <tovkit/util.h>
 
 #include <filesystem>
@@ -55,5 +56,23 @@ TEST(InfoCommand, TellsTheVectorLevelThatRuns) {
 }
 
 TEST(InfoCommand, ArgumentsAreWrongUse) { EXPECT_EQ(RunCommand({"info", "x"}).status, 2); }
+
+TEST(InfoCommand, JsonHoldsWhatTheLinesTell) {
+  const std::string lines = RunCommand({"info"}).out;
+  const CommandResult result = RunCommand({"info", "--json"});
+  EXPECT_EQ(result.status, 0);
+  const auto object =
+      tovkit::Json::Parse(result.out.data(), static_cast<unsigned>(result.out.size()), nullptr);
+  ASSERT_TRUE(object);
+  const auto text = [&object](const char* key) { return std::string(object->GetMemberString(key, "")); };
+  EXPECT_EQ(text("version"), Behind(lines, "version"));
+  EXPECT_EQ(text("executableDirectory"), Behind(lines, "executable directory"));
+  EXPECT_EQ(text("libtovkitDirectory"), Behind(lines, "libtovkit directory"));
+  EXPECT_EQ(text("libtovmxDirectory"), Behind(lines, "libtovmx directory"));
+  EXPECT_EQ(text("localText"), Behind(lines, "local text"));
+  EXPECT_EQ(text("vectorLevel"), Behind(lines, "vector level"));
+  EXPECT_EQ(object->GetMember("imageCodecs")->GetAt(0)->AsString(nullptr), Behind(lines, "image codecs"));
+  EXPECT_EQ(object->GetMember("fonts")->GetAt(0)->AsString(nullptr), Behind(lines, "fonts"));
+}
 
 }  // namespace

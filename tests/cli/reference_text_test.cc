@@ -9,7 +9,6 @@
 namespace {
 
 using reference::Command;
-using reference::Option;
 using reference::Surface;
 using reference::ValueKind;
 

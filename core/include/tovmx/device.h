@@ -192,3 +192,26 @@ class TOVMX_API CoreSvgDevice final : public CoreDocumentDevice {
   /// As CorePdfDevice.
   CoreSvgDevice(CoreOutputStream* stream, float width, float height);
 };
+
+/// A PDF of any number of pages, which share their fonts and emoji. In all else as CorePdfDevice.
+///
+/// \code{.cc}
+/// CoreMemoryOutputStream out;
+/// CorePdfPagesDevice pages(&out, 595, 842);
+/// CoreFontLoader fonts(nullptr);
+/// CoreMatrix place;
+/// place.Translate(50, 100);
+/// pages.DrawText(L"first", 5, fonts, place, 0xFF000000, 32);
+/// if (pages.NextPage(842, 595)) pages.DrawText(L"second, on its side", 19, fonts, place, 0xFF000000, 32);
+/// if (!pages.Finish()) std::puts("no document");
+/// \endcode
+class TOVMX_API CorePdfPagesDevice final : public CoreDocumentDevice {
+ public:
+  /// The first page; as CorePdfDevice.
+  CorePdfPagesDevice(CoreOutputStream* stream, float width, float height);
+
+  /// Ends the present page and starts an empty one, of a size of its own in device units. False for a side
+  /// that is not above 0 or beyond kMaxSide, and the present page goes on; false also when the device has
+  /// failed or finished.
+  bool NextPage(float width, float height);
+};
