@@ -7,7 +7,9 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -18,8 +20,10 @@ constexpr int kHeight = 14;
 struct Component {
   int bits = 8;
   bool isSigned = false;
-  int step = 1;  // one sample for so many pixels both ways
+  int step = 1;  // one sample for so many pixels across and, unless stepDown says otherwise, down
   bool alpha = false;
+  int stepDown = 0;
+  int Down() const { return stepDown != 0 ? stepDown : step; }
 };
 
 // The 8 bits that sample (x, y) of a component stands for.
@@ -63,9 +67,10 @@ std::string Store(const std::vector<Component>& components, OPJ_COLOR_SPACE colo
   std::vector<opj_image_cmptparm_t> forms;
   for (const Component& component : components) {
     opj_image_cmptparm_t form = {};
-    form.dx = form.dy = static_cast<OPJ_UINT32>(component.step);
+    form.dx = static_cast<OPJ_UINT32>(component.step);
+    form.dy = static_cast<OPJ_UINT32>(component.Down());
     form.w = static_cast<OPJ_UINT32>((kWidth + component.step - 1) / component.step);
-    form.h = static_cast<OPJ_UINT32>((kHeight + component.step - 1) / component.step);
+    form.h = static_cast<OPJ_UINT32>((kHeight + component.Down() - 1) / component.Down());
     form.prec = static_cast<OPJ_UINT32>(component.bits);
     form.sgnd = component.isSigned ? 1 : 0;
     forms.push_back(form);
@@ -76,7 +81,7 @@ std::string Store(const std::vector<Component>& components, OPJ_COLOR_SPACE colo
   for (std::size_t c = 0; c < components.size(); ++c) {
     image->comps[c].alpha = components[c].alpha ? 1 : 0;
     OPJ_INT32* out = image->comps[c].data;
-    for (int y = 0; y < kHeight; y += components[c].step) {
+    for (int y = 0; y < kHeight; y += components[c].Down()) {
       for (int x = 0; x < kWidth; x += components[c].step) *out++ = Stored(components[c], Value(c, x, y));
     }
   }
@@ -252,27 +257,69 @@ Argb FromYcc(double y, double cb, double cr) {
 TEST(Jpeg2000Forms, LumaAndChromaBecomeRgb) {
   const Component plain;
   const auto bitmap = Decoded(Store({plain, plain, plain}, OPJ_CLRSPC_SYCC));
-  EXPECT_EQ(Trouble(
-                bitmap.get(),
-                [](int x, int y) { return FromYcc(Value(0, x, y), Value(1, x, y), Value(2, x, y)); }, 1),
+  EXPECT_EQ(Trouble(bitmap.get(),
+                    [](int x, int y) { return FromYcc(Value(0, x, y), Value(1, x, y), Value(2, x, y)); }),
             "");
 }
 
 TEST(Jpeg2000Forms, SubsampledChromaIsSpreadOverItsPixelsWhateverTheColorsAreCalled) {
   const Component luma;
-  const Component chroma{8, false, 2};
-  for (const auto colors : {OPJ_CLRSPC_SYCC, OPJ_CLRSPC_SRGB}) {
-    const auto bitmap = Decoded(Store({luma, chroma, chroma}, colors));
-    EXPECT_EQ(Trouble(
-                  bitmap.get(),
-                  [](int x, int y) {
-                    const int left = x / 2 * 2;
-                    const int top = y / 2 * 2;
-                    return FromYcc(Value(0, x, y), Value(1, left, top), Value(2, left, top));
-                  },
-                  1),
-              "")
-        << static_cast<int>(colors);
+  for (const auto& [across, down] : {std::pair(2, 2), {2, 1}, {1, 2}}) {
+    const Component chroma{8, false, across, false, down};
+    for (const auto colors : {OPJ_CLRSPC_SYCC, OPJ_CLRSPC_SRGB}) {
+      const auto bitmap = Decoded(Store({luma, chroma, chroma}, colors));
+      EXPECT_EQ(Trouble(bitmap.get(),
+                        [across = across, down = down](int x, int y) {
+                          const int left = x / across * across;
+                          const int top = y / down * down;
+                          return FromYcc(Value(0, x, y), Value(1, left, top), Value(2, left, top));
+                        }),
+                "")
+          << static_cast<int>(colors) << ", " << across << " by " << down;
+    }
+  }
+}
+
+// The library's planes have 4 bytes for each sample, besides the bitmap.
+TEST(Jpeg2000Forms, TheLimitPaysForThePlanes) {
+  const Component plain;
+  CoreCodecRegistry& registry = CoreCodecRegistry::Get();
+  const std::uint64_t usual = registry.GetPixelLimit();
+  for (const std::size_t count : {1U, 2U, 3U, 4U}) {
+    const std::string file = Store(std::vector<Component>(count, plain), OPJ_CLRSPC_SRGB);
+    const auto bitmap = Decoded(file);
+    ASSERT_NE(bitmap, nullptr) << count;
+    const std::uint64_t most = bitmap->GetBufferSize() + std::uint64_t{count} * kWidth * kHeight * 4;
+    registry.SetPixelLimit(most);
+    EXPECT_NE(Decoded(file), nullptr) << count;
+    registry.SetPixelLimit(most - 1);
+    EXPECT_EQ(Decoded(file), nullptr) << count;
+    registry.SetPixelLimit(usual);
+  }
+}
+
+// Alpha of fewer samples than the colors, in either direction or both.
+TEST(Jpeg2000Forms, SubsampledAlphaIsSpreadOverItsPixels) {
+  const Component plain;
+  for (const int across : {1, 2, 3}) {
+    for (const int down : {1, 2, 5}) {
+      for (const bool gray : {false, true}) {
+        const Component alpha{8, false, across, true, down};
+        const auto bitmap = gray ? Decoded(Store({plain, alpha}, OPJ_CLRSPC_GRAY))
+                                 : Decoded(Store({plain, plain, plain, alpha}, OPJ_CLRSPC_SRGB));
+        // The sample that lies nearest when all of them are spread evenly.
+        const int columns = (kWidth + across - 1) / across, rows = (kHeight + down - 1) / down;
+        EXPECT_EQ(Trouble(bitmap.get(),
+                          [&](int x, int y) {
+                            Argb argb = gray ? GrayAt(x, y) : RgbAt(x, y);
+                            argb[0] =
+                                Value(gray ? 1 : 3, x * columns / kWidth * across, y * rows / kHeight * down);
+                            return argb;
+                          }),
+                  "")
+            << across << " by " << down << (gray ? ", gray" : "");
+      }
+    }
   }
 }
 
