@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Two parsers, one after the other: the fast one, which knows every valid text and no error, and for whatever
 // it refuses the careful one, which knows the code and the place of each error. So errors cost valid texts
 // nothing, and a text in error is read at most twice.
@@ -11,7 +12,7 @@ namespace tovkit {
 ParseResult ParseText(const char* text, std::size_t length, Document& document) {
   if (ReadFast(text, length, document)) return {rapidjson::kParseErrorNone, 0, true};
   document.GetAllocator().Clear();
-  return CarefulParser(text, length).Parse(document);
+  return ParseCarefully(text, length, document);
 }
 
 }  // namespace tovkit

@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: MIT
+// Why a decoder failed. The first note holds, since what fails first is the cause; an exception leaves the
+// reason that Begin() put down, short memory.
 #include "codec/format_decoder.h"
 
 #include <cstdarg>

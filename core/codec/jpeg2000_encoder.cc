@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // JPEG 2000 in a JP2 file, written by OpenJPEG: lossless unless a quality is given.
 #include "bitmap/row_reader.h"
 #include "codec/codecs.h"

@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: MIT
+// Samples of any width and kind become bytes here, before they are stored as pixels. The file's floats of
+// 16 and 24 bits have no type in the language, so they are taken apart by hand.
 #include "codec/tiff_samples.h"
 
 #include "pixel/color.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Frames of animations, in whatever order they are asked for.
 #include "image_support.h"
 

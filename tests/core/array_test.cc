@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tovmx/array.h>
 #include <tovmx/string.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Details of single formats that no round trip meets.
 #include "image_support.h"
 #include "scratch_dir.h"

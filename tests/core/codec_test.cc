@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Every format there and back, and what all codecs have in common.
 #include "image_support.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tovmx/color_space.h>
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Why a decoder fails: each kind of failure in each format.
 #include "image_support.h"
 

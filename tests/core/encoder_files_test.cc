@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The files that our encoders write, looked at byte by byte where decoding them does not tell.
 #include "image_support.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tovmx/geometry.h>
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // GIF files packed here, code by code, in ways that few programs choose.
 #include "foreign_files.h"
 #include "image_support.h"
@@ -111,7 +112,7 @@ std::uint32_t Color(std::uint8_t index) {
 }
 
 // The first pixel that is not what its index says, or an empty text.
-std::string Trouble(const CoreDib* bitmap, const std::vector<std::uint8_t>& indices) {
+std::string Mismatch(const CoreDib* bitmap, const std::vector<std::uint8_t>& indices) {
   if (bitmap == nullptr) return "no bitmap";
   for (int i = 0; i < kWidth * kHeight; ++i) {
     if (bitmap->GetArgb(i % kWidth, i / kWidth) != Color(indices[static_cast<std::size_t>(i)]))
@@ -129,9 +130,9 @@ TEST_F(GifForms, ATableThatIsFullMayBeClearedAtAnyTimeOrNever) {
     const std::vector<std::uint8_t> indices = Indices(1U << bits);
     for (const long delay : kDelays) {
       const std::string gif = Gif(Pack(indices, bits, delay), bits, bits);
-      EXPECT_EQ(Trouble(image::Decode(gif).get(), indices), "") << bits << " bits, cleared after " << delay;
+      EXPECT_EQ(Mismatch(image::Decode(gif).get(), indices), "") << bits << " bits, cleared after " << delay;
       image::StubbornInput in(gif, gif.size());
-      EXPECT_EQ(Trouble(image::Decode(in).get(), indices), "") << bits << " bits, cleared after " << delay;
+      EXPECT_EQ(Mismatch(image::Decode(in).get(), indices), "") << bits << " bits, cleared after " << delay;
     }
   }
 }
@@ -157,7 +158,7 @@ TEST_F(GifForms, TheNumberOfBitsOfAnIndexIsTheDatasOwn) {
   const std::vector<std::uint8_t> two = Indices(2);
   for (unsigned bits = 1; bits <= 8; ++bits) {
     for (const long delay : {0L, 50L, LONG_MAX})
-      EXPECT_EQ(Trouble(image::Decode(Gif(Pack(two, bits, delay), bits, 1)).get(), two), "")
+      EXPECT_EQ(Mismatch(image::Decode(Gif(Pack(two, bits, delay), bits, 1)).get(), two), "")
           << bits << " bits, cleared after " << delay;
   }
 }

@@ -1,7 +1,7 @@
+// SPDX-License-Identifier: MIT
 // The boxes of JP2 files and the size segment of their code streams, put together byte by byte.
 #include "codec/jpeg2000_box.h"
-#include "codec/jpeg2000_channels.h"
-#include "codec/jpeg2000_size.h"
+#include "codec/jpeg2000_head.h"
 #include "image_support.h"
 
 #include <gtest/gtest.h>
@@ -106,6 +106,24 @@ TEST(Jpeg2000Boxes, TheFirstOfATypeBeforeTheEndIsFound) {
   EXPECT_FALSE(tovmx::FindJpeg2000Box(file, 0, size, 0x65666768, box));
 }
 
+struct Sizes {
+  std::uint32_t width = 100, height = 50, left = 0, top = 0, tileWidth = 100, tileHeight = 50, tileLeft = 0,
+                tileTop = 0, components = 3;
+};
+
+std::string CodeStream(const Sizes& s) {
+  std::string code("\xff\x4f\xff\x51\0\x2f\0\0", 8);
+  for (const std::uint32_t number :
+       {s.width, s.height, s.left, s.top, s.tileWidth, s.tileHeight, s.tileLeft, s.tileTop})
+    code += BigEndian(number, 4);
+  return code + BigEndian(s.components, 2);
+}
+
+// The file with a code stream of so many components behind it.
+std::string WithCode(const std::string& file, std::uint32_t components = 3) {
+  return file + Box("jp2c", CodeStream({.components = components}));
+}
+
 // Two fractions and two powers of ten, the vertical ones first.
 std::string Dots(int up, int upBelow, int across, int acrossBelow, int upTen, int acrossTen) {
   return BigEndian(static_cast<std::uint64_t>(up), 2) + BigEndian(static_cast<std::uint64_t>(upBelow), 2) +
@@ -115,8 +133,10 @@ std::string Dots(int up, int upBelow, int across, int acrossBelow, int upTen, in
 }
 
 tovmx::Jpeg2000Resolution ResolutionOf(const std::string& file, std::uint64_t start = 0) {
-  Memory in(file);
-  return tovmx::ReadJpeg2000Resolution(in, start);
+  Memory in(WithCode(file));
+  in->Seek(start);
+  tovmx::Jpeg2000Head head;
+  return tovmx::ReadJpeg2000Head(in, head) ? head.resolution : tovmx::Jpeg2000Resolution();
 }
 
 TEST(Jpeg2000Boxes, AResolutionIsAFractionTimesAPowerOfTen) {
@@ -200,30 +220,17 @@ TEST(Jpeg2000Boxes, AResolutionIsWrittenWithAsManyDecimalsAsFit) {
   }
 }
 
-struct Sizes {
-  std::uint32_t width = 100, height = 50, left = 0, top = 0, tileWidth = 100, tileHeight = 50, tileLeft = 0,
-                tileTop = 0, components = 3;
-};
-
-std::string CodeStream(const Sizes& s) {
-  std::string code("\xff\x4f\xff\x51\0\x2f\0\0", 8);
-  for (const std::uint32_t number :
-       {s.width, s.height, s.left, s.top, s.tileWidth, s.tileHeight, s.tileLeft, s.tileTop})
-    code += BigEndian(number, 4);
-  return code + BigEndian(s.components, 2);
-}
-
-bool ReadSize(const std::string& file, tovmx::Jpeg2000Size& size, std::size_t at = 0) {
+bool ReadSize(const std::string& file, tovmx::Jpeg2000Head& size, std::size_t at = 0) {
   Memory in(file);
   in->Seek(at);
-  return tovmx::ReadJpeg2000Size(in, size);
+  return tovmx::ReadJpeg2000Head(in, size);
 }
 
 TEST(Jpeg2000Sizes, ACodeStreamIsFoundBareOrInItsBox) {
   const std::string code = CodeStream({.components = 0x0102}) + "tail";
   for (const std::size_t ahead : {0U, 5U}) {
     const std::string gap(ahead, 'j');
-    tovmx::Jpeg2000Size size;
+    tovmx::Jpeg2000Head size;
     ASSERT_TRUE(ReadSize(gap + code, size, ahead));
     EXPECT_TRUE(size.bare);
     EXPECT_EQ(size.tiles, 1U);
@@ -231,7 +238,7 @@ TEST(Jpeg2000Sizes, ACodeStreamIsFoundBareOrInItsBox) {
     EXPECT_EQ(size.codeBytes, code.size());
     for (const std::string& boxed :
          {Box("jP  ", "....") + Box("jp2c", code), Box("ftyp", code) + LongBox("jp2c", code)}) {
-      tovmx::Jpeg2000Size inside;
+      tovmx::Jpeg2000Head inside;
       ASSERT_TRUE(ReadSize(gap + boxed, inside, ahead));
       EXPECT_FALSE(inside.bare);
       EXPECT_EQ(inside.tiles, 1U);
@@ -239,7 +246,7 @@ TEST(Jpeg2000Sizes, ACodeStreamIsFoundBareOrInItsBox) {
       EXPECT_EQ(inside.codeBytes, code.size());
     }
   }
-  tovmx::Jpeg2000Size size;
+  tovmx::Jpeg2000Head size;
   EXPECT_FALSE(ReadSize(Box("ftyp", code), size)) << "no box of a code stream";
   EXPECT_FALSE(ReadSize(Box("jp2c", "x" + code), size)) << "no code stream in it";
 }
@@ -247,7 +254,7 @@ TEST(Jpeg2000Sizes, ACodeStreamIsFoundBareOrInItsBox) {
 TEST(Jpeg2000Sizes, ACodeStreamThatIsCutHasNoSize) {
   for (const std::string& whole : {CodeStream({}), Box("jp2c", CodeStream({}))}) {
     for (std::size_t length = 0; length <= whole.size(); ++length) {
-      tovmx::Jpeg2000Size size;
+      tovmx::Jpeg2000Head size;
       EXPECT_EQ(ReadSize(whole.substr(0, length), size), length == whole.size()) << length;
     }
   }
@@ -274,13 +281,13 @@ TEST(Jpeg2000Sizes, TilesAreCountedFromTheirOriginToTheEndOfTheCanvas) {
       {{.width = kMost, .height = kMost, .tileWidth = 1, .tileHeight = 1}, std::uint64_t{kMost} * kMost},
       {{.width = kMost, .height = 1, .tileWidth = kMost, .tileHeight = kMost}, 1}};
   for (const auto& row : rows) {
-    tovmx::Jpeg2000Size size;
+    tovmx::Jpeg2000Head size;
     ASSERT_TRUE(ReadSize(CodeStream(row.sizes), size)) << row.tiles;
     EXPECT_EQ(size.tiles, row.tiles);
   }
   for (const Sizes& senseless :
        {Sizes{.tileWidth = 0}, Sizes{.tileHeight = 0}, Sizes{.tileLeft = 101}, Sizes{.tileTop = 51}}) {
-    tovmx::Jpeg2000Size size;
+    tovmx::Jpeg2000Head size;
     EXPECT_FALSE(ReadSize(CodeStream(senseless), size));
   }
 }
@@ -303,7 +310,7 @@ std::string Palette(unsigned channels) {
 
 // Where boxes lie, and what is told of the channels.
 TEST(Jpeg2000Channels, AreThoseOfTheHeadersBoxes) {
-  const std::string head = Box("ihdr", "0123456789abcd"), code = Box("jp2c", Colors(1, 12));
+  const std::string head = Box("ihdr", "0123456789abcd");
   const std::string map = Box("cmap", std::string("\0\0\1\0", 4));
   const struct {
     std::string file;
@@ -323,7 +330,7 @@ TEST(Jpeg2000Channels, AreThoseOfTheHeadersBoxes) {
       // Only behind the header box, never before it or behind the code stream.
       {Colors(1, 12) + Box("jp2h", head), 4, 4, false, false},
       {Box("jp2h", head) + Colors(1, 12), 4, 4, true, false},
-      {Box("jp2h", head) + code + Colors(1, 12), 4, 4, false, false},
+      {WithCode(Box("jp2h", head), 4) + Colors(1, 12), 4, 4, false, false},
       {Box("jp2h", Box("jp2h", Colors(1, 12))), 4, 4, false, false},
       {Box("jp2h", head + Palette(3) + map), 1, 3, false, false},
       {Box("jp2h", head + map + Palette(3)), 1, 3, false, false},
@@ -350,8 +357,11 @@ TEST(Jpeg2000Channels, AreThoseOfTheHeadersBoxes) {
   for (std::size_t i = 0; i < std::size(rows); ++i) {
     const auto& row = rows[i];
     for (const std::size_t ahead : {0U, 9U}) {
-      Memory in(std::string(ahead, 'x') + row.file);
-      const tovmx::Jpeg2000Channels got = tovmx::ReadJpeg2000Channels(in, ahead, row.components);
+      Memory in(std::string(ahead, 'x') + WithCode(row.file, row.components));
+      in->Seek(ahead);
+      tovmx::Jpeg2000Head whole;
+      ASSERT_TRUE(tovmx::ReadJpeg2000Head(in, whole)) << i;
+      const tovmx::Jpeg2000Channels& got = whole.channels;
       EXPECT_EQ(got.count, row.count) << i;
       EXPECT_EQ(got.cmyk, row.cmyk) << i;
       EXPECT_EQ(got.alphaTold, row.alpha) << i;

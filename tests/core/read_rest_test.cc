@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "io/read_rest.h"
 
 #include "image_support.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Rows in plain layouts and scaled bitmaps, compared with the same worked out pixel by pixel.
 #include "bitmap/scale.h"
 

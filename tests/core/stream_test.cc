@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tovmx/stream.h>
 
 #include <fcntl.h>

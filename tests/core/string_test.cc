@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tovmx/string.h>
 #include <tovmx/string_list.h>
 
