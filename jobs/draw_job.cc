@@ -21,7 +21,7 @@ void Run(const DrawJob& job, Observer& observer) {
   TextBounds bounds;
   drawing.Measure(bounds, observer);
   const Placement placement = job.size ? Placement{*job.size, {}, {}} : Fit(bounds);
-  WritePage(job.output, job.format, {placement.size, job.dpi, job.background},
+  WritePage(job.output, job.format, {placement.size, job.dpi, job.background, job.effort},
             [&](CoreDevice& device) { drawing.Draw(placement, device, observer); });
 }
 

@@ -28,6 +28,7 @@ struct DrawJob {
   std::optional<CoreSizeF> size = std::nullopt;  // device units, 96 to the inch; else what the text needs
   float dpi = 96;                                // of a picture
   std::uint32_t background = 0xFFFFFFFF;         // 0xAARRGGBB
+  int effort = 0;                                // 1 to 9, of a picture; 0 is the format's default
 };
 
 // Throws Error; an output file then stays as it was.

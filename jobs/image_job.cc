@@ -16,7 +16,7 @@ void Run(const ImageJob& job, Observer& observer) {
   if (!job.target) return;
   const std::unique_ptr<CoreDib> bitmap = reader.ReadFrame(job.frame);
   for (const CoreRect& rect : job.erased) tovkit::DeleteRectDib(bitmap.get(), rect);
-  WritePicture(*bitmap, job.target->format, job.target->quality, job.target->output);
+  WritePicture(*bitmap, job.target->format, job.target->quality, job.target->output, job.target->effort);
 }
 
 }  // namespace jobs

@@ -79,7 +79,8 @@ void WritePage(const Output& output, const OutputFormat& format, const Page& pag
     case OutputFormat::Document::kNone: {
       CoreDib picture;
       RenderPage(page, paint, output.name(), picture);
-      EncodePicture(picture, format.picture, 0, output.name(), writer);
+      if (page.background >> 24 == 255) CoreDropAlpha(&picture);
+      EncodePicture(picture, format.picture, 0, output.name(), writer, page.effort);
     }
   }
   writer.Commit();

@@ -47,6 +47,7 @@ void Draw(const DrawOptions& options) {
   job.size = jobs::ParsePageSize(options.size);
   job.dpi = options.dpi;
   job.background = jobs::ParseBackground(options.background).value_or(job.background);
+  job.effort = options.output.effort;
   DrawObserver observer(options.verbose);
   jobs::Run(job, observer);
   output.Finish();
@@ -66,6 +67,9 @@ void AddDrawCommand(CLI::App& app) {
       ->required();
   draw->add_option("--format", options->output.format, "Format of the page, whatever its extension")
       ->type_name("NAME");
+  draw->add_option("--effort", options->output.effort,
+                   "1 to 9: how much work goes into a smaller file; PNG only (default: 5)")
+      ->check(CLI::Range(1, 9));
   draw->add_option("--size", options->size,
                    "Width and height, 96 to the inch; without it, what the text needs")
       ->type_name("WxH")

@@ -75,7 +75,7 @@ void Image(const ImageOptions& options) {
   JobOutput output(options.out.file);
   if (!options.out.file.empty()) {
     const jobs::OutputFormat format = ChooseFormat(options.out, jobs::OutputKind::kPicture);
-    job.target = jobs::ImageJob::Target{output.Target(), format.picture, options.quality};
+    job.target = jobs::ImageJob::Target{output.Target(), format.picture, options.quality, options.out.effort};
   }
   ImageObserver observer(options.info);
   jobs::Run(job, observer);
@@ -114,6 +114,11 @@ void AddImageCommand(CLI::App& app) {
       ->add_option("--quality", options->quality,
                    "1 to 100; by default 90 for JPEG, and no loss for WebP and JPEG 2000")
       ->check(CLI::Range(1, 100))
+      ->needs(out);
+  command
+      ->add_option("--effort", options->out.effort,
+                   "1 to 9: how much work goes into a smaller file; PNG only (default: 5)")
+      ->check(CLI::Range(1, 9))
       ->needs(out);
   command->add_option("--frame", options->frame, "Which frame or page, counted from 1")
       ->check(CLI::Range(1, 1 << 30))

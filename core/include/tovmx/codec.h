@@ -193,3 +193,16 @@ TOVMX_API const char* CoreGetUnsupportedFeature(const CoreImageDecoder* decoder)
 /// A failure in words: "no failure", "not this format", "broken", "unsupported", "over the limit", "not
 /// there"; "unknown" for any other value. A static text.
 TOVMX_API const char* CoreDecodeFailureName(CoreDecodeFailure failure) noexcept;
+
+/// The effort of an encoder that was told of none.
+constexpr int kCoreDefaultEffort = 5;
+
+/// How much work an encoder puts into a smaller file, 1 (least) to 9 (most); values outside count as the
+/// nearest. The picture is the same with each. True, or false and nothing changed for a null pointer, for a
+/// format without a choice (all but PNG), and for an encoder that is not from CoreCodecFactory.
+///
+/// \code{.cc}
+/// const auto encoder = CoreCodecRegistry::Get().GetFactory().CreateEncoder(kCoreImagePng);
+/// if (!CoreSetEffort(encoder.get(), 9)) std::puts("one size for all");
+/// \endcode
+TOVMX_API bool CoreSetEffort(CoreImageEncoder* encoder, int effort) noexcept;

@@ -128,6 +128,8 @@ class TOVMX_API CoreDib {
     return static_cast<std::size_t>(stride_) * static_cast<std::size_t>(row);
   }
 
+  friend TOVMX_API bool CoreDropAlpha(CoreDib* bitmap) noexcept;
+
   std::uint8_t* pixels_ = nullptr;
   int width_ = 0;
   int height_ = 0;
@@ -138,3 +140,12 @@ class TOVMX_API CoreDib {
   std::vector<std::uint32_t> palette_;      // 0x00BBGGRR
   std::vector<std::uint8_t> paletteAlpha_;  // as long as the palette, or empty while all are opaque
 };
+
+/// Makes a bitmap of 32 bits one of 24 in place: the colors stay as they are and the alpha goes, whatever it
+/// was. The buffer may move. True, or false and nothing changed for a null pointer and for another depth.
+///
+/// \code{.cc}
+/// CoreDib page;
+/// if (page.Create(2, 2, 32) && CoreDropAlpha(&page)) std::printf("%d bits\n", page.GetBitsPerPixel());
+/// \endcode
+TOVMX_API bool CoreDropAlpha(CoreDib* bitmap) noexcept;
