@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: MIT
+// A description of text becomes calls of a device: members with their defaults, then the font, then one
+// DrawText a line.
 #include "tovkit/imaging.h"
 
 #include <tovmx/device.h>

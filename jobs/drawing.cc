@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: MIT
+// A text is measured by drawing it on a device that draws nothing, then drawn on a page of that size. So
+// both use the same code and cannot differ.
 #include "drawing.h"
 
 #include "error.h"
@@ -36,7 +39,30 @@ void Drawing::AddLines(const SharedPtr<JsonValue>& description, const std::strin
     const std::string name = "element " + std::to_string(i);
     SharedPtr<const JsonValue> element = description->GetAt(i);
     if (element->GetType() != tovkit::JsonObject) Refuse(place, name + " is no object");
-    lines_.push_back({std::move(element), place + ": " + name});
+    std::string line = place;
+    line.append(": ").append(name);
+    lines_.push_back({std::move(element), std::move(line)});
+  }
+}
+
+void AddPages(const SharedPtr<JsonValue>& description, const std::string& place,
+              std::vector<Drawing>& pages) {
+  const auto isArray = [](const JsonValue& value) { return value.GetType() == tovkit::JsonArray; };
+  const int count = isArray(*description) ? static_cast<int>(description->Size()) : 0;
+  if (count == 0 || !isArray(*description->GetAt(0))) {
+    for (int i = 1; i < count; ++i) {
+      if (isArray(*description->GetAt(i)))
+        Refuse(place, "element " + std::to_string(i) + " is a page among lines");
+    }
+    pages.emplace_back().AddLines(description, place);
+    return;
+  }
+  for (int i = 0; i < count; ++i) {
+    const SharedPtr<JsonValue> page = description->GetAt(i);
+    if (!isArray(*page)) Refuse(place, "element " + std::to_string(i) + " is no page as those before it are");
+    Drawing& drawing = pages.emplace_back();
+    drawing.Keep(description);
+    drawing.AddLines(page, place + ": page " + std::to_string(i + 1));
   }
 }
 

@@ -1,4 +1,5 @@
-// Drawing: the lines of text that JSON descriptions hold, and how they are placed on a page.
+// SPDX-License-Identifier: MIT
+// Drawing: the lines of text that JSON descriptions hold for one page, and how they are placed on it.
 //
 //   Drawing drawing;
 //   drawing.AddLines(ReadJson(input), input.name());
@@ -32,6 +33,9 @@ class Drawing {
   // for anything else and for an empty array.
   void AddLines(const tovkit::SharedPtr<tovkit::JsonValue>& description, const std::string& place);
 
+  // Keeps the document alive whose part the lines are.
+  void Keep(const tovkit::SharedPtr<tovkit::JsonValue>& document) { roots_.push_back(document); }
+
   // Shows the lines to `bounds`. Throws Error for a line that cannot be drawn. Tells the observer of fonts
   // that stand in for others.
   void Measure(TextBounds& bounds, Observer& observer) const;
@@ -47,6 +51,12 @@ class Drawing {
   std::vector<tovkit::SharedPtr<tovkit::JsonValue>> roots_;  // keep the lines alive
   std::vector<Line> lines_;
 };
+
+// Adds a drawing for each page of a description: one for an object or an array of lines, several for an array
+// of arrays. Throws Error naming `place`, and the page and element, for anything else, for lines among pages
+// and for a page without a line.
+void AddPages(const tovkit::SharedPtr<tovkit::JsonValue>& description, const std::string& place,
+              std::vector<Drawing>& pages);
 
 // A page that the lines fill, but for a margin.
 Placement Fit(const TextBounds& bounds);

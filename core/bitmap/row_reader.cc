@@ -1,3 +1,7 @@
+// SPDX-License-Identifier: MIT
+// Rows of any bitmap in one of five layouts. A row that has the layout already is handed out where it lies.
+// Any other is made in one scratch row, and a palette is turned into the layout once, so that a pixel costs
+// one look-up.
 #include "bitmap/row_reader.h"
 
 #include "pixel/color.h"
@@ -6,6 +10,7 @@
 #include <emmintrin.h>
 
 #include <algorithm>
+#include <cassert>
 #include <cstddef>
 #include <utility>
 
@@ -104,6 +109,7 @@ RowReader::RowReader(const CoreDib& bitmap, RowLayout layout) : bitmap_(bitmap),
 }
 
 const std::uint8_t* RowReader::Row(int y) {
+  assert(y >= 0 && y < bitmap_.GetHeight());
   const std::uint8_t* row = bitmap_.GetRow(y);
   if (inPlace_) return row;
   if (bitmap_.GetBitsPerPixel() <= 8) {

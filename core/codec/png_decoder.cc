@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // PNG. Plain files in memory are read in one piece; all others by libpng, straight into the rows of the
 // bitmap.
 #include "codec/codecs.h"

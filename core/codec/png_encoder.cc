@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // PNG, put together here around rows that libdeflate compresses in one piece. Pictures that are too large for
 // that are written row by row by libpng.
 #include "bitmap/row_reader.h"
