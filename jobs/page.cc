@@ -122,7 +122,8 @@ void WriteOnePage(const Output& output, const OutputFormat& format, const Page& 
 
 void RenderPage(const Page& page, const std::function<void(CoreDevice&)>& paint, const std::string& place,
                 CoreDib& bitmap) {
-  const auto [width, height] = PixelSizeOf(page);
+  const double width = PixelSizeOf(page).width;
+  const double height = PixelSizeOf(page).height;
   if (std::max(width, height) > CoreBitmapDevice::kMaxSide) {
     RefuseSize(place, width, height, CoreBitmapDevice::kMaxSide);
   }

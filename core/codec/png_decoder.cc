@@ -80,8 +80,10 @@ bool ReadPlain(const CoreInputStream& stream, CoreDib& bitmap) {
   const auto png = FindPlainPng(view + position, static_cast<std::size_t>(stream.GetSize() - position));
   // Nothing shrinks to less than a 1032nd, so what is promised cannot be far from what has arrived.
   if (!png || png->InflatedBytes() / 1032 > png->compressed) return false;
-  if (!FitsPixelLimit(png->width, png->height, png->BitsPerPixel(), png->InflatedBytes())) return false;
-  if (!bitmap.Create(static_cast<int>(png->width), static_cast<int>(png->height), png->BitsPerPixel()))
+  const auto width = static_cast<int>(png->width);
+  const auto height = static_cast<int>(png->height);
+  if (!FitsPixelLimit(width, height, png->BitsPerPixel(), png->InflatedBytes()) ||
+      !bitmap.Create(width, height, png->BitsPerPixel()))
     return false;
   bitmap.SetDpi(DotsPerInch(png->dotsX), DotsPerInch(png->dotsY));
   if (png->paletteSize > 0) bitmap.SetPalette(png->palette.data(), png->paletteSize);
