@@ -59,7 +59,7 @@ void Run(const DrawJob& job, Observer& observer) {
     drawing.Measure(bounds, observer);
     const bool fits = !job.size && under == nullptr;
     placements.push_back(fits ? Fit(bounds) : Placement{job.size.value_or(CoreSizeF()), {}, {}});
-    pages.push_back({placements.back().size, job.dpi, job.background, under.get()});
+    pages.push_back({placements.back().size, job.dpi, job.background, under.get(), job.effort});
   }
   WritePages(job.output, job.format, pages, [&](std::size_t page, CoreDevice& device) {
     drawings[page].Draw(placements[page], device, observer);

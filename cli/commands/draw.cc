@@ -105,6 +105,7 @@ void Draw(const DrawOptions& options) {
   job.size = jobs::ParsePageSize(options.size);
   job.dpi = options.dpi;
   job.background = jobs::ParseBackground(options.background).value_or(job.background);
+  job.effort = options.output.effort;
   DrawObserver observer(options.verbose);
   jobs::Run(job, observer);
   output.Finish();
@@ -194,6 +195,9 @@ void AddDrawCommand(CLI::App& app) {
       ->required();
   draw->add_option("--format", options->output.format, "Format of the page, whatever its extension")
       ->type_name("NAME");
+  draw->add_option("--effort", options->output.effort,
+                   "1 to 9: how much work goes into a smaller file; PNG only (default: 5)")
+      ->check(CLI::Range(1, 9));
   CLI::Option* const size =
       draw->add_option(
               "--size", options->size,

@@ -123,6 +123,35 @@ TEST_F(Draw, EveryPictureFormatOfTheRegistryIsWritten) {
   }
 }
 
+TEST_F(Draw, APageOnAnOpaqueBackgroundHasNoAlpha) {
+  for (const char* name : {"a.png", "a.tif", "a.webp", "a.jp2", "a.bmp"}) {
+    ExpectDrawn(R"({"Content": "HHH"})", name, {"--size", "121x60", "--background", "#fffde7"});
+    const auto opaque = Picture(Path(name));
+    ASSERT_NE(opaque, nullptr) << name;
+    EXPECT_EQ(opaque->GetBitsPerPixel(), 24) << name;
+    EXPECT_EQ(opaque->GetArgb(120, 59), 0xFFFFFDE7) << name;
+    EXPECT_TRUE(IsDarkSomewhere(*opaque, 0, 0, 60, 40)) << name;
+    ExpectDrawn(R"({"Content": "HHH"})", name, {"--size", "121x60", "--background", "none"});
+    const auto clear = Picture(Path(name));
+    ASSERT_NE(clear, nullptr) << name;
+    EXPECT_EQ(clear->GetBitsPerPixel(), 32) << name;
+    EXPECT_EQ(clear->GetArgb(120, 59) >> 24, 0U) << name;
+  }
+}
+
+TEST_F(Draw, EffortIsForPngAlone) {
+  ExpectDrawn(R"({"Content": "HHH"})", "least.png", {"--effort", "1"});
+  ExpectDrawn(R"({"Content": "HHH"})", "most.png", {"--effort", "9"});
+  EXPECT_LT(ReadAll(Path("most.png")).size(), ReadAll(Path("least.png")).size());
+  for (const char* name : {"a.jpg", "a.pdf", "a.svg"}) {
+    const CommandResult result = Run(R"({"Content": "HHH"})", name, {"--effort", "5"});
+    EXPECT_EQ(result.status, 2) << name;
+    EXPECT_NE(result.err.find("--effort: there is no choice of it for "), std::string::npos) << result.err;
+    EXPECT_FALSE(std::filesystem::exists(Path(name)));
+  }
+  EXPECT_EQ(Run(R"({"Content": "HHH"})", "a.png", {"--effort", "10"}).status, 2);
+}
+
 TEST_F(Draw, TheTextOfAPdfIsTheContent) {
   for (const char* content :
        {"Plain words and 123", "\u5B8B\u4F53 \u4E2D\u6587", "fi ffi fl \u00E9\u00FC\u00DF",
