@@ -19,6 +19,7 @@
 namespace cli {
 
 void AddBase64Command(CLI::App& app);
+void AddBatchCommand(CLI::App& app);
 void AddDrawCommand(CLI::App& app);
 void AddHelpCommand(CLI::App& app);
 void AddHitCommand(CLI::App& app);
@@ -37,6 +38,7 @@ namespace {
 void AddCommands(CLI::App& app) {
   app.require_subcommand(1);
   AddBase64Command(app);
+  AddBatchCommand(app);
   AddDrawCommand(app);
   AddHelpCommand(app);
   AddHitCommand(app);

@@ -19,6 +19,8 @@ install(TARGETS ${exported_targets} EXPORT tovkitTargets
 install(EXPORT tovkitTargets NAMESPACE tovkit:: DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/tovkit COMPONENT development)
 if(TARGET tovkit_command)
   install(TARGETS tovkit_command DESTINATION ${CMAKE_INSTALL_BINDIR})
+  install(TARGETS tovkit_worker DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/tovkit)
+  install(FILES share/tovkit/job.schema.json share/tovkit/result.schema.json DESTINATION ${CMAKE_INSTALL_DATADIR}/tovkit)
   install(FILES "${PROJECT_BINARY_DIR}/cli/tovkit.1" DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
   install(FILES "${PROJECT_BINARY_DIR}/cli/tovkit.bash" RENAME tovkit
           DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)

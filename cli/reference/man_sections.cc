@@ -43,6 +43,8 @@ const std::vector<ManSection> kManSections = {
       {ManEntry::kExample, "tovkit pages --count 12 '1,3-5,9'", "Which pages does a person mean?"},
       {ManEntry::kExample, "tovkit base64 hello.png > hello.txt\ntovkit base64 -d hello.txt > again.png",
        "To Base64 and back:"},
+      {ManEntry::kExample, "tovkit batch jobs.jsonl --directory out --results results.jsonl --resume",
+       "Draw many pages, a job on each line, and go on where an earlier run ended:"},
       {ManEntry::kExample, "tovkit run --timeout 2m --kill-after 10s --stdout uname.txt -- uname -a",
        "Give a program two minutes, and all that it has started ten seconds more after TERM:"}}},
     {"EXIT STATUS",
@@ -50,6 +52,7 @@ const std::vector<ManSection> kManSections = {
       {ManEntry::kTerm, "1", "It failed; one line on standard error says what and where."},
       {ManEntry::kTerm, "2", "The command line was wrong."},
       {ManEntry::kTerm, "3", "hit: the point does not touch the path."},
+      {ManEntry::kTerm, "75", "batch: interrupted with jobs left to do."},
       {ManEntry::kTerm, "124 to 127, 128 + N",
        "run: the time was up, run itself failed, the program cannot be executed, it is not found, signal N "
        "ended it. Every other status is the program's own."}}},
@@ -59,6 +62,10 @@ const std::vector<ManSection> kManSections = {
       {ManEntry::kTerm, "NO_COLOR", "When set, nothing is printed in color."},
       {ManEntry::kTerm, "PATH", "Where run looks for programs."},
       {ManEntry::kTerm, "SOURCE_DATE_EPOCH", "When set, the date that is written into pages."},
+      {ManEntry::kTerm, "TMPDIR",
+       "Where batch keeps its table of ids, in a file without a name (default: /tmp)."},
+      {ManEntry::kTerm, "TOVKIT_JOB",
+       "The worker program of batch (default: libexec/tovkit/tovkit-job beside the library)."},
       {ManEntry::kTerm, "TOVKIT_SIMD",
        "scalar, avx2 or avx512: the vector code to use. The results are the same."}}},
     {"FILES",
@@ -66,7 +73,9 @@ const std::vector<ManSection> kManSections = {
        "In the folder of an output, for the instant in which it replaces a file, or for longer where the "
        "file "
        "system has no files without a name. What a killed run leaves there, the next to the same output "
-       "removes."}}},
+       "removes."},
+      {ManEntry::kTerm, "share/tovkit/job.schema.json, result.schema.json",
+       "JSON Schemas of the jobs that batch reads and the results that it writes."}}},
     {"SEE ALSO",
      {{ManEntry::kPage, "base64", "(1),"},
       {ManEntry::kPage, "fc-list", "(1),"},

@@ -92,6 +92,8 @@ Jpeg2000Resolution ReadJpeg2000Resolution(CoreInputStream& stream, const Jpeg200
     Jpeg2000Box box;
     std::uint8_t numbers[kNumbers];
     if (!FindJpeg2000Box(stream, resolution.content, resolution.end, type, box)) continue;
+    // Cut: its numbers would be those of the next box.
+    if (box.end != UINT64_MAX && box.end > resolution.end) continue;
     if (!stream.Seek(box.content) || !ReadExactly(stream, numbers, kNumbers)) continue;
     return {Dpi(numbers + 4, numbers[9]), Dpi(numbers, numbers[8])};  // the vertical one comes first
   }

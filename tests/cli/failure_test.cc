@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The line of a failure and the caret below the place that is meant.
 #include "byte_count.h"
 #include "run_command.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Which subcommand a word is taken for, beside a plain search for the fewest edits.
 #include <gtest/gtest.h>
 

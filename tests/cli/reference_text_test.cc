@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The man page and the completions of a small surface, every character of them.
 #include "reference/surface.h"
 
@@ -8,7 +9,6 @@
 namespace {
 
 using reference::Command;
-using reference::Option;
 using reference::Surface;
 using reference::ValueKind;
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // How high and how wide a line is, beside what its fonts say of themselves.
 #include <tovmx/font.h>
 

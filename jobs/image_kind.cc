@@ -1,0 +1,70 @@
+// SPDX-License-Identifier: MIT
+#include "error.h"
+#include "image_job.h"
+#include "job_kind.h"
+#include "output_format.h"
+
+namespace jobs {
+
+namespace {
+
+CoreRect RectangleOf(const tovkit::SharedPtr<tovkit::JsonValue>& edges, const std::string& place) {
+  CoreRect rect;
+  int* const targets[] = {&rect.left, &rect.top, &rect.right, &rect.bottom};
+  bool whole = edges->Size() == 4;
+  for (int i = 0; whole && i < 4; ++i) {
+    const auto edge = edges->GetAt(i);
+    whole = (edge->GetType() == tovkit::JsonInt || edge->GetType() == tovkit::JsonUint) &&
+            edge->GetInt(*targets[i]);
+  }
+  if (!whole)
+    throw Error(ErrorKind::kInput, place, "four whole numbers, left, top, right and bottom, are expected");
+  return rect;
+}
+
+PictureSize SizeOf(Members& step, const std::string& text) {
+  const auto size = ParsePictureSize(text);
+  if (!size) step.Refuse("resize", "'" + text + "' is no size such as 800x600, 800x, x600 or 50%");
+  return *size;
+}
+
+// The one thing that a step does.
+PictureStep TakeStep(Members& step, const std::string& place) {
+  if (const auto edges = step.TakeArray("erase")) return EraseStep{RectangleOf(edges, place + ": erase")};
+  if (const auto edges = step.TakeArray("crop")) return CropStep{RectangleOf(edges, place + ": crop")};
+  if (const auto size = step.TakeText("resize")) return ResizeStep{SizeOf(step, *size)};
+  if (step.TakeFlag("upright").value_or(false)) return UprightStep{};
+  step.Refuse("", "no step; there are erase, crop, resize and upright");
+}
+
+PictureSteps TakeSteps(Members& members) {
+  PictureSteps taken;
+  const auto steps = members.TakeArray("steps");
+  for (int i = 0; steps && i < static_cast<int>(steps->Size()); ++i) {
+    const std::string place = "steps: element " + std::to_string(i);
+    Members step(steps->GetAt(i), place);
+    taken.push_back(TakeStep(step, place));
+    step.Finish();
+  }
+  return taken;
+}
+
+}  // namespace
+
+void RunImageKind(Members& members, JobBench& bench, JobResult&) {
+  const std::string name = members.NeedText("image");
+  const std::string formatName = members.TakeText("format").value_or(ExtensionOf(bench.out));
+  const auto format = FindOutputFormat(formatName, OutputKind::kPicture);
+  if (!format) throw Error(ErrorKind::kInput, bench.out, WhyNoOutputFormat(formatName));
+  const int quality = members.TakeWhole("quality", 1, 100).value_or(0);
+  if (bench.input == nullptr) members.Refuse("image", "no folder of input files was given");
+  ImageJob job{Input::Memory({}, name), members.TakeWhole("frame", 1, 1 << 30).value_or(1)};
+  job.steps = TakeSteps(members);
+  members.Finish();
+  const OpenDescriptor file = bench.input->OpenFile(name);
+  job.picture = Input::Descriptor(file.get(), name);
+  job.target = ImageJob::Target{Output::Memory(&bench.output, bench.out), format->picture, quality};
+  Run(job, bench.observer);
+}
+
+}  // namespace jobs
