@@ -159,8 +159,8 @@ TEST_F(DrawForms, AnArrayOfArraysIsATiffOfPages) {
   const auto first = Picture("a.tif", 0);
   const auto second = Picture("a.tif", 1);
   ASSERT_TRUE(first != nullptr && second != nullptr);
-  EXPECT_GT(InkOf(*first).bottom, 40);
-  EXPECT_LT(InkOf(*second).bottom, 30);
+  EXPECT_GT(InkOf(*first).bottom, 30);
+  EXPECT_LT(InkOf(*second).bottom, 25);
 }
 
 TEST_F(DrawForms, OtherFormatsNumberTheirFiles) {
