@@ -16,6 +16,7 @@
 namespace cli {
 
 void AddBase64Command(CLI::App& app);
+void AddDoctorCommand(CLI::App& app);
 void AddDrawCommand(CLI::App& app);
 void AddHelpCommand(CLI::App& app);
 void AddHitCommand(CLI::App& app);
@@ -34,6 +35,7 @@ namespace {
 void AddCommands(CLI::App& app) {
   app.require_subcommand(1);
   AddBase64Command(app);
+  AddDoctorCommand(app);
   AddDrawCommand(app);
   AddHelpCommand(app);
   AddHitCommand(app);

@@ -18,6 +18,7 @@ install(TARGETS ${exported_targets} EXPORT tovkitTargets
 install(EXPORT tovkitTargets NAMESPACE tovkit:: DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/tovkit COMPONENT development)
 if(TARGET tovkit_command)
   install(TARGETS tovkit_command DESTINATION ${CMAKE_INSTALL_BINDIR})
+  install(FILES cli/line.schema.json DESTINATION ${CMAKE_INSTALL_DATADIR}/tovkit)
   install(FILES "${PROJECT_BINARY_DIR}/cli/tovkit.1" DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
   install(FILES "${PROJECT_BINARY_DIR}/cli/tovkit.bash" RENAME tovkit
           DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)

@@ -2,10 +2,12 @@
 
 #include "drawing.h"
 #include "error.h"
-#include "json_reader.h"
+#include "json_source.h"
 #include "page.h"
 
 #include <tovmx/font.h>
+
+#include <memory>
 
 namespace jobs {
 
@@ -17,9 +19,9 @@ void Run(const DrawJob& job, Observer& observer) {
     }
   }
   Drawing drawing;
-  for (const Input& input : job.descriptions) drawing.AddLines(ReadJson(input), input.name());
+  for (const Input& input : job.descriptions) drawing.AddLines(std::make_shared<JsonSource>(input));
   TextBounds bounds;
-  drawing.Measure(bounds, observer);
+  drawing.Measure(bounds, job.size, observer);
   const Placement placement = job.size ? Placement{*job.size, {}, {}} : Fit(bounds);
   WritePage(job.output, job.format, {placement.size, job.dpi, job.background},
             [&](CoreDevice& device) { drawing.Draw(placement, device, observer); });

@@ -1,6 +1,5 @@
 #include "drawing.h"
 
-#include "error.h"
 #include "translated_device.h"
 
 #include <tovkit/imaging.h>
@@ -18,45 +17,48 @@ using tovkit::SharedPtr;
 
 constexpr double kMargin = 16.0;
 
-[[noreturn]] void Refuse(const std::string& place, const std::string& text) {
-  throw Error(ErrorKind::kInput, place, text);
-}
-
 }  // namespace
 
-void Drawing::AddLines(const SharedPtr<JsonValue>& description, const std::string& place) {
-  roots_.push_back(description);
+void Drawing::AddLines(const std::shared_ptr<JsonSource>& source) {
+  const SharedPtr<JsonValue>& description = source->root();
   if (description->GetType() == tovkit::JsonObject) {
-    lines_.push_back({description, place});
+    lines_.push_back({description, source, ""});
     return;
   }
   const int count = static_cast<int>(description->Size());
-  if (count == 0) Refuse(place, "the array holds no line");
+  if (count == 0) throw source->ErrorAt("", "the array holds no line");
   for (int i = 0; i < count; ++i) {
-    const std::string name = "element " + std::to_string(i);
+    std::string pointer = "/" + std::to_string(i);
     SharedPtr<const JsonValue> element = description->GetAt(i);
-    if (element->GetType() != tovkit::JsonObject) Refuse(place, name + " is no object");
-    lines_.push_back({std::move(element), place + ": " + name});
+    if (element->GetType() != tovkit::JsonObject) {
+      throw source->ErrorAt(pointer, "element " + std::to_string(i) + " is no object");
+    }
+    lines_.push_back({std::move(element), source, std::move(pointer)});
   }
 }
 
-void Drawing::Measure(TextBounds& bounds, Observer& observer) const {
+void Drawing::Measure(TextBounds& bounds, const std::optional<CoreSizeF>& page, Observer& observer) const {
   observer.BeginPart("measuring", static_cast<std::int64_t>(lines_.size()));
-  for (const Line& line : lines_) {
+  for (const MeasuredLine& line : lines_) {
+    const auto refuse = [&line](const std::string& text) {
+      throw line.source->ErrorAt(line.pointer + "/Content", text);
+    };
     if (!tovkit::DrawTextOnDevice(&bounds, line.description)) {
-      Refuse(line.place, "no text to draw; \"Content\" is missing or empty");
+      refuse("no text to draw; \"Content\" is missing or empty");
     }
-    if (!bounds.IsDrawable()) Refuse(line.place, "the text is too long or no font is installed");
+    if (!bounds.IsDrawable()) refuse("the text is too long or no font is installed");
+    observer.LineMeasured(line, page);
     observer.Advance();
   }
   observer.EndPart();
   for (const auto& [wanted, actual] : bounds.GetSubstitutions()) observer.FontSubstituted(wanted, actual);
+  observer.LinesMeasured();
 }
 
 void Drawing::Draw(const Placement& placement, CoreDevice& device, Observer& observer) const {
   TranslatedDevice translated(device, placement.from, placement.to);
   observer.BeginPart("drawing", static_cast<std::int64_t>(lines_.size()));
-  for (const Line& line : lines_) {
+  for (const MeasuredLine& line : lines_) {
     tovkit::DrawTextOnDevice(&translated, line.description);
     observer.Advance();
   }

@@ -19,6 +19,7 @@ enum class ValueKind { kOther, kFile, kDirectory, kProgram };
 struct Option {
   std::vector<std::string> names;  // with their dashes; empty for a positional argument
   std::string value;               // how the value is called, empty for a flag
+  std::string attached;            // how a value is called that may follow "=" only; empty for none
   std::string description;
   bool required = false;
   std::string defaultValue;  // empty for none

@@ -43,12 +43,7 @@ bool CoreFontLoader::MeasureText(const wchar_t* characters, int count, float pix
                                  CoreTextExtents& extents) const {
   const tovmx::ShapedLine* line = tovmx::ShapeForSize(*request_, characters, count, pixelSize);
   if (line == nullptr) return false;
-  const double scale = double{pixelSize} / tovmx::kReferenceSize;
-  const auto scaled = [scale](const tovmx::Box& box) {
-    const auto edge = [scale](double value) { return static_cast<float>(value * scale); };
-    return CoreRectF{edge(box.left), edge(box.top), edge(box.right), edge(box.bottom)};
-  };
-  extents = {scaled(line->ink), scaled(line->logical)};
+  extents = tovmx::ExtentsOf(*line, pixelSize);
   return true;
 }
 

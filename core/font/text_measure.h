@@ -1,4 +1,4 @@
-// ShapeForSize: what drawing and measuring have in common, so that they refuse the same lines.
+// What drawing, measuring and describing have in common, so that they refuse the same lines and agree.
 #pragma once
 
 #include "font/text_shaper.h"
@@ -18,6 +18,15 @@ inline const ShapedLine* ShapeForSize(const CoreFontRequest& request, const wcha
     count = static_cast<int>(length);
   }
   return TextShaper::ForThisThread().Shape(request, characters, count);
+}
+
+inline CoreTextExtents ExtentsOf(const ShapedLine& line, float pixelSize) {
+  const double scale = double{pixelSize} / kReferenceSize;
+  const auto scaled = [scale](const Box& box) {
+    const auto edge = [scale](double value) { return static_cast<float>(value * scale); };
+    return CoreRectF{edge(box.left), edge(box.top), edge(box.right), edge(box.bottom)};
+  };
+  return {scaled(line.ink), scaled(line.logical)};
 }
 
 }  // namespace tovmx

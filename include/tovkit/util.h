@@ -400,6 +400,13 @@ TOVKIT_API CoreString GetModuleDirectory(const char* moduleName);
 /// The version of the library, "5.0.23.1211.2158". A static text; every call gives the same pointer.
 TOVKIT_API const char* GetLibraryVersion();
 
+/// @{
+/// The vector instructions that this process uses, and the most that the machine has: "scalar", "avx2" or
+/// "avx512". They differ when TOVKIT_SIMD asks for less; results never do. Static texts.
+TOVKIT_API const char* GetVectorLevel();
+TOVKIT_API const char* GetHighestVectorLevel();
+/// @}
+
 /// @}
 
 }  // namespace tovkit

@@ -1,0 +1,9 @@
+// The JSON Schema of what `tovkit draw` takes.
+#pragma once
+
+namespace cli {
+
+// The text of line.schema.json.
+extern const char kLineSchema[];
+
+}  // namespace cli
