@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A zeroed scratch buffer of a fixed size that ends the process rather than cut or overrun a text.
 //
 // Not thread-safe: a buffer belongs to one function.
@@ -30,7 +31,7 @@ class FixedBuffer {
     va_start(arguments, format);
     const int length = std::vsnprintf(bytes_, Capacity, format, arguments);
     va_end(arguments);
-    // Below 0, a text that an int cannot count, is above every capacity.
+    // A result below 0 stands for a text that an int cannot count: it is above every capacity.
     const auto needed = static_cast<std::size_t>(length);
     if (needed >= Capacity) FailOnOverflow(needed, Capacity);
     return length;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Which vector instructions this process uses, decided once.
 //
 // The best that the processor and the operating system support, or less when TOVKIT_SIMD says so: "scalar",
@@ -26,16 +27,27 @@ inline bool SupportsSimdLevel(SimdLevel level) {
   }
 }
 
+// The levels by the names that TOVKIT_SIMD has for them, the best first.
+struct SimdLevelRow {
+  SimdLevel level;
+  const char* name;
+};
+inline constexpr SimdLevelRow kSimdLevels[] = {
+    {SimdLevel::kAvx512, "avx512"}, {SimdLevel::kAvx2, "avx2"}, {SimdLevel::kScalar, "scalar"}};
+
+inline const char* SimdLevelName(SimdLevel level) {
+  for (const SimdLevelRow& row : kSimdLevels) {
+    if (row.level == level) return row.name;
+  }
+  return "";
+}
+
 // What `wish`, the value of TOVKIT_SIMD or null, comes to on this machine.
 inline SimdLevel SimdLevelFor(const char* wish) {
-  constexpr struct {
-    SimdLevel level;
-    const char* name;
-  } kLevels[] = {{SimdLevel::kAvx512, "avx512"}, {SimdLevel::kAvx2, "avx2"}, {SimdLevel::kScalar, "scalar"}};
-  for (const auto& row : kLevels) {
+  for (const SimdLevelRow& row : kSimdLevels) {
     if (wish != nullptr && std::strcmp(wish, row.name) == 0 && SupportsSimdLevel(row.level)) return row.level;
   }
-  for (const auto& row : kLevels) {
+  for (const SimdLevelRow& row : kSimdLevels) {
     if (SupportsSimdLevel(row.level)) return row.level;
   }
   return SimdLevel::kScalar;

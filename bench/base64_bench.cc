@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Base64 both ways, in bytes of binary data. TOVKIT_SIMD=scalar|avx2|avx512 forces the instructions.
 #include <tovkit/util.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Encoding and decoding a 24-bit picture of 1024 x 768 in memory, beside the codec library called directly
 // with the same settings, and beside Qt, ImageMagick and Pillow. BMP has no library; its bound is a memcpy of
 // the pixels.

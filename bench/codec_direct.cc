@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "codec_direct.h"
 
 #include <cstdio>  // jpeglib.h wants it first

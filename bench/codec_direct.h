@@ -1,4 +1,5 @@
-// The codec libraries called as plainly as can be, with the settings that the encoders use.
+// SPDX-License-Identifier: MIT
+// The codec libraries called as directly as can be, with the settings that the encoders use.
 #pragma once
 
 #include <cstddef>

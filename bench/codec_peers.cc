@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Qt and ImageMagick.
 #include "codec_peers.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The picture libraries that a program might use instead, with settings as near to ours as each allows.
 //
 // Every library encodes from a picture that it holds already, in its own form, and decodes to one; Pillow

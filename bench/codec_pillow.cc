@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Pillow, called in an interpreter inside this process: what starts once is not on the clock.
 #define PY_SSIZE_T_CLEAN
 #include <Python.h>

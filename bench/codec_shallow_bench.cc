@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A scanned page of one bit, 2,480 x 3,508 pixels, as TIFF with CCITT group 4; a GIF of 1,024 x 768; and an
 // animation, each beside its library called directly.
 #include "codec_direct.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Arrays to and from JSON beside a loop over the JSON library that a careful programmer would write by hand.
 //
 // "rapidjson" fills or reads the same CoreArray as tovkit does; "rapidjson_vector" a std::vector, which grows

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Blanking a rectangle of a bitmap beside memset over the same bytes.
 #include <tovkit/imaging.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Lines of text a second: DrawTextOnDevice beside the same line drawn by hand with Pango and Cairo, fonts
 // warm.
 //

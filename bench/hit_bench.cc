@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Hit tests beside Cairo and Qt, on paths of 1 to 1,000 segments, at random points of the path's box.
 //
 // hit/shape_*    is the point inside or on the outline?  HitTestPath with the inside test; cairo_in_fill,

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // JSON texts to documents and back, and the lookup of members.
 //
 // The documents are canada.json, citm_catalog.json and twitter.json in the folder that TOVKIT_BENCH_DATA

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Mutexes, the worker pool and child processes, beside what they are made of and beside GLib, POCO and Qt.
 //
 // The pool's workers print a line per task. The rows that run tasks send standard output to /dev/null while

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The process monitor beside ps, and shared memory beside the bare system calls.
 #include <tovkit/system.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Text conversions, in bytes of UTF-8, and separators.
 #include <tovkit/util.h>
 #include <tovmx/text_codec.h>

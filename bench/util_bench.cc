@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Page selections, pieces of paths, file status, copies and trees beside what the standard library and GLib
 // offer for the same job.
 #include <tovkit/util.h>

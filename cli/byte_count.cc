@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+// Whole numbers with a power of 1,024 behind them. A product that does not fit is no number.
 #include "byte_count.h"
 
 #include <charconv>

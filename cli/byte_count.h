@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Sizes as people write them: bytes, or a number with K, M or G behind it, 1024 to the step.
 #pragma once
 
@@ -8,7 +9,7 @@
 namespace cli {
 
 // "64M", "64m" and "67108864" are the same. Nothing for a text that is no size or beyond 64 bits.
-std::optional<std::uint64_t> ParseByteCount(const std::string& text);
+[[nodiscard]] std::optional<std::uint64_t> ParseByteCount(const std::string& text);
 
 // Puts the number of bytes in the text's place, for a parser that knows numbers only. Returns what is wrong,
 // and leaves the text, when it is no size or not from `least` to `most`.

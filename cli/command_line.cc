@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: MIT
+// From the arguments to the exit status. Subcommands throw; here alone is decided what is printed and how
+// the process ends.
 #include "command_line.h"
 
 #include "error.h"
@@ -16,6 +19,7 @@
 namespace cli {
 
 void AddBase64Command(CLI::App& app);
+void AddBatchCommand(CLI::App& app);
 void AddDoctorCommand(CLI::App& app);
 void AddDrawCommand(CLI::App& app);
 void AddHelpCommand(CLI::App& app);
@@ -35,6 +39,7 @@ namespace {
 void AddCommands(CLI::App& app) {
   app.require_subcommand(1);
   AddBase64Command(app);
+  AddBatchCommand(app);
   AddDoctorCommand(app);
   AddDrawCommand(app);
   AddHelpCommand(app);

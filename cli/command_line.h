@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The command's whole surface in one place: main runs it, the man page and completions are made from it.
 #pragma once
 

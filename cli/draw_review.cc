@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "draw_review.h"
 
 #include "error.h"

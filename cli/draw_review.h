@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // DrawReview: what `tovkit draw` tells of the lines besides drawing them: a report, notes, a refusal.
 #pragma once
 

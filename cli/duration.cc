@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+// Numbers with a unit of time behind them, in milliseconds.
 #include "duration.h"
 
 #include <charconv>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Lengths of time as a person writes them: 500ms, 2s, 1.5m, 1h, or a bare number.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // How a subcommand ends when it is not simply done. main tells what was thrown; a jobs::Error is a failure,
 // too.
 #pragma once

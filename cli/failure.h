@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // How a failure is told on standard error.
 #pragma once
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+// What a positional FILE means: a path, or "-" for standard input.
 #include "input_file.h"
 
 #include "error.h"

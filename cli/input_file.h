@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Inputs of the subcommands: a file, or standard input for "-".
 #pragma once
 

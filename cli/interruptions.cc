@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: MIT
+// Signals become values that are waited for: they are blocked and taken with sigtimedwait, so that no
+// handler runs in the middle of anything.
 #include "interruptions.h"
 
 #include <sys/resource.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Interruptions: the signals that ask a supervisor to end (INT, QUIT, TERM, HUP), and the news of children.
 //
 // Between construction and Hold() signals are noted, so that children start with the signal mask that the

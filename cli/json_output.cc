@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+// JSON that the command prints is a document that the library writes; nothing is glued together from texts.
 #include "json_output.h"
 
 #include "text_output.h"
@@ -79,6 +81,22 @@ void PrintJsonLines(const SharedPtr<JsonValue>& array) {
     before = ",\n  ";
   }
   std::puts(array->Size() == 0 ? "[]" : "\n]");
+}
+
+void PrintJsonMembers(const SharedPtr<JsonValue>& object) {
+  CoreString name;
+  SharedPtr<JsonValue> member;
+  const char* before = "{\n  ";
+  bool more = object->Size() != 0 && object->FirstMember(name, member);
+  for (; member; more = object->NextMember(name, member)) {
+    std::fputs(before, stdout);
+    PrintString(name.c_str());
+    std::fputs(": ", stdout);
+    PrintOnOneLine(*member);
+    before = ",\n  ";
+    if (!more) break;
+  }
+  std::puts(object->Size() == 0 ? "{}" : "\n}");
 }
 
 }  // namespace cli

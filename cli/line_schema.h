@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The JSON Schema of what `tovkit draw` takes.
 #pragma once
 

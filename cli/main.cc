@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The tovkit command: every facility of the library in a person's hands.
 #include "command_line.h"
 

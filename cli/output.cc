@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: MIT
+// Standard output can fail like any file (a full disk, a closed pipe). It is flushed and looked at before
+// the command says that it is done.
 #include "output.h"
 
 #include "error.h"

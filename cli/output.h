@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Outputs of the subcommands that make pictures or pages: a file, or standard output for "-".
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "page_selection.h"
 
 #include "text_output.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Where the library stops reading a page selection, and why: it says neither itself.
 #pragma once
 
@@ -15,6 +16,7 @@ struct SelectionStop {
 // Reads a selection of a document of `count` pages by the rules of ParsePageIndices (`origin` 0) and
 // ParsePageNumbers (`origin` 1). Nothing when every segment is understood. Text that the library passes over,
 // such as all behind the 1 of "1 to 3", is a reason to stop as well.
-std::optional<SelectionStop> FindSelectionStop(const std::string& selection, int count, int origin);
+[[nodiscard]] std::optional<SelectionStop> FindSelectionStop(const std::string& selection, int count,
+                                                             int origin);
 
 }  // namespace cli

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+// The library's records, with failures told as the command tells them.
 #include "process_table.h"
 
 #include "error.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What ps and monitor share: reading the table of processes and finding the ones a person named.
 #pragma once
 

@@ -1,3 +1,7 @@
+// SPDX-License-Identifier: MIT
+// Who descends from this process, read from /proc. Orphans come to this process (it is a subreaper), so
+// nobody gets away by losing its parent. Ids are used again by the kernel: a process is known by its id and
+// its start time.
 #include "process_tree.h"
 
 #include <dirent.h>

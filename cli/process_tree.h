@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // ProcessTree: what this process has started, and what that has started.
 //
 // From construction on orphans of the tree come back to this process, so that nobody leaves the tree by
@@ -27,7 +28,7 @@ struct ProcessStat {
 };
 
 // False when there is no such process.
-bool ReadProcessStat(pid_t pid, ProcessStat& stat);
+[[nodiscard]] bool ReadProcessStat(pid_t pid, ProcessStat& stat);
 
 class ProcessTree {
  public:
@@ -43,7 +44,7 @@ class ProcessTree {
   void Signal(int signal, bool onlyOwnGroup) const;
 
   // Kills whoever is there now: children first, then everybody. False when that is refused for all of them.
-  bool Kill() const;
+  [[nodiscard]] bool Kill() const;
 
  private:
   bool IsForeign(pid_t child) const;

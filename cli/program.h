@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Finds the program that a person named, and says in words why it cannot be run.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Progress: a bar on standard error while long work runs. Nothing appears where standard error is no
 // terminal, nor for work that is done within a moment. NO_COLOR is honored.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "report_table.h"
 
 #include "text_output.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // ReportTable: reports of lines of text as a person reads them on a terminal.
 #pragma once
 

@@ -1,3 +1,9 @@
+// SPDX-License-Identifier: MIT
+// Waits for four things at once: the program's end, its time-out, signals to this process, and the end of
+// the time that was given after TERM.
+//
+//     running --time-out--> TERM to the tree --kill time--> KILL until nobody is left
+//     running --signal----> passed on        --kill time--> KILL
 #include "supervisor.h"
 
 #include <sys/wait.h>

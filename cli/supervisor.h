@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Supervise: stays with a program until it has ended, or ends it.
 //
 // A time-out ends everything that the program has started: TERM to all, then KILL to whoever is left. What is

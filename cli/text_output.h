@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // How texts from outside (file names, process names) are printed.
 #pragma once
 

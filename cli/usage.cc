@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "usage.h"
 
 #include "text_output.h"
@@ -56,6 +57,25 @@ std::string Nearest(const std::vector<std::string>& names, const std::string& wo
   return nearest;
 }
 
+// The words that lead to the command.
+std::string FullName(const CLI::App& command) {
+  const CLI::App* const parent = command.get_parent();
+  return parent == nullptr ? command.get_name() : FullName(*parent) + " " + command.get_name();
+}
+
+// The options that have a long name, those of its groups too.
+std::vector<std::string> LongOptionNames(const CLI::App& command) {
+  std::vector<std::string> names;
+  for (const CLI::Option* option : command.get_options()) {
+    for (const std::string& name : option->get_lnames()) names.push_back("--" + name);
+  }
+  for (const CLI::App* sub : command.get_subcommands(nullptr)) {
+    if (!sub->get_name().empty()) continue;
+    for (const std::string& name : LongOptionNames(*sub)) names.push_back(name);
+  }
+  return names;
+}
+
 const CLI::App& Deepest(const CLI::App& root) {
   const CLI::App* command = &root;
   while (!command->get_subcommands().empty()) command = command->get_subcommands().back();
@@ -75,13 +95,24 @@ std::string UnknownSubcommand(const CLI::App& command, const std::string& word) 
   return unknown + "; there are " + all;
 }
 
+std::string UnknownOption(const CLI::App& command, const std::string& word) {
+  const std::string name = word.substr(0, word.find('='));
+  std::string unknown = "'" + name + "' is no option";
+  if (command.get_parent() != nullptr) unknown += " of '" + FullName(command) + "'";
+  const std::string nearest = Nearest(LongOptionNames(command), name);
+  return nearest.empty() ? unknown : unknown + "; did you mean '" + nearest + "'?";
+}
+
 std::string WhatIsWrong(const CLI::App& root, const CLI::Error& error) {
-  // The parser says that a subcommand is required, and nothing of the word in its place.
+  // Whatever the parser complains of, words that it does not know are the cause: that an option is missing
+  // which was mistyped, or that a subcommand is.
   const CLI::App& command = Deepest(root);
-  const std::vector<std::string> unknown = command.remaining();
-  if (command.get_require_subcommand_min() == 0 || unknown.empty()) return error.what();
-  const std::string& word = unknown.front();
-  return word[0] == '-' ? "'" + word + "' is no option" : UnknownSubcommand(command, word);
+  for (const std::string& word : command.remaining()) {
+    if (word == "--") break;
+    if (word.size() > 1 && word[0] == '-') return UnknownOption(command, word);
+    if (command.get_require_subcommand_min() != 0) return UnknownSubcommand(command, word);
+  }
+  return error.what();
 }
 
 std::string UsageMessage(const std::string& what) {

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Another core with the same headers, installed below TOVKIT_CORE_DIR.
 find_library(TOVMX_LIBRARY tovmx PATHS "${TOVKIT_CORE_DIR}" PATH_SUFFIXES lib lib64 lib/${CMAKE_LIBRARY_ARCHITECTURE}
              NO_DEFAULT_PATH REQUIRED)

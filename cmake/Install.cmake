@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Headers, both libraries, the command with its man page and completions, the package configuration, tovkit.pc.
 #
 # Components, which the Debian packages are made of: library, development, and command for the rest.
@@ -18,7 +19,8 @@ install(TARGETS ${exported_targets} EXPORT tovkitTargets
 install(EXPORT tovkitTargets NAMESPACE tovkit:: DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/tovkit COMPONENT development)
 if(TARGET tovkit_command)
   install(TARGETS tovkit_command DESTINATION ${CMAKE_INSTALL_BINDIR})
-  install(FILES cli/line.schema.json DESTINATION ${CMAKE_INSTALL_DATADIR}/tovkit)
+  install(TARGETS tovkit_worker DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/tovkit)
+  install(FILES share/tovkit/line.schema.json share/tovkit/job.schema.json share/tovkit/result.schema.json DESTINATION ${CMAKE_INSTALL_DATADIR}/tovkit)
   install(FILES "${PROJECT_BINARY_DIR}/cli/tovkit.1" DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
   install(FILES "${PROJECT_BINARY_DIR}/cli/tovkit.bash" RENAME tovkit
           DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # libtovkit.so, put together from the subsystems.
 set(subsystem_targets)
 foreach(name IN ITEMS json convert imaging util geometry system)

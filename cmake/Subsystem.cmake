@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # tovkit_add_subsystem(<name> [KNOWS <subsystem or core>...] SOURCES <file>...)
 #
 # One object library per subsystem. It sees its own folder, base/, its own exported header and those of the subsystems

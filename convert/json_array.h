@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the conversions from and to JSON arrays share.
 #pragma once
 

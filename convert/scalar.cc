@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: MIT
+// One rule for each result type; ConvertStored decides which kinds of values it is asked for. Numbers out
+// of range take what the processor's own conversion would return, computed without its undefined behavior.
 #include "stored_value.h"
 #include "tovkit/convert.h"
 
@@ -13,7 +16,7 @@ namespace {
 
 static_assert(std::numeric_limits<float>::is_iec559, "a double too large for a float must become infinity");
 
-// The number cut toward zero; every number outside the range, and NaN, gives the smallest integer, as the
+// The number cut toward zero; every number outside the range, and NaN, becomes the smallest integer, as the
 // processor's own conversion does.
 template <typename Integer>
 Integer Cut(double number) {

@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: MIT
+// Arrays, string lists and paths, from JSON arrays and back: one rule for each direction, which knows its
+// element only through Insert and Read.
 #include "json_array.h"
 #include "tovkit/convert.h"
 
@@ -62,7 +65,7 @@ SharedPtr<JsonValue> FromStringList(const CoreStringList<S>& source) {
   return array;
 }
 
-// Compatibility: both readers go one element beyond the last, which gives the default.
+// Compatibility: both readers go one element beyond the last, which reads as the default.
 
 // As Add() for each element: an element that finds no memory is skipped, and the array grows by its own
 // steps. But the room between two steps is filled at once, without taking the mutex for every element.
@@ -143,6 +146,20 @@ bool Convert::JsonToStringList(const SharedPtr<const JsonValue>& value, CoreStri
 bool Convert::JsonToStringList(const SharedPtr<const JsonValue>& value,
                                CoreStringList<CoreWideString>& list) {
   return ToStringList(value, list);
+}
+
+SharedPtr<JsonValue> Convert::PathToJson(const CorePath& path) {
+  SharedPtr<JsonValue> points = NewArray();
+  // The counter is the last index.
+  for (int i = 0, last = path.GetPointCounter(); i <= last; ++i) {
+    CorePointF point;
+    std::uint32_t kind = 0;
+    path.GetPoint(i, point, kind);
+    const SharedPtr<JsonValue> pair = points->InsertArray(i);
+    pair->InsertFloat(-1, point.x);
+    pair->InsertFloat(-1, point.y);
+  }
+  return points;
 }
 
 }  // namespace tovkit

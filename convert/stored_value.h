@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The one place that knows which kinds of JSON values convert, and how each is read.
 #pragma once
 
@@ -7,7 +8,7 @@
 
 namespace tovkit {
 
-// Gives what `rule` makes of the stored value in its own type (std::int32_t, std::uint32_t, float, double,
+// Returns what `rule` makes of the stored value in its own type (std::int32_t, std::uint32_t, float, double,
 // const char* or bool), or `fallback` for the kinds that do not convert and for an empty handle. Integers
 // outside both 32-bit ranges are among those.
 template <typename Result, typename Rule>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+// Numbers as text, by printf into buffers of fixed size: a text that does not fit ends the process.
 #include "fixed_buffer.h"
 #include "stored_value.h"
 #include "tovkit/convert.h"

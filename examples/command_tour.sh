@@ -1,4 +1,5 @@
 #!/bin/sh
+# SPDX-License-Identifier: MIT
 # A tour of the command: examples/command_tour.sh [FOLDER FOR THE PICTURES]
 set -e
 here=$(dirname "$0")

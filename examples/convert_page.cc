@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Takes numbers, a box, colors and a list out of a JSON document, and puts a box and a color back.
 #include <tovkit/convert.h>
 

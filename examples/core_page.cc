@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Draws one line onto a page of PDF and onto a bitmap with the core's own classes, no JSON involved.
 #include <tovmx/codec.h>
 #include <tovmx/device.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Draws two lines of text onto a bitmap, blanks a corner of it, and writes the picture as PNG.
 #include <tovkit/imaging.h>
 #include <tovmx/device.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Asks, for each place of a small grid, whether it touches a shape: its outline (#) or its inside (.).
 #include <tovkit/geometry.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Reads a JSON document, changes it, and writes it back.
 #include <tovkit/json.h>
 
@@ -10,7 +11,7 @@ int main() {
   SharedPtr<JsonValue> root = Json::Parse(text, sizeof text - 1, nullptr);
   if (!root) return 1;  // the reason is on standard output
 
-  // Reads never fail loudly: a missing member or another type gives the value that stands beside the key.
+  // Reads never fail loudly: a missing member or another type returns the value that stands beside the key.
   std::printf("%s, by %s\n", root->GetMemberString("Title", "untitled"),
               root->GetMemberString("Author", "unknown"));
 

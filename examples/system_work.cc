@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Adds numbers on a worker pool under a mutex, runs a program, and hands bytes over in shared memory.
 #include <tovkit/system.h>
 #include <unistd.h>

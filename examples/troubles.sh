@@ -1,4 +1,5 @@
 #!/bin/sh
+# SPDX-License-Identifier: MIT
 # A drawing that looks wrong, and the commands that tell why: examples/troubles.sh NAME [FOLDER FOR THE PICTURE]
 # The names are those of the files in examples/troubles.
 set -e

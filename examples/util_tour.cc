@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Text, Base64, paths, a temporary file and page selections.
 #include <tovkit/util.h>
 

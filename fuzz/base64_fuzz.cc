@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Base64 against the plain rules, and there and back.
 #include <tovkit/util.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // One decoder over any bytes: whatever it gives has pixels of the depth that it told, whatever it refuses
 // leaks nothing. Each target is this file with a format of its own.
 #include <tovmx/codec.h>
@@ -11,6 +12,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   registry.SetPixelLimit(std::uint64_t{4} << 20);
   CoreMemoryInputStream in(data, size);
   CoreDetectImageFormat(&in);
+  for (const int frame : {0, 3}) {
+    const int mark = CoreReadOrientation(&in, frame);
+    if (mark < 1 || mark > 8 || in.GetPosition() != 0) __builtin_trap();
+  }
   const auto decoder = registry.GetFactory().CreateDecoder(TOVMX_FUZZ_FORMAT);
   if (decoder->Open(&in, kCoreOpenReadAhead) == 0) return 0;
   const int frames = std::min(decoder->GetInfo().frameCount, 3);

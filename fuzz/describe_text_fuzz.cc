@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // DescribeText of a whole description: agrees with what a device is given, is valid JSON and stays within its
 // limit.
 #include <tovkit/imaging.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The input is a point, a tolerance and records as they lie in memory: the shipped hit test against the
 // reference.
 #include "reference_hit.h"

@@ -1,10 +1,9 @@
+// SPDX-License-Identifier: MIT
 // Json::Diagnose beside Json::Parse, which has to accept the same texts, and beside RapidJSON used plainly,
 // which has to stop at the same byte for the same reason.
-#include <tovkit/json.h>
+#include "plain_rapidjson.h"
 
-#include <rapidjson/encodedstream.h>
-#include <rapidjson/memorystream.h>
-#include <rapidjson/reader.h>
+#include <tovkit/json.h>
 
 #include <algorithm>
 #include <cstdint>
@@ -12,6 +11,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <string_view>
 
 namespace {
 
@@ -28,14 +28,10 @@ void Require(bool holds) {
 }
 
 void ComparePlaces(const JsonDiagnosis& found, const char* text, std::size_t size) {
-  rapidjson::MemoryStream bytes(text, size);
-  rapidjson::EncodedInputStream<rapidjson::UTF8<>, rapidjson::MemoryStream> input(bytes);
-  rapidjson::Reader reader;
-  rapidjson::BaseReaderHandler<> ignore;
-  const rapidjson::ParseResult plain = reader.Parse(input, ignore);
+  const tovkit::PlainRead plain(std::string_view(text, size));
   const bool isScalar = found.code == tovkit::kJsonRootIsScalar;
   Require((isScalar ? 0 : found.code) == static_cast<int>(plain.Code()));
-  if (plain.IsError()) Require(found.offset == plain.Offset());
+  if (plain.Code() != rapidjson::kParseErrorNone) Require(found.offset == plain.Offset());
 }
 
 // The line and the column are those of the offset.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // JSON texts: parsed, walked, changed, copied and written. Whatever was read is written as a text that is
 // read as the same, unless a number of it is too big to be written.
 #include <tovkit/json.h>

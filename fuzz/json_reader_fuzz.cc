@@ -1,4 +1,5 @@
-// JSON texts through the parser and the writer, compared with RapidJSON used plainly: code and place of the
+// SPDX-License-Identifier: MIT
+// JSON texts through the parser and the writer, compared with plain RapidJSON: code and place of the
 // error, the tree to the bit, what the pool holds, and the text that is written.
 //
 // A mutation of our own puts numbers and strings of critical lengths into a text, which those of libFuzzer

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Page selections of any bytes. The first three bytes choose the page count and the base, the rest is the
 // text.
 #include <tovkit/util.h>

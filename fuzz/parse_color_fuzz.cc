@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // ParseColor over any text, held to what can be said of every result.
 #include <tovkit/imaging.h>
 

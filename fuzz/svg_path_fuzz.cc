@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Any text is a path of finite numbers or an SvgPathError, and hit tests on it end.
 #include "jobs/svg_path.h"
 

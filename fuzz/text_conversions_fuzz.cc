@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // No byte is lost on the way to wide text and back, in UTF-8 and in the local encoding, and separators are
 // replaced everywhere. LC_ALL chooses the local encoding.
 #include <tovkit/util.h>

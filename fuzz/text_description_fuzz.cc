@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A whole description, drawn on a small bitmap and on a page of each kind.
 #include <tovkit/imaging.h>
 #include <tovkit/json.h>

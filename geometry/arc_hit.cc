@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The box of an arc, without its curves.
 //
 // Let c be half the chord and R the greater radius, grown to join the ends. The center is no farther than R

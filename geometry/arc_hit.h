@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What an arc may do to the answer, told before it is converted to curves.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The bounding box of a segment's points, and what it proves about the point asked for.
 //
 // Both coordinates go together: lane 0 of a vector is x, lane 1 is y, and a two-bit mask has bit 0 for x and

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A curve is sampled at 51 fixed parameters, whatever its size.
 //
 //   hit        the nearest sample within the tolerance, or a refinement beside it that comes so near

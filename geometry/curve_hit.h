@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The test of one quadratic or cubic Bezier curve against the point.
 #pragma once
 
@@ -31,8 +32,8 @@ inline constexpr CurveCandidates kCurveCandidates = MakeCurveCandidates();
 //
 // Compatibility: a point outside the box in both x and y is no hit and crosses nothing, whatever the
 // tolerance is.
-bool HitTestCurveInFull(const HitQuery& query, const CorePathPoint* points, int degree, unsigned candidates,
-                        unsigned& missing);
+[[nodiscard]] bool HitTestCurveInFull(const HitQuery& query, const CorePathPoint* points, int degree,
+                                      unsigned candidates, unsigned& missing);
 
 // Returns true when the curve with its kDegree + 1 control points (3 or 4) is hit, or, with rays, when none
 // is missing any more. `missing` are the rays without a crossing so far; those that cross the curve are taken

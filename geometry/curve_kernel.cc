@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The kernel that every x86-64 processor runs (four floats or two doubles at a time), and the choice of one.
 #include "curve_kernel_lanes.h"
 #include "simd_level.h"

@@ -1,7 +1,8 @@
+// SPDX-License-Identifier: MIT
 // The arithmetic over a curve's 51 samples, once per instruction set.
 //
-// All instruction sets give the same bits: every lane does the operations of the plain form in its order, and
-// the results over all samples are minima, which do not depend on an order.
+// All instruction sets compute the same bits: every lane does the operations of the scalar form in its order,
+// and the results over all samples are minima, which do not depend on an order.
 #pragma once
 
 #include "curve_weights.h"

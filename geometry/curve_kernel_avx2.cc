@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Eight floats or four doubles at a time.
 #include "curve_kernel_lanes.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Eight doubles at a time; eight floats, because sixteen would leave most of the last vector unused.
 #include "curve_kernel_lanes.h"
 

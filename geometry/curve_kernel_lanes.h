@@ -1,7 +1,8 @@
+// SPDX-License-Identifier: MIT
 // The kernel's one source, compiled per instruction set.
 //
 // `Lanes` names the vectors: Floats and Doubles, kFloats and kDoubles of them, Narrow() that rounds
-// kFloats / kDoubles vectors of doubles to one of floats, and Fold() that gives the lane-wise minimum of a
+// kFloats / kDoubles vectors of doubles to one of floats, and Fold() that returns the lane-wise minimum of a
 // Floats' four-lane parts. No standard header is included: an inline function compiled here with wider
 // instructions could replace its namesake elsewhere.
 #pragma once

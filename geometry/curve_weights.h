@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The Bernstein weights of the 51 samples t = 0/50 to 50/50.
 //
 // They are those of DistanceAt (curve_hit.cc) to the bit. The cube of a float is rounded once here, as pow()

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the tests of all segments share: the point asked about, the rays, and what a segment may do.
 #pragma once
 
@@ -31,10 +32,10 @@ inline constexpr float kSlackFloor = 1e-15f;
 // `at` has x in lane 0, y in lane 1 and 0 above; segmentReach fills all lanes; the curve's limits hold x, y,
 // x, y.
 //
-// A curve whose control points are all greater than curveAfter has its computed points greater than the point
-// by more than its reach, and one below curveBefore likewise. The limits need not know the curve: a computed
-// point is a sum of the control points with weights that are not negative and add up to 1, each rounded in
-// proportion to itself, so it passes the least of them by no more than 2^-20 of that one.
+// A curve whose control points are all greater than curveAfter is out of the point's reach, and so is one
+// whose control points are all less than curveBefore. That holds for any curve: its computed points are sums
+// of the control points with weights that are not negative and add up to 1, each rounded in proportion to
+// itself. So they pass the least control point by no more than 2^-20 of it.
 struct HitQuery {
   HitQuery(float pointX, float pointY, float pointTolerance)
       : x(pointX),

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The nearest point of a curve is found by halving: a piece whose control points' box is farther than the
 // nearest point so far cannot hold a nearer one, and is dropped; any other is cut in two at its middle. The
 // ends of the pieces are points of the curve. Some twenty pieces are looked at, or some thousand when the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The Euclidean distance from a point to what a path draws.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The two tests of a whole path: its outline, and its inside.
 //
 // A point is inside when rays to the right, down, left and up each cross the outline at least once; this is

@@ -1,3 +1,11 @@
+// SPDX-License-Identifier: MIT
+// The full arithmetic of one segment, in single precision and in one fixed order of operations: its rounding
+// is part of the answer.
+//
+//     yAtX   where the segment's line has the point's x        xAtY   where it has the point's y
+//
+// Rays cross the segment where these lie inside its box, beyond the tolerance. The point hits where one of
+// them is within the tolerance, or an end is.
 #include "segment_hit.h"
 
 #include <cmath>
@@ -10,11 +18,7 @@ namespace tovkit {
 
 namespace {
 
-struct Box {
-  float minX, minY, maxX, maxY;
-};
-
-Box BoxOf(const CorePathPoint& a, const CorePathPoint& b) {
+CoreRectF BoxOf(const CorePathPoint& a, const CorePathPoint& b) {
   return {b.x < a.x ? b.x : a.x, b.y < a.y ? b.y : a.y, b.x > a.x ? b.x : a.x, b.y > a.y ? b.y : a.y};
 }
 
@@ -26,15 +30,15 @@ TOVKIT_DIVIDES_BY_ZERO float XAtY(const HitQuery& p, const CorePathPoint& a, con
   return a.x + (b.x - a.x) * (p.y - a.y) / (b.y - a.y);
 }
 
-unsigned CrossedRays(const HitQuery& p, const Box& box, float yAtX, float xAtY) {
+unsigned CrossedRays(const HitQuery& p, const CoreRectF& box, float yAtX, float xAtY) {
   unsigned rays = kNoRay;
-  if (box.minY <= yAtX && yAtX <= box.maxY) {
+  if (box.top <= yAtX && yAtX <= box.bottom) {
     if (p.y - yAtX > p.diagonal)
       rays |= kRayUp;
     else if (yAtX - p.y > p.diagonal)
       rays |= kRayDown;
   }
-  if (box.minX <= xAtY && xAtY <= box.maxX) {
+  if (box.left <= xAtY && xAtY <= box.right) {
     if (xAtY - p.x > p.diagonal)
       rays |= kRayRight;
     else if (p.x - xAtY > p.diagonal)
@@ -49,15 +53,15 @@ bool EndIsNear(const HitQuery& p, const CorePathPoint& end) {
   return std::sqrt(dx * dx + dy * dy) <= p.tolerance;
 }
 
-bool IsHit(const HitQuery& p, const CorePathPoint& a, const CorePathPoint& b, const Box& box, float yAtX,
-           float xAtY) {
-  const bool outsideX = p.x < box.minX || p.x > box.maxX;
-  const bool outsideY = p.y < box.minY || p.y > box.maxY;
+bool IsHit(const HitQuery& p, const CorePathPoint& a, const CorePathPoint& b, const CoreRectF& box,
+           float yAtX, float xAtY) {
+  const bool outsideX = p.x < box.left || p.x > box.right;
+  const bool outsideY = p.y < box.top || p.y > box.bottom;
   const bool nearAlongY = std::fabs(p.y - yAtX) <= p.diagonal;
   const bool nearAlongX = std::fabs(p.x - xAtY) <= p.diagonal;
   if (outsideX && outsideY) return EndIsNear(p, a) || EndIsNear(p, b);
-  if (outsideY && box.minX < p.x && p.x < box.maxX) return nearAlongY || EndIsNear(p, a) || EndIsNear(p, b);
-  if (outsideX && box.minY < p.y && p.y < box.maxY) return nearAlongX || EndIsNear(p, a) || EndIsNear(p, b);
+  if (outsideY && box.left < p.x && p.x < box.right) return nearAlongY || EndIsNear(p, a) || EndIsNear(p, b);
+  if (outsideX && box.top < p.y && p.y < box.bottom) return nearAlongX || EndIsNear(p, a) || EndIsNear(p, b);
   return nearAlongX || nearAlongY;
 }
 
@@ -65,7 +69,7 @@ bool IsHit(const HitQuery& p, const CorePathPoint& a, const CorePathPoint& b, co
 
 bool HitTestSegmentInFull(const HitQuery& query, const CorePathPoint& a, const CorePathPoint& b,
                           unsigned wanted, unsigned& missing) {
-  const Box box = BoxOf(a, b);
+  const CoreRectF box = BoxOf(a, b);
   const float yAtX = YAtX(query, a, b);
   const float xAtY = XAtY(query, a, b);
   if (wanted != kNoRay) missing &= ~CrossedRays(query, box, yAtX, xAtY);

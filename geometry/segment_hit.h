@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The test of one line segment against the point.
 #pragma once
 
@@ -10,13 +11,13 @@ namespace tovkit {
 
 // The full arithmetic. Returns true when the segment is hit. `wanted` are the rays asked for; those that
 // cross it are taken out of `missing`.
-bool HitTestSegmentInFull(const HitQuery& query, const CorePathPoint& a, const CorePathPoint& b,
-                          unsigned wanted, unsigned& missing);
+[[nodiscard]] bool HitTestSegmentInFull(const HitQuery& query, const CorePathPoint& a, const CorePathPoint& b,
+                                        unsigned wanted, unsigned& missing);
 
 // True when the box alone shows that the segment is not hit: the point is out of reach of the box in x or y.
-// Beside the box that holds only for a point strictly between its other two sides, for a horizontal or
-// vertical segment is hit at any distance along its own line; and not for a box so thin that the products in
-// it may underflow.
+//
+// Two cases are left to the full arithmetic. A point level with a side of the box: a horizontal or vertical
+// segment is hit at any distance along its own line. And a box so thin that the products in it may underflow.
 inline bool SegmentIsTooFar(const HitQuery& query, const BoundingBox& box, __m128 at, unsigned outside) {
   constexpr float kThin = 1e-28f;
   const __m128 reach = _mm_add_ps(box.Rounding(), query.segmentReach);
@@ -28,11 +29,12 @@ inline bool SegmentIsTooFar(const HitQuery& query, const BoundingBox& box, __m12
   return (far & (outside == 3u ? 3u : properOther)) != 0u;
 }
 
-// True when no ray of a point beyond the box in both x and y can cross the segment. The line through it
-// leaves the box's range of y where it leaves its range of x, so there is nothing to cross; but a line that
-// is nearly level may leave it by less than its computed y is off. That is less than 2^-21 of the range and
-// of the largest coordinate together, so the line has to be steep enough for the distance from the box, and
-// the products must not underflow.
+// True when no ray of a point beyond the box in both x and y can cross the segment.
+//
+// The segment's line leaves the box's range of y where it leaves its range of x, so there is nothing to
+// cross. Rounding could deny that for a line that is nearly level: its computed y is off by up to 2^-21 of
+// the range and of the largest coordinate together. So the line has to rise by more than that over the
+// distance from the box, and the products must not underflow.
 inline bool NoRayCrossesFromCorner(const BoundingBox& box, __m128 at) {
   constexpr float kSlack = 0x1p-20f;
   constexpr float kLeastProduct = 1e-30f;

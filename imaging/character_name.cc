@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "character_name.h"
 
 #include <uniname.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // CharacterName: what Unicode calls a code point.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tovkit/imaging.h>
 
 #include <algorithm>
@@ -62,7 +63,7 @@ bool DeleteRectDib(CoreDib* bitmap, CoreRect rect) {
              static_cast<std::size_t>(rect.right) * size, FillByte(*bitmap));
     return true;
   }
-  // Compatibility: whole bytes of 0. Clamp did not bound the columns here, the row does.
+  // Compatibility: whole bytes of 0. Clamp bounds no columns of packed pixels; the length of the row does.
   const auto stride = static_cast<std::size_t>(bitmap->GetStride());
   FillRows(*bitmap, rect.top, rect.bottom, std::min(static_cast<std::size_t>(rect.left) / 8, stride),
            std::min(static_cast<std::size_t>(rect.right) / 8, stride), 0);

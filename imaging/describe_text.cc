@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "character_name.h"
 #include "description_check.h"
 #include "report_text.h"

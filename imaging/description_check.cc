@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "description_check.h"
 
 #include "nearest_word.h"

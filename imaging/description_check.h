@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // CheckDescription: what of a description of a line of text is not used as it was most likely meant.
 #pragma once
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+// A description of text becomes calls of a device.
 #include "text_request.h"
 #include "tovkit/imaging.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "nearest_word.h"
 
 #include <algorithm>

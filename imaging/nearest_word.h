@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // NearestWord: the word that a misspelled one was most likely meant to be.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: MIT
+// Two spellings of a color: hexadecimal digits behind "#", whose number decides the color space, or decimal
+// numbers, whose count does.
 #include "tovkit/imaging.h"
 
 #include <tovmx/color_space.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "report_text.h"
 
 #include <tovmx/text_codec.h>

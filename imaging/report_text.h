@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Texts of others in a report, which has to be valid UTF-8.
 #pragma once
 

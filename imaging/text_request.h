@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // TextRequest: what a description of a line asks for, with the defaults in the place of what is missing.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The curves of an arc that can be drawn.
 #pragma once
 

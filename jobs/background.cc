@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+// ParseColor takes any word for a number; a person who writes "red" is told that it is no color instead.
 #include "background.h"
 
 #include <tovkit/imaging.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The background of a page as people write it.
 #pragma once
 
@@ -9,6 +10,6 @@ namespace jobs {
 
 // 0xAARRGGBB of "none", which is transparent, "#gg", "#rrggbb", "#ccmmyykk" or 1, 3 or 4 numbers. Nothing for
 // any other text, such as "red", which ParseColor itself takes for a number.
-std::optional<std::uint32_t> ParseBackground(const std::string& text);
+[[nodiscard]] std::optional<std::uint32_t> ParseBackground(const std::string& text);
 
 }  // namespace jobs

@@ -1,16 +1,16 @@
+// SPDX-License-Identifier: MIT
 // Positions and boxes in double precision: what they hold may be so far away, or so small, that a float
 // cannot tell its ends apart.
 #pragma once
+
+#include <tovmx/geometry.h>
 
 #include <algorithm>
 #include <cmath>
 
 namespace jobs {
 
-struct Position {
-  double x = 0;
-  double y = 0;
-};
+using Position = CoreBasicPoint<double>;
 
 struct Bounds {
   Position from = {INFINITY, INFINITY};

@@ -1,15 +1,55 @@
+// SPDX-License-Identifier: MIT
+// Lay out, draw, write: each step is a file of its own, and this puts them in order.
 #include "draw_job.h"
 
 #include "drawing.h"
 #include "error.h"
 #include "json_source.h"
 #include "page.h"
+#include "picture_reader.h"
+#include "picture_steps.h"
+#include "picture_turn.h"
 
 #include <tovmx/font.h>
 
+#include <cstddef>
 #include <memory>
+#include <optional>
+#include <vector>
 
 namespace jobs {
+
+namespace {
+
+std::vector<Drawing> ReadDrawings(const DrawJob& job) {
+  std::vector<Drawing> drawings(job.onePage ? 1 : 0);
+  for (const Input& input : job.descriptions) {
+    if (job.onePage) {
+      drawings.front().AddLines(std::make_shared<JsonSource>(input));
+    } else {
+      AddPages(std::make_shared<JsonSource>(input), drawings);
+    }
+  }
+  return drawings;
+}
+
+// As people see the picture, and with every color that text may have.
+std::unique_ptr<CoreDib> ReadUnder(const Input& input) {
+  PictureReader reader(input);
+  auto picture = reader.ReadFrame(1);
+  TurnUpright(*picture, reader.ReadOrientation(1), input.name());
+  ToFullColor(*picture, input.name());
+  return picture;
+}
+
+// Of a page that is not made for its text.
+CoreSizeF SizeOf(const DrawJob& job, const CoreDib* under) {
+  if (under == nullptr) return job.size.value_or(CoreSizeF());
+  const auto units = [&job](int pixels) { return static_cast<float>(pixels) * 96.0f / job.dpi; };
+  return {units(under->GetWidth()), units(under->GetHeight())};
+}
+
+}  // namespace
 
 void Run(const DrawJob& job, Observer& observer) {
   for (const std::string& file : job.fontFiles) {
@@ -18,13 +58,21 @@ void Run(const DrawJob& job, Observer& observer) {
       throw Error(ErrorKind::kInput, file, "holds no font");
     }
   }
-  Drawing drawing;
-  for (const Input& input : job.descriptions) drawing.AddLines(std::make_shared<JsonSource>(input));
-  TextBounds bounds;
-  drawing.Measure(bounds, job.size, observer);
-  const Placement placement = job.size ? Placement{*job.size, {}, {}} : Fit(bounds);
-  WritePage(job.output, job.format, {placement.size, job.dpi, job.background},
-            [&](CoreDevice& device) { drawing.Draw(placement, device, observer); });
+  const std::vector<Drawing> drawings = ReadDrawings(job);
+  const std::unique_ptr<CoreDib> under = job.under ? ReadUnder(*job.under) : nullptr;
+  std::vector<Placement> placements;
+  std::vector<Page> pages;
+  for (const Drawing& drawing : drawings) {
+    TextBounds bounds;
+    const bool fits = !job.size && under == nullptr;
+    drawing.Measure(bounds, fits ? std::nullopt : std::optional(SizeOf(job, under.get())), observer);
+    placements.push_back(fits ? Fit(bounds) : Placement{job.size.value_or(CoreSizeF()), {}, {}});
+    pages.push_back({placements.back().size, job.dpi, job.background, under.get()});
+  }
+  observer.LinesMeasured();
+  WritePages(job.output, job.format, pages, [&](std::size_t page, CoreDevice& device) {
+    drawings[page].Draw(placements[page], device, observer);
+  });
 }
 
 }  // namespace jobs

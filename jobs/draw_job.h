@@ -1,4 +1,5 @@
-// DrawJob: lines of text, described in JSON, onto one page.
+// SPDX-License-Identifier: MIT
+// DrawJob: lines of text, described in JSON, onto pages.
 //
 //   DrawJob job{{Input::File("hello.json")}, {}, Output::File("hello.png")};
 //   job.format = *FindOutputFormat("png", OutputKind::kPage);
@@ -21,13 +22,18 @@
 namespace jobs {
 
 struct DrawJob {
-  std::vector<Input> descriptions;     // JSON: an object is one line, an array several
+  // JSON: an object is one line, an array several, an array of arrays several pages. Each begins a new page.
+  std::vector<Input> descriptions;
   std::vector<std::string> fontFiles;  // to draw with, beside the installed fonts
   Output output;
   OutputFormat format;
   std::optional<CoreSizeF> size = std::nullopt;  // device units, 96 to the inch; else what the text needs
   float dpi = 96;                                // of a picture
   std::uint32_t background = 0xFFFFFFFF;         // 0xAARRGGBB
+  bool onePage = false;                          // for every line, whatever its description
+  // A picture that every page is drawn on, in place of size and background; its first frame, turned as its
+  // orientation mark says. The format is then a picture's.
+  std::optional<Input> under = std::nullopt;
 };
 
 // Throws Error; an output file then stays as it was.

@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: MIT
+// A text is measured by drawing it on a device that draws nothing, then drawn on a page of that size. So
+// both use the same code and cannot differ.
 #include "drawing.h"
 
 #include "translated_device.h"
@@ -19,21 +22,42 @@ constexpr double kMargin = 16.0;
 
 }  // namespace
 
-void Drawing::AddLines(const std::shared_ptr<JsonSource>& source) {
-  const SharedPtr<JsonValue>& description = source->root();
+void Drawing::AddLines(const std::shared_ptr<JsonSource>& source, const SharedPtr<JsonValue>& description,
+                       const std::string& pointer) {
   if (description->GetType() == tovkit::JsonObject) {
-    lines_.push_back({description, source, ""});
+    lines_.push_back({description, source, pointer});
     return;
   }
   const int count = static_cast<int>(description->Size());
-  if (count == 0) throw source->ErrorAt("", "the array holds no line");
+  if (count == 0) throw source->ErrorAt(pointer, "the array holds no line");
   for (int i = 0; i < count; ++i) {
-    std::string pointer = "/" + std::to_string(i);
+    std::string place = pointer + "/" + std::to_string(i);
     SharedPtr<const JsonValue> element = description->GetAt(i);
     if (element->GetType() != tovkit::JsonObject) {
-      throw source->ErrorAt(pointer, "element " + std::to_string(i) + " is no object");
+      throw source->ErrorAt(place, "element " + std::to_string(i) + " is no object");
     }
-    lines_.push_back({std::move(element), source, std::move(pointer)});
+    lines_.push_back({std::move(element), source, std::move(place)});
+  }
+}
+
+void AddPages(const std::shared_ptr<JsonSource>& source, std::vector<Drawing>& pages) {
+  const SharedPtr<JsonValue>& description = source->root();
+  const auto isArray = [](const JsonValue& value) { return value.GetType() == tovkit::JsonArray; };
+  const auto refuse = [&source](int i, const char* text) {
+    throw source->ErrorAt("/" + std::to_string(i), "element " + std::to_string(i) + text);
+  };
+  const int count = isArray(*description) ? static_cast<int>(description->Size()) : 0;
+  if (count == 0 || !isArray(*description->GetAt(0))) {
+    for (int i = 1; i < count; ++i) {
+      if (isArray(*description->GetAt(i))) refuse(i, " is a page among lines");
+    }
+    pages.emplace_back().AddLines(source);
+    return;
+  }
+  for (int i = 0; i < count; ++i) {
+    const SharedPtr<JsonValue> page = description->GetAt(i);
+    if (!isArray(*page)) refuse(i, " is no page as those before it are");
+    pages.emplace_back().AddLines(source, page, "/" + std::to_string(i));
   }
 }
 
@@ -52,7 +76,6 @@ void Drawing::Measure(TextBounds& bounds, const std::optional<CoreSizeF>& page, 
   }
   observer.EndPart();
   for (const auto& [wanted, actual] : bounds.GetSubstitutions()) observer.FontSubstituted(wanted, actual);
-  observer.LinesMeasured();
 }
 
 void Drawing::Draw(const Placement& placement, CoreDevice& device, Observer& observer) const {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Error: why a job failed. The one type that the functions of jobs/ throw.
 #pragma once
 

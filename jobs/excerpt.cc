@@ -1,6 +1,9 @@
+// SPDX-License-Identifier: MIT
+// Cuts between code points, so that a message in UTF-8 stays UTF-8.
 #include "excerpt.h"
 
 #include <algorithm>
+#include <cassert>
 
 namespace jobs {
 
@@ -16,6 +19,7 @@ bool StartsCodePoint(std::string_view text, std::size_t at) {
 }  // namespace
 
 Excerpt ExcerptAt(std::string_view text, std::size_t offset) {
+  assert(offset <= text.size());
   const std::size_t feed = text.substr(0, offset).rfind('\n');
   std::size_t from = feed == std::string_view::npos ? 0 : feed + 1;
   if (from == 0 && offset >= 3 && text.substr(0, 3) == "\xEF\xBB\xBF") from = 3;

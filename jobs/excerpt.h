@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The line of a text around a place, short enough to be shown.
 #pragma once
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+// One path, many points: the path is read once.
 #include "hit_job.h"
 
 #include "error.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // HitJob: which points touch a path, and a picture of what does.
 //
 //   HitJob job{Input::File("tick.svgpath")};

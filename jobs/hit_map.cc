@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: MIT
+// The core hit-tests the center of every pixel and draws the outline over the verdicts. The outline is
+// turned into pixels in double precision first: a matrix of floats would lose a path that lies far out.
 #include "hit_map.h"
 
 #include "arc_curves.h"
@@ -80,8 +83,12 @@ class OutlineBuilder {
     last_ = records + 4;
     return false;
   }
-  // A line, since the subpath may go on from where it is closed.
-  bool Close(const CorePathPoint& from, const CorePathPoint& start) { return Line(from, start); }
+  // A line, since the subpath may go on from where it is closed. The start may be the walk's own origin.
+  bool Close(const CorePathPoint& from, const CorePathPoint& start) {
+    Line(from, start);
+    last_ = nullptr;
+    return false;
+  }
 
  private:
   // The walk tells no moves: a segment that does not go on from the one before starts a subpath.

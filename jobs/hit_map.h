@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A picture of what hits a path: every pixel asks HitTestPath, and the outline is drawn over the answers.
 #pragma once
 
@@ -19,6 +20,7 @@ inline constexpr std::uint32_t kMapStroke = 0xff1d2f4a;   // the outline itself
 // Fills `map` with a 24-bit picture whose longer side has `size` pixels: the path's box with a margin that
 // shows where the tolerance ends. False, and the map then holds anything, when memory is short. Precondition:
 // the path has records, all finite; 1 <= size <= CoreBitmapDevice::kMaxSide.
-bool DrawHitMap(const CorePath& path, float tolerance, int size, Observer& observer, CoreDib& map);
+[[nodiscard]] bool DrawHitMap(const CorePath& path, float tolerance, int size, Observer& observer,
+                              CoreDib& map);
 
 }  // namespace jobs

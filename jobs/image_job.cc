@@ -1,9 +1,9 @@
+// SPDX-License-Identifier: MIT
+// Read, change, write, through the streams of the core.
 #include "image_job.h"
 
 #include "picture_reader.h"
 #include "picture_writer.h"
-
-#include <tovkit/imaging.h>
 
 #include <memory>
 
@@ -15,7 +15,9 @@ void Run(const ImageJob& job, Observer& observer) {
   observer.PictureOpened(reader.format(), reader.info());
   if (!job.target) return;
   const std::unique_ptr<CoreDib> bitmap = reader.ReadFrame(job.frame);
-  for (const CoreRect& rect : job.erased) tovkit::DeleteRectDib(bitmap.get(), rect);
+  if (!job.steps.empty()) {
+    Apply(job.steps, *bitmap, reader.ReadOrientation(job.frame), job.picture.name());
+  }
   WritePicture(*bitmap, job.target->format, job.target->quality, job.target->output);
 }
 

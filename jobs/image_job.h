@@ -1,15 +1,15 @@
-// ImageJob: a picture into another format, with rectangles blanked.
+// SPDX-License-Identifier: MIT
+// ImageJob: a picture into another format, changed on the way.
 #pragma once
 
 #include "input.h"
 #include "observer.h"
 #include "output.h"
+#include "picture_steps.h"
 
 #include <tovmx/codec.h>
-#include <tovmx/geometry.h>
 
 #include <optional>
-#include <vector>
 
 namespace jobs {
 
@@ -21,8 +21,8 @@ struct ImageJob {
   };
 
   Input picture;
-  int frame = 1;                      // counted from 1
-  std::vector<CoreRect> erased = {};  // blanked to the brightest color, one after the other
+  int frame = 1;            // counted from 1
+  PictureSteps steps = {};  // what is done to the frame, in this order
   // Without one, the picture's head is read and the observer told of it.
   std::optional<Target> target = std::nullopt;
 };

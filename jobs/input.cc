@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: MIT
+// Files, standard input and memory behind one face. Sizes that a file states are checked before room is
+// taken; what has no size is read up to the limit.
 #include "input.h"
 
 #include "error.h"

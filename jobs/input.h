@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Input: what a job reads: a file, an open descriptor or bytes in memory.
 //
 //   const Input input = Input::File("page.json");

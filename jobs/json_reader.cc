@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+// Asks Diagnose first, since Parse prints its errors on standard output, which may be the job's result.
 #include "json_reader.h"
 
 #include "error.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // JSON as jobs read it.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "json_scan.h"
 
 #include <tovkit/json.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The pieces of a text that is known to be JSON.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // JsonSource: a JSON text with its values, which knows where in the text each of them stands.
 //
 //   JsonSource source(input);

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+// std::from_chars, which takes no notice of the locale, without its "nan", "inf" and hexadecimal numbers.
 #include "number_text.h"
 
 #include <charconv>

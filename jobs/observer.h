@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Observer: who runs a job hears from it while it runs. This one ignores everything.
 #pragma once
 

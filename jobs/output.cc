@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+// Files, standard output and memory behind one face.
 #include "output.h"
 
 #include "error.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Output: where a job's result goes: a file, which appears whole or not at all, or memory.
 //
 //   OutputWriter writer(Output::File("page.png"));

@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: MIT
+// The file is written beside its target and takes its place when it is whole: readers see the old one or
+// the new one.
 #include "output_file.h"
 
 #include "error.h"

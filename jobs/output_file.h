@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // OutputFile: a file that appears whole or not at all.
 //
 // The bytes go to a new file (temporary_file.h); Commit() puts it in the target's place. Without Commit() the

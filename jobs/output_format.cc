@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+// The extension of an output names its format, unless the job does.
 #include "output_format.h"
 
 #include <strings.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Which format a picture or a page is written in.
 #pragma once
 
@@ -21,7 +22,7 @@ struct OutputFormat {
 };
 
 // The format that goes by a name such as "png", in either case; nothing when none that can be written does.
-std::optional<OutputFormat> FindOutputFormat(const std::string& name, OutputKind kind);
+[[nodiscard]] std::optional<OutputFormat> FindOutputFormat(const std::string& name, OutputKind kind);
 
 // Why FindOutputFormat finds none.
 std::string WhyNoOutputFormat(const std::string& name);

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+// One device for each kind of output, made when the size of the page is known.
 #include "page.h"
 
 #include "error.h"
@@ -8,6 +10,8 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <string>
+#include <vector>
 
 namespace jobs {
 
@@ -24,42 +28,114 @@ namespace {
   throw Error(ErrorKind::kOutput, place, "cannot draw");
 }
 
-template <typename Device>
-void WriteDocument(const std::string& place, OutputWriter& writer, const Page& page,
-                   const std::function<void(CoreDevice&)>& paint) {
+void CheckDocumentPage(const std::string& place, const Page& page) {
   if (std::max(page.size.width, page.size.height) > CoreDocumentDevice::kMaxSide) {
     RefuseSize(place, page.size.width, page.size.height, CoreDocumentDevice::kMaxSide);
   }
-  Device device(&writer.stream(), page.size.width, page.size.height);
+}
+
+void PaintDocumentPage(CoreDocumentDevice& device, const Page& page, std::size_t number,
+                       const PaintPage& paint) {
   if (page.background >> 24 != 0) device.FillPage(page.background);
-  paint(device);
+  paint(number, device);
+}
+
+void FinishDocument(CoreDocumentDevice& device, const std::string& place, OutputWriter& writer) {
   const bool finished = device.Finish();
   // A full disk is the better reason.
   writer.Close();
   if (!finished) FailToDraw(place);
 }
 
+void WritePdf(const std::string& place, OutputWriter& writer, const std::vector<Page>& pages,
+              const PaintPage& paint) {
+  for (const Page& page : pages) CheckDocumentPage(place, page);
+  CorePdfPagesDevice device(&writer.stream(), pages[0].size.width, pages[0].size.height);
+  for (std::size_t i = 0; i < pages.size(); ++i) {
+    if (i != 0 && !device.NextPage(pages[i].size.width, pages[i].size.height)) FailToDraw(place);
+    PaintDocumentPage(device, pages[i], i, paint);
+  }
+  FinishDocument(device, place, writer);
+}
+
+void WriteSvg(const std::string& place, OutputWriter& writer, const Page& page, std::size_t number,
+              const PaintPage& paint) {
+  CheckDocumentPage(place, page);
+  CoreSvgDevice device(&writer.stream(), page.size.width, page.size.height);
+  PaintDocumentPage(device, page, number, paint);
+  FinishDocument(device, place, writer);
+}
+
+// The pixels across and down of a page.
+struct PixelSize {
+  double width;
+  double height;
+};
+
+PixelSize PixelSizeOf(const Page& page) {
+  if (page.under != nullptr) {
+    return {static_cast<double>(page.under->GetWidth()), static_cast<double>(page.under->GetHeight())};
+  }
+  return {std::ceil(page.size.width * page.dpi / 96.0), std::ceil(page.size.height * page.dpi / 96.0)};
+}
+
+void WriteTiff(const std::string& place, OutputWriter& writer, const std::vector<Page>& pages,
+               const PaintPage& paint) {
+  double bytes = 0;
+  for (const Page& page : pages) bytes += PixelSizeOf(page).width * PixelSizeOf(page).height * 4;
+  CoreTiffPages file(static_cast<std::uint64_t>(std::min(bytes, 1e18)));
+  for (std::size_t i = 0; i < pages.size(); ++i) {
+    CoreDib picture;
+    RenderPage(
+        pages[i], [&](CoreDevice& device) { paint(i, device); }, place, picture);
+    if (!file.Add(&picture))
+      throw Error(ErrorKind::kLimit, place, "the pages need more memory than there is");
+  }
+  const bool written = file.Write(&writer.stream());
+  writer.Close();
+  if (!written) FailToDraw(place);
+}
+
+void WriteOnePage(const Output& output, const OutputFormat& format, const Page& page, std::size_t number,
+                  const PaintPage& paint) {
+  // Before the page is drawn: an output that cannot be created is told at once.
+  OutputWriter writer(output);
+  if (format.document == OutputFormat::Document::kPdf) {
+    WritePdf(output.name(), writer, {page}, [&](std::size_t, CoreDevice& device) { paint(number, device); });
+  } else if (format.document == OutputFormat::Document::kSvg) {
+    WriteSvg(output.name(), writer, page, number, paint);
+  } else {
+    CoreDib picture;
+    RenderPage(
+        page, [&](CoreDevice& device) { paint(number, device); }, output.name(), picture);
+    EncodePicture(picture, format.picture, 0, output.name(), writer);
+  }
+  writer.Commit();
+}
+
 }  // namespace
 
 void RenderPage(const Page& page, const std::function<void(CoreDevice&)>& paint, const std::string& place,
                 CoreDib& bitmap) {
-  const double width = std::ceil(page.size.width * page.dpi / 96.0);
-  const double height = std::ceil(page.size.height * page.dpi / 96.0);
+  const auto [width, height] = PixelSizeOf(page);
   if (std::max(width, height) > CoreBitmapDevice::kMaxSide) {
     RefuseSize(place, width, height, CoreBitmapDevice::kMaxSide);
   }
   const std::uint64_t bytes = CoreDib::BytesNeeded(static_cast<int>(width), static_cast<int>(height), 32);
-  if (bytes > CoreCodecRegistry::Get().GetPixelLimit() ||
-      !bitmap.Create(static_cast<int>(width), static_cast<int>(height), 32)) {
+  const auto create = [&] {
+    return page.under != nullptr ? bitmap.CopyFrom(*page.under)
+                                 : bitmap.Create(static_cast<int>(width), static_cast<int>(height), 32);
+  };
+  if (bytes > CoreCodecRegistry::Get().GetPixelLimit() || !create()) {
     throw Error(ErrorKind::kLimit, place,
                 "the picture needs " + std::to_string(bytes) + " bytes, which is too much");
   }
   // An opaque bitmap is drawn into at once, without a second one beside it.
-  if (page.background >> 24 == 255) {
+  if (page.under == nullptr && page.background >> 24 == 255) {
     auto* pixels = reinterpret_cast<std::uint32_t*>(bitmap.GetBuffer());
     std::fill_n(pixels, bitmap.GetBufferSize() / sizeof *pixels, page.background);
   }
-  bitmap.SetDpi(page.dpi, page.dpi);
+  if (page.under == nullptr) bitmap.SetDpi(page.dpi, page.dpi);
   CoreBitmapDevice device(&bitmap, page.dpi);
   paint(device);
   if (!device.Flush()) FailToDraw(place);
@@ -67,22 +143,35 @@ void RenderPage(const Page& page, const std::function<void(CoreDevice&)>& paint,
 
 void WritePage(const Output& output, const OutputFormat& format, const Page& page,
                const std::function<void(CoreDevice&)>& paint) {
-  // Before the page is drawn: an output that cannot be created is told at once.
-  OutputWriter writer(output);
-  switch (format.document) {
-    case OutputFormat::Document::kPdf:
-      WriteDocument<CorePdfDevice>(output.name(), writer, page, paint);
-      break;
-    case OutputFormat::Document::kSvg:
-      WriteDocument<CoreSvgDevice>(output.name(), writer, page, paint);
-      break;
-    case OutputFormat::Document::kNone: {
-      CoreDib picture;
-      RenderPage(page, paint, output.name(), picture);
-      EncodePicture(picture, format.picture, 0, output.name(), writer);
-    }
+  WriteOnePage(output, format, page, 0, [&](std::size_t, CoreDevice& device) { paint(device); });
+}
+
+void WritePages(const Output& output, const OutputFormat& format, const std::vector<Page>& pages,
+                const PaintPage& paint) {
+  if (pages.size() == 1) return WriteOnePage(output, format, pages[0], 0, paint);
+  const bool pdf = format.document == OutputFormat::Document::kPdf;
+  if (pdf || (format.document == OutputFormat::Document::kNone && format.picture == kCoreImageTiff)) {
+    OutputWriter writer(output);
+    (pdf ? WritePdf : WriteTiff)(output.name(), writer, pages, paint);
+    return writer.Commit();
   }
-  writer.Commit();
+  if (output.memory() != nullptr) {
+    throw Error(
+        ErrorKind::kOutput, output.name(),
+        "takes one page, and there are " + std::to_string(pages.size()) + "; PDF and TIFF hold several");
+  }
+  for (std::size_t i = 0; i < pages.size(); ++i) {
+    WriteOnePage(Output::File(NumberedFile(output.name(), i + 1, pages.size())), format, pages[i], i, paint);
+  }
+}
+
+std::string NumberedFile(const std::string& file, std::size_t number, std::size_t count) {
+  const std::string most = std::to_string(count);
+  std::string text = std::to_string(number);
+  text.insert(0, most.size() - text.size(), '0');
+  const std::string extension = ExtensionOf(file);
+  const std::size_t stem = file.size() - extension.size() - (extension.empty() ? 0 : 1);
+  return file.substr(0, stem) + "-" + text + file.substr(stem);
 }
 
 }  // namespace jobs

@@ -1,4 +1,5 @@
-// A page, and what becomes of it: a bitmap, or a file with a picture, PDF or SVG.
+// SPDX-License-Identifier: MIT
+// Pages, and what becomes of them: a bitmap, or files with pictures, PDF or SVG.
 #pragma once
 
 #include "output.h"
@@ -8,9 +9,11 @@
 #include <tovmx/dib.h>
 #include <tovmx/geometry.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <string>
+#include <vector>
 
 namespace jobs {
 
@@ -18,6 +21,9 @@ struct Page {
   CoreSizeF size;                // device units, 96 to the inch
   float dpi = 96;                // of a bitmap; nothing to a document
   std::uint32_t background = 0;  // 0xAARRGGBB
+  // What a bitmap starts as, at its own size and resolution, in place of the size and the background. Must
+  // outlive the page.
+  const CoreDib* under = nullptr;
 };
 
 // Makes a bitmap of 32 bits of the page, which `paint` fills. Throws Error naming `place`, and the bitmap
@@ -28,5 +34,17 @@ void RenderPage(const Page& page, const std::function<void(CoreDevice&)>& paint,
 // Makes the page, lets `paint` fill it and writes it. Throws Error naming the output.
 void WritePage(const Output& output, const OutputFormat& format, const Page& page,
                const std::function<void(CoreDevice&)>& paint);
+
+// Fills the page with this number, counted from 0.
+using PaintPage = std::function<void(std::size_t page, CoreDevice& device)>;
+
+// Writes the pages, in order: PDF and TIFF hold them all. Of another format one page is one file, and several
+// are files with a number, NumberedFile, that appear one after the other. Throws Error naming the output, for
+// memory that shall hold several of those, too. Precondition: there is a page.
+void WritePages(const Output& output, const OutputFormat& format, const std::vector<Page>& pages,
+                const PaintPage& paint);
+
+// The name of file `number` of `count`: "out.png" becomes "out-01.png" when there are 10 to 99.
+std::string NumberedFile(const std::string& file, std::size_t number, std::size_t count);
 
 }  // namespace jobs

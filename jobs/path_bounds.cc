@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A Bezier curve is farthest from its chord's box where a component of its derivative is 0. The derivative is
 // a Bezier curve of one degree less, so that is where a linear or a quadratic polynomial has its roots.
 #include "path_bounds.h"

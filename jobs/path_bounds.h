@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The box of what a path draws.
 #pragma once
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+// SVG files and path texts are told apart by their content; errors of both get a line and a column.
 #include "path_reader.h"
 
 #include "error.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Reading a vector path: SVG path text, or a <path> of an SVG file.
 #pragma once
 

@@ -1,6 +1,9 @@
+// SPDX-License-Identifier: MIT
 #include "picture_reader.h"
 
 #include "error.h"
+
+#include <cstdint>
 
 namespace jobs {
 
@@ -42,6 +45,16 @@ std::unique_ptr<CoreDib> PictureReader::ReadFrame(int frame) {
   std::unique_ptr<CoreDib> bitmap = decoder_->GetBitmap(frame - 1, 0, 0);
   if (bitmap == nullptr) FailToDecode();
   return bitmap;
+}
+
+int PictureReader::ReadOrientation(int frame) {
+  // The decoder goes on from where it is.
+  CoreInputStream& stream = *stream_.get();
+  const std::uint64_t at = stream.GetPosition();
+  stream.Seek(0);
+  const int mark = CoreReadOrientation(&stream, frame - 1);
+  stream.Seek(at);
+  return mark;
 }
 
 void PictureReader::FailToDecode() const {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // PictureReader: opens a picture, whose format its content tells, and decodes frames of it.
 //
 //   PictureReader reader(Input::File("scan.tif"));
@@ -27,6 +28,9 @@ class PictureReader {
 
   // Throws Error when the frame is broken or beyond the memory limit. Precondition: there is such a frame.
   std::unique_ptr<CoreDib> ReadFrame(int frame);
+
+  // The frame's orientation mark, 1 to 8, as CoreReadOrientation returns it.
+  int ReadOrientation(int frame);
 
  private:
   [[noreturn]] void FailToDecode() const;

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+// An encoder over the output of a job.
 #include "picture_writer.h"
 
 #include "error.h"

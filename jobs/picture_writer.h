@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Encoding a picture and writing it, for every job that makes one.
 #pragma once
 

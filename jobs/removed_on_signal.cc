@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "removed_on_signal.h"
 
 #include <sys/stat.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // RemovedOnSignal: a file that does not outlive the process when a signal ends it.
 //
 // For as long as the object lives, a signal that would end the process (Ctrl-C, a hang-up, a broken pipe)

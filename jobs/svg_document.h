@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Finds a <path> in the text of an SVG file.
 #pragma once
 

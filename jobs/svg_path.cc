@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: MIT
+// A scanner that knows separators and numbers, and a builder that knows commands. The builder keeps the
+// current point in double precision, because relative commands add up thousands of steps.
 #include "svg_path.h"
 
 #include "number_text.h"
@@ -96,10 +99,7 @@ class Scanner {
   std::size_t at_ = 0;
 };
 
-struct Point {
-  double x = 0;
-  double y = 0;
-};
+using Point = CoreBasicPoint<double>;
 
 // Follows the commands with the current point, which the path's own records hold as floats only.
 class Builder {
@@ -176,7 +176,7 @@ class Builder {
 
   float Narrow(double value) const { return in_.Coordinate(value); }
 
-  // Behind a Z drawing goes on from the figure's start, which the path is told by a move.
+  // Behind a Z drawing goes on from the subpath's start, which the path is told by a move.
   void Reopen() {
     if (closed_) path_.MoveTo(Narrow(current_.x), Narrow(current_.y));
     closed_ = false;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // SVG path text ("M 0 0 L 10 0 A 5 5 0 0 1 10 10 Z") as a CorePath.
 //
 // The whole grammar of the SVG 1.1 path data is read: M L H V Q C S T A Z, absolute and relative, repeats

@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: MIT
+// Where the file system has files without a name (O_TMPFILE), nothing is left behind whatever happens;
+// elsewhere the file has a name that the next run knows and clears away.
 #include "temporary_file.h"
 
 #include <fcntl.h>

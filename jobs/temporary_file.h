@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // TemporaryFile: the new file beside a target, until it takes the target's place.
 //
 // Where the file system can do so the file has no name, so that nothing is left of it however the process
@@ -38,7 +39,7 @@ class TemporaryFile {
 
   // Puts the file in the target's place. False when that fails, with the reason in errno; the target is then
   // as it was.
-  bool Replace();
+  [[nodiscard]] bool Replace();
 
  private:
   std::string NameAt(int number) const;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // TextBounds: a device that draws nothing, and sees of every line how much room it takes and which fonts
 // stand in for others.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "text_review.h"
 
 #include <tovkit/imaging.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // TextReview: what of the lines that are to be drawn will not look as it was meant.
 //
 //   TextReview review({.limit = 1000});

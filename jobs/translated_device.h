@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // TranslatedDevice: draws text on another device, translated so that one position becomes another.
 #pragma once
 

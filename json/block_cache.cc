@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Blocks pass between threads: one that was allocated here may be freed there, and is then kept there. So no
 // thread ever waits for another, and no block needs to know where it came from.
 #include "block_cache.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The block cache: small blocks of released handles, kept by each thread for its next ones.
 //
 // A handle is made of two small blocks, a wrapper and a control block, and mostly lives for one read. Taking

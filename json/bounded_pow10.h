@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // RapidJSON's table of powers of ten, made safe for any exponent.
 //
 // RapidJSON's number parser adds the written exponent to the count of fraction digits in an int, and uses the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Sixteen bytes of text at a time, with the vector instructions that every x86-64 processor has.
 //
 // A text is read up to its end only: who asks for a block makes sure that it has one.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // RapidJSON's recursive parser unrolled: the same steps in the same order, so that the first error met is the
 // same, with a stack of open containers in the place of the calls. RapidJSON has an iterative mode of its
 // own, but that one reports other codes for some texts.

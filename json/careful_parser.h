@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // CarefulParser: the parser that knows every error.
 //
 // It accepts what RapidJSON's recursive parser accepts, with the same values, and stops where that one stops,

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Json::Diagnose: a walk over a text that keeps nothing but the way down to where it is.
 //
 // Strings, words and numbers are read by RapidJSON itself, so that they stop where the parser stops; what

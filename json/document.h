@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The RapidJSON types that hold every document: values over UTF-8 in a memory pool of 65,536-byte chunks.
 //
 // RapidJSON is private to this folder.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // RapidJSON finds the digits by Grisu2: the scaled number is a whole part and a fraction of 2^shift, and
 // digit after digit is taken off until what is left is smaller than `delta`, the width of the range of
 // numbers that are read as this double.

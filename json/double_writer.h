@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // WriteDouble: the text of a double, byte for byte as RapidJSON writes it, many digits at a time.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // One pass over the text, without recursion, into a TreeBuilder.
 //
 // No byte behind the text is read. The last byte that is no white space must close the root. It ends every

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // ReadFast: the parser for texts without an error.
 //
 // It makes the document that RapidJSON's own parser makes, value for value and byte for byte of the pool, in

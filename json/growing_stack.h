@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The stack that RapidJSON keeps its work in, for documents on HeapAllocator.
 //
 // RapidJSON's own adds to a null pointer before it has storage, which is undefined, and does not survive a

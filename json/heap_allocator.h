@@ -1,6 +1,7 @@
+// SPDX-License-Identifier: MIT
 // HeapAllocator: the C heap as RapidJSON wants it, except that a failed allocation throws.
 //
-// RapidJSON does not test what its allocators give, so a null pointer must never reach it.
+// RapidJSON does not test what its allocators return, so a null pointer must never reach it.
 //
 // Thread-safety: no state; Shared() may be used by every thread.
 #pragma once

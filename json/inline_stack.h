@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // InlineStack: a stack of plain records whose first ones are part of the object, so that a small document
 // takes nothing from the heap for it.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The entry points of json.h that are no operation of a value: parsing, writing, the names of the kinds.
 //
 // A failed parse prints its one line here and nowhere else; ParseText returns what it says.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Members are looked at from the first to the last, length before bytes; there is no index.
 //
 // In a small object, where the search is over soon, that is done as it reads. In a larger one the name that

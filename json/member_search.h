@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // FindMember: the first member of an object that has a given name.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The numbers that are not worth a way of their own, read by RapidJSON from where they begin.
 #include "number_reader.h"
 

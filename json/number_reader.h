@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Numbers as RapidJSON reads them with normal precision, many digits at a time.
 //
 // RapidJSON takes one digit after the other: exactly, in 64 bits, up to and including the digit that lifts

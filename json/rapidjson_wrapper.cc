@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The operations of one value. The eight-fold families are members of the header's templates; what is here
 // changes documents, and so decides what a failed allocation leaves: everything that may throw comes first,
 // and the document is changed by what cannot.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // RapidjsonWrapper: the JsonValue that designates one node of a RapidJSON document.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the handles of json.h have in the library: one copy of their control blocks' code, and the memory of
 // these blocks.
 #include "tovkit/json.h"

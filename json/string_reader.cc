@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Most strings are short and plain, and are read by the header's few lines. What is left here: a string that
 // is longer than a value holds, one at the end of the text, and one with escapes, whose meaning is put
 // together in a buffer first, since the pool is asked once for what a string needs.

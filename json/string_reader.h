@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // StringReader: the strings of a text, into values.
 //
 // A string without an escape is copied as it stands, sixteen bytes at a time. Up to 13 bytes become part of

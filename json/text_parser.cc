@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Two parsers, one after the other: the fast one, which knows every valid text and no error, and for whatever
 // it refuses the careful one, which knows the code and the place of each error. So errors cost valid texts
 // nothing, and a text in error is read at most twice.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // ParseText: JSON text into a document, or the code and the place of its first error.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What is done with a value and all below it, at any depth: a deep copy, and its text.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // TreeBuilder: a tree of values from its parts, in the order of its text.
 //
 // Finished values wait on a stack of slots until their container closes; then they move to the pool in one

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A copy takes from its pool what the source would take if it were read from its text: containers lose the
 // room that they had to grow.
 #include "tree.h"

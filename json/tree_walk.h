@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // WalkTree: a value and all below it, in the order of the text.
 //
 // RapidJSON's own walk calls itself once a level and so overflows the stack on a deep tree; this one keeps

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The text grows in one buffer, and every value writes a comma behind itself. The end of a container puts its
 // bracket in the place of the last one, so that nothing needs to know whether it is the first.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The one rule by which the eight types of the operation families read and make values.
 #pragma once
 

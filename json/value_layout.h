@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // RapidJSON's values as bytes, for the reader that fills them faster than RapidJSON's own calls do.
 //
 // A value has 16 bytes, the last two of which are its flags:

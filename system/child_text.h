@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // ChildText: a line of text in a forked child, made on the stack and written by write(2).
 //
 // In a child of a process with threads the locks of streams, heap and messages may be held for ever, by

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // ExitGate: lets threads into something that process exit takes down, and tells the exit when all are out.
 //
 // Has no destructor that does anything, so it can be asked until the very end of the process.
@@ -18,9 +19,10 @@ class ExitGate {
  public:
   constexpr ExitGate() = default;
 
-  // False once the gate is closed and empty, which it then stays. While somebody is still inside after
-  // Close, what the gate guards is still there, and others may have to be kept from what they do to it.
-  bool Enter() {
+  // False once the gate is closed and nobody is inside any more; that does not change again. Until then
+  // threads may enter even after Close: what the gate guards is still there, and they may have to wait their
+  // turn at it.
+  [[nodiscard]] bool Enter() {
     int64_t seen = inside_.load(std::memory_order_acquire);
     do {
       if (seen == kClosed) return false;
@@ -30,8 +32,8 @@ class ExitGate {
 
   void Leave() { inside_.fetch_sub(1, std::memory_order_release); }
 
-  // Waits up to `milliseconds` for the moment when nobody is inside, and lets nobody in from that moment on.
-  // True when it came; false means that one may stay for good, so that what the gate guards must be left
+  // Waits up to `milliseconds` for the moment when nobody is inside, and lets nobody in from then on. True
+  // when it came. False when somebody is still inside, perhaps for good: what the gate guards must be left
   // alone.
   bool Close(int milliseconds) {
     inside_.fetch_or(kClosed, std::memory_order_acq_rel);

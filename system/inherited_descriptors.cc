@@ -1,3 +1,7 @@
+// SPDX-License-Identifier: MIT
+// Runs in a child between fork and exec, where another thread's lock may be held for good: nothing here
+// uses the heap or stdio. close_range does it where the kernel has it; otherwise a shell lists the open
+// descriptors, and when that fails every number up to the table's size is closed.
 #include "inherited_descriptors.h"
 
 #include <fcntl.h>

@@ -1,4 +1,5 @@
-// What a forked child has open and its program is not to get.
+// SPDX-License-Identifier: MIT
+// The descriptors that a forked child has open and that its program must not get.
 #pragma once
 
 namespace tovkit {

@@ -1,9 +1,35 @@
-// Mutex and MutexLocker.
+// SPDX-License-Identifier: MIT
+// Mutex, MutexLocker and WatchedMutex: faces of fixed layout over a MutexState each.
+//
+//     Mutex         state ---------> MutexState ---> pthread_mutex_t
+//     WatchedMutex  state ---------> MutexState ---> pthread_mutex_t   of the base, which nobody uses
+//                   watchState ----> MutexState ---> pthread_mutex_t   what is locked; also in WatchRegistry
+//
+// The watched record is the registry's as well, which may free it later than the object goes.
 #include <tovkit/system.h>
 
+#include <cstring>
+
 #include "mutex_state.h"
+#include "watch_registry.h"
 
 namespace tovkit {
+
+OwnedMutexState NewMutexState() {
+  auto mutex = std::make_unique<pthread_mutex_t>();
+  OwnedMutexState state(new MutexState());
+  state->mutex = mutex.release();
+  pthread_mutex_init(state->mutex, nullptr);
+  state->valid = true;
+  return state;
+}
+
+void RetireMutexState(MutexState& state) {
+  pthread_mutex_destroy(state.mutex);
+  delete state.mutex;
+  state.mutex = nullptr;
+  StoreShared(state.valid, false);
+}
 
 Mutex::Mutex() : state(NewMutexState().release()) {}
 
@@ -16,5 +42,28 @@ TOVKIT_IN_ONE_CACHE_LINE void Mutex::unlock() { UnlockState(*state); }
 MutexLocker::MutexLocker(Mutex* mutexToLock) : mutex(mutexToLock) { mutex->lock(); }
 
 MutexLocker::~MutexLocker() { mutex->unlock(); }
+
+WatchedMutex::WatchedMutex(const char* name, int timeout) {
+  OwnedMutexState record = NewMutexState();
+  watchState = record.get();
+  watchState->id = WatchRegistry::NextMutexId();
+  watchState->timeout = timeout;
+  // The record is zeroed: a name that is cut still ends.
+  if (name == nullptr) name = "SWMutex";
+  std::memcpy(watchState->name, name, strnlen(name, kMutexNameCapacity - 1));
+  if (timeout >= 1) WatchRegistry::Add(this);
+  (void)record.release();  // stays behind with the mutex
+}
+
+WatchedMutex::~WatchedMutex() { WatchRegistry::Retire(this); }
+
+TOVKIT_IN_ONE_CACHE_LINE void WatchedMutex::lock() {
+  // Before the wait: the lock may be one that only the watchdog breaks.
+  if (WatchRegistry::LacksWatchdog()) [[unlikely]]
+    WatchRegistry::Resume(*this);
+  LockState(*watchState);
+}
+
+TOVKIT_IN_ONE_CACHE_LINE void WatchedMutex::unlock() { UnlockState(*watchState); }
 
 }  // namespace tovkit

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What a mutex object owns.
 #pragma once
 
@@ -39,7 +40,7 @@ struct MutexStateDeleter {
 using OwnedMutexState = std::unique_ptr<MutexState, MutexStateDeleter>;
 
 // A zeroed record with a mutex of default attributes, valid.
-OwnedMutexState NewMutexState();
+[[nodiscard]] OwnedMutexState NewMutexState();
 
 // For the functions that lock and unlock: their code fits one cache line, and when it happens to lie across
 // two, a lock and unlock takes 3 % longer.
@@ -58,7 +59,7 @@ inline void LockState(MutexState& state) {
 }
 
 // False, at once, while somebody else holds it.
-inline bool TryLockState(MutexState& state) {
+[[nodiscard]] inline bool TryLockState(MutexState& state) {
   if (pthread_mutex_trylock(state.mutex) != 0) return false;
   NoteLocked(state);
   return true;

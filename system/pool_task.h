@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // One item of a pool's queue.
 #pragma once
 

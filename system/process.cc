@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Process: what the parent does. The child's part is in process_child.cc.
 #include <sys/wait.h>
 #include <tovkit/system.h>
@@ -67,7 +68,7 @@ void Process::setWorkingDirectory(const char* directory) {
 
 bool Process::start(const char* path, int argc, const char* const* argv) {
   if (IsEmpty(path) || (argc >= 1 && argv == nullptr)) return false;
-  // Compatibility: only the moment of starting is refused, not a running child.
+  // Compatibility: refused while another start() runs, but not while a child does.
   if (fields.state == Starting) {
     std::printf("this process is already runing.\n");
     return false;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Process: from fork to the program's first instruction.
 //
 // In the child nothing may take a lock, not that of the heap nor of a stream: another thread of the parent

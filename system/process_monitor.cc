@@ -1,3 +1,7 @@
+// SPDX-License-Identifier: MIT
+// Reads /proc/PID/status of every process, line by line, and keeps one record a process in the order of the
+// directory. A second thread may look at the records while they are sampled: those fields go through
+// shared_field.h.
 #include "tovkit/system.h"
 
 #include "fixed_buffer.h"

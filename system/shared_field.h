@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Plain fields that several threads read and write without a lock.
 //
 // The field stays a plain member of its record; it is touched through these two only once threads share it.

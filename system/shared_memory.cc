@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: MIT
+// System V segments: they outlive the process that made them, and the kernel finds them by a number that
+// other programs compute as well. Messages are kept in the object, in the words that they have always had.
 #include "tovkit/system.h"
 
 #include "fixed_buffer.h"
@@ -29,7 +32,7 @@ std::uint32_t AddWeighted(std::uint32_t sum, std::uint32_t& weight, const char* 
   return sum;
 }
 
-// The IPC key of a name. Other programs derive the same key, so the sum is a contract.
+// The IPC key of a name. Compatibility: other programs derive the same key from the same sum.
 std::uint32_t KeyOf(const char* name) {
   constexpr char kPrefix[] = "vatrel";
   constexpr std::size_t kPrefixLength = sizeof kPrefix - 1;

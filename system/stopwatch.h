@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Stopwatch: wall-clock time in microseconds since start().
 #pragma once
 

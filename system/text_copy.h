@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A copy of a C text in an array of its own.
 #pragma once
 

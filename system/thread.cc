@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Thread: a detached POSIX thread with a semaphore that tells its end.
 #include <sys/time.h>
 #include <tovkit/system.h>

@@ -1,4 +1,8 @@
-// ThreadPool: workers, one queue, one lock, one condition.
+// SPDX-License-Identifier: MIT
+// ThreadPool and the Runnable that it runs: workers, one queue, one lock, one condition.
+//
+//     queueHead -> PoolTask -> PoolTask -> ... -> null      taken at the head, appended behind a walk to the
+//     end
 //
 // The lock and the condition live as long as the object, not only from init to destroy, so that a late
 // addTask meets a lock that is still there, and so that every call is defined in every state.
@@ -50,6 +54,19 @@ void RunTask(const PoolTask& task) {
 }
 
 }  // namespace
+
+Runnable::Runnable() : finished(false) {}
+
+Runnable::~Runnable() = default;
+
+int Runnable::Task() {
+  StoreShared(finished, false);
+  run();
+  StoreShared(finished, true);
+  return 0;
+}
+
+bool Runnable::isFinished() const { return LoadShared(finished); }
 
 ThreadPool::ThreadPool() : threadIds(nullptr), queueHead(nullptr), shutdown(0), threadCount(0), queueSize(0) {
   pthread_mutex_init(&lock, nullptr);

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // WatchRegistry: the process-wide list of watched mutexes and the thread that looks after them.
 //
 // Thread-safety: every function may be called from any thread, during process exit too.
@@ -25,14 +26,14 @@ class WatchRegistry {
   // True in a forked child of a process with a watchdog, until the child has one.
   static bool LacksWatchdog() { return lacksWatchdog.load(std::memory_order_relaxed); }
 
-  // Starts the watchdog that a forked child lacks. Nothing for a mutex that is not watched, nor while
-  // somebody holds the registry: he starts it, or is a thread that only the parent has, and then nobody ever
-  // can.
+  // Starts the watchdog that a forked child lacks. Does nothing for a mutex that is not watched, nor while
+  // the registry is locked: either the holder starts it, or the holder is a thread that only the parent has,
+  // and then the child never gets a watchdog.
   static void Resume(const WatchedMutex& mutex);
 
  private:
   static void MarkForkedChild();
-  static bool StartWatchdog();
+  [[nodiscard]] static bool StartWatchdog();
   static void* WatchdogEntry(void* unused);
   static void Pass();
   static void ReleaseIfOverdue(WatchedMutex& mutex);

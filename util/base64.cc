@@ -1,4 +1,5 @@
-// Base64 of RFC 4648: what callers see, and the plain loops.
+// SPDX-License-Identifier: MIT
+// Base64 of RFC 4648: what callers see, and the scalar loops.
 #include "base64_kernels.h"
 #include "tovkit/util.h"
 

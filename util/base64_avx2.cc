@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Base64 with AVX2: 24 bytes or 32 characters at a time. Includes no header with inline code of its own: what
 // is compiled here runs on processors with AVX2 only.
 #include "base64_kernels.h"
@@ -110,7 +111,7 @@ __m256i Join(__m256i values) {
 
 std::size_t Decode(const char* text, std::size_t size, char* out) {
   char* const start = out;
-  // A whole vector is stored, eight bytes more than the block gives: the rest of the text pays for them.
+  // A whole vector is stored, eight bytes more than the block decodes to: the rest of the text pays for them.
   for (; size >= kCharacters + 12; size -= kCharacters, text += kCharacters, out += kBytes) {
     const auto block = ToValues(Load(text));
     if (RejectedBits(block) != 0) break;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Base64 with AVX-512 VBMI: 48 bytes or 64 characters at a time. Includes no header with inline code of its
 // own: what is compiled here runs on processors with these instructions only.
 #include "base64_kernels.h"
@@ -92,7 +93,8 @@ __m512i Join(__m512i values, __m512i order) {
 std::size_t Decode(const char* text, std::size_t size, char* out) {
   char* const start = out;
   const __m512i order = WordOrder();
-  // A whole vector is stored, sixteen bytes more than the block gives: the rest of the text pays for them.
+  // A whole vector is stored, sixteen bytes more than the block decodes to: the rest of the text pays for
+  // them.
   for (; size >= kCharacters + 24; size -= kCharacters, text += kCharacters, out += kBytes) {
     const Values block = ToValues(_mm512_loadu_si512(text));
     if (block.rejected != 0) break;

@@ -1,4 +1,5 @@
-// The inner loops of Base64, one pair for each level of vector instructions. All give the same bytes.
+// SPDX-License-Identifier: MIT
+// The inner loops of Base64, one pair for each level of vector instructions. All make the same bytes.
 #pragma once
 
 #include "simd_level.h"

@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: MIT
+// sendfile first, since the kernel moves pages without a copy through user space; then stdio from the same
+// position for what is left.
 #include "tovkit/util.h"
 
 #include <sys/sendfile.h>

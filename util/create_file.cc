@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tovkit/util.h"
 
 #include <sys/stat.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // JoinPath: components with one separator between them.
 #include "tovkit/util.h"
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+// A name from the clock's second. The buffer is bounded: a longer name ends the process.
 #include "tovkit/util.h"
 
 #include "fixed_buffer.h"

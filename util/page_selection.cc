@@ -1,5 +1,12 @@
+// SPDX-License-Identifier: MIT
+// One parser for both numberings. Pages go straight into the caller's array, so that what came before an
+// error stays.
+//
+//     selection = "" | "all" | "odd" | "even" | segment { "," segment }
+//     segment   = number | number "-" number                       numbers must rise from segment to segment
 #include "tovkit/util.h"
 
+#include <cassert>
 #include <cstdlib>
 #include <new>
 #include <string>
@@ -30,6 +37,7 @@ class PageSink {
 
   // Appends base + first, base + first + step, ... for the indices below the count. The sums wrap.
   void AddEvery(unsigned step, unsigned first, int base) {
+    assert(count_ >= 1 && step >= 1);
     for (unsigned i = first; i < static_cast<unsigned>(count_); i += step) {
       Append(static_cast<int>(static_cast<unsigned>(base) + i));
     }

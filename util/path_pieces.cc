@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: MIT
+// Views into the given text, cut at the last dot or the last separator; only GetFileName makes a text of
+// its own.
 #include "tovkit/util.h"
 
 #include "separators.h"
@@ -42,13 +45,13 @@ const char* GetFileExtension(const char* path, int len) {
 const char* GetFileNamePart(const char* path, int len) {
   const std::string_view text = View(path, len);
   const std::size_t separator = LastSeparator(text);
-  // Compatibility: a bare name gives "", which means "no directory given".
+  // Compatibility: a bare name returns "", which means "no directory given".
   return separator == kNone ? "" : text.data() + separator + 1;
 }
 
 CoreString GetFileName(const char* path, int len) {
   const std::string_view text = View(path, len);
-  if (text.empty()) return {path, -1};  // Compatibility: a length of 0 gives the whole text
+  if (text.empty()) return {path, -1};  // Compatibility: a length of 0 returns the whole text
 
   const std::size_t separator = LastSeparator(text);
   const std::size_t first = separator == kNone ? 0 : separator + 1;

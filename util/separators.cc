@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Path separators: `\` and `/` are both one, always.
 #include "separators.h"
 

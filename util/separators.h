@@ -1,4 +1,5 @@
-// What separates the components of a path, on every platform.
+// SPDX-License-Identifier: MIT
+// The characters that separate the components of a path: both, on every platform.
 #pragma once
 
 namespace tovkit {

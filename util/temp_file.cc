@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+// Makes names, not files:  directory / prefix _ process _ digits _ suffix . extension
 #include "tovkit/util.h"
 
 #include <unistd.h>

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """python3 bench/page BUILD [--rounds N] [SECTION...]: runs the benchmarks of a build and writes the page.
 
 All sections go to docs/benchmarks.md. Named ones go to BUILD/benchmarks.md, since a page holds one run.

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """One bar chart a section: how many times faster than each peer, on a logarithmic scale."""
 import matplotlib
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Where the figures come from: processor, compiler and the versions of the peers."""
 import os
 import platform

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The hand-kept part of the page: sections, inputs, names of peers and reasons (notes.toml)."""
 import tomllib
 from dataclasses import dataclass, field

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The page in Markdown."""
 import textwrap
 

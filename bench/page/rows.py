@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """What Google Benchmark's JSON says: rows, cases and ratios. Standard library only, so that the tests need no more."""
 import statistics
 from dataclasses import dataclass, field

@@ -1,9 +1,11 @@
+// SPDX-License-Identifier: MIT
 // tovkit base64: bytes to Base64 and back, as a stream.
 #include "command.h"
 #include "input_file.h"
 
 #include <tovkit/util.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -19,6 +21,7 @@ constexpr std::size_t kGroup = 4;                      // characters
 
 struct Base64Options {
   std::string file;
+  int wrap = 0;  // characters to a line, 0 for one line
   bool decode = false;
 };
 
@@ -56,12 +59,40 @@ bool Write(const CoreString& bytes) {
   return std::fwrite(bytes.c_str(), 1, size, stdout) == size;
 }
 
-void Encode(Input& input) {
+// Writes Base64 in lines of `width` characters, the last one open; one line for a width of 0.
+class Lines {
+ public:
+  explicit Lines(int width) : width_(static_cast<std::size_t>(width)) {}
+
+  // False when the output takes no more.
+  bool Write(const CoreString& text) {
+    if (width_ == 0) return cli::Write(text);
+    const auto size = static_cast<std::size_t>(text.GetLength());
+    for (std::size_t at = 0; at < size;) {
+      if (column_ == width_) {
+        std::fputc('\n', stdout);
+        column_ = 0;
+      }
+      const std::size_t length = std::min(width_ - column_, size - at);
+      if (std::fwrite(text.c_str() + at, 1, length, stdout) != length) return false;
+      column_ += length;
+      at += length;
+    }
+    return true;
+  }
+
+ private:
+  std::size_t width_;
+  std::size_t column_ = 0;
+};
+
+void Encode(Input& input, int width) {
   std::string chunk;
+  Lines lines(width);
   bool any = false;
   while (input.Read(chunk)) {
     const auto* data = reinterpret_cast<const unsigned char*>(chunk.data());
-    if (!Write(tovkit::Base64Encode(data, static_cast<int>(chunk.size())))) return;
+    if (!lines.Write(tovkit::Base64Encode(data, static_cast<int>(chunk.size())))) return;
     any = true;
   }
   if (any) std::fputc('\n', stdout);
@@ -138,14 +169,18 @@ void AddBase64Command(CLI::App& app) {
   const auto options = std::make_shared<Base64Options>();
   CLI::App* const command = app.add_subcommand(
       "base64",
-      "Turn bytes into one line of Base64, or back with -d. Decoding passes over white space and line "
+      "Turn bytes into Base64, or back with -d. Decoding passes over white space and line "
       "breaks; it writes what came before the first foreign character, and fails when that is more than "
       "padding.");
   command->add_flag("-d,--decode", options->decode, "Decode instead of encode");
+  command->add_option("--wrap", options->wrap, "Encode into lines of this many characters; 0 for one line")
+      ->type_name("N")
+      ->check(CLI::Range(0, 1 << 30))
+      ->capture_default_str();
   command->add_option("FILE", options->file, "What to read; standard input when missing or -");
   command->callback([options] {
     Input input(ChosenInput(options->file));
-    options->decode ? Decode(input) : Encode(input);
+    options->decode ? Decode(input) : Encode(input, options->wrap);
   });
 }
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the files of the subcommands share.
 //
 // Each subcommand is one file with one Add...Command function. It declares its options on `app` and sets a

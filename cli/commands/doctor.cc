@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // tovkit doctor: is everything there that the other subcommands need, and if not, what to do.
 #include "command.h"
 #include "doctor/finding.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Groups of draw's options that have files of their own.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "draw_options.h"
 #include "line_schema.h"
 

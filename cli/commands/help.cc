@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // tovkit help: what --help says, for those who look for it under help.
 #include "command.h"
 #include "usage.h"

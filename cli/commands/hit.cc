@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // tovkit hit: asks whether a point touches a path, or draws what does.
 #include "command.h"
 

@@ -1,5 +1,8 @@
+// SPDX-License-Identifier: MIT
 // tovkit info: which libraries run, from where, and what is behind them.
 #include "command.h"
+#include "json_output.h"
+#include "simd_level.h"
 #include "text_output.h"
 
 #include <tovkit/util.h>
@@ -8,6 +11,7 @@
 #include <tovmx/text_codec.h>
 
 #include <cstdio>
+#include <memory>
 #include <string>
 
 namespace cli {
@@ -35,15 +39,37 @@ void PrintLibraryInfo() {
   PrintDirectory("libtovkit directory", tovkit::GetModuleDirectory("libtovkit.so"));
   PrintDirectory("libtovmx directory", tovkit::GetModuleDirectory("libtovmx.so"));
   PrintLine("local text", CoreTextCodec::LocalCodeset());
+  PrintLine("vector level", base::SimdLevelName(base::ChosenSimdLevel()));
   PrintList("image codecs", CoreCodecRegistry::Get().DescribeBackends());
   PrintList("fonts", CoreFontLoader::DescribeBackends());
+}
+
+void AddTexts(tovkit::JsonValue& object, const char* name, const CoreStringList<CoreString>& texts) {
+  const auto array = object.AddArrayMember(name);
+  for (const CoreString& text : texts) array->InsertString(-1, text.c_str());
+}
+
+void PrintLibraryInfoAsJson() {
+  const auto object = tovkit::Json::Parse("{}", 2, nullptr);
+  object->SetMemberString("version", tovkit::GetLibraryVersion());
+  object->SetMemberString("executableDirectory", tovkit::GetExecutableDirectory().c_str());
+  object->SetMemberString("libtovkitDirectory", tovkit::GetModuleDirectory("libtovkit.so").c_str());
+  object->SetMemberString("libtovmxDirectory", tovkit::GetModuleDirectory("libtovmx.so").c_str());
+  object->SetMemberString("localText", CoreTextCodec::LocalCodeset());
+  object->SetMemberString("vectorLevel", base::SimdLevelName(base::ChosenSimdLevel()));
+  AddTexts(*object, "imageCodecs", CoreCodecRegistry::Get().DescribeBackends());
+  AddTexts(*object, "fonts", CoreFontLoader::DescribeBackends());
+  PrintJsonMembers(object);
 }
 
 }  // namespace
 
 void AddInfoCommand(CLI::App& app) {
-  app.add_subcommand("info", "Print the version, where the libraries are and what is behind them")
-      ->callback(PrintLibraryInfo);
+  const auto json = std::make_shared<bool>(false);
+  CLI::App* const command =
+      app.add_subcommand("info", "Print the version, where the libraries are and what is behind them");
+  command->add_flag("--json", *json, "Print an object instead of lines");
+  command->callback([json] { *json ? PrintLibraryInfoAsJson() : PrintLibraryInfo(); });
 }
 
 }  // namespace cli

@@ -1,17 +1,22 @@
+// SPDX-License-Identifier: MIT
 // tovkit json: checks JSON texts and prints what is in them.
 #include "command.h"
 
+#include "failure.h"
 #include "input_file.h"
 #include "jobs/json_reader.h"
+#include "json_path.h"
+#include "json_text.h"
 
 #include <tovkit/json.h>
 
-#include <charconv>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
+#include <exception>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -23,9 +28,12 @@ using tovkit::JsonValue;
 using tovkit::SharedPtr;
 
 struct JsonOptions {
-  std::string file;
+  std::vector<std::string> files;
   std::string path;
+  int indent = -1;  // below 0: on one line
   bool get = false;
+  bool raw = false;
+  bool check = false;
 };
 
 // What people call a kind. The library's own table of names does not line up with the kinds.
@@ -57,32 +65,6 @@ const char* KindName(tovkit::JsonType kind) {
   return "null";
 }
 
-// The steps of a path: "a.b.0" has three, "" none. A backslash takes what follows it as it is, so that
-// "a\.b" is one step.
-std::vector<std::string> StepsOf(const std::string& path) {
-  std::vector<std::string> steps;
-  if (path.empty()) return steps;
-  steps.emplace_back();
-  for (std::size_t i = 0; i < path.size(); ++i) {
-    if (path[i] == '.') {
-      steps.emplace_back();
-      continue;
-    }
-    if (path[i] == '\\' && i + 1 < path.size()) ++i;
-    steps.back() += path[i];
-  }
-  return steps;
-}
-
-// The member or element of `value` that a step leads to; null when there is none.
-SharedPtr<JsonValue> Follow(JsonValue& value, const std::string& step) {
-  if (value.GetType() != tovkit::JsonArray) return value.GetMember(step.c_str());
-  std::int32_t index = 0;
-  const char* const end = step.data() + step.size();
-  const auto [behind, error] = std::from_chars(step.data(), end, index);
-  return value.GetAt(error == std::errc() && behind == end ? index : -1);
-}
-
 // Whether the value is, or holds, a double that has no JSON text: numbers just beyond the largest are read as
 // infinity. The values that are still to be looked at are on the heap, since documents may be deep.
 bool HoldsInfinity(const SharedPtr<JsonValue>& value) {
@@ -108,32 +90,50 @@ bool HoldsInfinity(const SharedPtr<JsonValue>& value) {
   return false;
 }
 
-// Prints one line.
-void PrintValue(const JsonOptions& options, const SharedPtr<JsonValue>& value, const std::string& lead) {
+// Prints the value, and a line break.
+void PrintValue(const JsonOptions& options, const std::string& file, const SharedPtr<JsonValue>& value) {
   if (HoldsInfinity(value)) {
-    throw CommandError(InputName(options.file) + ": holds a number that is too big to be written");
+    throw CommandError(InputName(file) + ": holds a number that is too big to be written");
   }
   const CoreString text = value->ToString();
-  std::fputs(lead.c_str(), stdout);
-  std::fwrite(text.c_str(), 1, static_cast<std::size_t>(text.GetLength()), stdout);
+  const std::string_view json(text.c_str(), static_cast<std::size_t>(text.GetLength()));
+  if (options.get && !options.raw) std::printf("%s ", KindName(value->GetType()));
+  if (options.raw && value->GetType() == tovkit::JsonString) {
+    PrintUnquoted(json);
+  } else if (options.indent >= 0) {
+    PrintIndented(json, options.indent);
+  } else {
+    std::fwrite(json.data(), 1, json.size(), stdout);
+  }
   std::putchar('\n');
 }
 
-void RunJson(const JsonOptions& options) {
-  SharedPtr<JsonValue> root = jobs::ReadJson(JobInput(options.file));
-  if (!options.get) {
-    PrintValue(options, root, "");
-    return;
-  }
+void RunJson(const JsonOptions& options, const JsonPath& path, const std::string& file) {
+  const SharedPtr<JsonValue> root = jobs::ReadJson(JobInput(file));  // keeps its parts alive
   SharedPtr<JsonValue> value = root;
-  for (const std::string& step : StepsOf(options.path)) {
-    value = Follow(*value, step);
+  for (const std::string& step : path.steps) {
+    value = Follow(*value, path, step);
     if (!value) {
-      throw CommandError(InputName(options.file) + ": nothing at '" + options.path + "': no '" + step +
-                         "' there");
+      throw CommandError(InputName(file) + ": nothing at '" + options.path + "': no '" + step + "' there");
     }
   }
-  PrintValue(options, value, KindName(value->GetType()) + std::string(" "));
+  if (!options.check) PrintValue(options, file, value);
+}
+
+// A file that fails does not keep the others from being read.
+void RunJsonOfEach(const JsonOptions& options) {
+  const JsonPath path = ParseJsonPath(options.path);
+  if (options.files.size() == 1) return RunJson(options, path, options.files[0]);
+  bool failed = false;
+  for (const std::string& file : options.files) {
+    try {
+      RunJson(options, path, file);
+    } catch (const std::exception&) {
+      PrintFailure(std::current_exception());
+      failed = true;
+    }
+  }
+  if (failed) throw ExitStatus{1};
 }
 
 }  // namespace
@@ -141,16 +141,23 @@ void RunJson(const JsonOptions& options) {
 void AddJsonCommand(CLI::App& app) {
   const auto options = std::make_shared<JsonOptions>();
   CLI::App* const command =
-      app.add_subcommand("json", "Check a JSON text and print it compact, or print one value of it");
-  command->add_option("FILE", options->file, "A JSON file; standard input when missing or -");
+      app.add_subcommand("json", "Check JSON texts and print them compact, or print one value of each");
+  command->add_option("FILE", options->files, "JSON files; standard input when missing or -");
   CLI::Option* const get = command->add_option(
       "--get", options->path,
-      "Print the kind and the value at this path: names and indices with dots between, such as Lines.0.Font; "
-      "a backslash before a dot makes it part of a name");
+      "Print the kind and the value at this path: names and indices with dots between, such as Lines.0.Font, "
+      "where a backslash before a dot makes it part of a name; or a JSON pointer, such as /Lines/0/Font");
+  command
+      ->add_option("--indent", options->indent,
+                   "Print over several lines, every level this many spaces further in")
+      ->type_name("N")
+      ->check(CLI::Range(0, 16));
+  command->add_flag("--raw", options->raw, "Print a string as it is, without quotes, and no kind");
+  command->add_flag("--check", options->check, "Print nothing; the exit status tells");
   command->callback([options, get] {
-    options->file = ChosenInput(options->file);
+    if (options->files.empty()) options->files = {ChosenInput("")};
     options->get = get->count() != 0;
-    RunJson(*options);
+    RunJsonOfEach(*options);
   });
 }
 

@@ -1,11 +1,23 @@
+// SPDX-License-Identifier: MIT
 // tovkit monitor: watches the memory of processes until it is interrupted.
 #include "command.h"
 #include "duration.h"
+#include "jobs/chart.h"
+#include "jobs/page.h"
+#include "memory_history.h"
+#include "output.h"
 #include "process_table.h"
 
+#include <tovkit/util.h>
+
+#include <chrono>
+#include <csignal>
 #include <cstdio>
+#include <cstdlib>
+#include <ctime>
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace cli {
@@ -16,6 +28,7 @@ struct MonitorOptions {
   std::vector<std::string> targets;
   long maxMem = 0;
   int interval = 1;
+  std::string plot;  // empty for none
   std::string key = "VmRSS";
 };
 
@@ -51,16 +64,85 @@ std::string ReadInterval(const std::string& text, int& seconds) {
   return error;
 }
 
+// A process and what was seen of it.
+struct Watched {
+  tovkit::PROC_INFO_DATA process;
+  MemoryHistory history;
+};
+
+// Samples once a second until a signal of `endings` comes or no process is left.
+void Sample(tovkit::ProcessMonitor& monitor, const std::string& key, const sigset_t& endings,
+            std::vector<Watched>& watched) {
+  const auto start = std::chrono::steady_clock::now();
+  for (bool left = true; left;) {
+    left = false;
+    const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - start;
+    for (Watched& one : watched) {
+      char text[256] = "";
+      if (monitor.readStatusValue(one.process.pid, key.c_str(), text) != 1 || text[0] == '\0') continue;
+      one.history.Add(seconds.count(), std::strtod(text, nullptr));
+      left = true;
+    }
+    constexpr timespec kSecond = {1, 0};
+    if (left && sigtimedwait(&endings, nullptr, &kSecond) > 0) return;
+  }
+}
+
+void WritePlot(const MonitorOptions& options, const jobs::OutputFormat& format,
+               const std::vector<Watched>& watched) {
+  jobs::Chart chart{options.key + " of " + (watched.size() == 1 ? "one process" : "several processes"), {}};
+  for (const Watched& one : watched) {
+    const std::string name = tovkit::LocalToUtf8(one.process.name, -1).c_str();
+    chart.series.push_back({name + " (" + std::to_string(one.process.pid) + ")", one.history.Points()});
+  }
+  if (options.maxMem > 0) chart.limit = static_cast<double>(options.maxMem);
+  constexpr CoreSizeF kSize = {960, 480};
+  jobs::WritePage(jobs::Output::File(options.plot), format, {kSize, 96, 0xFFFFFFFF},
+                  [&chart, kSize](CoreDevice& device) { jobs::DrawChart(chart, kSize, device); });
+}
+
+// The signals that end the command, but for those that its caller ignores.
+sigset_t Endings() {
+  sigset_t endings;
+  sigemptyset(&endings);
+  for (const int signal : {SIGHUP, SIGINT, SIGQUIT, SIGTERM}) {
+    struct sigaction action {};
+    sigaction(signal, nullptr, &action);
+    if (action.sa_handler != SIG_IGN) sigaddset(&endings, signal);
+  }
+  return endings;
+}
+
+// Lets the loop print beside the samples, which are drawn when a signal ends the watch.
+void MonitorAndPlot(tovkit::ProcessMonitor& monitor, const MonitorOptions& options,
+                    std::vector<Watched>& watched) {
+  if (options.plot == "-") throw UsageError("--plot - would go where the lines go");
+  const jobs::OutputFormat format = ChooseFormat({options.plot, ""}, jobs::OutputKind::kPage);
+  // What cannot be created is told before hours have passed.
+  { const jobs::OutputWriter probe(jobs::Output::File(options.plot)); }
+  const sigset_t endings = Endings();
+  sigprocmask(SIG_BLOCK, &endings, nullptr);  // for the loop's thread, too
+  std::thread([&monitor] { monitor.monitorLoop(); }).detach();
+  Sample(monitor, options.key, endings, watched);
+  WritePlot(options, format, watched);
+}
+
 void Monitor(const MonitorOptions& options) {
-  tovkit::ProcessMonitor monitor;
+  // Never destroyed: the loop may still run when the command ends.
+  tovkit::ProcessMonitor& monitor = *new tovkit::ProcessMonitor;
   const ProcessTable table = ReadTable(monitor);
+  std::vector<Watched> watched;
   for (const std::string& target : options.targets) {
-    for (const tovkit::PROC_INFO_DATA& process : Targets(table, target)) Watch(monitor, process, options);
+    for (const tovkit::PROC_INFO_DATA& process : Targets(table, target)) {
+      Watch(monitor, process, options);
+      watched.push_back({process, {}});
+    }
   }
   monitor.setStatusKey(options.key.c_str());
   // Lines go out as they are printed: the loop ends by a signal, which flushes nothing.
   std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
-  monitor.monitorLoop();
+  if (options.plot.empty()) monitor.monitorLoop();
+  MonitorAndPlot(monitor, options, watched);
 }
 
 }  // namespace
@@ -92,6 +174,12 @@ void AddMonitorCommand(CLI::App& app) {
                                                        : std::string();
       })
       ->capture_default_str();
+  command
+      ->add_option(
+          "--plot", options->plot,
+          "When a signal such as Ctrl-C ends the watch, or no process is left, draw what was seen; the "
+          "extension is the format. The exit status is then 0")
+      ->type_name("FILE");
   command->callback([options] { Monitor(*options); });
 }
 

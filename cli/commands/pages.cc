@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // tovkit pages: the page indices that a page selection stands for.
 #include "command.h"
 #include "page_selection.h"
@@ -51,12 +52,12 @@ void AddPagesCommand(CLI::App& app) {
       "Print the zero-based page indices that a selection such as \"odd\" or \"1,3,5-9\" stands for. The "
       "list "
       "ends at the first segment that does not fit, which is told on standard error with exit status 1.");
-  command->add_option("SPEC", options->selection, "all, odd, even, or numbers and ranges that rise")
+  command->add_option("SELECTION", options->selection, "all, odd, even, or numbers and ranges that rise")
       ->required();
   command->add_option("--count", options->count, "Number of pages of the document")
       ->required()
       ->check(CLI::Range(0, kMostPages));
-  command->add_flag("--zero-based", options->zeroBased, "Numbers in SPEC count from 0 instead of 1");
+  command->add_flag("--zero-based", options->zeroBased, "Numbers in SELECTION count from 0 instead of 1");
   command->add_flag(
       "--lenient", options->lenient,
       "Where the selection does not fit, exit with 0 all the same, with every page that could be read");

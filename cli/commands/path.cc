@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // tovkit path: the pieces of paths and what stands there.
 #include "command.h"
 

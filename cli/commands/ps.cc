@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // tovkit ps: the processes of the machine with their resident memory.
 #include "command.h"
 
@@ -7,7 +8,9 @@
 
 #include <tovkit/util.h>
 
+#include <algorithm>
 #include <cstdio>
+#include <cstring>
 #include <memory>
 #include <string>
 #include <vector>
@@ -21,8 +24,19 @@ using tovkit::SharedPtr;
 
 struct PsOptions {
   std::string name;
+  std::string order;
   bool json = false;
 };
+
+// Processes that are alike stay in the order of /proc.
+void Sort(ProcessTable& table, const std::string& order) {
+  using Process = tovkit::PROC_INFO_DATA;
+  const auto sort = [&table](auto before) { std::stable_sort(table.begin(), table.end(), before); };
+  if (order == "name")
+    sort([](const Process& a, const Process& b) { return std::strcmp(a.name, b.name) < 0; });
+  if (order == "memory") sort([](const Process& a, const Process& b) { return a.lastMem > b.lastMem; });
+  if (order == "pid") sort([](const Process& a, const Process& b) { return a.pid < b.pid; });
+}
 
 void PrintTable(const ProcessTable& table) {
   std::printf("%10s %12s  %s\n", "PID", "RSS/kB", "NAME");
@@ -46,6 +60,7 @@ void Ps(const PsOptions& options) {
   const tovkit::ProcessMonitor monitor;
   ProcessTable table = ReadTable(monitor);
   if (!options.name.empty()) table = Named(table, options.name);
+  Sort(table, options.order);
   if (options.json) {
     PrintJson(table);
   } else {
@@ -59,6 +74,15 @@ void AddPsCommand(CLI::App& app) {
   const auto options = std::make_shared<PsOptions>();
   CLI::App* const command = app.add_subcommand("ps", "List processes with their resident memory");
   command->add_option("NAME", options->name, "Only processes of this name");
+  command
+      ->add_option("--sort", options->order,
+                   "Order: name, memory (the most first) or pid; else that of /proc")
+      ->type_name("KEY")
+      ->check([](const std::string& key) {
+        return key == "name" || key == "memory" || key == "pid"
+                   ? std::string()
+                   : "'" + key + "' is none of name, memory and pid";
+      });
   command->add_flag("--json", options->json, "Print an array of objects instead of a table");
   command->callback([options] { Ps(*options); });
 }

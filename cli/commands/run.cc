@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // tovkit run: starts a program, waits for it with a limit, and ends with its exit code.
 #include "command.h"
 #include "duration.h"

@@ -1,9 +1,15 @@
-// tovkit shm: creates, fills, shows and removes named shared-memory segments.
+// SPDX-License-Identifier: MIT
+// tovkit shm: creates, fills, shows, lists and removes named shared-memory segments.
 #include "byte_count.h"
 #include "command.h"
 #include "input_file.h"
+#include "json_output.h"
+#include "segment_table.h"
+#include "text_output.h"
 
 #include <tovkit/system.h>
+
+#include <pwd.h>
 
 #include <cerrno>
 #include <cstdint>
@@ -103,6 +109,38 @@ void Remove(const ShmOptions& options) {
   if (memory.Attach(kReadOnly)) FailWith(options, "not removed: a process is still attached");
 }
 
+std::string OwnerName(uid_t owner) {
+  const passwd* const user = getpwuid(owner);
+  return user == nullptr ? std::to_string(owner) : user->pw_name;
+}
+
+void PrintTable(const std::vector<Segment>& segments) {
+  std::printf("%-10s %10s %14s %8s %5s %10s  %s\n", "KEY", "ID", "SIZE", "ATTACHED", "MODE", "CREATOR",
+              "OWNER");
+  for (const Segment& segment : segments) {
+    std::printf("0x%08x %10d %14llu %8llu %5o %10d  %s\n", segment.key, segment.id,
+                static_cast<unsigned long long>(segment.size),
+                static_cast<unsigned long long>(segment.attached), segment.mode & 0777, segment.creator,
+                Printable(OwnerName(segment.owner)).c_str());
+  }
+}
+
+void PrintJson(const std::vector<Segment>& segments) {
+  const auto array = NewJsonArray();
+  for (const Segment& segment : segments) {
+    const auto object = array->InsertObject(-1);
+    object->SetMemberUint("key", segment.key);
+    object->SetMemberInt("id", segment.id);
+    object->SetMemberUint64("size", segment.size);
+    object->SetMemberUint64("attached", segment.attached);
+    object->SetMemberUint("mode", segment.mode & 0777);
+    object->SetMemberInt("creator", segment.creator);
+    object->SetMemberUint("owner", segment.owner);
+    object->SetMemberInt64("changed", segment.changed);
+  }
+  PrintJsonLines(array);
+}
+
 CLI::App* AddJob(CLI::App& shm, const std::shared_ptr<ShmOptions>& options, const char* name,
                  const char* what, void (*job)(const ShmOptions&)) {
   CLI::App* const command = shm.add_subcommand(name, what);
@@ -144,6 +182,12 @@ void AddShmCommand(CLI::App& app) {
   CLI::App* const read = AddJob(*shm, options, "read", "Copy a segment to standard output", Read);
   AddByteCount(*read, "--offset", options->offset, "Where to begin in the segment");
   AddByteCount(*read, "--length", options->length, "How much to copy at most");
+
+  const auto json = std::make_shared<bool>(false);
+  CLI::App* const list = shm->add_subcommand(
+      "list", "List the segments of the machine; a segment knows the key of its name only, not the name");
+  list->add_flag("--json", *json, "Print an array of objects instead of a table");
+  list->callback([json] { *json ? PrintJson(ReadSegments()) : PrintTable(ReadSegments()); });
 
   AddJob(*shm, options, "remove", "Remove a segment that no process is attached to", Remove);
 }

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Does a small picture come back from every format?
 #include "finding.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Finding: what `tovkit doctor` has to say of one thing.
 #pragma once
 

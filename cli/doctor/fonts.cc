@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Is there a font for what people write, and what stands in for the fonts that documents name?
 #include "finding.h"
 #include "text_output.h"

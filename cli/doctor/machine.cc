@@ -1,5 +1,7 @@
+// SPDX-License-Identifier: MIT
 // Vector instructions, the temporary directory, shared memory and /proc.
 #include "finding.h"
+#include "simd_level.h"
 #include "text_output.h"
 
 #include <tovkit/util.h>
@@ -16,7 +18,6 @@
 #include <cstdio>
 #include <cstring>
 #include <fstream>
-#include <memory>
 #include <sstream>
 #include <string>
 
@@ -25,8 +26,8 @@ namespace cli {
 namespace {
 
 Finding ExamineVectors() {
-  const std::string chosen = tovkit::GetVectorLevel();
-  const std::string highest = tovkit::GetHighestVectorLevel();
+  const std::string chosen = base::SimdLevelName(base::ChosenSimdLevel());
+  const std::string highest = base::SimdLevelName(base::SimdLevelFor(nullptr));
   if (chosen == highest) return {"vector level", Finding::kOk, chosen + ", the most that this machine has"};
   return {"vector level", Finding::kWarning, chosen + ", where " + highest + " is possible",
           "unset TOVKIT_SIMD"};

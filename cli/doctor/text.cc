@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // How local text is read, and what versions run.
 #include "finding.h"
 

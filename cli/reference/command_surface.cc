@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+// Apart from surface.cc: only this needs the subcommands to link.
 #include "../command_line.h"
 #include "surface.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "surface.h"
 
 #include <algorithm>
@@ -16,6 +17,30 @@ void Collect(const std::string& prefix, const Command& command, std::vector<Leaf
   const std::string words = prefix.empty() ? command.name : prefix + " " + command.name;
   leaves.push_back({words, &command});
   for (const Command& sub : command.subcommands) Collect(words, sub, leaves);
+}
+
+// A command whose arguments are the names of others, such as help.
+bool TakesCommands(const Command& command) {
+  return std::any_of(command.positionals.begin(), command.positionals.end(),
+                     [](const Option& positional) { return positional.kind == ValueKind::kCommand; });
+}
+
+// The names of the commands alone.
+Command NamesOf(const Command& command) {
+  Command names;
+  names.name = command.name;
+  names.description = command.description;
+  for (const Command& sub : command.subcommands) names.subcommands.push_back(NamesOf(sub));
+  return names;
+}
+
+// The surface as shells see it: below a command that takes others' names stand these commands again.
+Surface Offered(Surface surface) {
+  const std::vector<Command> names = NamesOf(surface.root).subcommands;
+  for (Command& command : surface.root.subcommands) {
+    if (TakesCommands(command)) command.subcommands = names;
+  }
+  return surface;
 }
 
 std::vector<Leaf> Leaves(const Surface& surface) {
@@ -103,7 +128,8 @@ std::string FishValue(const Option& option) {
 
 }  // namespace
 
-std::string BashCompletion(const Surface& surface) {
+std::string BashCompletion(const Surface& described) {
+  const Surface surface = Offered(described);
   const Patterns patterns = ReadPatterns(surface);
   // "--option=value" reaches the function in three words. `behind` counts from the word "--" on.
   std::string script =
@@ -145,7 +171,8 @@ std::string BashCompletion(const Surface& surface) {
   return script;
 }
 
-std::string ZshCompletion(const Surface& surface) {
+std::string ZshCompletion(const Surface& described) {
+  const Surface surface = Offered(described);
   const Patterns patterns = ReadPatterns(surface);
   std::string script =
       "#compdef tovkit\n"
@@ -200,7 +227,9 @@ std::string FishCompletion(const Surface& surface) {
       script +=
           "complete -c tovkit -f -n '" + seen + "; and __tovkit_behind_dashes' -a '(__tovkit_program)'\n";
     }
-    for (const Command& sub : leaf.command->subcommands) {
+    // Below them fish goes by the last word, whatever stands before it.
+    const bool takesCommands = TakesCommands(*leaf.command);
+    for (const Command& sub : takesCommands ? surface.root.subcommands : leaf.command->subcommands) {
       script += "complete -c tovkit -f" + condition + " -a " + sub.name + " -d " +
                 FishQuoted(sub.description) + "\n";
     }

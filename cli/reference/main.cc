@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Prints the command's man page or one of its shell completions: tovkit_reference man|bash|zsh|fish
 #include "surface.h"
 

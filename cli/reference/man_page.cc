@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "man_sections.h"
 #include "surface.h"
 

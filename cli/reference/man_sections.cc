@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+// The parts of the man page that no definition of an option tells.
 #include "man_sections.h"
 
 namespace reference {
@@ -5,8 +7,8 @@ namespace reference {
 const std::vector<ManSection> kManSections = {
     {"DESCRIPTIONS OF TEXT",
      {{ManEntry::kParagraph, "",
-       "What draw reads is a JSON object for one line of text, or an array of them. Every key may be left "
-       "out."},
+       "What draw reads is a JSON object for one line of text, an array of them for a page, or an array of "
+       "such arrays for several pages. Every key may be left out."},
       {ManEntry::kTerm, "Content", "The text, UTF-8. Without it nothing is drawn."},
       {ManEntry::kTerm, "DeltaX, DeltaY",
        "Where the line starts, 96 units to the inch (default: 0). The baseline is FontSize units below "
@@ -23,17 +25,26 @@ const std::vector<ManSection> kManSections = {
        "echo '{\"Content\": \"Hello\", \"Font\": {\"FontSize\": 36, \"Color\": \"#1F4E79\"}}' > "
        "hello.json\ntovkit draw hello.json -o hello.png",
        "Draw a line of text; the extension of the output is its format:"},
-      {ManEntry::kExample, "tovkit draw hello.json -o hello.pdf --size 794x1123",
+      {ManEntry::kExample, "tovkit draw --text Draft --font-size 72 --color '#C00000' -o draft.png",
+       "Draw a line without a file:"},
+      {ManEntry::kExample, "tovkit draw --text Seen --at 10,10 --over draft.png -o stamped.png",
+       "Stamp a picture:"},
+      {ManEntry::kExample, "tovkit draw hello.json -o hello.pdf --size A4",
        "The same on a page of A4 whose text can be searched:"},
       {ManEntry::kExample, "tovkit image hello.png -o hello.jpg --quality 80 --erase 0,0,20,10",
        "Turn a picture into another format, a corner of it blanked:"},
+      {ManEntry::kExample, "tovkit image hello.png draft.png -o small/ --format jpg --resize 50%",
+       "Halve the size of several pictures, into a folder:"},
       {ManEntry::kExample, "tovkit image --info hello.jpg", "Say what a picture is:"},
-      {ManEntry::kExample, "tovkit json hello.json --get Font.Color", "Print one value of a JSON file:"},
+      {ManEntry::kExample, "tovkit json hello.json --get /Font/Color --raw",
+       "Print one value of a JSON file:"},
       {ManEntry::kExample, "echo 'M0 0 H10 V10 H0 Z' | tovkit hit - --point 5,5 --fill",
        "Does a point touch a path?"},
       {ManEntry::kExample, "tovkit pages --count 12 '1,3-5,9'", "Which pages does a person mean?"},
       {ManEntry::kExample, "tovkit base64 hello.png > hello.txt\ntovkit base64 -d hello.txt > again.png",
        "To Base64 and back:"},
+      {ManEntry::kExample, "tovkit batch jobs.jsonl --directory out --results results.jsonl --resume",
+       "Draw many pages, a job on each line, and go on where an earlier run ended:"},
       {ManEntry::kExample, "tovkit run --timeout 2m --kill-after 10s --stdout uname.txt -- uname -a",
        "Give a program two minutes, and all that it has started ten seconds more after TERM:"}}},
     {"EXIT STATUS",
@@ -41,6 +52,7 @@ const std::vector<ManSection> kManSections = {
       {ManEntry::kTerm, "1", "It failed; one line on standard error says what and where."},
       {ManEntry::kTerm, "2", "The command line was wrong."},
       {ManEntry::kTerm, "3", "hit: the point does not touch the path."},
+      {ManEntry::kTerm, "75", "batch: interrupted with jobs left to do."},
       {ManEntry::kTerm, "124 to 127, 128 + N",
        "run: the time was up, run itself failed, the program cannot be executed, it is not found, signal N "
        "ended it. Every other status is the program's own."}}},
@@ -50,6 +62,10 @@ const std::vector<ManSection> kManSections = {
       {ManEntry::kTerm, "NO_COLOR", "When set, nothing is printed in color."},
       {ManEntry::kTerm, "PATH", "Where run looks for programs."},
       {ManEntry::kTerm, "SOURCE_DATE_EPOCH", "When set, the date that is written into pages."},
+      {ManEntry::kTerm, "TMPDIR",
+       "Where batch keeps its table of ids, in a file without a name (default: /tmp)."},
+      {ManEntry::kTerm, "TOVKIT_JOB",
+       "The worker program of batch (default: libexec/tovkit/tovkit-job beside the library)."},
       {ManEntry::kTerm, "TOVKIT_SIMD",
        "scalar, avx2 or avx512: the vector code to use. The results are the same."}}},
     {"FILES",
@@ -57,7 +73,9 @@ const std::vector<ManSection> kManSections = {
        "In the folder of an output, for the instant in which it replaces a file, or for longer where the "
        "file "
        "system has no files without a name. What a killed run leaves there, the next to the same output "
-       "removes."}}},
+       "removes."},
+      {ManEntry::kTerm, "share/tovkit/job.schema.json, result.schema.json",
+       "JSON Schemas of the jobs that batch reads and the results that it writes."}}},
     {"SEE ALSO",
      {{ManEntry::kPage, "base64", "(1),"},
       {ManEntry::kPage, "fc-list", "(1),"},

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The sections of the man page that no definition of an option holds.
 #pragma once
 

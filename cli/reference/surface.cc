@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: MIT
+// Reads the definitions that the command parses with, so that man page and completions cannot differ from
+// it.
 #include "surface.h"
 
 #include <tovkit/util.h>
@@ -11,9 +14,11 @@ namespace reference {
 
 namespace {
 
-ValueKind KindOf(const std::string& value) {
+ValueKind KindOf(std::string value) {
+  if (value.size() > 3 && value.compare(value.size() - 3, 3, "...") == 0) value.resize(value.size() - 3);
   if (value == "DIR") return ValueKind::kDirectory;
   if (value == "PROGRAM") return ValueKind::kProgram;
+  if (value == "SUBCOMMAND") return ValueKind::kCommand;
   if (value == "IN" || value == "OUT") return ValueKind::kFile;
   const bool path = value.find("FILE") != std::string::npos || value.find("PATH") != std::string::npos;
   return path ? ValueKind::kFile : ValueKind::kOther;

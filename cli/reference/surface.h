@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The command's surface as plain data: what the man page and the completions are made from.
 //
 //   const Surface surface = ReadSurface(app);
@@ -14,16 +15,16 @@ class App;
 namespace reference {
 
 // What shells can offer for a value.
-enum class ValueKind { kOther, kFile, kDirectory, kProgram };
+enum class ValueKind { kOther, kFile, kDirectory, kProgram, kCommand };
 
 struct Option {
   std::vector<std::string> names;  // with their dashes; empty for a positional argument
   std::string value;               // how the value is called, empty for a flag
-  std::string attached;            // how a value is called that may follow "=" only; empty for none
   std::string description;
   bool required = false;
   std::string defaultValue;  // empty for none
   ValueKind kind = ValueKind::kOther;
+  std::string attached = {};  // how a value is called that may follow "=" only; empty for none
 };
 
 struct Command {

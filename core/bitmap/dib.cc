@@ -1,3 +1,12 @@
+// SPDX-License-Identifier: MIT
+// One block of pixels; rows lie in it from the top down:
+//
+//     GetBuffer() -> | row 0, padded to 4 bytes | row 1 | ... |   stride = 4 * ceil(width * bits / 32)
+//     1, 4, 8 bits   indices, the leftmost in the highest bits of its byte; gray without a palette
+//     24, 32 bits    blue, green, red (, straight alpha)
+//
+// The block is calloc's and not a vector's: a large one comes zeroed from the system, so that a clean
+// bitmap costs nothing until it is written to, and a failure is a result instead of an exception.
 #include "tovmx/dib.h"
 
 #include "pixel/color.h"
@@ -48,7 +57,6 @@ std::uint64_t CoreDib::BytesNeeded(int width, int height, int bitsPerPixel) noex
 bool CoreDib::Create(int width, int height, int bitsPerPixel) {
   const std::uint64_t bytes = BytesNeeded(width, height, bitsPerPixel);
   if (bytes == 0) return false;
-  // calloc: large blocks come zeroed from the system, so clean pixels cost nothing.
   void* pixels = std::calloc(1, static_cast<std::size_t>(bytes));
   if (pixels == nullptr) return false;
   std::free(pixels_);

@@ -1,9 +1,14 @@
+// SPDX-License-Identifier: MIT
+// Rows of any bitmap in one of five layouts. A row that has the layout already is handed out where it lies.
+// Any other is made in one scratch row, and a palette is turned into the layout once, so that a pixel costs
+// one look-up.
 #include "bitmap/row_reader.h"
 
 #include "pixel/color.h"
 #include "pixel/packed_index.h"
 
 #include <algorithm>
+#include <cassert>
 #include <cstddef>
 #include <utility>
 
@@ -70,6 +75,7 @@ RowReader::RowReader(const CoreDib& bitmap, RowLayout layout) : bitmap_(bitmap),
 }
 
 const std::uint8_t* RowReader::Row(int y) {
+  assert(y >= 0 && y < bitmap_.GetHeight());
   const std::uint8_t* row = bitmap_.GetRow(y);
   if (inPlace_) return row;
   if (bitmap_.GetBitsPerPixel() <= 8) {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // RowReader: the rows of any bitmap in one of a few plain layouts.
 //
 // A row that already has the layout is handed out in place; any other is expanded into one scratch row.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // BMP: own code. Rows of 1, 4, 8, 24 and, with alpha in its usual place, 32 bits are the bitmap's own and are
 // read where they lie.
 #include "codec/bmp_header.h"
@@ -6,6 +7,8 @@
 #include "pixel/color.h"
 #include "pixel/packed_index.h"
 
+#include <cassert>
+#include <utility>
 #include <vector>
 
 namespace tovmx {
@@ -50,6 +53,7 @@ class Component {
 bool ReadMasked(CoreInputStream& stream, const BmpHeader& header, CoreDib& bitmap) {
   const Component parts[4] = {Component(header.masks[2]), Component(header.masks[1]),
                               Component(header.masks[0]), Component(header.masks[3])};
+  assert(header.bits == 16 || header.bits == 32);
   const auto pixelBytes = static_cast<std::size_t>(header.bits) / 8;
   const auto outBytes = static_cast<std::size_t>(bitmap.GetBitsPerPixel()) / 8;
   std::vector<std::uint8_t> row((static_cast<std::size_t>(header.width) * pixelBytes + 3) / 4 * 4);
@@ -84,7 +88,10 @@ class BmpDecoder final : public FormatDecoder {
   BmpDecoder() : FormatDecoder(kCoreImageBmp) {}
 
  private:
+  bool KeepsHead() const noexcept override { return true; }
+
   bool ReadInfo(CoreInputStream& stream, CoreImageInfo& info) override {
+    start_ = stream.GetPosition();
     BmpHeader header;
     if (!ReadBmpHeader(stream, header, Reason())) return false;
     info.width = header.width;
@@ -95,13 +102,13 @@ class BmpDecoder final : public FormatDecoder {
     info.frameCount = 1;
     info.dpiX = header.dpiX;
     info.dpiY = header.dpiY;
+    header_ = std::move(header);
     return true;
   }
 
   bool ReadFrame(CoreInputStream& stream, int, CoreDib& bitmap) override {
-    const std::uint64_t start = stream.GetPosition();
-    BmpHeader header;
-    if (!ReadBmpHeader(stream, header, Reason()) || !stream.Seek(start + header.pixelOffset)) return false;
+    const BmpHeader& header = header_;
+    if (!stream.Seek(start_ + header.pixelOffset)) return false;
     if (!Reason().Create(bitmap, header.width, header.height, header.BitmapBits())) return false;
     bitmap.SetDpi(header.dpiX, header.dpiY);
     if (!header.palette.empty())
@@ -110,6 +117,9 @@ class BmpDecoder final : public FormatDecoder {
     if (header.bits == 2) return ReadTwoBits(stream, header, bitmap);
     return RowsFitBitmap(header) ? ReadInPlace(stream, header, bitmap) : ReadMasked(stream, header, bitmap);
   }
+
+  std::uint64_t start_ = 0;
+  BmpHeader header_;
 };
 
 }  // namespace

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // BMP: own code. The bitmap's rows are the file's, from the bottom up; alpha takes the 108-byte head of
 // Windows.
 #include "bitmap/row_reader.h"

@@ -1,3 +1,7 @@
+// SPDX-License-Identifier: MIT
+// The length of the second head tells its kind, and all kinds but the oldest have the same fields at the
+// same places. A head that is shorter than a field has it as 0. No field is believed before it is compared
+// with the others.
 #include "codec/bmp_header.h"
 
 #include <algorithm>

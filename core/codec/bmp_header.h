@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // BmpHeader: the heads of a BMP file. Their length tells whose they are:
 //
 //     12          OS/2 1: sides of 16 bits, palette entries of 3 bytes
@@ -43,6 +44,6 @@ struct BmpHeader {
 
 // Reads the heads and the palette from the stream's position on. False, with a note where it is not simply
 // broken, for what is no BMP, broken or of a kind that is not read.
-bool ReadBmpHeader(CoreInputStream& stream, BmpHeader& header, DecodeReason& reason);
+[[nodiscard]] bool ReadBmpHeader(CoreInputStream& stream, BmpHeader& header, DecodeReason& reason);
 
 }  // namespace tovmx

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "codec/bmp_runs.h"
 
 #include "io/read_rest.h"

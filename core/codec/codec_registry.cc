@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: MIT
+// The one table of formats: names, extensions, makers and the libraries behind them. A format is told from
+// content by the first bytes only; names of files are for choosing an encoder.
 #include "codec/codecs.h"
 
 #include <strings.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The codecs, one maker each; the registry is their only caller.
 #pragma once
 
@@ -21,7 +22,7 @@ std::unique_ptr<CoreImageEncoder> MakeBmpEncoder();
 std::unique_ptr<CoreImageDecoder> MakeBmpDecoder();
 std::unique_ptr<CoreImageDecoder> MakeGifDecoder();
 
-// Each gives the library behind the codec and the version that runs.
+// Each returns the library behind the codec and the version that runs.
 CoreString DescribePngBackend();
 CoreString DescribeJpegBackend();
 CoreString DescribeTiffBackend();

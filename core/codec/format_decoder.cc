@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: MIT
+// Why a decoder failed. The first note holds, since what fails first is the cause; an exception leaves the
+// reason that Begin() put down, short memory.
 #include "codec/format_decoder.h"
 
 #include <cstdarg>
@@ -35,8 +38,7 @@ bool DecodeReason::Unsupported(const char* format, ...) noexcept {
   return Note(kCoreDecodeUnsupported);
 }
 
-bool DecodeReason::Fits(std::int64_t width, std::int64_t height, int bits,
-                        std::uint64_t extraBytes) noexcept {
+bool DecodeReason::Fits(int width, int height, int bits, std::uint64_t extraBytes) noexcept {
   if (FitsPixelLimit(width, height, bits, extraBytes)) return true;
   return Note(width < 1 || height < 1 ? kCoreDecodeBroken : kCoreDecodeOverLimit);
 }

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // FormatDecoder: a decoder of this library, which can say why it failed.
 //
 // The reason lives here and not in CoreImageDecoder, whose layout is part of the interface.
@@ -8,7 +9,7 @@
 
 namespace tovmx {
 
-// Why a call fails: what is noted first holds. The notes give false, so that a function can return them.
+// Why a call fails: what is noted first holds. The notes return false, so that a function can pass it on.
 class DecodeReason {
  public:
   // Until End() the reason is that memory is short: that is what an exception leaves behind.
@@ -21,8 +22,8 @@ class DecodeReason {
   [[gnu::format(printf, 2, 3)]] bool Unsupported(const char* format, ...) noexcept;
 
   // FitsPixelLimit, and Create after it, with a note when the answer is no.
-  bool Fits(std::int64_t width, std::int64_t height, int bits, std::uint64_t extraBytes = 0) noexcept;
-  bool Create(CoreDib& bitmap, int width, int height, int bits, std::uint64_t extraBytes = 0);
+  [[nodiscard]] bool Fits(int width, int height, int bits, std::uint64_t extraBytes = 0) noexcept;
+  [[nodiscard]] bool Create(CoreDib& bitmap, int width, int height, int bits, std::uint64_t extraBytes = 0);
 
   bool IsNoted() const noexcept { return noted_; }
   CoreDecodeFailure Failure() const noexcept { return failure_; }
@@ -43,6 +44,10 @@ class FormatDecoder : public CoreImageDecoder {
   static const FormatDecoder* Of(const CoreImageDecoder* decoder) noexcept {
     return dynamic_cast<const FormatDecoder*>(decoder);
   }
+
+  // True for a decoder that keeps the head that ReadInfo read, and moves the stream by itself from there. Any
+  // other finds the stream at the image's first byte.
+  virtual bool KeepsHead() const noexcept { return false; }
 
   CoreImageFormat Format() const noexcept { return format_; }
   DecodeReason& Reason() noexcept { return reason_; }

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // GIF, read by giflib record by record, with its pixels unpacked here. An animation is composed on its canvas
 // as it is shown; a still picture that fills the canvas keeps its palette.
 #include "codec/codecs.h"
@@ -7,6 +8,7 @@
 #include <gif_lib.h>
 
 #include <algorithm>
+#include <cassert>
 #include <cstring>
 #include <memory>
 #include <utility>
@@ -32,6 +34,7 @@ class GifFile {
         &error);
     // A table of colors without memory is called a screen that is not there.
     if (error == D_GIF_ERR_NOT_ENOUGH_MEM || (error == D_GIF_ERR_NO_SCRN_DSCR && !ended_)) reason.OverLimit();
+    firstRecord_ = stream.GetPosition();
   }
   ~GifFile() {
     int error = 0;
@@ -42,6 +45,15 @@ class GifFile {
 
   bool IsOpen() const { return gif_ != nullptr; }
   GifFileType* Get() const { return gif_; }
+
+  // Goes back behind the head, and forgets the frames that were met: the library keeps the description of
+  // each.
+  bool Rewind() {
+    GifFreeSavedImages(gif_);
+    gif_->ImageCount = 0;
+    gif_->Error = 0;
+    return stream_.Seek(firstRecord_);
+  }
 
   enum class Record { kFrame, kEnd, kBroken };
 
@@ -92,6 +104,7 @@ class GifFile {
   DecodeReason& reason_;
   bool ended_ = false;
   GifFileType* gif_ = nullptr;
+  std::uint64_t firstRecord_ = 0;  // where it lies in the stream
   GraphicsControlBlock control_{};
 };
 
@@ -173,17 +186,16 @@ void Clear(CoreDib& canvas, const Area& area) {
 // frame. The next frame goes on from here, so that a walk over all frames reads the file once.
 class GifAnimation {
  public:
-  // Both outlive the animation, which notes its troubles in `reason`.
-  GifAnimation(CoreInputStream& stream, DecodeReason& reason)
-      : stream_(stream), reason_(reason), file_(stream, reason) {}
+  // All outlive the animation, which notes in `reason` why it fails. Nobody else may move the file meanwhile.
+  GifAnimation(CoreInputStream& stream, GifFile& file, DecodeReason& reason)
+      : stream_(stream), file_(file), reason_(reason) {}
 
   // The last frame drawn, -1 before the first.
   int Frame() const { return frame_; }
   CoreDib& Canvas() { return canvas_; }
 
-  // False for a file that is none, and for a canvas beyond the limit.
+  // False for a canvas beyond the limit.
   bool Start() {
-    if (!file_.IsOpen()) return false;
     const int width = file_.Get()->SWidth;
     const int height = file_.Get()->SHeight;
     return reason_.Create(canvas_, width, height, 32);
@@ -191,6 +203,7 @@ class GifAnimation {
 
   // Draws frames up to number `frame`, which is beyond Frame().
   bool DrawUpTo(int frame) {
+    assert(frame > frame_);
     if (frame_ >= 0 && !stream_.Seek(position_)) return false;
     while (frame_ < frame) {
       if (frame_ >= 0) Dispose();
@@ -231,8 +244,8 @@ class GifAnimation {
   }
 
   CoreInputStream& stream_;
+  GifFile& file_;
   DecodeReason& reason_;
-  GifFile file_;
   CoreDib canvas_;
   CoreDib kept_;  // what a frame that is taken away again has covered
   int frame_ = -1;
@@ -247,9 +260,12 @@ class GifDecoder final : public FormatDecoder {
   GifDecoder() : FormatDecoder(kCoreImageGif) {}
 
  private:
+  bool KeepsHead() const noexcept override { return true; }
+
   bool ReadInfo(CoreInputStream& stream, CoreImageInfo& info) override {
     animation_.reset();
-    GifFile file(stream, Reason());
+    file_ = std::make_unique<GifFile>(stream, Reason());
+    GifFile& file = *file_;
     if (!file.IsOpen()) return false;
     bool keepsPalette = false;
     for (;;) {
@@ -271,12 +287,12 @@ class GifDecoder final : public FormatDecoder {
   }
 
   bool ReadFrame(CoreInputStream& stream, int frame, CoreDib& bitmap) override {
-    return GetInfo().bitsPerPixel == 8 ? ReadStill(stream, bitmap) : ReadAnimation(stream, frame, bitmap);
+    return GetInfo().bitsPerPixel == 8 ? ReadStill(bitmap) : ReadAnimation(stream, frame, bitmap);
   }
 
-  bool ReadStill(CoreInputStream& stream, CoreDib& bitmap) {
-    GifFile file(stream, Reason());
-    if (!file.IsOpen()) return false;
+  bool ReadStill(CoreDib& bitmap) {
+    GifFile& file = *file_;
+    if (!file.Rewind()) return false;
     const int width = file.Get()->SWidth;
     const int height = file.Get()->SHeight;
     if (!Reason().Create(bitmap, width, height, 8)) return false;
@@ -292,8 +308,8 @@ class GifDecoder final : public FormatDecoder {
   bool ReadAnimation(CoreInputStream& stream, int frame, CoreDib& bitmap) {
     std::unique_ptr<GifAnimation> animation = std::move(animation_);
     if (animation == nullptr || animation->Frame() >= frame) {
-      animation = std::make_unique<GifAnimation>(stream, Reason());
-      if (!animation->Start()) return false;
+      animation = std::make_unique<GifAnimation>(stream, *file_, Reason());
+      if (!file_->Rewind() || !animation->Start()) return false;
     }
     if (!animation->DrawUpTo(frame)) return false;
     const bool last = frame + 1 == GetInfo().frameCount;
@@ -306,6 +322,7 @@ class GifDecoder final : public FormatDecoder {
     return true;
   }
 
+  std::unique_ptr<GifFile> file_;
   std::unique_ptr<GifAnimation> animation_;  // null when the next frame has to begin anew
 };
 

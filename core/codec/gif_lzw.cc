@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: MIT
+// Codes are unpacked from their ends: code = (prefix code, last index), so a chain is followed backwards
+// into `pending_`, whose length is known beforehand, and then read forwards.
 #include "codec/gif_lzw.h"
 
 #include <gif_lib.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // GifLzw: the pixels of one GIF frame, unpacked as they are asked for.
 //
 // A table that is full stays as it is until the file clears it, however long that takes: such "deferred
@@ -17,10 +18,10 @@ class GifLzw {
   explicit GifLzw(GifFileType* gif);
 
   // The next `count` color indices. False when the data are broken or end before.
-  bool Read(std::uint8_t* to, std::size_t count);
+  [[nodiscard]] bool Read(std::uint8_t* to, std::size_t count);
 
   // Passes over what is left of the frame's data. False when the file ends within.
-  bool Finish();
+  [[nodiscard]] bool Finish();
 
  private:
   static constexpr unsigned kMostBits = 12;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What every encoder and decoder does the same way: the checks around the format's own work.
 #include "tovmx/codec.h"
 
@@ -26,6 +27,8 @@ class ReasonOf {
  public:
   explicit ReasonOf(CoreImageDecoder* decoder) : decoder_(FormatDecoder::Of(decoder)) {}
   DecodeReason* operator->() { return decoder_ == nullptr ? &nobodys_ : &decoder_->Reason(); }
+
+  bool KeepsHead() const { return decoder_ != nullptr && decoder_->KeepsHead(); }
 
   // Told by the first bytes: a library that refuses a head does not say whether the format was wrong.
   bool IsAnotherFormat(CoreInputStream& stream, std::uint64_t start) const {
@@ -89,7 +92,7 @@ std::unique_ptr<CoreDib> CoreImageDecoder::GetBitmap(int frame, int width, int h
   }
   const std::uint64_t before = stream_->GetPosition();
   auto bitmap = std::make_unique<CoreDib>();
-  bool decoded = stream_->Seek(start_) && ReadFrame(*stream_, frame, *bitmap);
+  bool decoded = (reason.KeepsHead() || stream_->Seek(start_)) && ReadFrame(*stream_, frame, *bitmap);
   if ((flags_ & kCoreOpenReadAhead) == 0 && !stream_->Seek(before)) decoded = false;
   if (decoded) bitmap = AtSize(std::move(bitmap), width, height, reason);
   decoded = decoded && bitmap != nullptr;

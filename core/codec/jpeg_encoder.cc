@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // JPEG, written by libjpeg-turbo from the rows of the bitmap.
 #include "bitmap/row_reader.h"
 #include "codec/codecs.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // JpegSession: a libjpeg structure that owns itself and never prints or exits.
 //
 // libjpeg leaves on an error by longjmp. Run() is the only place it lands; the body runs between the two, so
@@ -30,7 +31,7 @@ class JpegSession {
   // Calls body(jpeg). False when the library reported an error on the way. May be called again to go on, but
   // not after an error.
   template <typename Body>
-  bool Run(Body body) {
+  [[nodiscard]] bool Run(Body body) {
     if (setjmp(errors_.landing) != 0) return false;
     body(&jpeg_);
     return true;

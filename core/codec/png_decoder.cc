@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // PNG, read by libpng straight into the rows of the bitmap.
 #include "codec/codecs.h"
 #include "codec/format_decoder.h"

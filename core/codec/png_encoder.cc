@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // PNG, written by libpng with its default compression. The pixels go to it row by row in place.
 #include "bitmap/row_reader.h"
 #include "codec/codecs.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // PngReadSession and PngWriteSession: a libpng structure that owns itself and never prints.
 //
 // libpng leaves on an error by longjmp. Run() is the only place it lands; the body runs between the two, so

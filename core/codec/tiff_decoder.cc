@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // TIFF, read by libtiff: rows go straight into the bitmap where its form allows it.
 #include "codec/codecs.h"
 #include "codec/format_decoder.h"
@@ -62,7 +63,7 @@ class Spans {
   std::vector<std::uint8_t> narrowed_;
 };
 
-// The number of planes that are read one after the other.
+// How many planes are read, one after the other.
 int PlanesOf(const TiffLayout& layout) { return layout.separate ? layout.samples : 1; }
 
 bool ReadRows(TIFF* tiff, const TiffLayout& layout, CoreDib& bitmap, DecodeReason& reason) {
@@ -175,16 +176,36 @@ bool ReadPixels(TIFF* tiff, const TiffLayout& layout, CoreDib& bitmap, DecodeRea
   return ReadRows(tiff, layout, bitmap, reason);
 }
 
+// A TIFF with the directory of one of its pages read.
+struct TiffPage {
+  TiffSource source;
+  TiffHandle tiff;
+  TiffLayout layout;
+};
+
 class TiffDecoder final : public FormatDecoder {
  public:
   TiffDecoder() : FormatDecoder(kCoreImageTiff) {}
 
  private:
+  bool KeepsHead() const noexcept override { return true; }
+
+  // The first page; null when there is none.
+  std::unique_ptr<TiffPage> OpenFirst(CoreInputStream& stream) {
+    auto page = std::make_unique<TiffPage>(TiffPage{{&stream, start_, &Reason()}, nullptr, {}});
+    if (!stream.Seek(start_)) return nullptr;
+    page->tiff = OpenTiff(page->source);
+    if (page->tiff == nullptr || !ReadTiffLayout(page->tiff.get(), page->layout, Reason())) return nullptr;
+    return page;
+  }
+
   bool ReadInfo(CoreInputStream& stream, CoreImageInfo& info) override {
-    TiffSource source{&stream, stream.GetPosition(), &Reason()};
-    const TiffHandle tiff = OpenTiff(source);
-    TiffLayout layout;
-    if (tiff == nullptr || !ReadTiffLayout(tiff.get(), layout, Reason())) return false;
+    page_.reset();
+    start_ = stream.GetPosition();
+    std::unique_ptr<TiffPage> page = OpenFirst(stream);
+    if (page == nullptr) return false;
+    const TiffHandle& tiff = page->tiff;
+    const TiffLayout& layout = page->layout;
     info.width = layout.width;
     info.height = layout.height;
     info.bitsPerPixel = layout.BitmapBits();
@@ -194,16 +215,37 @@ class TiffDecoder final : public FormatDecoder {
     info.dpiX = Dpi(tiff.get(), TIFFTAG_XRESOLUTION);
     info.dpiY = Dpi(tiff.get(), TIFFTAG_YRESOLUTION);
     info.frameCount = std::max(1, static_cast<int>(TIFFNumberOfDirectories(tiff.get())));
+    page_ = std::move(page);
+    fresh_ = true;
     return true;
   }
 
   bool ReadFrame(CoreInputStream& stream, int frame, CoreDib& bitmap) override {
-    TiffSource source{&stream, stream.GetPosition(), &Reason()};
-    const TiffHandle tiff = OpenTiff(source);
-    if (tiff == nullptr) return false;
-    if (frame > 0 && TIFFSetDirectory(tiff.get(), static_cast<tdir_t>(frame)) == 0) return false;
-    TiffLayout layout;
-    if (!ReadTiffLayout(tiff.get(), layout, Reason())) return false;
+    // After a failure it is dropped: the library may stand anywhere then.
+    std::unique_ptr<TiffPage> page = std::move(page_);
+    if (page == nullptr) {
+      page = OpenFirst(stream);
+      fresh_ = true;
+    }
+    if (page == nullptr || !GoTo(*page, frame)) return false;
+    if (!Decode(*page, bitmap)) return false;
+    page_ = std::move(page);
+    return true;
+  }
+
+  // What the library has unpacked of a page it does not unpack again: only a directory that was just read
+  // will do.
+  bool GoTo(TiffPage& page, int frame) {
+    const bool there = fresh_ && frame == 0;
+    fresh_ = false;
+    if (there) return true;
+    return TIFFSetDirectory(page.tiff.get(), static_cast<tdir_t>(frame)) != 0 &&
+           ReadTiffLayout(page.tiff.get(), page.layout, Reason());
+  }
+
+  bool Decode(TiffPage& page, CoreDib& bitmap) {
+    const TiffHandle& tiff = page.tiff;
+    const TiffLayout& layout = page.layout;
     if (!Reason().Create(bitmap, layout.width, layout.height, layout.BitmapBits())) return false;
     bitmap.SetDpi(Dpi(tiff.get(), TIFFTAG_XRESOLUTION), Dpi(tiff.get(), TIFFTAG_YRESOLUTION));
     if (layout.photometric == PHOTOMETRIC_PALETTE) CopyTiffPalette(tiff.get(), layout, bitmap);
@@ -211,6 +253,10 @@ class TiffDecoder final : public FormatDecoder {
     if (layout.premultiplied) bitmap.Unpremultiply();
     return true;
   }
+
+  std::uint64_t start_ = 0;
+  std::unique_ptr<TiffPage> page_;  // the page read last; null after a failure
+  bool fresh_ = false;              // the first page, of which nothing is decoded yet
 };
 
 }  // namespace

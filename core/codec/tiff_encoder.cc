@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // TIFF, written by libtiff: CCITT group 4 for one bit, LZW with the horizontal predictor otherwise.
 #include "bitmap/row_reader.h"
 #include "codec/codecs.h"
@@ -51,6 +52,10 @@ void SetColorMap(TIFF* tiff, const CoreDib& bitmap) {
   TIFFSetField(tiff, TIFFTAG_COLORMAP, map[0], map[1], map[2]);
 }
 
+std::uint64_t PixelBytes(const CoreDib& bitmap, const Shape& shape) {
+  return CoreDib::BytesNeeded(bitmap.GetWidth(), bitmap.GetHeight(), shape.bits * shape.samples);
+}
+
 void Describe(TIFF* tiff, const CoreDib& bitmap, const Shape& shape) {
   TIFFSetField(tiff, TIFFTAG_IMAGEWIDTH, static_cast<std::uint32_t>(bitmap.GetWidth()));
   TIFFSetField(tiff, TIFFTAG_IMAGELENGTH, static_cast<std::uint32_t>(bitmap.GetHeight()));
@@ -94,18 +99,20 @@ bool WriteRows(TIFF* tiff, const CoreDib& bitmap, const Shape& shape) {
   return true;
 }
 
+// Adds the directory that is being described.
+bool WriteDirectory(TIFF* tiff, const CoreDib& bitmap, const Shape& shape) {
+  Describe(tiff, bitmap, shape);
+  return WriteRows(tiff, bitmap, shape) && TIFFWriteDirectory(tiff) != 0;
+}
+
 class TiffEncoder final : public CoreImageEncoder {
  private:
   bool EncodeBitmap(const CoreDib& bitmap, CoreOutputStream& stream) override {
     const Shape shape = ShapeOf(bitmap);
-    const std::uint64_t pixels =
-        CoreDib::BytesNeeded(bitmap.GetWidth(), bitmap.GetHeight(), shape.bits * shape.samples);
     SeekableBuffer buffer;
     {
-      const TiffHandle tiff = CreateTiff(buffer, pixels > kMostClassicBytes);
-      if (tiff == nullptr) return false;
-      Describe(tiff.get(), bitmap, shape);
-      if (!WriteRows(tiff.get(), bitmap, shape) || TIFFWriteDirectory(tiff.get()) == 0) return false;
+      const TiffHandle tiff = CreateTiff(buffer, PixelBytes(bitmap, shape) > kMostClassicBytes);
+      if (tiff == nullptr || !WriteDirectory(tiff.get(), bitmap, shape)) return false;
     }
     return stream.Write(buffer.GetData(), static_cast<std::size_t>(buffer.GetSize()));
   }
@@ -125,3 +132,30 @@ CoreString DescribeTiffBackend() {
 }
 
 }  // namespace tovmx
+
+struct CoreTiffPages::State {
+  tovmx::SeekableBuffer buffer;
+  tovmx::TiffHandle tiff;  // null once it failed or was written
+  bool empty = true;
+};
+
+CoreTiffPages::CoreTiffPages(std::uint64_t pixelBytes) : state_(std::make_unique<State>()) {
+  state_->tiff = tovmx::CreateTiff(state_->buffer, pixelBytes > tovmx::kMostClassicBytes);
+}
+
+CoreTiffPages::~CoreTiffPages() = default;
+
+bool CoreTiffPages::Add(const CoreDib* bitmap) {
+  if (state_->tiff == nullptr || bitmap == nullptr || bitmap->GetBuffer() == nullptr) return false;
+  TIFFSetField(state_->tiff.get(), TIFFTAG_SUBFILETYPE, FILETYPE_PAGE);
+  state_->empty = false;
+  if (tovmx::WriteDirectory(state_->tiff.get(), *bitmap, tovmx::ShapeOf(*bitmap))) return true;
+  state_->tiff.reset();
+  return false;
+}
+
+bool CoreTiffPages::Write(CoreOutputStream* stream) {
+  if (state_->tiff == nullptr || state_->empty || stream == nullptr) return false;
+  state_->tiff.reset();
+  return stream->Write(state_->buffer.GetData(), static_cast<std::size_t>(state_->buffer.GetSize()));
+}

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "codec/tiff_file.h"
 
 #include <algorithm>
@@ -27,7 +28,7 @@ struct Options {
     TIFFOpenOptionsSetErrorHandlerExtR(options, NoteLimit, reason);
     TIFFOpenOptionsSetWarningHandlerExtR(options, Quiet, nullptr);
     const auto most = static_cast<std::uint64_t>(std::numeric_limits<tmsize_t>::max());
-    const std::uint64_t limit = std::clamp(CoreCodecRegistry::Get().GetPixelLimit(), kWorkingBytes, most);
+    const std::uint64_t limit = std::clamp(PixelLimit(), kWorkingBytes, most);
     TIFFOpenOptionsSetMaxSingleMemAlloc(options, static_cast<tmsize_t>(limit));
   }
   ~Options() {

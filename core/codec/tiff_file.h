@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Opening a libtiff handle over streams and memory, with nothing printed: what goes wrong is seen in the
 // results.
 #pragma once
@@ -26,9 +27,9 @@ struct TiffSource {
 };
 
 // Null when there is no directory to read.
-TiffHandle OpenTiff(TiffSource& source);
+[[nodiscard]] TiffHandle OpenTiff(TiffSource& source);
 
 // An empty TIFF that grows in `buffer`; offsets take 64 bits when `big`. Null when memory is short.
-TiffHandle CreateTiff(SeekableBuffer& buffer, bool big);
+[[nodiscard]] TiffHandle CreateTiff(SeekableBuffer& buffer, bool big);
 
 }  // namespace tovmx

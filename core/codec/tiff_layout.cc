@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: MIT
+// A page is told by its tags, which may contradict each other. What this file can store by itself becomes
+// indexed, gray, RGB or CMYK. All the rest is left to libtiff's own conversion to RGBA, which is slower.
 #include "codec/tiff_layout.h"
 
 #include "codec/tiff_samples.h"

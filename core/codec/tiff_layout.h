@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // TiffLayout: how one page of a TIFF stores its pixels, and how its samples become those of a bitmap.
 #pragma once
 
@@ -50,7 +51,7 @@ struct TiffLayout {
 };
 
 // Reads the current directory. False for sizes that no bitmap has.
-bool ReadTiffLayout(TIFF* tiff, TiffLayout& layout, DecodeReason& reason);
+[[nodiscard]] bool ReadTiffLayout(TIFF* tiff, TiffLayout& layout, DecodeReason& reason);
 
 // Stores `count` pixels of row `y` from column `x` on, whose samples are not to be narrowed. `from` holds all
 // samples of each pixel, or with separate planes those of plane number `plane`; it may be the place in the

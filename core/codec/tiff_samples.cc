@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: MIT
+// Samples of any width and kind become bytes here, before they are stored as pixels. The file's floats of
+// 16 and 24 bits have no type in the language, so they are taken apart by hand.
 #include "codec/tiff_samples.h"
 
 #include "pixel/color.h"
@@ -27,17 +30,17 @@ std::uint32_t Load24(const std::uint8_t* from) {
   return from[0] | std::uint32_t{from[1]} << 8 | std::uint32_t{from[2]} << 16;
 }
 
-// A number of a sign, an exponent and a fraction, as IEEE 754 lays out its own.
+// A number of a sign, an exponent and a fraction, as IEEE 754 lays out its own. The least numbers, whose
+// exponent is 0, are 0 here: 8 bits show none of them.
 double Real(std::uint32_t bits, int exponentBits, int fractionBits) {
   const std::uint32_t most = (1U << exponentBits) - 1;
   const std::uint32_t exponent = bits >> fractionBits & most;
+  if (exponent == 0) return 0;
   const double fraction = std::ldexp(bits & ((1U << fractionBits) - 1), -fractionBits);
   const int bias = static_cast<int>(most / 2);
   double value = 0;
   if (exponent == most) {
     value = fraction == 0 ? std::numeric_limits<double>::infinity() : std::nan("");
-  } else if (exponent == 0) {
-    value = std::ldexp(fraction, 1 - bias);
   } else {
     value = std::ldexp(1 + fraction, static_cast<int>(exponent) - bias);
   }

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Samples of a TIFF that are neither 8 nor 16 bits whole: packed ones of any number of bits up to 32, of 64
 // bits, and floating-point numbers of 16, 24, 32 and 64 bits.
 #pragma once

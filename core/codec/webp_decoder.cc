@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // WebP, read by libwebp straight into the bitmap; animations are composed by libwebpdemux.
 #include "codec/codecs.h"
 #include "codec/format_decoder.h"
@@ -6,6 +7,7 @@
 #include <webp/decode.h>
 #include <webp/demux.h>
 
+#include <cassert>
 #include <cstring>
 #include <memory>
 #include <utility>
@@ -34,43 +36,38 @@ Bytes ReadFile(CoreInputStream& stream, std::vector<std::uint8_t>& storage) {
   return file.size == size ? file : Bytes{};
 }
 
-// Notes what kind of trouble a status is; false unless it is none.
+// Notes which failure a status stands for; true when it is none.
 bool Check(VP8StatusCode status, DecodeReason& reason) {
   if (status == VP8_STATUS_OUT_OF_MEMORY) return reason.OverLimit();
   if (status == VP8_STATUS_UNSUPPORTED_FEATURE) return reason.Unsupported("WebP of a newer kind");
   return status == VP8_STATUS_OK;
 }
 
-// An animation that is being composed, with the file that the library reads from. The next frame goes on from
-// here, so that a walk over all frames decodes each once.
+// An animation that is being composed. The next frame goes on from here, so that a walk over all frames
+// decodes each once.
 class WebpAnimation {
  public:
-  // Reads the file. The stream must outlive the animation when it lies in memory.
-  explicit WebpAnimation(CoreInputStream& stream) : file_(ReadFile(stream, storage_)) {}
+  // `file` must outlive the animation.
+  WebpAnimation(const Bytes& file, int width, int height)
+      : data_{file.data, file.size}, width_(width), height_(height) {}
 
   // The last frame drawn, -1 before the first.
   int Frame() const { return frame_; }
 
-  // False for a file that is none, and for a canvas beyond the limit: the library keeps two of its own beside
-  // the bitmap.
+  // False for a broken file, and for a canvas beyond the limit: the library keeps two of its own beside the
+  // bitmap.
   bool Start(DecodeReason& reason) {
     WebPAnimDecoderOptions options;
     if (WebPAnimDecoderOptionsInit(&options) == 0) return false;
     options.color_mode = MODE_BGRA;
-    const WebPData data{file_.data, file_.size};
-    {
-      const std::unique_ptr<WebPDemuxer, DemuxerDeleter> demuxer(WebPDemux(&data));
-      if (demuxer == nullptr) return false;
-      width_ = static_cast<int>(WebPDemuxGetI(demuxer.get(), WEBP_FF_CANVAS_WIDTH));
-      height_ = static_cast<int>(WebPDemuxGetI(demuxer.get(), WEBP_FF_CANVAS_HEIGHT));
-    }
     if (!reason.Fits(width_, height_, 32, 2 * CoreDib::BytesNeeded(width_, height_, 32))) return false;
-    library_.reset(WebPAnimDecoderNew(&data, &options));
+    library_.reset(WebPAnimDecoderNew(&data_, &options));
     return library_ != nullptr || reason.OverLimit();
   }
 
   // Draws frames up to number `frame`, which is beyond Frame(), and copies the canvas.
   bool Draw(int frame, CoreDib& bitmap, DecodeReason& reason) {
+    assert(frame > frame_);
     if (!bitmap.Create(width_, height_, 32)) return reason.OverLimit();
     std::uint8_t* pixels = nullptr;
     for (; frame_ < frame; ++frame_) {
@@ -82,11 +79,10 @@ class WebpAnimation {
   }
 
  private:
-  std::vector<std::uint8_t> storage_;
-  Bytes file_;
+  WebPData data_;
+  int width_;
+  int height_;
   std::unique_ptr<WebPAnimDecoder, AnimationDeleter> library_;
-  int width_ = 0;
-  int height_ = 0;
   int frame_ = -1;
 };
 
@@ -95,39 +91,36 @@ class WebpDecoder final : public FormatDecoder {
   WebpDecoder() : FormatDecoder(kCoreImageWebp) {}
 
  private:
+  bool KeepsHead() const noexcept override { return true; }
+
   bool ReadInfo(CoreInputStream& stream, CoreImageInfo& info) override {
     animation_.reset();
-    std::vector<std::uint8_t> storage;
-    const Bytes file = ReadFile(stream, storage);
-    WebPBitstreamFeatures features;
-    if (!Check(WebPGetFeatures(file.data, file.size, &features), Reason())) return false;
+    file_ = {};
+    file_ = ReadFile(stream, storage_);
+    WebPBitstreamFeatures& features = features_;
+    if (!Check(WebPGetFeatures(file_.data, file_.size, &features), Reason())) return false;
     info.width = features.width;
     info.height = features.height;
     info.bitsPerPixel = features.has_alpha != 0 || features.has_animation != 0 ? 32 : 24;
     info.fileBitsPerPixel = features.has_alpha != 0 ? 32 : 24;
     info.frameCount = 1;
-    animated_ = false;
     if (features.has_animation == 0) return true;
 
-    const WebPData data{file.data, file.size};
+    const WebPData data{file_.data, file_.size};
     const std::unique_ptr<WebPDemuxer, DemuxerDeleter> demuxer(WebPDemux(&data));
     if (demuxer == nullptr) return false;
     info.frameCount = static_cast<int>(WebPDemuxGetI(demuxer.get(), WEBP_FF_FRAME_COUNT));
-    animated_ = info.frameCount > 0;
-    return animated_;
+    return true;
   }
 
-  bool ReadFrame(CoreInputStream& stream, int frame, CoreDib& bitmap) override {
-    return animated_ ? ReadAnimation(stream, frame, bitmap) : ReadStill(stream, bitmap);
+  bool ReadFrame(CoreInputStream&, int frame, CoreDib& bitmap) override {
+    return features_.has_animation != 0 ? ReadAnimation(frame, bitmap) : ReadStill(bitmap);
   }
 
-  bool ReadStill(CoreInputStream& stream, CoreDib& bitmap) {
-    std::vector<std::uint8_t> storage;
-    const Bytes file = ReadFile(stream, storage);
+  bool ReadStill(CoreDib& bitmap) {
     WebPDecoderConfig config;
     if (WebPInitDecoderConfig(&config) == 0) return false;
-    if (!Check(WebPGetFeatures(file.data, file.size, &config.input), Reason())) return false;
-    if (config.input.has_animation != 0) return false;
+    config.input = features_;
     const bool alpha = config.input.has_alpha != 0;
     const int bits = alpha ? 32 : 24;
     if (!Reason().Create(bitmap, config.input.width, config.input.height, bits)) return false;
@@ -136,15 +129,15 @@ class WebpDecoder final : public FormatDecoder {
     config.output.u.RGBA.rgba = bitmap.GetBuffer();
     config.output.u.RGBA.stride = bitmap.GetStride();
     config.output.u.RGBA.size = bitmap.GetBufferSize();
-    const bool decoded = Check(WebPDecode(file.data, file.size, &config), Reason());
+    const bool decoded = Check(WebPDecode(file_.data, file_.size, &config), Reason());
     WebPFreeDecBuffer(&config.output);
     return decoded;
   }
 
-  bool ReadAnimation(CoreInputStream& stream, int frame, CoreDib& bitmap) {
+  bool ReadAnimation(int frame, CoreDib& bitmap) {
     std::unique_ptr<WebpAnimation> animation = std::move(animation_);
     if (animation == nullptr || animation->Frame() >= frame) {
-      animation = std::make_unique<WebpAnimation>(stream);
+      animation = std::make_unique<WebpAnimation>(file_, features_.width, features_.height);
       if (!animation->Start(Reason())) return false;
     }
     if (!animation->Draw(frame, bitmap, Reason())) return false;
@@ -152,7 +145,10 @@ class WebpDecoder final : public FormatDecoder {
     return true;
   }
 
-  bool animated_ = false;
+  // The library wants a file as a whole, so it is kept as long as its picture is open.
+  std::vector<std::uint8_t> storage_;
+  Bytes file_;
+  WebPBitstreamFeatures features_{};
   std::unique_ptr<WebpAnimation> animation_;  // null when the next frame has to begin anew
 };
 

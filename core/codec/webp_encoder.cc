@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // WebP, written by libwebp: lossless unless a quality is given.
 #include "bitmap/row_reader.h"
 #include "codec/codecs.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // CoreBitmapDevice: straight into an opaque 32-bit bitmap, through a premultiplied copy into every other.
 #include "device/canvas.h"
 #include "device/pixels.h"

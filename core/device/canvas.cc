@@ -1,6 +1,17 @@
+// SPDX-License-Identifier: MIT
+// How a line of text is put on a surface. The canvas decides three ways:
+//
+//     a glyph with a picture       the picture, scaled; in documents its characters too, without ink
+//     in reach and of usual size   Cairo's glyphs, which it caches; in documents text that can be searched
+//     huge, or far out             outlines, glyph by glyph, of those that meet the page
+//
+// Nothing is drawn that cannot be seen, but where the surface keeps text, all of a line that meets the page
+// is written.
 #include "device/canvas.h"
 
-#include "font/text_measure.h"
+#include "font/text_shaper.h"
+
+#include <cairo-pdf.h>
 
 #include <algorithm>
 #include <cmath>
@@ -24,15 +35,6 @@ constexpr double kOutlineEm = 4096;
 
 // Lines that reach further are drawn glyph by glyph where they meet the page.
 constexpr double kFarthest = 100000;
-
-bool Intersects(const Box& a, const Box& b) {
-  return a.left < b.right && b.left < a.right && a.top < b.bottom && b.top < a.bottom;
-}
-
-bool Holds(const Box& outer, const Box& inner) {
-  return outer.left <= inner.left && outer.top <= inner.top && inner.right <= outer.right &&
-         inner.bottom <= outer.bottom;
-}
 
 Box Transform(const cairo_matrix_t& m, const Box& box) {
   double x[4] = {box.left, box.right, box.left, box.right};
@@ -66,7 +68,7 @@ void CollectVisible(const tovmx::GlyphRun& run, const cairo_matrix_t& place, con
                     std::vector<cairo_glyph_t>& visible) {
   visible.clear();
   for (const cairo_glyph_t& glyph : run.glyphs) {
-    if (Intersects(Transform(place, run.reach.Moved(glyph.x, glyph.y)), page)) visible.push_back(glyph);
+    if (page.Intersects(Transform(place, run.reach.Moved(glyph.x, glyph.y)))) visible.push_back(glyph);
   }
 }
 
@@ -118,7 +120,8 @@ bool CoreCanvas::FillPage(std::uint32_t argb) {
 bool CoreCanvas::DrawText(const wchar_t* characters, int count, const CoreFontLoader& fonts,
                           const CoreMatrix& matrix, std::uint32_t argb, float pixelSize) {
   if (!IsGood() || !tovmx::IsFinite(matrix)) return false;
-  const tovmx::ShapedLine* line = tovmx::ShapeForSize(fonts.Request(), characters, count, pixelSize);
+  const tovmx::ShapedLine* line =
+      tovmx::TextShaper::ForThisThread().Shape(fonts.Request(), characters, count, pixelSize);
   if (line == nullptr) return false;
 
   const cairo_matrix_t place = PlaceOf(matrix, pixelSize / tovmx::kReferenceSize, scale_);
@@ -127,15 +130,15 @@ bool CoreCanvas::DrawText(const wchar_t* characters, int count, const CoreFontLo
     return true;
   }
   const Box ink = Transform(place, line->ink);
-  if (line->ink.IsEmpty() ? !keepsText_ : !Intersects(ink, page_)) return true;
+  if (line->ink.IsEmpty() ? !keepsText_ : !page_.Intersects(ink)) return true;
 
   SetColor(argb);
   const double size = em.most * tovmx::kReferenceSize;
-  const bool farOut = !Holds({-kFarthest, -kFarthest, kFarthest, kFarthest}, ink);
+  const bool farOut = !Box{-kFarthest, -kFarthest, kFarthest, kFarthest}.Holds(ink);
   if (farOut || size > (keepsText_ ? kLargestPrinted : kLargestPicture)) {
     PaintOutlines(*line, place);
   } else {
-    PaintRuns(*line, place, Holds(page_, ink));
+    PaintRuns(*line, place, page_.Holds(ink));
   }
   damage_.Add(ink);
   return IsGood();
@@ -259,6 +262,14 @@ void CoreCanvas::SetInvisibleFont() {
 bool CoreCanvas::Flush() {
   if (!IsGood()) return false;
   cairo_surface_flush(surface_.get());
+  return IsGood();
+}
+
+bool CoreCanvas::NextPage(double width, double height) {
+  if (!IsGood()) return false;
+  cairo_show_page(cairo_.get());
+  cairo_pdf_surface_set_size(surface_.get(), width, height);
+  page_ = {0, 0, width, height};
   return IsGood();
 }
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // CoreCanvas: the painting behind every device of this core, over a Cairo surface.
 #pragma once
 
@@ -39,6 +40,8 @@ class CoreCanvas {
   bool StrokePath(const CorePath& path, float width, const CoreMatrix& matrix, std::uint32_t argb);
   bool FillPage(std::uint32_t argb);
   virtual bool Flush();
+  // Ends the page of a document and starts one of another size, in surface units.
+  bool NextPage(double width, double height);
   // Ends the page; nothing can be drawn afterwards.
   virtual bool Finish();
   bool IsGood() const noexcept;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Paths on a canvas: their segments are handed over to Cairo, which fills and strokes them.
 //
 // Points are mapped to the surface on their way. Cairo keeps coordinates as 24 bits and a fraction of 8 and

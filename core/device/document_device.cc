@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The devices that write a document to a stream: PDF and SVG.
 #include "device/canvas.h"
 #include "device/svg_names.h"
@@ -23,8 +24,8 @@ cairo_status_t AppendToText(void* text, const unsigned char* data, unsigned int 
   return CAIRO_STATUS_SUCCESS;
 }
 
-// The time that reproducible builds ask for, in the form of ISO 8601; empty when none is set, and for one
-// whose year a PDF has no four digits for.
+// The time that reproducible builds ask for, in the form of ISO 8601; empty when none is set, and when its
+// year has more than the four digits that a PDF has room for.
 std::string SourceDate() {
   const char* text = std::getenv("SOURCE_DATE_EPOCH");
   if (text == nullptr || *text == '\0') return {};
@@ -95,4 +96,13 @@ CorePdfDevice::CorePdfDevice(CoreOutputStream* stream, float width, float height
 CoreSvgDevice::CoreSvgDevice(CoreOutputStream* stream, float width, float height)
     : CoreDocumentDevice(std::make_unique<DocumentCanvas>(
           stream, width, height, 1.0, SvgSurface, tovmx::WithCountedNames, std::make_unique<std::string>())) {
+}
+
+CorePdfPagesDevice::CorePdfPagesDevice(CoreOutputStream* stream, float width, float height)
+    : CoreDocumentDevice(std::make_unique<DocumentCanvas>(stream, width, height, kPointsPerUnit, PdfSurface,
+                                                          AsItIs, std::make_unique<std::string>())) {}
+
+bool CorePdfPagesDevice::NextPage(float width, float height) {
+  return IsSide(width) && IsSide(height) &&
+         canvas_->NextPage(width * kPointsPerUnit, height * kPointsPerUnit);
 }

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+// The part that all devices share: each operation is the canvas's, which knows the surface.
 #include "tovmx/device.h"
 
 #include "device/canvas.h"

@@ -1,3 +1,7 @@
+// SPDX-License-Identifier: MIT
+// Cairo paints premultiplied pixels of 32 bits; a bitmap of any other form is translated to such a surface
+// and back. Back, only pixels that changed are written, so that what nobody painted on stays as it was to
+// the bit, although the way there and back would round it.
 #include "device/pixels.h"
 
 #include "pixel/color.h"

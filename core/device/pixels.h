@@ -1,7 +1,8 @@
+// SPDX-License-Identifier: MIT
 // Pixels between a bitmap of any depth and a premultiplied Cairo surface of the same size.
 #pragma once
 
-#include "font/shaped_line.h"
+#include "geometry/box.h"
 #include "tovmx/dib.h"
 
 #include <cairo.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "device/svg_names.h"
 
 #include <array>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The names that Cairo gives to the parts of an SVG document, made independent of the process.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The files that the application registered, and the catalogs made of them and of the machine's fonts.
 #include "font/font_catalog.h"
 

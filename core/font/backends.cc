@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The libraries behind the fonts.
 #include "tovmx/font.h"
 

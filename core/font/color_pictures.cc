@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: MIT
+// HarfBuzz finds the pictures in the font's tables, Cairo decodes them as PNG. The head of each is looked
+// at first: its size is foreign, and the memory for it is not yet taken.
 #include "font/color_pictures.h"
 
 #include <hb-ot.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // ColorPictures: the pictures that a font holds in the place of outlines, as emoji fonts do.
 //
 // Such a font has its pictures in one size (OpenType's CBDT and sbix tables), which a device scales to any

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "font/font_catalog.h"
 
 #include "tovmx/text_codec.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // FontCatalog: the fonts of one source, as every thread sees them, and the choice of a family among them.
 //
 // A catalog never changes: registering a file makes a new one, and the generation tells a thread that its
@@ -58,7 +59,7 @@ std::shared_ptr<const FontCatalog> CatalogFor(int source);
 // Grows by one with every change of the application's fonts.
 std::uint64_t FontGeneration() noexcept;
 
-bool RegisterApplicationFont(const std::string& path);
+[[nodiscard]] bool RegisterApplicationFont(const std::string& path);
 void UnregisterApplicationFonts();
 
 }  // namespace tovmx

@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: MIT
+// A table of parts of names. Fontconfig knows the kind of a font only when the font is installed, and the
+// one that is looked for is not.
 #include "font/font_kind.h"
 
 #include <algorithm>

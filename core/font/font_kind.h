@@ -1,6 +1,7 @@
+// SPDX-License-Identifier: MIT
 // FontKind: the style and the region of a font family, told from its name.
 //
-// Names are all that is known of a family that is not installed, so both sides of a substitution are judged
+// Names are all that is known of a family that is not installed, so both sides of a substitution are told
 // by the same table. Thread-safety: pure functions.
 #pragma once
 
@@ -9,7 +10,7 @@
 
 namespace tovmx {
 
-// The order means nothing but kPlain, which is what a name that says nothing gives.
+// The order means nothing but kPlain, which is the style of a name that says nothing.
 enum class FontStyle { kPlain, kSerif, kSans, kMono, kKai, kFangSong };
 
 // Which Chinese, Japanese or Korean readers a family is made for; kNone for the rest of the world.
@@ -23,7 +24,7 @@ struct FontKind {
 // Lower case for ASCII letters, without spaces, hyphens and underscores: names that differ in these are one.
 std::string FoldFamilyName(std::string_view utf8);
 
-// `folded` as FoldFamilyName gives it.
+// `folded` as FoldFamilyName returns it.
 FontKind ClassifyFamily(std::string_view folded);
 
 // The family that fontconfig knows for a style, such as "serif".

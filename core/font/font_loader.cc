@@ -1,5 +1,8 @@
+// SPDX-License-Identifier: MIT
+// A loader holds a request and no font; whatever is asked of it goes to the thread's TextShaper, which
+// caches. So loaders are cheap to copy, and a font file that is registered later counts for all of them.
 #include "font/font_request.h"
-#include "font/text_measure.h"
+#include "font/line_extents.h"
 #include "font/text_shaper.h"
 #include "tovmx/text_codec.h"
 
@@ -41,7 +44,8 @@ bool CoreFontLoader::IsSubstituted() const {
 
 bool CoreFontLoader::MeasureText(const wchar_t* characters, int count, float pixelSize,
                                  CoreTextExtents& extents) const {
-  const tovmx::ShapedLine* line = tovmx::ShapeForSize(*request_, characters, count, pixelSize);
+  const tovmx::ShapedLine* line =
+      tovmx::TextShaper::ForThisThread().Shape(*request_, characters, count, pixelSize);
   if (line == nullptr) return false;
   extents = tovmx::ExtentsOf(*line, pixelSize);
   return true;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // CoreFontRequest: what a loader holds, as it was asked for.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Owners for what Fontconfig, GLib, HarfBuzz and Cairo count or free.
 #pragma once
 

@@ -1,7 +1,8 @@
+// SPDX-License-Identifier: MIT
 // CoreFontLoader::DescribeText: the shaped line, told in the characters that it was made of.
 #include "font/font_request.h"
+#include "font/line_extents.h"
 #include "font/line_text.h"
-#include "font/text_measure.h"
 #include "font/text_shaper.h"
 
 #include <glib.h>
@@ -99,7 +100,8 @@ bool HoldsGlyph(PangoFont* font, char32_t character) {
   return hb_font_get_nominal_glyph(pango_font_get_hb_font(font), character, &glyph) != 0;
 }
 
-// What has no glyph of its own in most fonts and needs none: joiners, marks of direction, variation selectors.
+// What has no glyph of its own in most fonts and needs none: joiners, marks of direction, variation
+// selectors.
 bool IsInvisible(gunichar c) {
   return g_unichar_type(c) == G_UNICODE_FORMAT || (c >= 0xFE00 && c <= 0xFE0F) ||
          (c >= 0xE0100 && c <= 0xE01EF);
@@ -145,7 +147,8 @@ bool CoreFontLoader::DescribeText(const wchar_t* characters, int count, float pi
                                   CoreTextDescription& description) const {
   // A copy, and before the line, which lives until the shaper is asked again.
   const tovmx::FontChoice choice = tovmx::TextShaper::ForThisThread().Resolve(*request_);
-  const tovmx::ShapedLine* line = tovmx::ShapeForSize(*request_, characters, count, pixelSize);
+  const tovmx::ShapedLine* line =
+      tovmx::TextShaper::ForThisThread().Shape(*request_, characters, count, pixelSize);
   if (line == nullptr) return false;
   if (count < 0) count = static_cast<int>(std::wcslen(characters));
 

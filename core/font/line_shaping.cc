@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: MIT
+// Itemize, order, shape, collect: Pango's own steps below its layout. A layout would break the line, end
+// paragraphs and take a time that grows with the square of the items.
 #include "font/line_shaping.h"
 
 #include "font/handles.h"
@@ -65,7 +68,7 @@ Box InkOf(PangoFont* font, PangoGlyph glyph, hb_face_t* pictureFace, ColorPictur
   return BoxOf(ink);
 }
 
-// Appends the item's glyphs at `pen` and gives the pen's next place.
+// Appends the item's glyphs at `pen` and returns the pen's next place.
 double AddRun(ShapedLine& line, PangoItem* item, PangoGlyphString* glyphs, const std::string& text,
               double pen, ColorPictures& pictures) {
   PangoFont* font = item->analysis.font;

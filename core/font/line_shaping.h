@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // ShapeLine: one line through Pango, by its itemizing and shaping steps rather than its layout, which would
 // break lines and end paragraphs.
 #pragma once

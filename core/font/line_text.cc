@@ -1,7 +1,11 @@
+// SPDX-License-Identifier: MIT
+// What the libraries below cannot take is changed or left out here, before they see it: control characters,
+// what is no character, and heaps of marks or directions, whose time grows with the square of their number.
 #include "font/line_text.h"
 
 #include <glib.h>
 
+#include <cassert>
 #include <cstddef>
 #include <cstdint>
 
@@ -94,6 +98,7 @@ void AppendUtf8(std::string& text, std::uint32_t c) {
 }  // namespace
 
 std::string DrawableText(const wchar_t* characters, int count, std::vector<int>* sources) {
+  assert(count >= 0);
   std::string text;
   text.reserve(static_cast<std::size_t>(count));
   const auto append = [&text, sources](std::uint32_t c, int source) {

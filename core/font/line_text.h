@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // DrawableText: wide text as the UTF-8 of one line that can be shaped.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // ShapedLine: one line of text as positioned glyphs, ready to be painted at any size.
 //
 // Lines are shaped at kReferenceSize pixels to the em, without hinting, so that the same glyphs stand at the
@@ -5,6 +6,7 @@
 #pragma once
 
 #include "font/handles.h"
+#include "geometry/box.h"
 
 #include <cairo.h>
 #include <pango/pango.h>
@@ -17,28 +19,6 @@
 namespace tovmx {
 
 inline constexpr double kReferenceSize = 64.0;
-
-// In reference pixels, y growing downwards.
-struct Box {
-  double left = 0;
-  double top = 0;
-  double right = 0;
-  double bottom = 0;
-
-  bool IsEmpty() const noexcept { return !(left < right && top < bottom); }
-  void Add(const Box& other) noexcept {
-    if (other.IsEmpty()) return;
-    if (IsEmpty()) {
-      *this = other;
-      return;
-    }
-    left = other.left < left ? other.left : left;
-    top = other.top < top ? other.top : top;
-    right = other.right > right ? other.right : right;
-    bottom = other.bottom > bottom ? other.bottom : bottom;
-  }
-  Box Moved(double dx, double dy) const noexcept { return {left + dx, top + dy, right + dx, bottom + dy}; }
-};
 
 using PangoFontPtr = GObjectPtr<PangoFont>;
 using ScaledFontPtr = std::unique_ptr<cairo_scaled_font_t, Release<cairo_scaled_font_destroy>>;
@@ -59,6 +39,7 @@ struct GlyphRun {
   HbFacePtr pictures;     // the font, when it has pictures for its glyphs; otherwise null
 };
 
+// Boxes are in reference pixels, from the left end of the baseline.
 struct ShapedLine {
   std::vector<GlyphRun> runs;
   Box ink;

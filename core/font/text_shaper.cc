@@ -1,3 +1,10 @@
+// SPDX-License-Identifier: MIT
+// Three caches, from the widest to the narrowest: fonts of a source, typefaces of a request, lines.
+//
+//     lines_    most recently used first       byHash_    hash of request and text -> place in lines_
+//
+// Of two lines with one hash the later one stays: a hash of 64 bits makes that too rare for chains. When
+// the generation of the application's fonts has moved on, all three are dropped.
 #include "font/text_shaper.h"
 
 #include "font/line_shaping.h"
@@ -6,6 +13,9 @@
 #include <pango/pangofc-fontmap.h>
 
 #include <algorithm>
+#include <cassert>
+#include <cmath>
+#include <cwchar>
 #include <functional>
 #include <utility>
 
@@ -126,13 +136,18 @@ const ShapedLine* TextShaper::Keep(Line line) {
     byHash_.erase(lines_.back().hash);
     lines_.pop_back();
   }
+  assert(byHash_.size() == lines_.size());
   return &lines_.front().shaped;
 }
 
-const ShapedLine* TextShaper::Shape(const CoreFontRequest& request, const wchar_t* characters, int count) {
-  if (count > kMaxLineLength) return nullptr;
+const ShapedLine* TextShaper::Shape(const CoreFontRequest& request, const wchar_t* characters, int count,
+                                    float pixelSize) {
+  if (characters == nullptr || !std::isfinite(pixelSize) || pixelSize <= 0) return nullptr;
+  const std::size_t length =
+      count < 0 ? wcsnlen(characters, kMaxLineLength + 1) : static_cast<std::size_t>(count);
+  if (length > kMaxLineLength) return nullptr;
   DropStale();
-  const std::wstring_view text(characters, static_cast<std::size_t>(count));
+  const std::wstring_view text(characters, length);
   const std::size_t hash = Mix(HashOf(request), std::hash<std::wstring_view>()(text));
   if (const auto known = byHash_.find(hash); known != byHash_.end()) {
     Line& line = *known->second;

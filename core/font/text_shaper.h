@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // TextShaper: turns text and a font request into glyphs; keeps what it found for the next line.
 //
 // Every thread has its own, with its own font maps, so that nothing here locks. The caches are bounded: fonts
@@ -22,7 +23,7 @@
 namespace tovmx {
 
 // Longer lines are refused rather than cut.
-inline constexpr int kMaxLineLength = 1 << 18;
+inline constexpr std::size_t kMaxLineLength = std::size_t{1} << 18;
 
 // Some 240 pictures of the usual size.
 inline constexpr std::size_t kMaxPictureBytes = std::size_t{16} << 20;
@@ -31,12 +32,15 @@ class TextShaper {
  public:
   static TextShaper& ForThisThread();
 
-  // The line's glyphs, valid until the next call; null when the line is too long or there is no font.
-  // Precondition: count >= 0 and that many characters.
-  const ShapedLine* Shape(const CoreFontRequest& request, const wchar_t* characters, int count);
+  // The line's glyphs at kReferenceSize, valid until the next call. A negative count means up to the NUL.
+  // Null for a line that is refused: null characters, a size that is no positive finite number, more than
+  // kMaxLineLength characters, a source without fonts. Devices and MeasureText ask here, so that they refuse
+  // the same lines.
+  [[nodiscard]] const ShapedLine* Shape(const CoreFontRequest& request, const wchar_t* characters, int count,
+                                        float pixelSize);
 
   // True when the source has a font.
-  bool HasFonts(int source);
+  [[nodiscard]] bool HasFonts(int source);
 
   // What a request comes to. Valid until the next call.
   const FontChoice& Resolve(const CoreFontRequest& request);

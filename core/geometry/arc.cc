@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Elliptical arcs as cubic curves.
 //
 // The arc is computed on the unit circle, from its end point to its start point, and each point is brought

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The rotation of an elliptical arc.
 #pragma once
 

@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: MIT
+// A path is a vector of records in the order of its calls, and nothing is computed here: who walks it
+// decides what the records mean (CoreWalkPath).
 #include "tovmx/path.h"
 
 #include <cstddef>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Whole pieces of a stream in memory.
 #pragma once
 
@@ -18,7 +19,8 @@ struct Bytes {
 
 // The bytes from the stream's position on, at most `most` of them. Memory grows with what arrives, never with
 // what is promised. `storage` is used only when the stream has no memory of its own.
-inline Bytes ReadRest(CoreInputStream& stream, std::uint64_t most, std::vector<std::uint8_t>& storage) {
+[[nodiscard]] inline Bytes ReadRest(CoreInputStream& stream, std::uint64_t most,
+                                    std::vector<std::uint8_t>& storage) {
   const std::uint64_t position = stream.GetPosition();
   if (const std::uint8_t* view = stream.GetView(); view != nullptr) {
     if (position >= stream.GetSize()) return {};

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // SeekableBuffer: bytes in memory for libraries that go back and change what they wrote.
 #pragma once
 
@@ -30,7 +31,7 @@ class SeekableBuffer {
   }
 
   // Overwrites and appends; a gap before the position is filled with zeros. False when memory is short.
-  bool Write(const void* from, std::size_t size) {
+  [[nodiscard]] bool Write(const void* from, std::size_t size) {
     if (size == 0) return true;
     const std::uint64_t end = position_ + size;
     if (end < position_ || !Reserve(end)) return false;

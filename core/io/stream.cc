@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: MIT
+// Streams over stdio and over memory. A file stream keeps its position itself, so that a seek which changes
+// nothing does not throw stdio's buffer away.
 #include "tovmx/stream.h"
 
 #include <sys/types.h>

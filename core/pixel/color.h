@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Color arithmetic on bytes, each operation in one place. All of it rounds to the nearest integer.
 //
 // A packed color here is 0xAARRGGBB. Straight color is independent of alpha; premultiplied color is

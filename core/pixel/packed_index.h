@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Palette indices and gray levels of 1, 2, 4 or 8 bits, packed into bytes from the highest bit down:
 //
 //   4 bits   |  x = 0  |  x = 1  |         1 bit   |0|1|2|3|4|5|6|7|

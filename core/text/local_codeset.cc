@@ -1,3 +1,11 @@
+// SPDX-License-Identifier: MIT
+// Any bytes must come back from wide text as they were. iconv alone does not promise that, so what was
+// decoded is encoded again and compared. Three ways are tried, each of which reads less into the bytes than
+// the one before:
+//
+//     everything at once   fast; enough for nearly every text
+//     code by code         what does not encode back is taken byte by byte
+//     every byte by itself U+DC80 to U+DCFF for what is not ASCII; cannot fail
 #include "text/local_codeset.h"
 
 #include "text/utf8.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The multibyte encoding of the environment, for codesets other than UTF-8.
 //
 // The codeset is asked once, from the locale that LC_ALL, LC_CTYPE and LANG name, without touching the

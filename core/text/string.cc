@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: MIT
+// One template for both widths, instantiated here only. An empty string has no storage: `data_` is null,
+// and readers get the static terminator. Storage is malloc's, so that it can grow in place.
 #include "tovmx/string.h"
 
 #include <climits>

@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: MIT
+// The exported face of the two codecs. Room is taken before the conversion: for short texts as much as
+// could be needed, for long ones exactly, since four times a gigabyte is not to be had.
 #include "tovmx/text_codec.h"
 
 #include "text/local_codeset.h"

@@ -1,3 +1,7 @@
+// SPDX-License-Identifier: MIT
+// Converts as much as the vector code takes at a time, and the rest, and every sequence that is not well-
+// formed, by the scalar loops here. Bytes that do not decode become U+DC80 to U+DCFF; escapes that
+// would spell a character of UTF-8 are written in a longer form, so that every text has one way back.
 #include "text/utf8.h"
 
 #include "simd_level.h"
@@ -161,8 +165,8 @@ unsigned WriteCharacter(std::uint32_t c, char* out) {
   return 4;
 }
 
-// The plain loops. They go on until `enough` of the input is taken.
-Utf8Progress DecodePlainly(const char* text, std::size_t length, std::size_t enough, wchar_t* const start) {
+// The scalar loops. They go on until `enough` of the input is taken.
+Utf8Progress DecodeScalar(const char* text, std::size_t length, std::size_t enough, wchar_t* const start) {
   const auto* bytes = reinterpret_cast<const unsigned char*>(text);
   wchar_t* out = start;
   std::size_t i = 0;
@@ -193,7 +197,7 @@ Utf8Progress DecodePlainly(const char* text, std::size_t length, std::size_t eno
   return {i, static_cast<std::size_t>(out - start)};
 }
 
-Utf8Progress EncodePlainly(const wchar_t* text, std::size_t length, std::size_t enough, char* const start) {
+Utf8Progress EncodeScalar(const wchar_t* text, std::size_t length, std::size_t enough, char* const start) {
   const auto at = [text](std::size_t place) { return ValueOf(text[place]); };
   char* out = start;
   std::size_t i = 0;
@@ -212,14 +216,14 @@ Utf8Progress EncodePlainly(const wchar_t* text, std::size_t length, std::size_t 
   return {i, static_cast<std::size_t>(out - start)};
 }
 
-// Null where the plain loops do everything.
+// Null where the scalar loops do everything.
 const Utf8Kernels* Kernels() {
   static const Utf8Kernels* const kernels =
       base::ChosenSimdLevel() >= base::SimdLevel::kAvx2 ? &kUtf8Avx2 : nullptr;
   return kernels;
 }
 
-// The kernel goes as far as it can; the plain loop takes what stopped it, or the whole end of the text.
+// The kernel goes as far as it can; the scalar loop takes what stopped it, or the whole end of the text.
 template <typename In, typename Out, typename Kernel, typename Plain>
 std::size_t Convert(const In* text, std::size_t length, Out* out, Kernel Utf8Kernels::*kernel, Plain plain) {
   constexpr std::size_t kStep = 16;
@@ -242,11 +246,11 @@ std::size_t Convert(const In* text, std::size_t length, Out* out, Kernel Utf8Ker
 }  // namespace
 
 std::size_t DecodeUtf8(const char* text, std::size_t length, wchar_t* out) {
-  return Convert(text, length, out, &Utf8Kernels::decode, DecodePlainly);
+  return Convert(text, length, out, &Utf8Kernels::decode, DecodeScalar);
 }
 
 std::size_t EncodeUtf8(const wchar_t* text, std::size_t length, char* out) {
-  return Convert(text, length, out, &Utf8Kernels::encode, EncodePlainly);
+  return Convert(text, length, out, &Utf8Kernels::encode, EncodeScalar);
 }
 
 std::size_t Utf8Size(const wchar_t* text, std::size_t length) {

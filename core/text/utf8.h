@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // UTF-8 as the core reads and writes it: strict (RFC 3629), and lossless for bytes that are no UTF-8.
 //
 // A byte that begins no well-formed sequence becomes U+DC80 to U+DCFF, one character a byte, and is written

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // UTF-8 with AVX2. Includes no header with inline code of its own: what is compiled here runs on processors
 // with AVX2 and BMI1 only.
 #include "text/utf8_kernels.h"

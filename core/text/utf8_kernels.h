@@ -1,5 +1,6 @@
+// SPDX-License-Identifier: MIT
 // The inner loops of UTF-8 conversion for long stretches of well-formed text, one pair for each level of
-// vector instructions. They stop before anything unusual and leave it, and the end of the text, to the plain
+// vector instructions. They stop before anything unusual and leave it, and the end of the text, to the scalar
 // loop.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /// \file
 /// Between JSON values and plain things: numbers, texts, packed colors, geometric records, arrays, string
 /// lists, paths.
@@ -41,7 +42,7 @@ class TOVKIT_API Convert {
   /// @{
 
   /// What each kind of value becomes. Kinds that are not listed (null, integers outside both 32-bit ranges,
-  /// arrays, objects) and an empty handle give the fallback: -1 for ToInt, else 0, 0.0, false.
+  /// arrays, objects) and an empty handle return the fallback: -1 for ToInt, else 0, 0.0, false.
   ///
   ///              ToInt                 ToUint                 ToFloat, ToDouble        ToBoolean
   ///     int      the value             the same 32 bits       the value, rounded       not 0
@@ -54,7 +55,7 @@ class TOVKIT_API Convert {
   ///
   /// Numbers are cut toward zero. In ToInt every double outside the 32-bit range, and NaN, is -2147483648; in
   /// ToUint one outside the signed 64-bit range, and NaN, is 0. Strings are read in base 10 up to the first
-  /// character that does not fit, and no digits give 0; a sign is allowed, so that "-1" gives 4294967295 in
+  /// character that does not fit, and no digits are 0; a sign is allowed, so that "-1" is 4294967295 in
   /// ToUint. strtod follows the decimal point of the process's locale.
   static int ToInt(const SharedPtr<const JsonValue>& value);
   static unsigned ToUint(const SharedPtr<const JsonValue>& value);
@@ -67,9 +68,9 @@ class TOVKIT_API Convert {
   /// "false", and a string as it is up to a NUL character. The empty text for every other kind and for an
   /// empty handle.
   ///
-  /// An integer above 2147483647 prints NEGATIVE: 4294967295 gives "-1". A double whose text has more than 63
-  /// characters ends the process: above some 1e56 with six decimals, or with too many decimals. The decimal
-  /// point is that of the process's locale.
+  /// An integer above 2147483647 prints NEGATIVE: 4294967295 becomes "-1". A double whose text has more than
+  /// 63 characters ends the process: above some 1e56 with six decimals, or with too many decimals. The
+  /// decimal point is that of the process's locale.
   static CoreString ToText(const SharedPtr<const JsonValue>& value, int precision);
 
   /// \name Colors
@@ -89,7 +90,7 @@ class TOVKIT_API Convert {
   static bool ToARGB(const SharedPtr<const JsonValue>& value, unsigned& color);
   /// @}
 
-  /// Packs for kind 1 (gray), 2 (RGB) or 3 (CMYK). Every other kind gives false, `color` untouched.
+  /// Packs for kind 1 (gray), 2 (RGB) or 3 (CMYK). Every other kind returns false, `color` untouched.
   static bool ToColor(const SharedPtr<const JsonValue>& value, const CoreColorSpace& space, unsigned& color);
 
   /// @{
@@ -100,7 +101,7 @@ class TOVKIT_API Convert {
   static SharedPtr<JsonValue> FromARGB(unsigned color);
   /// @}
 
-  /// Unpacks for kind 1, 2 or 3. Every other kind gives an empty handle.
+  /// Unpacks for kind 1, 2 or 3. Every other kind returns an empty handle.
   static SharedPtr<JsonValue> FromColor(const CoreColorSpace& space, unsigned color);
 
   /// \name Records

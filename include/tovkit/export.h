@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /// \file
 /// What libtovkit.so exports is marked by TOVKIT_API; everything else stays inside it.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /// \file
 /// Hit testing: does a point touch a vector path?
 ///
@@ -56,7 +57,7 @@ namespace tovkit {
 ///   between two samples can be missed by a tolerance much smaller than their spacing.
 /// - A vertical edge counts as crossed by the ray towards it even from above or below it, and so does a
 ///   horizontal edge from beside it.
-/// - A segment without length, such as the closing one of a figure that ends where it began, is hit by
+/// - A segment without length, such as the closing one of a subpath that ends where it began, is hit by
 ///   points within the tolerance that are off it in both x and y, and by no others. So a closed circle of
 ///   curves is hit in the corner regions of its seam, where its curves never are.
 /// - Arcs with equal ends, a radius of 0 or numbers that are not finite draw nothing.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /// \file
 /// Imaging: bitmaps into streams and back, a bitmap eraser, colors written as text, and text drawn onto a
 /// device.
@@ -65,10 +66,10 @@ TOVKIT_API bool ColorToText(const std::uint32_t& color, const std::uint32_t& kin
 /// False, and nothing changed, for a null bitmap and an empty rectangle (left == right or top == bottom).
 TOVKIT_API bool DeleteRectDib(CoreDib* bitmap, CoreRect rect);
 
-/// Does nothing and gives false: a placeholder that callers link against.
+/// Does nothing and returns false: a placeholder that callers link against.
 TOVKIT_API bool AlphaBlending(const CoreDib* bitmap, std::uint32_t level);
 
-/// Does nothing and gives null: a placeholder that callers link against.
+/// Does nothing and returns null: a placeholder that callers link against.
 TOVKIT_API CoreDib* ImageBinary(const CoreDib* bitmap);
 
 /// @}
@@ -88,7 +89,7 @@ TOVKIT_API CoreDib* ImageBinary(const CoreDib* bitmap);
 /// that is no number is 0, so "red" is the gray level 0.
 ///
 /// Nothing is masked. A number above 255 or below 0 runs into the bytes above its own; a pair with a bad
-/// second digit counts as -1 and one with only a bad first digit as -16, so "#0x" gives 0xFFFFFFFF.
+/// second digit counts as -1 and one with only a bad first digit as -16, so "#0x" is 0xFFFFFFFF.
 ///
 /// False, and both outputs untouched, for a null text, another number of characters after "#", no number at
 /// all, two of them or more than four.

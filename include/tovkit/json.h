@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /// \file
 /// The JSON document model: parse a text, read and change its values, write it back.
 ///
@@ -57,9 +58,9 @@ enum JsonType : std::int32_t {
 
 /// A constant text for `type`. The table has nine names for eleven kinds and does not line up with them:
 /// JsonNull is "null", JsonInt "int", JsonUint "uint", but JsonInt64 "float", JsonUint64 "double", JsonFloat
-/// "string", JsonDouble "boolean", JsonString "array" and JsonBoolean "object"; JsonArray and JsonObject give
-/// a null pointer. Every other value, negative ones too, is "unknown". Compatibility: the texts stay as they
-/// are.
+/// "string", JsonDouble "boolean", JsonString "array" and JsonBoolean "object"; JsonArray and JsonObject
+/// return a null pointer. Every other value, negative ones too, is "unknown". Compatibility: the texts stay
+/// as they are.
 TOVKIT_API const char* JsonTypeName(JsonType type);
 
 /// The control block of a SharedPtr: the use count, and how the object is deleted. The order of the virtual
@@ -187,7 +188,8 @@ class SharedPtr {
   }
 
   /// @{
-  /// Two handles are equal when they point at the same object. Two calls that give a member give two objects.
+  /// Two handles are equal when they point at the same object. Two calls that return a member return two
+  /// objects.
   friend bool operator==(const SharedPtr& a, const SharedPtr& b) noexcept { return a.object_ == b.object_; }
   friend bool operator!=(const SharedPtr& a, const SharedPtr& b) noexcept { return a.object_ != b.object_; }
   /// @}
@@ -426,6 +428,7 @@ class TOVKIT_API JsonValue {
 
  private:
   friend class RapidjsonWrapper;
+  friend struct TestAccess;
   JsonValue() = default;
 };
 
@@ -449,7 +452,7 @@ class TOVKIT_API Json {
   /// with normal precision: the last digit may differ from the nearest double, and 1.8e308 is read as
   /// infinity. `options` is not read and may be null.
   ///
-  /// A null `text`, an empty one and a length of 0 give a new empty object, ready to be filled.
+  /// A null `text`, an empty one and a length of 0 return a new empty object, ready to be filled.
   ///
   /// On failure the handle is null and one line is on standard output: "Parse json error. code=" and a number
   ///

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /// \file
 /// System services: threads and runnables, a worker pool, mutexes with a hold-time watchdog, child processes,
 /// a process memory monitor and shared memory.
@@ -60,7 +61,7 @@ class TOVKIT_API Thread {
   void start();
 
   /// Waits for the end of run(), at most `milliseconds`. True when it has ended or start() was never called;
-  /// false on a time-out or any error. A true result uses up the one signal that the thread gives.
+  /// false on a time-out or any error. A true result uses up the one signal that the thread sends.
   ///
   /// An oddity: whole seconds count as such, but the rest below a second is waited as
   /// MICROseconds (1500 waits 1.0005 s), and the call fails at once when that rest carries the wall clock's
@@ -68,7 +69,7 @@ class TOVKIT_API Thread {
   bool wait(unsigned milliseconds);
 
   /// @{
-  /// Put the calling thread to sleep and give usleep()'s result: 0, or -1 with errno when a signal cut it
+  /// Put the calling thread to sleep and return usleep()'s result: 0, or -1 with errno when a signal cut it
   /// short. The microseconds are taken modulo 2^32 (some 71 minutes), as usleep() takes them. A negative
   /// time, a NaN or one past 2^63 microseconds counts as 0. The float is multiplied by 1000 twice, in that
   /// order, in single precision.
@@ -90,6 +91,7 @@ class TOVKIT_API Thread {
   virtual int run() = 0;
 
  private:
+  friend struct TestAccess;
   struct Fields {
     pthread_t tid;
     bool running;
@@ -107,7 +109,7 @@ class TOVKIT_API Runnable {
   Runnable& operator=(const Runnable&) = delete;
   virtual ~Runnable();
 
-  /// Runs run() once and returns 0, whatever run() gave.
+  /// Runs run() once and returns 0, whatever run() returned.
   int Task();
 
   /// False at construction and while Task() runs the body, true once the body has returned; the pool does not
@@ -118,6 +120,7 @@ class TOVKIT_API Runnable {
   virtual int run() = 0;
 
  private:
+  friend struct TestAccess;
   bool finished;
 };
 
@@ -165,6 +168,7 @@ class TOVKIT_API ThreadPool {
   int destroy();
 
  private:
+  friend struct TestAccess;
   static void* workerEntry(void* pool);
   const char* startWorkers(int count);
   bool hasWorkers() const;
@@ -208,6 +212,7 @@ class TOVKIT_API Mutex {
   virtual void unlock();
 
  private:
+  friend struct TestAccess;
   friend class WatchRegistry;
   MutexState* state;
 };
@@ -246,6 +251,7 @@ class TOVKIT_API WatchedMutex : public Mutex {
   void unlock() override;
 
  private:
+  friend struct TestAccess;
   friend class WatchRegistry;
   MutexState* watchState;
 };
@@ -356,6 +362,7 @@ class TOVKIT_API Process {
   State state() const;
 
  private:
+  friend struct TestAccess;
   struct Fields {
     uint64_t pid;
     int64_t exitCode;
@@ -462,7 +469,7 @@ class TOVKIT_API ProcessMonitor {
   /// Refreshes, then copies the record of `pid`. 1; or -1 with `out` untouched when there is none.
   int getProcInfo(long pid, PROC_INFO_DATA& out);
 
-  /// Refreshes, then gives the memory of `pid` in kB, or -1 when there is no such process.
+  /// Refreshes, then returns the memory of `pid` in kB, or -1 when there is no such process.
   long getProcInfo(long pid);
 
   /// A copy of the table.
@@ -484,6 +491,7 @@ class TOVKIT_API ProcessMonitor {
   [[noreturn]] void monitorLoop();
 
  private:
+  friend struct TestAccess;
   char statusKey[256];
   std::deque<PROC_INFO_DATA> records;
 };
@@ -502,7 +510,8 @@ enum SharedMemoryFlag {
 /// SharedMemory: one System V segment under a text name.
 ///
 /// The name is turned into an IPC key by a weighted sum of its characters; different names can share a key.
-/// The segment holds nothing but the users' bytes. Failures give false and leave a text for GetErrorMessage.
+/// The segment holds nothing but the users' bytes. Failures return false and leave a text for
+/// GetErrorMessage.
 ///
 /// Thread-safety: one object belongs to one thread at a time. Processes meet only in the segment.
 ///

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /// \file
 /// Everything that libtovkit.so exports.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /// \file
 /// Text, path and file helpers, and what a client can ask about the library itself.
 ///
@@ -31,10 +32,10 @@ namespace tovkit {
 /// POSIX locales (CoreTextCodec). Wide text has 32-bit characters.
 ///
 /// The six conversions take `len` units at `text`; a negative length means up to the terminating NUL, and a
-/// null text gives an empty result. They report no error: bytes that do not decode travel as U+DC80 to U+DCFF
-/// and come back as the same bytes, through UTF-8 too. A character that the target encoding lacks becomes
-/// "?". A result ends before the first NUL character of the text. A text whose result a core string cannot
-/// hold (2^31 - 1 units or more) throws std::length_error.
+/// null text returns an empty result. They report no error: bytes that do not decode travel as U+DC80 to
+/// U+DCFF and come back as the same bytes, through UTF-8 too. A character that the target encoding lacks
+/// becomes "?". A result ends before the first NUL character of the text. A text whose result a core string
+/// cannot hold (2^31 - 1 units or more) throws std::length_error.
 /// @{
 
 /// Local text as wide text.
@@ -84,7 +85,7 @@ TOVKIT_API std::string NormalizeSeparators(const char* s);  // with '/'
 TOVKIT_API std::string JoinPath(const char* first, const char* second, ...) __attribute__((sentinel));
 
 /// `prefix`, the present time in whole seconds since the epoch as a decimal number, `suffix`; null counts as
-/// empty. Two calls within a second give the same name. A name of more than 1,023 bytes ends the process.
+/// empty. Two calls within a second return the same name. A name of more than 1,023 bytes ends the process.
 TOVKIT_API std::string MakeTimeName(const char* prefix, const char* suffix);
 
 /// @}
@@ -101,7 +102,7 @@ TOVKIT_API CoreString Base64Encode(const unsigned char* data, int len);
 /// The bytes of the `len` characters at `text`; -1 means up to the terminating NUL. Ends silently at the
 /// first "=" and at the first character that is none of the alphabet's, white space and line breaks among
 /// them: what came before is the result. The locale of the process adds no letters. Padding is not needed. A
-/// group cut short gives one byte less than it has characters.
+/// group cut short decodes to one byte less than it has characters.
 TOVKIT_API CoreString Base64Decode(const char* text, int len);
 
 /// @}
@@ -147,7 +148,7 @@ class TOVKIT_API DynamicLibrary {
   /// process.
   bool Load();
 
-  /// Closes the library if it is loaded, and empties the error. Addresses it gave are then invalid.
+  /// Closes the library if it is loaded, and empties the error. Addresses that it returned are then invalid.
   void Unload();
 
   /// Whether a library is loaded.
@@ -180,13 +181,13 @@ class TOVKIT_API DynamicLibrary {
 /// @{
 
 /// The extension, its dot included: a pointer into `path` at its last '.', or a static empty text without
-/// one. Separators do not stop the search, so "a.b/c" gives ".b/c". The result runs on to the NUL of `path`,
-/// whatever `len` is.
+/// one. Separators do not stop the search, so "a.b/c" returns ".b/c". The result runs on to the NUL of
+/// `path`, whatever `len` is.
 TOVKIT_API const char* GetFileExtension(const char* path, int len);
 
 /// The last component: a pointer into `path` just behind its last separator. A bare name has no separator and
-/// gives the static empty text: "dir/a.txt" gives "a.txt", "a.txt" gives "". The result runs on to the NUL of
-/// `path`, whatever `len` is.
+/// returns the static empty text: "dir/a.txt" returns "a.txt", "a.txt" returns "". The result runs on to the
+/// NUL of `path`, whatever `len` is.
 TOVKIT_API const char* GetFileNamePart(const char* path, int len);
 
 /// The last component without its extension. A component without an extension is given only when no directory
@@ -195,8 +196,8 @@ TOVKIT_API const char* GetFileNamePart(const char* path, int len);
 ///     "dir/name.ext" "name"   "name.tar.gz" "name.tar"   "/name" "name"   "dir/name" ""
 ///     "/name.ext"    "name"   ".profile"    ""           "name"  "name"   "dir/"     ""
 ///
-/// A `len` of 0 does not mean an empty path: it gives the whole text up to its NUL. A name that a core string
-/// cannot hold throws std::length_error.
+/// A `len` of 0 does not mean an empty path: it returns the whole text up to its NUL. A name that a core
+/// string cannot hold throws std::length_error.
 TOVKIT_API CoreString GetFileName(const char* path, int len);
 
 /// @}
@@ -329,7 +330,7 @@ class TOVKIT_API TempFile {
   /// @}
 
   /// The first of $TMPDIR, $TMP, $TEMP and $TEMPDIR that is set, else "/tmp", and a '/' at its end. A
-  /// variable that is set and empty counts: it gives "/".
+  /// variable that is set and empty counts: the result is "/".
   static std::string tempDirectory();
 
   /// A new name, without a directory.
@@ -397,15 +398,8 @@ TOVKIT_API CoreString GetExecutableDirectory();
 /// text. A name or a found path of 10,240 bytes or more ends the process. A null name is the empty one.
 TOVKIT_API CoreString GetModuleDirectory(const char* moduleName);
 
-/// The version of the library, "5.0.23.1211.2158". A static text; every call gives the same pointer.
+/// The version of the library, "5.0.23.1211.2158". A static text; every call returns the same pointer.
 TOVKIT_API const char* GetLibraryVersion();
-
-/// @{
-/// The vector instructions that this process uses, and the most that the machine has: "scalar", "avx2" or
-/// "avx512". They differ when TOVKIT_SIMD asks for less; results never do. Static texts.
-TOVKIT_API const char* GetVectorLevel();
-TOVKIT_API const char* GetHighestVectorLevel();
-/// @}
 
 /// @}
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """usage: coverage_limits.py SUMMARY
 
 Prints the coverage of each folder from gcovr's summary, and fails below the limits.

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Plants faults in the sources and tells which of them the tests notice. docs/mutation.md describes it."""
 import argparse
 import fcntl
@@ -93,7 +94,15 @@ def prepare(options, found):
     return scheme, trial.Trial(useful, together, sandbox)
 
 
-def try_faults(options, scheme, trials, faults, accepted):
+def name_unused(options, files, accepted):
+    """The accepted entries of the files, wholly looked at, that match no fault; those of files that are gone."""
+    if options.all:
+        gone = set() if options.only else {path for path, *_ in accepted.entries} - files
+        for entry in accepted.unused(files | gone):
+            say("Accepted, but no fault of the sources: " + " | ".join(entry))
+
+
+def try_faults(options, trials, faults, accepted):
     start = last = time.monotonic()
 
     def progress(done):
@@ -114,9 +123,6 @@ def try_faults(options, scheme, trials, faults, accepted):
         say("Not noticed:\n" + said.list_survivors())
         with open(os.path.join(WORK, "out", "survivors.txt"), "w", encoding="utf-8") as out:
             out.write(said.list_entries())
-    if options.all and not options.only:
-        for entry in accepted.unused():
-            say("Accepted, but no fault of the sources: " + " | ".join(entry))
     for line in said.failures():
         say(line)
     return 1 if said.failures() else 0
@@ -143,14 +149,19 @@ def main():
         if options.list:
             scheme = schemes.Schemata(ROOT, WORK, found)
             scheme.write()
-            for fault in schemes.list_faults(scheme).values():
+            faults = schemes.list_faults(scheme).values()
+            for fault in faults:
+                note = " (accepted)" if accepted.accepts(fault) else ""
                 say(f"{fault['number']} {fault['file']}:{fault['line']}:{fault['column']}: {fault['operator']}: "
-                    f"{fault['original']} -> {fault['changed']}")
+                    f"{fault['original']} -> {fault['changed']}{note}")
+            name_unused(options, files, accepted)
             return 0
         if not count:
             return 0
         scheme, trials = prepare(options, found)
-        return try_faults(options, scheme, trials, schemes.list_faults(scheme), accepted)
+        status = try_faults(options, trials, schemes.list_faults(scheme), accepted)
+        name_unused(options, files, accepted)
+        return status
 
 
 if __name__ == "__main__":

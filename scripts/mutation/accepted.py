@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The survivors that are accepted, one by one, each with its reason.
 
 An entry is matched by the text of its line and of its fault, so that it moves with the line:
@@ -21,7 +22,8 @@ def entry_of(fault):
 
 class Accepted:
     def __init__(self, text):
-        """ValueError for an entry that lacks a field, a reason above all, or has one twice."""
+        """ValueError for an entry that lacks a field, a reason above all, or has one twice, and for a second entry of
+        one fault."""
         self.entries, self.used = {}, set()
         entry = {}
         for number, line in enumerate([*text.splitlines(), ""], 1):
@@ -41,7 +43,10 @@ class Accepted:
         missing = [field for field in FIELDS if not entry.get(field)]
         if missing:
             raise ValueError(f"the entry before line {number} lacks {', '.join(missing)}")
-        self.entries[entry["file"], entry["line"], entry["fault"]] = entry["reason"]
+        key = entry["file"], entry["line"], entry["fault"]
+        if key in self.entries:
+            raise ValueError(f"the entry before line {number} stands there twice: {' | '.join(key)}")
+        self.entries[key] = entry["reason"]
 
     def accepts(self, fault):
         key = (fault["file"], fault["text"], describe(fault))
@@ -50,6 +55,6 @@ class Accepted:
         self.used.add(key)
         return True
 
-    def unused(self):
-        """The entries that no fault has matched."""
-        return [key for key in self.entries if key not in self.used]
+    def unused(self, files):
+        """The entries of these files that no fault has matched."""
+        return [key for key in self.entries if key[0] in files and key not in self.used]

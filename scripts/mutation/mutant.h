@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Faults that an environment variable chooses at run time. scripts/mutate puts an include of this header, and
 // calls of what it holds, into copies of the sources; the sources themselves never see it.
 //

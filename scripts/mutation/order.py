@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The order in which faults are tried: drawn by a seed, every part in proportion from the first on."""
 import random
 

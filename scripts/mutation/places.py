@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Where faults are planted, what changed there, and how parts are named."""
 import os
 import re

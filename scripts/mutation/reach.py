@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Which faults every test reaches, how long it takes, and whether it passes without any."""
 import concurrent.futures
 import dataclasses

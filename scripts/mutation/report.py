@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """What a run says: a table of the parts, the survivors, and whether the floor is reached."""
 import collections
 import math

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Finds the places of a source that can hold a fault, and says how each is written.
 
 Only bodies of functions are looked at. Left alone: what a macro expands to, constants that the compiler must know

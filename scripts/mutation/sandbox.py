@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Runs tests where a fault can do no harm: own processes, own IPC, nothing writable but what is thrown away.
 
 A fault may turn kill(pid) into kill(-1) and remove(file) into remove(another): each run has a process namespace of its

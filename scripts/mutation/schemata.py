@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """One build that holds every fault: rewritten copies stand before the sources, and what does not compile is left out."""
 import json
 import os

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """What one place of a source can hold: a site is one change of the text that carries one fault or several."""
 import dataclasses
 import re

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The tests as ctest knows them; those of one GoogleTest program can run together."""
 import dataclasses
 import json

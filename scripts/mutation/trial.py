@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Tries faults: the tests that reach one run with it in force, until one fails."""
 import collections
 import concurrent.futures

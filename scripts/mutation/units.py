@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """What libclang is shown: the units of the compile database that hold the sources, with the flags that it knows."""
 import functools
 import json
@@ -24,14 +25,17 @@ def output_of(entry):
 
 
 def arguments_of(entry):
-    """The arguments of a compile command without compiler, input, output and what clang does not know."""
+    """The arguments of a compile command without compiler, input, output and what clang does not know.
+
+    A header that GCC has precompiled is none that clang reads; the sources name what they need of it themselves.
+    """
     words = words_of(entry)
     start = next(i for i, word in enumerate(words) if word.startswith("-"))
     kept, skip = [], False
-    for word in words[start:]:
+    for word, following in zip(words[start:], [*words[start + 1:], ""]):
         if skip:
             skip = False
-        elif word == "-o":
+        elif word == "-o" or (word == "-include" and following.endswith("/cmake_pch.hxx")):
             skip = True
         elif word != "-c" and word != entry["file"] and not word.startswith(UNKNOWN_TO_CLANG):
             kept.append(word)

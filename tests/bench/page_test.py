@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The benchmark page: names, ratios and what the page says of a slower row."""
 import os
 import sys

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "run_command.h"
 #include "scratch_dir.h"
 
@@ -98,6 +99,34 @@ TEST(Base64Command, AFileThatCannotBeReadFails) {
   result = RunCommand({"base64", scratch.path()});
   EXPECT_EQ(result.status, 1);
   EXPECT_EQ(result.err, "tovkit: " + scratch.path() + ": cannot read: Is a directory\n");
+}
+
+TEST(Base64Command, WrapBreaksTheLines) {
+  EXPECT_EQ(RunCommand({"base64", "--wrap", "4"}, "foobarx").out, "Zm9v\nYmFy\neA==\n");
+  EXPECT_EQ(RunCommand({"base64", "--wrap", "4"}, "foobar").out, "Zm9v\nYmFy\n")
+      << "no empty line at the end";
+  EXPECT_EQ(RunCommand({"base64", "--wrap", "3"}, "foo").out, "Zm9\nv\n");
+  EXPECT_EQ(RunCommand({"base64", "--wrap", "0"}, "foobar").out, "Zm9vYmFy\n");
+  EXPECT_EQ(RunCommand({"base64", "--wrap", "76"}, "").out, "");
+  EXPECT_EQ(RunCommand({"base64", "--wrap", "-1"}, "x").status, 2);
+}
+
+// In pieces of any size, as coreutils does it.
+TEST(Base64Command, WrappedTextIsThatOfCoreutils) {
+  const ScratchDir dir;
+  const std::string file = dir.path() + "/bytes";
+  const std::string bytes = RandomBytes(200'001);
+  std::FILE* const out = std::fopen(file.c_str(), "w");
+  std::fwrite(bytes.data(), 1, bytes.size(), out);
+  std::fclose(out);
+  for (const char* width : {"1", "7", "64", "76", "65536", "65537", "1000000"}) {
+    std::FILE* const pipe = popen(("base64 -w " + std::string(width) + " " + file).c_str(), "r");
+    std::string expected;
+    for (int c = std::fgetc(pipe); c != EOF; c = std::fgetc(pipe)) expected += static_cast<char>(c);
+    ASSERT_EQ(pclose(pipe), 0);
+    if (expected.empty() || expected.back() != '\n') expected += '\n';
+    EXPECT_TRUE(RunCommand({"base64", "--wrap", width, file}).out == expected) << width;
+  }
 }
 
 TEST(Base64Command, WrongUse) {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // tovkit doctor: what it looks at, and what it says when something is missing.
 #include <tovkit/json.h>
 

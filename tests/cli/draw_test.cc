@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <gtest/gtest.h>
 #include <tovmx/codec.h>
 
@@ -190,10 +191,11 @@ TEST_F(Draw, WithASizeLinesStandAtTheirOffsets) {
   EXPECT_FALSE(HasInk(*picture, 0, 96, 199, 200));
 }
 
-TEST_F(Draw, SeveralFilesGoOnOnePage) {
+TEST_F(Draw, SeveralFilesGoOnOnePageWhenAsked) {
   const std::string first = WriteAll(Path("first.json"), R"({"Content": "HH", "DeltaX": 10})");
-  const CommandResult result = RunCommand({"draw", first, "-", "-o", Path("both.png"), "--size", "200x60"},
-                                          R"([{"Content": "HH", "DeltaX": 120}])");
+  const CommandResult result =
+      RunCommand({"draw", first, "-", "--one-page", "-o", Path("both.png"), "--size", "200x60"},
+                 R"([{"Content": "HH", "DeltaX": 120}])");
   EXPECT_EQ(result.status, 0) << result.err;
   const auto picture = Picture(Path("both.png"));
   ASSERT_NE(picture, nullptr);

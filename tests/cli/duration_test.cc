@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "duration.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /* Forks its successor and ends, over and over and deaf to SIGTERM, so that no process of the chain lives
    longer than a moment. With an argument "groups" each is in a process group of its own. The number of links
    bounds a chain that gets away. */

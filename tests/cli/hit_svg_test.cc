@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // tovkit hit on SVG files: which path is taken, what is said about it, and files made to do harm.
 #include "run_command.h"
 

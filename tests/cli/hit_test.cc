@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // tovkit hit: answers, exit statuses, maps.
 #include "run_command.h"
 #include "scratch_dir.h"

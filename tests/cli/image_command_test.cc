@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "image_support.h"
 #include "run_command.h"
 #include "scratch_dir.h"

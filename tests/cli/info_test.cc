@@ -1,4 +1,6 @@
+// SPDX-License-Identifier: MIT
 #include <gtest/gtest.h>
+#include <tovkit/json.h>
 #include <tovkit/util.h>
 
 #include <filesystem>
@@ -41,6 +43,36 @@ TEST(InfoCommand, TellsVersionDirectoriesAndBackEnds) {
   }
 }
 
+TEST(InfoCommand, TellsTheVectorLevelThatRuns) {
+  EXPECT_EQ(Behind(RunCommand({"info"}, "", {{"TOVKIT_SIMD", "scalar"}}).out, "vector level"), "scalar");
+  // Any other wish than a level is ignored: the machine's best.
+  const std::string best = Behind(RunCommand({"info"}, "", {{"TOVKIT_SIMD", ""}}).out, "vector level");
+  EXPECT_TRUE(best == "scalar" || best == "avx2" || best == "avx512") << best;
+  for (const char* level : {"avx2", "avx512"}) {
+    const bool supported = best == "avx512" || best == level;
+    EXPECT_EQ(Behind(RunCommand({"info"}, "", {{"TOVKIT_SIMD", level}}).out, "vector level"),
+              supported ? level : best);
+  }
+}
+
 TEST(InfoCommand, ArgumentsAreWrongUse) { EXPECT_EQ(RunCommand({"info", "x"}).status, 2); }
+
+TEST(InfoCommand, JsonHoldsWhatTheLinesTell) {
+  const std::string lines = RunCommand({"info"}).out;
+  const CommandResult result = RunCommand({"info", "--json"});
+  EXPECT_EQ(result.status, 0);
+  const auto object =
+      tovkit::Json::Parse(result.out.data(), static_cast<unsigned>(result.out.size()), nullptr);
+  ASSERT_TRUE(object);
+  const auto text = [&object](const char* key) { return std::string(object->GetMemberString(key, "")); };
+  EXPECT_EQ(text("version"), Behind(lines, "version"));
+  EXPECT_EQ(text("executableDirectory"), Behind(lines, "executable directory"));
+  EXPECT_EQ(text("libtovkitDirectory"), Behind(lines, "libtovkit directory"));
+  EXPECT_EQ(text("libtovmxDirectory"), Behind(lines, "libtovmx directory"));
+  EXPECT_EQ(text("localText"), Behind(lines, "local text"));
+  EXPECT_EQ(text("vectorLevel"), Behind(lines, "vector level"));
+  EXPECT_EQ(object->GetMember("imageCodecs")->GetAt(0)->AsString(nullptr), Behind(lines, "image codecs"));
+  EXPECT_EQ(object->GetMember("fonts")->GetAt(0)->AsString(nullptr), Behind(lines, "fonts"));
+}
 
 }  // namespace

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <gtest/gtest.h>
 
 #include <cstdio>
@@ -154,14 +155,109 @@ TEST(JsonCommand, LargeAndDeepTexts) {
 }
 
 TEST(JsonCommand, WrongUse) {
-  const std::vector<std::vector<std::string>> kTable = {
-      {"json", "-", "more"}, {"json", "-", "--get"}, {"json", "-", "--put", "x"}};
+  const std::vector<std::vector<std::string>> kTable = {{"json", "-", "--indent", "-1"},
+                                                        {"json", "-", "--indent", "17"},
+                                                        {"json", "-", "--get"},
+                                                        {"json", "-", "--put", "x"}};
   for (const auto& arguments : kTable) {
     const CommandResult result = RunCommand(arguments, "[]");
     EXPECT_EQ(result.status, 2) << arguments.back();
     EXPECT_EQ(result.out, "") << arguments.back();
     EXPECT_EQ(result.err.rfind("tovkit: ", 0), 0U) << result.err;
   }
+}
+
+TEST(JsonCommand, IndentSpreadsTheTextOverLines) {
+  EXPECT_EQ(Json({"--indent", "2"}, R"({"a":[1,{"b":"x,{}:[\"]"}],"c":{},"d":[]})").out,
+            "{\n  \"a\": [\n    1,\n    {\n      \"b\": \"x,{}:[\\\"]\"\n    }\n  ],\n  \"c\": {},\n  \"d\": "
+            "[]\n}\n");
+  EXPECT_EQ(Json({"--indent", "0"}, "[1,2]").out, "[\n1,\n2\n]\n");
+  EXPECT_EQ(Json({"--indent", "1", "--get", "a"}, R"({"a":[1]})").out, "array [\n 1\n]\n");
+  EXPECT_EQ(Json({"--indent", "3"}, "[]").out, "[]\n");
+}
+
+// What was indented is the same document, and a deep one does not grow without bounds.
+TEST(JsonCommand, IndentedTextIsTheSameDocument) {
+  const std::string text = R"({"a b":[1.5,"\\\" \u0001\n",[[]],{"":{}}],"c":[{"d":null},[true,[false]]]})";
+  const std::string compact = Json({}, text).out;
+  for (const char* spaces : {"0", "1", "4", "16"}) {
+    EXPECT_EQ(Json({}, Json({"--indent", spaces}, text).out).out, compact) << spaces;
+  }
+  const std::string deep = std::string(20000, '[') + std::string(20000, ']');
+  const CommandResult result = Json({"--indent", "16"}, deep);
+  EXPECT_EQ(result.status, 0);
+  EXPECT_LT(result.out.size(), 20000u * 2 * 1700);
+  EXPECT_EQ(Json({}, result.out).out, deep + "\n");
+}
+
+TEST(JsonCommand, RawStringsHaveNoQuotesAndValuesNoKind) {
+  EXPECT_EQ(Json({"--raw", "--get", "a"}, R"({"a":"x \"y\"\n\t\\ \u5B8B\u0001"})").out,
+            "x \"y\"\n\t\\ \u5B8B\x01\n");
+  EXPECT_EQ(Json({"--raw", "--get", "a"}, R"({"a":"x\u0000y"})").out, std::string("x\0y\n", 4));
+  EXPECT_EQ(Json({"--raw", "--get", "a"}, R"({"a":[ "x" ]})").out, "[\"x\"]\n");
+  EXPECT_EQ(Json({"--raw", "--get", "a"}, R"({"a":12})").out, "12\n");
+  EXPECT_EQ(Json({"--raw"}, "[1]").out, "[1]\n");
+}
+
+// The examples of RFC 6901, section 5, and what it forbids.
+TEST(JsonCommand, ALeadingSlashIsAPointer) {
+  const std::string text =
+      R"({"foo": ["bar", "baz"], "": 0, "a/b": 1, "c%d": 2, "e^f": 3, "g|h": 4, "i\\j": 5,
+      "k\"l": 6, " ": 7, "m~n": 8, "/foo": 9, "a.b": 10, "x": {"": {"y": 11}}})";
+  const char* const kTable[][2] = {{"", "object"},
+                                   {"/foo", "array [\"bar\",\"baz\"]"},
+                                   {"/foo/0", "string \"bar\""},
+                                   {"/", "uint 0"},
+                                   {"/a~1b", "uint 1"},
+                                   {"/c%d", "uint 2"},
+                                   {"/e^f", "uint 3"},
+                                   {"/g|h", "uint 4"},
+                                   {"/i\\j", "uint 5"},
+                                   {"/k\"l", "uint 6"},
+                                   {"/ ", "uint 7"},
+                                   {"/m~0n", "uint 8"},
+                                   {"\\/foo", "uint 9"},
+                                   {"/~1foo", "uint 9"},
+                                   {"/a.b", "uint 10"},
+                                   {"/x//y", "uint 11"}};
+  for (const auto& row : kTable) {
+    const CommandResult result = Json({"--get", row[0]}, text);
+    EXPECT_EQ(result.status, 0) << row[0] << result.err;
+    EXPECT_EQ(result.out.rfind(row[1], 0), 0u) << row[0] << " " << result.out;
+  }
+  for (const char* pointer :
+       {"/foo/2", "/foo/-", "/foo/00", "/foo/01", "/foo/-0", "/foo/0x0", "/fo", "/foo/0/0"}) {
+    EXPECT_EQ(Json({"--get", pointer}, text).status, 1) << pointer;
+  }
+  for (const char* pointer : {"/m~n", "/~", "/a~2"}) {
+    const CommandResult result = Json({"--get", pointer}, text);
+    EXPECT_EQ(result.status, 2) << pointer;
+    EXPECT_NE(result.err.find("is no JSON pointer"), std::string::npos) << result.err;
+  }
+  EXPECT_EQ(Json({"--get", "foo.01"}, text).out, "string \"baz\"\n") << "dots are as they were";
+}
+
+TEST(JsonCommand, CheckPrintsNothingAndGoesOverEveryFile) {
+  const ScratchDir dir;
+  const auto file = [&dir](const char* name, const char* text) {
+    std::FILE* const out = std::fopen((dir.path() + "/" + name).c_str(), "w");
+    std::fputs(text, out);
+    std::fclose(out);
+    return dir.path() + "/" + name;
+  };
+  const std::string good = file("good.json", "{\"a\": 1}");
+  const std::string bad = file("bad.json", "[1,\n");
+  const CommandResult all = RunCommand({"json", "--check", good, bad, dir.path() + "/none.json", good});
+  EXPECT_EQ(all.status, 1);
+  EXPECT_EQ(all.out, "");
+  EXPECT_NE(all.err.find("tovkit: " + bad + ":2:1: "), std::string::npos) << all.err;
+  EXPECT_NE(all.err.find("none.json: No such file"), std::string::npos) << all.err;
+  const CommandResult fine = RunCommand({"json", "--check", good, good});
+  EXPECT_EQ(fine.status, 0);
+  EXPECT_EQ(fine.out + fine.err, "");
+  EXPECT_EQ(RunCommand({"json", "--check", "--get", "a", good}).status, 0);
+  EXPECT_EQ(RunCommand({"json", "--check", "--get", "b", good}).status, 1);
+  EXPECT_EQ(RunCommand({"json", good, good}).out, "{\"a\":1}\n{\"a\":1}\n") << "a line each";
 }
 
 }  // namespace

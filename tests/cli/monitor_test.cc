@@ -1,13 +1,19 @@
+// SPDX-License-Identifier: MIT
+#include "image_support.h"
 #include "run_command.h"
+#include "scratch_dir.h"
 
 #include <gtest/gtest.h>
 #include <sys/prctl.h>
 
 #include <algorithm>
 #include <csignal>
+#include <cstdio>
 #include <filesystem>
+#include <sstream>
 #include <string>
 #include <utility>
+#include <vector>
 
 namespace {
 
@@ -125,6 +131,86 @@ TEST(MonitorCommand, AnIntervalTakesAUnit) {
   }
 }
 
+// Pixels of this color in a picture.
+int CountOf(const CoreDib& picture, std::uint32_t argb) {
+  int count = 0;
+  for (int y = 0; y < picture.GetHeight(); ++y) {
+    for (int x = 0; x < picture.GetWidth(); ++x) count += picture.GetArgb(x, y) == argb;
+  }
+  return count;
+}
+
+constexpr std::uint32_t kFirstLine = 0xFF0072B2;
+constexpr std::uint32_t kLimitLine = 0xFFCC0000;
+
+TEST(MonitorCommand, PlotDrawsWhatWasSeenWhenASignalEndsIt) {
+  const Sleeper sleeper("tovkit-mon-plot");
+  const ScratchDir dir;
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+    const std::string file = dir.path() + "/plot" + std::to_string(signal) + ".png";
+    int out[2];
+    ASSERT_EQ(pipe(out), 0);
+    const pid_t child = StartCommand({"monitor", "tovkit-mon-plot", "--plot", file, "--max-mem", "1"},
+                                     STDIN_FILENO, out[1], STDERR_FILENO);
+    close(out[1]);
+    char c = 0;
+    EXPECT_EQ(read(out[0], &c, 1), 1) << "it prints its lines, too";
+    EXPECT_FALSE(std::filesystem::exists(file)) << "nothing before the end";
+    kill(child, signal);
+    int status = 0;
+    waitpid(child, &status, 0);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << signal;
+    close(out[0]);
+    const auto picture = image::Decode(image::ReadFile(file));
+    ASSERT_NE(picture, nullptr);
+    EXPECT_EQ(picture->GetWidth(), 960);
+    EXPECT_GT(CountOf(*picture, kFirstLine), 20) << "the line and its name's mark";
+    EXPECT_GT(CountOf(*picture, kLimitLine), 100) << "the limit";
+  }
+}
+
+// The axes, the units and the names, as text that a PDF has.
+TEST(MonitorCommand, PlotEndsWithTheProcessesAndNamesThem) {
+  const ScratchDir dir;
+  const std::string file = dir.path() + "/plot.pdf";
+  pid_t child = 0;
+  std::string name;
+  {
+    const Sleeper sleeper("tovkit-mon-end");
+    name = "tovkit-mon-end (" + std::to_string(sleeper.pid()) + ")";
+    const int none = open("/dev/null", O_RDWR | O_CLOEXEC);
+    int out[2];
+    ASSERT_EQ(pipe(out), 0);
+    child = StartCommand({"monitor", "tovkit-mon-end", "--plot", file}, none, out[1], none);
+    close(out[1]);
+    char c = 0;
+    EXPECT_EQ(read(out[0], &c, 1), 1);
+    close(out[0]);
+    close(none);
+  }
+  int status = 0;
+  waitpid(child, &status, 0);
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+  std::FILE* const pipe = popen(("pdftotext " + file + " -").c_str(), "r");
+  std::string text;
+  for (int c = std::fgetc(pipe); c != EOF; c = std::fgetc(pipe)) text += static_cast<char>(c);
+  EXPECT_EQ(pclose(pipe), 0);
+  for (const std::string& part : {std::string("VmRSS of one process"), name, std::string("time in s")}) {
+    EXPECT_NE(text.find(part), std::string::npos) << part << "\n" << text;
+  }
+  EXPECT_TRUE(text.find("kB") != std::string::npos || text.find("MB") != std::string::npos) << text;
+}
+
+TEST(MonitorCommand, PlotRefusesWhatCannotBeWrittenAtOnce) {
+  const Sleeper sleeper("tovkit-mon-ref");
+  const auto refuse = [](const std::string& file) {
+    return RunCommand({"monitor", "tovkit-mon-ref", "--plot", file});
+  };
+  EXPECT_EQ(refuse("-").status, 2);
+  EXPECT_EQ(refuse("plot.xyz").status, 2);
+  EXPECT_EQ(refuse("/no/such/folder/plot.png").status, 1);
+}
+
 TEST(MonitorCommand, UnknownProcessesFail) {
   for (const char* target : {"tovkit-no-such", "999999999", "99999999999999999999"}) {
     const CommandResult result = RunCommand({"monitor", target});
@@ -181,6 +267,41 @@ TEST(PsCommand, PrintsJson) {
   EXPECT_NE(all.out.find("{\"pid\": " + std::to_string(quoted.pid()) + ","), std::string::npos);
   EXPECT_NE(all.out.find("\"name\": \"a\\\"b\\\\"), std::string::npos) << all.out;
   EXPECT_EQ(RunCommand({"ps", "tovkit-no-such", "--json"}).status, 1);
+}
+
+// The column of the table, top to bottom.
+std::vector<std::string> Column(const std::string& table, int column) {
+  std::vector<std::string> cells;
+  std::istringstream lines(table);
+  std::string line;
+  std::getline(lines, line);
+  while (std::getline(lines, line)) {
+    std::istringstream words(line);
+    std::string word;
+    for (int i = 0; i <= column; ++i) words >> word;
+    cells.push_back(word);
+  }
+  return cells;
+}
+
+TEST(PsCommand, SortOrdersTheLines) {
+  const Sleeper first("tovkit-sort-b");
+  const Sleeper second("tovkit-sort-a");
+  const auto numbers = [](const std::vector<std::string>& texts) {
+    std::vector<long> values;
+    for (const std::string& text : texts) values.push_back(std::stol(text));
+    return values;
+  };
+  const std::vector<long> pids = numbers(Column(RunCommand({"ps", "--sort", "pid"}).out, 0));
+  EXPECT_GT(pids.size(), 2u);
+  EXPECT_TRUE(std::is_sorted(pids.begin(), pids.end()));
+  const std::vector<long> memory = numbers(Column(RunCommand({"ps", "--sort", "memory"}).out, 1));
+  EXPECT_TRUE(std::is_sorted(memory.rbegin(), memory.rend()));
+  const std::vector<std::string> names = Column(RunCommand({"ps", "--sort", "name"}).out, 2);
+  EXPECT_TRUE(std::is_sorted(names.begin(), names.end()));
+  const std::string json = RunCommand({"ps", "--sort", "name", "--json"}).out;
+  EXPECT_LT(json.find("tovkit-sort-a"), json.find("tovkit-sort-b"));
+  EXPECT_EQ(RunCommand({"ps", "--sort", "size"}).status, 2);
 }
 
 TEST(PsCommand, UnknownNameFails) {

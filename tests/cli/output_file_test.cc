@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Output files: whole or as they were, with nothing left beside them, whatever ends the command.
 #include <fcntl.h>
 #include <gtest/gtest.h>

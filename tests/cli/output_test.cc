@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Standard output that cannot be written, for every subcommand that writes little and much.
 #include <fcntl.h>
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The man page and the completions: what a small surface gives, and what the real ones answer.
 #include <gtest/gtest.h>
 #include <CLI/CLI.hpp>
@@ -147,6 +148,9 @@ TEST(Reference, BashCompletesTheWordsOfTheCommand) {
   EXPECT_EQ(Offered("shm create --read"), "--read-only|");
   EXPECT_EQ(Offered("hit --po"), "--point|") << "an option of a group";
   EXPECT_EQ(Offered("nothing-like-it --vers"), "--version|") << "no command yet";
+  EXPECT_EQ(Offered("help dr"), "draw|");
+  EXPECT_EQ(Offered("help shm \"\""), "create|list|read|remove|write|");
+  EXPECT_EQ(Offered("help draw --o"), "|") << "the options of another command";
 }
 
 TEST(Reference, BashCompletesFileNamesWherePathsAreExpected) {
@@ -189,6 +193,8 @@ std::string ZshAsks(const std::string& words) {
 TEST(Reference, ZshCompletesWordsFilesAndPrograms) {
   EXPECT_EQ(ZshAsks("bas"), "base64\n");
   EXPECT_EQ(ZshAsks("shm create --read"), "--read-only\n");
+  EXPECT_EQ(ZshAsks("help dr"), "draw\n");
+  EXPECT_EQ(ZshAsks("help shm cr"), "create\n");
   EXPECT_EQ(ZshAsks("base64 a"), "files\n");
   EXPECT_EQ(ZshAsks("image in.png --output a"), "files\n");
   EXPECT_EQ(ZshAsks("image in.png --output=a"), "files\n");
@@ -212,6 +218,8 @@ std::string FishOffers(const std::string& line) {
 TEST(Reference, FishCompletesWordsFilesAndPrograms) {
   EXPECT_EQ(FishOffers("tovkit bas"), "base64\n");
   EXPECT_EQ(FishOffers("tovkit shm create --read"), "--read-only\n");
+  EXPECT_EQ(FishOffers("tovkit help dr"), "draw\n");
+  EXPECT_EQ(FishOffers("tovkit help shm cr"), "create\n");
   EXPECT_EQ(FishOffers("tovkit base64 a"), "a folder/\na picture.png\n");
   EXPECT_EQ(FishOffers("tovkit image in.png --output a"), "a folder/\na picture.png\n");
   EXPECT_EQ(FishOffers("tovkit image in.png --output=a"), "--output=a folder/\n--output=a picture.png\n");

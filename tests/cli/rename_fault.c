@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /* Preloaded into the command: its renames meet the signal whose number RENAME_SIGNAL holds, and with
    NO_TMPFILE set its file system knows no files without a name. */
 #define _GNU_SOURCE

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // tovkit draw --report, --strict, --quiet and --schema: what a person is told of a drawing.
 #include <tovkit/json.h>
 
@@ -230,7 +231,7 @@ TEST_F(Report, PeopleOnATerminalGetATable) {
 TEST_F(Report, TheSchemaIsPrintedWithoutAnythingElse) {
   const CommandResult result = RunCommand({"draw", "--schema"});
   EXPECT_EQ(result.status, 0) << result.err;
-  std::ifstream file(TOVKIT_SOURCE_DIR "/cli/line.schema.json");
+  std::ifstream file(TOVKIT_SOURCE_DIR "/share/tovkit/line.schema.json");
   EXPECT_EQ(result.out, std::string(std::istreambuf_iterator<char>(file), {}));
   EXPECT_EQ(result.err, "");
 }

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What `tovkit run` does to the program and to what the program has started: time-outs and signals.
 #include <fcntl.h>
 #include <gtest/gtest.h>

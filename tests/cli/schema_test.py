@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """The JSON Schema of descriptions, beside the command: both call the same descriptions right and wrong.
 
     schema_test.py COMMAND SOURCE_FOLDER

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The scripts that a person runs print their help, and do nothing else, when asked for it.
 #include <gtest/gtest.h>
 #include <sys/wait.h>

@@ -1,7 +1,10 @@
+// SPDX-License-Identifier: MIT
 #include "run_command.h"
 
 #include <gtest/gtest.h>
+#include <tovkit/json.h>
 #include <tovkit/system.h>
+#include <unistd.h>
 
 #include <fstream>
 #include <random>
@@ -132,6 +135,34 @@ TEST_F(ShmCommand, SizesThatAreNoneAreToldShortly) {
     EXPECT_EQ(result.status, 2) << row[0];
     EXPECT_EQ(result.err.rfind("tovkit: SIZE: '" + row[1], 0), 0U) << result.err;
   }
+}
+
+// The line or the object of the one segment of that size.
+TEST_F(ShmCommand, ListTellsOfASegment) {
+  const unsigned size = 40961 + static_cast<unsigned>(getpid()) * 3;
+  ASSERT_EQ(Shm("create", {std::to_string(size)}).status, 0);
+  tovkit::SharedMemory memory(name_.c_str());
+  ASSERT_TRUE(memory.Attach(kReadWrite));
+  const std::string table = RunCommand({"shm", "list"}).out;
+  EXPECT_EQ(table.rfind("KEY ", 0), 0u) << table;
+  EXPECT_NE(table.find(" " + std::to_string(size) + "        1   666 "), std::string::npos) << table;
+
+  const std::string text = RunCommand({"shm", "list", "--json"}).out;
+  const auto array = tovkit::Json::Parse(text.data(), static_cast<unsigned>(text.size()), nullptr);
+  ASSERT_TRUE(array) << text;
+  int found = 0;
+  for (std::uint32_t i = 0; i < array->Size(); ++i) {
+    const auto segment = array->GetAt(static_cast<int>(i));
+    if (segment->GetMemberUint("size", 0) != size) continue;
+    ++found;
+    EXPECT_EQ(segment->GetMemberUint("attached", 9), 1u);
+    EXPECT_EQ(segment->GetMemberUint("mode", 0), 0666u);
+    EXPECT_EQ(segment->GetMemberUint("owner", 12345), getuid());
+    EXPECT_NE(segment->GetMemberUint("key", 0), 0u);
+    EXPECT_GT(segment->GetMemberInt("creator", 0), 0);
+    EXPECT_GT(segment->GetMemberInt64("changed", 0), 1'600'000'000);
+  }
+  EXPECT_EQ(found, 1);
 }
 
 TEST_F(ShmCommand, BadUsageIsToldApart) {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /* Preloaded into the command: each sleep is told on standard output, past the command's own buffers, instead
    of slept; the third ends the process. */
 #include <stdio.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Standard input and output in the place of files, for every subcommand; and what happens on a terminal.
 #include <gtest/gtest.h>
 #include <sys/wait.h>

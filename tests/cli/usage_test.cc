@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What a person is told who mistypes, or asks for help.
 #include <gtest/gtest.h>
 
@@ -35,12 +36,35 @@ TEST(Usage, AnUnknownSubcommandIsNamedWithTheNearest) {
 
 TEST(Usage, AnUnknownSubcommandOfASubcommandIsNamedToo) {
   ExpectUsage({"shm", "creat", "x", "64M"}, "'creat' is no subcommand; did you mean 'create'?");
-  ExpectUsage({"shm", "zzz"}, "'zzz' is no subcommand; there are create, write, read, remove");
+  ExpectUsage({"shm", "zzz"}, "'zzz' is no subcommand; there are create, write, read, list, remove");
 }
 
 TEST(Usage, AnUnknownOptionInItsPlaceIsNamed) {
-  ExpectUsage({"--verison"}, "'--verison' is no option");
+  ExpectUsage({"--verison"}, "'--verison' is no option; did you mean '--version'?");
   ExpectUsage({}, "A subcommand is required");
+}
+
+TEST(Usage, AMistypedOptionIsNamedWithTheNearest) {
+  const struct {
+    std::vector<std::string> arguments;
+    std::string what;
+  } kTable[] = {
+      {{"draw", "x.json", "--outptu", "y.png"},
+       "'--outptu' is no option of 'tovkit draw'; did you mean '--output'?"},
+      {{"draw", "x.json", "-o", "y.png", "--fontname=x"},
+       "'--fontname' is no option of 'tovkit draw'; did you mean '--font-name'?"},
+      {{"image", "x.png", "--inof"}, "'--inof' is no option of 'tovkit image'; did you mean '--info'?"},
+      {{"image", "x.png", "--resise", "50%"},
+       "'--resise' is no option of 'tovkit image'; did you mean '--resize'?"},
+      {{"hit", "x", "--pont", "1,2"}, "'--pont' is no option of 'tovkit hit'; did you mean '--point'?"},
+      {{"shm", "create", "x", "--readonly"},
+       "'--readonly' is no option of 'tovkit shm create'; did you mean '--read-only'?"},
+      {{"run", "--timout", "5", "--", "true"},
+       "'--timout' is no option of 'tovkit run'; did you mean '--timeout'?"},
+      {{"ps", "--zzzzzz"}, "'--zzzzzz' is no option of 'tovkit ps'"},
+      {{"ps", "-x"}, "'-x' is no option of 'tovkit ps'"},
+      {{"json", "--rwa", "x"}, "'--rwa' is no option of 'tovkit json'; did you mean '--raw'?"}};
+  for (const auto& row : kTable) ExpectUsage(row.arguments, row.what);
 }
 
 TEST(Usage, OddWordsAreNoTrouble) {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A parsed text and its elements, kept alive together.
 #pragma once
 

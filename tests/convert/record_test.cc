@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "parsed.h"
 
 #include <tovkit/convert.h>

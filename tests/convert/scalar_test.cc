@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "fake_value.h"
 #include "in_locale.h"
 #include "parsed.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Frames of animations, in whatever order they are asked for.
 #include "image_support.h"
 
@@ -109,7 +110,10 @@ TEST(Gif, WithoutRoomForACopyEachFrameIsDecodedAnew) {
     for (int i = 0; i < 2 * kFrames; ++i) {
       const auto got = decoder->GetBitmap(i, 0, 0);
       // Frames that come behind one that is taken away need what it covered.
-      if (got == nullptr && limit < 2 * canvas) continue;
+      if (got == nullptr && limit < 2 * canvas) {
+        EXPECT_EQ(CoreGetDecodeFailure(decoder.get()), kCoreDecodeOverLimit) << i << " with " << limit;
+        continue;
+      }
       ASSERT_NE(got, nullptr) << i << " with " << limit;
       EXPECT_EQ(image::Difference(*expected[static_cast<std::size_t>(i)], *got), "")
           << i << " with " << limit;
@@ -167,6 +171,49 @@ TEST(Animations, ADecoderThatIsOpenedAgainForgetsTheOldOne) {
     first.Seek(0);
     ASSERT_EQ(decoder->Open(&first, kCoreOpenReadAhead), 1u);
     EXPECT_NE(decoder->GetBitmap(4, 0, 0), nullptr);
+  }
+}
+
+// A stream whose content is another one when the pixels are read.
+TEST(Animations, AFileThatChangesBehindItsDecoderGivesNullOrItsOwnPixels) {
+  const std::string still = image::ReadFile(TOVKIT_SOURCE_DIR "/tests/data/images/interlaced.gif");
+  const std::string plain = image::Encode(image::MakePicture(9, 7, 24), kCoreImageWebp);
+  const std::string clear = image::Encode(image::MakePicture(9, 7, 32), kCoreImageWebp);
+  // The frame of the still picture, moved by a pixel, and without its colors.
+  std::string moved = still, colorless = still;
+  moved[still.find(',') + 1] = 1;
+  const std::size_t colors = std::size_t{3} * (std::size_t{2} << (still[10] & 7));
+  colorless[10] = static_cast<char>(still[10] & 0x7f);
+  colorless.erase(13, colors);
+  const struct {
+    const std::string opened, read;
+    bool decodes;
+  } rows[] = {{still, still, true},     {still, moved, false},  {still, colorless, false},
+              {still, ";", false},      {still, "", false},     {Animation(), still, true},
+              {Animation(), "", false}, {plain, plain, true},   {plain, clear, true},
+              {plain, Webp(), false},   {plain, "RIFF", false}, {Webp(), plain, true},
+              {Webp(), "", false},      {Webp(), clear, true}};
+  class Changing final : public CoreInputStream {
+   public:
+    std::size_t Read(void* to, std::size_t size) override { return in->Read(to, size); }
+    bool Seek(std::uint64_t position) override { return in->Seek(position); }
+    std::uint64_t GetPosition() const override { return in->GetPosition(); }
+    std::uint64_t GetSize() const override { return in->GetSize(); }
+    std::unique_ptr<CoreMemoryInputStream> in;
+  };
+  for (const auto& row : rows) {
+    Changing in;
+    in.in = std::make_unique<CoreMemoryInputStream>(row.opened.data(), row.opened.size());
+    const auto decoder = Open(in);
+    in.in = std::make_unique<CoreMemoryInputStream>(row.read.data(), row.read.size());
+    const auto got = decoder->GetBitmap(0, 0, 0);
+    const auto at = static_cast<std::size_t>(&row - rows);
+    EXPECT_EQ(got != nullptr, row.decodes) << at;
+    if (got != nullptr) {
+      EXPECT_EQ(image::Difference(*image::Decode(row.read), *got), "") << at;
+    } else {
+      EXPECT_EQ(CoreGetDecodeFailure(decoder.get()), kCoreDecodeBroken) << at;
+    }
   }
 }
 

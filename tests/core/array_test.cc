@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tovmx/array.h>
 #include <tovmx/string.h>
 
@@ -48,8 +49,48 @@ TEST(CoreArray, GrowsBy1024From8200On) {
   EXPECT_EQ(larger.GetCapacity(), 8200 + 1024);
 }
 
+// The step is taken from the size at the time, and a size that is set is kept exactly.
+TEST(CoreArray, EveryStepFollowsFromTheSize) {
+  for (const int size :
+       {0, 1, 3, 4, 27, 28, 31, 32, 33, 39, 40, 63, 64, 100, 8191, 8192, 8199, 8200, 8201, 20000}) {
+    CoreArray<char> array;
+    ASSERT_TRUE(array.SetSize(size));
+    EXPECT_EQ(array.GetCapacity(), size);
+    ASSERT_TRUE(array.SetSize(size));
+    EXPECT_EQ(array.GetCapacity(), size);
+    ASSERT_TRUE(array.Add('x'));
+    const int step = size < 32 ? 4 : size < 8200 ? size / 8 : 1024;
+    EXPECT_EQ(array.GetCapacity(), size + step) << size;
+    EXPECT_EQ(array.GetSize(), size + 1);
+    for (int i = 0; i < size; ++i) ASSERT_EQ(array[i], 0) << size << ", " << i;
+    EXPECT_EQ(array[size], 'x');
+  }
+}
+
 TEST(CoreArray, UsesAnExplicitGrowthStep) {
   EXPECT_EQ(CapacitiesUpTo(21, 10), (std::vector<int>{10, 20, 30}));
+}
+
+TEST(CoreArray, CopiesAndMovesCarryTheGrowthStep) {
+  CoreArray<int> array(7);
+  ASSERT_TRUE(array.Add(1));
+  const auto capacityBehind = [](CoreArray<int>& grown) {
+    while (grown.GetSize() < grown.GetCapacity()) grown.Add(2);
+    const int before = grown.GetCapacity();
+    grown.Add(3);
+    return grown.GetCapacity() - before;
+  };
+  CoreArray<int> copy(array);
+  EXPECT_EQ(copy.GetCapacity(), 1) << "as many as there are";
+  EXPECT_EQ(capacityBehind(copy), 7);
+  CoreArray<int> assigned(2);
+  assigned = array;
+  EXPECT_EQ(capacityBehind(assigned), 7);
+  CoreArray<int> moved(std::move(array));
+  EXPECT_EQ(capacityBehind(moved), 7);
+  CoreArray<int> taken(3);
+  taken = std::move(moved);
+  EXPECT_EQ(capacityBehind(taken), 7);
 }
 
 TEST(CoreArray, NegativeGrowthCountsAsZero) { EXPECT_EQ(CapacitiesUpTo(1, -3), (std::vector<int>{4})); }
@@ -97,6 +138,39 @@ struct Fragile {
   int* alive;
 };
 
+// Each element is destroyed once: by what drops it, by growth, which moves it, and at the end.
+TEST(CoreArray, NoElementIsLostOrKept) {
+  int alive = 0, copiesLeft = 1000;
+  const auto add = [&](CoreArray<Fragile>& array, int count) {
+    while (count-- > 0) ASSERT_TRUE(array.Add(Fragile(&copiesLeft, &alive)));
+  };
+  {
+    CoreArray<Fragile> array;
+    add(array, 9);
+    EXPECT_EQ(alive, 9);
+    CoreArray<Fragile> copy(array);
+    EXPECT_EQ(alive, 18);
+    copy = array;
+    EXPECT_EQ(alive, 18);
+    CoreArray<Fragile>& same = copy;
+    copy = same;
+    EXPECT_EQ(copy.GetSize(), 9);
+    copy = std::move(same);
+    EXPECT_EQ(copy.GetSize(), 9);
+    copy.Clear();
+    EXPECT_EQ(alive, 9);
+    EXPECT_EQ(copy.GetSize(), 0);
+    EXPECT_EQ(copy.GetCapacity(), 0);
+    EXPECT_EQ(copy.GetData(), nullptr);
+    add(copy, 1);
+    EXPECT_EQ(copy.GetCapacity(), 4);
+    const CoreArray<Fragile> moved(std::move(array));
+    EXPECT_EQ(moved.GetSize(), 9);
+    EXPECT_EQ(alive, 10);
+  }
+  EXPECT_EQ(alive, 0);
+}
+
 TEST(CoreArray, AnElementThatThrowsLeavesTheArrayAsItWas) {
   int alive = 0;
   for (int allowed = 0; allowed < 12; ++allowed) {
@@ -133,6 +207,10 @@ TEST(CoreArray, StaysAtItsSizeWhenTheNextStepWouldPassTheLargestInt) {
   ASSERT_TRUE(array.SetSize(1));
   EXPECT_FALSE(array.Add({}));
   EXPECT_EQ(array.GetSize(), 1);
+  CoreArray<Nothing> largest(INT_MAX - 1);
+  ASSERT_TRUE(largest.SetSize(1));
+  EXPECT_TRUE(largest.Add({})) << "2 GB that nobody touches";
+  EXPECT_EQ(largest.GetCapacity(), INT_MAX);
 }
 
 TEST(CoreArray, CopiesAreIndependent) {

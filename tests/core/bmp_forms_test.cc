@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // BMP files put together byte by byte, with pixels worked out by hand: forms that other readers take and few
 // programs write.
 #include "bmp_support.h"

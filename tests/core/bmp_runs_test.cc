@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The runs of a BMP, of every kind and in any order.
 #include "bmp_support.h"
 #include "image_support.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // BMP files put together byte by byte, and the pixels that come out.
 #pragma once
 

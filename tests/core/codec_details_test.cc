@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Details of single formats that no round trip meets.
 #include "image_support.h"
 #include "scratch_dir.h"
@@ -115,6 +116,24 @@ TEST(WebpDetails, AFileLongerThanABlockIsReadFromAnyStream) {
   }
   image::StubbornInput cut(file, file.size() - 1);
   EXPECT_EQ(image::Decode(cut), nullptr);
+}
+
+// The head states the length in four bytes, and what lies behind the picture counts.
+TEST(WebpDetails, AllOfTheLengthCounts) {
+  const CoreDib picture = image::MakePicture(20, 10, 24);
+  const std::string plain = image::Encode(picture, kCoreImageWebp);
+  for (const std::size_t length :
+       {plain.size(), std::size_t{0x1304}, std::size_t{0x020304}, std::size_t{0x01020304}}) {
+    ASSERT_GE(length, plain.size());
+    std::string file = plain;
+    for (std::size_t i = 0; i < 4; ++i) file[4 + i] = static_cast<char>((length - 8) >> (8 * i) & 255U);
+    file.resize(length);
+    const auto bitmap = image::Decode(file);
+    ASSERT_NE(bitmap, nullptr) << length;
+    EXPECT_EQ(image::Difference(*bitmap, picture), "") << length;
+    file.pop_back();
+    EXPECT_EQ(image::Decode(file), nullptr) << length;
+  }
 }
 
 // Box by box: the resolution is one in the header box, which a file need not have.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Files that other programs wrote decode to the pixels that those programs report.
 #include "foreign_files.h"
 #include "image_support.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What broken, lying and hostile files do to the decoders: nothing.
 #include "image_support.h"
 
@@ -88,7 +89,7 @@ TEST_P(CodecSweep, SamplesAreWhole) {
 }
 
 // Null, or the whole picture where only notes that follow the pixels (the resolution in a TIFF) are lost.
-std::string Trouble(const Sample& sample, const CoreDib* cut) {
+std::string Mismatch(const Sample& sample, const CoreDib* cut) {
   if (cut == nullptr) return {};
   const std::string difference = image::Difference(*Decode(sample.bytes), *cut);
   return difference.empty() && sample.name.find("TIFF") == 0 ? "" : "decoded: " + difference;
@@ -98,7 +99,7 @@ TEST_P(CodecSweep, AFileCutAnywhereGivesNull) {
   for (const Sample& sample : samples_) {
     for (std::size_t size = 0; size < sample.bytes.size(); ++size) {
       const std::string cut = sample.bytes.substr(0, size);
-      EXPECT_EQ(Trouble(sample, Decode(cut).get()), "")
+      EXPECT_EQ(Mismatch(sample, Decode(cut).get()), "")
           << sample.name << ", " << size << " of " << sample.bytes.size() << " bytes";
     }
   }
@@ -108,7 +109,7 @@ TEST_P(CodecSweep, AStreamThatEndsMidwayGivesNull) {
   for (const Sample& sample : samples_) {
     for (std::size_t size = 0; size < sample.bytes.size(); ++size) {
       image::StubbornInput in(sample.bytes, size);
-      EXPECT_EQ(Trouble(sample, Decode(in).get()), "")
+      EXPECT_EQ(Mismatch(sample, Decode(in).get()), "")
           << sample.name << ", " << size << " of " << sample.bytes.size() << " bytes";
     }
     image::StubbornInput in(sample.bytes, sample.bytes.size());

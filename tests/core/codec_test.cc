@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Every format there and back, and what all codecs have in common.
 #include "image_support.h"
 
@@ -304,6 +305,41 @@ TEST(Codecs, DetectionGoesByContentAndKeepsThePosition) {
     EXPECT_EQ(CoreDetectImageFormat(&in), c.format) << c.text;
   }
   EXPECT_EQ(CoreDetectImageFormat(nullptr), kCoreImageUnknown);
+}
+
+// Every byte of a signature counts, and no byte behind it.
+TEST(Codecs, DetectionNeedsTheWholeSignature) {
+  const struct {
+    std::string signature;
+    CoreImageFormat format;
+    std::size_t anyFirst = 0, anyLast = 0;  // bytes that say nothing
+  } cases[] = {{"\x89PNG\r\n\x1a\n", kCoreImagePng},
+               {"\xff\xd8\xff", kCoreImageJpeg},
+               {std::string("II*\0", 4), kCoreImageTiff},
+               {std::string("MM\0*", 4), kCoreImageTiff},
+               {std::string("II+\0", 4), kCoreImageTiff},
+               {std::string("MM\0+", 4), kCoreImageTiff},
+               {"RIFF1234WEBP", kCoreImageWebp, 4, 8},
+               {std::string("\0\0\0\x0cjP  \r\n\x87\n", 12), kCoreImageJpeg2000},
+               {"\xff\x4f\xff\x51", kCoreImageJpeg2000},
+               {"BM", kCoreImageBmp},
+               {"GIF87a", kCoreImageGif},
+               {"GIF89a", kCoreImageGif}};
+  for (const auto& c : cases) {
+    const auto detect = [](const std::string& bytes) {
+      CoreMemoryInputStream in(bytes.data(), bytes.size());
+      return CoreDetectImageFormat(&in);
+    };
+    EXPECT_EQ(detect(c.signature), c.format) << c.signature;
+    EXPECT_EQ(detect(c.signature + "and more of it"), c.format) << c.signature;
+    for (std::size_t i = 0; i < c.signature.size(); ++i) {
+      EXPECT_EQ(detect(c.signature.substr(0, i)), kCoreImageUnknown) << c.signature << ", " << i;
+      std::string other = c.signature;
+      other[i] = static_cast<char>(other[i] ^ 0x40);
+      const bool counts = i < c.anyFirst || i >= c.anyLast;
+      EXPECT_EQ(detect(other), counts ? kCoreImageUnknown : c.format) << c.signature << ", " << i;
+    }
+  }
 }
 
 TEST(Codecs, AnImageIsReadFromWhereTheStreamStands) {

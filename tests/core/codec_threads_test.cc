@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Codecs in several threads at once: each has streams, encoders and decoders of its own.
 #include "image_support.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Why a decoder fails: each kind of failure in each format.
 #include "image_support.h"
 
@@ -179,6 +180,19 @@ TEST(DecodeFailure, FormsOfJpegThatAreNotReadAreNamed) {
   two[scan + 3] = 10, two[scan + 4] = 2;
   two.erase(scan + 9, 2);
   EXPECT_EQ(FailureOf(kCoreImageJpeg, two), Unsupported("JPEG of 2 components"));
+  std::string eleven = image::Encode(image::MakePicture(40, 30, 24), kCoreImageJpeg);
+  eleven[frame + 3] = 17 + 8 * 3, eleven[frame + 9] = 11;
+  for (char id = 4; id <= 11; ++id) eleven.insert(frame + 19, std::string({id, 0x11, 0}));
+  EXPECT_EQ(FailureOf(kCoreImageJpeg, eleven), Unsupported("JPEG of 11 components"));
+}
+
+TEST(DecodeFailure, AJpegOfMorePixelsASideThanTheLibraryTakesIsOverTheLimit) {
+  const std::size_t frame = JpegWith(0, '\xff').find("\xff\xc0");
+  for (const std::size_t side : {5U, 7U}) {
+    std::string bytes = JpegWith(side, '\xff');
+    bytes[frame + side + 1] = '\xff';
+    EXPECT_EQ(FailureOf(kCoreImageJpeg, bytes), kOverLimit) << side;
+  }
 }
 
 TEST(DecodeFailure, AJpegOfTooManyScansIsOverTheLimit) {
@@ -206,9 +220,9 @@ std::string TiffWith(unsigned tag, unsigned value) {
 }
 
 // One gray pixel of one sample of `bits`, of a format that is the number of its tag.
-std::string TiffOfSamples(unsigned bits, unsigned format) {
-  const unsigned tags[][2] = {{256, 1}, {257, 1}, {258, bits},           {259, 1},     {262, 1}, {273, 200},
-                              {277, 1}, {278, 1}, {279, (bits + 7) / 8}, {339, format}};
+std::string TiffOfSamples(unsigned bits, unsigned format, unsigned compression = 1) {
+  const unsigned tags[][2] = {{256, 1},   {257, 1}, {258, bits}, {259, compression},    {262, 1},
+                              {273, 200}, {277, 1}, {278, 1},    {279, (bits + 7) / 8}, {339, format}};
   std::string bytes("II*\0\10\0\0\0", 8);
   const auto put = [&bytes](unsigned value) {
     bytes += static_cast<char>(value & 255U);
@@ -232,6 +246,9 @@ TEST(DecodeFailure, FormsOfTiffThatAreNotReadAreNamed) {
             Unsupported("TIFF with 1 signed samples of 32 bits, photometric interpretation 1"));
   EXPECT_EQ(FailureOf(kCoreImageTiff, TiffOfSamples(12, 3)),
             Unsupported("TIFF with 1 floating-point samples of 12 bits, photometric interpretation 1"));
+  constexpr unsigned kJpeg = 7;
+  EXPECT_EQ(FailureOf(kCoreImageTiff, TiffOfSamples(12, 1, kJpeg)), Unsupported("12-bit JPEG inside TIFF"));
+  EXPECT_EQ(FailureOf(kCoreImageTiff, TiffOfSamples(8, 1, kJpeg)), kBroken) << "there is no JPEG in it";
   for (const unsigned complex : {5U, 6U}) {
     EXPECT_EQ(FailureOf(kCoreImageTiff, TiffOfSamples(64, complex)),
               Unsupported("TIFF with 1 complex samples of 64 bits, photometric interpretation 1"));

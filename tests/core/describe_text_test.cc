@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // CoreFontLoader::DescribeText: the runs of a line and what has no glyph, in the characters that were given.
 #include <tovmx/font.h>
 

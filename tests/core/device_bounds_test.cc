@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Devices on bitmaps that end where the process's memory ends: a byte read or written past the last row is a
 // fault. A sanitizer sees that by itself, and wants the memory functions for itself.
 #include <tovmx/device.h>

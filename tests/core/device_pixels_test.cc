@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The pixels between a bitmap of any depth and the surface that is painted on, beside a plain computation.
 #include "device/pixels.h"
 

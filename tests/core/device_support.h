@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Lines drawn on devices, and what they left there.
 #pragma once
 
@@ -16,9 +17,9 @@ namespace device {
 inline constexpr std::uint32_t kBlack = 0xFF000000;
 inline constexpr std::uint32_t kWhite = 0xFFFFFFFF;
 
-inline CoreFontLoader Fonts(const wchar_t* family = L"DejaVu Sans") {
+inline CoreFontLoader Fonts(const wchar_t* family = L"DejaVu Sans", int source = kCoreFontAny) {
   CoreFontLoader fonts(nullptr);
-  fonts.LoadFont(family, family, kCoreFontAny, 400, false);
+  fonts.LoadFont(family, family, source, 400, false);
   return fonts;
 }
 
@@ -47,9 +48,10 @@ inline CoreRect InkOf(const CoreDib& dib, std::uint32_t background = kWhite) {
   return ink.right == 0 ? CoreRect{} : ink;
 }
 
+// A white bitmap.
 struct Picture {
   CoreDib dib;
-  Picture(int width, int height, int bits = 32) {
+  explicit Picture(int width = 200, int height = 120, int bits = 32) {
     EXPECT_TRUE(dib.Create(width, height, bits));
     std::memset(dib.GetBuffer(), 255, dib.GetBufferSize());
   }

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tovmx/dib.h>
 
 #include <gtest/gtest.h>

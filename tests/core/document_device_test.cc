@@ -1,9 +1,12 @@
+// SPDX-License-Identifier: MIT
 #include "device_support.h"
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <cmath>
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <limits>
 #include <memory>
@@ -119,6 +122,47 @@ void TakesTheLongestSide() {
   CoreMemoryOutputStream stream;
   EXPECT_FALSE(Device(&stream, std::nextafter(kLongest, 1e9f), 10).IsGood());
   EXPECT_FALSE(Device(&stream, 10, std::nextafter(kLongest, 1e9f)).IsGood());
+}
+
+// A PDF in a file of its own, as a program of poppler tells of it.
+std::string AsPopplerSees(const CoreMemoryOutputStream& pdf, const std::string& command) {
+  std::string name = testing::TempDir() + "tovmx_pages_XXXXXX";
+  const int fd = mkstemp(name.data());
+  EXPECT_EQ(write(fd, pdf.GetData(), pdf.GetSize()), static_cast<ssize_t>(pdf.GetSize()));
+  close(fd);
+  std::FILE* const pipe = popen(("f=" + name + "; " + command).c_str(), "r");
+  std::string text;
+  for (int c = std::fgetc(pipe); c != EOF; c = std::fgetc(pipe)) text += static_cast<char>(c);
+  EXPECT_EQ(pclose(pipe), 0) << command;
+  unlink(name.c_str());
+  return text;
+}
+
+TEST(PdfPagesDevice, EachPageHasItsSizeAndItsText) {
+  CoreMemoryOutputStream stream;
+  CorePdfPagesDevice device(&stream, 300, 100);
+  EXPECT_TRUE(DrawLine(device, L"first", At(10, 50)));
+  EXPECT_FALSE(device.NextPage(0, 100));
+  EXPECT_FALSE(device.NextPage(100, CoreDocumentDevice::kMaxSide * 1.01f));
+  EXPECT_TRUE(DrawLine(device, L"goes on", At(100, 50))) << "a page that cannot be begun ends none";
+  ASSERT_TRUE(device.NextPage(96, 192));
+  EXPECT_TRUE(device.FillPage(0xFFEEEEEE));
+  EXPECT_TRUE(DrawLine(device, L"second", At(5, 150)));
+  ASSERT_TRUE(device.NextPage(500, 400));
+  EXPECT_TRUE(DrawLine(device, L"third", At(350, 350))) << "beyond the pages before";
+  EXPECT_EQ(stream.GetSize(), 0u);
+  EXPECT_TRUE(device.Finish());
+  EXPECT_FALSE(device.NextPage(10, 10));
+  EXPECT_EQ(AsPopplerSees(stream, "pdftotext -layout $f - | tr -s ' \\n\\f' '|'"),
+            "|first|goes|on|second|third|");
+  EXPECT_EQ(AsPopplerSees(stream, "pdfinfo -l 9 $f | grep size: | tr -s ' '"),
+            "Page 1 size: 225 x 75 pts\nPage 2 size: 72 x 144 pts\nPage 3 size: 375 x 300 pts\n");
+}
+
+TEST(PdfPagesDevice, OnePageIsThatOfThePdfDevice) {
+  ASSERT_EQ(setenv("SOURCE_DATE_EPOCH", "86400", 1), 0);
+  EXPECT_EQ(Document<CorePdfPagesDevice>(L"Hello \u5B8B"), Document<CorePdfDevice>(L"Hello \u5B8B"));
+  unsetenv("SOURCE_DATE_EPOCH");
 }
 
 TEST(PdfDevice, ASideMayBeExactlyTheLongest) { TakesTheLongestSide<CorePdfDevice>(); }

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Emoji fonts of the application, whole and broken.
 #include "emoji_support.h"
 #include "scratch_dir.h"
@@ -78,6 +79,37 @@ TEST_F(EmojiFontFile, ABrokenPictureLeavesNoInk) {
   Register([](std::string& font, std::size_t at) { font[at + 12] = '\x77'; });
   EXPECT_EQ(ColoredPixels(DrawnByTheApplication().dib), 0);
   EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+}
+
+TEST_F(EmojiFontFile, WhatIsNoPngOrHasNoPixelsLeavesNoInk) {
+  Register([](std::string& font, std::size_t at) { font[at - 7] = 'Q'; });
+  EXPECT_TRUE(InkOf(DrawnByTheApplication().dib).IsEmpty());
+  CoreFontLoader::UnregisterFontFiles();
+  Register([](std::string& font, std::size_t at) { MakeOneRow(font, at, 0); });
+  EXPECT_TRUE(InkOf(DrawnByTheApplication().dib).IsEmpty());
+}
+
+// A chunk that claims to be longer than all of the font.
+TEST_F(EmojiFontFile, APictureThatIsCutOffLeavesNoInk) {
+  Register([](std::string& font, std::size_t at) {
+    for (const std::size_t i : {21U, 22U, 23U, 24U}) font[at + i] = '\x7F';
+  });
+  EXPECT_EQ(ColoredPixels(DrawnByTheApplication().dib), 0);
+}
+
+// Indices of a palette as shades of gray: nothing of the picture is transparent then.
+TEST_F(EmojiFontFile, AnOpaquePictureFillsItsFrame) {
+  Register([](std::string& font, std::size_t at) {
+    font[at + 13] = 0;
+    const std::uint32_t sum = ChecksumOf(font.substr(at, 17));
+    for (int i = 0; i < 4; ++i)
+      font[at + 17 + static_cast<std::size_t>(i)] = static_cast<char>(sum >> (24 - 8 * i));
+  });
+  CoreTextExtents extents;
+  ASSERT_TRUE(Fonts(L"", kCoreFontApplication).MeasureText(kSmile, -1, 64, extents));
+  // 136 by 128 pixels for an em of 109, and half of one on each side.
+  EXPECT_NEAR(extents.ink.right - extents.ink.left, 64 * 137 / 109.0, 0.7);
+  EXPECT_NEAR(extents.ink.bottom - extents.ink.top, 64 * 129 / 109.0, 0.7);
 }
 
 }  // namespace

@@ -1,5 +1,8 @@
+// SPDX-License-Identifier: MIT
 // Emoji drawn on bitmaps, and how much of them is there.
 #pragma once
+
+#include "device_support.h"
 
 #include <tovmx/device.h>
 
@@ -8,39 +11,15 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
-#include <cstring>
 #include <fstream>
 #include <iterator>
 #include <string>
-#include <vector>
 
 namespace emoji {
 
-inline constexpr std::uint32_t kBlack = 0xFF000000;
-inline constexpr std::uint32_t kWhite = 0xFFFFFFFF;
+using namespace device;
 
 inline constexpr wchar_t kSmile[] = L"\U0001F600";
-
-inline CoreFontLoader Fonts(const wchar_t* family = L"DejaVu Sans", int source = kCoreFontAny) {
-  CoreFontLoader fonts(nullptr);
-  fonts.LoadFont(family, family, source, 400, false);
-  return fonts;
-}
-
-inline CoreMatrix At(float x, float y) {
-  CoreMatrix matrix;
-  matrix.Translate(x, y);
-  return matrix;
-}
-
-struct Picture {
-  CoreDib dib;
-  explicit Picture(int width = 200, int height = 120, int bits = 32) {
-    EXPECT_TRUE(dib.Create(width, height, bits));
-    std::memset(dib.GetBuffer(), 255, dib.GetBufferSize());
-  }
-  std::vector<std::uint8_t> Bytes() const { return {dib.GetBuffer(), dib.GetBuffer() + dib.GetBufferSize()}; }
-};
 
 inline bool DrawOn(CoreDevice& device, const wchar_t* text, const CoreMatrix& place, float size,
                    std::uint32_t argb = kBlack, const CoreFontLoader& fonts = Fonts()) {
@@ -69,19 +48,6 @@ inline int ColoredPixels(const CoreDib& dib) {
     for (int x = 0; x < dib.GetWidth(); ++x) count += IsColored(dib.GetArgb(x, y)) ? 1 : 0;
   }
   return count;
-}
-
-// Where pixels are not white; empty when all are.
-inline CoreRect InkOf(const CoreDib& dib) {
-  CoreRect ink{dib.GetWidth(), dib.GetHeight(), 0, 0};
-  for (int y = 0; y < dib.GetHeight(); ++y) {
-    for (int x = 0; x < dib.GetWidth(); ++x) {
-      if ((dib.GetArgb(x, y) | 0xFF000000) == kWhite) continue;
-      ink = {std::min(ink.left, x), std::min(ink.top, y), std::max(ink.right, x + 1),
-             std::max(ink.bottom, y + 1)};
-    }
-  }
-  return ink.right == 0 ? CoreRect{} : ink;
 }
 
 // The mean difference of two pictures of one size, over the channels.

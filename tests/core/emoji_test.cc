@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Emoji, which stand in their fonts as pictures, on the three devices.
 #include "emoji_support.h"
 #include "run_command.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The files that our encoders write, looked at byte by byte where decoding them does not tell.
 #include "image_support.h"
 
@@ -223,6 +224,129 @@ TEST(EncodedTiff, OfOneBitHasAPaletteForOtherColorsThanBlackAndWhite) {
     ASSERT_NE(back, nullptr);
     EXPECT_EQ(image::Difference(dib, *back), "");
     EXPECT_EQ(back->GetPaletteSize(), row.photometric == kPalette ? 2 : 0);
+  }
+}
+
+// What a reader needs to know, tag by tag, and nothing that says otherwise.
+TEST(EncodedTiff, TellsTheFormOfItsPixels) {
+  constexpr unsigned kWidth = 256, kHeight = 257, kBits = 258, kPlanar = 284, kXDots = 282, kYDots = 283,
+                     kUnit = 296, kMap = 320, kExtra = 338;
+  const struct {
+    int bits;
+    bool palette, alpha;
+    unsigned bitsTold, photometric, samples;
+  } rows[] = {{1, false, false, 1, 0, 1},  {4, false, false, 4, 1, 1}, {4, true, false, 4, 3, 1},
+              {4, true, true, 0, 2, 4},    {8, false, false, 8, 1, 1}, {8, true, false, 8, 3, 1},
+              {24, false, false, 0, 2, 3}, {32, false, true, 0, 2, 4}};
+  for (const auto& row : rows) {
+    for (const float dpi : {0.0f, 72.0f}) {
+      CoreDib dib = image::MakePicture(21, 13, row.bits);
+      if (row.palette) image::GivePalette(dib, 1 << row.bits);
+      if (row.palette && row.alpha) dib.SetPaletteAlpha(2, 7);
+      dib.SetDpi(dpi, dpi);
+      const std::string file = image::Encode(dib, kCoreImageTiff);
+      EXPECT_EQ(file.substr(0, 4), std::string("II*\0", 4)) << "not the form for more than 4 GB";
+      auto tags = TagsOf(file);
+      const std::string name = std::to_string(row.bits) + " bits" + (row.alpha ? " with alpha" : "");
+      EXPECT_EQ(tags[kWidth], 21U) << name;
+      EXPECT_EQ(tags[kHeight], 13U) << name;
+      EXPECT_EQ(tags[kBits], row.bitsTold) << name;
+      EXPECT_EQ(tags[kPhotometric], row.photometric) << name;
+      EXPECT_EQ(tags[kSamples], row.samples) << name;
+      EXPECT_EQ(tags[kPlanar], 1U) << name;
+      EXPECT_EQ(tags.count(kExtra) != 0 ? tags[kExtra] : 9U, row.alpha ? 2U : 9U) << name;
+      EXPECT_EQ(tags.count(kMap), row.photometric == 3 ? 1U : 0U) << name;
+      EXPECT_EQ(tags.count(kXDots) + tags.count(kYDots) + tags.count(kUnit), dpi == 0 ? 0U : 3U) << name;
+      if (dpi != 0) {
+        EXPECT_EQ(tags[kUnit], 2U) << name;
+      }
+    }
+  }
+}
+
+// The start of frame: what each component takes of a pixel both ways. Text keeps its edges where color is
+// stored at full size.
+TEST(EncodedJpeg, HasColorAtFullSizeFromQuality90On) {
+  const CoreDib dib = image::MakePicture(40, 30, 24);
+  const std::string usual = image::Encode(dib, kCoreImageJpeg);
+  EXPECT_EQ(usual, image::Encode(dib, kCoreImageJpeg, 90)) << "the quality when none is set";
+  EXPECT_NE(usual, image::Encode(dib, kCoreImageJpeg, 91));
+  for (const int quality : {1, 50, 89, 90, 91, 100}) {
+    const std::string file = image::Encode(dib, kCoreImageJpeg, quality);
+    const std::size_t frame = file.find("\xff\xc0");
+    ASSERT_NE(frame, std::string::npos);
+    const char luma = quality < 90 ? '\x22' : '\x11';
+    EXPECT_EQ(file.substr(frame + 4, 15),
+              std::string("\x8\0\x1e\0\x28\3\1", 7) + luma + std::string("\0\2\x11\1\3\x11\1", 7))
+        << quality;
+  }
+  const std::string gray = image::Encode(image::MakePicture(40, 30, 8), kCoreImageJpeg);
+  EXPECT_EQ(gray.substr(gray.find("\xff\xc0") + 4, 9), std::string("\x8\0\x1e\0\x28\1\1\x11\0", 9));
+}
+
+TEST(EncodedJpeg, HasWholeDotsAnInch) {
+  const struct {
+    float dpi;
+    unsigned dots;
+  } rows[] = {{0.01f, 1},     {0.5f, 1},      {1.49f, 1},     {1.5f, 2},     {299.5f, 300},
+              {65534, 65534}, {65535, 65535}, {65536, 65535}, {1e30f, 65535}};
+  for (const auto& row : rows) {
+    CoreDib dib = image::MakePicture(8, 8, 24);
+    dib.SetDpi(row.dpi, 77);
+    const std::string file = image::Encode(dib, kCoreImageJpeg);
+    const std::size_t head = file.find("JFIF");
+    ASSERT_NE(head, std::string::npos);
+    EXPECT_EQ(file.substr(head + 7, 5),
+              std::string({1, static_cast<char>(row.dots >> 8), static_cast<char>(row.dots), 0, 77}))
+        << row.dpi;
+  }
+}
+
+// The segment of coding styles: layers, color transform, halvings and the kind of wavelet.
+TEST(EncodedJpeg2000, HalvesThePictureUpToFiveTimes) {
+  const struct {
+    int width, height, halvings;
+  } rows[] = {{1, 1, 0}, {1, 500, 0}, {500, 1, 0}, {2, 2, 1},   {3, 9, 1},   {4, 4, 2},   {7, 8, 2},
+              {8, 8, 3}, {15, 99, 3}, {16, 16, 4}, {31, 31, 4}, {32, 32, 5}, {64, 63, 5}, {200, 300, 5}};
+  for (const auto& row : rows) {
+    for (const int bits : {8, 24, 32}) {
+      for (const int quality : {0, 60}) {
+        const CoreDib dib = image::MakePicture(row.width, row.height, bits);
+        const std::string file = image::Encode(dib, kCoreImageJpeg2000, quality);
+        const std::size_t styles = file.find(std::string("\xff\x52\0\x0c", 4));
+        ASSERT_NE(styles, std::string::npos) << row.width << " x " << row.height;
+        EXPECT_EQ(file.substr(styles + 6, 2), std::string("\0\1", 2)) << "one layer";
+        EXPECT_EQ(file[styles + 8], bits == 8 ? 0 : 1) << "transform of " << bits << " bits";
+        EXPECT_EQ(file[styles + 9], row.halvings) << row.width << " x " << row.height;
+        EXPECT_EQ(file[styles + 13], quality == 0 ? 1 : 0) << "the wavelet without loss";
+      }
+    }
+  }
+}
+
+TEST(EncodedJpeg2000, NamesItsColorsAndItsAlpha) {
+  for (const int bits : {1, 8, 24, 32}) {
+    const std::string file = image::Encode(image::MakePicture(9, 7, bits), kCoreImageJpeg2000);
+    const std::size_t colors = file.find("colr");
+    ASSERT_NE(colors, std::string::npos);
+    EXPECT_EQ(file.substr(colors + 4, 7), std::string("\1\0\0\0\0\0", 6) + (bits <= 8 ? '\x11' : '\x10'));
+    const std::size_t channels = file.find("cdef");
+    ASSERT_EQ(channels != std::string::npos, bits == 32) << bits;
+    if (bits == 32) {
+      EXPECT_EQ(file.substr(channels + 6 + 18, 6), std::string("\0\3\0\1\0\0", 6)) << "the fourth is alpha";
+    }
+  }
+}
+
+TEST(EncodedWebp, IsWithoutLossUnlessAQualityIsSet) {
+  const CoreDib dib = image::MakePicture(40, 30, 24);
+  EXPECT_EQ(image::Encode(dib, kCoreImageWebp).substr(8, 8), "WEBPVP8L");
+  std::string last;
+  for (const int quality : {10, 50, 75, 85, 100}) {
+    const std::string file = image::Encode(dib, kCoreImageWebp, quality);
+    EXPECT_EQ(file.substr(8, 8), "WEBPVP8 ") << quality;
+    EXPECT_NE(file, last) << quality;
+    last = file;
   }
 }
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Beside the libraries behind the fonts: their versions, and where HarfBuzz puts marks.
 #include <tovmx/font.h>
 

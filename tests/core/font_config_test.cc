@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What fontconfig is told and asked when a family is not installed. Each check runs in a process of its own,
 // whose fonts are those of a small configuration.
 #include "holds.h"
@@ -100,6 +101,25 @@ TEST_F(FontConfigTest, TheWeightDecidesWhereNothingElseDoes) {
       HOLDS(FamilyFor(700, false) == "Liberation Serif");
     });
   }
+}
+
+// A comma would end the name in a list of families.
+TEST_F(FontConfigTest, AFamilyWithACommaInItsNameIsNotTaken) {
+  const FontConfig config({"LiberationSans-Regular.ttf", "LiberationSerif-Regular.ttf"},
+                          "<match target=\"scan\"><test name=\"family\"><string>Liberation "
+                          "Sans</string></test><edit name=\"family\" mode=\"assign\"><string>Odd, "
+                          "Sans</string></edit></match>");
+  EXPECT_WITH(config, [] {
+    HOLDS(FamilyFor(400, false, L"Odd, Sans") == "Liberation Serif");
+    HOLDS(FamilyFor(400, false, L"Liberation Sans") == "Liberation Serif");
+  });
+}
+
+// The nearest in style is looked for among the families with the characters of a region only.
+TEST_F(FontConfigTest, AFamilyThatTellsNoLanguagesStandsInForNoRegion) {
+  const FontConfig config({"LiberationSans-Regular.ttf", "LiberationSerif-Regular.ttf"},
+                          "<match target=\"scan\"><edit name=\"lang\" mode=\"delete\"/></match>");
+  EXPECT_WITH(config, [] { HOLDS(FamilyFor(400, false, L"SimSun") == "Liberation Sans"); });
 }
 
 }  // namespace

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "font/font_kind.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tovmx/font.h>
 #include <tovmx/text_codec.h>
 

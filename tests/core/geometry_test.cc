@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tovmx/geometry.h>
 
 #include <gtest/gtest.h>
@@ -26,6 +27,20 @@ TEST(CoreRect, EqualOnlyWithAllFourEdges) {
   }
 }
 
+TEST(CoreRect, NormalizeExchangesOnlyEdgesThatAreReversed) {
+  for (const CoreRect& rect : {CoreRect{1, 2, 5, 7}, {5, 2, 1, 7}, {1, 7, 5, 2}}) {
+    CoreRect normal = rect;
+    normal.Normalize();
+    EXPECT_EQ(normal, (CoreRect{1, 2, 5, 7}));
+  }
+}
+
+TEST(CoreSize, EqualOnlyWithBothFields) {
+  EXPECT_TRUE((CoreSize{1, 2}) == (CoreSize{1, 2}));
+  EXPECT_TRUE((CoreSize{1, 2}) != (CoreSize{0, 2}));
+  EXPECT_FALSE((CoreSize{1, 2}) == (CoreSize{1, 0}));
+}
+
 TEST(CorePoint, EqualOnlyWithBothFields) {
   EXPECT_TRUE((CorePoint{1, 2}) == (CorePoint{1, 2}));
   EXPECT_TRUE((CorePoint{1, 2}) != (CorePoint{0, 2}));
@@ -43,6 +58,24 @@ TEST(CoreMatrix, OperationsAreAppended) {
   n.Translate(10, 20);
   n.Scale(2, 3);
   EXPECT_EQ(n.Transform({1, 1}), (CorePointF{22, 63}));
+}
+
+TEST(CoreMatrix, EachOperationKeepsToItsAxis) {
+  CoreMatrix m{2, 3, 5, 7, 11, 13};
+  m.Translate(100, 1000);
+  EXPECT_EQ(m, (CoreMatrix{2, 3, 5, 7, 111, 1013}));
+  m.Scale(10, 100);
+  EXPECT_EQ(m, (CoreMatrix{20, 300, 50, 700, 1110, 101300}));
+  EXPECT_EQ(m.Transform({1, 2}), (CorePointF{20 + 100 + 1110, 300 + 1400 + 101300}));
+  for (const CoreMatrix& other : {CoreMatrix{0, 300, 50, 700, 1110, 101300},
+                                  {20, 0, 50, 700, 1110, 101300},
+                                  {20, 300, 0, 700, 1110, 101300},
+                                  {20, 300, 50, 0, 1110, 101300},
+                                  {20, 300, 50, 700, 0, 101300},
+                                  {20, 300, 50, 700, 1110, 0}}) {
+    EXPECT_TRUE(m != other);
+    EXPECT_FALSE(m == other);
+  }
 }
 
 TEST(CoreMatrix, ConcatMapsByTheFirstThenByTheSecond) {

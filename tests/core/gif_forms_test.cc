@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // GIF files packed here, code by code, in ways that few programs choose.
 #include "foreign_files.h"
 #include "image_support.h"
@@ -111,7 +112,7 @@ std::uint32_t Color(std::uint8_t index) {
 }
 
 // The first pixel that is not what its index says, or an empty text.
-std::string Trouble(const CoreDib* bitmap, const std::vector<std::uint8_t>& indices) {
+std::string Mismatch(const CoreDib* bitmap, const std::vector<std::uint8_t>& indices) {
   if (bitmap == nullptr) return "no bitmap";
   for (int i = 0; i < kWidth * kHeight; ++i) {
     if (bitmap->GetArgb(i % kWidth, i / kWidth) != Color(indices[static_cast<std::size_t>(i)]))
@@ -129,9 +130,9 @@ TEST_F(GifForms, ATableThatIsFullMayBeClearedAtAnyTimeOrNever) {
     const std::vector<std::uint8_t> indices = Indices(1U << bits);
     for (const long delay : kDelays) {
       const std::string gif = Gif(Pack(indices, bits, delay), bits, bits);
-      EXPECT_EQ(Trouble(image::Decode(gif).get(), indices), "") << bits << " bits, cleared after " << delay;
+      EXPECT_EQ(Mismatch(image::Decode(gif).get(), indices), "") << bits << " bits, cleared after " << delay;
       image::StubbornInput in(gif, gif.size());
-      EXPECT_EQ(Trouble(image::Decode(in).get(), indices), "") << bits << " bits, cleared after " << delay;
+      EXPECT_EQ(Mismatch(image::Decode(in).get(), indices), "") << bits << " bits, cleared after " << delay;
     }
   }
 }
@@ -157,7 +158,7 @@ TEST_F(GifForms, TheNumberOfBitsOfAnIndexIsTheDatasOwn) {
   const std::vector<std::uint8_t> two = Indices(2);
   for (unsigned bits = 1; bits <= 8; ++bits) {
     for (const long delay : {0L, 50L, LONG_MAX})
-      EXPECT_EQ(Trouble(image::Decode(Gif(Pack(two, bits, delay), bits, 1)).get(), two), "")
+      EXPECT_EQ(Mismatch(image::Decode(Gif(Pack(two, bits, delay), bits, 1)).get(), two), "")
           << bits << " bits, cleared after " << delay;
   }
 }
@@ -241,6 +242,84 @@ TEST_F(GifForms, ATransparentIndexLeavesWhatIsThere) {
           << transparent;
     }
   }
+}
+
+// A picture of one frame that fills the canvas of 3 by 2, whose colors are given to all frames, to this one,
+// to both or to none. A table of `bits` bits holds 2^bits colors.
+std::string WithColors(int all, int own, const std::string& before = "") {
+  const auto table = [](int bits, char first) {
+    std::string colors;
+    for (int i = 0; bits != 0 && i < 3 << bits; ++i) colors += static_cast<char>(first + i);
+    return colors;
+  };
+  const auto flags = [](int bits) { return static_cast<char>(bits == 0 ? 0 : 0x80 | (bits - 1)); };
+  const std::string data = Pack({0, 1, 1, 0, 1, 0}, 2, 0);
+  return std::string("GIF89a\3\0\2\0", 10) + flags(all) + std::string("\0\0", 2) + table(all, 'a') + before +
+         std::string(",\0\0\0\0\3\0\2\0", 9) + flags(own) + table(own, 'A') + "\2" +
+         static_cast<char>(data.size()) + data + std::string("\0;", 2);
+}
+
+TEST_F(GifForms, AFramesOwnColorsComeBeforeThoseOfAllFrames) {
+  for (int all = 0; all <= 8; ++all) {
+    for (int own = 0; own <= 8; ++own) {
+      const std::string file = WithColors(all, own);
+      CoreMemoryInputStream in(file.data(), file.size());
+      const auto decoder = CoreCodecRegistry::Get().GetFactory().CreateDecoder(kCoreImageGif);
+      ASSERT_EQ(decoder->Open(&in, 0), 1U) << all << ", " << own;
+      const int bits = own != 0 ? own : all;
+      const CoreImageInfo& info = decoder->GetInfo();
+      EXPECT_EQ(info.frameCount, 1);
+      EXPECT_EQ(info.bitsPerPixel, bits == 0 ? 32 : 8);
+      EXPECT_EQ(info.fileBitsPerPixel, bits == 0 ? 8 : bits) << all << ", " << own;
+      EXPECT_EQ(info.paletteSize, bits == 0 ? 0 : 1 << bits) << all << ", " << own;
+      const auto bitmap = decoder->GetBitmap(0, 0, 0);
+      EXPECT_EQ(CoreGetDecodeFailure(decoder.get()), bits == 0 ? kCoreDecodeBroken : kCoreDecodeNoFailure);
+      ASSERT_EQ(bitmap != nullptr, bits != 0);
+      if (bits == 0) continue;
+      EXPECT_EQ(bitmap->GetPaletteSize(), 1 << bits);
+      const std::uint32_t first = own != 0 ? 0xff414243 : 0xff616263;
+      for (int i = 0; i < 6; ++i)
+        EXPECT_EQ(bitmap->GetArgb(i % 3, i / 3), first + (i == 0 || i == 3 || i == 5 ? 0 : 0x030303)) << i;
+    }
+  }
+}
+
+// Only a block of graphics control of at least 4 bytes says which index is transparent.
+TEST_F(GifForms, OnlyAGraphicsControlTellsWhatIsTransparent) {
+  const struct {
+    std::string before;
+    bool transparent;
+  } rows[] = {{"", false},
+              {std::string("!\xf9\4\1\0\0\1\0", 8), true},
+              {std::string("!\xf9\4\0\0\0\1\0", 8), false},
+              {std::string("!\xf9\3\1\0\0\0", 7), false},
+              {std::string("!\xf9\0", 3), false},
+              {std::string("!\xfe\4\1\0\0\1\0", 8), false},
+              {std::string("!\x01\4\1\0\0\1\0", 8), false},
+              {std::string("!\xf9\4\1\0\0\1\0!\xfe\2hi\3you\0", 18), true},
+              {std::string("!\xf9\4\1\0\0\1\0!\xf9\4\0\0\0\1\0", 16), false}};
+  for (const auto& row : rows) {
+    const std::string file = WithColors(2, 0, row.before);
+    const auto bitmap = image::Decode(file);
+    ASSERT_NE(bitmap, nullptr) << testing::PrintToString(row.before);
+    EXPECT_EQ(bitmap->GetArgb(0, 0), 0xff616263U);
+    EXPECT_EQ(bitmap->GetArgb(1, 0), row.transparent ? 0x00646566U : 0xff646566U)
+        << testing::PrintToString(row.before);
+    for (std::size_t size = 25; size + 1 < file.size(); ++size)
+      EXPECT_EQ(image::Decode(file.substr(0, size)), nullptr) << testing::PrintToString(row.before) << size;
+  }
+}
+
+// The limit holds for a frame that is larger than its canvas, too.
+TEST_F(GifForms, AFrameBeyondTheLimitIsRefusedBeforeItsRowsAreMade) {
+  std::string file = WithColors(2, 0);
+  const std::size_t frame = file.find(',');
+  for (const std::size_t side : {5U, 6U, 7U, 8U}) file[frame + side] = '\xff';
+  CoreMemoryInputStream in(file.data(), file.size());
+  const auto decoder = CoreCodecRegistry::Get().GetFactory().CreateDecoder(kCoreImageGif);
+  ASSERT_EQ(decoder->Open(&in, 0), 1U);
+  EXPECT_EQ(decoder->GetBitmap(0, 0, 0), nullptr);
+  EXPECT_EQ(CoreGetDecodeFailure(decoder.get()), kCoreDecodeOverLimit);
 }
 
 // What no record begins with is no frame, even where what follows could be the data of one.

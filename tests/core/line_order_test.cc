@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Lines of several runs: which stands where, and which face it is drawn in.
 #include <tovmx/device.h>
 

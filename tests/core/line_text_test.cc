@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "font/line_text.h"
 
 #include <tovmx/text_codec.h>

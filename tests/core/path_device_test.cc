@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Paths on the devices: what of each pixel is covered, worked out by hand or by the area of the shape.
 #include <tovmx/device.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tovmx/path.h>
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """picture_forms.py FORMAT: writes a small picture in every form of a format that other programs know.
 
 Works in the current directory. Prints a line for each form: the file, its frame, what read it, how far off the pixels

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // One small picture in every form that other programs write, with the pixels that those programs see.
 #include "foreign_files.h"
 #include "image_support.h"

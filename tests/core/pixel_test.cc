@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Color and pixel arithmetic over its whole domain.
 #include "pixel/color.h"
 #include "pixel/packed_index.h"

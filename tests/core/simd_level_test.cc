@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "simd_level.h"
 
 #include <gtest/gtest.h>
@@ -31,6 +32,11 @@ TEST(SimdLevel, AWishIsGrantedWhereTheMachineCan) {
   for (const auto& row : kLevels)
     EXPECT_EQ(base::SimdLevelFor(row.name), base::SupportsSimdLevel(row.level) ? row.level : Best())
         << row.name;
+}
+
+TEST(SimdLevel, EachHasTheNameThatAsksForIt) {
+  for (const auto& row : kLevels) EXPECT_STREQ(base::SimdLevelName(row.level), row.name);
+  EXPECT_STREQ(base::SimdLevelName(static_cast<base::SimdLevel>(3)), "");
 }
 
 TEST(SimdLevel, AnyOtherWishGivesTheBest) {

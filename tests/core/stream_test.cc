@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tovmx/stream.h>
 
 #include <fcntl.h>
@@ -6,6 +7,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
@@ -33,6 +35,22 @@ TEST(CoreMemoryInputStream, PastTheEndThereIsNothing) {
   EXPECT_EQ(got, 'c');
 }
 
+TEST(CoreMemoryInputStream, EveryReadFromEveryPlace) {
+  const std::string text = "abcdefg";
+  CoreMemoryInputStream in(text.data(), text.size());
+  EXPECT_EQ(static_cast<const void*>(in.GetView()), text.data());
+  for (std::size_t at = 0; at <= 9; ++at) {
+    for (std::size_t size = 0; size <= 9; ++size) {
+      char got[10] = "---------";
+      ASSERT_TRUE(in.Seek(at));
+      const std::string expected = at > text.size() ? "" : text.substr(at, size);
+      ASSERT_EQ(in.Read(got, size), expected.size());
+      EXPECT_EQ(std::string(got, 9), expected + std::string(9 - expected.size(), '-')) << at << ", " << size;
+      EXPECT_EQ(in.GetPosition(), at + expected.size());
+    }
+  }
+}
+
 TEST(CoreMemoryInputStream, NullIsEmpty) {
   CoreMemoryInputStream in(nullptr, 10);
   char got = 0;
@@ -51,6 +69,18 @@ TEST(CoreMemoryOutputStream, CollectsWhatIsWritten) {
   }
   EXPECT_TRUE(out.Write(nullptr, 0));
   EXPECT_EQ(std::string(reinterpret_cast<const char*>(out.GetData()), out.GetSize()), expected);
+}
+
+TEST(CoreMemoryOutputStream, PiecesOfEverySizeFollowEachOther) {
+  CoreMemoryOutputStream out;
+  std::string expected;
+  for (const std::size_t size : {1, 4095, 1, 0, 4096, 4097, 100'000, 3, 300'000, 8191}) {
+    const std::string piece(size, static_cast<char>('a' + expected.size() % 26));
+    ASSERT_TRUE(out.Write(piece.data(), size));
+    expected += piece;
+    ASSERT_EQ(out.GetSize(), expected.size());
+    ASSERT_EQ(std::string(reinterpret_cast<const char*>(out.GetData()), out.GetSize()) == expected, true);
+  }
 }
 
 TEST(CoreMemoryOutputStream, RefusesWhatNoMemoryHolds) {
@@ -93,6 +123,41 @@ TEST_F(FileStream, WhatIsWrittenIsReadBack) {
   EXPECT_TRUE(in.Seek(0));
   EXPECT_FALSE(in.Seek(UINT64_MAX));
   EXPECT_EQ(in.Read(got, 5), 5u);
+}
+
+TEST_F(FileStream, EveryReadFromEveryPlaceOfAFile) {
+  const std::string text = "abcdefg";
+  {
+    CoreFileOutputStream out(path_.c_str());
+    ASSERT_TRUE(out.Write(nullptr, 0));
+    ASSERT_TRUE(out.Write(text.data(), text.size()));
+    ASSERT_TRUE(out.Close());
+  }
+  CoreFileInputStream in(path_.c_str());
+  EXPECT_EQ(in.GetPosition(), 0U);
+  EXPECT_FALSE(in.HasFailed());
+  for (std::size_t at = 0; at <= 9; ++at) {
+    for (std::size_t size = 0; size <= 9; ++size) {
+      char got[10] = "---------";
+      ASSERT_TRUE(in.Seek(at));
+      EXPECT_EQ(in.GetPosition(), at);
+      const std::string expected = at > text.size() ? "" : text.substr(at, size);
+      ASSERT_EQ(in.Read(got, size), expected.size());
+      EXPECT_EQ(std::string(got, 9), expected + std::string(9 - expected.size(), '-')) << at << ", " << size;
+      EXPECT_EQ(in.GetPosition(), at + expected.size());
+      EXPECT_FALSE(in.HasFailed());
+    }
+  }
+  EXPECT_FALSE(in.Seek(std::uint64_t{INT64_MAX} + 1));
+  EXPECT_FALSE(in.HasFailed());
+}
+
+// What is written lies in a buffer of the C library until it is full or the file is closed: a stream that
+// goes without Close writes it too.
+TEST_F(FileStream, AStreamThatGoesWritesWhatItHolds) {
+  { CoreFileOutputStream(path_.c_str()).Write("abc", 3); }
+  CoreFileInputStream in(path_.c_str());
+  EXPECT_EQ(in.GetSize(), 3U);
 }
 
 TEST(CoreFileInputStream, AFileThatIsNotThereIsEmpty) {

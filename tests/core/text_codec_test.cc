@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tovmx/text_codec.h>
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Every character of every codeset that Debian's locales have, beside iconv used directly.
 #include <tovmx/text_codec.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Where drawing changes its way or stops: the smallest and the largest em, the largest glyphs that are
 // pictures, lines that reach far, lines and glyphs beside the page. A document tells what was painted and
 // how.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The local encoding in environments of several locales.
 #include <tovkit/util.h>
 #include <tovmx/text_codec.h>

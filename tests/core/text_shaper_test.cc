@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the text shaper keeps and what it forgets. A line or a choice that is kept is marked; it is kept as
 // long as the mark is found again.
 #include "font/text_shaper.h"
@@ -28,7 +29,7 @@ class TextShaperTest : public testing::Test {
   void TearDown() override { tovmx::UnregisterApplicationFonts(); }
 
   const ShapedLine* Shape(const std::wstring& text, const CoreFontRequest& request = Request()) {
-    return shaper_.Shape(request, text.data(), static_cast<int>(text.size()));
+    return shaper_.Shape(request, text.data(), static_cast<int>(text.size()), 16);
   }
   void Mark(const std::wstring& text, const CoreFontRequest& request = Request()) {
     const_cast<ShapedLine*>(Shape(text, request))->logical.left = kMark;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // One picture stored in every form that a TIFF has for it: each decodes to the same pixels.
 #include "image_support.h"
 
@@ -152,7 +153,7 @@ std::uint32_t Expected(const Form& form, int x, int y) {
 }
 
 // The first pixel that is not as it should be, or an empty text.
-std::string Trouble(const Form& form, const CoreDib* bitmap) {
+std::string Mismatch(const Form& form, const CoreDib* bitmap) {
   if (bitmap == nullptr) return "no bitmap";
   if (bitmap->GetWidth() != kWidth || bitmap->GetHeight() != kHeight) return "size";
   for (int y = 0; y < kHeight; ++y) {
@@ -177,7 +178,7 @@ TEST(TiffForms, EveryStorageOfAPictureGivesItsPixels) {
             const Form form{photometric, bits, extra, planes, tiles};
             CoreImageInfo info;
             const auto bitmap = image::Decode(Store(form), 0, 0, 0, &info);
-            EXPECT_EQ(Trouble(form, bitmap.get()), "") << form.Name();
+            EXPECT_EQ(Mismatch(form, bitmap.get()), "") << form.Name();
             const int plain = form.Colors() == 1 ? 8 : 24;
             EXPECT_EQ(info.bitsPerPixel, form.Alpha() < 0 ? plain : 32) << form.Name();
             EXPECT_EQ(info.fileBitsPerPixel, bits * form.Samples()) << form.Name();

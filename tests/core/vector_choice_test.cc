@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The vector level that was asked for is the one that runs. The files that choose are compiled in with
 // kernels that tell that they ran. The level is chosen once a process, so each wish has a process of its own.
 #include "base64_kernels.h"

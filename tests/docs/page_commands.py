@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Runs the shell blocks (```sh) of the README and the other pages as they stand.
 
     page_commands.py RELEASE_BUILD           every page in a copy of the tree of its own, the blocks in order, in one shell

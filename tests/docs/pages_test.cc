@@ -1,6 +1,8 @@
+// SPDX-License-Identifier: MIT
 // The pages of the repository: their links lead somewhere, the files that they repeat are repeated to the
 // letter, and the commands that they show exist.
 #include <gtest/gtest.h>
+#include <tovkit/util.h>
 
 #include <cctype>
 #include <cstdlib>
@@ -92,6 +94,7 @@ TEST(Pages, EveryRelativeLinkLeadsSomewhere) {
   EXPECT_GT(links, 20);
 }
 
+// But for the line of its license.
 TEST(Pages, ABlockBelowTheNameOfAFileHoldsThatFile) {
   const std::regex name("<!-- ([A-Za-z0-9_./]+) -->");
   int blocks = 0;
@@ -103,11 +106,39 @@ TEST(Pages, ABlockBelowTheNameOfAFileHoldsThatFile) {
       ASSERT_EQ(lines[i + 1].rfind("```", 0), 0u) << page << " has no block below " << lines[i];
       std::string block;
       for (i += 2; i < lines.size() && lines[i] != "```"; ++i) block += lines[i] + "\n";
-      EXPECT_EQ(block, Read(kTop / match[1].str())) << page << ": run scripts/docs";
+      std::string file;
+      for (const std::string& line : Lines(Read(kTop / match[1].str()))) {
+        if (line.find("SPDX-") == std::string::npos) file += line + "\n";
+      }
+      EXPECT_EQ(block, file) << page << ": run scripts/docs";
       ++blocks;
     }
   }
   EXPECT_GE(blocks, 15);
+}
+
+// CMakeLists.txt is its home; what cannot be made from it is compared.
+TEST(Pages, TheVersionIsTheSameWhereverItIsWritten) {
+  const std::string version = tovkit::GetLibraryVersion();
+  EXPECT_NE(Read(kTop / "CMakeLists.txt").find("set(TOVKIT_VERSION_TEXT \"" + version + "\")"),
+            std::string::npos);
+  EXPECT_EQ(Read(kTop / "packaging/debian/changelog").rfind("tovkit (" + version + "-", 0), 0u);
+  const std::string changes = Read(kTop / "CHANGELOG.md");
+  EXPECT_EQ(changes.find("\n## "), changes.find("\n## " + version)) << "the newest section of the changelog";
+
+  const std::regex written("[0-9]+(?:\\.[0-9]+){4}");
+  int places = 0;
+  std::vector<fs::path> files = Pages();
+  files.push_back(kTop / "include/tovkit/util.h");
+  files.push_back(kTop / "examples/command_tour.out");
+  for (const fs::path& file : files) {
+    if (file.filename() == "CHANGELOG.md") continue;  // which names older ones
+    const std::string text = Read(file);
+    for (std::sregex_iterator at(text.begin(), text.end(), written), end; at != end; ++at, ++places) {
+      EXPECT_EQ(at->str(), version) << file;
+    }
+  }
+  EXPECT_GE(places, 4);
 }
 
 TEST(Pages, EveryCommandThatIsShownExists) {

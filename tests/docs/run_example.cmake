@@ -1,4 +1,6 @@
-# Runs PROGRAM, with ARGUMENT if given, in the fresh FOLDER, the command in its PATH. It must end with 0 and print what EXPECTED holds, if given.
+# SPDX-License-Identifier: MIT
+# Runs PROGRAM, with ARGUMENT if given, in the fresh FOLDER, the command in its PATH. It must end with 0 and print what
+# EXPECTED holds, if given.
 file(REMOVE_RECURSE "${FOLDER}")
 file(MAKE_DIRECTORY "${FOLDER}")
 set(ENV{PATH} "${COMMAND_FOLDER}:$ENV{PATH}")

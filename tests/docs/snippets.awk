@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Makes one C++ program of the examples in headers (\code to \endcode) and in pages (```cpp, unless a comment above names
 # the file that the block repeats). Compiler messages point at where the example stands.
 BEGIN {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Every entry point is run again and again; in run n its nth allocation fails, then, in a second sweep, every
 // one from the nth on. It may end with std::bad_alloc or with its documented failure, never with a leak (the
 // sanitizers look), a crash or a damaged object: after each failure the same call must succeed on what it

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Pictures and the core's strings and streams.
 #include "allocation_sweep.h"
 #include "image_support.h"
@@ -32,6 +33,22 @@ CoreDib PictureOf(int bits) {
 }
 
 using Bitmap = std::unique_ptr<CoreDib>;
+
+TEST_F(CoreAllocations, ResamplingGivesThePictureOrLeavesTheTargetAlone) {
+  const CoreDib picture = PictureOf(32);
+  for (const CoreFilter filter : {kCoreFilterNearest, kCoreFilterLanczos}) {
+    CoreDib whole;
+    ASSERT_TRUE(CoreResample(picture, 5, 12, filter, whole));
+    Sweep([] { return Bitmap(std::make_unique<CoreDib>()); },
+          [&](Bitmap& bitmap) { CoreResample(picture, 5, 12, filter, *bitmap); },
+          [&](const Bitmap& bitmap, bool threw) {
+            EXPECT_FALSE(threw);
+            if (bitmap->GetWidth() != 0) {
+              EXPECT_EQ(image::Difference(*bitmap, whole), "");
+            }
+          });
+  }
+}
 
 // Through a stream with a view of its bytes and one without.
 TEST_P(DecoderAllocations, DecodingGivesThePictureOrNull) {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Colors as text, read while no memory is left.
 #include "allocation_faults.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Documents and conversions.
 #include "allocation_sweep.h"
 

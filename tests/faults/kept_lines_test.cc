@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A line that was shaped before takes no memory when it comes again.
 #include "allocation_faults.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Text, paths, files, pages, hit tests, shared memory, mutexes, child processes, the pool.
 #include "allocation_sweep.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Arcs as curves: against the ellipse itself, evaluated in double from the SVG rule for arcs.
 #include "geometry/arc.h"
 #include "random_paths.h"

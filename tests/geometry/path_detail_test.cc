@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What HitTestPathDetail tells beside the verdict; the verdict itself is compared in reference_test.cc.
 #include "random_paths.h"
 

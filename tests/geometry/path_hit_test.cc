@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What HitTestPath answers, condition by condition.
 #include "reference_hit.h"
 

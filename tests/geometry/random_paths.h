@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Seeded random paths, points and tolerances for the comparison with the reference implementation.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "reference_hit.h"
 
 #include <cmath>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // ReferenceHitTestPath: the plain, slow statement of what HitTestPath answers.
 //
 // It collects every segment in an array, samples every curve with pow() and keeps its lists as lists. Nothing

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tovkit/imaging.h>
 
 #include <gtest/gtest.h>

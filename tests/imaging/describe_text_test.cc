@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // DescribeText: what would be drawn, and what of a description is not used as it stands.
 #include <tovkit/imaging.h>
 #include <tovkit/json.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <tovkit/imaging.h>
 #include <tovkit/json.h>
 #include <tovmx/device.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Uses a piece of each facility, the way a client of the installed package would. Says what failed, if
 // anything.
 #include <tovkit/tovkit.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The jobs from memory to memory, and what they say when they fail.
 #include "jobs/draw_job.h"
 #include "jobs/error.h"
@@ -113,7 +114,7 @@ TEST(ImageJob, MemoryToMemoryThroughEveryFormat) {
     const auto format = jobs::FindOutputFormat(name, jobs::OutputKind::kPicture);
     jobs::ImageJob job{Input::Memory(BytesOf(page), "page"),
                        1,
-                       {{0, 0, 10, 10}},
+                       {jobs::EraseStep{{0, 0, 10, 10}}},
                        jobs::ImageJob::Target{Output::Memory(&out, "out"), format->picture}};
     jobs::Run(job, silent);
     const auto picture = PictureOf(out);

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // JsonSource: where the values of a JSON text stand in it.
 #include "jobs/json_source.h"
 

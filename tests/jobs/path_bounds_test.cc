@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The box of a path, beside the box of very many points of it.
 #include "jobs/path_bounds.h"
 

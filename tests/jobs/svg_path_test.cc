@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // SVG path text: what each command becomes, and what is said about text that is no path.
 #include "jobs/svg_path.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What jobs read from short texts: sizes, backgrounds, excerpts.
 #include "jobs/background.h"
 #include "jobs/excerpt.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Clone and Assign.
 #include "json_support.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Documents nested a million levels deep, on a stack that no recursion of such a depth fits into.
 #include "json_support.h"
 #include "stack_thread.h"

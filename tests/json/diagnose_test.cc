@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Json::Diagnose: accepts what Parse accepts, stops where RapidJSON stops, and says where that is.
 #include <tovkit/json.h>
 

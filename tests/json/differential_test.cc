@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Every text is read as RapidJSON's own recursive parser reads it: the same values, the same error code.
 #include "json_support.h"
 #include "stack_thread.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Arrays: elements, insertion, removal; sizes of everything.
 #include "typed_families.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // GuardedText: a copy of a text whose last byte is the last byte of a page, with no page behind it.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // SharedPtr and its control block.
 #include "json_support.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Short words for the tests of JSON documents.
 #pragma once
 

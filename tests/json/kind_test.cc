@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Kinds, their names, and what each type accepts.
 #include "typed_families.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Objects: lookup, writing, removal, names, iteration.
 #include "typed_families.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Wrappers without a node. No exported call makes one, so the library's own sources are linked in.
 #include "rapidjson_wrapper.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Texts into documents, and what is printed when that fails.
 #include "json_support.h"
 

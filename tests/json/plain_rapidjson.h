@@ -1,4 +1,5 @@
-// RapidJSON used plainly, over the library's own document types: what the readers and the writer are compared
+// SPDX-License-Identifier: MIT
+// Plain RapidJSON, over the library's own document types: what the readers and the writer are compared
 // with.
 #pragma once
 

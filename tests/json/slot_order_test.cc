@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The binary interface: which virtual operation stands in which slot, and where the fields of a node lie. A
 // pointer to a virtual member function holds one more than the offset of its slot.
 #include "json_support.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // RunOnStack: runs a function on a thread with a stack of a given size, so that a test decides how deep a
 // recursion may go.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The parser behind Json::Parse: which of its two readers reads a text, what the tree looks like to the bit,
 // and where an error is.
 #include "text_parser.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The eight types of the operation families, each with its member of every family.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Values as bytes, and the texts of values, beside RapidJSON's own.
 #include "value_layout.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The compact text of a value.
 #include "json_support.h"
 

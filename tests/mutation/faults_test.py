@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Which faults are tried and in what order, which survivors are accepted, and what the report says."""
 import unittest
 
@@ -51,22 +52,23 @@ class AcceptedTest(unittest.TestCase):
     def test_matches_by_text_wherever_the_line_is(self):
         entries = accepted.Accepted("# comment\n\n" + self.entry)
         self.assertTrue(entries.accepts(fault(7)) and entries.accepts(fault(8)))
-        self.assertEqual(entries.unused(), [])
+        self.assertEqual(entries.unused({"util/a.cc"}), [])
 
     def test_another_fault_of_the_line_is_not_accepted(self):
         entries = accepted.Accepted(self.entry)
         self.assertFalse(entries.accepts(fault(7, changed="a >= b")))
         self.assertFalse(entries.accepts(fault(7, text="while (a < b) {")))
-        self.assertEqual(len(entries.unused()), 1)
+        self.assertEqual(len(entries.unused({"util/a.cc"})), 1)
+        self.assertEqual(entries.unused({"util/b.cc"}), [])  # a file that nobody looked at
 
     def test_an_entry_needs_its_reason(self):
         for text in (self.entry.replace("equivalent", ""), self.entry.replace("reason: equivalent\n", ""),
-                     self.entry + "line: twice\n", "nothing\n"):
+                     self.entry + "line: twice\n", "nothing\n", self.entry + "\n" + self.entry):
             with self.assertRaises(ValueError):
                 accepted.Accepted(text)
 
     def test_what_is_written_for_a_survivor_is_read_again(self):
-        entries = accepted.Accepted(accepted.entry_of(fault(1)) + "reason: equivalent\n\n" + self.entry)
+        entries = accepted.Accepted(accepted.entry_of(fault(1)) + "reason: equivalent\n")
         self.assertTrue(entries.accepts(fault(1)))
 
     def test_the_file_of_the_repository_can_be_read(self):

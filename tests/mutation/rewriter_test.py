@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The rewriter: which faults a source has, and what they do when they are in force."""
 import os
 import tempfile

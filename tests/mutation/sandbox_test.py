@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """What a fault cannot do: kill or write outside of its run. Each script runs as the test of a fault would."""
 import os
 import subprocess

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The rewritten copies of sources: what does not compile is found and left out, and the rest stays as it was."""
 import os
 import subprocess
@@ -85,6 +86,11 @@ class UnitsTest(unittest.TestCase):
         entry = {"file": "/r/a.cc", "command": "/usr/bin/c++ -DX=1 -I/r -O2 -fno-plt -Werror -o a.o -c /r/a.cc"}
         self.assertEqual(units.arguments_of(entry), ["-DX=1", "-I/r", "-O2", "-w"])
         self.assertEqual(units.output_of(entry), "a.o")
+
+    def test_a_header_that_gcc_precompiled_is_left_out(self):
+        entry = {"file": "/r/a.cc", "arguments": ["c++", "-O2", "-include", "/b/x.dir/cmake_pch.hxx", "-include", "y.h",
+                                                  "-c", "/r/a.cc"]}
+        self.assertEqual(units.arguments_of(entry), ["-O2", "-include", "y.h", "-w"])
 
 
 if __name__ == "__main__":

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Where the tool is, and small sources rewritten by it."""
 import os
 import subprocess

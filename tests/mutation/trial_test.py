@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Tests as ctest lists them, what they reach, and how a fault is tried."""
 import io
 import json

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Failing allocations on demand. A program that links allocation_faults.cc defines malloc, calloc, realloc
 // and operator new itself; they pass everything on except the calls that a living AllocationFaults makes
 // fail. Only calls of the thread that made the object count.

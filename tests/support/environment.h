@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // ScopedVariable: sets an environment variable, or unsets it for a null value, and puts the old value back.
 #pragma once
 

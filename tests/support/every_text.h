@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Every text of an alphabet up to a length, for tests that try a small domain whole.
 //
 //   ForEveryText("a./\\", 7, [](const std::string& text) { ... });

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // ForeignFiles: a folder of files that other programs make and read.
 #pragma once
 

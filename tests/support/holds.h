@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // HOLDS(condition): ends a child process, and with it the test that waits for it, with the number of the line
 // that does not hold.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Bitmaps with something on them, and the way there and back through a codec.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Checks in the environment of another locale. The local codeset is read once a process, so each check runs
 // in a child that sets its environment first.
 //

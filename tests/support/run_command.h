@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Runs the tovkit command as a person would, and gives what it said.
 #pragma once
 

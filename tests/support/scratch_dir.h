@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // ScratchDir: an empty directory of the test's own, removed with all it holds at the end.
 //
 //   const ScratchDir scratch;

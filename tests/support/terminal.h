@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The two ends of a terminal of the test's own.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Sanitizers make threads and processes many times dearer: storms are smaller there.
 #pragma once
 

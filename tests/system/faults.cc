@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "faults.h"
 
 #include <dlfcn.h>
@@ -27,6 +28,7 @@ std::atomic<void*> countedBlocks[100];
 std::vector<TimedJoin> timedJoins;
 int joinsToTimeOut = 0;
 std::atomic<int> broadcasts{0};
+std::atomic<sem_t*> destroyedSemaphore{nullptr};
 std::atomic<int> execvResult{0};
 timeval fixedTime{};
 timespec lastDeadline{};
@@ -168,6 +170,12 @@ int sem_timedwait(sem_t* semaphore, const timespec* deadline) {
   static const auto next = faults::Next<decltype(&sem_timedwait)>("sem_timedwait");
   faults::lastDeadline = *deadline;
   return faults::semTimedwait.Strikes() ? -1 : next(semaphore, deadline);
+}
+
+int sem_destroy(sem_t* semaphore) noexcept {
+  static const auto next = faults::Next<int (*)(sem_t*)>("sem_destroy");
+  faults::destroyedSemaphore = semaphore;
+  return next(semaphore);
 }
 
 int sem_post(sem_t* semaphore) noexcept {

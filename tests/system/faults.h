@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // System calls that fail on demand: the test program defines the functions itself and passes them on.
 //
 //   faults::fork.Fail(EAGAIN);
@@ -5,6 +6,7 @@
 //   faults::Reset();
 #pragma once
 
+#include <semaphore.h>
 #include <sys/time.h>
 
 #include <atomic>
@@ -70,6 +72,9 @@ extern std::atomic<int32_t*> flagBeforeCondWait;
 
 // Called once, by the next pthread_create, between the birth of the thread and its return.
 extern std::function<void()> afterThreadCreate;
+// The semaphore that was destroyed last.
+extern std::atomic<sem_t*> destroyedSemaphore;
+
 // Called once, by the next sem_post, before it posts.
 extern std::function<void()> beforeSemPost;
 

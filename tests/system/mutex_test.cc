@@ -1,5 +1,8 @@
+// SPDX-License-Identifier: MIT
 #include <gtest/gtest.h>
+#include <sys/syscall.h>
 #include <tovkit/system.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
@@ -8,6 +11,7 @@
 #include <cstring>
 #include <ctime>
 #include <deque>
+#include <fstream>
 #include <memory>
 #include <string>
 #include <thread>
@@ -17,27 +21,19 @@
 #include "build_kind.h"
 #include "faults.h"
 #include "mutex_state.h"
-#include "private_access.h"
 #include "shared_field.h"
-
-struct BaseState {
-  friend auto Get(BaseState);
-};
-template struct Expose<BaseState, &tovkit::Mutex::state>;
-struct WatchState {
-  friend auto Get(WatchState);
-};
-template struct Expose<WatchState, &tovkit::WatchedMutex::watchState>;
+#include "test_access.h"
 
 namespace {
 
 using tovkit::Mutex;
 using tovkit::MutexLocker;
 using tovkit::MutexState;
+using tovkit::TestAccess;
 using tovkit::WatchedMutex;
 
-MutexState& StateOf(Mutex& mutex) { return *(mutex.*Get(BaseState{})); }
-MutexState& WatchStateOf(WatchedMutex& mutex) { return *(mutex.*Get(WatchState{})); }
+MutexState& StateOf(Mutex& mutex) { return *(mutex.*TestAccess::baseState); }
+MutexState& WatchStateOf(WatchedMutex& mutex) { return *(mutex.*TestAccess::watchState); }
 
 bool IsLocked(WatchedMutex& mutex) { return tovkit::LoadShared(WatchStateOf(mutex).locked); }
 
@@ -119,6 +115,38 @@ TEST(MutexTest, ExcludesOthers) {
   ExpectExclusion(plain);
   WatchedMutex watched("exclusion", 1000);
   ExpectExclusion(watched);
+}
+
+// The state of a thread as the kernel has it, 'S' for one that waits.
+char StateOfThread(pid_t id) {
+  std::ifstream in("/proc/self/task/" + std::to_string(id) + "/stat");
+  std::string line;
+  std::getline(in, line);
+  const std::size_t behindName = line.rfind(')');
+  return behindName == std::string::npos ? '?' : line[behindName + 2];
+}
+
+TEST(MutexTest, AThreadThatLocksTwiceWaitsForAnotherToUnlock) {
+#ifdef __SANITIZE_THREAD__
+  GTEST_SKIP() << "ThreadSanitizer ends a program that does so";
+#endif
+  Mutex mutex;
+  std::atomic<pid_t> waiting{0};
+  std::atomic<bool> through{false};
+  std::thread twice([&] {
+    mutex.lock();
+    waiting = static_cast<pid_t>(syscall(SYS_gettid));
+    mutex.lock();
+    through = true;
+    mutex.unlock();
+  });
+  while (waiting == 0) std::this_thread::yield();
+  // There is nothing that it could wait for but the mutex.
+  while (StateOfThread(waiting) != 'S') std::this_thread::yield();
+  EXPECT_FALSE(through);
+  mutex.unlock();
+  twice.join();
+  EXPECT_TRUE(through);
 }
 
 TEST(MutexTest, TheGuardUsesTheVirtualCalls) {

@@ -1,6 +1,7 @@
+// SPDX-License-Identifier: MIT
 // The table of the monitor: settings, refreshing, the loop.
 #include "monitor_support.h"
-#include "private_access.h"
+#include "test_access.h"
 
 #include <tovkit/system.h>
 
@@ -15,13 +16,9 @@
 #include <string>
 #include <thread>
 
-struct MonitorRecords {
-  friend auto Get(MonitorRecords);
-};
-template struct Expose<MonitorRecords, &tovkit::ProcessMonitor::records>;
-
 using tovkit::PROC_INFO_DATA;
 using tovkit::ProcessMonitor;
+using tovkit::TestAccess;
 
 namespace {
 
@@ -144,7 +141,7 @@ TEST(ProcessMonitorRefresh, SearchesForNumberAndNameTogether) {
   proc.Entry("12x");  // read through /proc/12 as well
   proc.Put(12, "one", 100);
   ProcessMonitor monitor;
-  std::deque<PROC_INFO_DATA>& table = monitor.*Get(MonitorRecords{});
+  std::deque<PROC_INFO_DATA>& table = monitor.*TestAccess::monitorRecords;
   ASSERT_EQ(table.size(), 2u);
   std::strcpy(table[0].name, "other");
   table[1].interval = 7;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What a child finds: its output, its working directory, its open descriptors.
 #include "environment.h"
 #include "holds.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What one scan of the processes finds, and reading a status file.
 #include "monitor_support.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Starts beside threads that keep the C library's locks busy. The program defines no system calls itself:
 // what runs between fork and exec is the library alone.
 #include <dlfcn.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the tests of Process share.
 #pragma once
 

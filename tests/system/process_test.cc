@@ -1,7 +1,8 @@
+// SPDX-License-Identifier: MIT
 // Starting a process: its fields, what is refused, what the child gets, what fails.
 #include "build_kind.h"
-#include "private_access.h"
 #include "process_support.h"
+#include "test_access.h"
 
 #include <tovkit/system.h>
 
@@ -19,20 +20,16 @@
 #include <type_traits>
 #include <vector>
 
-struct ProcessFields {
-  friend auto Get(ProcessFields);
-};
-template struct Expose<ProcessFields, &tovkit::Process::fields>;
-
 namespace {
 
 using tovkit::Process;
+using tovkit::TestAccess;
 
 template <typename Class, typename Member>
 Member MemberType(Member Class::*);
-using Fields = decltype(MemberType(Get(ProcessFields{})));
+using Fields = decltype(MemberType(TestAccess::processFields));
 
-Fields& FieldsOf(Process& process) { return process.*Get(ProcessFields{}); }
+Fields& FieldsOf(Process& process) { return process.*TestAccess::processFields; }
 
 TEST_F(ProcessTest, FieldsStandInTheirFixedOrder) {
   struct Expected {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Waiting for a child and ending it.
 #include <tovkit/system.h>
 #include "build_kind.h"

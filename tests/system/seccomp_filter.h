@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A kernel without close_range, or one that forbids it: the calling process's for the rest of its life.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // System calls of the monitor and of shared memory, scripted: the test program defines the symbols, so the
 // library calls these. Without a script each passes the call on.
 #pragma once

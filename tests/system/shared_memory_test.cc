@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "service_faults.h"
 
 #include <tovkit/system.h>

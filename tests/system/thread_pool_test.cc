@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <gtest/gtest.h>
 #include <tovkit/system.h>
 #include <unistd.h>
@@ -5,87 +6,17 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
-#include <csignal>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 #include <ctime>
-#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "build_kind.h"
-#include "faults.h"
-#include "pool_task.h"
-#include "private_access.h"
-
-#define EXPOSE_POOL(Tag, member) \
-  struct Tag {                   \
-    friend auto Get(Tag);        \
-  };                             \
-  template struct Expose<Tag, &tovkit::ThreadPool::member>
-EXPOSE_POOL(PoolLock, lock);
-EXPOSE_POOL(PoolCondition, workAvailable);
-EXPOSE_POOL(PoolThreadIds, threadIds);
-EXPOSE_POOL(PoolQueueHead, queueHead);
-EXPOSE_POOL(PoolShutdown, shutdown);
-EXPOSE_POOL(PoolThreadCount, threadCount);
-EXPOSE_POOL(PoolQueueSize, queueSize);
+#include "thread_pool_support.h"
 
 namespace {
-
-using tovkit::PoolTask;
-using tovkit::Runnable;
-using tovkit::ThreadPool;
-
-constexpr char kWorkLine[] = "----------------------thread start working\n";
-
-int QueueSize(ThreadPool& pool) {
-  pthread_mutex_lock(&(pool.*Get(PoolLock{})));
-  const int size = pool.*Get(PoolQueueSize{});
-  pthread_mutex_unlock(&(pool.*Get(PoolLock{})));
-  return size;
-}
-
-void WaitUntil(const auto& condition) {
-  while (!condition()) std::this_thread::sleep_for(std::chrono::microseconds(200));
-}
-
-void* CountOne(void* counter) {
-  ++*static_cast<std::atomic<int>*>(counter);
-  return nullptr;
-}
-
-// Holds the workers that take it until it is opened.
-class Gate : public Runnable {
- public:
-  int run() override {
-    ++waiting;
-    while (!open) usleep(200);
-    return 0;
-  }
-  std::atomic<int> waiting{0};
-  std::atomic<bool> open{false};
-};
-
-// Every worker line goes to a captured stream, so that the report stays readable.
-class ThreadPoolTest : public testing::Test {
- protected:
-  void SetUp() override {
-    faults::Reset();
-    testing::internal::CaptureStdout();
-  }
-  void TearDown() override {
-    faults::Reset();
-    if (!taken) testing::internal::GetCapturedStdout();
-  }
-  std::string Output() {
-    taken = true;
-    return testing::internal::GetCapturedStdout();
-  }
-  bool taken = false;
-};
 
 TEST_F(ThreadPoolTest, FieldsStandInTheirFixedOrder) {
   struct Expected {
@@ -100,13 +31,13 @@ TEST_F(ThreadPoolTest, FieldsStandInTheirFixedOrder) {
   const auto at = [&pool](const auto& field) {
     return static_cast<size_t>(reinterpret_cast<const char*>(&field) - reinterpret_cast<const char*>(&pool));
   };
-  EXPECT_EQ(at(pool.*Get(PoolLock{})), offsetof(Expected, lock));
-  EXPECT_EQ(at(pool.*Get(PoolCondition{})), offsetof(Expected, workAvailable));
-  EXPECT_EQ(at(pool.*Get(PoolThreadIds{})), offsetof(Expected, threadIds));
-  EXPECT_EQ(at(pool.*Get(PoolQueueHead{})), offsetof(Expected, queueHead));
-  EXPECT_EQ(at(pool.*Get(PoolShutdown{})), offsetof(Expected, shutdown));
-  EXPECT_EQ(at(pool.*Get(PoolThreadCount{})), offsetof(Expected, threadCount));
-  EXPECT_EQ(at(pool.*Get(PoolQueueSize{})), offsetof(Expected, queueSize));
+  EXPECT_EQ(at(pool.*TestAccess::poolLock), offsetof(Expected, lock));
+  EXPECT_EQ(at(pool.*TestAccess::poolCondition), offsetof(Expected, workAvailable));
+  EXPECT_EQ(at(pool.*TestAccess::poolThreadIds), offsetof(Expected, threadIds));
+  EXPECT_EQ(at(pool.*TestAccess::poolQueueHead), offsetof(Expected, queueHead));
+  EXPECT_EQ(at(pool.*TestAccess::poolShutdown), offsetof(Expected, shutdown));
+  EXPECT_EQ(at(pool.*TestAccess::poolThreadCount), offsetof(Expected, threadCount));
+  EXPECT_EQ(at(pool.*TestAccess::poolQueueSize), offsetof(Expected, queueSize));
   static_assert(offsetof(PoolTask, function) == 0 && offsetof(PoolTask, argument) == 8 &&
                 offsetof(PoolTask, runnable) == 16 && offsetof(PoolTask, kind) == 24 &&
                 offsetof(PoolTask, next) == 32 && sizeof(PoolTask) == 40);
@@ -114,11 +45,11 @@ TEST_F(ThreadPoolTest, FieldsStandInTheirFixedOrder) {
 
 TEST_F(ThreadPoolTest, FreshPoolIsEmpty) {
   ThreadPool pool;
-  EXPECT_EQ(pool.*Get(PoolThreadIds{}), nullptr);
-  EXPECT_EQ(pool.*Get(PoolQueueHead{}), nullptr);
-  EXPECT_EQ(pool.*Get(PoolShutdown{}), 0);
-  EXPECT_EQ(pool.*Get(PoolThreadCount{}), 0);
-  EXPECT_EQ(pool.*Get(PoolQueueSize{}), 0);
+  EXPECT_EQ(pool.*TestAccess::poolThreadIds, nullptr);
+  EXPECT_EQ(pool.*TestAccess::poolQueueHead, nullptr);
+  EXPECT_EQ(pool.*TestAccess::poolShutdown, 0);
+  EXPECT_EQ(pool.*TestAccess::poolThreadCount, 0);
+  EXPECT_EQ(pool.*TestAccess::poolQueueSize, 0);
 }
 
 TEST_F(ThreadPoolTest, APoolThatWasNeverStartedIsDestroyedOnce) {
@@ -141,7 +72,7 @@ TEST_F(ThreadPoolTest, APoolHasAtLeastTenWorkers) {
     ThreadPool pool;
     EXPECT_EQ(pool.init(asked), 0);
     EXPECT_EQ(faults::pthreadCreate.calls(), workers) << asked;
-    EXPECT_EQ(pool.*Get(PoolThreadCount{}), workers) << asked;
+    EXPECT_EQ(pool.*TestAccess::poolThreadCount, workers) << asked;
     Gate gate;
     for (int i = 0; i <= workers; ++i) pool.addTask(&gate);
     WaitUntil([&] { return gate.waiting == workers; });
@@ -224,7 +155,7 @@ TEST_F(ThreadPoolTest, ItemsStillQueuedAreFreedUnrun) {
   for (int i = 0; i < 50; ++i) pool.addTask(CountOne, &calls);
   pool.addTask(&untouched);
   std::thread opener([&] {
-    WaitUntil([&] { return std::atomic_ref<int32_t>(pool.*Get(PoolShutdown{})).load() != 0; });
+    WaitUntil([&] { return std::atomic_ref<int32_t>(pool.*TestAccess::poolShutdown).load() != 0; });
     EXPECT_EQ(pool.addTask(CountOne, &calls), 0) << "shutting down, but not yet shut down";
     gate.open = true;
   });
@@ -246,15 +177,15 @@ TEST_F(ThreadPoolTest, APoolThatStartsAgainHasNothingOfTheQueueBefore) {
     WaitUntil([&] { return gate.waiting == (whole ? 10 : 0); });
     for (int i = 0; i < 5; ++i) EXPECT_EQ(pool.addTask(CountOne, &before), 0);
     std::thread opener([&] {
-      WaitUntil([&] { return std::atomic_ref<int32_t>(pool.*Get(PoolShutdown{})).load() != 0; });
+      WaitUntil([&] { return std::atomic_ref<int32_t>(pool.*TestAccess::poolShutdown).load() != 0; });
       gate.open = true;
     });
     EXPECT_EQ(pool.destroy(), 0);
     opener.join();
-    EXPECT_EQ(pool.*Get(PoolQueueHead{}), nullptr);
-    EXPECT_EQ(pool.*Get(PoolQueueSize{}), 0);
-    EXPECT_EQ(pool.*Get(PoolThreadCount{}), 0);
-    EXPECT_EQ(pool.*Get(PoolThreadIds{}), nullptr);
+    EXPECT_EQ(pool.*TestAccess::poolQueueHead, nullptr);
+    EXPECT_EQ(pool.*TestAccess::poolQueueSize, 0);
+    EXPECT_EQ(pool.*TestAccess::poolThreadCount, 0);
+    EXPECT_EQ(pool.*TestAccess::poolThreadIds, nullptr);
 
     ASSERT_EQ(pool.init(10), 0);
     EXPECT_EQ(QueueSize(pool), 0);
@@ -282,7 +213,7 @@ TEST_F(ThreadPoolTest, NoTaskStaysInMemory) {
   for (int i = 0; i < 50; ++i) pool.addTask(CountOne, &calls);
   EXPECT_EQ(faults::BlocksInUse(), 60);
   std::thread opener([&] {
-    WaitUntil([&] { return std::atomic_ref<int32_t>(pool.*Get(PoolShutdown{})).load() != 0; });
+    WaitUntil([&] { return std::atomic_ref<int32_t>(pool.*TestAccess::poolShutdown).load() != 0; });
     gate.open = true;
   });
   EXPECT_EQ(pool.destroy(), 0);
@@ -382,7 +313,7 @@ TEST_F(ThreadPoolTest, TheFirstWorkerCannotBeCreated) {
   ThreadPool pool;
   faults::pthreadCreate.Fail(EAGAIN);
   EXPECT_EQ(pool.init(10), -1);
-  EXPECT_EQ(pool.*Get(PoolThreadCount{}), 0);
+  EXPECT_EQ(pool.*TestAccess::poolThreadCount, 0);
   EXPECT_EQ(pool.addTask(CountOne, &calls), 0) << "queued, with nobody to run it";
   EXPECT_EQ(pool.init(10), -1) << "destroy it first";
   EXPECT_EQ(pool.destroy(), 0);
@@ -397,7 +328,7 @@ TEST_F(ThreadPoolTest, WorkersBeforeOneThatCannotBeCreatedKeepRunning) {
   faults::pthreadCreate.Fail(EAGAIN, 1, 4);
   EXPECT_EQ(pool->init(10), -1);
   EXPECT_EQ(faults::pthreadCreate.calls(), 5);
-  EXPECT_EQ((*pool).*Get(PoolThreadCount{}), 0) << "the remaining fields are not set";
+  EXPECT_EQ((*pool).*TestAccess::poolThreadCount, 0) << "the remaining fields are not set";
   Gate gate;
   for (int i = 0; i < 5; ++i) EXPECT_EQ(pool->addTask(&gate), 0);
   WaitUntil([&] { return gate.waiting == 4; });
@@ -435,111 +366,6 @@ TEST_F(ThreadPoolTest, TasksMayAddTasks) {
   chain.pool.addTask(Chain::Step, &chain);
   WaitUntil([&] { return chain.left == 0; });
   EXPECT_EQ(chain.pool.destroy(), 0);
-}
-
-void IgnoreSignal(int) {}
-
-// Interrupts the whole process every now and then while it lives.
-class SignalStorm {
- public:
-  SignalStorm() {
-    struct sigaction action {};
-    action.sa_handler = IgnoreSignal;  // and no SA_RESTART
-    sigaction(SIGUSR1, &action, &before_);
-    sender_ = std::thread([this] {
-      sigset_t mine;
-      sigemptyset(&mine);
-      sigaddset(&mine, SIGUSR1);
-      pthread_sigmask(SIG_BLOCK, &mine, nullptr);
-      while (!stop_) {
-        kill(getpid(), SIGUSR1);
-        std::this_thread::sleep_for(std::chrono::microseconds(300));
-      }
-    });
-  }
-  ~SignalStorm() {
-    stop_ = true;
-    sender_.join();
-    sigaction(SIGUSR1, &before_, nullptr);
-  }
-
- private:
-  std::atomic<bool> stop_{false};
-  struct sigaction before_ {};
-  std::thread sender_;
-};
-
-// 8 threads add 10,000 tasks, `destroyAfter` of which are added before destroy is called.
-void Storm(int destroyAfter) {
-  constexpr int kTasks = 10000;
-  constexpr int kAdders = 8;
-  std::vector<std::atomic<int>> runs(kTasks);
-  std::vector<int> results(kTasks, 1);
-  std::atomic<int> added{0};
-  ThreadPool pool;
-  ASSERT_EQ(pool.init(10), 0);
-  std::vector<std::thread> adders;
-  for (int a = 0; a < kAdders; ++a) {
-    adders.emplace_back([&, a] {
-      for (int i = a; i < kTasks; i += kAdders) {
-        results[static_cast<size_t>(i)] = pool.addTask(CountOne, &runs[static_cast<size_t>(i)]);
-        ++added;
-      }
-    });
-  }
-  WaitUntil([&] { return added >= destroyAfter; });
-  EXPECT_EQ(pool.destroy(), 0);
-  std::vector<int> runsAtEnd;
-  for (const auto& count : runs) runsAtEnd.push_back(count);
-  for (std::thread& adder : adders) adder.join();
-  EXPECT_EQ(QueueSize(pool), 0);
-  for (int i = 0; i < kTasks; ++i) {
-    const auto at = static_cast<size_t>(i);
-    ASSERT_TRUE(results[at] == 0 || results[at] == -1);
-    ASSERT_LE(runs[at], results[at] == 0 ? 1 : 0) << "task " << i;
-    ASSERT_EQ(runs[at], runsAtEnd[at]) << "task " << i << " ran after destroy";
-  }
-}
-
-TEST_F(ThreadPoolTest, DestroyInTheMiddleOfAStormLosesNothing) {
-  for (const int destroyAfter : {0, 1, 100, 5000, 9999, 10000}) Storm(destroyAfter);
-}
-
-TEST_F(ThreadPoolTest, SignalsThroughoutAStormHarmNothing) {
-  const SignalStorm signals;
-  for (const int destroyAfter : {10, 5000, 10000}) Storm(destroyAfter);
-}
-
-TEST_F(ThreadPoolTest, AWorkerThatMissesTheFirstBroadcastIsWokenByAnother) {
-  ThreadPool pool;
-  // The first worker tests `shutdown`, and waits only after destroy has set it and told everybody.
-  faults::flagBeforeCondWait = &(pool.*Get(PoolShutdown{}));
-  ASSERT_EQ(pool.init(10), 0);
-  WaitUntil([] { return faults::flagBeforeCondWait == nullptr; });
-  EXPECT_EQ(pool.destroy(), 0);
-}
-
-// A worker that has just seen `shutdown` clear misses destroy's first broadcast now and then.
-TEST_F(ThreadPoolTest, DestroyAlwaysEndsUnderLoad) {
-  constexpr int kRounds = kSanitized ? 1000 : 20000;
-  std::atomic<bool> stop{false};
-  std::atomic<int> spin{0};
-  std::thread load([&] {
-    while (!stop) {
-      for (int i = 0; i < 50000; ++i) spin.fetch_add(1, std::memory_order_relaxed);
-      std::this_thread::yield();
-    }
-  });
-  std::atomic<int> calls{0};
-  for (int round = 0; round < kRounds; ++round) {
-    ThreadPool pool;
-    ASSERT_EQ(pool.init(10), 0);
-    if (round % 3 == 0) pool.addTask(CountOne, &calls);
-    if (round % 7 == 0) std::this_thread::yield();
-    ASSERT_EQ(pool.destroy(), 0);
-  }
-  stop = true;
-  load.join();
 }
 
 }  // namespace

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <gtest/gtest.h>
 #include <tovkit/system.h>
 #include <unistd.h>
@@ -11,26 +12,17 @@
 #include <type_traits>
 
 #include "faults.h"
-#include "private_access.h"
-
-struct ThreadFields {
-  friend auto Get(ThreadFields);
-};
-template struct Expose<ThreadFields, &tovkit::Thread::fields>;
-
-struct RunnableFinished {
-  friend auto Get(RunnableFinished);
-};
-template struct Expose<RunnableFinished, &tovkit::Runnable::finished>;
+#include "test_access.h"
 
 namespace {
 
 using tovkit::Runnable;
+using tovkit::TestAccess;
 using tovkit::Thread;
 
 template <typename Class, typename Member>
 Member MemberType(Member Class::*);
-using Fields = decltype(MemberType(Get(ThreadFields{})));
+using Fields = decltype(MemberType(TestAccess::threadFields));
 
 // Its body ends when the test opens it.
 class Gated : public Thread {
@@ -121,7 +113,7 @@ TEST_F(ThreadTest, ASecondStartWhileTheBodyRunsStartsASecondThread) {
   EXPECT_EQ(faults::pthreadCreate.calls(), 2);
   thread.Open();
   int posts = 0;
-  while (posts != 2) sem_getvalue(&(thread.*Get(ThreadFields{})).doneSignal, &posts);
+  while (posts != 2) sem_getvalue(&(thread.*TestAccess::threadFields).doneSignal, &posts);
   EXPECT_EQ(thread.runs, 2);
 }
 
@@ -180,6 +172,20 @@ TEST_F(ThreadTest, AnInterruptedWaitGoesOnToTheSameDeadline) {
   EXPECT_EQ(faults::semTimedwait.calls(), 4);
 }
 
+TEST_F(ThreadTest, TheSemaphoreEndsWithTheObject) {
+  faults::destroyedSemaphore = nullptr;
+  const sem_t* mine = nullptr;
+  {
+    Gated thread;
+    mine = &(thread.*TestAccess::threadFields).doneSignal;
+    thread.Start();
+    thread.Open();
+    while (thread.isRunning()) std::this_thread::yield();
+    EXPECT_EQ(faults::destroyedSemaphore.load(), nullptr);
+  }
+  EXPECT_EQ(faults::destroyedSemaphore.load(), mine);
+}
+
 TEST_F(ThreadTest, AnotherSemaphoreErrorIsFalse) {
   Gated thread;
   thread.Start();
@@ -213,7 +219,7 @@ TEST_F(ThreadTest, AThreadThatCannotBeCreatedStillCountsAsRunning) {
 TEST_F(ThreadTest, TheSignalIsPostedBeforeTheFlagIsCleared) {
   // Run on this thread.
   Gated thread;
-  (thread.*Get(ThreadFields{})).running = true;
+  (thread.*TestAccess::threadFields).running = true;
   thread.Open();
   int runsAtPost = 0;
   bool runningAtPost = false;
@@ -227,7 +233,7 @@ TEST_F(ThreadTest, TheSignalIsPostedBeforeTheFlagIsCleared) {
   EXPECT_FALSE(thread.isRunning());
   EXPECT_EQ(thread.tid(), pthread_t{0}) << "who runs it does not matter";
   int posts = 0;
-  sem_getvalue(&(thread.*Get(ThreadFields{})).doneSignal, &posts);
+  sem_getvalue(&(thread.*TestAccess::threadFields).doneSignal, &posts);
   EXPECT_EQ(posts, 1);
 }
 
@@ -315,7 +321,7 @@ TEST(RunnableTest, TaskRunsTheBodyAndSaysSo) {
     EXPECT_EQ(page.runs, round);
     EXPECT_FALSE(page.finishedDuringRun);
     EXPECT_TRUE(page.isFinished());
-    EXPECT_TRUE(page.*Get(RunnableFinished{}));
+    EXPECT_TRUE(page.*TestAccess::runnableFinished);
   }
   static_assert(std::is_abstract_v<Runnable> && sizeof(Runnable) == 2 * sizeof(void*));
 }

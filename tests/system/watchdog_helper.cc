@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A process of its own for what touches the watchdog's start and the process's end. The argument names what
 // to do; the exit status is 0 when it went as it should.
 #include <dlfcn.h>
@@ -20,12 +21,7 @@
 #include <utility>
 
 #include "mutex_state.h"
-#include "private_access.h"
-
-struct WatchState {
-  friend auto Get(WatchState);
-};
-template struct Expose<WatchState, &tovkit::WatchedMutex::watchState>;
+#include "test_access.h"
 
 namespace {
 
@@ -53,6 +49,7 @@ void StopWatchdogAt(Place here) {
   standsAt = kNowhere;
 }
 
+using tovkit::TestAccess;
 using tovkit::WatchedMutex;
 
 // A pass may be under way: the next one sees what was done before the call.
@@ -61,7 +58,7 @@ void WaitForTwoPasses() {
   while (sleeps < seen + 2) sched_yield();
 }
 
-tovkit::MutexState& StateOf(WatchedMutex& mutex) { return *(mutex.*Get(WatchState{})); }
+tovkit::MutexState& StateOf(WatchedMutex& mutex) { return *(mutex.*TestAccess::watchState); }
 bool IsLocked(WatchedMutex& mutex) { return tovkit::LoadShared(StateOf(mutex).locked); }
 
 // Never destroyed: they are in the registry to the end.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the watchdog does at its start and at the process's end, in processes of their own.
 #include <gtest/gtest.h>
 #include <sys/wait.h>

@@ -1,4 +1,5 @@
-// Each level of vector instructions that this machine has against the plain loops.
+// SPDX-License-Identifier: MIT
+// Each level of vector instructions that this machine has against the scalar loops.
 #include "base64_kernels.h"
 
 #include <gtest/gtest.h>

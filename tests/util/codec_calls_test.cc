@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Which steps of the codec a conversion takes. The encoders of this program stand before those of the core
 // library, count their calls and pass them on.
 #include <tovkit/util.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the kernel leaves to CopyFile when it moves bytes by itself: this program's sendfile stands before
 // that of the C library and moves as much as a test scripts.
 #include <tovkit/util.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Texts of 2 GiB and more, whose results a core string cannot hold. They take next to no memory: one block,
 // mapped over and over.
 #include <gtest/gtest.h>

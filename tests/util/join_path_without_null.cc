@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Compiled by a test, which expects the compiler to warn.
 #include <tovkit/util.h>
 

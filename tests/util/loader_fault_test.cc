@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the loader may answer and seldom does: this program's dlopen, dlclose and dlerror stand before those
 // of the C library, answer as a test scripts them and pass everything else on.
 #include <tovkit/util.h>

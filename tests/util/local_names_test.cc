@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The file functions where the local encoding is not UTF-8: paths are given in UTF-8, and the names on disk
 // are the local bytes.
 #include <tovkit/util.h>

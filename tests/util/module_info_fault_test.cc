@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the system may answer and seldom does: this program puts its own readlink and dl_iterate_phdr before
 // those of the C library, which answer as a test scripts them and pass everything else on.
 #include <tovkit/util.h>

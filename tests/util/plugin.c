@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /* The plug-in that the tests load. MissingAtRunTime is defined nowhere: only lazy binding opens this library. */
 extern int MissingAtRunTime(void);
 

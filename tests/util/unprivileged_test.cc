@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The file functions for a user who may not do everything. Tests often run as root, so a child becomes
 // nobody.
 #include <tovkit/util.h>

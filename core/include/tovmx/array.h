@@ -1,9 +1,10 @@
+// SPDX-License-Identifier: MIT
 /// \file
 /// CoreArray: a growable array with its own recursive mutex and fixed growth steps.
 ///
 /// Every operation takes the array's mutex; Lock() holds it over several. With growth step 0 the array grows
 /// by 4 elements below 32, by size / 8 below 8,200 and by 1,024 beyond; another step is used as it is. The
-/// steps are a contract: memory stays close to the size, and appending n elements one at a time costs n /
+/// steps never change: memory stays close to the size, and appending n elements one at a time costs n /
 /// 1,024 reallocations. Add and SetSize answer false when memory for the array is short and leave it as it
 /// was; what an element's own constructor throws goes on to the caller. A copy that finds no memory throws
 /// std::bad_alloc.

@@ -1,8 +1,9 @@
+// SPDX-License-Identifier: MIT
 /// \file
 /// Image codecs: encoders, decoders and the registry that hands them out.
 ///
 /// Formats are told apart by content, never by name. No codec prints, throws for bad input or ends the
-/// process: what cannot be done gives 0 or null.
+/// process: what cannot be done returns 0 or null.
 ///
 /// Thread-safety: the registry and its factory may be used from any thread. An encoder or decoder belongs to
 /// one thread at a time.
@@ -49,7 +50,7 @@ TOVMX_API const char* CoreImageFormatName(CoreImageFormat format);
 struct CoreImageInfo {
   int width = 0;             ///< of the first frame, in pixels
   int height = 0;            ///< likewise
-  int bitsPerPixel = 0;      ///< of the bitmap that GetBitmap gives: 1, 4, 8, 24 or 32
+  int bitsPerPixel = 0;      ///< of the bitmap that GetBitmap returns: 1, 4, 8, 24 or 32
   int fileBitsPerPixel = 0;  ///< as the file stores them: 48 for 16-bit RGB
   int paletteSize = 0;       ///< 0 without a palette
   int frameCount = 0;        ///< pages of a TIFF, frames of an animation
@@ -159,7 +160,7 @@ class TOVMX_API CoreCodecRegistry {
   std::atomic<std::uint64_t> pixelLimit_{std::uint64_t{1} << 30};
 };
 
-/// Why a decoder gave nothing.
+/// Why a decoder failed.
 enum CoreDecodeFailure : std::uint32_t {
   kCoreDecodeNoFailure = 0,      ///< it did not fail
   kCoreDecodeNotThisFormat = 1,  ///< the content is of another format, or of none
@@ -193,3 +194,50 @@ TOVMX_API const char* CoreGetUnsupportedFeature(const CoreImageDecoder* decoder)
 /// A failure in words: "no failure", "not this format", "broken", "unsupported", "over the limit", "not
 /// there"; "unknown" for any other value. A static text.
 TOVMX_API const char* CoreDecodeFailureName(CoreDecodeFailure failure) noexcept;
+
+/// A TIFF of any number of pages, each compressed as it comes.
+///
+/// \code{.cc}
+/// CoreTiffPages pages;
+/// CoreDib page;
+/// CoreMemoryOutputStream out;
+/// for (int number = 1; number <= 3; ++number) {
+///   if (!page.Create(100 * number, 100, 8) || !pages.Add(&page)) std::puts("no memory");
+/// }
+/// if (!pages.Write(&out)) std::puts("no file");
+/// \endcode
+class TOVMX_API CoreTiffPages final {
+ public:
+  /// No page yet. `pixelBytes` is about how many bytes of pixels all the pages will have: where they may
+  /// not fit the 4 GiB of a plain TIFF, the file becomes a BigTIFF.
+  explicit CoreTiffPages(std::uint64_t pixelBytes = 0);
+  ~CoreTiffPages();
+  CoreTiffPages(const CoreTiffPages&) = delete;
+  CoreTiffPages& operator=(const CoreTiffPages&) = delete;
+
+  /// Adds a page as the TIFF encoder writes it; the bitmap stays as it is. False for a null bitmap and one
+  /// without pixels, and nothing is added; false also when memory or the file's 4 GiB are short, and then
+  /// nothing can be added or written any more.
+  bool Add(const CoreDib* bitmap);
+
+  /// Writes the file. True when the stream took all of it; nothing can be added or written afterwards. False
+  /// without any page, for a null stream and after a failure.
+  bool Write(CoreOutputStream* stream);
+
+ private:
+  struct State;
+  std::unique_ptr<State> state_;
+};
+
+/// The orientation mark of a picture at the stream's position, which is left there: how its rows lie when
+/// it is looked at, as EXIF and TIFF count.
+///
+///     1  as stored                      5  mirrored at the diagonal through the first pixel
+///     2  mirrored left to right         6  turned, by 90 degrees clockwise to be upright
+///     3  turned by 180 degrees          7  mirrored at the other diagonal
+///     4  mirrored top to bottom         8  turned, by 90 degrees counterclockwise to be upright
+///
+/// `frame` counts from 0 and chooses the page of a TIFF; the other formats have one mark for all. 1 also
+/// without a mark, for one that is broken or outside 1 to 8, for a format that has none, a frame that is not
+/// there and a null stream.
+TOVMX_API int CoreReadOrientation(CoreInputStream* stream, int frame);

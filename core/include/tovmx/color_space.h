@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /// \file
 /// CoreColorSpace: which components a packed color holds.
 ///

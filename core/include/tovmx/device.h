@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /// \file
 /// CoreDevice: what text is drawn onto, and the devices of this core: a bitmap, a PDF page, an SVG page.
 ///
@@ -51,7 +52,7 @@ class TOVMX_API CoreDevice {
   /// False, and nothing drawn, for null characters, more than 262,144 of them, a matrix with a number that is
   /// not finite, a size that is not finite or not above 0, fonts from a source that has none, and a device
   /// that has failed. Text that lies outside the page, or whose em is below 1/64 or above 100,000 pixels,
-  /// leaves no ink and gives true.
+  /// leaves no ink and returns true.
   virtual bool DrawText(const wchar_t* characters, int count, const CoreFontLoader& fonts,
                         const CoreMatrix& matrix, std::uint32_t argb, float pixelSize) = 0;
 
@@ -168,7 +169,7 @@ class TOVMX_API CoreDocumentDevice : public CorePageDevice {
   static constexpr float kMaxSide = 19200.0f;
 
   /// Writes the document. True when the stream took all of it. Nothing can be drawn afterwards, and a second
-  /// call gives false. Until then the stream is left alone, so a device that is destroyed without it writes
+  /// call returns false. Until then the stream is left alone, so a device that is destroyed without it writes
   /// nothing.
   bool Finish();
 
@@ -190,4 +191,27 @@ class TOVMX_API CoreSvgDevice final : public CoreDocumentDevice {
  public:
   /// As CorePdfDevice.
   CoreSvgDevice(CoreOutputStream* stream, float width, float height);
+};
+
+/// A PDF of any number of pages, which share their fonts and emoji. In all else as CorePdfDevice.
+///
+/// \code{.cc}
+/// CoreMemoryOutputStream out;
+/// CorePdfPagesDevice pages(&out, 595, 842);
+/// CoreFontLoader fonts(nullptr);
+/// CoreMatrix place;
+/// place.Translate(50, 100);
+/// pages.DrawText(L"first", 5, fonts, place, 0xFF000000, 32);
+/// if (pages.NextPage(842, 595)) pages.DrawText(L"second, on its side", 19, fonts, place, 0xFF000000, 32);
+/// if (!pages.Finish()) std::puts("no document");
+/// \endcode
+class TOVMX_API CorePdfPagesDevice final : public CoreDocumentDevice {
+ public:
+  /// The first page; as CorePdfDevice.
+  CorePdfPagesDevice(CoreOutputStream* stream, float width, float height);
+
+  /// Ends the present page and starts an empty one, of a size of its own in device units. False for a side
+  /// that is not above 0 or beyond kMaxSide, and the present page goes on; false also when the device has
+  /// failed or finished.
+  bool NextPage(float width, float height);
 };

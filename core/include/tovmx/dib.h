@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /// \file
 /// CoreDib: a bitmap of 1, 4, 8, 24 or 32 bits per pixel.
 ///
@@ -82,7 +83,7 @@ class TOVMX_API CoreDib {
   int GetPaletteSize() const noexcept { return static_cast<int>(palette_.size()); }
 
   /// A palette color: red in bits 0-7, green in 8-15, blue in 16-23, the rest 0. An index outside the
-  /// palette gives 0.
+  /// palette is 0.
   std::uint32_t GetPaletteEntry(int index) const noexcept;
 
   /// The alpha of a palette color, 255 unless SetPaletteAlpha said otherwise or for an index outside.
@@ -138,3 +139,26 @@ class TOVMX_API CoreDib {
   std::vector<std::uint32_t> palette_;      // 0x00BBGGRR
   std::vector<std::uint8_t> paletteAlpha_;  // as long as the palette, or empty while all are opaque
 };
+
+/// How CoreResample makes new pixels of old ones.
+enum CoreFilter : std::uint32_t {
+  kCoreFilterNearest = 0,   ///< the old pixel beneath the new one's center; makes no new colors
+  kCoreFilterTriangle = 1,  ///< linear interpolation; soft
+  kCoreFilterCubic = 2,     ///< Catmull and Rom's cubic spline; sharper
+  kCoreFilterLanczos = 3,   ///< a windowed sinc of three lobes; the sharpest, with faint rings beside edges
+};
+
+/// Makes `to` a copy of `from` with that many pixels: gray of 8 bits, 32 bits where there is alpha, or else
+/// 24. All filters but the nearest weigh every old pixel that a new one covers, so that a picture may shrink
+/// to any size, and weigh colors by their alpha. The resolution follows the size: the copy is as large on
+/// paper. Both may be the same bitmap.
+///
+/// False, and `to` unchanged, for a bitmap without pixels, a side below 1, an unknown filter, and when memory
+/// is short. Memory beside the two bitmaps: some rows of floats, no more than 17 MB or 4 rows.
+///
+/// \code{.cc}
+/// CoreDib picture, thumbnail;
+/// picture.Create(800, 600, 24);
+/// if (!CoreResample(picture, 160, 120, kCoreFilterLanczos, thumbnail)) std::puts("no memory");
+/// \endcode
+TOVMX_API bool CoreResample(const CoreDib& from, int width, int height, CoreFilter filter, CoreDib& to);

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /// \file
 /// What libtovmx.so exports is marked by TOVMX_API; everything else stays inside it.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /// \file
 /// CoreFontLoader: names a font for a device to draw with, and tells what stands in for a font that is
 /// missing.
@@ -89,7 +90,7 @@ class TOVMX_API CoreFontLoader {
 
   /// Adds the faces of a font file (TrueType, OpenType, a collection) to the application's fonts, for every
   /// loader and thread from now on. False, and nothing added, when the file holds no font. Adding a file
-  /// twice does nothing and gives true.
+  /// twice does nothing and returns true.
   static bool RegisterFontFile(const char* path);
 
   /// Forgets every file that RegisterFontFile added.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /// \file
 /// The core's plain geometric records: points, sizes, rectangles, the affine matrix.
 ///

@@ -1,8 +1,9 @@
+// SPDX-License-Identifier: MIT
 /// \file
 /// CorePath: a vector path as a sequence of 12-byte point records.
 ///
 /// Each record is x, y and flags. The first record of an operation carries the operation's flag, the records
-/// that follow it carry 0, and kCorePathClose is added to the last record of a closed figure. An arc is four
+/// that follow it carry 0, and kCorePathClose is added to the last record of a closed subpath. An arc is four
 /// records: (rx, ry), (rotation in radians, large-arc flag), (sweep flag, unused), (x, y); its meaning is
 /// that of the SVG elliptical arc command (SVG 1.1, implementation notes F.6), with the rotation in radians.
 ///
@@ -34,8 +35,8 @@ static_assert(sizeof(CorePathPoint) == 12, "path records are exchanged as 12 byt
 
 /// What a record does.
 enum CorePathFlag : std::uint32_t {
-  kCorePathClose = 0x2,    ///< the figure is closed after this record
-  kCorePathMove = 0x100,   ///< starts a figure here
+  kCorePathClose = 0x2,    ///< the subpath is closed after this record
+  kCorePathMove = 0x100,   ///< starts a subpath here
   kCorePathLine = 0x200,   ///< a line to here
   kCorePathQuad = 0x400,   ///< control point; the end point follows
   kCorePathCubic = 0x800,  ///< first control point; the second and the end point follow
@@ -51,7 +52,7 @@ enum CoreFillMode {
 /// A vector path.
 class TOVMX_API CorePath {
  public:
-  /// Starts a figure at (x, y).
+  /// Starts a subpath at (x, y).
   void MoveTo(float x, float y);
 
   /// A line to (x, y).
@@ -66,7 +67,7 @@ class TOVMX_API CorePath {
   /// An elliptical arc to (x, y). `rotation` is in radians; `largeArc` and `sweep` are set when not 0.
   void ArcTo(float rx, float ry, float rotation, float largeArc, float sweep, float x, float y);
 
-  /// Closes the present figure by marking the last record. Does nothing to an empty path.
+  /// Closes the current subpath by marking the last record. Does nothing to an empty path.
   void Close();
 
   /// Appends a record as it stands.

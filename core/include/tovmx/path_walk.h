@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /// \file
 /// CoreWalkPath: the segments of a path, lines, Bezier curves and arcs, one after the other.
 ///

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /// \file
 /// CoreInputStream and CoreOutputStream: where encoded bytes come from and go to.
 ///
@@ -34,7 +35,7 @@ class TOVMX_API CoreInputStream {
   virtual std::size_t Read(void* to, std::size_t size) = 0;
 
   /// Moves the position, counted in bytes from the start. A position past the end is allowed; reads there
-  /// give nothing. False, and the position unchanged, when the stream cannot do it.
+  /// return nothing. False, and the position unchanged, when the stream cannot do it.
   virtual bool Seek(std::uint64_t position) = 0;
 
   /// The position, counted in bytes from the start.
@@ -132,7 +133,7 @@ class TOVMX_API CoreFileInputStream final : public CoreInputStream {
 };
 
 /// Writes a file from its start, creating it or dropping what it held. Bytes are buffered: only a Close that
-/// gives true promises that the system took them all. A null path is a file that cannot be opened.
+/// returns true promises that the system took them all. A null path is a file that cannot be opened.
 class TOVMX_API CoreFileOutputStream final : public CoreOutputStream {
  public:
   /// Opens the file. `path` is in the local encoding.
@@ -147,7 +148,7 @@ class TOVMX_API CoreFileOutputStream final : public CoreOutputStream {
   bool Write(const void* from, std::size_t size) override;
 
   /// Hands the last bytes to the system and closes the file. True when every Write and this succeeded; errno
-  /// says why not. A second Close gives false.
+  /// says why not. A second Close returns false.
   bool Close();
 
  private:

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /// \file
 /// CoreString and CoreWideString: owning texts of one and of four bytes a character.
 ///
@@ -25,7 +26,7 @@ class TOVMX_API CoreBasicString {
   CoreBasicString() noexcept = default;
 
   /// A copy of `length` characters at `text`; a negative length means up to the terminating NUL. A null
-  /// `text` gives the empty text.
+  /// `text` makes the empty text.
   CoreBasicString(const Char* text,
                   int length = -1);  // NOLINT(google-explicit-constructor): texts convert freely
 
@@ -67,7 +68,7 @@ class TOVMX_API CoreBasicString {
   CoreBasicString Left(int count) const;
 
   /// The characters from position `first` on, counted from 1. A position below 1 counts as 1; one past the
-  /// end gives the empty text.
+  /// end is the empty text.
   CoreBasicString Mid(int first) const;
 
   /// At most `count` characters from position `first` on, counted from 1.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /// \file
 /// CoreStringList: an ordered list of texts, of CoreString or of CoreWideString.
 ///

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /// \file
 /// CoreTextCodec: between bytes (UTF-8 or the local encoding) and wide text.
 ///
@@ -20,7 +21,7 @@
 class TOVMX_API CoreTextCodec {
  public:
   /// @{
-  /// Decodes `length` bytes at `text`; a negative length means up to the terminating NUL. A null text gives
+  /// Decodes `length` bytes at `text`; a negative length means up to the terminating NUL. A null text returns
   /// the empty text.
   static CoreWideString Utf8Decode(const char* text, int length);
   static CoreWideString LocalDecode(const char* text, int length);
@@ -28,8 +29,8 @@ class TOVMX_API CoreTextCodec {
 
   /// @{
   /// Encodes `length` characters at `text`; a negative length means up to the terminating NUL. A null text
-  /// gives the empty text. A character that the encoding lacks (a surrogate outside U+DC80 to U+DCFF, a value
-  /// above U+10FFFF, a letter that the local codeset does not hold) becomes "?".
+  /// returns the empty text. A character that the encoding lacks (a surrogate outside U+DC80 to U+DCFF, a
+  /// value above U+10FFFF, a letter that the local codeset does not hold) becomes "?".
   static CoreString Utf8Encode(const wchar_t* text, int length);
   static CoreString LocalEncode(const wchar_t* text, int length);
   /// @}

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Uses the graphics core without the library above it.
 #include <tovmx/string.h>
 

@@ -1,0 +1,158 @@
+#include "batch.h"
+
+#include "batch_sink.h"
+#include "error.h"
+#include "input_file.h"
+
+#include "jobs/folder.h"
+#include "jobs/id_index.h"
+#include "jobs/output_format.h"
+#include "jobs/results_file.h"
+#include "jobs/selected_source.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <system_error>
+
+namespace cli {
+
+namespace {
+
+constexpr std::size_t kLongestTemplate = 16u << 20;
+
+jobs::StopRequest* stopRequest = nullptr;
+
+// Signals that ask for the end ask the executor for as long as the object lives. Those that the caller had
+// ignored stay ignored.
+class Stopping {
+ public:
+  explicit Stopping(jobs::StopRequest& stop) {
+    stopRequest = &stop;
+    std::signal(SIGPIPE, SIG_IGN);
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+      struct sigaction before {};
+      sigaction(signal, nullptr, &before);
+      if (before.sa_handler != SIG_IGN) std::signal(signal, [](int) { stopRequest->Raise(); });
+    }
+  }
+  ~Stopping() {
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) std::signal(signal, SIG_IGN);
+  }
+  Stopping(const Stopping&) = delete;
+  Stopping& operator=(const Stopping&) = delete;
+};
+
+// The file of jobs or data, with its size where it has one.
+struct Source {
+  jobs::OpenDescriptor opened;
+  int fd = -1;
+  std::string name;
+  std::uint64_t size = 0;
+};
+
+Source OpenSource(const std::string& file) {
+  Source source;
+  source.name = InputName(file);
+  if (file != "-") source.opened = jobs::OpenDescriptor(open(file.c_str(), O_RDONLY | O_CLOEXEC));
+  source.fd = file == "-" ? STDIN_FILENO : source.opened.get();
+  struct stat status = {};
+  if (source.fd < 0 || fstat(source.fd, &status) != 0) {
+    throw CommandError(source.name + ": " + std::strerror(errno));
+  }
+  if (S_ISREG(status.st_mode)) source.size = static_cast<std::uint64_t>(status.st_size);
+  return source;
+}
+
+void PrepareFolders(const jobs::RunnerOptions& runner) {
+  std::error_code error;
+  std::filesystem::create_directories(runner.directory, error);
+  const jobs::Folder directory(runner.directory, jobs::ErrorKind::kOutput);
+  if (!runner.input.empty()) const jobs::Folder input(runner.input, jobs::ErrorKind::kInput);
+}
+
+std::optional<jobs::Shard> ChooseShard(const std::string& text) {
+  if (text.empty()) return std::nullopt;
+  try {
+    const jobs::Shard shard = jobs::ParseShard(text, [](const char* name) { return std::getenv(name); });
+    std::fprintf(stderr, "tovkit: shard %ju/%ju\n", static_cast<std::uintmax_t>(shard.index),
+                 static_cast<std::uintmax_t>(shard.count));
+    return shard;
+  } catch (const jobs::ShardError& e) {
+    throw UsageError(std::string("--shard: ") + e.what());
+  }
+}
+
+std::string ResultsName(std::string name, const jobs::Shard& shard) {
+  constexpr std::string_view kPlace = "{shard}";
+  const std::size_t at = name.find(kPlace);
+  return at == std::string::npos ? name : name.replace(at, kPlace.size(), std::to_string(shard.index));
+}
+
+jobs::FileSource::Format FormatOf(const std::string& dataFile) {
+  const std::string extension = jobs::ExtensionOf(dataFile);
+  return extension == "csv" || extension == "CSV" ? jobs::FileSource::Format::kCsv
+                                                  : jobs::FileSource::Format::kJsonLines;
+}
+
+void TellEnd(const BatchSink& sink, bool finished, bool interrupted) {
+  if (interrupted && !finished) throw CommandError("interrupted with jobs left to do", kInterrupted);
+  if (sink.failed() == 0) return;
+  throw CommandError(std::to_string(sink.failed()) + " of " + std::to_string(sink.total()) + " jobs failed");
+}
+
+}  // namespace
+
+void RunBatch(BatchOptions options) {
+  // A file that is opened would take the place of a standard output that is closed.
+  if (options.results.empty() && fcntl(STDOUT_FILENO, F_GETFD) < 0) {
+    throw CommandError("cannot write standard output");
+  }
+  const jobs::Shard shard = ChooseShard(options.shard).value_or(jobs::Shard());
+  jobs::RunnerOptions& runner = options.executor.runner;
+  PrepareFolders(runner);
+  if (!options.templateFile.empty()) {
+    runner.jobTemplate = JobInput(options.templateFile).ReadAll(kLongestTemplate, "the template is too long");
+  }
+  const std::string& file = options.templateFile.empty() ? options.files.front() : options.dataFile;
+  const Source source = OpenSource(file);
+  jobs::FileSource lines(
+      source.fd, source.name, runner.jobTemplate,
+      options.templateFile.empty() ? jobs::FileSource::Format::kJsonLines : FormatOf(file));
+  std::unique_ptr<jobs::ResultsFile> results;
+  jobs::IdIndex index;
+  if (!options.results.empty()) {
+    results = std::make_unique<jobs::ResultsFile>(ResultsName(options.results, shard));
+    if (options.resume) results->ReadInto(index);
+  }
+  jobs::SelectedSource selected(lines, shard, index);
+  jobs::StopRequest stop;
+  const Stopping stopping(stop);
+  BatchProgress progress(options.progress, source.size, [&lines] { return lines.offset(); });
+  BatchSink sink(results.get(), progress, [&stop, &options] {
+    if (options.failFast && stop.level() == jobs::StopRequest::kNone) stop.Raise();
+  });
+  const bool finished = jobs::Executor(options.executor).Run(selected, sink, stop);
+  progress.End();
+  const bool failedFast = options.failFast && sink.failed() != 0;
+  TellEnd(sink, finished, stop.level() != jobs::StopRequest::kNone && !failedFast);
+}
+
+void MergeBatches(const BatchOptions& options) {
+  std::unique_ptr<jobs::ResultsFile> results;
+  if (!options.results.empty()) results = std::make_unique<jobs::ResultsFile>(options.results);
+  jobs::MergeResults(options.files, [&results](const std::string& line) {
+    results != nullptr ? results->Append(line) : WriteToStandardOutput(line);
+  });
+}
+
+}  // namespace cli

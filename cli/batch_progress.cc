@@ -1,0 +1,94 @@
+#include "batch_progress.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <utility>
+
+namespace cli {
+
+namespace {
+
+constexpr std::chrono::milliseconds kBarPause{100};
+constexpr std::chrono::seconds kLinePause{10};
+constexpr std::size_t kWidth = 24;
+
+bool HasColor() {
+  const char* const noColor = std::getenv("NO_COLOR");
+  return noColor == nullptr || *noColor == '\0';
+}
+
+std::string TimeText(double seconds) {
+  const auto whole = static_cast<long long>(std::min(seconds, 1e9));
+  char text[40];
+  if (whole >= 3600) {
+    std::snprintf(text, sizeof text, "%lld:%02lld:%02lld", whole / 3600, whole / 60 % 60, whole % 60);
+  } else {
+    std::snprintf(text, sizeof text, "%lld:%02lld", whole / 60, whole % 60);
+  }
+  return text;
+}
+
+}  // namespace
+
+BatchProgress::BatchProgress(bool wanted, std::uint64_t size, std::function<std::uint64_t()> offset)
+    : wanted_(wanted),
+      terminal_(isatty(STDERR_FILENO) == 1),
+      color_(HasColor()),
+      size_(size),
+      offset_(std::move(offset)) {
+  next_ = start_ + (terminal_ ? Clock::duration(kBarPause) : Clock::duration(kLinePause));
+}
+
+BatchProgress::~BatchProgress() {
+  if (shown_) std::fputs("\r\033[K", stderr);
+}
+
+void BatchProgress::Count(bool failed) {
+  ++ended_;
+  failed_ += failed ? 1 : 0;
+}
+
+std::string BatchProgress::Figures(Clock::time_point now) const {
+  const double seconds = std::max(std::chrono::duration<double>(now - start_).count(), 1e-3);
+  char text[120];
+  std::snprintf(text, sizeof text, "%ju jobs, %.1f/s, %ju failed", static_cast<std::uintmax_t>(ended_),
+                static_cast<double>(ended_) / seconds, static_cast<std::uintmax_t>(failed_));
+  return text;
+}
+
+void BatchProgress::Show() {
+  const Clock::time_point now = Clock::now();
+  if (!wanted_ || now < next_) return;
+  next_ = now + (terminal_ ? Clock::duration(kBarPause) : Clock::duration(kLinePause));
+  std::string text = Figures(now);
+  const double share =
+      size_ == 0 ? 0 : std::min(1.0, static_cast<double>(offset_()) / static_cast<double>(size_));
+  if (share > 0) {
+    const double seconds = std::chrono::duration<double>(now - start_).count();
+    text += ", " + TimeText(seconds / share - seconds) + " left";
+  }
+  if (!terminal_) {
+    std::fprintf(stderr, "tovkit: %s\n", text.c_str());
+    return;
+  }
+  const auto filled = static_cast<std::size_t>(share * kWidth);
+  const std::string bar = size_ == 0
+                              ? ""
+                              : std::string(color_ ? "[\033[32m" : "[") + std::string(filled, '#') +
+                                    (color_ ? "\033[0m" : "") + std::string(kWidth - filled, '.') + "] ";
+  std::fprintf(stderr, "\r\033[K%s%s", bar.c_str(), text.c_str());
+  std::fflush(stderr);
+  shown_ = true;
+}
+
+void BatchProgress::End() {
+  if (!wanted_) return;
+  std::fprintf(stderr, "%stovkit: %s\n", shown_ ? "\r\033[K" : "", Figures(Clock::now()).c_str());
+  shown_ = false;
+}
+
+}  // namespace cli

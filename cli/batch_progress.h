@@ -1,0 +1,43 @@
+// BatchProgress: how far a batch is, on standard error: a bar with rate, failures and the time that is left
+// on a terminal, a line every 10 seconds otherwise. NO_COLOR is honored.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <string>
+
+namespace cli {
+
+class BatchProgress {
+ public:
+  // `offset` tells how many of the `size` bytes of the jobs were read; a size of 0 is not known.
+  BatchProgress(bool wanted, std::uint64_t size, std::function<std::uint64_t()> offset);
+  ~BatchProgress();
+  BatchProgress(const BatchProgress&) = delete;
+  BatchProgress& operator=(const BatchProgress&) = delete;
+
+  // A job has ended. Show() prints when it is time to.
+  void Count(bool failed);
+  void Show();
+  // Prints the sum of it.
+  void End();
+
+ private:
+  using Clock = std::chrono::steady_clock;
+
+  std::string Figures(Clock::time_point now) const;
+
+  const bool wanted_;
+  const bool terminal_;
+  const bool color_;
+  const std::uint64_t size_;
+  const std::function<std::uint64_t()> offset_;
+  const Clock::time_point start_ = Clock::now();
+  Clock::time_point next_;
+  std::uint64_t ended_ = 0;
+  std::uint64_t failed_ = 0;
+  bool shown_ = false;
+};
+
+}  // namespace cli

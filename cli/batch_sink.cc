@@ -1,0 +1,48 @@
+#include "batch_sink.h"
+
+#include "error.h"
+
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
+namespace cli {
+
+namespace {
+
+constexpr std::size_t kWrittenAtOnce = 1 << 16;
+
+}  // namespace
+
+void WriteToStandardOutput(const std::string& text) {
+  for (std::size_t at = 0; at < text.size();) {
+    const ssize_t length = write(STDOUT_FILENO, text.data() + at, text.size() - at);
+    if (length < 0 && errno == EINTR) continue;
+    if (length < 0) throw CommandError(std::string("cannot write standard output: ") + std::strerror(errno));
+    at += static_cast<std::size_t>(length);
+  }
+}
+
+void BatchSink::Take(const jobs::JobResult& result) {
+  const bool failed = result.kind != jobs::FailureKind::kNone;
+  ++total_;
+  failed_ += failed ? 1 : 0;
+  progress_.Count(failed);
+  if (result.state != jobs::JobState::kSkipped) lines_ += ToJsonLine(result);
+  if (failed) failing_();
+  if (lines_.size() >= kWrittenAtOnce) Write();
+}
+
+void BatchSink::Pause() {
+  Write();
+  progress_.Show();
+}
+
+void BatchSink::Write() {
+  if (lines_.empty()) return;
+  file_ != nullptr ? file_->Append(lines_) : WriteToStandardOutput(lines_);
+  lines_.clear();
+}
+
+}  // namespace cli

@@ -1,0 +1,43 @@
+// BatchSink: writes the results of a batch, a line each, to a results file or to standard output.
+#pragma once
+
+#include "batch_progress.h"
+
+#include "jobs/executor.h"
+#include "jobs/results_file.h"
+
+#include <cstdint>
+#include <functional>
+#include <string>
+
+namespace cli {
+
+// Throws CommandError when not all of it can be written.
+void WriteToStandardOutput(const std::string& text);
+
+class BatchSink final : public jobs::ResultSink {
+ public:
+  // All stay the caller's. Without a file the lines go to standard output. `failing` is called for each job
+  // that fails.
+  BatchSink(jobs::ResultsFile* file, BatchProgress& progress, std::function<void()> failing)
+      : file_(file), progress_(progress), failing_(std::move(failing)) {}
+
+  // A job that was skipped has its line in the file.
+  void Take(const jobs::JobResult& result) override;
+  void Pause() override;
+
+  std::uint64_t total() const { return total_; }
+  std::uint64_t failed() const { return failed_; }
+
+ private:
+  void Write();
+
+  jobs::ResultsFile* file_;
+  BatchProgress& progress_;
+  std::function<void()> failing_;
+  std::string lines_;
+  std::uint64_t total_ = 0;
+  std::uint64_t failed_ = 0;
+};
+
+}  // namespace cli

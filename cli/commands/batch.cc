@@ -1,0 +1,147 @@
+// tovkit batch: runs many jobs in worker processes.
+#include "command.h"
+
+#include "batch.h"
+#include "byte_count.h"
+#include "duration.h"
+#include "input_file.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <thread>
+
+namespace cli {
+
+namespace {
+
+constexpr int kMostWorkers = 1024;
+constexpr std::uint64_t kLeastMemory = 64u << 20;
+
+void AddJobOptions(CLI::App& batch, BatchOptions& options) {
+  CLI::Option* const jobTemplate =
+      batch
+          .add_option("--template", options.templateFile,
+                      "A job with {{name}} places, filled for each record of --data")
+          ->type_name("FILE");
+  batch
+      .add_option("--data", options.dataFile,
+                  "What fills the template: JSON Lines, or CSV with names by its extension")
+      ->type_name("FILE")
+      ->needs(jobTemplate);
+  batch.add_option("--directory", options.executor.runner.directory, "Outputs go below this folder")
+      ->type_name("DIR")
+      ->capture_default_str();
+  batch
+      .add_option("--input", options.executor.runner.input,
+                  "Input files are below this folder; without it there are none")
+      ->type_name("DIR");
+  batch
+      .add_option("--font", options.executor.runner.fonts,
+                  "A font file to draw with, beside the installed ones")
+      ->allow_extra_args(false)
+      ->type_name("FILE");
+  batch
+      .add_option(
+          "--shard", options.shard,
+          "Only the jobs whose ids belong to task I of N, from 0; auto asks the scheduler's environment")
+      ->type_name("I/N");
+}
+
+void AddResultOptions(CLI::App& batch, BatchOptions& options) {
+  CLI::Option* const results = batch
+                                   .add_option("--results", options.results,
+                                               "Append the results to this file, {shard} in it for the "
+                                               "shard's number (default: standard output)")
+                                   ->type_name("FILE");
+  batch.add_flag("--resume", options.resume, "Do only what --results does not tell is done")->needs(results);
+  batch.add_flag("--ordered", options.executor.ordered, "Results in the order of the jobs");
+  batch.add_flag("--report", options.executor.runner.report, "Results carry warnings, such as missing fonts");
+  batch.add_flag("--fail-fast", options.failFast, "Stop at the first job that fails");
+  batch.add_flag("--progress", options.progress,
+                 "Show how far it is; a line every 10 s where there is no terminal");
+  batch.add_flag("--merge", options.merge, "Print the last result of each job of several files of results");
+}
+
+void AddWorkerOptions(CLI::App& batch, BatchOptions& options) {
+  options.executor.workers = std::max(1, static_cast<int>(std::thread::hardware_concurrency()));
+  batch
+      .add_option("-j,--jobs", options.executor.workers, "Worker processes (default: one for each processor)")
+      ->type_name("N")
+      ->check(CLI::Validator(CLI::Range(1, kMostWorkers)));
+  batch
+      .add_option(
+          "--timeout",
+          [&options](const CLI::results_t& texts) {
+            int milliseconds = 0;
+            std::string error = ReadDuration(texts.front(), kSeconds, milliseconds);
+            if (error.empty() && milliseconds == 0) error = "a job needs some time";
+            if (!error.empty()) throw CLI::ValidationError("--timeout", error);
+            options.executor.timeout = std::chrono::milliseconds(milliseconds);
+            return true;
+          },
+          "How long a job may take; a bare number is seconds")
+      ->type_name("TIME")
+      ->default_str("60s");
+  batch
+      .add_option(
+          "--memory",
+          [&options](const CLI::results_t& texts) {
+            const auto bytes = ParseByteCount(texts.front());
+            if (!bytes || (*bytes != 0 && *bytes < kLeastMemory)) {
+              throw CLI::ValidationError("--memory",
+                                         "'" + texts.front() + "' is no size from 64M on, and not 0");
+            }
+            options.executor.memory = *bytes;
+            return true;
+          },
+          "Address space of a worker, such as 512M; 0 for no limit")
+      ->type_name("SIZE")
+      ->default_str("1G");
+  batch
+      .add_option("--recycle", options.executor.recycle, "Jobs after which a worker is replaced; 0 for never")
+      ->type_name("N")
+      ->check([](const std::string& text) {
+        const bool isCount = !text.empty() && text.find_first_not_of("0123456789") == std::string::npos;
+        return isCount ? std::string() : "'" + text + "' is no number of jobs";
+      })
+      ->capture_default_str();
+}
+
+void Check(BatchOptions& options) {
+  if (options.merge) {
+    if (options.files.empty()) throw UsageError("--merge needs files of results");
+    return;
+  }
+  if (!options.templateFile.empty()) {
+    if (options.dataFile.empty()) throw UsageError("--template needs --data");
+    if (!options.files.empty()) throw UsageError("jobs come from --template and --data, or from a file");
+    return;
+  }
+  if (options.files.size() > 1) throw UsageError("one file of jobs is expected; several are for --merge");
+  options.files = {ChosenInput(options.files.empty() ? "" : options.files.front())};
+}
+
+}  // namespace
+
+void AddBatchCommand(CLI::App& app) {
+  const auto options = std::make_shared<BatchOptions>();
+  CLI::App* const batch =
+      app.add_subcommand("batch", "Run many jobs, each an object of JSON on a line, in worker processes");
+  batch->footer(
+      "Exit status: 0 all jobs are done, 1 some failed, 75 interrupted with jobs left. INT and TERM let "
+      "what\n"
+      "runs finish; a second one stops at once. What was done is never lost: --resume goes on.");
+  batch->add_option("JOBS", options->files,
+                    "Jobs, a line each; standard input when missing or -; results for --merge");
+  AddJobOptions(*batch, *options);
+  AddResultOptions(*batch, *options);
+  AddWorkerOptions(*batch, *options);
+  batch->callback([options] {
+    Check(*options);
+    options->merge ? MergeBatches(*options) : RunBatch(*options);
+  });
+}
+
+}  // namespace cli

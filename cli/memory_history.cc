@@ -1,0 +1,36 @@
+// SPDX-License-Identifier: MIT
+// When the room is full, pairs of points become one, and each later point stands for twice as many samples.
+#include "memory_history.h"
+
+#include <algorithm>
+
+namespace cli {
+
+namespace {
+constexpr std::size_t kMostPoints = 2048;
+}
+
+void MemoryHistory::Add(double seconds, double kilobytes) {
+  if (samplesInLast_ != 0 && samplesInLast_ < samplesToAPoint_) {
+    jobs::ChartPoint& last = points_.back();
+    last = {seconds, std::max(last.value, kilobytes)};
+    ++samplesInLast_;
+    return;
+  }
+  if (points_.size() == kMostPoints) Halve();
+  points_.push_back({seconds, kilobytes});
+  samplesInLast_ = 1;
+}
+
+std::vector<jobs::ChartPoint> MemoryHistory::Points() const { return points_; }
+
+// Peaks are what a person looks for: of two neighbors the greater value stays.
+void MemoryHistory::Halve() {
+  for (std::size_t i = 0; i < points_.size() / 2; ++i) {
+    points_[i] = {points_[2 * i + 1].seconds, std::max(points_[2 * i].value, points_[2 * i + 1].value)};
+  }
+  points_.resize(points_.size() / 2);
+  samplesToAPoint_ *= 2;
+}
+
+}  // namespace cli

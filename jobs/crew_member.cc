@@ -1,0 +1,163 @@
+#include "crew_member.h"
+
+#include "error.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <utility>
+
+namespace jobs {
+
+namespace {
+
+using Clock = WorkerProcess::Clock;
+
+constexpr double kSecondsAhead = 0.02;   // of work that a worker has at hand
+constexpr std::size_t kMostAhead = 128;  // jobs
+constexpr std::size_t kBytesAhead = 1 << 18;
+constexpr int kVainStarts = 10;
+constexpr std::chrono::seconds kStartLimit{60};
+constexpr double kWeight = 0.1;  // of the latest job in the average
+
+std::size_t Ahead(double secondsPerJob) {
+  const double jobs = kSecondsAhead / std::max(secondsPerJob, 1e-6);
+  return std::clamp<std::size_t>(static_cast<std::size_t>(jobs), 2, kMostAhead);
+}
+
+}  // namespace
+
+CrewMember::CrewMember(const ExecutorOptions& options, int number) : options_(options), number_(number) {
+  Start();
+}
+
+void CrewMember::Start() {
+  WorkerSettings settings;
+  settings.runner = options_.runner;
+  settings.memory = options_.memory;
+  settings.parent = getpid();
+  worker_ = std::make_unique<WorkerProcess>(options_.program, settings);
+  given_ = 0;
+  ready_ = killedLate_ = retired_ = false;
+}
+
+bool CrewMember::WantsJobs() const {
+  return !retired_ && jobs_.size() <= Ahead(secondsPerJob_) / 2 && bytes_ < kBytesAhead;
+}
+
+bool CrewMember::HasRoom() const {
+  return !retired_ && jobs_.size() < Ahead(secondsPerJob_) && bytes_ < kBytesAhead;
+}
+
+void CrewMember::Add(RunningJob&& job) {
+  added_.Put(job.sequence);
+  added_.Put(job.job.earlier.has_value());
+  if (job.job.earlier) {
+    added_.Put(job.job.earlier->jobHash);
+    added_.Put(job.job.earlier->bytes);
+  }
+  added_.Put(job.job.text);
+  bytes_ += job.job.text.size();
+  jobs_.push_back(std::move(job));
+  retired_ = ++given_ == options_.recycle;
+}
+
+void CrewMember::SendJobs() {
+  if (!added_.empty()) worker_->Send(added_.TakeFrame());
+}
+
+pollfd CrewMember::Polled() const {
+  return {worker_->socket(), static_cast<short>(worker_->HasMoreToSend() ? POLLIN | POLLOUT : POLLIN), 0};
+}
+
+// How long the job that runs, or the start, is beyond its time; negative before that.
+std::chrono::nanoseconds CrewMember::Lateness() const {
+  Clock::time_point since;
+  const bool runs = ready_ && worker_->Running(since) != 0;
+  if (ready_ && !runs) return -kStartLimit;
+  if (!ready_) return Clock::now() - worker_->started() - kStartLimit;
+  return Clock::now() - since - options_.timeout;
+}
+
+std::chrono::milliseconds CrewMember::TimeLeft() const {
+  return std::max(std::chrono::ceil<std::chrono::milliseconds>(-Lateness()), std::chrono::milliseconds(0));
+}
+
+void CrewMember::KillWhenLate() {
+  if (killedLate_ || Lateness() < std::chrono::nanoseconds(0)) return;
+  killedLate_ = true;
+  worker_->Kill();
+}
+
+bool CrewMember::Collect(const Deliver& deliver) {
+  worker_->SendMore();
+  const bool alive = worker_->Receive();
+  std::string_view message;
+  while (worker_->NextMessage(message)) Handle(WireReader(message), deliver);
+  if (alive && retired_ && jobs_.empty()) {
+    Dismiss();
+    Start();
+  }
+  return alive;
+}
+
+void CrewMember::Handle(WireReader message, const Deliver& deliver) {
+  if (!ready_) {
+    if (!message.Take<bool>()) throw Error(ErrorKind::kInput, "worker", message.TakeResult().message);
+    ready_ = true;
+    vainStarts_ = 0;
+    return;
+  }
+  while (!message.AtEnd()) {
+    const auto sequence = message.Take<std::uint64_t>();
+    JobResult result = message.TakeResult();
+    // They come in the order of the jobs.
+    result.id = std::move(jobs_.front().job.id);
+    result.attempts = jobs_.front().attempts;
+    result.worker = number_;
+    bytes_ -= jobs_.front().job.text.size();
+    jobs_.pop_front();
+    secondsPerJob_ += kWeight * (result.seconds - secondsPerJob_);
+    deliver(sequence, std::move(result));
+  }
+}
+
+std::optional<CrewMember::Blame> CrewMember::Replace(std::deque<RunningJob>& again) {
+  Clock::time_point since;
+  const std::uint64_t running = worker_->Running(since);
+  const double seconds = std::chrono::duration<double>(Clock::now() - since).count();
+  const bool late = killedLate_;
+  worker_->Kill();
+  const std::string end = worker_->WaitForEnd();
+  if (!ready_ && ++vainStarts_ == kVainStarts) {
+    throw Error(ErrorKind::kLimit, options_.program, "workers end before they begin: " + end);
+  }
+  std::optional<Blame> blame;
+  for (; !jobs_.empty(); jobs_.pop_back()) {
+    if (running != 0 && jobs_.back().sequence == running) {
+      blame = Blame{std::move(jobs_.back()), late, seconds,
+                    late ? "job: " + WhyLate() : "job: the worker " + end};
+    } else {
+      again.push_front(std::move(jobs_.back()));
+    }
+  }
+  bytes_ = 0;
+  added_ = WireWriter();
+  Start();
+  return blame;
+}
+
+std::string CrewMember::WhyLate() const {
+  char text[60];
+  std::snprintf(text, sizeof text, "not done within %g s",
+                static_cast<double>(options_.timeout.count()) / 1000);
+  return text;
+}
+
+void CrewMember::Dismiss() {
+  worker_->Finish();
+  worker_.reset();
+}
+
+}  // namespace jobs

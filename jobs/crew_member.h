@@ -1,0 +1,85 @@
+// CrewMember: one place of an executor's crew: the worker that fills it at the moment, and the jobs it has.
+#pragma once
+
+#include "executor.h"
+#include "worker_process.h"
+
+#include <poll.h>
+
+#include <chrono>
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace jobs {
+
+struct RunningJob {
+  std::uint64_t sequence = 0;  // from 1
+  QueuedJob job;
+  int attempts = 1;
+};
+
+class CrewMember {
+ public:
+  using Deliver = std::function<void(std::uint64_t sequence, JobResult&& result)>;
+
+  // A worker that ended while it had this job.
+  struct Blame {
+    RunningJob job;
+    bool late = false;
+    double seconds = 0;
+    std::string text;
+  };
+
+  // Number and options stay the caller's. Throws Error when the worker cannot be started.
+  CrewMember(const ExecutorOptions& options, int number);
+
+  int number() const { return number_; }
+  bool IsIdle() const { return jobs_.empty(); }
+
+  // Whether it is time to give it jobs, a handful at a time, and whether there is room for one more.
+  bool WantsJobs() const;
+  bool HasRoom() const;
+  void Add(RunningJob&& job);
+  // Sends what was added.
+  void SendJobs();
+
+  pollfd Polled() const;
+  // Until the job that runs is late.
+  std::chrono::milliseconds TimeLeft() const;
+  void KillWhenLate();
+
+  // Takes in results. False when the worker has ended. Throws Error when it refuses its settings.
+  bool Collect(const Deliver& deliver);
+
+  // Puts a fresh worker in the place of one that ended. The job that it was at, if any, is to blame; the
+  // others go to the front of `again`. Throws Error when workers end again and again before they begin.
+  std::optional<Blame> Replace(std::deque<RunningJob>& again);
+
+  // Lets the worker go.
+  void Dismiss();
+
+ private:
+  void Start();
+  void Handle(WireReader message, const Deliver& deliver);
+  std::chrono::nanoseconds Lateness() const;
+  std::string WhyLate() const;
+
+  const ExecutorOptions& options_;
+  const int number_;
+  std::unique_ptr<WorkerProcess> worker_;
+  std::deque<RunningJob> jobs_;  // in the order in which they run
+  WireWriter added_;
+  std::size_t bytes_ = 0;    // of the jobs' texts
+  std::uint64_t given_ = 0;  // jobs, to this worker
+  bool ready_ = false;       // it has begun
+  bool killedLate_ = false;
+  bool retired_ = false;         // gets no more jobs
+  int vainStarts_ = 0;           // one after the other
+  double secondsPerJob_ = 0.01;  // of late
+};
+
+}  // namespace jobs

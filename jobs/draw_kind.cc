@@ -1,0 +1,41 @@
+#include "background.h"
+#include "draw_job.h"
+#include "error.h"
+#include "job_kind.h"
+#include "output_format.h"
+#include "page_size.h"
+
+namespace jobs {
+
+namespace {
+
+OutputFormat FormatOf(Members& members, const std::string& out) {
+  const std::string name = members.TakeText("format").value_or(ExtensionOf(out));
+  const auto format = FindOutputFormat(name, OutputKind::kPage);
+  if (!format) throw Error(ErrorKind::kInput, out, WhyNoOutputFormat(name));
+  return *format;
+}
+
+}  // namespace
+
+void RunDrawKind(Members& members, JobBench& bench, JobResult&) {
+  const CoreString lines = members.Take("draw")->ToString();
+  DrawJob job{{Input::Memory(lines.c_str(), "draw")},
+              {},
+              Output::Memory(&bench.output, bench.out),
+              FormatOf(members, bench.out)};
+  if (const auto size = members.TakeText("size")) {
+    job.size = ParsePageSize(*size);
+    if (!job.size) members.Refuse("size", "'" + *size + "' is no size such as 800x600");
+  }
+  if (const auto dpi = members.TakeNumber("dpi", 1, 4800)) job.dpi = static_cast<float>(*dpi);
+  if (const auto background = members.TakeText("background")) {
+    const auto color = ParseBackground(*background);
+    if (!color) members.Refuse("background", "'" + *background + "' is no color");
+    job.background = *color;
+  }
+  members.Finish();
+  Run(job, bench.observer);
+}
+
+}  // namespace jobs

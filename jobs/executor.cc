@@ -1,0 +1,176 @@
+#include "executor.h"
+
+#include "crew_member.h"
+#include "error.h"
+#include "worker_process.h"
+
+#include <poll.h>
+
+#include <algorithm>
+#include <deque>
+#include <exception>
+#include <map>
+#include <memory>
+#include <utility>
+
+namespace jobs {
+
+namespace {
+
+constexpr std::uint64_t kWindow = 4096;  // jobs between the oldest without a result and the newest, in order
+constexpr int kLongestPause = 200;       // milliseconds
+
+// One run of an executor.
+class Execution {
+ public:
+  Execution(const ExecutorOptions& options, JobSource& source, ResultSink& sink, const StopRequest& stop)
+      : options_(options), source_(source), sink_(sink), stop_(stop) {
+    for (int i = 0; i < options.workers; ++i) crew_.push_back(std::make_unique<CrewMember>(options_, i + 1));
+  }
+
+  bool Run() {
+    while (stop_.level() != StopRequest::kNow) {
+      starved_ = false;
+      for (const auto& member : crew_) Feed(*member);
+      if (IsIdle()) return End();
+      Wait();
+      for (const auto& member : crew_) {
+        Collect(*member);
+        member->KillWhenLate();
+      }
+      sink_.Pause();
+    }
+    return false;
+  }
+
+ private:
+  bool IsIdle() const {
+    return again_.empty() && (exhausted_ || stop_.level() != StopRequest::kNone) &&
+           std::all_of(crew_.begin(), crew_.end(), [](const auto& member) { return member->IsIdle(); });
+  }
+
+  bool End() {
+    for (const auto& member : crew_) member->Dismiss();
+    sink_.Pause();
+    if (failure_) std::rethrow_exception(failure_);
+    return exhausted_;
+  }
+
+  void Feed(CrewMember& member) {
+    if (!member.WantsJobs()) return;
+    while (member.HasRoom()) {
+      std::optional<RunningJob> job = NextJob();
+      if (!job) break;
+      member.Add(std::move(*job));
+    }
+    member.SendJobs();
+  }
+
+  // Jobs that lost their worker go first.
+  std::optional<RunningJob> NextJob() {
+    if (!again_.empty()) {
+      RunningJob job = std::move(again_.front());
+      again_.pop_front();
+      return job;
+    }
+    while (!exhausted_ && stop_.level() == StopRequest::kNone &&
+           (!options_.ordered || next_ < due_ + kWindow)) {
+      starved_ = !source_.IsReady();
+      if (starved_) break;
+      std::optional<QueuedJob> job = ReadJob();
+      if (!job) break;
+      const std::uint64_t sequence = next_++;
+      if (!job->refused) return RunningJob{sequence, std::move(*job)};
+      job->refused->id = job->id;
+      Deliver(sequence, std::move(*job->refused));
+    }
+    return std::nullopt;
+  }
+
+  // A source that fails is told of when everything that it gave is done.
+  std::optional<QueuedJob> ReadJob() {
+    try {
+      std::optional<QueuedJob> job = source_.Next();
+      exhausted_ = !job;
+      return job;
+    } catch (const Error&) {
+      failure_ = std::current_exception();
+      exhausted_ = true;
+      return std::nullopt;
+    }
+  }
+
+  void Wait() {
+    std::vector<pollfd> polled = {{stop_.descriptor(), POLLIN, 0}};
+    // Once it was raised, only the second call counts, which the pause is short enough for.
+    if (stop_.level() != StopRequest::kNone) polled[0].fd = -1;
+    if (starved_) polled.push_back({source_.descriptor(), POLLIN, 0});
+    auto pause = std::chrono::milliseconds(kLongestPause);
+    for (const auto& member : crew_) {
+      polled.push_back(member->Polled());
+      pause = std::min(pause, member->TimeLeft());
+    }
+    poll(polled.data(), polled.size(), static_cast<int>(pause.count()));
+  }
+
+  void Collect(CrewMember& member) {
+    const bool alive = member.Collect(
+        [this](std::uint64_t sequence, JobResult&& result) { Deliver(sequence, std::move(result)); });
+    if (alive) return;
+    std::optional<CrewMember::Blame> blame = member.Replace(again_);
+    if (!blame) return;
+    // In the fresh worker, and nowhere else.
+    if (++blame->job.attempts <= 2) {
+      member.Add(std::move(blame->job));
+      member.SendJobs();
+      return;
+    }
+    Deliver(blame->job.sequence, Quarantined(*blame, member.number()));
+  }
+
+  static JobResult Quarantined(const CrewMember::Blame& blame, int worker) {
+    JobResult result;
+    result.id = blame.job.job.id;
+    result.state = JobState::kQuarantined;
+    result.kind = blame.late ? FailureKind::kDeadline : FailureKind::kCrash;
+    result.message = blame.text;
+    result.seconds = blame.seconds;
+    result.attempts = 2;
+    result.worker = worker;
+    return result;
+  }
+
+  void Deliver(std::uint64_t sequence, JobResult&& result) {
+    if (!options_.ordered) return sink_.Take(result);
+    waiting_.emplace(sequence, std::move(result));
+    for (auto first = waiting_.begin(); first != waiting_.end() && first->first == due_;
+         first = waiting_.erase(first), ++due_) {
+      sink_.Take(first->second);
+    }
+  }
+
+  const ExecutorOptions& options_;
+  JobSource& source_;
+  ResultSink& sink_;
+  const StopRequest& stop_;
+  std::vector<std::unique_ptr<CrewMember>> crew_;
+  std::deque<RunningJob> again_;
+  std::uint64_t next_ = 1;                      // number of the next job
+  std::uint64_t due_ = 1;                       // of the next result, in order
+  std::map<std::uint64_t, JobResult> waiting_;  // for those before them
+  bool exhausted_ = false;
+  bool starved_ = false;  // a worker waits for what the source does not have yet
+  std::exception_ptr failure_;
+};
+
+}  // namespace
+
+Executor::Executor(ExecutorOptions options) : options_(std::move(options)) {
+  if (options_.program.empty()) options_.program = FindWorkerProgram();
+}
+
+bool Executor::Run(JobSource& source, ResultSink& sink, const StopRequest& stop) {
+  return Execution(options_, source, sink, stop).Run();
+}
+
+}  // namespace jobs

@@ -1,0 +1,65 @@
+// The executor: runs jobs in worker processes, so that a crash, an endless loop or a gigabyte costs one job.
+//
+// A worker is started once and fed by a socket. One that dies, or whose job takes too long, is killed and
+// replaced; that job is tried once more in the fresh worker and then quarantined. Whatever else the worker
+// had before it is run elsewhere. The executor holds a bounded number of jobs at a time and no pixels.
+//
+//   Executor executor(options);
+//   StopRequest stop;
+//   const bool finished = executor.Run(source, sink, stop);
+#pragma once
+
+#include "job_source.h"
+#include "result.h"
+#include "stop_request.h"
+#include "wire.h"
+
+#include <sys/types.h>
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace jobs {
+
+struct ExecutorOptions {
+  int workers = 1;
+  RunnerOptions runner = {};
+  std::string program = {};                  // the worker program; FindWorkerProgram() when empty
+  std::uint64_t memory = 1u << 30;           // bytes of address space of a worker, 0 for no limit
+  std::chrono::milliseconds timeout{60000};  // of a job, by the wall clock
+  std::uint64_t recycle = 10000;             // jobs after which a worker is replaced, 0 for never
+  bool ordered = false;                      // results in the order of the jobs
+};
+
+// Who takes the results.
+class ResultSink {
+ public:
+  ResultSink() = default;
+  virtual ~ResultSink() = default;
+  ResultSink(const ResultSink&) = delete;
+  ResultSink& operator=(const ResultSink&) = delete;
+
+  // One result for each job. What it throws ends the run.
+  virtual void Take(const JobResult& result) = 0;
+  // Nothing more has come for the moment: the time to write what was taken. Called a few times a second at
+  // least.
+  virtual void Pause() {}
+};
+
+class Executor {
+ public:
+  explicit Executor(ExecutorOptions options);
+
+  // Runs the jobs of the source. True when every one has a result, false when it was stopped before. Throws
+  // Error when the source cannot be read on, workers cannot be started, or one refuses its settings. No
+  // process is left in any case. A forked worker dies with the calling thread.
+  bool Run(JobSource& source, ResultSink& sink, const StopRequest& stop);
+
+ private:
+  ExecutorOptions options_;
+};
+
+}  // namespace jobs

@@ -1,0 +1,62 @@
+// Folder: a folder that names given by strangers cannot lead out of.
+//
+// A name is relative, of components that are neither "." nor "..". A link on the way is followed only as long
+// as it stays below the folder; where the kernel cannot see to that, no link is followed.
+//
+//   const Folder out("out", ErrorKind::kOutput);
+//   out.WriteFile("a/42.png", bytes);
+#pragma once
+
+#include "error.h"
+
+#include <string>
+#include <string_view>
+#include <utility>
+
+namespace jobs {
+
+// An open descriptor, closed with the object.
+class OpenDescriptor {
+ public:
+  explicit OpenDescriptor(int fd = -1) : fd_(fd) {}
+  OpenDescriptor(OpenDescriptor&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
+  OpenDescriptor& operator=(OpenDescriptor&& other) noexcept {
+    std::swap(fd_, other.fd_);
+    return *this;
+  }
+  ~OpenDescriptor();
+
+  int get() const { return fd_; }
+
+ private:
+  int fd_;
+};
+
+class Folder {
+ public:
+  // Throws Error of the kind, as everything here does, when there is no such folder.
+  Folder(const std::string& path, ErrorKind kind);
+
+  // Throws Error when the name could lead out of the folder, or to no file.
+  void CheckName(const std::string& name) const;
+
+  // A regular file to read.
+  OpenDescriptor OpenFile(const std::string& name) const;
+
+  // Size of a regular file, -1 when there is none.
+  long long SizeOf(const std::string& name) const;
+
+  // Makes the file, which appears whole or not at all, and the folders on the way to it. One that stands
+  // there is replaced; a link is refused.
+  void WriteFile(const std::string& name, std::string_view bytes) const;
+
+ private:
+  [[noreturn]] void Fail(const std::string& name, const std::string& what) const;
+  [[noreturn]] void FailWithErrno(const std::string& name, const char* what) const;
+  OpenDescriptor OpenParent(const std::string& name) const;
+
+  ErrorKind kind_;
+  OpenDescriptor root_;
+};
+
+}  // namespace jobs

@@ -1,0 +1,141 @@
+#include "job_runner.h"
+
+#include "error.h"
+#include "input.h"
+#include "places.h"
+#include "sha256.h"
+
+#include <tovmx/font.h>
+
+#include <chrono>
+#include <exception>
+#include <new>
+#include <utility>
+
+namespace jobs {
+
+namespace {
+
+using tovkit::JsonValue;
+using tovkit::SharedPtr;
+
+class WarningCollector final : public Observer {
+ public:
+  explicit WarningCollector(std::vector<std::string>& warnings) : warnings_(warnings) {}
+  void Warn(const std::string& text) override { warnings_.push_back(text); }
+  void FontSubstituted(const std::string& wanted, const std::string& actual) override {
+    warnings_.push_back("font: " + wanted + " -> " + actual);
+  }
+
+ private:
+  std::vector<std::string>& warnings_;
+};
+
+void RegisterFonts(const std::vector<std::string>& files) {
+  for (const std::string& file : files) {
+    CheckReadable(file);
+    if (!CoreFontLoader::RegisterFontFile(file.c_str())) {
+      throw Error(ErrorKind::kInput, file, "holds no font");
+    }
+  }
+}
+
+const JobKind& KindOf(const JsonValue& job, const std::vector<JobKind>& kinds) {
+  std::string names;
+  for (const JobKind& kind : kinds) {
+    if (job.HasMember(kind.name)) return kind;
+    names += std::string(names.empty() ? "" : ", ") + kind.name;
+  }
+  throw Error(ErrorKind::kInput, "job", "no kind of job; there are " + names);
+}
+
+std::string_view BytesOf(const CoreMemoryOutputStream& stream) {
+  return {reinterpret_cast<const char*>(stream.GetData()), stream.GetSize()};
+}
+
+}  // namespace
+
+SharedPtr<JsonValue> ParseJobLine(std::string_view line, const std::string& place) {
+  if (line.empty()) throw Error(ErrorKind::kInput, place, "empty, where a JSON object is expected");
+  const tovkit::JsonDiagnosis found = tovkit::Json::Diagnose(line.data(), line.size());
+  if (found.code != tovkit::kJsonAccepted) {
+    throw Error(ErrorKind::kInput, place + ", column " + std::to_string(found.codePointColumn),
+                found.message.c_str());
+  }
+  auto job = tovkit::Json::Parse(line.data(), static_cast<unsigned int>(line.size()), nullptr);
+  if (job->GetType() != tovkit::JsonObject) throw Error(ErrorKind::kInput, place, "an object is expected");
+  return job;
+}
+
+JobRunner::JobRunner(const RunnerOptions& options, std::vector<JobKind> kinds)
+    : directory_(options.directory, ErrorKind::kOutput), kinds_(std::move(kinds)), report_(options.report) {
+  if (!options.input.empty()) input_.emplace(options.input, ErrorKind::kInput);
+  if (!options.jobTemplate.empty()) template_ = ParseJobLine(options.jobTemplate, "template");
+  RegisterFonts(options.fonts);
+}
+
+JobResult JobRunner::Run(std::string_view line, const std::optional<EarlierResult>& earlier) {
+  const auto start = std::chrono::steady_clock::now();
+  JobResult result;
+  const auto fail = [&result](const Error& error) {
+    JobResult failed = FailedResult(error);
+    failed.jobHash = result.jobHash;
+    failed.warnings = std::move(result.warnings);
+    result = std::move(failed);
+  };
+  try {
+    RunJob(line, earlier, result);
+  } catch (const Error& error) {
+    fail(error);
+  } catch (const std::bad_alloc&) {
+    fail(Error(ErrorKind::kLimit, "job", "not enough memory"));
+  } catch (const std::exception& error) {
+    fail(Error(ErrorKind::kInput, "job", error.what()));
+  }
+  if (!report_) result.warnings.clear();
+  result.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  return result;
+}
+
+void JobRunner::RunJob(std::string_view line, const std::optional<EarlierResult>& earlier,
+                       JobResult& result) {
+  SharedPtr<JsonValue> job = ParseJobLine(line, "job");
+  if (template_) {
+    const SharedPtr<JsonValue> data = std::exchange(job, template_->Clone());
+    FillPlaces(job, *data);
+  }
+  const CoreString text = job->ToString();
+  result.jobHash = Sha256(text.c_str());
+  const JobKind& kind = KindOf(*job, kinds_);
+  Members members(job, "");
+  members.TakeText("id");
+  CoreMemoryOutputStream output;
+  WarningCollector observer(result.warnings);
+  JobBench bench{input_ ? &*input_ : nullptr, observer, "", output};
+  if (kind.hasOutput) {
+    bench.out = members.NeedText("out");
+    directory_.CheckName(bench.out);
+  }
+  result.output = bench.out;
+  if (earlier && IsThere(*earlier, result)) {
+    result.bytes = earlier->bytes;
+    result.state = JobState::kSkipped;
+    return;
+  }
+  kind.run(members, bench, result);
+  if (!kind.hasOutput) return;
+  directory_.WriteFile(bench.out, BytesOf(output));
+  result.bytes = output.GetSize();
+  result.outputHash = Sha256(BytesOf(output));
+}
+
+bool JobRunner::IsThere(const EarlierResult& earlier, const JobResult& result) const {
+  if (result.jobHash.compare(0, earlier.jobHash.size(), earlier.jobHash) != 0) return false;
+  return result.output.empty() || directory_.SizeOf(result.output) == static_cast<long long>(earlier.bytes);
+}
+
+std::vector<JobKind> StandardKinds() {
+  return {{"draw", RunDrawKind, true}, {"image", RunImageKind, true}, {"hit", RunHitKind, false}};
+}
+
+}  // namespace jobs

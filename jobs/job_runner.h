@@ -1,0 +1,61 @@
+// JobRunner: runs jobs that lines of JSON describe, one after the other, in this process.
+//
+//   JobRunner runner({.directory = "out"});
+//   const JobResult result = runner.Run(R"({"id": "1", "draw": {"Content": "Hi"}, "out": "1.png"})");
+//
+// The object: "id", a string; one member that names the kind, and those that go with it:
+//
+//   draw    lines as for DrawJob; size, dpi, background, format
+//   image   name of a picture; frame, steps, quality, format
+//   hit     an object: path (text) or file, element, points, tolerance, fill
+//
+// and "out", the output's name, for draw and image. Any other member is an error. share/tovkit has the
+// schema.
+#pragma once
+
+#include "folder.h"
+#include "job_kind.h"
+#include "result.h"
+
+#include <tovkit/json.h>
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace jobs {
+
+struct RunnerOptions {
+  std::string directory = ".";          // outputs go below it
+  std::string input = {};               // input files are below it; empty for none
+  std::vector<std::string> fonts = {};  // font files to draw with, beside the installed ones
+  std::string jobTemplate = {};  // JSON of a job with places, which the lines then fill; empty for none
+  bool report = false;           // whether results carry warnings
+};
+
+class JobRunner {
+ public:
+  // Throws Error when a folder or file of the options cannot be used.
+  explicit JobRunner(const RunnerOptions& options, std::vector<JobKind> kinds = StandardKinds());
+
+  // Runs the job of one line, in template mode the job that the line fills. Every failure of the job is a
+  // result. It is skipped when the earlier result was of the same job and its output is still there. Id,
+  // attempts and worker of the result are left alone.
+  JobResult Run(std::string_view line, const std::optional<EarlierResult>& earlier = std::nullopt);
+
+ private:
+  void RunJob(std::string_view line, const std::optional<EarlierResult>& earlier, JobResult& result);
+  bool IsThere(const EarlierResult& earlier, const JobResult& result) const;
+
+  Folder directory_;
+  std::optional<Folder> input_;
+  std::vector<JobKind> kinds_;
+  tovkit::SharedPtr<tovkit::JsonValue> template_;
+  bool report_;
+};
+
+// The object on a line. Throws Error naming `place` when it is no JSON object.
+tovkit::SharedPtr<tovkit::JsonValue> ParseJobLine(std::string_view line, const std::string& place);
+
+}  // namespace jobs

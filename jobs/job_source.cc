@@ -1,0 +1,66 @@
+#include "job_source.h"
+
+#include "error.h"
+#include "job_runner.h"
+#include "members.h"
+#include "places.h"
+
+#include <utility>
+
+namespace jobs {
+
+FileSource::FileSource(int fd, std::string name, const std::string& jobTemplate, Format format)
+    : lines_(fd, std::move(name), kLongestLine) {
+  if (!jobTemplate.empty()) template_ = ParseJobLine(jobTemplate, "template");
+  if (format == Format::kCsv) csv_.emplace(lines_).ReadHeader();
+}
+
+// The next text that is no blank line; false at the end. Throws Error when it is none that can be read.
+bool FileSource::NextText(QueuedJob& job) {
+  if (csv_) {
+    const bool more = csv_->Next(job.text);
+    job.line = csv_->line();
+    return more;
+  }
+  for (;;) {
+    const LineReader::Outcome outcome = lines_.Next(job.text);
+    job.line = lines_.number();
+    if (outcome == LineReader::kEnd) return false;
+    if (outcome == LineReader::kTooLong) {
+      throw Error(ErrorKind::kLimit, "line " + std::to_string(job.line), "longer than 16 MiB");
+    }
+    if (job.text.find_first_not_of(" \t\r") != std::string::npos) return true;
+  }
+}
+
+void FileSource::ReadId(QueuedJob& job) const {
+  const auto object = ParseJobLine(job.text, "line " + std::to_string(job.line));
+  const auto& named = template_ ? template_ : object;
+  const auto id = named->GetMember("id");
+  // One of another kind is the worker's to refuse.
+  if (!id || id->GetType() != tovkit::JsonString) return;
+  const std::string text = TextOf(*id, "line " + std::to_string(job.line) + ": id");
+  const std::string filled = template_ ? FillText(text, *object) : text;
+  if (filled.empty()) throw Error(ErrorKind::kInput, "line " + std::to_string(job.line) + ": id", "empty");
+  job.id = filled;
+}
+
+std::optional<QueuedJob> FileSource::Next() {
+  QueuedJob job;
+  const std::uint64_t before = lines_.offset();
+  try {
+    if (!NextText(job)) return std::nullopt;
+    job.id = "line " + std::to_string(job.line);
+    ReadId(job);
+  } catch (const Error& error) {
+    // An input that cannot be read any more is no matter of one job.
+    if (lines_.offset() == before) throw;
+    if (csv_) job.line = csv_->line();
+    job.id = "line " + std::to_string(job.line);
+    job.refused = FailedResult(error);
+    job.text.clear();
+  }
+  return job;
+}
+
+}  // namespace jobs

@@ -1,0 +1,65 @@
+// JobSource: where jobs come from, one at a time.
+#pragma once
+
+#include "csv_reader.h"
+#include "line_reader.h"
+#include "result.h"
+
+#include <tovkit/json.h>
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+namespace jobs {
+
+struct QueuedJob {
+  std::uint64_t line = 0;                               // where it stands
+  std::string id;                                       // "line N" for a job without one
+  std::string text;                                     // JSON: the job, or what fills the template
+  std::optional<JobResult> refused = std::nullopt;      // why it is no job
+  std::optional<EarlierResult> earlier = std::nullopt;  // which may spare it
+};
+
+class JobSource {
+ public:
+  JobSource() = default;
+  virtual ~JobSource() = default;
+  JobSource(const JobSource&) = delete;
+  JobSource& operator=(const JobSource&) = delete;
+
+  // The next job; nothing at the end. Throws Error when it cannot be read.
+  virtual std::optional<QueuedJob> Next() = 0;
+
+  // Whether Next can answer at once. If not, the descriptor can be polled until it can be read.
+  virtual bool IsReady() { return true; }
+  virtual int descriptor() const { return -1; }
+};
+
+// The jobs of a file: JSON Lines, each a job or, with a template, the data that fill it; or such data as CSV.
+// Blank lines are skipped.
+class FileSource final : public JobSource {
+ public:
+  enum class Format { kJsonLines, kCsv };
+
+  // The descriptor stays the caller's. The template is empty or the JSON of a job. Throws Error for a
+  // template that is no job or a CSV file without names.
+  FileSource(int fd, std::string name, const std::string& jobTemplate, Format format);
+
+  std::optional<QueuedJob> Next() override;
+  bool IsReady() override { return lines_.IsReady(); }
+  int descriptor() const override { return lines_.descriptor(); }
+
+  // Bytes read so far.
+  std::uint64_t offset() const { return lines_.offset(); }
+
+ private:
+  bool NextText(QueuedJob& job);
+  void ReadId(QueuedJob& job) const;
+
+  LineReader lines_;
+  std::optional<CsvReader> csv_;
+  tovkit::SharedPtr<tovkit::JsonValue> template_;
+};
+
+}  // namespace jobs

@@ -1,0 +1,43 @@
+#include "json_text.h"
+
+#include <tovkit/util.h>
+
+#include <algorithm>
+#include <cstdio>
+
+namespace jobs {
+
+namespace {
+
+bool IsPlain(char c) { return c >= ' ' && c <= '~' && c != '"' && c != '\\'; }
+
+void AppendCharacter(std::string& json, wchar_t c) {
+  if (c < ' ' || c == 0x7f || (c >= 0xd800 && c <= 0xdfff)) {
+    char escape[8];
+    std::snprintf(escape, sizeof escape, "\\u%04x", static_cast<unsigned>(c));
+    json += escape;
+    return;
+  }
+  if (c == '"' || c == '\\') json += '\\';
+  if (c < 0x80) {
+    json += static_cast<char>(c);
+  } else {
+    json += tovkit::WideToUtf8(&c, 1).c_str();
+  }
+}
+
+}  // namespace
+
+void AppendJsonString(std::string& json, std::string_view text) {
+  json += '"';
+  if (std::all_of(text.begin(), text.end(), IsPlain)) {
+    json += text;
+  } else {
+    for (const wchar_t c : tovkit::Utf8ToWide(text.data(), static_cast<int>(text.size()))) {
+      AppendCharacter(json, c);
+    }
+  }
+  json += '"';
+}
+
+}  // namespace jobs

@@ -1,0 +1,13 @@
+// JSON as it is written by hand, a piece at a time.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace jobs {
+
+// Appends the string with its quotation marks. A byte that is no UTF-8, as a file's name may hold, becomes an
+// escape from \udc80 to \udcff, so that the name can be told from it.
+void AppendJsonString(std::string& json, std::string_view text);
+
+}  // namespace jobs

@@ -1,0 +1,56 @@
+#include "line_reader.h"
+
+#include "error.h"
+
+#include <poll.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+namespace jobs {
+
+// Reads on; false at the end.
+bool LineReader::Fill() {
+  buffer_.resize(65536);
+  ssize_t length = 0;
+  do {
+    length = read(fd_, buffer_.data(), buffer_.size());
+  } while (length < 0 && errno == EINTR);
+  const int error = errno;
+  buffer_.resize(static_cast<std::size_t>(std::max<ssize_t>(length, 0)));
+  at_ = 0;
+  if (length < 0) throw Error(ErrorKind::kInput, name_, std::strerror(error));
+  return length > 0;
+}
+
+bool LineReader::IsReady() const {
+  if (buffer_.find('\n', at_) != std::string::npos) return true;
+  pollfd input = {fd_, POLLIN, 0};
+  return poll(&input, 1, 0) != 0;
+}
+
+LineReader::Outcome LineReader::Next(std::string& line) {
+  line.clear();
+  bool any = false;
+  bool tooLong = false;
+  complete_ = false;
+  while (!complete_ && (at_ < buffer_.size() || Fill())) {
+    any = true;
+    const std::size_t feed = buffer_.find('\n', at_);
+    const std::size_t end = std::min(feed, buffer_.size());
+    const std::size_t room = longest_ - line.size();
+    tooLong = tooLong || end - at_ > room;
+    line.append(buffer_, at_, std::min(end - at_, room));
+    complete_ = feed != std::string::npos;
+    const std::size_t next = end + (complete_ ? 1 : 0);
+    offset_ += next - at_;
+    at_ = next;
+  }
+  if (!any) return kEnd;
+  ++number_;
+  return tooLong ? kTooLong : kLine;
+}
+
+}  // namespace jobs

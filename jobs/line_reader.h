@@ -1,0 +1,52 @@
+// LineReader: the lines of a file or pipe of any length, one at a time, in bounded memory.
+//
+//   LineReader reader(fd, "jobs.jsonl", kLongestLine);
+//   std::string line;
+//   while (reader.Next(line) != LineReader::kEnd) Use(line);
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+namespace jobs {
+
+inline constexpr std::size_t kLongestLine = 16u << 20;
+
+class LineReader {
+ public:
+  enum Outcome { kLine, kTooLong, kEnd };
+
+  // Reads from where the descriptor stands. It stays the caller's. `name` is for messages.
+  LineReader(int fd, std::string name, std::size_t longest)
+      : fd_(fd), name_(std::move(name)), longest_(longest) {}
+
+  // The next line without its line feed; of one that is too long, its beginning. The last line needs no line
+  // feed. Throws Error when reading fails.
+  Outcome Next(std::string& line);
+
+  // Whether Next has a line at hand, or at least something to read. It may still wait for the rest of a line.
+  bool IsReady() const;
+  int descriptor() const { return fd_; }
+
+  // Of the line that Next returned last, from 1.
+  std::uint64_t number() const { return number_; }
+  // Bytes up to its end, and whether a line feed ended it.
+  std::uint64_t offset() const { return offset_; }
+  bool complete() const { return complete_; }
+  const std::string& name() const { return name_; }
+
+ private:
+  bool Fill();
+
+  int fd_;
+  std::string name_;
+  std::size_t longest_;
+  std::string buffer_;
+  std::size_t at_ = 0;
+  std::uint64_t number_ = 0;
+  std::uint64_t offset_ = 0;
+  bool complete_ = false;
+};
+
+}  // namespace jobs

@@ -1,0 +1,25 @@
+#include "sha256.h"
+
+#include <openssl/evp.h>
+
+#include <new>
+
+namespace jobs {
+
+std::string Sha256(std::string_view bytes) {
+  unsigned char digest[EVP_MAX_MD_SIZE];
+  unsigned int length = 0;
+  if (EVP_Digest(bytes.data(), bytes.size(), digest, &length, EVP_sha256(), nullptr) != 1) {
+    throw std::bad_alloc();
+  }
+  constexpr char kDigits[] = "0123456789abcdef";
+  std::string text;
+  text.reserve(64);
+  for (unsigned int i = 0; i < length; ++i) {
+    text += kDigits[digest[i] >> 4];
+    text += kDigits[digest[i] & 15];
+  }
+  return text;
+}
+
+}  // namespace jobs

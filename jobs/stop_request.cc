@@ -1,0 +1,20 @@
+#include "stop_request.h"
+
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <cstdint>
+
+namespace jobs {
+
+StopRequest::StopRequest() : event_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
+
+void StopRequest::Raise() {
+  int before = level_.load();
+  while (before < kNow && !level_.compare_exchange_weak(before, before + 1)) continue;
+  const std::uint64_t one = 1;
+  // Without room in the counter it is readable all the same.
+  [[maybe_unused]] const ssize_t written = write(event_.get(), &one, sizeof one);
+}
+
+}  // namespace jobs

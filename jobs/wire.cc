@@ -1,0 +1,105 @@
+#include "wire.h"
+
+#include <stdexcept>
+
+namespace jobs {
+
+void WireWriter::Put(const WorkerSettings& settings) {
+  const RunnerOptions& runner = settings.runner;
+  Put(runner.directory);
+  Put(runner.input);
+  Put(runner.jobTemplate);
+  Put(runner.report);
+  Put(static_cast<std::uint64_t>(runner.fonts.size()));
+  for (const std::string& font : runner.fonts) Put(font);
+  Put(settings.memory);
+  Put(settings.parent);
+}
+
+WorkerSettings WireReader::TakeSettings() {
+  WorkerSettings settings;
+  settings.runner.directory = TakeText();
+  settings.runner.input = TakeText();
+  settings.runner.jobTemplate = TakeText();
+  settings.runner.report = Take<bool>();
+  for (auto count = Take<std::uint64_t>(); count != 0; --count)
+    settings.runner.fonts.emplace_back(TakeText());
+  settings.memory = Take<std::uint64_t>();
+  settings.parent = Take<std::int64_t>();
+  return settings;
+}
+
+// Id, attempts and worker are the executor's to know.
+void WireWriter::Put(const JobResult& result) {
+  Put(result.state);
+  Put(result.kind);
+  Put(result.output);
+  Put(result.bytes);
+  Put(result.jobHash);
+  Put(result.outputHash);
+  Put(result.seconds);
+  Put(result.message);
+  Put(static_cast<std::uint64_t>(result.warnings.size()));
+  for (const std::string& warning : result.warnings) Put(warning);
+  Put(result.hits.has_value());
+  if (!result.hits) return;
+  std::string hits;
+  for (const bool hit : *result.hits) hits += hit ? '1' : '0';
+  Put(hits);
+}
+
+JobResult WireReader::TakeResult() {
+  JobResult result;
+  result.state = Take<JobState>();
+  result.kind = Take<FailureKind>();
+  result.output = TakeText();
+  result.bytes = Take<std::uint64_t>();
+  result.jobHash = TakeText();
+  result.outputHash = TakeText();
+  result.seconds = Take<double>();
+  result.message = TakeText();
+  for (auto count = Take<std::uint64_t>(); count != 0; --count) result.warnings.emplace_back(TakeText());
+  if (Take<bool>()) {
+    result.hits.emplace();
+    for (const char hit : TakeText()) result.hits->push_back(hit == '1');
+  }
+  return result;
+}
+
+std::string WireWriter::TakeFrame() {
+  const auto size = static_cast<std::uint64_t>(bytes_.size());
+  std::string frame(reinterpret_cast<const char*>(&size), sizeof size);
+  frame += bytes_;
+  bytes_.clear();
+  return frame;
+}
+
+std::string_view WireReader::TakeBytes(std::uint64_t count) {
+  if (count > bytes_.size()) throw std::length_error("the message is cut");
+  const std::string_view taken = bytes_.substr(0, count);
+  bytes_.remove_prefix(count);
+  return taken;
+}
+
+void FrameBuffer::Append(const char* bytes, std::size_t size) {
+  if (at_ == bytes_.size()) {
+    bytes_.clear();
+    at_ = 0;
+  } else if (at_ > 65536) {
+    bytes_.erase(0, at_);
+    at_ = 0;
+  }
+  bytes_.append(bytes, size);
+}
+
+bool FrameBuffer::Next(std::string_view& message) {
+  std::uint64_t size = 0;
+  if (bytes_.size() - at_ < sizeof size) return false;
+  std::memcpy(&size, bytes_.data() + at_, sizeof size);
+  if (bytes_.size() - at_ - sizeof size < size) return false;
+  message = std::string_view(bytes_).substr(at_ + sizeof size, size);
+  at_ += sizeof size + size;
+  return true;
+}
+
+}  // namespace jobs

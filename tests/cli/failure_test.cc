@@ -1,0 +1,113 @@
+// SPDX-License-Identifier: MIT
+// The line of a failure and the caret below the place that is meant.
+#include "byte_count.h"
+#include "run_command.h"
+#include "text_output.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <string>
+
+namespace {
+
+// What is said of an array that holds a text and then a letter: `shown` is how the text is printed.
+std::string SaidOf(const std::string& shown, int characters, int columns) {
+  const std::string place = "standard input:1:" + std::to_string(characters + 5);
+  return "tovkit: " + place + ": a comma or ] is expected\n  [\"" + shown + "\" x]\n  " +
+         std::string(static_cast<std::size_t>(columns) + 4, ' ') + "^\n";
+}
+
+void ExpectColumns(const std::string& text, int characters, int columnsEach) {
+  EXPECT_EQ(RunCommand({"json"}, "[\"" + text + "\" x]").err,
+            SaidOf(text, characters, characters * columnsEach))
+      << text;
+}
+
+// The first and the last character of every block that terminals show two columns wide.
+TEST(Failure, TheCaretStandsBehindWideCharacters) {
+  ExpectColumns("\u1100\u115f\u2e80\ua4cf\uac00\ud7a3\uf900\ufaff", 8, 2);
+  ExpectColumns("\ufe30\ufe6f\uff00\uff60\uffe0\uffe6", 6, 2);
+  ExpectColumns("\U0001f300\U0001f64f\U00020000\U0003fffd", 4, 2);
+}
+
+// Their neighbors.
+TEST(Failure, TheCaretStandsBehindNarrowCharacters) {
+  ExpectColumns("\u10ff\u1160\u2e7f\ua4d0\uabff\ud7a4\uf8ff\ufb00", 8, 1);
+  ExpectColumns("\ufe2f\ufe70\ufeff\uff61\uffdf\uffe7", 6, 1);
+  ExpectColumns("\U0001f2ff\U0001f650\U0001ffff\U0003fffe", 4, 1);
+}
+
+TEST(Failure, ControlCharactersOfTheLineAreShownAsQuestionMarks) {
+  EXPECT_EQ(RunCommand({"json"}, "[1 x\x01\x1f ~\x7f\u0080\u009f\u00a0\t]").err,
+            "tovkit: standard input:1:4: a comma or ] is expected\n  [1 x?? ~???\u00a0 ]\n     ^\n");
+}
+
+TEST(Failure, ALineThatIsShownWholeAndOneThatIsCut) {
+  const std::string x(60, 'x');
+  for (const int before : {57, 58, 59, 60, 61, 62}) {
+    for (const int behind : {57, 58, 59, 60, 61, 62}) {
+      const std::string front = "[\"" + std::string(static_cast<std::size_t>(before) - 2, 'a') + "\" ";
+      const std::string back = "x" + std::string(static_cast<std::size_t>(behind), 'b');
+      const std::string line = front + back;
+      // Two more than 60 are left on either side: what is cut takes three.
+      const bool cutFront = front.size() > 63;
+      const bool cutBack = back.size() > 63;
+      const std::string shownFront = cutFront ? "..." + front.substr(front.size() - 60) : front;
+      const std::string shownBack = cutBack ? back.substr(0, 60) + "..." : back;
+      EXPECT_EQ(RunCommand({"json"}, line).err,
+                "tovkit: standard input:1:" + std::to_string(front.size() + 1) +
+                    ": a comma or ] is expected\n  " + shownFront + shownBack + "\n  " +
+                    std::string(shownFront.size(), ' ') + "^\n");
+    }
+  }
+}
+
+TEST(TextOutput, LongRowsOfDigitsLoseTheirMiddle) {
+  const std::string hundred = std::string(50, '1') + std::string(50, '2');
+  EXPECT_EQ(cli::Shortened(""), "");
+  EXPECT_EQ(cli::Shortened("a" + hundred + "b" + hundred), "a" + hundred + "b" + hundred);
+  EXPECT_EQ(cli::Shortened("a" + hundred + "3b7"), "a1111111111...2222222223b7");
+  EXPECT_EQ(cli::Shortened("0" + hundred), "0111111111...2222222222");
+  EXPECT_EQ(cli::Shortened(hundred + "3" + "-" + hundred + "4"),
+            "1111111111...2222222223-1111111111...2222222224");
+}
+
+TEST(ByteCount, NumbersWithAndWithoutAUnit) {
+  constexpr std::uint64_t kMost = UINT64_MAX;
+  const struct {
+    const char* text;
+    std::uint64_t count;
+  } rows[] = {{"0", 0},
+              {"4096", 4096},
+              {"18446744073709551615", kMost},
+              {"1K", 1024},
+              {"3k", 3072},
+              {"2M", 2097152},
+              {"2m", 2097152},
+              {"1G", 1073741824},
+              {"5g", 5368709120},
+              {"18014398509481983K", kMost << 10},
+              {"17592186044415M", kMost << 20},
+              {"17179869183G", kMost << 30}};
+  for (const auto& row : rows) EXPECT_EQ(cli::ParseByteCount(row.text), row.count) << row.text;
+  for (const char* text : {"", "K", "-1", "+1", " 1", "1 ", "1KB", "1T", "1Kk", "1.5K", "0x10",
+                           "18446744073709551616", "18014398509481984K", "17592186044416M", "17179869184G"}) {
+    EXPECT_EQ(cli::ParseByteCount(text), std::nullopt) << text;
+  }
+}
+
+TEST(ByteCount, TheTextBecomesTheNumberWithinItsLimits) {
+  const auto replaced = [](std::string text) {
+    const std::string error = cli::ReplaceByteCount(text, 2, 2048);
+    return error.empty() ? text : error;
+  };
+  EXPECT_EQ(replaced("2"), "2");
+  EXPECT_EQ(replaced("2K"), "2048");
+  EXPECT_EQ(replaced("1"), "'1' is not from 2 to 2048 bytes");
+  EXPECT_EQ(replaced("2049"), "'2049' is not from 2 to 2048 bytes");
+  EXPECT_EQ(replaced("3K"), "'3K' is not from 2 to 2048 bytes");
+  EXPECT_EQ(replaced("x"), "'x' is no size such as 4096, 64K, 64M or 1G");
+}
+
+}  // namespace

@@ -1,0 +1,68 @@
+// SPDX-License-Identifier: MIT
+// CoreTiffPages: files of several pages, as we and libtiff's own tools read them.
+#include "foreign_files.h"
+#include "image_support.h"
+
+#include <tovmx/codec.h>
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <string>
+
+namespace {
+
+class TiffPages : public ForeignFiles {};
+
+std::string Written(CoreTiffPages& pages) {
+  CoreMemoryOutputStream out;
+  EXPECT_TRUE(pages.Write(&out));
+  return {reinterpret_cast<const char*>(out.GetData()), out.GetSize()};
+}
+
+TEST_F(TiffPages, PagesOfEveryDepthComeBackInOrder) {
+  CoreTiffPages pages;
+  std::vector<CoreDib> pictures;
+  for (const int bits : {1, 8, 24, 32, 4}) {
+    pictures.push_back(image::MakePicture(20 + bits, 15, bits));
+    pictures.back().SetDpi(100, 100);
+    ASSERT_TRUE(pages.Add(&pictures.back()));
+  }
+  const std::string file = Written(pages);
+  for (std::size_t i = 0; i < pictures.size(); ++i) {
+    const auto back = image::Decode(file, static_cast<int>(i));
+    ASSERT_NE(back, nullptr) << i;
+    EXPECT_EQ(image::Difference(pictures[i], *back), "") << i;
+  }
+  EXPECT_EQ(image::Decode(file, 5), nullptr);
+  std::ofstream(folder_ + "/pages.tif", std::ios::binary) << file;
+  EXPECT_EQ(Run("tiffinfo pages.tif | grep -c 'Image Width'"), "5\n");
+  EXPECT_EQ(image::ReadFile(folder_ + "/errors"), "");
+}
+
+TEST_F(TiffPages, WithoutAPageThereIsNoFile) {
+  CoreMemoryOutputStream out;
+  CoreTiffPages pages;
+  EXPECT_FALSE(pages.Write(&out));
+  const CoreDib none;
+  EXPECT_FALSE(pages.Add(nullptr));
+  EXPECT_FALSE(pages.Add(&none));
+  EXPECT_FALSE(pages.Write(nullptr));
+  EXPECT_EQ(out.GetSize(), 0u);
+  const CoreDib picture = image::MakePicture(8, 8, 8);
+  EXPECT_TRUE(pages.Add(&picture)) << "what was refused does no harm";
+  EXPECT_TRUE(pages.Write(&out));
+  EXPECT_FALSE(pages.Add(&picture)) << "written";
+  EXPECT_FALSE(pages.Write(&out));
+}
+
+TEST_F(TiffPages, WhatMayGrowBeyondFourGigabytesIsABigTiff) {
+  CoreTiffPages pages(std::uint64_t{5} << 30);
+  const CoreDib picture = image::MakePicture(8, 8, 24);
+  ASSERT_TRUE(pages.Add(&picture));
+  const std::string file = Written(pages);
+  EXPECT_EQ(file.substr(0, 3), "II+");
+  EXPECT_EQ(image::Difference(picture, *image::Decode(file)), "");
+}
+
+}  // namespace

@@ -1,0 +1,67 @@
+// A worker with one more kind of job, which does what no job should: {"fault": "crash"}. Only tests have it.
+#include "jobs/error.h"
+#include "jobs/worker.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <csignal>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+namespace {
+
+void Crash() {
+  std::signal(SIGSEGV, SIG_DFL);
+  raise(SIGSEGV);
+}
+
+void Loop() {
+  // A loop without any effect need not loop.
+  for (std::atomic<unsigned> turns = 0;; ++turns) continue;
+}
+
+// Takes memory, a piece at a time, until there is no more.
+void EatMemory() {
+  std::vector<std::string> pieces;
+  for (;;) pieces.emplace_back(1 << 20, 'x');
+}
+
+// Crashes unless the file is there, and makes it.
+void CrashOnce(const std::string& file) {
+  const int fd = open(file.c_str(), O_CREAT | O_EXCL | O_WRONLY, 0600);
+  if (fd < 0) return;
+  close(fd);
+  Crash();
+}
+
+// Waits for the file to be there.
+void Await(const std::string& file) {
+  struct stat status = {};
+  while (stat(file.c_str(), &status) != 0) usleep(1000);
+}
+
+void RunFault(jobs::Members& members, jobs::JobBench& bench, jobs::JobResult& result) {
+  const std::string fault = members.NeedText("fault");
+  const std::string file = members.TakeText("file").value_or("");
+  members.Finish();
+  if (fault == "crash") Crash();
+  if (fault == "loop") Loop();
+  if (fault == "memory") EatMemory();
+  if (fault == "exit") std::exit(3);
+  if (fault == "once") CrashOnce(file);
+  if (fault == "await") Await(file);
+  if (fault == "pid") bench.observer.Warn(std::to_string(getpid()));
+  result.hits.emplace();
+}
+
+}  // namespace
+
+int main() {
+  std::vector<jobs::JobKind> kinds = jobs::StandardKinds();
+  kinds.push_back({"fault", RunFault, false});
+  return jobs::ServeJobs(kinds);
+}

@@ -1,0 +1,342 @@
+// Jobs as lines of JSON: what they make, what they refuse, and where they may write.
+#include "jobs/csv_reader.h"
+#include "jobs/error.h"
+#include "jobs/job_runner.h"
+#include "jobs/job_source.h"
+#include "jobs/places.h"
+#include "jobs/result.h"
+#include "jobs/sha256.h"
+
+#include "scratch_dir.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+namespace {
+
+using jobs::FailureKind;
+using jobs::JobResult;
+using jobs::JobRunner;
+using jobs::JobState;
+
+namespace fs = std::filesystem;
+
+std::string ContentsOfFile(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(in), {}};
+}
+
+void Write(const std::string& path, const std::string& text) {
+  std::ofstream(path, std::ios::binary) << text;
+}
+
+std::string Pixel() { return ContentsOfFile(TOVKIT_SOURCE_DIR "/tests/data/images/run4.bmp"); }
+
+class JobLine : public testing::Test {
+ protected:
+  JobLine() {
+    fs::create_directory(scratch_.path() + "/out");
+    fs::create_directory(scratch_.path() + "/in");
+  }
+
+  jobs::RunnerOptions Options() const {
+    jobs::RunnerOptions options;
+    options.directory = Out();
+    return options;
+  }
+  std::string Out() const { return scratch_.path() + "/out"; }
+  std::string In() const { return scratch_.path() + "/in"; }
+
+  std::vector<std::string> Files() const {
+    std::vector<std::string> names;
+    for (const auto& entry : fs::recursive_directory_iterator(Out())) {
+      if (!entry.is_directory()) names.push_back(fs::relative(entry.path(), Out()).string());
+    }
+    return names;
+  }
+
+  void ExpectFailure(JobRunner& runner, const std::string& line, FailureKind kind,
+                     const std::string& message) {
+    const JobResult result = runner.Run(line);
+    EXPECT_EQ(result.state, JobState::kFailed) << line;
+    EXPECT_STREQ(NameOf(result.kind), NameOf(kind)) << line;
+    EXPECT_EQ(result.message, message) << line;
+    EXPECT_TRUE(Files().empty()) << line;
+  }
+
+  ScratchDir scratch_;
+};
+
+TEST_F(JobLine, DrawMakesItsFileAndTellsOfIt) {
+  JobRunner runner(Options());
+  const JobResult result = runner.Run(
+      R"({ "id": "42", "draw": [{"Content": "Ab"}], "size": "400x120", "dpi": 96, "background": "#ff", "out": "a/b/42.png"})");
+  ASSERT_EQ(result.state, JobState::kDone) << result.message;
+  const std::string bytes = ContentsOfFile(Out() + "/a/b/42.png");
+  EXPECT_EQ(result.output, "a/b/42.png");
+  EXPECT_EQ(result.bytes, bytes.size());
+  EXPECT_EQ(result.outputHash, jobs::Sha256(bytes));
+  EXPECT_EQ(
+      result.jobHash,
+      jobs::Sha256(
+          R"({"id":"42","draw":[{"Content":"Ab"}],"size":"400x120","dpi":96,"background":"#ff","out":"a/b/42.png"})"));
+  EXPECT_EQ(bytes.substr(1, 3), "PNG");
+  EXPECT_EQ(Files(), std::vector<std::string>{"a/b/42.png"});
+}
+
+TEST_F(JobLine, FormatMayDifferFromTheExtension) {
+  JobRunner runner(Options());
+  const JobResult result = runner.Run(R"({"draw": {"Content": "Ab"}, "out": "page", "format": "svg"})");
+  ASSERT_EQ(result.state, JobState::kDone) << result.message;
+  EXPECT_NE(ContentsOfFile(Out() + "/page").find("<svg"), std::string::npos);
+}
+
+TEST_F(JobLine, ImageReadsBelowItsFolderAndStepsThroughIt) {
+  Write(In() + "/a.bmp", Pixel());
+  jobs::RunnerOptions options = Options();
+  options.input = In();
+  JobRunner runner(options);
+  const JobResult result =
+      runner.Run(R"({"image": "a.bmp", "steps": [{"erase": [0,0,1,1]}], "quality": 80, "out": "a.jpg"})");
+  ASSERT_EQ(result.state, JobState::kDone) << result.message;
+  EXPECT_EQ(ContentsOfFile(Out() + "/a.jpg").substr(0, 2), "\xFF\xD8");
+}
+
+TEST_F(JobLine, HitAnswersInTheResult) {
+  JobRunner runner(Options());
+  const JobResult result = runner.Run(
+      R"({"hit": {"path": "M0 0H10V10H0Z", "points": [[5, 0], [5, 5], [20, 20]], "fill": true, "tolerance": 0.5}})");
+  ASSERT_EQ(result.state, JobState::kDone) << result.message;
+  EXPECT_EQ(*result.hits, (std::vector<bool>{true, true, false}));
+  EXPECT_TRUE(result.output.empty());
+}
+
+TEST_F(JobLine, WhatIsNoJobIsToldWithItsPlace) {
+  JobRunner runner(Options());
+  const struct {
+    const char* line;
+    const char* message;
+  } cases[] = {
+      {"", "job: empty, where a JSON object is expected"},
+      {"{\"draw\": ", "job, column 10: a value is expected"},
+      {"[]", "job: an object is expected"},
+      {"7", "job, column 1: neither an array nor an object"},
+      {"{}", "job: no kind of job; there are draw, image, hit"},
+      {R"({"id": 7, "draw": {"Content": "x"}, "out": "x.png"})", "id: a string is expected"},
+      {R"({"id": "a\u0000b", "draw": {"Content": "x"}, "out": "x.png"})",
+       "id: the text holds a NUL character"},
+      {R"({"draw": {"Content": "x"}})", "out: missing"},
+      {R"({"draw": {"Content": "x"}, "out": "x.png", "colour": 1})", "colour: unknown member"},
+      {R"({"draw": {"Content": "x"}, "out": "x.png", "hit": {}})", "hit: unknown member"},
+      {R"({"draw": {"Content": "x"}, "out": "x.png", "dpi": 96, "dpi": 97})", "dpi: the member stands twice"},
+      {R"({"draw": {"Content": "x"}, "out": "x.xyz"})", "x.xyz: 'xyz' is no format that can be written"},
+      {R"({"draw": {"Content": "x"}, "out": "x.png", "size": "big"})",
+       "size: 'big' is no size such as 800x600"},
+      {R"({"draw": {"Content": "x"}, "out": "x.png", "dpi": "96"})",
+       "dpi: a number from 1 to 4800 is expected"},
+      {R"({"draw": {"Content": "x"}, "out": "x.png", "dpi": 0})", "dpi: a number from 1 to 4800 is expected"},
+      {R"({"draw": {"Content": "x"}, "out": "x.png", "background": "red"})", "background: 'red' is no color"},
+      {R"({"draw": [{}], "out": "x.png"})", "draw:1:2: no text to draw; \"Content\" is missing or empty"},
+      {R"({"image": "a.png", "out": "x.png"})", "image: no folder of input files was given"},
+      {R"({"hit": {"path": "M0 0L1", "points": []}})", "path: line 1, column 7: a number is expected"},
+      {R"({"hit": {"path": "M0 0", "points": [[1]]}})", "hit: points: element 0 is not [X, Y]"},
+      {R"({"hit": {"points": []}})", "hit: one of \"path\" and \"file\" is expected"},
+      {R"({"hit": {"path": "M0 0", "points": [], "out": "x"}})", "hit: out: unknown member"},
+      {R"({"hit": {"path": "M0 0", "points": []}, "out": "x"})", "out: unknown member"},
+  };
+  for (const auto& [line, message] : cases) ExpectFailure(runner, line, FailureKind::kInput, message);
+  ExpectFailure(runner, R"({"draw": {"Content": "x"}, "out": "x.png", "size": "40000x10"})",
+                FailureKind::kLimit, "x.png: a page of 40000 x 10 is too large; sides go up to 32767");
+}
+
+TEST_F(JobLine, NoNameLeadsOutOfTheFolder) {
+  fs::create_directory_symlink(In(), Out() + "/link");
+  fs::create_symlink(In() + "/victim", Out() + "/file.svg");
+  fs::create_directory(Out() + "/taken.svg");
+  fs::create_directory_symlink("taken.svg", Out() + "/inside");
+  Write(In() + "/victim", "kept");
+  JobRunner runner(Options());
+  const auto failure = [&runner](const std::string& out) {
+    const JobResult result =
+        runner.Run(R"({"draw": {"Content": "x"}, "format": "svg", "out": ")" + out + "\"}");
+    return std::string(NameOf(result.kind)) + ": " + result.message;
+  };
+  EXPECT_EQ(failure("../x"), "input: ../x: the name holds . or ..");
+  EXPECT_EQ(failure("a/../../x"), "input: a/../../x: the name holds . or ..");
+  EXPECT_EQ(failure("/tmp/x"), "input: /tmp/x: the name is absolute");
+  EXPECT_EQ(failure(""), "input: '': the name is empty");
+  EXPECT_EQ(failure("a//x"), "input: a//x: the name has an empty component");
+  EXPECT_EQ(failure("a/"), "input: a/: the name has an empty component");
+  EXPECT_EQ(failure(std::string(256, 'x')), "input: " + std::string(256, 'x') + ": the name is too long");
+  EXPECT_EQ(failure("link/x"), "output: link/x: leads out of the folder");
+  EXPECT_EQ(failure("link/sub/x"), "output: link/sub/x: leads out of the folder");
+  EXPECT_EQ(failure("file.svg"), "output: file.svg: something that is no regular file stands there");
+  EXPECT_EQ(failure("taken.svg"), "output: taken.svg: something that is no regular file stands there");
+  EXPECT_EQ(failure("file.svg/x"), "output: file.svg/x: leads out of the folder");
+  EXPECT_EQ(failure("inside/x"), ": ") << "a link that stays below is followed";
+  EXPECT_EQ(ContentsOfFile(In() + "/victim"), "kept");
+  EXPECT_EQ(std::distance(fs::directory_iterator(In()), {}), 1);
+  EXPECT_TRUE(fs::exists(Out() + "/taken.svg/x"));
+}
+
+TEST_F(JobLine, InputFilesAreBelowTheirFolderToo) {
+  Write(scratch_.path() + "/secret.bmp", Pixel());
+  fs::create_symlink("../secret.bmp", In() + "/link.bmp");
+  mkfifo((In() + "/pipe.bmp").c_str(), 0600);
+  jobs::RunnerOptions options = Options();
+  options.input = In();
+  JobRunner runner(options);
+  const auto line = [](const std::string& name) { return R"({"image": ")" + name + R"(", "out": "x.png"})"; };
+  ExpectFailure(runner, line("../secret.bmp"), FailureKind::kInput, "../secret.bmp: the name holds . or ..");
+  ExpectFailure(runner, line("link.bmp"), FailureKind::kInput, "link.bmp: leads out of the folder");
+  ExpectFailure(runner, line("pipe.bmp"), FailureKind::kInput, "pipe.bmp: no regular file");
+  ExpectFailure(runner, line("none.bmp"), FailureKind::kInput,
+                "none.bmp: cannot open the file: No such file or directory");
+}
+
+TEST_F(JobLine, AnEarlierResultHoldsAsLongAsTheOutputIsThere) {
+  JobRunner runner(Options());
+  const std::string line = R"({"draw": {"Content": "x"}, "out": "x.png"})";
+  const JobResult first = runner.Run(line);
+  const jobs::EarlierResult earlier{first.jobHash.substr(0, 32), first.bytes};
+  EXPECT_EQ(runner.Run(line, earlier).state, JobState::kSkipped);
+  EXPECT_EQ(runner.Run(R"({"draw": {"Content": "y"}, "out": "x.png"})", earlier).state, JobState::kDone)
+      << "another job";
+  EXPECT_EQ(runner.Run(line).outputHash, first.outputHash) << "the same bytes again";
+  fs::resize_file(Out() + "/x.png", 3);
+  EXPECT_EQ(runner.Run(line, earlier).state, JobState::kDone) << "the output was cut";
+  fs::remove(Out() + "/x.png");
+  EXPECT_EQ(runner.Run(line, earlier).state, JobState::kDone) << "the output is gone";
+}
+
+TEST_F(JobLine, ReportsCarryWarnings) {
+  jobs::RunnerOptions options = Options();
+  const std::string line =
+      R"({"draw": {"Content": "x", "Font": {"FontName": "No Such Font"}}, "out": "x.png"})";
+  EXPECT_TRUE(JobRunner(options).Run(line).warnings.empty());
+  options.report = true;
+  const JobResult result = JobRunner(options).Run(line);
+  ASSERT_EQ(result.warnings.size(), 1u);
+  EXPECT_EQ(result.warnings[0].substr(0, 22), "font: No Such Font -> ");
+}
+
+TEST_F(JobLine, ATemplateIsFilledByTheLine) {
+  jobs::RunnerOptions options = Options();
+  options.jobTemplate = R"({"id": "{{n}}", "draw": {"Content": "Dear {{who}}"}, "out": "{{n}}.svg"})";
+  JobRunner runner(options);
+  const JobResult result = runner.Run(R"({"n": 7, "who": "\"Z\u00f6e\", {{n}}", "unused": []})");
+  ASSERT_EQ(result.state, JobState::kDone) << result.message;
+  EXPECT_EQ(result.jobHash, jobs::Sha256("{\"id\":\"7\",\"draw\":{\"Content\":\"Dear \\\"Z\xC3\xB6"
+                                         "e\\\", {{n}}\"},\"out\":\"7.svg\"}"));
+  EXPECT_EQ(Files(), std::vector<std::string>{"7.svg"});
+  EXPECT_EQ(runner.Run(R"({"n": 7})").message, "{{who}}: the data have no such value");
+  EXPECT_EQ(runner.Run(R"({"n": 7, "who": [1]})").message,
+            "{{who}}: the value is no text, number or boolean");
+}
+
+TEST(Places, OnlyNamesInPairsOfBraces) {
+  const char text[] = R"({"a": "1", "b c": "2", "t": true, "z": null, "n": -2.5})";
+  const auto data = tovkit::Json::Parse(text, sizeof text - 1, nullptr);
+  const struct {
+    const char* text;
+    const char* filled;
+  } cases[] = {{"", ""},
+               {"{{a}}", "1"},
+               {"x{{a}}y{{b c}}z", "x1y2z"},
+               {"{{t}}{{z}}{{n}}", "true-2.5"},
+               {"{{}}", "{{}}"},
+               {"{a}", "{a}"},
+               {"{{a", "{{a"},
+               {"{{a}", "{{a}"},
+               {"{{{a}}}", "{1}"},
+               {"{{ {{a}}", "{{ 1"},
+               {"}}{{", "}}{{"}};
+  for (const auto& [in, out] : cases) EXPECT_EQ(jobs::FillText(in, *data), out) << in;
+}
+
+TEST(Places, NamesOfMembersStay) {
+  const char text[] = R"({"{{a}}": ["{{a}}", {"x": "{{a}}"}, 5]})";
+  const char values[] = R"({"a": "\"], 1: {"})";
+  const auto job = tovkit::Json::Parse(text, sizeof text - 1, nullptr);
+  jobs::FillPlaces(job, *tovkit::Json::Parse(values, sizeof values - 1, nullptr));
+  EXPECT_STREQ(job->ToString().c_str(), R"({"{{a}}":["\"], 1: {",{"x":"\"], 1: {"},5]})");
+}
+
+TEST(JobResult, LineAndBack) {
+  JobResult result;
+  result.id = "a/\"\\\n\x01\xC3\xA9";
+  result.output = "x\xFF.png";
+  result.bytes = 5000000000;
+  result.jobHash = "ab";
+  result.outputHash = "cd";
+  result.seconds = 0.25;
+  result.worker = 2;
+  result.warnings = {"w1", "w2"};
+  EXPECT_EQ(
+      ToJsonLine(result),
+      "{\"id\":\"a/\\\"\\\\\\u000a\\u0001\xC3\xA9\",\"state\":\"done\",\"output\":\"x\\udcff.png\",\"bytes\":"
+      "5000000000,\"jobSha256\":\"ab\",\"outputSha256\":\"cd\",\"seconds\":0.250000,\"attempts\":1,"
+      "\"worker\":2,"
+      "\"warnings\":[\"w1\",\"w2\"]}\n");
+  result.output.clear();
+  result.state = JobState::kQuarantined;
+  result.kind = FailureKind::kCrash;
+  result.message = "m";
+  result.hits = std::vector<bool>{true, false};
+  const auto back = jobs::ParseResultLine(ToJsonLine(result));
+  ASSERT_TRUE(back);
+  EXPECT_EQ(ToJsonLine(*back), ToJsonLine(result));
+  for (const char* text : {"", "{}", "x", "[]", R"({"id": "1"})", R"({"id":"1","state":"odd"})"}) {
+    EXPECT_FALSE(jobs::ParseResultLine(text)) << text;
+  }
+}
+
+// The jobs of a text, each as "id=text" or "id!message".
+std::vector<std::string> JobsOf(const std::string& text, jobs::FileSource::Format format,
+                                const std::string& jobTemplate = "") {
+  const ScratchDir scratch;
+  Write(scratch.path() + "/jobs", text);
+  const jobs::OpenDescriptor file(open((scratch.path() + "/jobs").c_str(), O_RDONLY | O_CLOEXEC));
+  jobs::FileSource source(file.get(), "jobs", jobTemplate, format);
+  std::vector<std::string> found;
+  while (const auto job = source.Next()) {
+    found.push_back(job->id + (job->refused ? "!" + job->refused->message : "=" + job->text));
+  }
+  return found;
+}
+
+TEST(JobSource, EveryLineIsAJobOrAFailure) {
+  using Format = jobs::FileSource::Format;
+  EXPECT_EQ(JobsOf("{\"id\": \"a\"}\r\n\n  \n{\"x\": 1}\n{\"id\": 5}\n[\n{\"id\": \"\"}\n{\"id\": \"last\"}",
+                   Format::kJsonLines),
+            (std::vector<std::string>{"a={\"id\": \"a\"}\r", "line 4={\"x\": 1}", "line 5={\"id\": 5}",
+                                      "line 6!line 6, column 2: a value is expected",
+                                      "line 7!line 7: id: empty", "last={\"id\": \"last\"}"}));
+  const std::string longLine = "{\"id\": \"" + std::string(17 << 20, 'x') + "\"}\n";
+  EXPECT_EQ(JobsOf(longLine + "{\"id\": \"b\"}", Format::kJsonLines),
+            (std::vector<std::string>{"line 1!line 1: longer than 16 MiB", "b={\"id\": \"b\"}"}));
+}
+
+TEST(JobSource, CsvByRfc4180) {
+  using Format = jobs::FileSource::Format;
+  const std::string jobTemplate = R"({"id": "{{n}}", "out": "x"})";
+  EXPECT_EQ(JobsOf("\xEF\xBB\xBFn,text\r\n1,plain\r\n2,\"a,\"\"b\"\"\nc\"\r\n\r\n3\n4,\"x\"\n", Format::kCsv,
+                   jobTemplate),
+            (std::vector<std::string>{
+                R"(1={"n":"1","text":"plain"})", R"(2={"n":"2","text":"a,\"b\"\u000ac"})",
+                "line 6!jobs, line 6: 1 fields, where the first line names 2", R"(4={"n":"4","text":"x"})"}));
+  EXPECT_EQ(JobsOf("n,t\n1,\"open\n2,x\n", Format::kCsv, jobTemplate),
+            (std::vector<std::string>{"line 2!jobs, line 2: a quotation mark is never closed"}));
+  EXPECT_THROW(JobsOf("", Format::kCsv, jobTemplate), jobs::Error);
+  EXPECT_THROW(JobsOf("a,a\n", Format::kCsv, jobTemplate), jobs::Error);
+}
+
+}  // namespace
