@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // usage: label_loop JOBS.jsonl DIRECTORY: one process that calls the library in a loop for each label of a
 // file of draw jobs with a size: what tovkit batch is measured beside.
 #include <tovkit/imaging.h>

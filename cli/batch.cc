@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: MIT
+// Opens what a batch needs in the order in which its lack is cheapest to tell, and turns the end into a
+// status.
 #include "batch.h"
 
 #include "batch_sink.h"

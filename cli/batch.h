@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A batch: the jobs of a file, run by worker processes, and what is told of them.
 #pragma once
 

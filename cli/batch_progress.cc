@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "batch_progress.h"
 
 #include <unistd.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // BatchProgress: how far a batch is, on standard error: a bar with rate, failures and the time that is left
 // on a terminal, a line every 10 seconds otherwise. NO_COLOR is honored.
 #pragma once

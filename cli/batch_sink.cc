@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "batch_sink.h"
 
 #include "error.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // BatchSink: writes the results of a batch, a line each, to a results file or to standard output.
 #pragma once
 

@@ -1,3 +1,7 @@
+// SPDX-License-Identifier: MIT
+// Jobs lie in the order in which the worker runs them, so that a result belongs to the first. How many a
+// worker is given ahead follows from what they take of late: enough that it never waits, few enough that a
+// slow one holds nothing up.
 #include "crew_member.h"
 
 #include "error.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // CrewMember: one place of an executor's crew: the worker that fills it at the moment, and the jobs it has.
 #pragma once
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+// A record ends with the line on which its quotation marks are even in number; only then is it split.
 #include "csv_reader.h"
 
 #include "error.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // CsvReader: the records of a CSV file (RFC 4180), whose first one names the fields, as JSON objects of
 // texts.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "background.h"
 #include "draw_job.h"
 #include "error.h"
@@ -34,7 +35,14 @@ void RunDrawKind(Members& members, JobBench& bench, JobResult&) {
     if (!color) members.Refuse("background", "'" + *background + "' is no color");
     job.background = *color;
   }
+  const auto over = members.TakeText("over");
   members.Finish();
+  if (over && bench.input == nullptr) members.Refuse("over", "no folder of input files was given");
+  if (over && job.format.document != OutputFormat::Document::kNone) {
+    members.Refuse("over", "only a picture can be drawn on, and the output is none");
+  }
+  const OpenDescriptor under = over ? bench.input->OpenFile(*over) : OpenDescriptor();
+  if (over) job.under = Input::Descriptor(under.get(), *over);
   Run(job, bench.observer);
 }
 

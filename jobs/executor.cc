@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: MIT
+// One thread and one poll: sources, workers and the wish to stop are descriptors. The executor itself knows
+// numbers, texts and results; what a worker is at and who is to blame for its end is CrewMember's.
 #include "executor.h"
 
 #include "crew_member.h"

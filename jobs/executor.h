@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The executor: runs jobs in worker processes, so that a crash, an endless loop or a gigabyte costs one job.
 //
 // A worker is started once and fed by a socket. One that dies, or whose job takes too long, is killed and
@@ -56,7 +57,7 @@ class Executor {
   // Runs the jobs of the source. True when every one has a result, false when it was stopped before. Throws
   // Error when the source cannot be read on, workers cannot be started, or one refuses its settings. No
   // process is left in any case. A forked worker dies with the calling thread.
-  bool Run(JobSource& source, ResultSink& sink, const StopRequest& stop);
+  [[nodiscard]] bool Run(JobSource& source, ResultSink& sink, const StopRequest& stop);
 
  private:
   ExecutorOptions options_;

@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: MIT
+// The kernel resolves names (openat2), which leaves no moment between a check and its use. The final
+// component is never followed: the file comes by link and rename, which take a link's own place.
 #include "folder.h"
 
 #include "temporary_file.h"

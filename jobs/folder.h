@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Folder: a folder that names given by strangers cannot lead out of.
 //
 // A name is relative, of components that are neither "." nor "..". A link on the way is followed only as long

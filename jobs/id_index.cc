@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: MIT
+// Read and written by position and not mapped, since mapped pages would count as the process's memory. 128
+// bits of SHA-256 stand for an id: two that share them will not be met.
 #include "id_index.h"
 
 #include "error.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // IdIndex: what is known of each id, for any number of them in constant memory: the table is a file without a
 // name in the folder for temporary files, 48 bytes a place, at most three quarters of them taken.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "error.h"
 #include "image_job.h"
 #include "job_kind.h"
@@ -21,16 +22,31 @@ CoreRect RectangleOf(const tovkit::SharedPtr<tovkit::JsonValue>& edges, const st
   return rect;
 }
 
-void TakeSteps(Members& members, ImageJob& job) {
+PictureSize SizeOf(Members& step, const std::string& text) {
+  const auto size = ParsePictureSize(text);
+  if (!size) step.Refuse("resize", "'" + text + "' is no size such as 800x600, 800x, x600 or 50%");
+  return *size;
+}
+
+// The one thing that a step does.
+PictureStep TakeStep(Members& step, const std::string& place) {
+  if (const auto edges = step.TakeArray("erase")) return EraseStep{RectangleOf(edges, place + ": erase")};
+  if (const auto edges = step.TakeArray("crop")) return CropStep{RectangleOf(edges, place + ": crop")};
+  if (const auto size = step.TakeText("resize")) return ResizeStep{SizeOf(step, *size)};
+  if (step.TakeFlag("upright").value_or(false)) return UprightStep{};
+  step.Refuse("", "no step; there are erase, crop, resize and upright");
+}
+
+PictureSteps TakeSteps(Members& members) {
+  PictureSteps taken;
   const auto steps = members.TakeArray("steps");
   for (int i = 0; steps && i < static_cast<int>(steps->Size()); ++i) {
     const std::string place = "steps: element " + std::to_string(i);
     Members step(steps->GetAt(i), place);
-    const auto edges = step.TakeArray("erase");
+    taken.push_back(TakeStep(step, place));
     step.Finish();
-    if (!edges) step.Refuse("", "no step; \"erase\" is one");
-    job.erased.push_back(RectangleOf(edges, place + ": erase"));
   }
+  return taken;
 }
 
 }  // namespace
@@ -43,7 +59,7 @@ void RunImageKind(Members& members, JobBench& bench, JobResult&) {
   const int quality = members.TakeWhole("quality", 1, 100).value_or(0);
   if (bench.input == nullptr) members.Refuse("image", "no folder of input files was given");
   ImageJob job{Input::Memory({}, name), members.TakeWhole("frame", 1, 1 << 30).value_or(1)};
-  TakeSteps(members, job);
+  job.steps = TakeSteps(members);
   members.Finish();
   const OpenDescriptor file = bench.input->OpenFile(name);
   job.picture = Input::Descriptor(file.get(), name);

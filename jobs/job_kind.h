@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The kinds of jobs that a line of JSON can describe. A kind is the member that names it: {"draw": ...}.
 #pragma once
 

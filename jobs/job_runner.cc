@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: MIT
+// The job is drawn into memory and written when it is whole: its hash needs no second reading, and what ends
+// the worker while it draws cannot leave a file.
 #include "job_runner.h"
 
 #include "error.h"

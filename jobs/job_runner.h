@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // JobRunner: runs jobs that lines of JSON describe, one after the other, in this process.
 //
 //   JobRunner runner({.directory = "out"});

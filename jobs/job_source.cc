@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: MIT
+// The parent reads of a job its id and nothing else: it must know it to choose shards and to tell duplicates,
+// whoever runs the job. What is no JSON is told here, with the column; the rest is the worker's to refuse.
 #include "job_source.h"
 
 #include "error.h"

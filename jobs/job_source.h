@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // JobSource: where jobs come from, one at a time.
 #pragma once
 

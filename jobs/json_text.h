@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // JSON as it is written by hand, a piece at a time.
 #pragma once
 

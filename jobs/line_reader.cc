@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+// The rest of a line that is too long is read and dropped, so that the next one is found.
 #include "line_reader.h"
 
 #include "error.h"

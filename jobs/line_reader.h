@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // LineReader: the lines of a file or pipe of any length, one at a time, in bounded memory.
 //
 //   LineReader reader(fd, "jobs.jsonl", kLongestLine);

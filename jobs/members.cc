@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+// Strict on purpose: a misspelled member that is ignored is a million wrong drawings.
 #include "members.h"
 
 #include "error.h"
@@ -106,7 +108,7 @@ std::optional<bool> Members::TakeFlag(const char* name) {
 }
 
 SharedPtr<JsonValue> Members::TakeArray(const char* name) {
-  const SharedPtr<JsonValue> value = Take(name);
+  SharedPtr<JsonValue> value = Take(name);
   if (value && value->GetType() != tovkit::JsonArray) Refuse(name, "an array is expected");
   return value;
 }

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Members: the members of a JSON object that is read strictly: each is taken by its name and kind, and one
 // that nobody took is an error.
 //
@@ -42,9 +43,9 @@ class Members {
 };
 
 // The value of a JSON number, however large; nothing for any other value.
-std::optional<double> NumberOf(const tovkit::JsonValue& value);
+[[nodiscard]] std::optional<double> NumberOf(const tovkit::JsonValue& value);
 
 // The text of a JSON string. Throws Error naming `place` when it holds a NUL, which no name or text may.
-std::string TextOf(const tovkit::JsonValue& string, const std::string& place);
+[[nodiscard]] std::string TextOf(const tovkit::JsonValue& string, const std::string& place);
 
 }  // namespace jobs

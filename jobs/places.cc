@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+// Filled in the tree, not in the text: whatever the data hold, a string stays one string.
 #include "places.h"
 
 #include "error.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "result.h"
 
 #include "json_text.h"

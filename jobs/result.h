@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // JobResult: what became of a job, and the line of JSON that tells it.
 #pragma once
 
@@ -43,15 +44,15 @@ struct EarlierResult {
 };
 
 // The result of a job that failed so.
-JobResult FailedResult(const Error& error);
+[[nodiscard]] JobResult FailedResult(const Error& error);
 
 const char* NameOf(JobState state);
 const char* NameOf(FailureKind kind);
 
 // The result as an object on one line, with a line feed. Members that say nothing are left out.
-std::string ToJsonLine(const JobResult& result);
+[[nodiscard]] std::string ToJsonLine(const JobResult& result);
 
 // A line that ToJsonLine wrote, back. Nothing for any other text.
-std::optional<JobResult> ParseResultLine(std::string_view line);
+[[nodiscard]] std::optional<JobResult> ParseResultLine(std::string_view line);
 
 }  // namespace jobs

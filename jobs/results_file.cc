@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: MIT
+// The only thing that a killed run can leave half is the last line, as lines are only ever appended. Merging
+// reads twice, with the number of the line to keep in the index, so that results never lie in memory.
 #include "results_file.h"
 
 #include "error.h"

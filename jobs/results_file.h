@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Results in a file: appended by one process at a time, read to go on where an earlier run ended, merged.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Whether a sanitizer watches this program: its shadow takes more address space than any limit would leave.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "selected_source.h"
 
 #include "error.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // SelectedSource: the jobs of a source that are this run's to do: those of its shard, each id once, with what
 // an earlier run left.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // SHA-256 of bytes, as 64 hexadecimal digits.
 #pragma once
 
@@ -6,6 +7,6 @@
 
 namespace jobs {
 
-std::string Sha256(std::string_view bytes);
+[[nodiscard]] std::string Sha256(std::string_view bytes);
 
 }  // namespace jobs

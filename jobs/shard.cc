@@ -1,3 +1,7 @@
+// SPDX-License-Identifier: MIT
+// One table says which variables a scheduler has; what is missing in it must be said by the user. Whatever
+// does not fit, lists such as 1,7,9 among them, is refused rather than guessed, since a wrong guess skips
+// jobs in silence.
 #include "shard.h"
 
 #include <charconv>

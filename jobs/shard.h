@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Shards: the share of one task of an array in the jobs of a file, chosen by their ids.
 #pragma once
 
@@ -24,6 +25,7 @@ struct ShardError : std::runtime_error {
 // "I/N", I from 0 to N - 1, "auto" or "auto/N". Auto reads the variables of Slurm, SGE, LSF and Kubernetes;
 // N is needed where they do not tell it, and checked where they do. `environment` returns the value of a
 // variable, null without one, as std::getenv does. Throws ShardError.
-Shard ParseShard(const std::string& text, const std::function<const char*(const char*)>& environment);
+[[nodiscard]] Shard ParseShard(const std::string& text,
+                               const std::function<const char*(const char*)>& environment);
 
 }  // namespace jobs

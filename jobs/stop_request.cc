@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "stop_request.h"
 
 #include <sys/eventfd.h>

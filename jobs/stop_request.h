@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // StopRequest: asks an executor to stop, from a signal handler or another thread.
 #pragma once
 

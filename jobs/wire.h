@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The messages between the executor and its workers, which are of one build: numbers as they lie in memory,
 // texts behind their length. A frame is a message behind its length.
 #pragma once

@@ -1,3 +1,7 @@
+// SPDX-License-Identifier: MIT
+// A result may lie here for a millisecond, to be sent with others: what this loses when the worker dies is
+// run again. Which job runs is therefore told by shared memory, which outlives the process, and not by what
+// was sent.
 #include "worker.h"
 
 #include "error.h"

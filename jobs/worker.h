@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The worker: what the program tovkit-job does. It is started by the executor with a socket and a page of
 // shared memory, runs the jobs that come through the one and tells by the other which it is at.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // tovkit-job: the worker program. The executor starts it; it is of no use by hand.
 #include "jobs/worker.h"
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+// posix_spawn, not fork: what a copy of the parent's page tables costs does not grow with the parent.
 #include "worker_process.h"
 
 #include "error.h"
@@ -77,7 +79,7 @@ std::string FindWorkerProgram() {
   const std::string library = tovkit::GetModuleDirectory("libtovkit.so").c_str();
   std::string tried;
   for (const char* const way : {TOVKIT_WORKER_BESIDE_LIBRARY, "libexec/tovkit/tovkit-job"}) {
-    const std::string program = library + way;
+    std::string program = library + way;
     if (access(program.c_str(), X_OK) == 0) return program;
     if (tried.empty()) tried = program;
   }

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // WorkerProcess: one worker as the executor sees it: a process, the socket to it, and what it is at.
 #pragma once
 
@@ -15,7 +16,7 @@ namespace jobs {
 
 // The worker program: TOVKIT_JOB from the environment, else the one beside the library, below
 // libexec/tovkit. Throws Error when there is none.
-std::string FindWorkerProgram();
+[[nodiscard]] std::string FindWorkerProgram();
 
 class WorkerProcess {
  public:

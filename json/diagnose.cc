@@ -1,15 +1,8 @@
 // SPDX-License-Identifier: MIT
-// Json::Diagnose: a walk over a text that keeps nothing but the way down to where it is.
-//
-// Strings, words and numbers are read by RapidJSON itself, so that they stop where the parser stops; what
-// stands between them is looked for in the order of RapidJSON's recursive parser. Open containers are on the
-// heap, so that no depth overflows the stack.
-#include "document.h"
+// Json::Diagnose: a CarefulWalk that keeps nothing but the way down to where it is, so that an error has a
+// pointer as well as a place. It prints nothing and builds nothing.
+#include "careful_walk.h"
 #include "tovkit/json.h"
-
-#include <rapidjson/encodedstream.h>
-#include <rapidjson/memorystream.h>
-#include <rapidjson/reader.h>
 
 #include <algorithm>
 #include <cstdint>
@@ -23,11 +16,6 @@ namespace tovkit {
 
 namespace {
 
-using rapidjson::ParseErrorCode;
-using Reader = rapidjson::GenericReader<rapidjson::UTF8<>, rapidjson::UTF8<>, HeapAllocator>;
-
-constexpr unsigned kOneValue = rapidjson::kParseDefaultFlags | rapidjson::kParseStopWhenDoneFlag;
-
 struct IgnoreValue : rapidjson::BaseReaderHandler<rapidjson::UTF8<>, IgnoreValue> {};
 
 struct KeepName : rapidjson::BaseReaderHandler<rapidjson::UTF8<>, KeepName> {
@@ -39,29 +27,19 @@ struct KeepName : rapidjson::BaseReaderHandler<rapidjson::UTF8<>, KeepName> {
   std::string& name;
 };
 
-class TextWalk {
+// The way down to where the walk is: of each open container the value that is being read.
+class WayDown {
  public:
-  TextWalk(const char* text, std::size_t length)
-      : bytes_(text, length), input_(bytes_), reader_(&HeapAllocator::Shared()) {}
-
-  // False at the first error.
-  bool Walk() {
-    SkipSpace();
-    rootOffset_ = input_.Tell();
-    rootIsContainer_ = input_.Peek() == '{' || input_.Peek() == '[';
-    if (input_.Peek() == '\0') return Fail(rapidjson::kParseErrorDocumentEmpty);
-    if (!WalkValue()) return false;
-    while (!open_.empty()) {
-      if (!WalkNext()) return false;
-    }
-    SkipSpace();
-    return input_.Peek() == '\0' || Fail(rapidjson::kParseErrorDocumentRootNotSingular);
+  IgnoreValue Values() const { return {}; }
+  KeepName Names() { return KeepName(open_.back().name); }
+  void Open(bool isObject) { open_.push_back({isObject}); }
+  void Close(bool /*isObject*/, rapidjson::SizeType /*count*/) { open_.pop_back(); }
+  void Between() { open_.back().inside = false; }
+  void BeginItem(bool isObject) {
+    ++open_.back().count;
+    open_.back().inside = !isObject;
   }
-
-  ParseErrorCode code() const { return code_; }
-  std::size_t offset() const { return offset_; }
-  std::size_t rootOffset() const { return rootOffset_; }
-  bool rootIsContainer() const { return rootIsContainer_; }
+  void EndName() { open_.back().inside = true; }
 
   // RFC 6901.
   std::string Pointer() const {
@@ -83,79 +61,7 @@ class TextWalk {
     std::string name = {};    // of the member
   };
 
-  bool Fail(ParseErrorCode code) { return Fail(code, input_.Tell()); }
-  bool Fail(ParseErrorCode code, std::size_t offset) {
-    code_ = code;
-    offset_ = offset;
-    return false;
-  }
-
-  void SkipSpace() { rapidjson::SkipWhitespace(input_); }
-
-  bool Consume(char expected) {
-    if (input_.Peek() != expected) return false;
-    input_.Take();
-    return true;
-  }
-
-  // Reads a scalar, or opens a container.
-  bool WalkValue() {
-    if (input_.Peek() == '{' || input_.Peek() == '[') {
-      open_.push_back({input_.Take() == '{'});
-      return true;
-    }
-    if (input_.Peek() == '\0') return Fail(rapidjson::kParseErrorValueInvalid);
-    IgnoreValue ignore;
-    return ReadScalar(ignore);
-  }
-
-  // Reads what follows in the innermost container: its end, or a comma unless it is new, and a value.
-  bool WalkNext() {
-    Container& container = open_.back();
-    container.inside = false;
-    SkipSpace();
-    if (Consume(container.isObject ? '}' : ']')) {
-      open_.pop_back();
-      return true;
-    }
-    if (container.count != 0) {
-      if (!Consume(',')) {
-        return Fail(container.isObject ? rapidjson::kParseErrorObjectMissCommaOrCurlyBracket
-                                       : rapidjson::kParseErrorArrayMissCommaOrSquareBracket);
-      }
-      SkipSpace();
-    }
-    ++container.count;
-    if (container.isObject) return WalkName(container) && WalkValue();
-    container.inside = true;
-    return WalkValue();
-  }
-
-  bool WalkName(Container& container) {
-    if (input_.Peek() != '"') return Fail(rapidjson::kParseErrorObjectMissName);
-    KeepName keep(container.name);
-    if (!ReadScalar(keep)) return false;
-    container.inside = true;
-    SkipSpace();
-    if (!Consume(':')) return Fail(rapidjson::kParseErrorObjectMissColon);
-    SkipSpace();
-    return true;
-  }
-
-  template <typename Handler>
-  bool ReadScalar(Handler& handler) {
-    const auto result = reader_.Parse<kOneValue>(input_, handler);
-    return !result.IsError() || Fail(result.Code(), result.Offset());
-  }
-
-  rapidjson::MemoryStream bytes_;
-  rapidjson::EncodedInputStream<rapidjson::UTF8<>, rapidjson::MemoryStream> input_;
-  Reader reader_;
   std::vector<Container> open_;
-  std::size_t rootOffset_ = 0;
-  bool rootIsContainer_ = false;
-  ParseErrorCode code_ = rapidjson::kParseErrorNone;
-  std::size_t offset_ = 0;
 };
 
 const char* MessageOf(std::int32_t code) {
@@ -223,12 +129,13 @@ JsonDiagnosis Json::Diagnose(const char* text, std::size_t length) {
     diagnosis.message = MessageOf(diagnosis.code);
     return diagnosis;
   }
-  TextWalk walk(text, length);
+  WayDown way;
+  CarefulWalk<WayDown> walk(text, length, way);
   const bool isJson = walk.Walk();
-  if (isJson && walk.rootIsContainer()) return diagnosis;
-  diagnosis.code = isJson ? static_cast<std::int32_t>(kJsonRootIsScalar) : walk.code();
-  diagnosis.offset = isJson ? walk.rootOffset() : walk.offset();
-  const std::string pointer = walk.Pointer();
+  if (isJson && walk.RootIsContainer()) return diagnosis;
+  diagnosis.code = isJson ? static_cast<std::int32_t>(kJsonRootIsScalar) : walk.Result().code;
+  diagnosis.offset = isJson ? walk.RootOffset() : walk.Result().offset;
+  const std::string pointer = way.Pointer();
   diagnosis.pointer =
       CoreString(pointer.data(),
                  static_cast<int>(std::min<std::size_t>(pointer.size(), std::numeric_limits<int>::max())));

@@ -12,7 +12,7 @@ namespace tovkit {
 ParseResult ParseText(const char* text, std::size_t length, Document& document) {
   if (ReadFast(text, length, document)) return {rapidjson::kParseErrorNone, 0, true};
   document.GetAllocator().Clear();
-  return CarefulParser(text, length).Parse(document);
+  return ParseCarefully(text, length, document);
 }
 
 }  // namespace tovkit

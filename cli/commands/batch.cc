@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // tovkit batch: runs many jobs in worker processes.
 #include "command.h"
 

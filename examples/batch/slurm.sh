@@ -1,4 +1,5 @@
 #!/bin/sh
+# SPDX-License-Identifier: MIT
 #SBATCH --job-name=labels
 #SBATCH --array=0-3
 #SBATCH --ntasks=1

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // tovkit batch: what a person and a scheduler see of it.
 #include "run_command.h"
 #include "scratch_dir.h"

@@ -1,6 +1,8 @@
+// SPDX-License-Identifier: MIT
 // The executor and its workers: every job has one result, whatever happens to them.
 #include "jobs/executor.h"
 #include "jobs/error.h"
+#include "jobs/picture_reader.h"
 #include "jobs/sanitized.h"
 
 #include "scratch_dir.h"
@@ -12,6 +14,7 @@
 #include <cerrno>
 #include <chrono>
 #include <csignal>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -132,7 +135,7 @@ class ExecutorTest : public testing::Test {
     ListSource source(Labels(count));
     Results results;
     const StopRequest stop;
-    Executor(options).Run(source, results, stop);
+    EXPECT_TRUE(Executor(options).Run(source, results, stop));
     return FilesBelow(folder.path());
   }
 
@@ -268,7 +271,7 @@ class Killer {
 };
 
 TEST_F(ExecutorTest, WorkersKilledAtRandomLoseNothing) {
-  constexpr int kJobs = 3000;
+  constexpr int kJobs = 1500;
   ExecutorOptions options = Options(2);
   Killer killer(200);
   results_.seen = [&killer](const JobResult& result) { killer.Saw(result); };
@@ -372,6 +375,50 @@ TEST_F(ExecutorTest, AVanishedFolderFailsJobsAndNothingElse) {
     EXPECT_EQ(result.kind, FailureKind::kOutput) << result.message;
   }
   EXPECT_GT(failed, 100);
+}
+
+// What a stranger sends: pictures that other programs wrote, with bytes changed, cut off or doubled.
+TEST_F(ExecutorTest, MutatedPicturesCostThemselvesOnly) {
+  constexpr int kPictures = 10000;
+  const ScratchDir input;
+  std::vector<std::string> seeds;
+  std::vector<std::string> names;
+  for (const char* format : {"png", "jpg", "tif", "gif", "webp", "bmp", "jp2"}) {
+    const std::string file = input.path() + "/seed." + format;
+    const std::string command = "convert -size 24x18 gradient:red-blue '" + file + "'";
+    ASSERT_EQ(std::system(command.c_str()), 0) << command;
+    std::ifstream in(file, std::ios::binary);
+    seeds.emplace_back(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+    names.emplace_back(format);
+  }
+  std::mt19937 random(5);
+  std::vector<std::string> texts;
+  for (int i = 0; i < kPictures; ++i) {
+    const std::size_t seed = static_cast<std::size_t>(i) % seeds.size();
+    std::string bytes = seeds[seed];
+    for (unsigned change = 1 + random() % 8; change != 0; --change) {
+      bytes[random() % bytes.size()] = static_cast<char>(random());
+    }
+    if (random() % 8 == 0) bytes.resize(1 + random() % bytes.size());
+    if (random() % 8 == 0) bytes += bytes.substr(random() % bytes.size());
+    const std::string name = std::to_string(i) + "." + names[seed];
+    std::ofstream(input.path() + "/" + name, std::ios::binary) << bytes;
+    texts.push_back(R"({"image": ")" + name + R"(", "out": ")" + std::to_string(i) + ".bmp\"}");
+  }
+  ExecutorOptions options = Options(2);
+  options.runner.input = input.path();
+  EXPECT_TRUE(Run(options, texts));
+  std::map<std::string, int> states;
+  for (const auto& [id, result] : results_.byId) ++states[NameOf(result.state)];
+  EXPECT_EQ(results_.byId.size(), static_cast<std::size_t>(kPictures));
+  EXPECT_EQ(states["quarantined"], 0);
+  EXPECT_GT(states["done"], kPictures / 20);
+  EXPECT_GT(states["failed"], kPictures / 20);
+  const std::map<std::string, std::string> files = FilesBelow(scratch_.path());
+  EXPECT_EQ(files.size(), static_cast<std::size_t>(states["done"]));
+  for (const auto& [name, bytes] : files) {
+    EXPECT_NO_THROW(jobs::PictureReader(jobs::Input::Memory(bytes, name)).ReadFrame(1)) << name;
+  }
 }
 
 }  // namespace

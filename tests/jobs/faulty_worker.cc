@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A worker with one more kind of job, which does what no job should: {"fault": "crash"}. Only tests have it.
 #include "jobs/error.h"
 #include "jobs/worker.h"

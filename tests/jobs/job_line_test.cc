@@ -1,8 +1,10 @@
+// SPDX-License-Identifier: MIT
 // Jobs as lines of JSON: what they make, what they refuse, and where they may write.
 #include "jobs/csv_reader.h"
 #include "jobs/error.h"
 #include "jobs/job_runner.h"
 #include "jobs/job_source.h"
+#include "jobs/picture_reader.h"
 #include "jobs/places.h"
 #include "jobs/result.h"
 #include "jobs/sha256.h"
@@ -108,6 +110,56 @@ TEST_F(JobLine, ImageReadsBelowItsFolderAndStepsThroughIt) {
       runner.Run(R"({"image": "a.bmp", "steps": [{"erase": [0,0,1,1]}], "quality": 80, "out": "a.jpg"})");
   ASSERT_EQ(result.state, JobState::kDone) << result.message;
   EXPECT_EQ(ContentsOfFile(Out() + "/a.jpg").substr(0, 2), "\xFF\xD8");
+}
+
+TEST_F(JobLine, ImageTakesEveryStepInItsOrder) {
+  Write(In() + "/a.bmp", Pixel());
+  jobs::RunnerOptions options = Options();
+  options.input = In();
+  JobRunner runner(options);
+  const JobResult result = runner.Run(
+      R"({"image": "a.bmp", "steps": [{"upright": true}, {"resize": "40x30"}, {"crop": [0,0,20,10]}, {"resize": "50%"}], "out": "a.png"})");
+  ASSERT_EQ(result.state, JobState::kDone) << result.message;
+  const auto bytes = ContentsOfFile(Out() + "/a.png");
+  const auto picture = jobs::PictureReader(jobs::Input::Memory(bytes, "a.png")).ReadFrame(1);
+  EXPECT_EQ(picture->GetWidth(), 10);
+  EXPECT_EQ(picture->GetHeight(), 5);
+  const auto failure = [&runner](const std::string& step) {
+    return runner.Run(R"({"image": "a.bmp", "steps": [)" + step + R"(], "out": "b.png"})").message;
+  };
+  EXPECT_EQ(failure("{}"), "steps: element 0: no step; there are erase, crop, resize and upright");
+  EXPECT_EQ(failure(R"({"turn": 1})"),
+            "steps: element 0: no step; there are erase, crop, resize and upright");
+  EXPECT_EQ(failure(R"({"upright": true, "crop": [0,0,1,1]})"), "steps: element 0: upright: unknown member");
+  EXPECT_EQ(failure(R"({"resize": "big"})"),
+            "steps: element 0: resize: 'big' is no size such as 800x600, 800x, x600 or 50%");
+  EXPECT_EQ(failure(R"({"erase": [0,0,1]})"),
+            "steps: element 0: erase: four whole numbers, left, top, right and bottom, are expected");
+}
+
+TEST_F(JobLine, DrawsPagesAndOverPictures) {
+  Write(In() + "/a.bmp", Pixel());
+  jobs::RunnerOptions options = Options();
+  options.input = In();
+  JobRunner runner(options);
+  const JobResult pages =
+      runner.Run(R"({"draw": [[{"Content": "1"}], [{"Content": "2"}]], "size": "A6", "out": "pages.pdf"})");
+  ASSERT_EQ(pages.state, JobState::kDone) << pages.message;
+  EXPECT_EQ(runner.Run(R"({"draw": [[{"Content": "1"}], [{"Content": "2"}]], "out": "pages.png"})").message,
+            "pages.png: takes one page, and there are 2; PDF and TIFF hold several");
+  const JobResult over = runner.Run(R"({"draw": {"Content": "1"}, "over": "a.bmp", "out": "over.png"})");
+  ASSERT_EQ(over.state, JobState::kDone) << over.message;
+  const auto bytes = ContentsOfFile(Out() + "/over.png");
+  const auto own = Pixel();
+  EXPECT_EQ(jobs::PictureReader(jobs::Input::Memory(bytes, "over")).info().width,
+            jobs::PictureReader(jobs::Input::Memory(own, "own")).info().width);
+  EXPECT_EQ(runner.Run(R"({"draw": {"Content": "1"}, "over": "../a.bmp", "out": "x.png"})").message,
+            "../a.bmp: the name holds . or ..");
+  EXPECT_EQ(runner.Run(R"({"draw": {"Content": "1"}, "over": "a.bmp", "out": "x.pdf"})").message,
+            "over: only a picture can be drawn on, and the output is none");
+  EXPECT_EQ(
+      JobRunner(Options()).Run(R"({"draw": {"Content": "1"}, "over": "a.bmp", "out": "x.png"})").message,
+      "over: no folder of input files was given");
 }
 
 TEST_F(JobLine, HitAnswersInTheResult) {

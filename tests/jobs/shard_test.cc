@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Shards, the index of ids and results files: what batches on several machines rest on.
 #include "jobs/shard.h"
 #include "jobs/error.h"
