@@ -82,7 +82,7 @@ class Draw : public testing::Test {
   std::string Path(const std::string& name) const { return scratch_.path() + "/" + name; }
 
   CommandResult Run(const std::string& json, const std::string& output, std::vector<std::string> more = {}) {
-    std::vector<std::string> arguments = {"draw", "-", "-o", Path(output)};
+    std::vector<std::string> arguments = {"draw", "-", "-o", Path(output), "--quiet"};
     arguments.insert(arguments.end(), more.begin(), more.end());
     return RunCommand(arguments, json, {{"SOURCE_DATE_EPOCH", "0"}});
   }
@@ -276,11 +276,11 @@ TEST_F(Draw, BadInputGivesOneLineAndLeavesTheOutputAsItWas) {
       {R"({"Content": "x")", "standard input:1:16: a comma or } is expected"},
       {"5", "standard input:1:1: neither an array nor an object"},
       {"", "standard input: empty, where JSON is expected"},
-      {"{}", "standard input: no text to draw"},
-      {R"({"Content": ""})", "standard input: no text to draw"},
-      {"[]", "standard input: the array holds no line"},
-      {R"([{"Content": "x"}, 7])", "standard input: element 1 is no object"},
-      {R"([{"Content": "x"}, {}])", "standard input: element 1: no text to draw"},
+      {"{}", "standard input:1:1: no text to draw"},
+      {R"({"Content": ""})", "standard input:1:13: no text to draw"},
+      {"[]", "standard input:1:1: the array holds no line"},
+      {R"([{"Content": "x"}, 7])", "standard input:1:20: element 1 is no object"},
+      {R"([{"Content": "x"}, {}])", "standard input:1:20: no text to draw"},
       {R"({"Content": "x", "Font": {"FontSize": 2147483647}})", "too large"},
   };
   WriteAll(Path("kept.png"), "kept");
