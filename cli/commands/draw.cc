@@ -112,7 +112,6 @@ void Draw(const DrawOptions& options) {
   job.dpi = options.dpi;
   job.background = jobs::ParseBackground(options.background).value_or(job.background);
   job.effort = options.output.effort;
-  DrawObserver observer(options.verbose);
   DrawReview review(options.review, options.output.file);
   DrawObserver observer(options.verbose, review);
   jobs::Run(job, observer);
