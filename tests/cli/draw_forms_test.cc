@@ -225,7 +225,8 @@ TEST_F(DrawForms, StandardOutputTakesSeveralPagesOfPdfOnly) {
 
 // What cannot be drawn is told before a file is written.
 TEST_F(DrawForms, ABadLastPageLeavesNoFirstOne) {
-  ExpectRefused({"-o", Path("a.png")}, 1, "page 2", R"([[{"Content": "x"}], [{"Content": ""}]])");
+  ExpectRefused({"-o", Path("a.png")}, 1, "standard input:1:35: no text",
+                R"([[{"Content": "x"}], [{"Content": ""}]])");
   EXPECT_EQ(FilesLeft(), 0u);
 }
 
