@@ -143,8 +143,8 @@ TOVKIT_API bool DrawTextOnDevice(CoreDevice* device, SharedPtr<const JsonValue> 
 /// text; the counts are of all. Time and memory grow with the description alone. A line that was drawn or
 /// measured before is not shaped again.
 ///
-/// Nothing is printed, and whatever the description holds the report is valid JSON. A null handle for an empty
-/// one.
+/// Nothing is printed, and whatever the description holds the report is valid JSON. A null handle for an
+/// empty one.
 ///
 /// \code{.cc}
 /// using namespace tovkit;

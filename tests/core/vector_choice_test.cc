@@ -51,7 +51,7 @@ std::size_t DecodeToName(const char*, std::size_t, char* out) {
 namespace tovmx {
 const Utf8Kernels kUtf8Avx2 = {DecodeOne, EncodeOne};
 const PngFilterKernels kPngFilterAvx2 = {};
-}
+}  // namespace tovmx
 
 namespace tovkit {
 const Base64Kernels kBase64Avx2 = {FillGroups<'2'>, DecodeToName<'2'>};
