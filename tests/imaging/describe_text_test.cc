@@ -33,9 +33,11 @@ SharedPtr<JsonValue> Report(const std::string& text, std::uint32_t limit = 1000)
 std::string Text(const JsonValue& object, const char* key) { return object.GetMemberString(key, "(none)"); }
 
 SharedPtr<JsonValue> Warning(const std::string& text, int index = 0) {
-  SharedPtr<JsonValue> warning = Report(text)->GetMember("warnings")->GetAt(index);
+  // A part of a report does not keep the report alive.
+  const SharedPtr<JsonValue> report = Report(text);
+  const SharedPtr<JsonValue> warning = report->GetMember("warnings")->GetAt(index);
   EXPECT_TRUE(warning) << text;
-  return warning ? warning : Parse("{}");
+  return warning ? warning->Clone() : Parse("{}");
 }
 
 TEST(DescribeText, TellsWhatIsDrawn) {
@@ -104,7 +106,8 @@ TEST(DescribeText, AgreesWithWhatADeviceGets) {
 }
 
 TEST(DescribeText, TheDefaultFontIsWantedButNotNamed) {
-  const auto font = Report(R"({"Content": "x"})")->GetMember("font");
+  const auto report = Report(R"({"Content": "x"})");
+  const auto font = report->GetMember("font");
   EXPECT_EQ(Text(*font, "wanted"), "SimSun");
   EXPECT_FALSE(font->GetMemberBool("named", true));
 }
@@ -126,7 +129,8 @@ TEST(DescribeText, MissingCharactersHaveNamesAndPositions) {
   EXPECT_STREQ(missing->GetAt(0)->GetMember("positions")->ToString().c_str(), "[1,4]");
   EXPECT_EQ(Text(*missing->GetAt(1), "character"), "U+F0000");
   EXPECT_EQ(Text(*missing->GetAt(2), "name"), "UNASSIGNED CHARACTER");
-  const auto named = Report(R"({"Content": "\uD800\uDF30"})")->GetMember("missing");
+  const auto gothic = Report(R"({"Content": "\uD800\uDF30"})");
+  const auto named = gothic->GetMember("missing");
   if (named->Size() != 0) {
     EXPECT_EQ(Text(*named->GetAt(0), "name"), "GOTHIC LETTER AHSA");
   }
