@@ -16,7 +16,7 @@ namespace {
 using tovkit::JsonValue;
 using tovkit::SharedPtr;
 
-std::string Local(const char* utf8) { return Printable(tovkit::Utf8ToLocal(utf8, -1).c_str()); }
+std::string Local(const char* utf8) { return Printable(tovkit::Utf8ToLocal(utf8, -1)); }
 
 std::string Text(const JsonValue& object, const char* key) { return Local(object.GetMemberString(key, "")); }
 

@@ -93,7 +93,7 @@ void WritePlot(const MonitorOptions& options, const jobs::OutputFormat& format,
                const std::vector<Watched>& watched) {
   jobs::Chart chart{options.key + " of " + (watched.size() == 1 ? "one process" : "several processes"), {}};
   for (const Watched& one : watched) {
-    const std::string name = tovkit::LocalToUtf8(one.process.name, -1).c_str();
+    const std::string name = tovkit::LocalToUtf8(one.process.name, -1);
     chart.series.push_back({name + " (" + std::to_string(one.process.pid) + ")", one.history.Points()});
   }
   if (options.maxMem > 0) chart.limit = static_cast<double>(options.maxMem);

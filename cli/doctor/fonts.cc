@@ -69,7 +69,7 @@ Finding ExamineScript(const Script& script) {
     return {check, isNeeded ? Finding::kFailed : Finding::kWarning, "none; its characters show as boxes",
             advice};
   }
-  return {check, Finding::kOk, Printable(tovkit::Utf8ToLocal(line.runs[0].family.c_str(), -1).c_str())};
+  return {check, Finding::kOk, Printable(tovkit::Utf8ToLocal(line.runs[0].family.c_str(), -1))};
 }
 
 Finding ExamineFamily(const Family& family) {
