@@ -147,7 +147,7 @@ TEST(DescribeText, AMisspelledKeyHasItsNearest) {
       {R"({"Content": "x", "delta_x": 1})", "/delta_x", "DeltaX"},
       {R"({"Content": "x", "Font": {"FontNmae": ""}})", "/Font/FontNmae", "FontName"},
       {R"({"Content": "x", "Font": {"Size": 12}})", "/Font/Size", "FontSize"},
-      {R"({"Content": "x", "Font": {"Colour": "#000000"}})", "/Font/Colour", "Color"},
+      {R"({"Content": "x", "Font": {"Coler": "#000000"}})", "/Font/Coler", "Color"},
       {R"({"Content": "x", "FontSize": 12})", "/FontSize", "FontSize"},
       {R"({"Content": "x", "Bold": true})", "/Bold", "Bold"},
       {R"({"Content": "x", "Font": {"DeltaX": 3}})", "/Font/DeltaX", "DeltaX"},

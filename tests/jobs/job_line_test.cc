@@ -186,7 +186,7 @@ TEST_F(JobLine, WhatIsNoJobIsToldWithItsPlace) {
       {R"({"id": "a\u0000b", "draw": {"Content": "x"}, "out": "x.png"})",
        "id: the text holds a NUL character"},
       {R"({"draw": {"Content": "x"}})", "out: missing"},
-      {R"({"draw": {"Content": "x"}, "out": "x.png", "colour": 1})", "colour: unknown member"},
+      {R"({"draw": {"Content": "x"}, "out": "x.png", "color": 1})", "color: unknown member"},
       {R"({"draw": {"Content": "x"}, "out": "x.png", "hit": {}})", "hit: unknown member"},
       {R"({"draw": {"Content": "x"}, "out": "x.png", "dpi": 96, "dpi": 97})", "dpi: the member stands twice"},
       {R"({"draw": {"Content": "x"}, "out": "x.xyz"})", "x.xyz: 'xyz' is no format that can be written"},
