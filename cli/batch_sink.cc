@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Lines are collected and written in large pieces, since a batch may have millions of them.
 #include "batch_sink.h"
 
 #include "error.h"

@@ -20,6 +20,7 @@ namespace cli {
 
 void AddBase64Command(CLI::App& app);
 void AddBatchCommand(CLI::App& app);
+void AddDoctorCommand(CLI::App& app);
 void AddDrawCommand(CLI::App& app);
 void AddHelpCommand(CLI::App& app);
 void AddHitCommand(CLI::App& app);
@@ -39,6 +40,7 @@ void AddCommands(CLI::App& app) {
   app.require_subcommand(1);
   AddBase64Command(app);
   AddBatchCommand(app);
+  AddDoctorCommand(app);
   AddDrawCommand(app);
   AddHelpCommand(app);
   AddHitCommand(app);

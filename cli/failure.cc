@@ -33,6 +33,7 @@ void PrintExcerpt(const jobs::Excerpt& excerpt) {
   std::wstring line = tovkit::Utf8ToWide(excerpt.line.c_str(), static_cast<int>(excerpt.line.size()));
   for (wchar_t& c : line) {
     if (IsControl(c)) c = c == '\t' ? L' ' : L'?';
+    if (c >= 0xD800 && c <= 0xDFFF) c = L'\xFFFD';  // a byte that is no text
   }
   std::size_t columns = 0;
   for (const wchar_t c : tovkit::Utf8ToWide(excerpt.line.c_str(), static_cast<int>(excerpt.at))) {

@@ -72,7 +72,8 @@ tovkit::SharedPtr<tovkit::JsonValue> Follow(tovkit::JsonValue& value, const Json
   const char* const end = step.data() + step.size();
   const auto [behind, error] = std::from_chars(step.data(), end, index);
   bool number = error == std::errc() && behind == end;
-  if (path.pointer && step.size() > 1 && step[0] == '0') number = false;
+  // RFC 6901, section 4: digits alone, and no zero before others.
+  if (path.pointer && (step[0] == '-' || (step.size() > 1 && step[0] == '0'))) number = false;
   return value.GetAt(number ? index : -1);
 }
 

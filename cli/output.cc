@@ -43,6 +43,9 @@ jobs::OutputFormat ChooseFormat(const OutputOptions& output, jobs::OutputKind ki
     throw UsageError((output.format.empty() ? output.file : "--format") + ": " +
                      jobs::WhyNoOutputFormat(name) + "; " + there);
   }
+  if (output.effort != 0 && !jobs::HasEffort(*format)) {
+    throw UsageError("--effort: there is no choice of it for " + name);
+  }
   if (IsTerminal(output.file)) {
     throw UsageError(OutputName(output.file) + " is a terminal, which is no place for a picture");
   }

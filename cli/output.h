@@ -16,11 +16,12 @@ namespace cli {
 struct OutputOptions {
   std::string file;    // "-" is standard output
   std::string format;  // may be empty
+  int effort = 0;      // 1 to 9, 0 when none is asked for
 };
 
 // The format that is asked for by name, else the one that the file's extension names. Throws UsageError when
-// that is none which can be written, saying which there are, and when the output is a terminal. Made to be
-// called before any work is done.
+// that is none which can be written, saying which there are, when it has no efforts to choose from and one is
+// asked for, and when the output is a terminal. Made to be called before any work is done.
 jobs::OutputFormat ChooseFormat(const OutputOptions& output, jobs::OutputKind kind);
 
 // An output while a job makes it.

@@ -4,7 +4,7 @@
 
 #include "drawing.h"
 #include "error.h"
-#include "json_reader.h"
+#include "json_source.h"
 #include "page.h"
 #include "picture_reader.h"
 #include "picture_steps.h"
@@ -14,6 +14,7 @@
 
 #include <cstddef>
 #include <memory>
+#include <optional>
 #include <vector>
 
 namespace jobs {
@@ -24,9 +25,9 @@ std::vector<Drawing> ReadDrawings(const DrawJob& job) {
   std::vector<Drawing> drawings(job.onePage ? 1 : 0);
   for (const Input& input : job.descriptions) {
     if (job.onePage) {
-      drawings.front().AddLines(ReadJson(input), input.name());
+      drawings.front().AddLines(std::make_shared<JsonSource>(input));
     } else {
-      AddPages(ReadJson(input), input.name(), drawings);
+      AddPages(std::make_shared<JsonSource>(input), drawings);
     }
   }
   return drawings;
@@ -39,6 +40,13 @@ std::unique_ptr<CoreDib> ReadUnder(const Input& input) {
   TurnUpright(*picture, reader.ReadOrientation(1), input.name());
   ToFullColor(*picture, input.name());
   return picture;
+}
+
+// Of a page that is not made for its text.
+CoreSizeF SizeOf(const DrawJob& job, const CoreDib* under) {
+  if (under == nullptr) return job.size.value_or(CoreSizeF());
+  const auto units = [&job](int pixels) { return static_cast<float>(pixels) * 96.0f / job.dpi; };
+  return {units(under->GetWidth()), units(under->GetHeight())};
 }
 
 }  // namespace
@@ -56,11 +64,12 @@ void Run(const DrawJob& job, Observer& observer) {
   std::vector<Page> pages;
   for (const Drawing& drawing : drawings) {
     TextBounds bounds;
-    drawing.Measure(bounds, observer);
     const bool fits = !job.size && under == nullptr;
+    drawing.Measure(bounds, fits ? std::nullopt : std::optional(SizeOf(job, under.get())), observer);
     placements.push_back(fits ? Fit(bounds) : Placement{job.size.value_or(CoreSizeF()), {}, {}});
-    pages.push_back({placements.back().size, job.dpi, job.background, under.get()});
+    pages.push_back({placements.back().size, job.dpi, job.background, under.get(), job.effort});
   }
+  observer.LinesMeasured();
   WritePages(job.output, job.format, pages, [&](std::size_t page, CoreDevice& device) {
     drawings[page].Draw(placements[page], device, observer);
   });

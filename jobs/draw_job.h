@@ -34,6 +34,7 @@ struct DrawJob {
   // A picture that every page is drawn on, in place of size and background; its first frame, turned as its
   // orientation mark says. The format is then a picture's.
   std::optional<Input> under = std::nullopt;
+  int effort = 0;  // 1 to 9, of a picture; 0 is the format's default
 };
 
 // Throws Error; an output file then stays as it was.

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// The JSON of a job that draws, as a DrawJob. Every member is read and refused before anything is drawn.
 #include "background.h"
 #include "draw_job.h"
 #include "error.h"

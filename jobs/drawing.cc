@@ -3,7 +3,6 @@
 // both use the same code and cannot differ.
 #include "drawing.h"
 
-#include "error.h"
 #include "translated_device.h"
 
 #include <tovkit/imaging.h>
@@ -21,58 +20,58 @@ using tovkit::SharedPtr;
 
 constexpr double kMargin = 16.0;
 
-[[noreturn]] void Refuse(const std::string& place, const std::string& text) {
-  throw Error(ErrorKind::kInput, place, text);
-}
-
 }  // namespace
 
-void Drawing::AddLines(const SharedPtr<JsonValue>& description, const std::string& place) {
-  roots_.push_back(description);
+void Drawing::AddLines(const std::shared_ptr<JsonSource>& source, const SharedPtr<JsonValue>& description,
+                       const std::string& pointer) {
   if (description->GetType() == tovkit::JsonObject) {
-    lines_.push_back({description, place});
+    lines_.push_back({description, source, pointer});
     return;
   }
   const int count = static_cast<int>(description->Size());
-  if (count == 0) Refuse(place, "the array holds no line");
+  if (count == 0) throw source->ErrorAt(pointer, "the array holds no line");
   for (int i = 0; i < count; ++i) {
-    const std::string name = "element " + std::to_string(i);
+    std::string place = pointer + "/" + std::to_string(i);
     SharedPtr<const JsonValue> element = description->GetAt(i);
-    if (element->GetType() != tovkit::JsonObject) Refuse(place, name + " is no object");
-    std::string line = place;
-    line.append(": ").append(name);
-    lines_.push_back({std::move(element), std::move(line)});
+    if (element->GetType() != tovkit::JsonObject) {
+      throw source->ErrorAt(place, "element " + std::to_string(i) + " is no object");
+    }
+    lines_.push_back({std::move(element), source, std::move(place)});
   }
 }
 
-void AddPages(const SharedPtr<JsonValue>& description, const std::string& place,
-              std::vector<Drawing>& pages) {
+void AddPages(const std::shared_ptr<JsonSource>& source, std::vector<Drawing>& pages) {
+  const SharedPtr<JsonValue>& description = source->root();
   const auto isArray = [](const JsonValue& value) { return value.GetType() == tovkit::JsonArray; };
+  const auto refuse = [&source](int i, const char* text) {
+    throw source->ErrorAt("/" + std::to_string(i), "element " + std::to_string(i) + text);
+  };
   const int count = isArray(*description) ? static_cast<int>(description->Size()) : 0;
   if (count == 0 || !isArray(*description->GetAt(0))) {
     for (int i = 1; i < count; ++i) {
-      if (isArray(*description->GetAt(i)))
-        Refuse(place, "element " + std::to_string(i) + " is a page among lines");
+      if (isArray(*description->GetAt(i))) refuse(i, " is a page among lines");
     }
-    pages.emplace_back().AddLines(description, place);
+    pages.emplace_back().AddLines(source);
     return;
   }
   for (int i = 0; i < count; ++i) {
     const SharedPtr<JsonValue> page = description->GetAt(i);
-    if (!isArray(*page)) Refuse(place, "element " + std::to_string(i) + " is no page as those before it are");
-    Drawing& drawing = pages.emplace_back();
-    drawing.Keep(description);
-    drawing.AddLines(page, place + ": page " + std::to_string(i + 1));
+    if (!isArray(*page)) refuse(i, " is no page as those before it are");
+    pages.emplace_back().AddLines(source, page, "/" + std::to_string(i));
   }
 }
 
-void Drawing::Measure(TextBounds& bounds, Observer& observer) const {
+void Drawing::Measure(TextBounds& bounds, const std::optional<CoreSizeF>& page, Observer& observer) const {
   observer.BeginPart("measuring", static_cast<std::int64_t>(lines_.size()));
-  for (const Line& line : lines_) {
+  for (const MeasuredLine& line : lines_) {
+    const auto refuse = [&line](const std::string& text) {
+      throw line.source->ErrorAt(line.pointer + "/Content", text);
+    };
     if (!tovkit::DrawTextOnDevice(&bounds, line.description)) {
-      Refuse(line.place, "no text to draw; \"Content\" is missing or empty");
+      refuse("no text to draw; \"Content\" is missing or empty");
     }
-    if (!bounds.IsDrawable()) Refuse(line.place, "the text is too long or no font is installed");
+    if (!bounds.IsDrawable()) refuse("the text is too long or no font is installed");
+    observer.LineMeasured(line, page);
     observer.Advance();
   }
   observer.EndPart();
@@ -82,7 +81,7 @@ void Drawing::Measure(TextBounds& bounds, Observer& observer) const {
 void Drawing::Draw(const Placement& placement, CoreDevice& device, Observer& observer) const {
   TranslatedDevice translated(device, placement.from, placement.to);
   observer.BeginPart("drawing", static_cast<std::int64_t>(lines_.size()));
-  for (const Line& line : lines_) {
+  for (const MeasuredLine& line : lines_) {
     tovkit::DrawTextOnDevice(&translated, line.description);
     observer.Advance();
   }

@@ -18,7 +18,7 @@ void Run(const ImageJob& job, Observer& observer) {
   if (!job.steps.empty()) {
     Apply(job.steps, *bitmap, reader.ReadOrientation(job.frame), job.picture.name());
   }
-  WritePicture(*bitmap, job.target->format, job.target->quality, job.target->output);
+  WritePicture(*bitmap, job.target->format, job.target->quality, job.target->output, job.target->effort);
 }
 
 }  // namespace jobs

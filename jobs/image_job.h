@@ -18,6 +18,7 @@ struct ImageJob {
     Output output;
     CoreImageFormat format;
     int quality = 0;  // 1 to 100; 0 is the format's default
+    int effort = 0;   // 1 to 9; the same
   };
 
   Input picture;

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// The JSON of a job about a picture, as an ImageJob. Every member is read and refused before a file is
+// opened.
 #include "error.h"
 #include "image_job.h"
 #include "job_kind.h"

@@ -7,11 +7,12 @@
 
 #include <climits>
 #include <string>
+#include <utility>
 
 namespace jobs {
 
-tovkit::SharedPtr<tovkit::JsonValue> ReadJson(const Input& input) {
-  const std::string text = input.ReadAll(INT_MAX, "larger than 2 GiB");
+tovkit::SharedPtr<tovkit::JsonValue> ReadJson(const Input& input, std::string* source) {
+  std::string text = input.ReadAll(INT_MAX, "larger than 2 GiB");
   // To the parser an empty text is an empty object.
   if (text.empty()) throw Error(ErrorKind::kInput, input.name(), "empty, where JSON is expected");
   // Asked beforehand, since the parser prints its errors on standard output.
@@ -21,7 +22,10 @@ tovkit::SharedPtr<tovkit::JsonValue> ReadJson(const Input& input) {
                 input.name() + ":" + std::to_string(found.line) + ":" + std::to_string(found.codePointColumn),
                 found.message.c_str(), ExcerptAt(text, found.offset));
   }
-  return tovkit::Json::Parse(text.data(), static_cast<unsigned int>(text.size()), nullptr);
+  tovkit::SharedPtr<tovkit::JsonValue> root =
+      tovkit::Json::Parse(text.data(), static_cast<unsigned int>(text.size()), nullptr);
+  if (source != nullptr) *source = std::move(text);
+  return root;
 }
 
 }  // namespace jobs

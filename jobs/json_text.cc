@@ -23,7 +23,7 @@ void AppendCharacter(std::string& json, wchar_t c) {
   if (c < 0x80) {
     json += static_cast<char>(c);
   } else {
-    json += tovkit::WideToUtf8(&c, 1).c_str();
+    json += tovkit::WideToUtf8(&c, 1);
   }
 }
 

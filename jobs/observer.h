@@ -3,11 +3,15 @@
 #pragma once
 
 #include <tovmx/codec.h>
+#include <tovmx/geometry.h>
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 namespace jobs {
+
+struct MeasuredLine;  // see drawing.h
 
 class Observer {
  public:
@@ -27,6 +31,13 @@ class Observer {
 
   // A font family that is not installed is drawn with another one. Both are UTF-8.
   virtual void FontSubstituted(const std::string& /*wanted*/, const std::string& /*actual*/) {}
+
+  // A line of text was measured; the page of its own coordinates has `page` as its size, none when it will be
+  // what the lines need. May throw, which ends the job.
+  virtual void LineMeasured(const MeasuredLine& /*line*/, const std::optional<CoreSizeF>& /*page*/) {}
+
+  // Every line was measured and nothing is drawn yet. May throw, which ends the job.
+  virtual void LinesMeasured() {}
 
   // The head of a picture was read.
   virtual void PictureOpened(CoreImageFormat /*format*/, const CoreImageInfo& /*info*/) {}

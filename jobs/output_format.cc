@@ -18,6 +18,11 @@ std::optional<OutputFormat> FindOutputFormat(const std::string& name, OutputKind
   return OutputFormat{OutputFormat::Document::kNone, picture};
 }
 
+bool HasEffort(const OutputFormat& format) {
+  const auto encoder = CoreCodecRegistry::Get().GetFactory().CreateEncoder(format.picture);
+  return CoreSetEffort(encoder.get(), kCoreDefaultEffort);
+}
+
 std::string WhyNoOutputFormat(const std::string& name) {
   const CoreImageFormat format = CoreImageFormatFromExtension(name.c_str());
   if (format == kCoreImageUnknown) return "'" + name + "' is no format that can be written";

@@ -24,6 +24,9 @@ struct OutputFormat {
 // The format that goes by a name such as "png", in either case; nothing when none that can be written does.
 [[nodiscard]] std::optional<OutputFormat> FindOutputFormat(const std::string& name, OutputKind kind);
 
+// Whether more or less work can go into a smaller file.
+bool HasEffort(const OutputFormat& format);
+
 // Why FindOutputFormat finds none.
 std::string WhyNoOutputFormat(const std::string& name);
 

@@ -79,6 +79,9 @@ PixelSize PixelSizeOf(const Page& page) {
   return {std::ceil(page.size.width * page.dpi / 96.0), std::ceil(page.size.height * page.dpi / 96.0)};
 }
 
+// Whether a picture of it needs no alpha channel.
+bool IsOpaque(const Page& page) { return page.under == nullptr && page.background >> 24 == 255; }
+
 void WriteTiff(const std::string& place, OutputWriter& writer, const std::vector<Page>& pages,
                const PaintPage& paint) {
   double bytes = 0;
@@ -88,6 +91,7 @@ void WriteTiff(const std::string& place, OutputWriter& writer, const std::vector
     CoreDib picture;
     RenderPage(
         pages[i], [&](CoreDevice& device) { paint(i, device); }, place, picture);
+    if (IsOpaque(pages[i])) CoreDropAlpha(&picture);
     if (!file.Add(&picture))
       throw Error(ErrorKind::kLimit, place, "the pages need more memory than there is");
   }
@@ -108,7 +112,8 @@ void WriteOnePage(const Output& output, const OutputFormat& format, const Page& 
     CoreDib picture;
     RenderPage(
         page, [&](CoreDevice& device) { paint(number, device); }, output.name(), picture);
-    EncodePicture(picture, format.picture, 0, output.name(), writer);
+    if (IsOpaque(page)) CoreDropAlpha(&picture);
+    EncodePicture(picture, format.picture, 0, output.name(), writer, page.effort);
   }
   writer.Commit();
 }
@@ -117,7 +122,8 @@ void WriteOnePage(const Output& output, const OutputFormat& format, const Page& 
 
 void RenderPage(const Page& page, const std::function<void(CoreDevice&)>& paint, const std::string& place,
                 CoreDib& bitmap) {
-  const auto [width, height] = PixelSizeOf(page);
+  const double width = PixelSizeOf(page).width;
+  const double height = PixelSizeOf(page).height;
   if (std::max(width, height) > CoreBitmapDevice::kMaxSide) {
     RefuseSize(place, width, height, CoreBitmapDevice::kMaxSide);
   }
@@ -131,7 +137,7 @@ void RenderPage(const Page& page, const std::function<void(CoreDevice&)>& paint,
                 "the picture needs " + std::to_string(bytes) + " bytes, which is too much");
   }
   // An opaque bitmap is drawn into at once, without a second one beside it.
-  if (page.under == nullptr && page.background >> 24 == 255) {
+  if (IsOpaque(page)) {
     auto* pixels = reinterpret_cast<std::uint32_t*>(bitmap.GetBuffer());
     std::fill_n(pixels, bitmap.GetBufferSize() / sizeof *pixels, page.background);
   }

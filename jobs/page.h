@@ -24,6 +24,7 @@ struct Page {
   // What a bitmap starts as, at its own size and resolution, in place of the size and the background. Must
   // outlive the page.
   const CoreDib* under = nullptr;
+  int effort = 0;  // 1 to 9, of a picture; 0 is the format's default
 };
 
 // Makes a bitmap of 32 bits of the page, which `paint` fills. Throws Error naming `place`, and the bitmap
@@ -31,7 +32,8 @@ struct Page {
 void RenderPage(const Page& page, const std::function<void(CoreDevice&)>& paint, const std::string& place,
                 CoreDib& bitmap);
 
-// Makes the page, lets `paint` fill it and writes it. Throws Error naming the output.
+// Makes the page, lets `paint` fill it and writes it; a picture with an opaque background has no alpha.
+// Throws Error naming the output.
 void WritePage(const Output& output, const OutputFormat& format, const Page& page,
                const std::function<void(CoreDevice&)>& paint);
 

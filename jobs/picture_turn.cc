@@ -16,8 +16,8 @@ namespace {
 
 void CopyPalette(const CoreDib& from, CoreDib& to) {
   const int count = from.GetPaletteSize();
-  std::vector<std::uint32_t> colors;
-  for (int i = 0; i < count; ++i) colors.push_back(from.GetPaletteEntry(i));
+  std::vector<std::uint32_t> colors(static_cast<std::size_t>(count));
+  for (int i = 0; i < count; ++i) colors[static_cast<std::size_t>(i)] = from.GetPaletteEntry(i);
   if (count == 0 || !to.SetPalette(colors.data(), count)) return;
   for (int i = 0; i < count; ++i) {
     if (from.GetPaletteAlpha(i) != 255) to.SetPaletteAlpha(i, from.GetPaletteAlpha(i));

@@ -7,9 +7,10 @@
 namespace jobs {
 
 void EncodePicture(const CoreDib& picture, CoreImageFormat format, int quality, const std::string& place,
-                   OutputWriter& writer) {
+                   OutputWriter& writer, int effort) {
   const auto encoder = CoreCodecRegistry::Get().GetFactory().CreateEncoder(format);
   encoder->SetQuality(quality);
+  if (effort != 0) CoreSetEffort(encoder.get(), effort);
   const bool encoded = encoder->Encode(&picture, &writer.stream()) != 0;
   // A full disk is the better reason.
   writer.Close();
@@ -21,9 +22,10 @@ void EncodePicture(const CoreDib& picture, CoreImageFormat format, int quality, 
   }
 }
 
-void WritePicture(const CoreDib& picture, CoreImageFormat format, int quality, const Output& output) {
+void WritePicture(const CoreDib& picture, CoreImageFormat format, int quality, const Output& output,
+                  int effort) {
   OutputWriter writer(output);
-  EncodePicture(picture, format, quality, output.name(), writer);
+  EncodePicture(picture, format, quality, output.name(), writer, effort);
   writer.Commit();
 }
 

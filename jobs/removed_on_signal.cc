@@ -8,6 +8,7 @@
 #include <climits>
 #include <csignal>
 #include <cstring>
+#include <ctime>
 
 namespace jobs {
 
@@ -29,8 +30,20 @@ Place places[kPlaces];
 constexpr int kFatalSignals[] = {SIGHUP,  SIGINT,  SIGQUIT, SIGABRT, SIGPIPE,   SIGALRM, SIGTERM,
                                  SIGUSR1, SIGUSR2, SIGXCPU, SIGXFSZ, SIGVTALRM, SIGPROF};
 
-// Has been set back to the default when it is called, so what it raises ends the process on return.
+// Threads that create a file at this moment.
+std::atomic<int> creating = 0;
+static_assert(std::atomic<int>::is_always_lock_free);
+
+// A thread that creates a file takes no signals, so who waits here is never waiting for itself. It takes
+// much less than a second, but a folder may hang for longer than a user waits.
+void WaitForCreations() {
+  constexpr timespec kPause = {0, 1'000'000};
+  for (int pause = 0; creating.load() > 0 && pause < 2000; ++pause) nanosleep(&kPause, nullptr);
+}
+
+// What is raised at the end is taken on return.
 void RemoveAndEnd(int signal) {
+  WaitForCreations();
   for (Place& place : places) {
     if (!place.filled.load(std::memory_order_acquire)) continue;
     struct stat info {};
@@ -38,13 +51,13 @@ void RemoveAndEnd(int signal) {
       unlink(place.path);
     }
   }
+  std::signal(signal, SIG_DFL);
   raise(signal);
 }
 
 bool HandleSignals() {
   struct sigaction removing {};
   removing.sa_handler = RemoveAndEnd;
-  removing.sa_flags = static_cast<int>(SA_RESETHAND);
   for (const int signal : kFatalSignals) {
     struct sigaction before {};
     sigaction(signal, nullptr, &before);
@@ -55,6 +68,8 @@ bool HandleSignals() {
   return true;
 }
 
+void HandleSignalsOnce() { [[maybe_unused]] static const bool handled = HandleSignals(); }
+
 std::size_t TakePlace() {
   std::size_t place = 0;
   while (place < kPlaces && places[place].taken.exchange(true)) ++place;
@@ -64,8 +79,8 @@ std::size_t TakePlace() {
 }  // namespace
 
 RemovedOnSignal::RemovedOnSignal(const std::string& path, int fd) : place_(TakePlace()) {
-  static const bool handled = HandleSignals();
-  if (place_ == kPlaces || !handled) return;
+  HandleSignalsOnce();
+  if (place_ == kPlaces) return;
   Place& place = places[place_];
   struct stat info {};
   if (path.size() >= sizeof place.path || fstat(fd, &info) != 0) return;
@@ -79,6 +94,19 @@ RemovedOnSignal::~RemovedOnSignal() {
   if (place_ == kPlaces) return;
   places[place_].filled.store(false);
   places[place_].taken.store(false);
+}
+
+EndHeldBack::EndHeldBack() {
+  HandleSignalsOnce();
+  sigset_t all;
+  sigfillset(&all);
+  pthread_sigmask(SIG_SETMASK, &all, &before_);
+  ++creating;
+}
+
+EndHeldBack::~EndHeldBack() {
+  --creating;
+  pthread_sigmask(SIG_SETMASK, &before_, nullptr);
 }
 
 }  // namespace jobs

@@ -6,10 +6,15 @@
 // process ignores or handles stay as they are. No more than a few files at a time: further ones are not
 // removed.
 //
-//   const RemovedOnSignal removed(path, fd);
+//   std::optional<RemovedOnSignal> removed;
+//   {
+//     const EndHeldBack held;  // from the file's first moment
+//     removed.emplace(path, open(path.c_str(), O_CREAT | O_EXCL | O_RDWR, 0600));
+//   }
 //   rename(path.c_str(), target);
 #pragma once
 
+#include <csignal>
 #include <cstddef>
 #include <string>
 
@@ -26,6 +31,20 @@ class RemovedOnSignal {
 
  private:
   std::size_t place_;
+};
+
+// For as long as it lives, which is to be a moment, no such signal ends the process: those to this thread
+// wait, and another thread that takes one waits in the handler. So a file cannot be left behind between its
+// creation and its RemovedOnSignal.
+class EndHeldBack {
+ public:
+  EndHeldBack();
+  ~EndHeldBack();
+  EndHeldBack(const EndHeldBack&) = delete;
+  EndHeldBack& operator=(const EndHeldBack&) = delete;
+
+ private:
+  sigset_t before_;
 };
 
 }  // namespace jobs

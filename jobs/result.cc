@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// The line of a result is the log that a later run reads again: what ToJsonLine writes, ParseResultLine takes
+// back.
 #include "result.h"
 
 #include "json_text.h"

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// Three sieves in a row: the shard, ids that were met before, and what an earlier run did. An id that comes
+// twice is a failed job, not a lost one.
 #include "selected_source.h"
 
 #include "error.h"

@@ -9,7 +9,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <csignal>
 #include <cstdint>
 #include <cstdio>
 #include <utility>
@@ -39,22 +38,6 @@ std::string PrefixBeside(const std::string& target) {
 }
 
 std::string PathOf(int fd) { return "/proc/self/fd/" + std::to_string(fd); }
-
-// Signals to this thread wait for as long as the object lives.
-class SignalsHeld {
- public:
-  SignalsHeld() {
-    sigset_t all;
-    sigfillset(&all);
-    pthread_sigmask(SIG_SETMASK, &all, &before_);
-  }
-  ~SignalsHeld() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
-  SignalsHeld(const SignalsHeld&) = delete;
-  SignalsHeld& operator=(const SignalsHeld&) = delete;
-
- private:
-  sigset_t before_;
-};
 
 bool IsAt(const std::string& name, const struct stat& file) {
   struct stat there {};
@@ -125,8 +108,7 @@ void TemporaryFile::OpenNamed(mode_t mode) {
 }
 
 bool TemporaryFile::OpenAt(const std::string& name, mode_t mode) {
-  // A signal in between would find a file that nobody removes.
-  const SignalsHeld held;
+  const EndHeldBack held;
   const int fd = open(name.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
   if (fd < 0) return false;
   // Somebody who came before the lock may have taken the file for abandoned: then it is none of ours.

@@ -1,4 +1,10 @@
 // SPDX-License-Identifier: MIT
+// Both ends are one build on one machine, so numbers travel as they lie in memory:
+//
+//     frame   | size, 8 bytes | message |          text   | size, 8 bytes | bytes |
+//
+// The executor does not trust a worker all the same: whatever a message promises is compared with what is
+// there.
 #include "wire.h"
 
 #include <stdexcept>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // tovkit draw: turns JSON descriptions of text into a picture or a page.
 #include "command.h"
-
+#include "draw_options.h"
 #include "failure.h"
 #include "file_watch.h"
 #include "input_file.h"
@@ -53,17 +53,23 @@ struct DrawOptions {
   std::string background;
   float dpi = 96.0f;
   bool verbose = false;
+  ReviewOptions review;
 };
 
 class DrawObserver final : public TerminalObserver {
  public:
-  explicit DrawObserver(bool verbose) : verbose_(verbose) {}
+  DrawObserver(bool verbose, DrawReview& review) : verbose_(verbose), review_(review) {}
+  void LineMeasured(const jobs::MeasuredLine& line, const std::optional<CoreSizeF>& page) override {
+    review_.Look(line, page);
+  }
+  void LinesMeasured() override { review_.Conclude(); }
   void FontSubstituted(const std::string& wanted, const std::string& actual) override {
     if (verbose_) std::fprintf(stderr, "font: %s -> %s\n", wanted.c_str(), actual.c_str());
   }
 
  private:
   bool verbose_;
+  DrawReview& review_;
 };
 
 // "10,20" as two numbers; false for anything else.
@@ -105,7 +111,9 @@ void Draw(const DrawOptions& options) {
   job.size = jobs::ParsePageSize(options.size);
   job.dpi = options.dpi;
   job.background = jobs::ParseBackground(options.background).value_or(job.background);
-  DrawObserver observer(options.verbose);
+  job.effort = options.output.effort;
+  DrawReview review(options.review, options.output.file);
+  DrawObserver observer(options.verbose, review);
   jobs::Run(job, observer);
   output.Finish();
 }
@@ -194,6 +202,9 @@ void AddDrawCommand(CLI::App& app) {
       ->required();
   draw->add_option("--format", options->output.format, "Format of the page, whatever its extension")
       ->type_name("NAME");
+  draw->add_option("--effort", options->output.effort,
+                   "1 to 9: how much work goes into a smaller file; PNG only (default: 5)")
+      ->check(CLI::Range(1, 9));
   CLI::Option* const size =
       draw->add_option(
               "--size", options->size,
@@ -232,6 +243,7 @@ void AddDrawCommand(CLI::App& app) {
       ->allow_extra_args(false)
       ->type_name("FILE");
   draw->add_flag("-v,--verbose", options->verbose, "Tell which fonts stand in for missing ones");
+  AddReviewOptions(*draw, options->review);
   draw->callback([options] {
     if (options->files.empty() && !options->text.text) options->files = {ChosenInput("")};
     options->watch ? DrawOnEveryChange(*options) : Draw(*options);

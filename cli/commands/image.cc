@@ -82,7 +82,7 @@ void Image(const ImageOptions& options, const std::string& source, const OutputO
   JobOutput output(target.file);
   if (!target.file.empty()) {
     const jobs::OutputFormat format = ChooseFormat(target, jobs::OutputKind::kPicture);
-    job.target = jobs::ImageJob::Target{output.Target(), format.picture, options.quality};
+    job.target = jobs::ImageJob::Target{output.Target(), format.picture, options.quality, target.effort};
   }
   ImageObserver observer(options.info);
   jobs::Run(job, observer);
@@ -101,7 +101,7 @@ std::vector<OutputOptions> TargetsOf(const ImageOptions& options) {
   }
   std::vector<OutputOptions> targets;
   for (const std::string& file : FilesInFolder(options.out.file, options.sources, options.out.format)) {
-    targets.push_back({file, options.out.format});
+    targets.push_back({file, options.out.format, options.out.effort});
     ChooseFormat(targets.back(), jobs::OutputKind::kPicture);
   }
   MakeFolder(options.out.file);
@@ -235,6 +235,11 @@ void AddImageCommand(CLI::App& app) {
       ->add_option("--quality", options->quality,
                    "1 to 100; by default 90 for JPEG, and no loss for WebP and JPEG 2000")
       ->check(CLI::Range(1, 100))
+      ->needs(out);
+  command
+      ->add_option("--effort", options->out.effort,
+                   "1 to 9: how much work goes into a smaller file; PNG only (default: 5)")
+      ->check(CLI::Range(1, 9))
       ->needs(out);
   command->add_option("--frame", options->frame, "Which frame or page, counted from 1")
       ->check(CLI::Range(1, 1 << 30))

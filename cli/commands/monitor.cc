@@ -18,6 +18,7 @@
 #include <memory>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace cli {
@@ -92,7 +93,7 @@ void WritePlot(const MonitorOptions& options, const jobs::OutputFormat& format,
                const std::vector<Watched>& watched) {
   jobs::Chart chart{options.key + " of " + (watched.size() == 1 ? "one process" : "several processes"), {}};
   for (const Watched& one : watched) {
-    const std::string name = tovkit::LocalToUtf8(one.process.name, -1).c_str();
+    const std::string name = tovkit::LocalToUtf8(one.process.name, -1);
     chart.series.push_back({name + " (" + std::to_string(one.process.pid) + ")", one.history.Points()});
   }
   if (options.maxMem > 0) chart.limit = static_cast<double>(options.maxMem);
@@ -114,7 +115,7 @@ sigset_t Endings() {
 }
 
 // Lets the loop print beside the samples, which are drawn when a signal ends the watch.
-void MonitorAndPlot(tovkit::ProcessMonitor& monitor, const MonitorOptions& options,
+void MonitorAndPlot(std::unique_ptr<tovkit::ProcessMonitor> owner, const MonitorOptions& options,
                     std::vector<Watched>& watched) {
   if (options.plot == "-") throw UsageError("--plot - would go where the lines go");
   const jobs::OutputFormat format = ChooseFormat({options.plot, ""}, jobs::OutputKind::kPage);
@@ -122,27 +123,28 @@ void MonitorAndPlot(tovkit::ProcessMonitor& monitor, const MonitorOptions& optio
   { const jobs::OutputWriter probe(jobs::Output::File(options.plot)); }
   const sigset_t endings = Endings();
   sigprocmask(SIG_BLOCK, &endings, nullptr);  // for the loop's thread, too
+  // Never destroyed: the loop may still run when the command ends.
+  tovkit::ProcessMonitor& monitor = *owner.release();
   std::thread([&monitor] { monitor.monitorLoop(); }).detach();
   Sample(monitor, options.key, endings, watched);
   WritePlot(options, format, watched);
 }
 
 void Monitor(const MonitorOptions& options) {
-  // Never destroyed: the loop may still run when the command ends.
-  tovkit::ProcessMonitor& monitor = *new tovkit::ProcessMonitor;
-  const ProcessTable table = ReadTable(monitor);
+  auto monitor = std::make_unique<tovkit::ProcessMonitor>();
+  const ProcessTable table = ReadTable(*monitor);
   std::vector<Watched> watched;
   for (const std::string& target : options.targets) {
     for (const tovkit::PROC_INFO_DATA& process : Targets(table, target)) {
-      Watch(monitor, process, options);
+      Watch(*monitor, process, options);
       watched.push_back({process, {}});
     }
   }
-  monitor.setStatusKey(options.key.c_str());
+  monitor->setStatusKey(options.key.c_str());
   // Lines go out as they are printed: the loop ends by a signal, which flushes nothing.
   std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
-  if (options.plot.empty()) monitor.monitorLoop();
-  MonitorAndPlot(monitor, options, watched);
+  if (options.plot.empty()) monitor->monitorLoop();
+  MonitorAndPlot(std::move(monitor), options, watched);
 }
 
 }  // namespace

@@ -42,6 +42,7 @@ std::string Joined(const Option& option) {
     if (!text.empty()) text += ", ";
     text += "\\fB" + Roff(name) + "\\fR";
   }
+  if (!option.attached.empty()) text += "[=\\fI" + Roff(option.attached) + "\\fR]";
   if (!option.value.empty()) text += (text.empty() ? "\\fI" : " \\fI") + Roff(option.value) + "\\fR";
   return text;
 }

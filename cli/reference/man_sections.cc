@@ -43,7 +43,9 @@ const std::vector<ManSection> kManSections = {
       {ManEntry::kExample, "tovkit pages --count 12 '1,3-5,9'", "Which pages does a person mean?"},
       {ManEntry::kExample, "tovkit base64 hello.png > hello.txt\ntovkit base64 -d hello.txt > again.png",
        "To Base64 and back:"},
-      {ManEntry::kExample, "tovkit batch jobs.jsonl --directory out --results results.jsonl --resume",
+      {ManEntry::kExample,
+       "echo '{\"id\": \"1\", \"draw\": {\"Content\": \"Hello\"}, \"out\": \"1.png\"}' > jobs.jsonl\n"
+       "tovkit batch jobs.jsonl --directory out --results results.jsonl --resume",
        "Draw many pages, a job on each line, and go on where an earlier run ended:"},
       {ManEntry::kExample, "tovkit run --timeout 2m --kill-after 10s --stdout uname.txt -- uname -a",
        "Give a program two minutes, and all that it has started ten seconds more after TERM:"}}},

@@ -47,6 +47,8 @@ Option ReadOption(const CLI::Option& option) {
   result.required = option.get_required();
   if (result.names.empty()) {
     result.value = Upper(option.get_name(true)) + (option.get_items_expected_max() > 1 ? "..." : "");
+  } else if (!option.get_fnames().empty()) {
+    result.attached = ValueName(option.get_type_name());
   } else if (option.get_items_expected_max() > 0) {
     result.value = ValueName(option.get_type_name());
   }

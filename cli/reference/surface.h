@@ -24,6 +24,7 @@ struct Option {
   bool required = false;
   std::string defaultValue;  // empty for none
   ValueKind kind = ValueKind::kOther;
+  std::string attached = {};  // how a value is called that may follow "=" only; empty for none
 };
 
 struct Command {

@@ -7,6 +7,8 @@
 #include "pixel/color.h"
 #include "pixel/packed_index.h"
 
+#include <emmintrin.h>
+
 #include <algorithm>
 #include <cassert>
 #include <cstddef>
@@ -24,15 +26,47 @@ int BytesPerPixel(RowLayout layout) noexcept {
   return layout == RowLayout::kBgr || layout == RowLayout::kRgb ? 3 : 4;
 }
 
+namespace {
+
+// The largest of the indices in whole bytes.
+unsigned LargestIndex(const std::uint8_t* bytes, std::size_t size, unsigned bits) noexcept {
+  const unsigned lowest = (1U << bits) - 1;
+  const __m128i low = _mm_set1_epi8(static_cast<char>(lowest));
+  __m128i largestLow = _mm_setzero_si128();   // of the last index of each byte
+  __m128i largestHigh = _mm_setzero_si128();  // of those before it, at their places
+  std::size_t i = 0;
+  for (; i + 16 <= size; i += 16) {
+    const __m128i block = _mm_loadu_si128(static_cast<const __m128i*>(static_cast<const void*>(bytes + i)));
+    largestLow = _mm_max_epu8(largestLow, _mm_and_si128(block, low));
+    largestHigh = _mm_max_epu8(largestHigh, _mm_andnot_si128(low, block));
+  }
+  alignas(16) std::uint8_t lows[16];
+  alignas(16) std::uint8_t highs[16];
+  _mm_store_si128(static_cast<__m128i*>(static_cast<void*>(lows)), largestLow);
+  _mm_store_si128(static_cast<__m128i*>(static_cast<void*>(highs)), largestHigh);
+  unsigned last = *std::max_element(lows, lows + 16);
+  unsigned before = *std::max_element(highs, highs + 16);
+  for (; i < size; ++i) {
+    last = std::max(last, bytes[i] & lowest);
+    before = std::max(before, bytes[i] & ~lowest & 255U);
+  }
+  // Of one bit each, any is the largest.
+  return std::max(last, bits == 1 ? static_cast<unsigned>(before != 0) : before >> 4);
+}
+
+}  // namespace
+
 int UsedColors(const CoreDib& bitmap) {
   const auto bits = static_cast<unsigned>(bitmap.GetBitsPerPixel());
   const int all = 1 << bits;
   if (bitmap.GetPaletteSize() == 0 || bitmap.GetPaletteSize() == all) return all;
   int used = bitmap.GetPaletteSize();
   const auto width = static_cast<std::size_t>(bitmap.GetWidth());
-  for (int y = 0; y < bitmap.GetHeight(); ++y) {
+  const std::size_t whole = width * bits / 8;
+  for (int y = 0; y < bitmap.GetHeight() && used < all; ++y) {
     const std::uint8_t* row = bitmap.GetRow(y);
-    for (std::size_t x = 0; x < width; ++x) {
+    used = std::max(used, static_cast<int>(LargestIndex(row, whole, bits)) + 1);
+    for (std::size_t x = whole * 8 / bits; x < width; ++x) {
       used = std::max(used, static_cast<int>(tovmx::PackedIndex(row, x, bits)) + 1);
     }
   }

@@ -3,6 +3,7 @@
 #include "tovmx/codec.h"
 
 #include "bitmap/scale.h"
+#include "codec/effort_encoder.h"
 #include "codec/format_decoder.h"
 
 #include <algorithm>
@@ -14,6 +15,13 @@ CoreImageEncoder::~CoreImageEncoder() = default;
 CoreImageDecoder::~CoreImageDecoder() = default;
 
 void CoreImageEncoder::SetQuality(int quality) noexcept { quality_ = std::clamp(quality, 0, 100); }
+
+bool CoreSetEffort(CoreImageEncoder* encoder, int effort) noexcept {
+  EffortEncoder* const known = EffortEncoder::Of(encoder);
+  if (known == nullptr) return false;
+  known->SetEffort(std::clamp(effort, 1, 9));
+  return true;
+}
 
 std::uint32_t CoreImageEncoder::Encode(const CoreDib* bitmap, CoreOutputStream* stream) {
   if (bitmap == nullptr || stream == nullptr || bitmap->GetBuffer() == nullptr) return 0;

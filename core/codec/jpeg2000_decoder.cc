@@ -98,11 +98,9 @@ bool IsSubsampled(const opj_image_t& image) {
 bool ReadLayout(const opj_image_t& image, Layout& layout) {
   layout = {};
   if (image.numcomps < 1 || image.x1 <= image.x0 || image.y1 <= image.y0) return false;
-  const std::uint64_t width = image.comps[0].w;
-  const std::uint64_t height = image.comps[0].h;
-  if (width < 1 || height < 1 || width > INT32_MAX || height > INT32_MAX) return false;
-  layout.width = static_cast<int>(width);
-  layout.height = static_cast<int>(height);
+  // Sides of 0 and such as no int holds, which are negative here, no bitmap has.
+  layout.width = static_cast<int>(image.comps[0].w);
+  layout.height = static_cast<int>(image.comps[0].h);
   const Jpeg2000Channels channels{image.numcomps, image.color_space == OPJ_CLRSPC_CMYK, false};
   const OPJ_UINT32 colors = channels.Colors();
   const bool ycc =

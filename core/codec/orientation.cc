@@ -69,7 +69,7 @@ int MarkOfDirectory(const Fields& tiff, const DirectoryForm& form, std::uint64_t
 
 int MarkOfTiff(CoreInputStream& stream, std::uint64_t start, int frame) {
   Fields tiff(stream, start);
-  const auto order = tiff.Number(0, 2);
+  const std::uint64_t order = tiff.Number(0, 2).value_or(0);
   if (order != 0x4949 && order != 0x4D4D) return kUpright;
   tiff.SetBigEndian(order == 0x4D4D);
   const bool big = tiff.Number(2, 2) == 43;

@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: MIT
-// PNG, read by libpng straight into the rows of the bitmap.
+// PNG. Plain files in memory are read in one piece; all others by libpng, straight into the rows of the
+// bitmap.
 #include "codec/codecs.h"
 #include "codec/format_decoder.h"
+#include "codec/plain_png.h"
 #include "codec/png_session.h"
 
 namespace tovmx {
@@ -12,6 +14,8 @@ constexpr double kMetersPerInch = 0.0254;
 
 // Chunks that say nothing about the pixels; some of them could unpack into far more memory than the image.
 constexpr png_byte kIgnoredChunks[] = "eXIf\0hIST\0iCCP\0iTXt\0pCAL\0sCAL\0sPLT\0tEXt\0zTXt";
+
+float DotsPerInch(std::uint32_t perMeter) { return static_cast<float>(perMeter * kMetersPerInch); }
 
 // Reads up to the first pixel and asks the library for one of the layouts of CoreDib. Longjmps on an error.
 void ReadHead(png_structp png, png_infop info, CoreImageInfo& out) {
@@ -29,9 +33,8 @@ void ReadHead(png_structp png, png_infop info, CoreImageInfo& out) {
   out.height = static_cast<int>(png_get_image_height(png, info));
   out.fileBitsPerPixel = bits * png_get_channels(png, info);
   out.frameCount = 1;
-  const auto dots = [](png_uint_32 perMeter) { return static_cast<float>(perMeter * kMetersPerInch); };
-  out.dpiX = dots(png_get_x_pixels_per_meter(png, info));
-  out.dpiY = dots(png_get_y_pixels_per_meter(png, info));
+  out.dpiX = DotsPerInch(png_get_x_pixels_per_meter(png, info));
+  out.dpiY = DotsPerInch(png_get_y_pixels_per_meter(png, info));
 
   if (bits == 16) png_set_scale_16(png);
   if (palette || (gray && !alpha)) {
@@ -69,6 +72,25 @@ void CopyPalette(png_structp png, png_infop info, CoreDib& bitmap) {
   for (int i = 0; i < alphaCount; ++i) bitmap.SetPaletteAlpha(i, alpha[i]);
 }
 
+// False for every stream that is not in memory, and for what is not plain or too large to be read so.
+bool ReadPlain(const CoreInputStream& stream, CoreDib& bitmap) {
+  const std::uint8_t* const view = stream.GetView();
+  const std::uint64_t position = stream.GetPosition();
+  if (view == nullptr || position >= stream.GetSize()) return false;
+  const auto png = FindPlainPng(view + position, static_cast<std::size_t>(stream.GetSize() - position));
+  // Nothing shrinks to less than a 1032nd, so what is promised cannot be far from what has arrived.
+  if (!png || png->InflatedBytes() / 1032 > png->compressed) return false;
+  const auto width = static_cast<int>(png->width);
+  const auto height = static_cast<int>(png->height);
+  if (!FitsPixelLimit(width, height, png->BitsPerPixel(), png->InflatedBytes()) ||
+      !bitmap.Create(width, height, png->BitsPerPixel()))
+    return false;
+  bitmap.SetDpi(DotsPerInch(png->dotsX), DotsPerInch(png->dotsY));
+  if (png->paletteSize > 0) bitmap.SetPalette(png->palette.data(), png->paletteSize);
+  for (int i = 0; i < png->alphaSize; ++i) bitmap.SetPaletteAlpha(i, png->alpha[static_cast<std::size_t>(i)]);
+  return ReadPlainPixels(*png, bitmap);
+}
+
 class PngDecoder final : public FormatDecoder {
  public:
   PngDecoder() : FormatDecoder(kCoreImagePng) {}
@@ -87,6 +109,7 @@ class PngDecoder final : public FormatDecoder {
   }
 
   bool ReadFrame(CoreInputStream& stream, int, CoreDib& bitmap) override {
+    if (ReadPlain(stream, bitmap)) return true;
     PngReadSession session(stream);
     CoreImageInfo info;
     if (!Run(session, [&](png_structp png, png_infop pngInfo) { ReadHead(png, pngInfo, info); }))

@@ -2,6 +2,7 @@
 // A loader holds a request and no font; whatever is asked of it goes to the thread's TextShaper, which
 // caches. So loaders are cheap to copy, and a font file that is registered later counts for all of them.
 #include "font/font_request.h"
+#include "font/line_extents.h"
 #include "font/text_shaper.h"
 #include "tovmx/text_codec.h"
 
@@ -46,12 +47,7 @@ bool CoreFontLoader::MeasureText(const wchar_t* characters, int count, float pix
   const tovmx::ShapedLine* line =
       tovmx::TextShaper::ForThisThread().Shape(*request_, characters, count, pixelSize);
   if (line == nullptr) return false;
-  const double scale = double{pixelSize} / tovmx::kReferenceSize;
-  const auto scaled = [scale](const tovmx::Box& box) {
-    const auto edge = [scale](double value) { return static_cast<float>(value * scale); };
-    return CoreRectF{edge(box.left), edge(box.top), edge(box.right), edge(box.bottom)};
-  };
-  extents = {scaled(line->ink), scaled(line->logical)};
+  extents = tovmx::ExtentsOf(*line, pixelSize);
   return true;
 }
 

@@ -78,6 +78,10 @@ double AddRun(ShapedLine& line, PangoItem* item, PangoGlyphString* glyphs, const
 
   GlyphRun run;
   run.font.reset(cairo_scaled_font_reference(scaled));
+  run.face.reset(PANGO_FONT(g_object_ref(font)));
+  run.offset = static_cast<std::size_t>(item->offset);
+  run.script = item->analysis.script;
+  run.left = pen;
   run.text = text.substr(static_cast<std::size_t>(item->offset), static_cast<std::size_t>(item->length));
   run.pictures = PictureFace(font);
   run.glyphs.reserve(static_cast<std::size_t>(glyphs->num_glyphs));
@@ -92,6 +96,7 @@ double AddRun(ShapedLine& line, PangoItem* item, PangoGlyphString* glyphs, const
     run.reach.Add(ink);
     line.ink.Add(ink.Moved(x, y));
   }
+  run.right = pen;
   AddClusters(run, item, glyphs, text.c_str());
   line.glyphCount += run.glyphs.size();
   line.runs.push_back(std::move(run));

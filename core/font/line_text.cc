@@ -97,10 +97,14 @@ void AppendUtf8(std::string& text, std::uint32_t c) {
 
 }  // namespace
 
-std::string DrawableText(const wchar_t* characters, int count) {
+std::string DrawableText(const wchar_t* characters, int count, std::vector<int>* sources) {
   assert(count >= 0);
   std::string text;
   text.reserve(static_cast<std::size_t>(count));
+  const auto append = [&text, sources](std::uint32_t c, int source) {
+    AppendUtf8(text, c);
+    if (sources != nullptr) sources->push_back(source);
+  };
   int directions = 0;
   int attached = 0;
   for (int i = 0; i < count; ++i) {
@@ -116,10 +120,10 @@ std::string DrawableText(const wchar_t* characters, int count) {
     }
     attached = IsAttached(c) ? attached + 1 : 0;
     if (attached > kMaxAttached) continue;
-    AppendUtf8(text, c);
+    append(c, i);
     if (!IsTextThatTakesSkin(c)) continue;
     if (i + 1 == count || !DecidesForm(static_cast<std::uint32_t>(characters[i + 1]))) {
-      AppendUtf8(text, kTextForm);
+      append(kTextForm, i);
     }
   }
   return text;

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 namespace tovmx {
 
@@ -11,7 +12,8 @@ namespace tovmx {
 // number above U+10FFFF) becomes U+FFFD. Of the characters that embed, override or isolate a direction the
 // first 1,024 are kept, and of combining marks and format characters in a row the first 128. A character that
 // is text by default but would be taken for an emoji gets U+FE0E behind it. The result is valid UTF-8 without
-// NUL.
-std::string DrawableText(const wchar_t* characters, int count);
+// NUL. `sources` may be null; else it gets, for each code point of the result, the index of the character
+// that it stands for.
+std::string DrawableText(const wchar_t* characters, int count, std::vector<int>* sources = nullptr);
 
 }  // namespace tovmx

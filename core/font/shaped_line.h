@@ -9,6 +9,7 @@
 #include "geometry/box.h"
 
 #include <cairo.h>
+#include <pango/pango.h>
 
 #include <cstddef>
 #include <memory>
@@ -19,15 +20,21 @@ namespace tovmx {
 
 inline constexpr double kReferenceSize = 64.0;
 
+using PangoFontPtr = GObjectPtr<PangoFont>;
 using ScaledFontPtr = std::unique_ptr<cairo_scaled_font_t, Release<cairo_scaled_font_destroy>>;
 
 // Glyphs of one font in the order in which they stand from left to right.
 struct GlyphRun {
   ScaledFontPtr font;
-  std::string text;  // UTF-8
+  PangoFontPtr face;       // the same font, which knows where it comes from
+  std::string text;        // UTF-8
+  std::size_t offset = 0;  // of the text in the line's drawable text
+  int script = 0;          // a GUnicodeScript
   std::vector<cairo_glyph_t> glyphs;
   std::vector<cairo_text_cluster_t> clusters;
   bool backward = false;  // the clusters run from right to left
+  double left = 0;        // from this place of the pen
+  double right = 0;       // to this one
   Box reach;              // what any glyph may paint, relative to its own origin
   HbFacePtr pictures;     // the font, when it has pictures for its glyphs; otherwise null
 };

@@ -115,6 +115,46 @@ TOVKIT_API bool ParseColor(const char* text, std::uint32_t& color, std::uint32_t
 /// empty handle, and a "Content" that is missing, empty or no string.
 TOVKIT_API bool DrawTextOnDevice(CoreDevice* device, SharedPtr<const JsonValue> description);
 
+/// Tells what DrawTextOnDevice would draw of the same description, as a new JSON object. Numbers are device
+/// units; positions count the text's characters (code points) from 0.
+///
+///     "drawable"   false when nothing would reach the page: no "Content", a text of more than 262,144
+///                  characters, an offset that is no finite number, no font at all. Only warnings follow then
+///     "content"    the text
+///     "font"       "wanted" and whether the description has "named" it, the "family" that is drawn with,
+///                  whether it is "substituted" for the wanted one, "size" in points, "pixelSize", "bold" and
+///                  "italic"
+///     "color"      "#RRGGBB" as it is drawn
+///     "baseline"   "x" and "y" of its left end
+///     "ink"        "left", "top", "right" and "bottom" of what is painted; missing for blank text
+///     "logical"    the same from the line's ascent to its descent
+///     "runCount"   of all runs
+///     "runs"       from left to right: "text", "first" and "count" of its characters, "script" (ISO 15924),
+///                  "direction" ("ltr" or "rtl"), "left", "right", the font's "family", "style", "file" and
+///                  "face" in it, and "standsInFor", the wanted family, when this is another one
+///     "missingCount"   of all characters that no font holds and that show as boxes
+///     "missing"    each such "character" ("U+20BB7") with its "name" in Unicode, "count" and "positions"
+///     "warningCount"   of all warnings
+///     "warnings"   what of the description is not used as it stands: "pointer" (RFC 6901, from the
+///                  description), "kind" ("unknown-key", "duplicate-key", "wrong-type", "out-of-range",
+///                  "color" or "text"), "message" in words, and of an unknown key the "nearest" known one
+///
+/// At most `limit` runs, positions of missing characters and warnings are told, and 1,000 characters of any
+/// text; the counts are of all. Time and memory grow with the description alone. A line that was drawn or
+/// measured before is not shaped again.
+///
+/// Nothing is printed, and whatever the description holds the report is valid JSON. A null handle for an
+/// empty one.
+///
+/// \code{.cc}
+/// using namespace tovkit;
+/// const char text[] = R"({"Content": "Hello", "Font": {"FontNmae": "Arial"}})";
+/// const SharedPtr<JsonValue> report = DescribeText(Json::Parse(text, sizeof text - 1, nullptr));
+/// std::puts(report->GetMember("warnings")->GetAt(0)->GetMemberString("nearest", ""));   // FontName
+/// \endcode
+TOVKIT_API SharedPtr<JsonValue> DescribeText(SharedPtr<const JsonValue> description,
+                                             std::uint32_t limit = 1000);
+
 /// @}
 
 }  // namespace tovkit

@@ -82,7 +82,7 @@ class Draw : public testing::Test {
   std::string Path(const std::string& name) const { return scratch_.path() + "/" + name; }
 
   CommandResult Run(const std::string& json, const std::string& output, std::vector<std::string> more = {}) {
-    std::vector<std::string> arguments = {"draw", "-", "-o", Path(output)};
+    std::vector<std::string> arguments = {"draw", "-", "-o", Path(output), "--quiet"};
     arguments.insert(arguments.end(), more.begin(), more.end());
     return RunCommand(arguments, json, {{"SOURCE_DATE_EPOCH", "0"}});
   }
@@ -121,6 +121,35 @@ TEST_F(Draw, EveryPictureFormatOfTheRegistryIsWritten) {
     EXPECT_TRUE(IsDarkSomewhere(*picture, 0, 0, 60, 40)) << name;
     EXPECT_FALSE(IsDarkSomewhere(*picture, 0, 40, 120, 60)) << name;
   }
+}
+
+TEST_F(Draw, APageOnAnOpaqueBackgroundHasNoAlpha) {
+  for (const char* name : {"a.png", "a.tif", "a.webp", "a.jp2", "a.bmp"}) {
+    ExpectDrawn(R"({"Content": "HHH"})", name, {"--size", "121x60", "--background", "#fffde7"});
+    const auto opaque = Picture(Path(name));
+    ASSERT_NE(opaque, nullptr) << name;
+    EXPECT_EQ(opaque->GetBitsPerPixel(), 24) << name;
+    EXPECT_EQ(opaque->GetArgb(120, 59), 0xFFFFFDE7) << name;
+    EXPECT_TRUE(IsDarkSomewhere(*opaque, 0, 0, 60, 40)) << name;
+    ExpectDrawn(R"({"Content": "HHH"})", name, {"--size", "121x60", "--background", "none"});
+    const auto clear = Picture(Path(name));
+    ASSERT_NE(clear, nullptr) << name;
+    EXPECT_EQ(clear->GetBitsPerPixel(), 32) << name;
+    EXPECT_EQ(clear->GetArgb(120, 59) >> 24, 0U) << name;
+  }
+}
+
+TEST_F(Draw, EffortIsForPngAlone) {
+  ExpectDrawn(R"({"Content": "HHH"})", "least.png", {"--effort", "1"});
+  ExpectDrawn(R"({"Content": "HHH"})", "most.png", {"--effort", "9"});
+  EXPECT_LT(ReadAll(Path("most.png")).size(), ReadAll(Path("least.png")).size());
+  for (const char* name : {"a.jpg", "a.pdf", "a.svg"}) {
+    const CommandResult result = Run(R"({"Content": "HHH"})", name, {"--effort", "5"});
+    EXPECT_EQ(result.status, 2) << name;
+    EXPECT_NE(result.err.find("--effort: there is no choice of it for "), std::string::npos) << result.err;
+    EXPECT_FALSE(std::filesystem::exists(Path(name)));
+  }
+  EXPECT_EQ(Run(R"({"Content": "HHH"})", "a.png", {"--effort", "10"}).status, 2);
 }
 
 TEST_F(Draw, TheTextOfAPdfIsTheContent) {
@@ -247,11 +276,11 @@ TEST_F(Draw, BadInputGivesOneLineAndLeavesTheOutputAsItWas) {
       {R"({"Content": "x")", "standard input:1:16: a comma or } is expected"},
       {"5", "standard input:1:1: neither an array nor an object"},
       {"", "standard input: empty, where JSON is expected"},
-      {"{}", "standard input: no text to draw"},
-      {R"({"Content": ""})", "standard input: no text to draw"},
-      {"[]", "standard input: the array holds no line"},
-      {R"([{"Content": "x"}, 7])", "standard input: element 1 is no object"},
-      {R"([{"Content": "x"}, {}])", "standard input: element 1: no text to draw"},
+      {"{}", "standard input:1:1: no text to draw"},
+      {R"({"Content": ""})", "standard input:1:13: no text to draw"},
+      {"[]", "standard input:1:1: the array holds no line"},
+      {R"([{"Content": "x"}, 7])", "standard input:1:20: element 1 is no object"},
+      {R"([{"Content": "x"}, {}])", "standard input:1:20: no text to draw"},
       {R"({"Content": "x", "Font": {"FontSize": 2147483647}})", "too large"},
   };
   WriteAll(Path("kept.png"), "kept");

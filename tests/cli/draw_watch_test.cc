@@ -240,7 +240,7 @@ TEST_F(DrawWatch, AStormOfChangesEndsInTheLastPage) {
 TEST_F(DrawWatch, WhatCannotBeWatchedIsRefused) {
   Save("a.json", Line("x"));
   Save("a.png", "");
-  const auto expect = [this](std::vector<std::string> arguments, const std::string& part) {
+  const auto expect = [](std::vector<std::string> arguments, const std::string& part) {
     arguments.insert(arguments.begin(), {"draw", "--watch"});
     const CommandResult result = RunCommand(arguments, Line("x"));
     EXPECT_EQ(result.status, 2) << result.err;

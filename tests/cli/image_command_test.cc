@@ -119,6 +119,30 @@ TEST_F(ImageCommand, QualityChangesTheSize) {
   EXPECT_LT(image::ReadFile(Path("low.jpg")).size(), image::ReadFile(Path("high.jpg")).size());
 }
 
+TEST_F(ImageCommand, EffortChangesTheSizeAndNothingElse) {
+  EXPECT_EQ(Image({in_, "-o", Path("quick.png"), "--effort", "1"}).status, 0);
+  EXPECT_EQ(Image({in_, "-o", Path("plain.png"), "--effort", "5"}).status, 0);
+  EXPECT_EQ(Image({in_, "-o", Path("small.png"), "--effort", "9"}).status, 0);
+  EXPECT_EQ(Image({in_, "-o", Path("default.png")}).status, 0);
+  EXPECT_EQ(image::ReadFile(Path("plain.png")), image::ReadFile(Path("default.png")));
+  EXPECT_LT(image::ReadFile(Path("small.png")).size(), image::ReadFile(Path("quick.png")).size());
+  for (const char* name : {"quick.png", "small.png"})
+    EXPECT_EQ(image::Difference(picture_, *image::Decode(image::ReadFile(Path(name)))), "") << name;
+}
+
+TEST_F(ImageCommand, EffortIsWrongUseForFormatsWithoutOne) {
+  for (const char* extension : {"jpg", "tif", "webp", "jp2", "bmp"}) {
+    const CommandResult result = Image({in_, "-o", Path("out." + std::string(extension)), "--effort", "5"});
+    EXPECT_EQ(result.status, 2) << extension;
+    EXPECT_NE(result.err.find("--effort: there is no choice of it for " + std::string(extension)),
+              std::string::npos)
+        << result.err;
+  }
+  EXPECT_EQ(Image({in_, "-o", Path("out.png"), "--effort", "0"}).status, 2);
+  EXPECT_EQ(Image({in_, "-o", Path("out.png"), "--effort", "10"}).status, 2);
+  EXPECT_EQ(FilesLeft(), 1u) << "nothing but the input";
+}
+
 TEST_F(ImageCommand, MisuseExitsWithTwo) {
   const std::vector<std::vector<std::string>> cases = {
       {},

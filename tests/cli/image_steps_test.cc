@@ -205,7 +205,7 @@ TEST_F(ImageSteps, FoldersThatMakeNoSenseAreRefusedBeforeAnythingIsWritten) {
   std::filesystem::create_directory(Path("sub"));
   Save("in.bmp", image::Encode(picture_, kCoreImageBmp));
   Save("x.gif", "GIF89a");
-  const auto refuse = [this](std::vector<std::string> arguments, const std::string& part) {
+  const auto refuse = [](std::vector<std::string> arguments, const std::string& part) {
     const CommandResult result = Image(arguments);
     EXPECT_EQ(result.status, 2) << result.err;
     EXPECT_NE(result.err.find(part), std::string::npos) << result.err;

@@ -165,7 +165,7 @@ TEST(MonitorCommand, PlotDrawsWhatWasSeenWhenASignalEndsIt) {
     ASSERT_NE(picture, nullptr);
     EXPECT_EQ(picture->GetWidth(), 960);
     EXPECT_GT(CountOf(*picture, kFirstLine), 20) << "the line and its name's mark";
-    EXPECT_GT(CountOf(*picture, kLimitLine), 100) << "the limit";
+    EXPECT_GT(CountOf(*picture, kLimitLine), 20) << "the limit";
   }
 }
 

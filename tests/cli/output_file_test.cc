@@ -114,6 +114,26 @@ TEST_P(Outputs, ASignalJustBeforeTheRenameLeavesNothing) {
   }
 }
 
+// Libraries beneath the command have threads of their own, which take the signals that the one at work holds
+// back.
+TEST_P(Outputs, ASignalToAnotherThreadWhileTheFileIsCreatedLeavesNothing) {
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGPIPE}) {
+    Save(out_, "before");
+    Environment environment = WithFaults(GetParam());
+    environment.emplace_back("CREATE_SIGNAL", std::to_string(signal));
+    const pid_t command = Start("new.json", out_, environment);
+    int status = 0;
+    waitpid(command, &status, 0);
+    if (GetParam()) {
+      EXPECT_EQ(status, 0) << "no file has a name, so that no signal comes";
+    } else {
+      EXPECT_TRUE((WIFSIGNALED(status) && WTERMSIG(status) == signal) || status == 0) << status;
+    }
+    EXPECT_TRUE(Contents(out_) == "before" || Contents(out_) == new_) << signal;
+    EXPECT_EQ(Listing(folder_.path()), Names{"out.bmp"}) << signal;
+  }
+}
+
 TEST_P(Outputs, ASignalThatTheCallerIgnoresStaysIgnored) {
   const auto before = std::signal(SIGHUP, SIG_IGN);
   Save(out_, "before");

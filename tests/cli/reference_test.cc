@@ -33,6 +33,7 @@ void Define(CLI::App& app) {
   auto* const group = draw->add_option_group("job");
   group->add_option("--to")->description("Where to")->type_name("FILE");
   group->add_flag("--quick")->description("Soon");
+  draw->add_flag("--tell{-}")->description("Say it")->type_name("FILE");
   draw->footer("'tis all");
   CLI::App* const outer = app.add_subcommand("outer", "Holds one");
   outer->add_subcommand("inner", "Is held");
@@ -51,10 +52,20 @@ TEST(Reference, OptionsOfAGroupBelongToTheirCommand) {
   ASSERT_EQ(surface.root.subcommands.size(), 2U);
   const reference::Command& draw = surface.root.subcommands[0];
   EXPECT_TRUE(draw.subcommands.empty());
-  ASSERT_EQ(draw.options.size(), 4U);  // with --help
-  EXPECT_EQ(draw.options[2].names, std::vector<std::string>{"--to"});
-  EXPECT_EQ(draw.options[2].kind, reference::ValueKind::kFile);
-  EXPECT_EQ(draw.options[3].value, "");
+  ASSERT_EQ(draw.options.size(), 5U);  // with --help
+  EXPECT_EQ(draw.options[3].names, std::vector<std::string>{"--to"});
+  EXPECT_EQ(draw.options[3].kind, reference::ValueKind::kFile);
+  EXPECT_EQ(draw.options[4].value, "");
+}
+
+// Else shells would take the next word for it.
+TEST(Reference, AValueBehindAnEqualsSignIsNoWordOfItsOwn) {
+  const reference::Option option = SmallSurface().root.subcommands[0].options[2];
+  EXPECT_EQ(option.names, std::vector<std::string>{"--tell"});
+  EXPECT_EQ(option.value, "");
+  EXPECT_EQ(option.attached, "FILE");
+  EXPECT_TRUE(Has(reference::ManPage(SmallSurface()), "\\fB\\-\\-tell\\fR[=\\fIFILE\\fR]\nSay it\n"));
+  EXPECT_TRUE(Has(reference::FishCompletion(SmallSurface()), "-l tell -d 'Say it'\n"));
 }
 
 TEST(Reference, AValueIsCalledByItsTypeWithoutTheChecks) {

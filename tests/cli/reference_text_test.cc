@@ -92,8 +92,9 @@ TEST(ReferenceText, TheManPagesSections) {
   };
   EXPECT_EQ(
       section(".SH DESCRIPTIONS OF TEXT", ".TP\n\\fBDeltaX"),
-      ".SH DESCRIPTIONS OF TEXT\n.PP\nWhat draw reads is a JSON object for one line of text, or an array "
-      "of them. Every key may be left out.\n.TP\n\\fBContent\\fR\nThe text, UTF\\-8. Without it nothing "
+      ".SH DESCRIPTIONS OF TEXT\n.PP\nWhat draw reads is a JSON object for one line of text, an array of "
+      "them for a page, or an array of such arrays for several pages. Every key may be left "
+      "out.\n.TP\n\\fBContent\\fR\nThe text, UTF\\-8. Without it nothing "
       "is drawn.\n");
   EXPECT_EQ(
       section(".PP\nDoes a point", ".PP\nWhich pages"),

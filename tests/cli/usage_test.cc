@@ -25,7 +25,8 @@ TEST(Usage, AnUnknownSubcommandIsNamedWithTheNearest) {
       {"jsn", "json"},   {"b64", ""},       {"base", "base64"}, {"mon", "monitor"},
       {"page", "pages"}, {"paths", "path"}, {"sp", "ps"},       {"helpp", "help"},
       {"ron", "run"},    {"shmem", "shm"},  {"convert", ""},    {"monitro", "monitor"}};
-  const std::string all = "base64, draw, help, hit, info, image, json, monitor, pages, path, ps, run, shm";
+  const std::string all =
+      "base64, batch, doctor, draw, help, hit, info, image, json, monitor, pages, path, ps, run, shm";
   for (const auto& row : kTable) {
     const std::string nearest = row[1];
     ExpectUsage({row[0], "x.json", "-o", "y"},
@@ -68,12 +69,13 @@ TEST(Usage, AMistypedOptionIsNamedWithTheNearest) {
 }
 
 TEST(Usage, OddWordsAreNoTrouble) {
-  ExpectUsage(
-      {""},
-      "'' is no subcommand; there are base64, draw, help, hit, info, image, json, monitor, pages, path, "
-      "ps, run, shm");
+  ExpectUsage({""},
+              "'' is no subcommand; there are base64, batch, doctor, draw, help, hit, info, image, json, "
+              "monitor, pages, path, "
+              "ps, run, shm");
   ExpectUsage({"a\nb\x1b[31m"},
-              "'a?b?[31m' is no subcommand; there are base64, draw, help, hit, info, image, json, monitor, "
+              "'a?b?[31m' is no subcommand; there are base64, batch, doctor, draw, help, hit, info, image, "
+              "json, monitor, "
               "pages, path, "
               "ps, run, shm");
   EXPECT_EQ(RunCommand({std::string(100'000, 'x')}).status, 2);
@@ -97,7 +99,8 @@ TEST(Usage, HelpForWhatThereIsNot) {
   ExpectUsage({"help", "shm", "cretae"}, "'cretae' is no subcommand; did you mean 'create'?");
   ExpectUsage({"help", "draw", "lines"}, "'lines' is no subcommand");
   ExpectUsage({"help", ""},
-              "'' is no subcommand; there are base64, draw, help, hit, info, image, json, monitor, pages, "
+              "'' is no subcommand; there are base64, batch, doctor, draw, help, hit, info, image, json, "
+              "monitor, pages, "
               "path, ps, run, shm");
 }
 

@@ -174,8 +174,9 @@ TEST(Animations, ADecoderThatIsOpenedAgainForgetsTheOldOne) {
   }
 }
 
-// A stream whose content is another one when the pixels are read.
-TEST(Animations, AFileThatChangesBehindItsDecoderGivesNullOrItsOwnPixels) {
+// A stream whose content is another one when the pixels are read. Of a WebP the whole file was read at Open,
+// so it does not matter; of a GIF the head.
+TEST(Animations, AFileThatChangesBehindItsDecoderGivesNullOrWhatWasOpened) {
   const std::string still = image::ReadFile(TOVKIT_SOURCE_DIR "/tests/data/images/interlaced.gif");
   const std::string plain = image::Encode(image::MakePicture(9, 7, 24), kCoreImageWebp);
   const std::string clear = image::Encode(image::MakePicture(9, 7, 32), kCoreImageWebp);
@@ -188,11 +189,11 @@ TEST(Animations, AFileThatChangesBehindItsDecoderGivesNullOrItsOwnPixels) {
   const struct {
     const std::string opened, read;
     bool decodes;
-  } rows[] = {{still, still, true},     {still, moved, false},  {still, colorless, false},
-              {still, ";", false},      {still, "", false},     {Animation(), still, true},
-              {Animation(), "", false}, {plain, plain, true},   {plain, clear, true},
-              {plain, Webp(), false},   {plain, "RIFF", false}, {Webp(), plain, true},
-              {Webp(), "", false},      {Webp(), clear, true}};
+  } rows[] = {{still, still, true},  {still, moved, false}, {still, colorless, false},
+              {still, ";", false},   {still, "", false},    {Animation(), "", false},
+              {plain, plain, true},  {plain, clear, true},  {plain, Webp(), true},
+              {plain, "RIFF", true}, {Webp(), plain, true}, {Webp(), "", true},
+              {Webp(), clear, true}};
   class Changing final : public CoreInputStream {
    public:
     std::size_t Read(void* to, std::size_t size) override { return in->Read(to, size); }
@@ -210,7 +211,7 @@ TEST(Animations, AFileThatChangesBehindItsDecoderGivesNullOrItsOwnPixels) {
     const auto at = static_cast<std::size_t>(&row - rows);
     EXPECT_EQ(got != nullptr, row.decodes) << at;
     if (got != nullptr) {
-      EXPECT_EQ(image::Difference(*image::Decode(row.read), *got), "") << at;
+      EXPECT_EQ(image::Difference(*image::Decode(row.opened), *got), "") << at;
     } else {
       EXPECT_EQ(CoreGetDecodeFailure(decoder.get()), kCoreDecodeBroken) << at;
     }

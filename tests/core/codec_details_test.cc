@@ -7,9 +7,11 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <fstream>
 #include <memory>
+#include <set>
 #include <string>
 #include <utility>
 
@@ -73,6 +75,66 @@ TEST(JpegDetails, SegmentsInFrontOfThePictureArePassedOver) {
   }
 }
 
+// Wherever the end of a block falls: in a head, in what is passed over, in front of the last byte.
+TEST(JpegDetails, ABlockMayEndAnywhere) {
+  constexpr std::size_t kBlock = 32768;
+  const CoreDib picture = image::MakePicture(8, 8, 24);
+  const std::string jpeg = image::Encode(picture, kCoreImageJpeg);
+  const auto plain = image::Decode(jpeg);
+  ASSERT_NE(plain, nullptr);
+  const std::string second = Segment('\xe2', std::string(300, '\xd9'));
+  for (std::size_t at = kBlock - 320; at <= kBlock + 8; ++at) {
+    // The second segment begins `at`.
+    const std::string file = WithSegments(jpeg, Segment('\xe1', std::string(at - 6, '\xff')) + second);
+    image::StubbornInput in(file, file.size());
+    const auto bitmap = image::Decode(in);
+    ASSERT_NE(bitmap, nullptr) << at;
+    ASSERT_EQ(image::Difference(*bitmap, *plain), "") << at;
+  }
+  for (const std::size_t size : {kBlock - 1, kBlock, kBlock + 1, kBlock + 2, 2 * kBlock + 1}) {
+    std::string file = jpeg;
+    while (file.size() < size)
+      file = WithSegments(
+          file, Segment('\xe1', std::string(std::min<std::size_t>(size - file.size(), 20'000) - 4, 'x')));
+    ASSERT_EQ(file.size(), size);
+    image::StubbornInput in(file, file.size());
+    const auto bitmap = image::Decode(in);
+    ASSERT_NE(bitmap, nullptr) << size;
+    EXPECT_EQ(image::Difference(*bitmap, *plain), "") << size;
+  }
+}
+
+// What a file of several scans costs: 2 bytes for each component of each pixel, besides the bitmap.
+TEST(JpegDetails, TheLimitPaysForTheCoefficientsOfAProgressiveFile) {
+  const std::string file = image::ReadFile(TOVKIT_SOURCE_DIR "/tests/data/images/progressive.jpg");
+  CoreImageInfo info;
+  const auto bitmap = image::Decode(file, 0, 0, 0, &info);
+  ASSERT_NE(bitmap, nullptr);
+  const auto pixels = static_cast<std::uint64_t>(info.width) * static_cast<std::uint64_t>(info.height);
+  const std::uint64_t most =
+      bitmap->GetBufferSize() + pixels * static_cast<std::uint64_t>(info.fileBitsPerPixel) / 8 * 2;
+  CoreCodecRegistry& registry = CoreCodecRegistry::Get();
+  const std::uint64_t usual = registry.GetPixelLimit();
+  registry.SetPixelLimit(most);
+  EXPECT_NE(image::Decode(file), nullptr);
+  registry.SetPixelLimit(most - 1);
+  EXPECT_EQ(image::Decode(file), nullptr);
+  registry.SetPixelLimit(usual);
+}
+
+TEST(JpegDetails, AFileMayHave500Scans) {
+  std::string file = image::ReadFile(TOVKIT_SOURCE_DIR "/tests/data/images/progressive.jpg");
+  int scans = 0;
+  for (std::size_t at = file.find("\xff\xda"); at != std::string::npos; at = file.find("\xff\xda", at + 2))
+    ++scans;
+  const std::size_t last = file.rfind("\xff\xda");
+  const std::string scan = file.substr(last, file.size() - 2 - last);
+  file.resize(file.size() - 2);
+  for (; scans < 500; ++scans) file += scan;
+  EXPECT_NE(image::Decode(file + "\xff\xd9"), nullptr);
+  EXPECT_EQ(image::Decode(file + scan + "\xff\xd9"), nullptr);
+}
+
 TEST(JpegDetails, TheUnitOfTheDensityCounts) {
   CoreDib picture = image::MakePicture(8, 8, 24);
   picture.SetDpi(100, 50);
@@ -134,6 +196,51 @@ TEST(WebpDetails, AllOfTheLengthCounts) {
     file.pop_back();
     EXPECT_EQ(image::Decode(file), nullptr) << length;
   }
+}
+
+// Animations that end early though their head says that this is all. Behind a frame they may end.
+TEST(WebpDetails, AnAnimationThatIsCutWithinAFrameIsRefused) {
+  const std::string whole = image::ReadFile(TOVKIT_SOURCE_DIR "/tests/data/images/animation.webp");
+  std::set<std::size_t> ends;
+  for (std::size_t at = 12; at < whole.size();) {
+    const bool frame = whole.compare(at, 4, "ANMF") == 0;
+    const auto byte = [&](std::size_t i) {
+      return static_cast<std::size_t>(static_cast<unsigned char>(whole[at + i]));
+    };
+    at += 8 + (byte(4) | byte(5) << 8);
+    if (frame) ends.insert(at);
+  }
+  ASSERT_EQ(ends.size(), 5U);
+  for (std::size_t size = 12; size < whole.size(); ++size) {
+    std::string file = whole.substr(0, size);
+    for (std::size_t i = 0; i < 4; ++i) file[4 + i] = static_cast<char>((size - 8) >> (8 * i) & 255U);
+    CoreMemoryInputStream in(file.data(), file.size());
+    const auto decoder = CoreCodecRegistry::Get().GetFactory().CreateDecoder(kCoreImageWebp);
+    const bool isWhole = ends.count(size) != 0;
+    EXPECT_EQ(decoder->Open(&in, 0), isWhole ? 1U : 0U) << size;
+    EXPECT_EQ(CoreGetDecodeFailure(decoder.get()), isWhole ? kCoreDecodeNoFailure : kCoreDecodeBroken)
+        << size;
+  }
+}
+
+// A frame whose pixels are nonsense ends the animation there.
+TEST(WebpDetails, ABrokenFrameGivesNull) {
+  std::string file = image::ReadFile(TOVKIT_SOURCE_DIR "/tests/data/images/animation.webp");
+  const auto first = image::Decode(file);
+  ASSERT_NE(first, nullptr);
+  const std::size_t second = file.find("ANMF", file.find("ANMF") + 4);
+  ASSERT_NE(second, std::string::npos);
+  const std::size_t length = static_cast<unsigned char>(file[second + 4]);
+  ASSERT_GT(length, 34U);
+  for (std::size_t i = second + 8 + 16 + 8 + 5; i < second + 8 + length; ++i) file[i] = '\xff';
+  CoreMemoryInputStream in(file.data(), file.size());
+  const auto decoder = CoreCodecRegistry::Get().GetFactory().CreateDecoder(kCoreImageWebp);
+  ASSERT_EQ(decoder->Open(&in, 0), 1U);
+  EXPECT_EQ(decoder->GetBitmap(1, 0, 0), nullptr);
+  EXPECT_EQ(CoreGetDecodeFailure(decoder.get()), kCoreDecodeBroken);
+  const auto got = decoder->GetBitmap(0, 0, 0);
+  ASSERT_NE(got, nullptr);
+  EXPECT_EQ(image::Difference(*got, *first), "");
 }
 
 // Box by box: the resolution is one in the header box, which a file need not have.

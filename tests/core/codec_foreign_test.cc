@@ -10,6 +10,7 @@
 
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <fstream>
 #include <string>
 #include <vector>
@@ -63,6 +64,7 @@ constexpr Case kCases[] = {
     {"zip.tif", kColor, "-compress zip", "zip.tif", "", 24},
     {"packbits.tif", kColor, "-compress rle", "packbits.tif", "", 24},
     {"jpeg.tif", kColor, "-compress jpeg -quality 90", "jpeg.tif", "", 24, 1},
+    {"ycc.tif", kColor, "", "in_ycc.tif", "tiffcp -c jpeg:95 in_ycc.tif ycc.tif", 24, 2},
     {"big.tif", kColor, "-endian MSB", "big.tif", "", 24},
     {"deep.tif", kDeep, "", "deep.tif", "", 24},
     {"deepbig.tif", kDeep, "-endian MSB", "deepbig.tif", "", 24},
@@ -252,8 +254,11 @@ TEST(CmykJpegs, ComeOutAsLightWhetherTheInksAreInvertedOrNot) {
       jpeg_destroy_compress(&jpeg);
       const std::string file(reinterpret_cast<char*>(bytes), size);
       std::free(bytes);
-      const auto bitmap = image::Decode(file);
+      CoreImageInfo info;
+      const auto bitmap = image::Decode(file, 0, 0, 0, &info);
       ASSERT_NE(bitmap, nullptr);
+      EXPECT_EQ(info.bitsPerPixel, 24);
+      EXPECT_EQ(info.fileBitsPerPixel, 32);
       std::uint32_t expected = 255;
       for (int c = 0; c < 3; ++c) {
         expected = expected << 8 |
@@ -261,6 +266,49 @@ TEST(CmykJpegs, ComeOutAsLightWhetherTheInksAreInvertedOrNot) {
       }
       EXPECT_EQ(bitmap->GetArgb(3, 5), expected) << ink << (inverted ? ", inverted" : "");
     }
+  }
+}
+
+// A JPEG that marks each of its blocks with the numbers 0 to 7 in turn.
+std::string MarkedJpeg() {
+  const CoreDib dib = image::MakePicture(64, 48, 24);
+  jpeg_compress_struct jpeg;
+  jpeg_error_mgr errors;
+  jpeg.err = jpeg_std_error(&errors);
+  jpeg_create_compress(&jpeg);
+  unsigned char* bytes = nullptr;
+  unsigned long size = 0;
+  jpeg_mem_dest(&jpeg, &bytes, &size);
+  jpeg.image_width = 64, jpeg.image_height = 48;
+  jpeg.input_components = 3;
+  jpeg.in_color_space = JCS_EXT_BGR;
+  jpeg_set_defaults(&jpeg);
+  jpeg.restart_interval = 1;
+  jpeg_start_compress(&jpeg, TRUE);
+  for (int y = 0; y < 48; ++y) {
+    JSAMPROW row = const_cast<JSAMPROW>(dib.GetRow(y));
+    jpeg_write_scanlines(&jpeg, &row, 1);
+  }
+  jpeg_finish_compress(&jpeg);
+  jpeg_destroy_compress(&jpeg);
+  std::string file(reinterpret_cast<char*>(bytes), size);
+  std::free(bytes);
+  return file;
+}
+
+// A block that is marked with another number is lost, or some blocks are; what lies far from it stays.
+TEST(MarkedJpegs, ABlockOfAnotherNumberSpoilsNoMoreThanItsNeighbors) {
+  const std::string whole = MarkedJpeg();
+  const auto expected = image::Decode(whole);
+  ASSERT_NE(expected, nullptr);
+  const std::size_t mark = whole.find("\xff\xd2", whole.find("\xff\xda"));
+  ASSERT_NE(mark, std::string::npos);
+  for (const char number : {'\xd0', '\xd1', '\xd3', '\xd4', '\xd6'}) {
+    std::string file = whole;
+    file[mark + 1] = number;
+    const auto bitmap = image::Decode(file);
+    ASSERT_NE(bitmap, nullptr) << static_cast<int>(number);
+    for (int x = 0; x < 16; ++x) ASSERT_EQ(bitmap->GetArgb(x, 3), expected->GetArgb(x, 3)) << x;
   }
 }
 

@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <set>
 #include <string>
 #include <vector>
@@ -52,6 +53,27 @@ TEST(Codecs, FormatsWithShallowPixelsKeepTheDepth) {
       EXPECT_EQ(back->GetPaletteSize(), 0) << Describe(format, dib);
       EXPECT_EQ(info.bitsPerPixel, bits) << Describe(format, dib);
       EXPECT_EQ(info.fileBitsPerPixel, bits) << Describe(format, dib);
+      EXPECT_EQ(info.width, 19);
+      EXPECT_EQ(info.height, 5);
+      EXPECT_EQ(info.frameCount, 1);
+    }
+  }
+}
+
+// What is told of a picture before it is decoded: the depth of the bitmap and that of the file.
+TEST(Codecs, FormatsWithoutShallowPixelsTellTheirDepth) {
+  for (const CoreImageFormat format : {kCoreImageJpeg, kCoreImageWebp, kCoreImageJpeg2000}) {
+    for (const int bits : {1, 4, 8, 24, 32}) {
+      const CoreDib dib = MakePicture(19, 5, bits);
+      CoreImageInfo info;
+      const auto back = Decode(Encode(dib, format), 0, 0, 0, &info);
+      ASSERT_NE(back, nullptr) << Describe(format, dib);
+      const int least = format == kCoreImageWebp ? 24 : 8, most = format == kCoreImageJpeg ? 24 : 32;
+      const int expected = std::clamp(bits, least, most);
+      EXPECT_EQ(back->GetBitsPerPixel(), expected) << Describe(format, dib);
+      EXPECT_EQ(info.bitsPerPixel, expected) << Describe(format, dib);
+      EXPECT_EQ(info.fileBitsPerPixel, expected) << Describe(format, dib);
+      EXPECT_EQ(info.paletteSize, 0);
       EXPECT_EQ(info.width, 19);
       EXPECT_EQ(info.height, 5);
       EXPECT_EQ(info.frameCount, 1);
@@ -405,9 +427,9 @@ TEST(Codecs, ASizeScales) {
   const std::string bytes = Encode(dib, kCoreImagePng);
   const struct {
     int width, height, gotWidth, gotHeight;
-  } cases[] = {{50, 30, 50, 30},   {50, 0, 50, 30},    {0, 30, 50, 30},
-               {1, 1, 1, 1},       {300, 0, 300, 180}, {1, 0, 1, 1},
-               {100, 60, 100, 60}, {7, 1000, 7, 1000}, {1000, 1, 1000, 1}};
+  } cases[] = {{50, 30, 50, 30},   {50, 0, 50, 30},    {0, 30, 50, 30},    {1, 1, 1, 1},
+               {300, 0, 300, 180}, {1, 0, 1, 1},       {100, 60, 100, 60}, {100, 30, 100, 30},
+               {50, 60, 50, 60},   {7, 1000, 7, 1000}, {1000, 1, 1000, 1}};
   for (const auto& c : cases) {
     const auto back = Decode(bytes, 0, c.width, c.height);
     ASSERT_NE(back, nullptr) << c.width << "x" << c.height;

@@ -75,6 +75,22 @@ TEST_P(DecodeFailures, ACutFileIsBroken) {
   }
 }
 
+// Whatever the libraries have to say about a file, they say nothing to the user of the program.
+TEST_P(DecodeFailures, NothingIsPrinted) {
+  const std::string whole = SampleOf(GetParam());
+  testing::internal::CaptureStdout();
+  testing::internal::CaptureStderr();
+  for (std::size_t size = 0; size < whole.size(); size += 1 + size / 40)
+    FailureOf(GetParam(), whole.substr(0, size));
+  for (std::size_t i = 0; i < whole.size(); ++i) {
+    std::string bytes = whole;
+    bytes[i] = static_cast<char>(bytes[i] ^ 0x55);
+    FailureOf(GetParam(), bytes);
+  }
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+}
+
 TEST_P(DecodeFailures, APictureMayBeBeyondTheLimitWhenItIsOpenedDecodedAndScaled) {
   CoreCodecRegistry& registry = CoreCodecRegistry::Get();
   const std::uint64_t usual = registry.GetPixelLimit();
@@ -202,6 +218,15 @@ TEST(DecodeFailure, AJpegOfTooManyScansIsOverTheLimit) {
   bytes.resize(bytes.size() - 2);
   for (int i = 0; i < 2000; ++i) bytes += last;
   EXPECT_EQ(FailureOf(kCoreImageJpeg, bytes + "\xff\xd9"), kOverLimit);
+}
+
+// Sides of 0 are no matter of the limit.
+TEST(DecodeFailure, AGifWithoutWidthOrHeightIsBroken) {
+  for (const std::size_t side : {6U, 8U}) {
+    std::string bytes = SampleOf(kCoreImageGif);
+    bytes[side] = bytes[side + 1] = '\0';
+    EXPECT_EQ(FailureOf(kCoreImageGif, bytes), kBroken) << side;
+  }
 }
 
 // A TIFF of 40 by 30 pixels whose 16-bit tag has another value.

@@ -38,6 +38,26 @@ TEST(CoreDib, CreateRefusesAndChangesNothing) {
   }
 }
 
+TEST(CoreDib, CreateForgetsWhatWasThere) {
+  CoreDib dib;
+  ASSERT_TRUE(dib.Create(4, 4, 8));
+  const std::uint32_t entries[] = {1, 2, 3};
+  ASSERT_TRUE(dib.SetPalette(entries, 3));
+  ASSERT_TRUE(dib.SetPaletteAlpha(1, 9));
+  dib.SetDpi(72, 96);
+  dib.GetRow(1)[1] = 5;
+  ASSERT_TRUE(dib.Create(3, 5, 4));
+  EXPECT_EQ(dib.GetWidth(), 3);
+  EXPECT_EQ(dib.GetHeight(), 5);
+  EXPECT_EQ(dib.GetBitsPerPixel(), 4);
+  EXPECT_EQ(dib.GetDpiX(), 0);
+  EXPECT_EQ(dib.GetDpiY(), 0);
+  EXPECT_EQ(dib.GetPaletteSize(), 0);
+  EXPECT_EQ(dib.GetPaletteAlpha(1), 255);
+  EXPECT_FALSE(dib.HasAlpha());
+  for (std::size_t i = 0; i < dib.GetBufferSize(); ++i) EXPECT_EQ(dib.GetBuffer()[i], 0);
+}
+
 TEST(CoreDib, EmptyHasNoPixels) {
   CoreDib dib;
   EXPECT_EQ(dib.GetBuffer(), nullptr);

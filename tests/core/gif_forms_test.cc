@@ -292,6 +292,7 @@ TEST_F(GifForms, OnlyAGraphicsControlTellsWhatIsTransparent) {
   } rows[] = {{"", false},
               {std::string("!\xf9\4\1\0\0\1\0", 8), true},
               {std::string("!\xf9\4\0\0\0\1\0", 8), false},
+              {std::string("!\xf9\4\1\0\0\0\0", 8), false},  // the other index
               {std::string("!\xf9\3\1\0\0\0", 7), false},
               {std::string("!\xf9\0", 3), false},
               {std::string("!\xfe\4\1\0\0\1\0", 8), false},
@@ -302,7 +303,8 @@ TEST_F(GifForms, OnlyAGraphicsControlTellsWhatIsTransparent) {
     const std::string file = WithColors(2, 0, row.before);
     const auto bitmap = image::Decode(file);
     ASSERT_NE(bitmap, nullptr) << testing::PrintToString(row.before);
-    EXPECT_EQ(bitmap->GetArgb(0, 0), 0xff616263U);
+    const bool first = row.before.find(std::string("\xf9\4\1\0\0\0", 6)) == 1;
+    EXPECT_EQ(bitmap->GetArgb(0, 0), first ? 0x00616263U : 0xff616263U);
     EXPECT_EQ(bitmap->GetArgb(1, 0), row.transparent ? 0x00646566U : 0xff646566U)
         << testing::PrintToString(row.before);
     for (std::size_t size = 25; size + 1 < file.size(); ++size)
@@ -320,6 +322,38 @@ TEST_F(GifForms, AFrameBeyondTheLimitIsRefusedBeforeItsRowsAreMade) {
   ASSERT_EQ(decoder->Open(&in, 0), 1U);
   EXPECT_EQ(decoder->GetBitmap(0, 0, 0), nullptr);
   EXPECT_EQ(CoreGetDecodeFailure(decoder.get()), kCoreDecodeOverLimit);
+}
+
+TEST_F(GifForms, TheControlOfAFrameIsNotThatOfTheNext) {
+  const std::vector<std::uint8_t> below = {0, 1, 2, 3, 2, 1}, above = {3, 2, 1, 0, 1, 2};
+  const std::string file =
+      Canvas() + Bytes({.indices = below, .transparent = 1}) + Bytes({.indices = above}) + ";";
+  const auto first = image::Decode(file, 0), second = image::Decode(file, 1);
+  ASSERT_NE(first, nullptr);
+  ASSERT_NE(second, nullptr);
+  for (int i = 0; i < 6; ++i) {
+    const auto at = static_cast<std::size_t>(i);
+    EXPECT_EQ(first->GetArgb(i % 3, i / 3), below[at] == 1 ? 0U : CanvasColor(below[at])) << i;
+    EXPECT_EQ(second->GetArgb(i % 3, i / 3), CanvasColor(above[at])) << i;
+  }
+}
+
+// An index that no color is given for is black, in a picture of indices and on a canvas.
+TEST_F(GifForms, AnIndexBeyondTheColorsIsBlack) {
+  for (const int width : {3, 2}) {
+    Frame frame{0, 0, width, 2};
+    for (int i = 0; i < width * 2; ++i) frame.indices.push_back(static_cast<std::uint8_t>(i % 4));
+    std::string file = Canvas() + Bytes(frame) + ";";
+    file[10] = '\x80';      // two colors
+    file.erase(13 + 6, 6);  // instead of four
+    const auto bitmap = image::Decode(file);
+    ASSERT_NE(bitmap, nullptr) << width;
+    for (int i = 0; i < width * 2; ++i) {
+      const std::uint8_t index = frame.indices[static_cast<std::size_t>(i)];
+      EXPECT_EQ(bitmap->GetArgb(i % width, i / width), index < 2 ? CanvasColor(index) : 0xff000000U)
+          << width << ", " << i;
+    }
+  }
 }
 
 // What no record begins with is no frame, even where what follows could be the data of one.

@@ -5,7 +5,9 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -111,27 +113,69 @@ Argb FromYcc(double y, double cb, double cr) {
 TEST(Jpeg2000Forms, LumaAndChromaBecomeRgb) {
   const Component plain;
   const auto bitmap = Decoded(Store({plain, plain, plain}, OPJ_CLRSPC_SYCC));
-  EXPECT_EQ(Mismatch(
-                bitmap.get(),
-                [](int x, int y) { return FromYcc(Value(0, x, y), Value(1, x, y), Value(2, x, y)); }, 1),
+  EXPECT_EQ(Mismatch(bitmap.get(),
+                     [](int x, int y) { return FromYcc(Value(0, x, y), Value(1, x, y), Value(2, x, y)); }),
             "");
 }
 
 TEST(Jpeg2000Forms, SubsampledChromaIsSpreadOverItsPixelsWhateverTheColorsAreCalled) {
   const Component luma;
-  const Component chroma{8, false, 2};
-  for (const auto colors : {OPJ_CLRSPC_SYCC, OPJ_CLRSPC_SRGB}) {
-    const auto bitmap = Decoded(Store({luma, chroma, chroma}, colors));
-    EXPECT_EQ(Mismatch(
-                  bitmap.get(),
-                  [](int x, int y) {
-                    const int left = x / 2 * 2;
-                    const int top = y / 2 * 2;
-                    return FromYcc(Value(0, x, y), Value(1, left, top), Value(2, left, top));
-                  },
-                  1),
-              "")
-        << static_cast<int>(colors);
+  for (const auto& [across, down] : {std::pair(2, 2), {2, 1}, {1, 2}}) {
+    const Component chroma{8, false, across, false, down};
+    for (const auto colors : {OPJ_CLRSPC_SYCC, OPJ_CLRSPC_SRGB}) {
+      const auto bitmap = Decoded(Store({luma, chroma, chroma}, colors));
+      EXPECT_EQ(Mismatch(bitmap.get(),
+                         [across = across, down = down](int x, int y) {
+                           const int left = x / across * across;
+                           const int top = y / down * down;
+                           return FromYcc(Value(0, x, y), Value(1, left, top), Value(2, left, top));
+                         }),
+                "")
+          << static_cast<int>(colors) << ", " << across << " by " << down;
+    }
+  }
+}
+
+// The library's planes have 4 bytes for each sample, besides the bitmap.
+TEST(Jpeg2000Forms, TheLimitPaysForThePlanes) {
+  const Component plain;
+  CoreCodecRegistry& registry = CoreCodecRegistry::Get();
+  const std::uint64_t usual = registry.GetPixelLimit();
+  for (const std::size_t count : {1U, 2U, 3U, 4U}) {
+    const std::string file = Store(std::vector<Component>(count, plain), OPJ_CLRSPC_SRGB);
+    const auto bitmap = Decoded(file);
+    ASSERT_NE(bitmap, nullptr) << count;
+    const std::uint64_t most = bitmap->GetBufferSize() + std::uint64_t{count} * kWidth * kHeight * 4;
+    registry.SetPixelLimit(most);
+    EXPECT_NE(Decoded(file), nullptr) << count;
+    registry.SetPixelLimit(most - 1);
+    EXPECT_EQ(Decoded(file), nullptr) << count;
+    registry.SetPixelLimit(usual);
+  }
+}
+
+// Alpha of fewer samples than the colors, in either direction or both.
+TEST(Jpeg2000Forms, SubsampledAlphaIsSpreadOverItsPixels) {
+  const Component plain;
+  for (const int across : {1, 2, 3}) {
+    for (const int down : {1, 2, 5}) {
+      for (const bool gray : {false, true}) {
+        const Component alpha{8, false, across, true, down};
+        const auto bitmap = gray ? Decoded(Store({plain, alpha}, OPJ_CLRSPC_GRAY))
+                                 : Decoded(Store({plain, plain, plain, alpha}, OPJ_CLRSPC_SRGB));
+        // The sample that lies nearest when all of them are spread evenly.
+        const int columns = (kWidth + across - 1) / across, rows = (kHeight + down - 1) / down;
+        EXPECT_EQ(Mismatch(bitmap.get(),
+                           [&](int x, int y) {
+                             Argb argb = gray ? GrayAt(x, y) : RgbAt(x, y);
+                             argb[0] = Value(gray ? 1 : 3, x * columns / kWidth * across,
+                                             y * rows / kHeight * down);
+                             return argb;
+                           }),
+                  "")
+            << across << " by " << down << (gray ? ", gray" : "");
+      }
+    }
   }
 }
 

@@ -23,8 +23,10 @@ inline constexpr int kHeight = 14;
 struct Component {
   int bits = 8;
   bool isSigned = false;
-  int step = 1;  // one sample for so many pixels both ways
+  int step = 1;  // one sample for so many pixels across and, unless stepDown says otherwise, down
   bool alpha = false;
+  int stepDown = 0;
+  int Down() const { return stepDown != 0 ? stepDown : step; }
 };
 
 // The 8 bits that sample (x, y) of a component stands for.
@@ -68,9 +70,10 @@ inline std::string Store(const std::vector<Component>& components, OPJ_COLOR_SPA
   std::vector<opj_image_cmptparm_t> forms;
   for (const Component& component : components) {
     opj_image_cmptparm_t form = {};
-    form.dx = form.dy = static_cast<OPJ_UINT32>(component.step);
+    form.dx = static_cast<OPJ_UINT32>(component.step);
+    form.dy = static_cast<OPJ_UINT32>(component.Down());
     form.w = static_cast<OPJ_UINT32>((kWidth + component.step - 1) / component.step);
-    form.h = static_cast<OPJ_UINT32>((kHeight + component.step - 1) / component.step);
+    form.h = static_cast<OPJ_UINT32>((kHeight + component.Down() - 1) / component.Down());
     form.prec = static_cast<OPJ_UINT32>(component.bits);
     form.sgnd = component.isSigned ? 1 : 0;
     forms.push_back(form);
@@ -81,7 +84,7 @@ inline std::string Store(const std::vector<Component>& components, OPJ_COLOR_SPA
   for (std::size_t c = 0; c < components.size(); ++c) {
     image->comps[c].alpha = components[c].alpha ? 1 : 0;
     OPJ_INT32* out = image->comps[c].data;
-    for (int y = 0; y < kHeight; y += components[c].step) {
+    for (int y = 0; y < kHeight; y += components[c].Down()) {
       for (int x = 0; x < kWidth; x += components[c].step) *out++ = Stored(components[c], Value(c, x, y));
     }
   }

@@ -381,6 +381,47 @@ TEST(TiffForms, PixelsThatAreMissingGiveNullWhateverTheColors) {
   }
 }
 
+// Rows that fit the bitmap are read where they lie; others cost a row or a tile, and once more for samples
+// that have to be brought to 8 bits. A limit that pays for all is enough, and a byte less is not.
+TEST(TiffForms, TheLimitPaysForARowOrATile) {
+  CoreCodecRegistry& registry = CoreCodecRegistry::Get();
+  const std::uint64_t usual = registry.GetPixelLimit();
+  const auto row = [](unsigned width, unsigned bits) {
+    std::map<int, Numbers> tags = {{256, {width}},
+                                   {257, {1}},
+                                   {259, {1}},
+                                   {kBitsTag, {bits}},
+                                   {kPhotometricTag, {kBlackIsZero}},
+                                   {kSamplesTag, {1}},
+                                   {kRowsTag, {1}},
+                                   {kStripsTag, {0}},
+                                   {kStripBytesTag, {100}}};
+    return TiffOf(tags, kStripsTag, std::string(100, '\7'));
+  };
+  const std::uint64_t rgb = 60 * kHeight, gray = 20 * kHeight;
+  const struct {
+    std::string file;
+    std::uint64_t bytes;
+  } rows[] = {{row(4, 8), 4},
+              {row(5, 8), 8},
+              {row(5, 12), 8 + 8 + 5},
+              {row(5, 24), 8 + 15 + 5},
+              {Store({kRgb, 8, {}, false, false}), rgb},
+              {Store({kRgb, 16, {}, false, false}), rgb + kWidth * 6},
+              {Store({kRgb, 16, {}, true, false}), rgb + kWidth * 2},
+              {Store({kRgb, 8, {}, false, true}), rgb + kTile * kTile * 3},
+              {Store({kRgb, 16, {}, true, true}), rgb + kTile * kTile * 2},
+              {Store({kBlackIsZero, 8, {}, false, true}), gray + kTile * kTile}};
+  for (const auto& each : rows) {
+    const auto at = &each - rows;
+    registry.SetPixelLimit(each.bytes);
+    EXPECT_NE(image::Decode(each.file), nullptr) << at;
+    registry.SetPixelLimit(each.bytes - 1);
+    EXPECT_EQ(image::Decode(each.file), nullptr) << at;
+    registry.SetPixelLimit(usual);
+  }
+}
+
 // Without the lengths of its strips a file is read up to its end, and without the meaning of its levels 0 is
 // white.
 TEST(TiffForms, AFileThatSaysLittleIsRead) {

@@ -2,6 +2,7 @@
 // The vector level that was asked for is the one that runs. The files that choose are compiled in with
 // kernels that tell that they ran. The level is chosen once a process, so each wish has a process of its own.
 #include "base64_kernels.h"
+#include "codec/png_filter.h"
 #include "curve_kernel.h"
 #include "holds.h"
 #include "simd_level.h"
@@ -49,7 +50,8 @@ std::size_t DecodeToName(const char*, std::size_t, char* out) {
 
 namespace tovmx {
 const Utf8Kernels kUtf8Avx2 = {DecodeOne, EncodeOne};
-}
+const PngFilterKernels kPngFilterAvx2 = {};
+}  // namespace tovmx
 
 namespace tovkit {
 const Base64Kernels kBase64Avx2 = {FillGroups<'2'>, DecodeToName<'2'>};
@@ -115,6 +117,13 @@ TEST_P(VectorChoice, Curves) {
     const tovkit::CurveKernel* const kernels[] = {&tovkit::kBaselineCurveKernel, &tovkit::kAvx2CurveKernel,
                                                   &tovkit::kAvx512CurveKernel};
     HOLDS(&tovkit::ActiveCurveKernel() == kernels[static_cast<int>(level)]);
+  });
+}
+
+TEST_P(VectorChoice, PngFilters) {
+  ExpectInAProcess([](SimdLevel level) {
+    const bool vector = level >= SimdLevel::kAvx2;
+    HOLDS(&tovmx::PngFilters() == (vector ? &tovmx::kPngFilterAvx2 : &tovmx::kPngFilterPlain));
   });
 }
 

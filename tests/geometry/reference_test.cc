@@ -138,6 +138,12 @@ INSTANTIATE_TEST_SUITE_P(Numbers, Reference,
                                          Numbers::kWild),
                          NumbersName);
 
+// Enough of either answer, so that the cases are about the turn from one to the other.
+static void ExpectBoth(const Tally& tally) {
+  EXPECT_GT(tally.hits, 500 / kDivisor);
+  EXPECT_GT(tally.misses, 500 / kDivisor);
+}
+
 // The tolerance that just hits, and its neighbors a few units in the last place away.
 TEST(ReferenceNearMisses, TolerancesAroundTheDecision) {
   RandomPaths random(7);
@@ -152,8 +158,7 @@ TEST(ReferenceNearMisses, TolerancesAroundTheDecision) {
       if (!Agree(path, point, Stepped(least, step), tally)) return;
     }
   }
-  EXPECT_GT(tally.hits, 500 / kDivisor);
-  EXPECT_GT(tally.misses, 500 / kDivisor);
+  ExpectBoth(tally);
 }
 
 // The place along a line where the answer turns, and its neighbors.
@@ -175,8 +180,7 @@ TEST(ReferenceNearMisses, PointsAroundTheDecision) {
       if (!Agree(path, at(Stepped(turn, step)), tolerance, tally)) return;
     }
   }
-  EXPECT_GT(tally.hits, 500 / kDivisor);
-  EXPECT_GT(tally.misses, 500 / kDivisor);
+  ExpectBoth(tally);
 }
 
 // Points at the edge of what the shipped code skips on the strength of a segment's box: just within and just
@@ -207,8 +211,7 @@ TEST(ReferenceNearMisses, PointsAtTheReachOfTheBox) {
       if (!Agree(path, point, tolerance, tally)) return;
     }
   }
-  EXPECT_GT(tally.hits, 500 / kDivisor);
-  EXPECT_GT(tally.misses, 500 / kDivisor);
+  ExpectBoth(tally);
 }
 
 // Curves whose points all lie within a few units in the last place of one coordinate, but for one that may be
@@ -244,8 +247,7 @@ TEST(ReferenceNearMisses, FlatCurvesAtTheReach) {
     }
     if (!Agree(path, at, tolerance, tally) || !Agree(turned, {at.y, at.x}, tolerance, tally)) return;
   }
-  EXPECT_GT(tally.hits, 500 / kDivisor);
-  EXPECT_GT(tally.misses, 500 / kDivisor);
+  ExpectBoth(tally);
 }
 
 // Arcs of every size and shape, and points from inside them to far beyond: the box that rules an arc out must
@@ -276,8 +278,7 @@ TEST(ReferenceNearMisses, ArcsAroundTheirBox) {
       if (!Agree(path, point, tolerance, tally)) return;
     }
   }
-  EXPECT_GT(tally.hits, 500 / kDivisor);
-  EXPECT_GT(tally.misses, 500 / kDivisor);
+  ExpectBoth(tally);
 }
 
 // Lines from level to steep, and points beyond both their ranges: where rounding decides whether the line
@@ -319,8 +320,7 @@ TEST(ReferenceNearMisses, LinesFromTheirCorners) {
       }
     }
   }
-  EXPECT_GT(tally.hits, 500 / kDivisor);
-  EXPECT_GT(tally.misses, 500 / kDivisor);
+  ExpectBoth(tally);
 }
 
 // What the table of weights relies on: at these parameters pow() rounds a cube as one multiplication does.

@@ -74,8 +74,8 @@ TEST(DrawJob, ErrorsHaveKindPlaceAndText) {
   const auto job = [&out](const char* json) { return DrawJobOf(json, out, "png"); };
   ExpectError(job("[1,"), ErrorKind::kInput, "lines:1:4", "a value is expected");
   ExpectError(job("7"), ErrorKind::kInput, "lines:1:1", "neither an array nor an object");
-  ExpectError(job("[7]"), ErrorKind::kInput, "lines", "element 0 is no object");
-  ExpectError(job("[{}]"), ErrorKind::kInput, "lines: element 0",
+  ExpectError(job("[7]"), ErrorKind::kInput, "lines:1:2", "element 0 is no object");
+  ExpectError(job("[{}]"), ErrorKind::kInput, "lines:1:2",
               "no text to draw; \"Content\" is missing or empty");
   jobs::DrawJob large = job(R"({"Content": "x"})");
   large.size = CoreSizeF{40000, 10};

@@ -241,3 +241,16 @@ class TOVMX_API CoreTiffPages final {
 /// without a mark, for one that is broken or outside 1 to 8, for a format that has none, a frame that is not
 /// there and a null stream.
 TOVMX_API int CoreReadOrientation(CoreInputStream* stream, int frame);
+
+/// The effort of an encoder that was told of none.
+constexpr int kCoreDefaultEffort = 5;
+
+/// How much work an encoder puts into a smaller file, 1 (least) to 9 (most); values outside count as the
+/// nearest. The picture is the same with each. True, or false and nothing changed for a null pointer, for a
+/// format without a choice (all but PNG), and for an encoder that is not from CoreCodecFactory.
+///
+/// \code{.cc}
+/// const auto encoder = CoreCodecRegistry::Get().GetFactory().CreateEncoder(kCoreImagePng);
+/// if (!CoreSetEffort(encoder.get(), 9)) std::puts("one size for all");
+/// \endcode
+TOVMX_API bool CoreSetEffort(CoreImageEncoder* encoder, int effort) noexcept;

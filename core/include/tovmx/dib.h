@@ -129,6 +129,8 @@ class TOVMX_API CoreDib {
     return static_cast<std::size_t>(stride_) * static_cast<std::size_t>(row);
   }
 
+  friend TOVMX_API bool CoreDropAlpha(CoreDib* bitmap) noexcept;
+
   std::uint8_t* pixels_ = nullptr;
   int width_ = 0;
   int height_ = 0;
@@ -162,3 +164,12 @@ enum CoreFilter : std::uint32_t {
 /// if (!CoreResample(picture, 160, 120, kCoreFilterLanczos, thumbnail)) std::puts("no memory");
 /// \endcode
 TOVMX_API bool CoreResample(const CoreDib& from, int width, int height, CoreFilter filter, CoreDib& to);
+
+/// Makes a bitmap of 32 bits one of 24 in place: the colors stay as they are and the alpha goes, whatever it
+/// was. The buffer may move. True, or false and nothing changed for a null pointer and for another depth.
+///
+/// \code{.cc}
+/// CoreDib page;
+/// if (page.Create(2, 2, 32) && CoreDropAlpha(&page)) std::printf("%d bits\n", page.GetBitsPerPixel());
+/// \endcode
+TOVMX_API bool CoreDropAlpha(CoreDib* bitmap) noexcept;

@@ -24,6 +24,7 @@
 #include <tovmx/string_list.h>
 
 #include <memory>
+#include <vector>
 
 /// Where fonts are looked for; a mask.
 enum CoreFontSource {
@@ -39,6 +40,7 @@ struct CoreTextExtents {
 };
 
 struct CoreFontRequest;  // private to the core
+struct CoreTextDescription;
 
 /// The font that a device draws with.
 class TOVMX_API CoreFontLoader {
@@ -100,6 +102,43 @@ class TOVMX_API CoreFontLoader {
   /// For devices of the core.
   const CoreFontRequest& Request() const noexcept { return *request_; }
 
+  /// Tells how one line is drawn with this font, `pixelSize` pixels to the em: its extents, its runs from
+  /// left to right, of which the first `maxRuns` are told, and every character that no font holds. A negative
+  /// count means up to the terminating NUL. False, and `description` untouched, for a line that a device
+  /// would refuse. A line that was drawn, measured or described before is not shaped again.
+  bool DescribeText(const wchar_t* characters, int count, float pixelSize, int maxRuns,
+                    CoreTextDescription& description) const;
+
  private:
   std::unique_ptr<CoreFontRequest> request_;
+};
+
+/// A run: characters that stand beside each other and are drawn with one font. Positions count the line's
+/// characters as they were given, from 0.
+struct CoreTextRun {
+  int first = 0;             ///< the first of the characters in the order of reading
+  int count = 0;             ///< how many there are, those between them that are not drawn included
+  CoreString script;         ///< ISO 15924: "Latn", "Hani"; "Zyyy" for what belongs to every script
+  bool rightToLeft = false;  ///< the characters run from right to left
+  float left = 0;            ///< where the run begins, in pixels from the left end of the line
+  float right = 0;           ///< where the next one begins
+  CoreString family;         ///< of the font, UTF-8; the English name where there is one
+  CoreString style;          ///< "Regular", "Bold Oblique"
+  CoreString file;           ///< the font's file, in the bytes of the file system
+  int face = 0;              ///< which of the file's fonts
+  bool substituted = false;  ///< stands in for the family that was asked for
+};
+
+/// A character that no font holds. It shows as a box.
+struct CoreMissingCharacter {
+  int position = 0;        ///< in the line's characters, from 0
+  char32_t character = 0;  ///< the code point
+};
+
+/// What CoreFontLoader::DescribeText tells of a line.
+struct CoreTextDescription {
+  CoreTextExtents extents;                    ///< as CoreFontLoader::MeasureText
+  int runCount = 0;                           ///< of all runs
+  std::vector<CoreTextRun> runs;              ///< from left to right
+  std::vector<CoreMissingCharacter> missing;  ///< in the order of their positions
 };

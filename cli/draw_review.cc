@@ -1,0 +1,81 @@
+// SPDX-License-Identifier: MIT
+#include "draw_review.h"
+
+#include "error.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+
+namespace cli {
+
+std::optional<jobs::TextReview::Mask> ParseTroubles(const std::string& names) {
+  if (names == "all") return jobs::TextReview::kAll;
+  jobs::TextReview::Mask mask = 0;
+  for (std::size_t from = 0; from <= names.size();) {
+    const std::size_t to = std::min(names.find(',', from), names.size());
+    const std::string name = names.substr(from, to - from);
+    const auto& known = jobs::TroubleNames();
+    const auto found = std::find(known.begin(), known.end(), name);
+    if (found == known.end()) return std::nullopt;
+    mask |= 1U << (found - known.begin());
+    from = to + 1;
+  }
+  return mask;
+}
+
+DrawReview::DrawReview(const ReviewOptions& options, const std::string& output)
+    : options_(options),
+      isNeeded_(!options.quiet || !options.report.empty() || !options.strict.empty()),
+      review_(Settings()) {
+  if (options.report.empty()) return;
+  if (options.report == output) {
+    throw UsageError(output == "-" ? "the page and the report cannot both go to standard output"
+                                   : output + " cannot hold both the page and the report");
+  }
+  if (options.report != "-") {
+    file_.emplace(jobs::Output::File(options.report));
+  } else if (isatty(STDOUT_FILENO) == 1) {
+    table_.emplace();
+  }
+}
+
+jobs::TextReview::Settings DrawReview::Settings() {
+  jobs::TextReview::Settings settings;
+  settings.strict = ParseTroubles(options_.strict).value_or(0);
+  settings.limit = options_.limit;
+  if (!options_.report.empty()) settings.sink = [this](const tovkit::JsonValue& report) { Take(report); };
+  return settings;
+}
+
+void DrawReview::Take(const tovkit::JsonValue& report) {
+  if (table_) {
+    table_->Print(report);
+    return;
+  }
+  CoreString line = report.ToString();
+  line += "\n";
+  const auto length = static_cast<std::size_t>(line.GetLength());
+  if (file_) {
+    file_->stream().Write(line.c_str(), length);
+  } else {
+    std::fwrite(line.c_str(), 1, length, stdout);
+  }
+}
+
+void DrawReview::Look(const jobs::MeasuredLine& line, const std::optional<CoreSizeF>& page) {
+  if (isNeeded_) review_.Look(line, page);
+}
+
+void DrawReview::Conclude() {
+  if (file_) {
+    file_->Close();
+    file_->Commit();
+  }
+  review_.FailIfStrict();
+  if (options_.quiet || !options_.report.empty()) return;
+  for (const std::string& note : review_.Notes()) std::fprintf(stderr, "tovkit: %s\n", note.c_str());
+}
+
+}  // namespace cli

@@ -1,0 +1,52 @@
+// SPDX-License-Identifier: MIT
+// DrawReview: what `tovkit draw` tells of the lines besides drawing them: a report, notes, a refusal.
+#pragma once
+
+#include "jobs/output.h"
+#include "jobs/text_review.h"
+#include "report_table.h"
+
+#include <tovmx/stream.h>
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+namespace cli {
+
+// As a person asks for it.
+struct ReviewOptions {
+  std::string report;  // a file, "-" for standard output, empty for none
+  std::string strict;  // names of troubles with commas between them; empty for none
+  std::uint32_t limit = 1000;
+  bool quiet = false;
+};
+
+// The kinds that are named, every one by "all". Nothing when one of them is unknown.
+std::optional<jobs::TextReview::Mask> ParseTroubles(const std::string& names);
+
+class DrawReview {
+ public:
+  // `output` is where the page goes. Throws UsageError when the report would go there too.
+  DrawReview(const ReviewOptions& options, const std::string& output);
+  DrawReview(const DrawReview&) = delete;
+  DrawReview& operator=(const DrawReview&) = delete;
+
+  void Look(const jobs::MeasuredLine& line, const std::optional<CoreSizeF>& page);
+
+  // Ends the report; tells on standard error, in a line for each kind of trouble, that there was some. Throws
+  // jobs::Error when a trouble is a failure.
+  void Conclude();
+
+ private:
+  jobs::TextReview::Settings Settings();
+  void Take(const tovkit::JsonValue& report);
+
+  ReviewOptions options_;
+  bool isNeeded_;
+  std::optional<jobs::OutputWriter> file_;
+  std::optional<ReportTable> table_;
+  jobs::TextReview review_;
+};
+
+}  // namespace cli

@@ -1,0 +1,29 @@
+// SPDX-License-Identifier: MIT
+// CheckDescription: what of a description of a line of text is not used as it was most likely meant.
+#pragma once
+
+#include <tovkit/json.h>
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+namespace tovkit {
+
+// UTF-8, all of it valid.
+struct DescriptionWarning {
+  const char* kind;     // "unknown-key", "duplicate-key", "wrong-type", "out-of-range", "color", "text"
+  std::string pointer;  // RFC 6901, from the description
+  std::string message;
+  std::string nearest;  // of an unknown key the known one that may be meant, else empty
+};
+
+struct DescriptionCheck {
+  std::size_t count = 0;  // of all warnings
+  std::vector<DescriptionWarning> warnings;
+};
+
+// Keeps the first `limit` warnings.
+DescriptionCheck CheckDescription(const JsonValue& description, std::size_t limit);
+
+}  // namespace tovkit

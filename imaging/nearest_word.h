@@ -1,0 +1,14 @@
+// SPDX-License-Identifier: MIT
+// NearestWord: the word that a misspelled one was most likely meant to be.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace tovkit {
+
+// The one of `words` that differs least from `word`, letter case aside, or that it is a part of; empty when
+// all of them are other words. Takes the same short time for a `word` of any length.
+std::string NearestWord(const std::string& word, const std::vector<std::string>& words);
+
+}  // namespace tovkit

@@ -1,0 +1,31 @@
+// SPDX-License-Identifier: MIT
+#include "report_text.h"
+
+#include <tovmx/text_codec.h>
+
+#include <algorithm>
+
+namespace tovkit {
+
+namespace {
+
+wchar_t CleanCharacter(wchar_t character) {
+  const auto c = static_cast<char32_t>(character);
+  return c > 0x10FFFF || (c >= 0xD800 && c <= 0xDFFF) ? wchar_t{0xFFFD} : character;
+}
+
+}  // namespace
+
+std::string ReportText(const wchar_t* characters, int count, int most) {
+  std::wstring text(characters, static_cast<std::size_t>(std::max(0, std::min(count, most))));
+  std::transform(text.begin(), text.end(), text.begin(), CleanCharacter);
+  const CoreString utf8 = CoreTextCodec::Utf8Encode(text.c_str(), static_cast<int>(text.size()));
+  return {utf8.c_str(), static_cast<std::size_t>(utf8.GetLength())};
+}
+
+std::string ReportText(const char* utf8, int most) {
+  const CoreWideString text = CoreTextCodec::Utf8Decode(utf8, -1);
+  return ReportText(text.c_str(), text.GetLength(), most);
+}
+
+}  // namespace tovkit

@@ -1,0 +1,19 @@
+// SPDX-License-Identifier: MIT
+// The pieces of a text that is known to be JSON.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace jobs {
+
+// Each takes a place in the text and returns the next one: behind white space, a string, any value.
+std::size_t SkipJsonSpace(std::string_view text, std::size_t at);
+std::size_t SkipJsonString(std::string_view text, std::size_t at);
+std::size_t SkipJsonValue(std::string_view text, std::size_t at);
+
+// The characters of a string that stands between quotation marks, up to a NUL.
+std::string ReadJsonString(std::string_view quoted);
+
+}  // namespace jobs

@@ -1,0 +1,76 @@
+// SPDX-License-Identifier: MIT
+// TextReview: what of the lines that are to be drawn will not look as it was meant.
+//
+//   TextReview review({.limit = 1000});
+//   review.Look(line, page);                       // for each line
+//   for (const std::string& note : review.Notes()) ...
+#pragma once
+
+#include "drawing.h"
+#include "error.h"
+
+#include <tovkit/json.h>
+#include <tovmx/geometry.h>
+
+#include <array>
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace jobs {
+
+enum class Trouble {
+  kGlyphs,  // characters that no font holds
+  kFonts,   // families that a description names and that are not installed
+  kKeys,    // members of a description that are not used as they stand
+  kClip,    // ink outside the page
+};
+inline constexpr std::size_t kTroubles = 4;
+
+// Their names, in the order of the type: "glyphs", "fonts", "keys", "clip".
+const std::array<const char*, kTroubles>& TroubleNames();
+
+class TextReview {
+ public:
+  // Which troubles are failures; bit n stands for the Trouble n.
+  using Mask = unsigned;
+  static constexpr Mask kAll = (1U << kTroubles) - 1;
+
+  struct Settings {
+    Mask strict = 0;
+    std::uint32_t limit = 1000;  // of a report's lists
+    // Gets the report of every line: what DescribeText tells, with "file", "pointer", "line" and "column" of
+    // the line and of each warning, and "clipped", how far the ink stands over the page's edges.
+    std::function<void(const tovkit::JsonValue& report)> sink = nullptr;
+  };
+
+  explicit TextReview(Settings settings) : settings_(std::move(settings)) {}
+
+  void Look(const MeasuredLine& line, const std::optional<CoreSizeF>& page);
+
+  // One line in words for each kind of trouble that was met.
+  std::vector<std::string> Notes() const;
+
+  // Throws the Error of the first trouble of a strict kind.
+  void FailIfStrict() const;
+
+ private:
+  void Met(Trouble trouble, const MeasuredLine& line, const std::string& pointer, const std::string& text,
+           bool atName = false);
+  void LookAtGlyphs(const MeasuredLine& line, const tovkit::JsonValue& report);
+  void LookAtFonts(const MeasuredLine& line, const tovkit::JsonValue& report);
+  void LookAtKeys(const MeasuredLine& line, const tovkit::JsonValue& report);
+  void LookAtClip(const MeasuredLine& line, const std::optional<CoreSizeF>& page, tovkit::JsonValue& report);
+  void Hand(const MeasuredLine& line, tovkit::JsonValue& report) const;
+
+  Settings settings_;
+  std::array<std::int64_t, kTroubles> counts_{};
+  std::set<std::string> fonts_;  // that are not installed
+  std::optional<Error> first_;   // of a strict kind
+};
+
+}  // namespace jobs

@@ -1,0 +1,172 @@
+// SPDX-License-Identifier: MIT
+// tovkit doctor: what it looks at, and what it says when something is missing.
+#include <tovkit/json.h>
+
+#include <gtest/gtest.h>
+#include <sys/ipc.h>
+#include <sys/shm.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <fstream>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "run_command.h"
+#include "scratch_dir.h"
+
+namespace {
+
+using tovkit::Json;
+
+struct Line {
+  std::string state;
+  std::string text;
+  std::string advice;
+};
+
+struct Visit {
+  CommandResult result;
+  std::map<std::string, Line> lines;  // the first of each name
+  bool ok = false;
+};
+
+Visit Doctor(const Environment& environment = {}) {
+  Visit visit;
+  visit.result = RunCommand({"doctor", "--json"}, "", environment);
+  const std::string& out = visit.result.out;
+  const auto report = Json::Parse(out.data(), static_cast<unsigned>(out.size()), nullptr);
+  if (!report) {
+    ADD_FAILURE() << out << visit.result.err;
+    return visit;
+  }
+  visit.ok = report->GetMemberBool("ok", false);
+  const auto findings = report->GetMember("findings");
+  for (std::uint32_t i = 0; i < findings->Size(); ++i) {
+    const auto finding = findings->GetAt(static_cast<std::int32_t>(i));
+    visit.lines.try_emplace(finding->GetMemberString("check", ""),
+                            Line{finding->GetMemberString("state", ""), finding->GetMemberString("text", ""),
+                                 finding->GetMemberString("advice", "")});
+  }
+  return visit;
+}
+
+TEST(Doctor, LooksAtEverything) {
+  const Visit visit = Doctor({{"LC_ALL", "C.UTF-8"}});
+  EXPECT_EQ(visit.result.status, 0) << visit.result.out;
+  EXPECT_TRUE(visit.ok);
+  for (const char* check : {"font for Latin",
+                            "font for Chinese",
+                            "font for Japanese",
+                            "font for Korean",
+                            "font for Arabic",
+                            "font for Hebrew",
+                            "font for Devanagari",
+                            "font for Thai",
+                            "font for emoji",
+                            "SimSun",
+                            "Arial",
+                            "Times New Roman",
+                            "PNG",
+                            "JPEG",
+                            "TIFF",
+                            "WebP",
+                            "JPEG 2000",
+                            "BMP",
+                            "GIF",
+                            "vector level",
+                            "locale",
+                            "codeset",
+                            "temporary directory",
+                            "shared memory",
+                            "segments left behind",
+                            "/proc",
+                            "tovkit",
+                            "library"}) {
+    EXPECT_EQ(visit.lines.count(check), 1U) << check;
+  }
+  EXPECT_EQ(visit.lines.at("font for Latin").state, "ok");
+  EXPECT_EQ(visit.lines.at("PNG").text, "there and back, exact");
+  for (const char* codec : {"PNG", "JPEG", "TIFF", "WebP", "JPEG 2000", "BMP", "GIF"}) {
+    EXPECT_EQ(visit.lines.at(codec).state, "ok") << codec << ": " << visit.lines.at(codec).text;
+  }
+  EXPECT_EQ(visit.lines.at("codeset").text, "UTF-8");
+}
+
+TEST(Doctor, PeopleGetALineForEach) {
+  const CommandResult result = RunCommand({"doctor"}, "", {{"LC_ALL", "C.UTF-8"}});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.out.rfind("ok       font for Latin        ", 0), 0U) << result.out;
+  EXPECT_EQ(result.out.find('\033'), std::string::npos);
+}
+
+TEST(Doctor, WithoutFontsItFailsAndNamesThePackage) {
+  const ScratchDir dir;
+  std::ofstream(dir.path() + "/fonts.conf")
+      << "<?xml version=\"1.0\"?><!DOCTYPE fontconfig SYSTEM \"urn:fontconfig:fonts.dtd\"><fontconfig><dir>"
+      << dir.path() << "/none</dir></fontconfig>";
+  const Visit visit = Doctor({{"FONTCONFIG_FILE", dir.path() + "/fonts.conf"}});
+  EXPECT_EQ(visit.result.status, 1);
+  EXPECT_FALSE(visit.ok);
+  EXPECT_EQ(visit.lines.at("font for Latin").state, "failed");
+  EXPECT_EQ(visit.lines.at("font for Latin").advice, "apt install fonts-dejavu-core");
+  EXPECT_EQ(visit.lines.at("SimSun").state, "failed");
+}
+
+TEST(Doctor, AScriptWithoutAFontIsAWarningWithItsPackage) {
+  const ScratchDir dir;
+  std::ofstream(dir.path() + "/fonts.conf")
+      << "<?xml version=\"1.0\"?><!DOCTYPE fontconfig SYSTEM \"urn:fontconfig:fonts.dtd\"><fontconfig>"
+         "<dir>/usr/share/fonts/truetype/dejavu</dir><cachedir>"
+      << dir.path() << "</cachedir></fontconfig>";
+  const Visit visit = Doctor({{"FONTCONFIG_FILE", dir.path() + "/fonts.conf"}, {"LC_ALL", "C.UTF-8"}});
+  EXPECT_EQ(visit.result.status, 0);
+  EXPECT_EQ(visit.lines.at("font for Latin").text.rfind("DejaVu ", 0), 0U);
+  EXPECT_EQ(visit.lines.at("font for Chinese").state, "warning");
+  EXPECT_EQ(visit.lines.at("font for Chinese").advice, "apt install fonts-arphic-uming");
+  EXPECT_EQ(visit.lines.at("SimSun").state, "warning");
+  EXPECT_EQ(visit.lines.at("Arial").state, "warning");
+}
+
+TEST(Doctor, AnUnknownLocaleAndALowerVectorLevelAreWarnings) {
+  const Visit visit = Doctor({{"LC_ALL", "xx_YY.UTF-8"}, {"TOVKIT_SIMD", "scalar"}});
+  EXPECT_EQ(visit.lines.at("locale").state, "warning");
+  EXPECT_EQ(visit.lines.at("locale").text, "LC_ALL=xx_YY.UTF-8 is not installed");
+  const std::string level = visit.lines.at("vector level").text;
+  EXPECT_EQ(level.rfind("scalar", 0), 0U) << level;
+  if (__builtin_cpu_supports("avx2") != 0) {
+    EXPECT_EQ(visit.lines.at("vector level").state, "warning");
+  }
+}
+
+TEST(Doctor, ATemporaryDirectoryThatIsNotThereFails) {
+  const Visit visit = Doctor({{"TMPDIR", "/no/such/folder"}});
+  EXPECT_EQ(visit.result.status, 1);
+  EXPECT_EQ(visit.lines.at("temporary directory").state, "failed");
+  EXPECT_EQ(visit.lines.at("temporary directory").text, "/no/such/folder: No such file or directory");
+}
+
+TEST(Doctor, ASegmentWhoseMakerIsGoneIsToldWithItsRemoval) {
+  int pipeEnds[2];
+  ASSERT_EQ(pipe(pipeEnds), 0);
+  const pid_t maker = fork();
+  if (maker == 0) {
+    const int made = shmget(IPC_PRIVATE, 4096, IPC_CREAT | 0600);
+    _exit(write(pipeEnds[1], &made, sizeof made) == sizeof made ? 0 : 1);
+  }
+  waitpid(maker, nullptr, 0);
+  int id = -1;
+  ASSERT_EQ(read(pipeEnds[0], &id, sizeof id), static_cast<ssize_t>(sizeof id));
+  close(pipeEnds[0]);
+  close(pipeEnds[1]);
+  ASSERT_GE(id, 0);
+  const Visit visit = Doctor();
+  shmctl(id, IPC_RMID, nullptr);
+  const Line& line = visit.lines.at("segments left behind");
+  EXPECT_EQ(line.state, "warning");
+  EXPECT_NE(line.advice.find("ipcrm"), std::string::npos) << line.advice;
+  EXPECT_NE(line.advice.find(" -m " + std::to_string(id)), std::string::npos) << line.advice;
+}
+
+}  // namespace

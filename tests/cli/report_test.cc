@@ -1,0 +1,251 @@
+// SPDX-License-Identifier: MIT
+// tovkit draw --report, --strict, --quiet and --schema: what a person is told of a drawing.
+#include <tovkit/json.h>
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+#include "run_command.h"
+#include "scratch_dir.h"
+#include "terminal.h"
+
+namespace {
+
+using tovkit::Json;
+using tovkit::JsonValue;
+using tovkit::SharedPtr;
+
+constexpr char kFont[] = R"("Font": {"FontName": "DejaVu Sans", "FontSize": 20})";
+
+bool Has(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
+
+class Report : public testing::Test {
+ protected:
+  std::string Path(const std::string& name) const { return dir_.path() + "/" + name; }
+  std::string Write(const std::string& name, const std::string& text) const {
+    std::ofstream(Path(name), std::ios::binary) << text;
+    return Path(name);
+  }
+  std::string Read(const std::string& name) const {
+    std::ifstream file(Path(name), std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+  }
+  // Draws the description to a.png.
+  CommandResult Draw(const std::string& json, std::vector<std::string> more = {}) const {
+    more.insert(more.begin(), {"draw", Write("a.json", json), "-o", Path("a.png")});
+    return RunCommand(more);
+  }
+  bool IsDrawn() const { return std::filesystem::exists(Path("a.png")); }
+
+ private:
+  ScratchDir dir_;
+};
+
+SharedPtr<JsonValue> Line(const std::string& lines, int index = 0) {
+  std::size_t from = 0;
+  for (; index > 0; --index) from = lines.find('\n', from) + 1;
+  const std::string line = lines.substr(from, lines.find('\n', from) - from);
+  SharedPtr<JsonValue> value = Json::Parse(line.data(), static_cast<unsigned>(line.size()), nullptr);
+  EXPECT_TRUE(value) << line;
+  return value;
+}
+
+std::string WithFont(const std::string& members) { return "{" + members + ", " + kFont + "}"; }
+
+TEST_F(Report, ALineOfTextIsALineOfJson) {
+  const CommandResult result = Draw(
+      "[" + WithFont(R"("Content": "first")") + ",\n " + WithFont(R"("Content": "\uE123", "Xy": 1)") + "]",
+      {"--report"});
+  EXPECT_EQ(result.status, 0) << result.err;
+  EXPECT_EQ(result.err, "");
+  EXPECT_TRUE(IsDrawn());
+  const auto first = Line(result.out);
+  EXPECT_STREQ(first->GetMemberString("file", ""), Path("a.json").c_str());
+  EXPECT_STREQ(first->GetMemberString("pointer", ""), "/0");
+  EXPECT_STREQ(first->GetMemberString("content", ""), "first");
+  const auto second = Line(result.out, 1);
+  EXPECT_EQ(second->GetMemberInt("line", 0), 2);
+  EXPECT_EQ(second->GetMemberInt("column", 0), 2);
+  EXPECT_EQ(second->GetMemberInt("missingCount", 0), 1);
+  const auto warning = second->GetMember("warnings")->GetAt(0);
+  EXPECT_STREQ(warning->GetMemberString("pointer", ""), "/Xy");
+  EXPECT_EQ(warning->GetMemberInt("line", 0), 2);
+  EXPECT_EQ(warning->GetMemberInt("column", 0), 24);
+}
+
+TEST_F(Report, ValuesComeBehindAnEqualsSignOnly) {
+  const std::string json = Write("b.json", WithFont(R"("Content": "b")"));
+  CommandResult result = RunCommand({"draw", "--report", json, "-o", Path("a.png")});
+  EXPECT_EQ(result.status, 0) << result.err;
+  EXPECT_STREQ(Line(result.out)->GetMemberString("content", ""), "b");
+  EXPECT_TRUE(IsDrawn());
+  result = RunCommand({"draw", "--strict", json, "-o", Path("c.png")});
+  EXPECT_EQ(result.status, 0) << result.err;
+  EXPECT_TRUE(std::filesystem::exists(Path("c.png")));
+  result = RunCommand({"draw", json, "-o", Path("a.png"), "--report=" + Path("report")});
+  EXPECT_EQ(result.status, 0) << result.err;
+  EXPECT_EQ(result.out, "");
+  EXPECT_STREQ(Line(Read("report"))->GetMemberString("content", ""), "b");
+}
+
+TEST_F(Report, ThePageAndTheReportCannotShareAnOutput) {
+  const std::string json = Write("b.json", WithFont(R"("Content": "b")"));
+  CommandResult result = RunCommand({"draw", json, "-o", "-", "--format", "png", "--report"});
+  EXPECT_EQ(result.status, 2);
+  EXPECT_EQ(result.out, "");
+  EXPECT_TRUE(Has(result.err, "cannot both go to standard output")) << result.err;
+  result = RunCommand({"draw", json, "-o", Path("a.png"), "--report=" + Path("a.png")});
+  EXPECT_EQ(result.status, 2);
+  EXPECT_FALSE(IsDrawn());
+}
+
+TEST_F(Report, AShortLineTellsOfEachKindOfTrouble) {
+  const std::string json =
+      R"([{"Content": "\uE123\uE124\uE123", "DeltaX": 5, "DeltaY": 40, "Font": {"FontName": "No Such Font", "FontNmae": "x"}},
+          {"Content": "x", "DeltaX": 5000, "Bold": true}])";
+  const std::string expected =
+      "tovkit: 3 characters have no glyph; --report tells which\n"
+      "tovkit: 1 font is not installed, another stands in; --report tells which\n"
+      "tovkit: 2 members of descriptions are not used as they stand; --report tells which\n"
+      "tovkit: 1 line has ink outside the page; --report tells which\n";
+  CommandResult result = Draw(json, {"--size", "600x200"});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.err, expected);
+  EXPECT_EQ(Draw(json, {"--size", "600x200", "--quiet"}).err, "");
+  EXPECT_EQ(Draw(json, {"--size", "600x200", "-q"}).status, 0);
+  EXPECT_EQ(Draw(json, {"--size", "600x200", "--report"}).err, "");
+  EXPECT_FALSE(Has(Draw(json).err, "outside the page")) << "the page is as large as the text needs";
+  EXPECT_EQ(Draw(WithFont(R"("Content": "fine")")).err, "");
+  EXPECT_EQ(Draw(R"({"Content": "fine"})").err, "") << "no font is named";
+}
+
+TEST_F(Report, StrictDrawsNothingAndSaysWhereItIs) {
+  const struct {
+    const char* kind;
+    const char* json;
+    const char* message;
+  } rows[] = {
+      {"glyphs", R"({"Content": "a\uE123", "DeltaX": 5, "DeltaY": 30})",
+       "a.json:1:13: 1 character has no glyph: U+E123 PRIVATE USE"},
+      {"fonts", R"({"Content": "a", "Font": {"FontName": "No Such Font"}})",
+       "a.json:1:39: the font \"No Such Font\" is not installed; "},
+      {"keys", R"({"Content": "a", "Fnot": {}})",
+       "a.json:1:18: \"Fnot\" is no key of a line; did you mean \"Font\"?"},
+      {"keys", R"({"Content": "a", "Font": {"FontSize": "12"}})",
+       "a.json:1:39: \"FontSize\" is a string, where an integer is expected; 26 is used"},
+      {"clip", R"({"Content": "a", "DeltaX": 395})", "beyond the right edge"},
+  };
+  for (const auto& row : rows) {
+    for (const std::string& strict : {std::string("--strict"), std::string("--strict=") + row.kind,
+                                      std::string("--strict=clip,glyphs,fonts,keys")}) {
+      const CommandResult result = Draw(row.json, {"--size", "400x100", strict});
+      EXPECT_EQ(result.status, 1) << row.json;
+      EXPECT_TRUE(Has(result.err, row.message)) << result.err;
+      EXPECT_EQ(result.err.substr(result.err.size() - 2), "^\n") << result.err;
+      EXPECT_FALSE(IsDrawn()) << row.json;
+    }
+    for (const char* other : {"glyphs", "fonts", "keys", "clip"}) {
+      if (std::string(other) == row.kind) continue;
+      EXPECT_EQ(Draw(row.json, {"--size", "400x100", std::string("--strict=") + other}).status, 0)
+          << row.json;
+      std::filesystem::remove(Path("a.png"));
+    }
+  }
+  EXPECT_EQ(Draw(R"({"Content": "a"})", {"--strict", "--size", "400x100"}).status, 0)
+      << "a font that nobody names may be missing";
+}
+
+TEST_F(Report, AnUnknownKindIsAUsageError) {
+  for (const char* strict : {"--strict=glyph", "--strict=glyphs,", "--strict=glyphs,,keys"}) {
+    const CommandResult result = Draw(R"({"Content": "a"})", {strict});
+    EXPECT_EQ(result.status, 2) << strict;
+    EXPECT_FALSE(IsDrawn());
+  }
+}
+
+TEST_F(Report, AReportIsWrittenEvenWhenItsTroubleIsAFailure) {
+  const CommandResult result =
+      Draw(R"({"Content": "a", "Fnot": 1})", {"--strict", "--report=" + Path("report")});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(Line(Read("report"))->GetMemberInt("warningCount", 0), 1);
+}
+
+TEST_F(Report, TellsHowFarInkIsOutsideThePage) {
+  const auto line = Line(Draw(WithFont(R"("Content": "clipped", "DeltaX": -10, "DeltaY": 90)"),
+                              {"--size", "300x100", "--report"})
+                             .out);
+  const auto clipped = line->GetMember("clipped");
+  ASSERT_TRUE(clipped);
+  EXPECT_NEAR(clipped->GetMemberDouble("left", 0), 10, 3);
+  EXPECT_GT(clipped->GetMemberDouble("bottom", 0), 5);
+  EXPECT_FALSE(clipped->HasMember("right"));
+}
+
+TEST_F(Report, TheLimitBoundsEveryList) {
+  std::string json = "{\"Content\": \"x\"";
+  for (int i = 0; i < 10000; ++i) json += ", \"key" + std::to_string(i) + "\": 1";
+  const CommandResult result = Draw(json + "}", {"--report", "--limit", "3"});
+  const auto line = Line(result.out);
+  EXPECT_EQ(line->GetMemberInt("warningCount", 0), 10000);
+  EXPECT_EQ(line->GetMember("warnings")->Size(), 3U);
+  EXPECT_LT(result.out.size(), 5000U);
+  EXPECT_EQ(Line(Draw(json + "}", {"--report"}).out)->GetMember("warnings")->Size(), 1000U);
+}
+
+TEST_F(Report, BytesThatAreNoTextAreStillJson) {
+  const std::string name = Path("\xFF.json");
+  std::ofstream(name, std::ios::binary) << "{\"Content\": \"a\xFF\xED\xA0\x80\", \"k\xFE\": 1}";
+  const CommandResult result = RunCommand({"draw", name, "-o", Path("a.png"), "--report"});
+  EXPECT_EQ(result.status, 0) << result.err;
+  ASSERT_TRUE(Line(result.out));
+  EXPECT_TRUE(Has(result.out, "\xEF\xBF\xBD.json"));
+}
+
+TEST_F(Report, PeopleOnATerminalGetATable) {
+  const std::string json = Write("t.json", R"({"Content": "ab\uE123", "Fnot": 1})");
+  std::string shown;
+  {
+    Terminal terminal;
+    const pid_t child = StartCommand({"draw", json, "-o", Path("a.png"), "--report"}, STDIN_FILENO,
+                                     terminal.theirs, STDERR_FILENO);
+    terminal.HangUp();
+    char piece[4096];
+    for (ssize_t length = 0; (length = read(terminal.ours, piece, sizeof piece)) > 0;) {
+      shown.append(piece, static_cast<std::size_t>(length));
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    EXPECT_EQ(WEXITSTATUS(status), 0);
+  }
+  EXPECT_TRUE(Has(shown, "t.json:1:1")) << shown;
+  EXPECT_TRUE(Has(shown, "no glyph  U+E123 PRIVATE USE CHARACTER, at 2")) << shown;
+  EXPECT_TRUE(Has(shown, "t.json:1:25: \"Fnot\" is no key of a line; did you mean \"Font\"?")) << shown;
+  EXPECT_FALSE(Has(shown, "{\""));
+}
+
+TEST_F(Report, TheSchemaIsPrintedWithoutAnythingElse) {
+  const CommandResult result = RunCommand({"draw", "--schema"});
+  EXPECT_EQ(result.status, 0) << result.err;
+  std::ifstream file(TOVKIT_SOURCE_DIR "/share/tovkit/line.schema.json");
+  EXPECT_EQ(result.out, std::string(std::istreambuf_iterator<char>(file), {}));
+  EXPECT_EQ(result.err, "");
+}
+
+// The places of many lines are found in one pass.
+TEST_F(Report, ManyLinesOnOneLineOfTextHaveTheirColumns) {
+  std::string json = "[";
+  for (int i = 0; i < 3000; ++i) json += R"({"Content": "é", "Xy": 1},)";
+  json.back() = ']';
+  const CommandResult result = Draw(json, {"--report"});
+  EXPECT_EQ(result.status, 0) << result.err;
+  const auto last = Line(result.out, 2999);
+  EXPECT_EQ(last->GetMemberInt("column", 0), 2 + 2999 * 26);
+  EXPECT_EQ(last->GetMember("warnings")->GetAt(0)->GetMemberInt("column", 0), 2 + 2999 * 26 + 17);
+}
+
+}  // namespace

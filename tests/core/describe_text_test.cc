@@ -1,0 +1,155 @@
+// SPDX-License-Identifier: MIT
+// CoreFontLoader::DescribeText: the runs of a line and what has no glyph, in the characters that were given.
+#include <tovmx/font.h>
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace {
+
+CoreFontLoader Fonts(const wchar_t* family = L"DejaVu Sans") {
+  CoreFontLoader fonts(nullptr);
+  fonts.LoadFont(family, family, kCoreFontAny, 400, false);
+  return fonts;
+}
+
+CoreTextDescription Describe(const std::wstring& text, const CoreFontLoader& fonts = Fonts(),
+                             int maxRuns = 1000) {
+  CoreTextDescription line;
+  EXPECT_TRUE(fonts.DescribeText(text.c_str(), static_cast<int>(text.size()), 32, maxRuns, line));
+  return line;
+}
+
+TEST(DescribeLine, OneFontIsOneRun) {
+  const CoreTextDescription line = Describe(L"Hello");
+  ASSERT_EQ(line.runs.size(), 1U);
+  const CoreTextRun& run = line.runs[0];
+  EXPECT_EQ(run.first, 0);
+  EXPECT_EQ(run.count, 5);
+  EXPECT_STREQ(run.script.c_str(), "Latn");
+  EXPECT_FALSE(run.rightToLeft);
+  EXPECT_STREQ(run.family.c_str(), "DejaVu Sans");
+  EXPECT_STREQ(run.style.c_str(), "Book");
+  EXPECT_NE(std::string(run.file.c_str()).find("/DejaVuSans.ttf"), std::string::npos);
+  EXPECT_EQ(run.face, 0);
+  EXPECT_FALSE(run.substituted);
+  EXPECT_EQ(run.left, 0);
+  EXPECT_EQ(run.right, line.extents.logical.right);
+  EXPECT_EQ(line.runCount, 1);
+  EXPECT_TRUE(line.missing.empty());
+}
+
+TEST(DescribeLine, ExtentsAreThoseOfAMeasurement) {
+  for (const wchar_t* text : {L"Hello", L"\u5b8b\u4f53 and more", L"", L" "}) {
+    CoreTextExtents measured;
+    ASSERT_TRUE(Fonts().MeasureText(text, -1, 32, measured));
+    CoreTextDescription line;
+    ASSERT_TRUE(Fonts().DescribeText(text, -1, 32, 10, line));
+    EXPECT_EQ(line.extents.ink, measured.ink);
+    EXPECT_EQ(line.extents.logical, measured.logical);
+  }
+}
+
+TEST(DescribeLine, ACharacterThatTheFamilyLacksIsARunThatStandsIn) {
+  const CoreTextDescription line = Describe(L"ab\u5b8bcd");
+  ASSERT_EQ(line.runs.size(), 3U);
+  EXPECT_STREQ(line.runs[1].script.c_str(), "Hani");
+  EXPECT_EQ(line.runs[1].first, 2);
+  EXPECT_EQ(line.runs[1].count, 1);
+  EXPECT_TRUE(line.runs[1].substituted);
+  EXPECT_FALSE(line.runs[0].substituted);
+  EXPECT_EQ(line.runs[0].right, line.runs[1].left);
+  EXPECT_EQ(line.runs[2].first, 3);
+  EXPECT_STRNE(line.runs[1].family.c_str(), line.runs[0].family.c_str());
+}
+
+TEST(DescribeLine, AFamilyThatIsMissingIsStoodInForEverywhere) {
+  for (const CoreTextRun& run : Describe(L"ab\u5b8b", Fonts(L"No Such Family")).runs) {
+    EXPECT_TRUE(run.substituted) << run.family.c_str();
+  }
+  for (const CoreTextRun& run : Describe(L"ab", Fonts(L"")).runs) EXPECT_FALSE(run.substituted);
+}
+
+TEST(DescribeLine, RunsFromRightToLeftStandInTheOrderOfTheEye) {
+  const CoreTextDescription line = Describe(L"ab \u05d0\u05d1 \u05d2 1");
+  ASSERT_GE(line.runs.size(), 2U);
+  EXPECT_FALSE(line.runs.front().rightToLeft);
+  float pen = 0;
+  bool hasHebrew = false;
+  for (const CoreTextRun& run : line.runs) {
+    EXPECT_EQ(run.left, pen);
+    pen = run.right;
+    hasHebrew |= run.rightToLeft && std::string(run.script.c_str()) == "Hebr";
+  }
+  EXPECT_EQ(pen, line.extents.logical.right);
+  EXPECT_TRUE(hasHebrew);
+}
+
+TEST(DescribeLine, CharactersWithoutAGlyphHaveTheirPlaces) {
+  const CoreTextDescription line = Describe(L"a\U000F1234b\U000F1235\U000F1234");
+  ASSERT_EQ(line.missing.size(), 3U);
+  EXPECT_EQ(line.missing[0].position, 1);
+  EXPECT_EQ(line.missing[0].character, U'\U000F1234');
+  EXPECT_EQ(line.missing[1].position, 3);
+  EXPECT_EQ(line.missing[1].character, U'\U000F1235');
+  EXPECT_EQ(line.missing[2].position, 4);
+}
+
+// Of letters from right to left the last cluster has the first glyph.
+TEST(DescribeLine, CharactersWithoutAGlyphAreFoundInEveryDirection) {
+  const CoreTextDescription line = Describe(L"\u05d0\U00010AC0\u05d1");
+  ASSERT_EQ(line.missing.size(), 1U);
+  EXPECT_EQ(line.missing[0].position, 1);
+  EXPECT_EQ(line.missing[0].character, U'\U00010AC0');
+}
+
+TEST(DescribeLine, WhatIsNotDrawnIsNotMissing) {
+  for (const wchar_t* text : {L"a\u200db", L"a\ufe0fb",
+                              L"a\x01"
+                              L"b",
+                              L"a\tb", L"\u200e", L"a\u00ad"}) {
+    EXPECT_TRUE(Describe(text).missing.empty()) << text;
+  }
+}
+
+// Control characters are left out, and the rule for emoji puts selectors in.
+TEST(DescribeLine, PositionsCountTheCharactersThatWereGiven) {
+  const CoreTextDescription line = Describe(
+      L"\x01\x02"
+      L"a\u261d\x03\U000F1234");
+  ASSERT_EQ(line.missing.size(), 1U);
+  EXPECT_EQ(line.missing[0].position, 5);
+  int first = 100;
+  int end = 0;
+  for (const CoreTextRun& run : line.runs) {
+    first = std::min(first, run.first);
+    end = std::max(end, run.first + run.count);
+  }
+  EXPECT_EQ(first, 2);
+  EXPECT_EQ(end, 6);
+}
+
+TEST(DescribeLine, TheRunsAreBoundedAndCounted) {
+  std::wstring text;
+  for (int i = 0; i < 50; ++i) text += L"a\u5b8b";
+  const CoreTextDescription line = Describe(text, Fonts(), 7);
+  EXPECT_EQ(line.runs.size(), 7U);
+  EXPECT_EQ(line.runCount, 100);
+  EXPECT_TRUE(Describe(text, Fonts(), 0).runs.empty());
+}
+
+TEST(DescribeLine, WhatADeviceRefusesLeavesTheOutputAlone) {
+  CoreTextDescription line;
+  line.runCount = 77;
+  const std::wstring tooLong((1 << 18) + 1, L'x');
+  CoreFontLoader none(nullptr);
+  none.LoadFont(L"x", L"x", kCoreFontApplication, 400, false);
+  EXPECT_FALSE(Fonts().DescribeText(nullptr, 1, 32, 10, line));
+  EXPECT_FALSE(Fonts().DescribeText(L"a", 1, 0, 10, line));
+  EXPECT_FALSE(Fonts().DescribeText(tooLong.c_str(), -1, 32, 10, line));
+  EXPECT_FALSE(none.DescribeText(L"a", 1, 32, 10, line));
+  EXPECT_EQ(line.runCount, 77);
+}
+
+}  // namespace

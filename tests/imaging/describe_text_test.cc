@@ -1,0 +1,287 @@
+// SPDX-License-Identifier: MIT
+// DescribeText: what would be drawn, and what of a description is not used as it stands.
+#include <tovkit/imaging.h>
+#include <tovkit/json.h>
+#include <tovmx/device.h>
+#include <tovmx/font.h>
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <string>
+#include <vector>
+
+namespace {
+
+using tovkit::DescribeText;
+using tovkit::Json;
+using tovkit::JsonValue;
+using tovkit::SharedPtr;
+
+SharedPtr<JsonValue> Parse(const std::string& text) {
+  return Json::Parse(text.data(), static_cast<unsigned>(text.size()), nullptr);
+}
+
+SharedPtr<JsonValue> Report(const std::string& text, std::uint32_t limit = 1000) {
+  SharedPtr<JsonValue> report = DescribeText(Parse(text), limit);
+  // Whatever it holds, it can be read again.
+  const CoreString written = report->ToString();
+  EXPECT_EQ(Json::Diagnose(written.c_str(), static_cast<std::size_t>(written.GetLength())).code, 0) << text;
+  return report;
+}
+
+std::string Text(const JsonValue& object, const char* key) { return object.GetMemberString(key, "(none)"); }
+
+SharedPtr<JsonValue> Warning(const std::string& text, int index = 0) {
+  // A part of a report does not keep the report alive.
+  const SharedPtr<JsonValue> report = Report(text);
+  const SharedPtr<JsonValue> warning = report->GetMember("warnings")->GetAt(index);
+  EXPECT_TRUE(warning) << text;
+  return warning ? warning->Clone() : Parse("{}");
+}
+
+TEST(DescribeText, TellsWhatIsDrawn) {
+  const auto report = Report(R"({"Content": "Hello", "DeltaX": 10, "DeltaY": 5,
+      "Font": {"FontName": "DejaVu Sans", "FontSize": 36, "Bold": true, "Color": "#1F4E79"}})");
+  EXPECT_TRUE(report->GetMemberBool("drawable", false));
+  EXPECT_EQ(Text(*report, "content"), "Hello");
+  EXPECT_EQ(Text(*report, "color"), "#1F4E79");
+  const auto font = report->GetMember("font");
+  EXPECT_EQ(Text(*font, "wanted"), "DejaVu Sans");
+  EXPECT_TRUE(font->GetMemberBool("named", false));
+  EXPECT_EQ(Text(*font, "family"), "DejaVu Sans");
+  EXPECT_FALSE(font->GetMemberBool("substituted", true));
+  EXPECT_EQ(font->GetMemberInt("size", 0), 36);
+  EXPECT_EQ(font->GetMemberDouble("pixelSize", 0), 48);
+  EXPECT_TRUE(font->GetMemberBool("bold", false));
+  const auto baseline = report->GetMember("baseline");
+  EXPECT_EQ(baseline->GetMemberDouble("x", 0), 10);
+  EXPECT_EQ(baseline->GetMemberDouble("y", 0), 41);
+  const auto run = report->GetMember("runs")->GetAt(0);
+  EXPECT_EQ(Text(*run, "text"), "Hello");
+  EXPECT_EQ(Text(*run, "script"), "Latn");
+  EXPECT_EQ(Text(*run, "direction"), "ltr");
+  EXPECT_EQ(Text(*run, "style"), "Bold");
+  EXPECT_EQ(Text(*run, "standsInFor"), "(none)");
+  EXPECT_EQ(report->GetMemberInt("warningCount", -1), 0);
+  EXPECT_EQ(report->GetMemberInt("missingCount", -1), 0);
+}
+
+// Writes down the extents of what reaches it.
+class MeasuringDevice final : public CoreDevice {
+ public:
+  bool DrawText(const wchar_t* characters, int count, const CoreFontLoader& fonts, const CoreMatrix& matrix,
+                std::uint32_t argb, float pixelSize) override {
+    place = matrix;
+    color = argb;
+    return fonts.MeasureText(characters, count, pixelSize, extents);
+  }
+  bool EndText() override { return true; }
+  bool Flush() override { return true; }
+
+  CoreTextExtents extents;
+  CoreMatrix place;
+  std::uint32_t color = 0;
+};
+
+TEST(DescribeText, AgreesWithWhatADeviceGets) {
+  for (const char* text :
+       {R"({"Content": "x"})", R"({"Content": "\u5b8bab", "DeltaX": -7.5, "Font": {"Italic": true}})",
+        R"({"Content": "red", "Font": {"Color": "red", "FontSize": 0}})",
+        R"({"Content": "eight", "Font": {"Color": "#00112233", "FontName": "No Such Font"}})",
+        R"({"Content": "b", "Font": {"Color": "300 0 -1", "FontSize": 12.5}})",
+        R"({"Content": "b", "Font": 5})"}) {
+    MeasuringDevice device;
+    ASSERT_TRUE(tovkit::DrawTextOnDevice(&device, Parse(text)));
+    const auto report = Report(text);
+    const auto ink = report->GetMember("ink");
+    EXPECT_EQ(ink->GetMemberDouble("left", 0), double{device.extents.ink.left} + device.place.e) << text;
+    EXPECT_EQ(ink->GetMemberDouble("bottom", 0), double{device.extents.ink.bottom} + device.place.f) << text;
+    EXPECT_EQ(report->GetMember("logical")->GetMemberDouble("right", 0),
+              double{device.extents.logical.right} + device.place.e);
+    char color[8];
+    std::snprintf(color, sizeof color, "#%06X", device.color & 0xFFFFFF);
+    EXPECT_EQ(Text(*report, "color"), color) << text;
+  }
+}
+
+TEST(DescribeText, TheDefaultFontIsWantedButNotNamed) {
+  const auto report = Report(R"({"Content": "x"})");
+  const auto font = report->GetMember("font");
+  EXPECT_EQ(Text(*font, "wanted"), "SimSun");
+  EXPECT_FALSE(font->GetMemberBool("named", true));
+}
+
+TEST(DescribeText, TellsWhatStandsInForWhat) {
+  const auto report = Report(R"({"Content": "ab", "Font": {"FontName": "No Such Font"}})");
+  EXPECT_TRUE(report->GetMember("font")->GetMemberBool("substituted", false));
+  EXPECT_EQ(Text(*report->GetMember("runs")->GetAt(0), "standsInFor"), "No Such Font");
+}
+
+TEST(DescribeText, MissingCharactersHaveNamesAndPositions) {
+  const auto report = Report(R"({"Content": "a\uE123b\uDB80\uDC00\uE123\u0378"})");
+  EXPECT_EQ(report->GetMemberInt("missingCount", 0), 4);
+  const auto missing = report->GetMember("missing");
+  ASSERT_EQ(missing->Size(), 3U);
+  EXPECT_EQ(Text(*missing->GetAt(0), "character"), "U+E123");
+  EXPECT_EQ(Text(*missing->GetAt(0), "name"), "PRIVATE USE CHARACTER");
+  EXPECT_EQ(missing->GetAt(0)->GetMemberInt("count", 0), 2);
+  EXPECT_STREQ(missing->GetAt(0)->GetMember("positions")->ToString().c_str(), "[1,4]");
+  EXPECT_EQ(Text(*missing->GetAt(1), "character"), "U+F0000");
+  EXPECT_EQ(Text(*missing->GetAt(2), "name"), "UNASSIGNED CHARACTER");
+  const auto gothic = Report(R"({"Content": "\uD800\uDF30"})");
+  const auto named = gothic->GetMember("missing");
+  if (named->Size() != 0) {
+    EXPECT_EQ(Text(*named->GetAt(0), "name"), "GOTHIC LETTER AHSA");
+  }
+}
+
+TEST(DescribeText, AMisspelledKeyHasItsNearest) {
+  const struct {
+    const char* description;
+    const char* pointer;
+    const char* nearest;
+  } rows[] = {
+      {R"({"Content": "x", "Fnot": {}})", "/Fnot", "Font"},
+      {R"({"Content": "x", "font": {}})", "/font", "Font"},
+      {R"({"Content": "x", "delta_x": 1})", "/delta_x", "DeltaX"},
+      {R"({"Content": "x", "Font": {"FontNmae": ""}})", "/Font/FontNmae", "FontName"},
+      {R"({"Content": "x", "Font": {"Size": 12}})", "/Font/Size", "FontSize"},
+      {R"({"Content": "x", "Font": {"Coler": "#000000"}})", "/Font/Coler", "Color"},
+      {R"({"Content": "x", "FontSize": 12})", "/FontSize", "FontSize"},
+      {R"({"Content": "x", "Bold": true})", "/Bold", "Bold"},
+      {R"({"Content": "x", "Font": {"DeltaX": 3}})", "/Font/DeltaX", "DeltaX"},
+      {R"({"Content": "x", "a/b~c": 3})", "/a~1b~0c", "(none)"},
+      {R"({"Content": "x", "Wholly Other": 3})", "/Wholly Other", "(none)"},
+  };
+  for (const auto& row : rows) {
+    const auto warning = Warning(row.description);
+    EXPECT_EQ(Text(*warning, "kind"), "unknown-key") << row.description;
+    EXPECT_EQ(Text(*warning, "pointer"), row.pointer);
+    EXPECT_EQ(Text(*warning, "nearest"), row.nearest) << row.description;
+    EXPECT_EQ(Report(row.description)->GetMemberInt("warningCount", 0), 1) << row.description;
+  }
+  EXPECT_EQ(Text(*Warning(R"({"Content": "x", "FontSize": 12})"), "message"),
+            R"("FontSize" is no key of a line; "FontSize" belongs into "Font")");
+}
+
+TEST(DescribeText, AValueThatIsNotUsedIsTold) {
+  const struct {
+    const char* description;
+    const char* pointer;
+    const char* kind;
+  } rows[] = {
+      {R"({})", "", "text"},
+      {R"([])", "", "wrong-type"},
+      {R"({"Content": ""})", "/Content", "text"},
+      {R"({"Content": 5})", "/Content", "wrong-type"},
+      {R"({"Content": "a\nb"})", "/Content", "text"},
+      {R"({"Content": "a\u0007b"})", "/Content", "text"},
+      {"{\"Content\": \"a\xFF\"}", "/Content", "text"},
+      {R"({"Content": "x", "DeltaX": "5"})", "/DeltaX", "wrong-type"},
+      {R"({"Content": "x", "DeltaX": 1e39})", "/DeltaX", "out-of-range"},
+      {R"({"Content": "x", "DeltaY": 3000000000})", "/DeltaY", "out-of-range"},
+      {R"({"Content": "x", "Font": "Arial"})", "/Font", "wrong-type"},
+      {R"({"Content": "x", "Font": null})", "/Font", "wrong-type"},
+      {R"({"Content": "x", "Font": {"FontSize": "12"}})", "/Font/FontSize", "wrong-type"},
+      {R"({"Content": "x", "Font": {"FontSize": 12.5}})", "/Font/FontSize", "wrong-type"},
+      {R"({"Content": "x", "Font": {"FontSize": 0}})", "/Font/FontSize", "out-of-range"},
+      {R"({"Content": "x", "Font": {"FontSize": -3}})", "/Font/FontSize", "out-of-range"},
+      {R"({"Content": "x", "Font": {"FontSize": 75001}})", "/Font/FontSize", "out-of-range"},
+      {R"({"Content": "x", "Font": {"FontSize": 3000000000}})", "/Font/FontSize", "out-of-range"},
+      {R"({"Content": "x", "Font": {"FontName": ["a"]}})", "/Font/FontName", "wrong-type"},
+      {R"({"Content": "x", "Font": {"Bold": 1}})", "/Font/Bold", "wrong-type"},
+      {R"({"Content": "x", "Font": {"Italic": "true"}})", "/Font/Italic", "wrong-type"},
+      {R"({"Content": "x", "Font": {"Color": 255}})", "/Font/Color", "wrong-type"},
+      {R"({"Content": "x", "Font": {"Color": "#12345"}})", "/Font/Color", "color"},
+      {R"({"Content": "x", "Font": {"Color": "red"}})", "/Font/Color", "color"},
+      {R"({"Content": "x", "Font": {"Color": "255,0,0"}})", "/Font/Color", "color"},
+      {R"({"Content": "x", "Font": {"Color": "256 0 0"}})", "/Font/Color", "color"},
+      {R"({"Content": "x", "Font": {"Color": "1 2"}})", "/Font/Color", "color"},
+      {R"({"Content": "x", "Font": {"Color": "#0g"}})", "/Font/Color", "color"},
+      {R"({"Content": "x", "Font": {"Color": "#00112233"}})", "/Font/Color", "color"},
+      {R"({"Content": "x", "Content": "y"})", "/Content", "duplicate-key"},
+  };
+  for (const auto& row : rows) {
+    const auto report = Report(row.description);
+    EXPECT_EQ(report->GetMemberInt("warningCount", 0), 1) << row.description;
+    const auto warning = report->GetMember("warnings")->GetAt(0);
+    ASSERT_TRUE(warning) << row.description;
+    EXPECT_EQ(Text(*warning, "kind"), row.kind) << row.description;
+    EXPECT_EQ(Text(*warning, "pointer"), row.pointer) << row.description;
+    EXPECT_NE(Text(*warning, "message"), "(none)");
+  }
+}
+
+TEST(DescribeText, WhatIsUsedAsItStandsIsNotWarnedOf) {
+  for (const char* text :
+       {R"({"Content": "x", "Font": {"FontName": "", "Color": ""}})",
+        R"({"Content": "x", "DeltaX": 5, "DeltaY": -0.5, "Font": {}})",
+        R"({"Content": "x", "$schema": "line.schema.json", "Font": {"FontSize": 1, "Bold": false}})",
+        R"({"Content": "x", "Font": {"FontSize": 75000, "Color": " 255 0 0 "}})",
+        R"({"Content": "x", "Font": {"Color": "#fF"}})", R"({"Content": "x", "Font": {"Color": "128"}})"}) {
+    EXPECT_STREQ(Report(text)->GetMember("warnings")->ToString().c_str(), "[]") << text;
+  }
+}
+
+TEST(DescribeText, WhatADeviceWouldNotGetIsNotDrawable) {
+  for (const std::string& text : {std::string("{}"), std::string(R"({"Content": 1})"), std::string("[]"),
+                                  "{\"Content\": \"" + std::string(262145, 'x') + "\"}"}) {
+    const auto report = Report(text);
+    EXPECT_FALSE(report->GetMemberBool("drawable", true));
+    EXPECT_FALSE(report->HasMember("runs"));
+  }
+  EXPECT_FALSE(DescribeText(SharedPtr<const JsonValue>()));
+}
+
+TEST(DescribeText, TheLimitBoundsWhatIsToldAndTheCountsAreOfAll) {
+  std::string text = "{\"Content\": \"";
+  for (int i = 0; i < 100; ++i) text += "a\\u5b8b\\uDB80\\uDC" + std::to_string(10 + i % 50);
+  text += "\"";
+  for (int i = 0; i < 10000; ++i) text += ", \"key" + std::to_string(i) + "\": 1";
+  const auto report = Report(text + "}", 5);
+  EXPECT_GE(report->GetMemberInt("runCount", 0), 200);
+  EXPECT_EQ(report->GetMember("runs")->Size(), 5U);
+  EXPECT_EQ(report->GetMemberInt("missingCount", 0), 100);
+  EXPECT_LE(report->GetMember("missing")->Size(), 5U);
+  EXPECT_EQ(report->GetMemberInt("warningCount", 0), 10000);
+  EXPECT_EQ(report->GetMember("warnings")->Size(), 5U);
+  EXPECT_LT(report->ToString().GetLength(), 5000);
+  EXPECT_EQ(Report(text + "}", 0)->GetMember("warnings")->Size(), 0U);
+}
+
+std::string Repeated(const std::string& piece, int times) {
+  std::string text;
+  for (int i = 0; i < times; ++i) text += piece;
+  return text;
+}
+
+TEST(DescribeText, HostileTextsGiveValidJson) {
+  std::string planes;
+  for (unsigned c = 0x20; c <= 0x10FFFF; c += 997) {
+    const auto wide = static_cast<wchar_t>(c);
+    std::string utf8;
+    if (c >= 0x10000) {
+      utf8 = {static_cast<char>(0xF0 | c >> 18), static_cast<char>(0x80 | (c >> 12 & 0x3F)),
+              static_cast<char>(0x80 | (c >> 6 & 0x3F)), static_cast<char>(0x80 | (c & 0x3F))};
+    } else if (c >= 0x800) {
+      utf8 = {static_cast<char>(0xE0 | c >> 12), static_cast<char>(0x80 | (c >> 6 & 0x3F)),
+              static_cast<char>(0x80 | (c & 0x3F))};  // lone surrogates too
+    } else if (wide != '"' && wide != '\\' && c < 0x80) {
+      utf8 = {static_cast<char>(c)};
+    }
+    planes += utf8;
+  }
+  for (const std::string& content :
+       {planes, Repeated("\xFF\xC0\xED\xA0\x80", 1000), Repeated("\\uE000", 260000),
+        Repeated("\xD7\x90"
+                 "a",
+                 100000),
+        std::string(1000000, 'x'), Repeated("\xCC\x81", 5000)}) {
+    Report("{\"Content\": \"" + content + "\"}");
+    Report("{\"Content\": \"x\", \"" + content + "\": 1, \"Font\": {\"FontName\": \"" + content +
+           "\", \"Color\": \"" + content + "\"}}");
+  }
+}
+
+}  // namespace
