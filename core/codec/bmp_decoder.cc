@@ -15,8 +15,8 @@ namespace tovmx {
 
 namespace {
 
+// Of other pixels than those of 2 bits.
 bool RowsFitBitmap(const BmpHeader& header) {
-  if (header.bits == 2) return false;
   if (header.bits <= 8 || header.bits == 24) return true;
   return header.bits == 32 && header.masks[0] == 0xff0000 && header.masks[1] == 0xff00 &&
          header.masks[2] == 0xff && header.masks[3] == 0xff000000;

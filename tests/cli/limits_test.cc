@@ -63,7 +63,7 @@ TEST(Limits, DpiOfAPage) {
 TEST(Limits, SidesOfAPage) {
   const std::string line = R"({"Content": "x"})";
   const auto draw = [](const std::string& format, const std::string& size) {
-    return Arguments{"draw", "-o", "-", "--format", format, "--size", size};
+    return Arguments{"draw", "-o", "-", "--format", format, "--size", size, "--quiet"};
   };
   EXPECT_EQ(RunCommand(draw("bmp", "32767x1"), line).status, 0);
   EXPECT_EQ(RunCommand(draw("bmp", "1x32767"), line).status, 0);

@@ -58,7 +58,8 @@ TEST(TerminalOutput, TheCaretBelowAnErrorIsRedUnlessNoColorIsWanted) {
     const pid_t child =
         StartCommand({"json"}, fileno(in), STDOUT_FILENO, terminal.theirs, {{"NO_COLOR", color ? "" : "1"}});
     terminal.HangUp();
-    const std::string shown = ShownUpTo(terminal, "^") + ShownUpTo(terminal, "\n");
+    std::string shown = ShownUpTo(terminal, "^");
+    shown += ShownUpTo(terminal, "\n");
     int status = 0;
     waitpid(child, &status, 0);
     std::fclose(in);

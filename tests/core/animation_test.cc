@@ -174,6 +174,22 @@ TEST(Animations, ADecoderThatIsOpenedAgainForgetsTheOldOne) {
   }
 }
 
+// Frames that were drawn of one file are no part of another one's.
+TEST(Animations, ADecoderThatIsOpenedAgainComposesTheNewOneFromItsStart) {
+  std::string other = Animation();
+  for (std::size_t i = 13; i < 19; ++i) other[i] = static_cast<char>(other[i] ^ 0x7f);  // two colors
+  const auto expected = FramesOneByOne(other, kFrames);
+  const std::string animation = Animation();
+  ASSERT_NE(image::Difference(*image::Decode(animation, 2), *expected[2]), "");
+  CoreMemoryInputStream first(animation.data(), animation.size()), second(other.data(), other.size());
+  const auto decoder = Open(first);
+  ASSERT_NE(decoder->GetBitmap(1, 0, 0), nullptr);
+  ASSERT_EQ(decoder->Open(&second, kCoreOpenReadAhead), 1u);
+  const auto got = decoder->GetBitmap(2, 0, 0);
+  ASSERT_NE(got, nullptr);
+  EXPECT_EQ(image::Difference(*got, *expected[2]), "");
+}
+
 // A stream whose content is another one when the pixels are read. Of a WebP the whole file was read at Open,
 // so it does not matter; of a GIF the head.
 TEST(Animations, AFileThatChangesBehindItsDecoderGivesNullOrWhatWasOpened) {

@@ -324,6 +324,19 @@ TEST(BmpForms, ComponentsOf8BitsMayStandInAnyOrder) {
   } while (std::next_permutation(order, order + 4));
 }
 
+TEST(BmpForms, AColorWithoutAMaskIsNotThere) {
+  for (int missing = 0; missing < 3; ++missing) {
+    std::string masks;
+    for (int c = 0; c < 3; ++c) Put(masks, c == missing ? 0 : 0xff0000U >> 8 * c, 4);
+    std::string pixels;
+    for (const std::uint32_t pixel : {0xffffffffU, 0x102030U, 0U}) Put(pixels, pixel, 4);
+    const std::uint32_t kept = 0xffffffU & ~(0xff0000U >> 8 * missing);
+    EXPECT_EQ(PixelsOf({.height = 1, .bits = 32, .packing = 3, .palette = masks, .pixels = pixels}),
+              Pixels({kBlack | kept, kBlack | (0x102030U & kept), kBlack}))
+        << missing;
+  }
+}
+
 // Rows are taken as they are only when all four masks are the usual ones.
 TEST(BmpForms, EachOfTheFourMasksCounts) {
   for (int narrow = -1; narrow < 4; ++narrow) {

@@ -104,6 +104,22 @@ TEST(JpegDetails, ABlockMayEndAnywhere) {
   }
 }
 
+// Whatever lies in memory behind the stream is no part of it, and what is no mark of the end is none.
+TEST(JpegDetails, AFileEndsWhereItsStreamDoes) {
+  const std::string jpeg = image::Encode(image::MakePicture(40, 30, 24), kCoreImageJpeg);
+  for (const std::size_t ahead : {std::size_t{0}, std::size_t{100}, std::size_t{1000}}) {
+    const std::string bytes = std::string(ahead, 'x') + jpeg;
+    for (const std::size_t missing :
+         {std::size_t{0}, std::size_t{1}, std::size_t{2}, std::size_t{30}, std::size_t{90}}) {
+      CoreMemoryInputStream in(bytes.data(), bytes.size() - missing);
+      in.Seek(ahead);
+      EXPECT_EQ(image::Decode(in) != nullptr, missing == 0) << ahead << ", " << missing;
+    }
+  }
+  EXPECT_EQ(image::Decode(jpeg.substr(0, jpeg.size() - 2) + std::string(100, '\0')), nullptr);
+  EXPECT_NE(image::Decode(jpeg + std::string(100, '\0')), nullptr);
+}
+
 // What a file of several scans costs: 2 bytes for each component of each pixel, besides the bitmap.
 TEST(JpegDetails, TheLimitPaysForTheCoefficientsOfAProgressiveFile) {
   const std::string file = image::ReadFile(TOVKIT_SOURCE_DIR "/tests/data/images/progressive.jpg");

@@ -65,6 +65,7 @@ constexpr Case kCases[] = {
     {"packbits.tif", kColor, "-compress rle", "packbits.tif", "", 24},
     {"jpeg.tif", kColor, "-compress jpeg -quality 90", "jpeg.tif", "", 24, 1},
     {"ycc.tif", kColor, "", "in_ycc.tif", "tiffcp -c jpeg:95 in_ycc.tif ycc.tif", 24, 2},
+    {"grayjpeg.tif", kGray, "", "in_grayjpeg.tif", "tiffcp -c jpeg:95 in_grayjpeg.tif grayjpeg.tif", 8, 2},
     {"big.tif", kColor, "-endian MSB", "big.tif", "", 24},
     {"deep.tif", kDeep, "", "deep.tif", "", 24},
     {"deepbig.tif", kDeep, "-endian MSB", "deepbig.tif", "", 24},

@@ -175,6 +175,16 @@ TEST(DecodeFailure, FormsOfBmpThatAreNotReadAreNamed) {
   EXPECT_EQ(FailureOf(kCoreImageBmp, Bmp(8, 2)), kBroken);
 }
 
+TEST(DecodeFailure, AFeatureIsForgottenWithItsFile) {
+  const std::string unsupported = Bmp(48, 0), broken = Bmp(24, 1);
+  CoreMemoryInputStream first(unsupported.data(), unsupported.size()), second(broken.data(), broken.size());
+  const auto decoder = DecoderOf(kCoreImageBmp);
+  EXPECT_EQ(decoder->Open(&first, 0), 0u);
+  EXPECT_EQ(FailureOf(*decoder), Unsupported("BMP of 48 bits a pixel"));
+  EXPECT_EQ(decoder->Open(&second, 0), 0u);
+  EXPECT_EQ(FailureOf(*decoder), kBroken);
+}
+
 // The start-of-frame segment of a JPEG, changed.
 std::string JpegWith(std::size_t at, char value) {
   std::string bytes = image::Encode(image::MakePicture(40, 30, 24), kCoreImageJpeg);

@@ -85,6 +85,8 @@ TEST(CoreDib, PaletteKeepsColorsAndAlpha) {
   EXPECT_EQ(dib.GetPaletteAlpha(0), 255);
   EXPECT_EQ(dib.GetPaletteAlpha(1), 7);
   EXPECT_TRUE(dib.HasAlpha());
+  EXPECT_TRUE(dib.SetPaletteAlpha(1, 255));
+  EXPECT_FALSE(dib.HasAlpha()) << "all opaque again";
   EXPECT_TRUE(dib.SetPalette(nullptr, 0));
   EXPECT_EQ(dib.GetPaletteSize(), 0);
 }

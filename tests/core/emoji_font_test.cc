@@ -89,11 +89,6 @@ TEST_F(EmojiFontFile, WhatIsNoPngOrHasNoPixelsLeavesNoInk) {
   EXPECT_TRUE(InkOf(DrawnByTheApplication().dib).IsEmpty());
 }
 
-TEST_F(EmojiFontFile, APictureOfOnePixelIsOne) {
-  Register([](std::string& font, std::size_t at) { MakeOneRow(font, at, 1); });
-  EXPECT_FALSE(InkOf(DrawnByTheApplication().dib).IsEmpty());
-}
-
 // A chunk that claims to be longer than all of the font.
 TEST_F(EmojiFontFile, APictureThatIsCutOffLeavesNoInk) {
   Register([](std::string& font, std::size_t at) {

@@ -75,6 +75,8 @@ TEST(EncodedBmp, HasAPaletteUpToTheHighestIndexInUse) {
           ASSERT_GT(file.size(), 54U);
           std::string colors;
           Put(colors, static_cast<std::uint32_t>(index + 1), 4);
+          ASSERT_EQ(file.size(), 54U + 4U * static_cast<unsigned>(index + 1) + dib.GetBufferSize());
+          ASSERT_EQ(file.substr(54, 4), std::string("\x12\x34\x56\0", 4)) << "the color, blue first";
           ASSERT_EQ(file.substr(46, 4), colors) << bits << " bits, " << width << " wide, at " << x;
         }
       }

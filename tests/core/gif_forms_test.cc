@@ -178,6 +178,15 @@ TEST_F(GifForms, CodesThatTheTableLacksGiveNull) {
     EXPECT_EQ(image::Decode(Gif(Codes(codes, 3), 2, 2)), nullptr) << testing::PrintToString(codes);
   for (std::size_t size = 0; size < whole.size(); size += 1 + size / 3)
     EXPECT_EQ(image::Decode(Gif(whole.substr(0, size), 2, 2)), nullptr) << size;
+  // Even where the rest makes up for it.
+  for (const unsigned code : {5U, 7U}) {
+    std::vector<unsigned> codes = {4, 0, code};
+    for (int i = 0; i < kWidth * kHeight; ++i) codes.insert(codes.end(), {4, static_cast<unsigned>(i) % 4});
+    codes.push_back(5);
+    EXPECT_EQ(image::Decode(Gif(Codes(codes, 3), 2, 2)), nullptr) << code;
+    codes[2] = 6;
+    EXPECT_NE(image::Decode(Gif(Codes(codes, 3), 2, 2)), nullptr) << "the code that is learned just then";
+  }
   for (const unsigned bits : {9U, 12U, 255U}) EXPECT_EQ(image::Decode(Gif(whole, bits, 2)), nullptr) << bits;
 }
 

@@ -117,11 +117,12 @@ TEST(RowReader, UsedColorsAreThoseOfThePaletteOrMore) {
     const int all = 1 << bits;
     for (int size = 0; size <= all; size += bits == 8 ? 51 : 1) {
       for (int index = 0; index < all; ++index) {
+        const int y = index % 2;
         CoreDib dib;
         ASSERT_TRUE(dib.Create(3, 2, bits));
         std::memset(dib.GetBuffer(), 0, dib.GetBufferSize());
         if (size != 0) image::GivePalette(dib, size);
-        dib.GetRow(1)[2 * bits / 8] |= static_cast<std::uint8_t>(index << (8 - bits - 2 * bits % 8));
+        dib.GetRow(y)[2 * bits / 8] |= static_cast<std::uint8_t>(index << (8 - bits - 2 * bits % 8));
         const int expected = size == 0 ? all : std::max(size, index + 1);
         ASSERT_EQ(tovmx::UsedColors(dib), expected)
             << bits << " bits, " << size << " colors, index " << index;

@@ -105,7 +105,9 @@ TEST_F(FileStream, WhatIsWrittenIsReadBack) {
   ASSERT_TRUE(out.IsOpen());
   EXPECT_TRUE(out.Write("hello, ", 7));
   EXPECT_TRUE(out.Write("world", 5));
+  errno = EDOM;  // of somebody else
   EXPECT_TRUE(out.Close());
+  EXPECT_EQ(errno, 0);
   EXPECT_FALSE(out.IsOpen());
   EXPECT_FALSE(out.Close());
   EXPECT_FALSE(out.Write("x", 1));

@@ -370,6 +370,18 @@ TEST(TiffForms, PalettesOfAnyDepthUpTo8) {
   }
 }
 
+// Samples with a sign go through the library, which makes premultiplied RGBA of them.
+TEST(TiffForms, WhatTheLibraryMakesOfAPictureHasItsPixels) {
+  for (const Form& form : {Form{kRgb, 8, {}, false, false}, Form{kRgb, 8, {kPremultiplied}, false, false},
+                           Form{kBlackIsZero, 8, {}, false, false}}) {
+    const Numbers isSigned(static_cast<std::size_t>(form.Samples()), 2);
+    CoreImageInfo info;
+    const auto bitmap = image::Decode(Store(form, {{kFormatTag, isSigned}}), 0, 0, 0, &info);
+    EXPECT_EQ(Mismatch(form, bitmap.get()), "") << form.Name();
+    EXPECT_EQ(info.bitsPerPixel, 32) << form.Name();
+  }
+}
+
 // What the library turns into RGBA fails like the rest when its strip ends early.
 TEST(TiffForms, PixelsThatAreMissingGiveNullWhateverTheColors) {
   constexpr unsigned kWhole = 1, kSigned = 2;
@@ -398,12 +410,20 @@ TEST(TiffForms, TheLimitPaysForARowOrATile) {
                                    {kStripBytesTag, {100}}};
     return TiffOf(tags, kStripsTag, std::string(100, '\7'));
   };
+  const auto onePlane = [](unsigned width) {
+    std::map<int, Numbers> tags = {{256, {width}},     {257, {1}},        {259, {1}},
+                                   {kBitsTag, {8}},    {kRowsTag, {1}},   {kPhotometricTag, {kBlackIsZero}},
+                                   {kSamplesTag, {1}}, {kStripsTag, {0}}, {kStripBytesTag, {100}},
+                                   {kPlanarTag, {2}}};
+    return TiffOf(tags, kStripsTag, std::string(100, '\7'));
+  };
   const std::uint64_t rgb = 60 * kHeight, gray = 20 * kHeight;
   const struct {
     std::string file;
     std::uint64_t bytes;
   } rows[] = {{row(4, 8), 4},
               {row(5, 8), 8},
+              {onePlane(4), 4},
               {row(5, 12), 8 + 8 + 5},
               {row(5, 24), 8 + 15 + 5},
               {Store({kRgb, 8, {}, false, false}), rgb},
