@@ -5,6 +5,7 @@
 
 #include "crew_member.h"
 #include "error.h"
+#include "folder.h"
 #include "worker_process.h"
 
 #include <poll.h>
@@ -173,6 +174,9 @@ Executor::Executor(ExecutorOptions options) : options_(std::move(options)) {
 }
 
 bool Executor::Run(JobSource& source, ResultSink& sink, const StopRequest& stop) {
+  // Where they are missing from the beginning no job can be done.
+  Folder(options_.runner.directory, ErrorKind::kOutput).Check();
+  if (!options_.runner.input.empty()) Folder(options_.runner.input, ErrorKind::kInput).Check();
   return Execution(options_, source, sink, stop).Run();
 }
 

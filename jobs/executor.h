@@ -55,7 +55,8 @@ class Executor {
   explicit Executor(ExecutorOptions options);
 
   // Runs the jobs of the source. True when every one has a result, false when it was stopped before. Throws
-  // Error when the source cannot be read on, workers cannot be started, or one refuses its settings. No
+  // Error when there is no folder for outputs or inputs, the source cannot be read on, workers cannot be
+  // started, or one refuses its settings. No
   // process is left in any case. A forked worker dies with the calling thread.
   [[nodiscard]] bool Run(JobSource& source, ResultSink& sink, const StopRequest& stop);
 

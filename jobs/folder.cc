@@ -86,9 +86,13 @@ OpenDescriptor::~OpenDescriptor() {
   if (fd_ >= 0) close(fd_);
 }
 
-Folder::Folder(const std::string& path, ErrorKind kind)
-    : kind_(kind), root_(open(path.c_str(), kFolderFlags)) {
-  if (root_.get() < 0) FailWithErrno(path, "cannot open the folder");
+Folder::Folder(std::string path, ErrorKind kind)
+    : path_(std::move(path)), kind_(kind), root_(open(path_.c_str(), kFolderFlags)), openError_(errno) {}
+
+void Folder::Check() const {
+  if (root_.get() >= 0) return;
+  errno = openError_;
+  FailWithErrno(path_, "cannot open the folder");
 }
 
 void Folder::Fail(const std::string& name, const std::string& what) const { throw Error(kind_, name, what); }
@@ -104,6 +108,7 @@ void Folder::CheckName(const std::string& name) const {
 }
 
 OpenDescriptor Folder::OpenFile(const std::string& name) const {
+  Check();
   CheckName(name);
   OpenDescriptor file(OpenBelow(root_.get(), name, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
   if (file.get() < 0) FailWithErrno(name, "cannot open the file");

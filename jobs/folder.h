@@ -35,8 +35,12 @@ class OpenDescriptor {
 
 class Folder {
  public:
-  // Throws Error of the kind, as everything here does, when there is no such folder.
-  Folder(const std::string& path, ErrorKind kind);
+  // Opens the folder. Where that fails everything here fails, with an Error of the kind: it may vanish
+  // between the starts of two workers, which then costs jobs and not the run.
+  Folder(std::string path, ErrorKind kind);
+
+  // Throws Error when the folder could not be opened.
+  void Check() const;
 
   // Throws Error when the name could lead out of the folder, or to no file.
   void CheckName(const std::string& name) const;
@@ -56,8 +60,10 @@ class Folder {
   [[noreturn]] void FailWithErrno(const std::string& name, const char* what) const;
   OpenDescriptor OpenParent(const std::string& name) const;
 
+  std::string path_;
   ErrorKind kind_;
   OpenDescriptor root_;
+  int openError_;
 };
 
 }  // namespace jobs

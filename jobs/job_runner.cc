@@ -117,6 +117,7 @@ void JobRunner::RunJob(std::string_view line, const std::optional<EarlierResult>
   JobBench bench{input_ ? &*input_ : nullptr, observer, "", output};
   if (kind.hasOutput) {
     bench.out = members.NeedText("out");
+    directory_.Check();
     directory_.CheckName(bench.out);
   }
   result.output = bench.out;

@@ -37,7 +37,7 @@ struct RunnerOptions {
 
 class JobRunner {
  public:
-  // Throws Error when a folder or file of the options cannot be used.
+  // Throws Error when a file of the options cannot be used; a folder that cannot fails the jobs that need it.
   explicit JobRunner(const RunnerOptions& options, std::vector<JobKind> kinds = StandardKinds());
 
   // Runs the job of one line, in template mode the job that the line fills. Every failure of the job is a
