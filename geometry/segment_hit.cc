@@ -59,6 +59,7 @@ bool IsHit(const HitQuery& p, const CorePathPoint& a, const CorePathPoint& b, co
   const bool outsideY = p.y < box.top || p.y > box.bottom;
   const bool nearAlongY = std::fabs(p.y - yAtX) <= p.diagonal;
   const bool nearAlongX = std::fabs(p.x - xAtY) <= p.diagonal;
+  // Compatibility: of a segment without length, such as the one that closes a circle, only these regions hit.
   if (outsideX && outsideY) return EndIsNear(p, a) || EndIsNear(p, b);
   if (outsideY && box.left < p.x && p.x < box.right) return nearAlongY || EndIsNear(p, a) || EndIsNear(p, b);
   if (outsideX && box.top < p.y && p.y < box.bottom) return nearAlongX || EndIsNear(p, a) || EndIsNear(p, b);

@@ -10,7 +10,8 @@ namespace tovkit {
 
 constexpr int kBlock = 16;
 
-// Whether `c` ends a plain run of a string: a quotation mark, a backslash or a control character.
+// Whether `c` ends a plain run of a string: a quotation mark, a backslash or a control character. All other
+// bytes belong to it, so that invalid UTF-8 is kept as it is.
 inline bool IsSpecialByte(char c) { return c == '"' || c == '\\' || static_cast<unsigned char>(c) < 0x20; }
 
 // A bit for each byte of `block` that ends a plain run of a string.

@@ -126,6 +126,7 @@ const char* FastReader::ReadWord(const char* text, const char* word, std::ptrdif
 
 }  // namespace
 
+// What it does not know, comments and NaN among it, is left to the careful parser, which refuses it.
 bool ReadFast(const char* text, std::size_t length, Document& document) {
   const void* const nul = std::memchr(text, '\0', length);
   const char* end = nul != nullptr ? static_cast<const char*>(nul) : text + length;

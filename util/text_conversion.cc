@@ -10,7 +10,8 @@ namespace {
 using Decode = CoreWideString(const char*, int);
 using Encode = CoreString(const wchar_t*, int);
 
-// One step: the codec's text up to its first NUL.
+// One step: the codec's text up to its first NUL. What a null text and a negative length mean is the codec's
+// (core/text/text_codec.cc).
 template <typename Char, typename Codec, typename Source>
 std::basic_string<Char> Convert(Codec* codec, const Source* text, int len) {
   return codec(text, len).c_str();

@@ -429,7 +429,8 @@ TEST(Oddities, VerticalEdgeIsCrossedFromAboveIt) {
   EXPECT_TRUE(Inside(path, {0, 0}, 0.5f));
 }
 
-TEST(Oddities, ClosingASegmentWithoutLengthHitsItsCornerRegions) {
+// The line that closes a circle of curves at its seam has no length.
+TEST(Oddities, AClosedCircleOfCurvesIsHitInTheCornerRegionsOfItsSeam) {
   CorePath open;
   open.MoveTo(0, 0);
   open.CubicTo(10, 0, 10, 10, 0, 10);

@@ -46,6 +46,21 @@ TEST(ImageDecode, GivesWhatWasEncoded) {
   }
 }
 
+TEST(ImageDecode, ReadsTheFirstFrameFromThePositionOfTheStream) {
+  const std::string animation = image::ReadFile(TOVKIT_SOURCE_DIR "/tests/data/images/animation.gif");
+  const auto first = image::Decode(animation, 0);
+  const auto second = image::Decode(animation, 1);
+  ASSERT_TRUE(first && second);
+  ASSERT_NE(image::Difference(*first, *second), "") << "frames that can be told apart";
+  const std::string png = image::Encode(image::MakePicture(5, 4, 24), kCoreImagePng);
+  const std::string text = png + animation;
+  CoreMemoryInputStream in(text.data(), text.size());
+  ASSERT_TRUE(in.Seek(png.size()));
+  const std::unique_ptr<CoreDib> read(ImageDecode(&in));
+  ASSERT_NE(read, nullptr);
+  EXPECT_EQ(image::Difference(*first, *read), "");
+}
+
 TEST(ImageDecode, GivesNullForWhatIsNoImage) {
   EXPECT_EQ(ImageDecode(nullptr), nullptr);
   for (const std::string& text : {std::string(), std::string("no image"), std::string("GIF89a"),

@@ -218,6 +218,44 @@ TEST(ProcessMonitorKill, ANegativeNumberReachesAWholeGroup) {
   }
 }
 
+// In a process of its own, whose group is killed as a whole.
+TEST(ProcessMonitorKill, ZeroReachesTheGroupOfTheCaller) {
+  const pid_t leader = fork();
+  if (leader == 0) {
+    setpgid(0, 0);
+    ProcessMonitor().killProcess(0);
+    _exit(0);
+  }
+  int status = 0;
+  ASSERT_EQ(waitpid(leader, &status, 0), leader);
+  EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL);
+}
+
+// Standard output is a pipe here, whose buffer holds every line: none has arrived when the loop ends.
+TEST(ProcessMonitorLoop, FlushesNothing) {
+  int ends[2];
+  ASSERT_EQ(pipe(ends), 0);
+  const pid_t child = fork();
+  if (child == 0) {
+    stdout = fdopen(ends[1], "w");
+    FakeProc proc;
+    proc.Put(1, "above", 500);
+    ProcessMonitor monitor;
+    Watch(monitor, 1, 0, 400);
+    faults::setSleep([](unsigned) { _exit(0); });  // which flushes nothing either
+    monitor.monitorLoop();
+  }
+  close(ends[1]);
+  char text[256];
+  const ssize_t length = read(ends[0], text, sizeof text);
+  EXPECT_EQ(std::string(text, length > 0 ? static_cast<std::size_t>(length) : 0), "")
+      << "what was printed stays in the buffer";
+  close(ends[0]);
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+}
+
 TEST(ProcessMonitorLoop, PrintsTheLimitLineOnEveryPassAboveTheLimit) {
   FakeProc proc;
   proc.Put(1, "above", 500);

@@ -260,6 +260,28 @@ TEST_F(ProcessTest, WithoutArgumentsOnlyThePathIsGiven) {
   }
 }
 
+Process* forking = nullptr;
+Process::State whileForking = Process::Stopped;
+
+TEST_F(ProcessTest, TheStateIsStartingRunningStopped) {
+  static const int registered = pthread_atfork(
+      [] {
+        if (forking != nullptr) whileForking = forking->state();
+      },
+      nullptr, nullptr);
+  ASSERT_EQ(registered, 0);
+  Process process;
+  EXPECT_EQ(process.state(), Process::Stopped);
+  forking = &process;
+  const bool started = process.start("/bin/true", 0, nullptr);
+  forking = nullptr;
+  ASSERT_TRUE(started);
+  EXPECT_EQ(whileForking, Process::Starting);
+  EXPECT_EQ(process.state(), Process::Running);
+  EXPECT_TRUE(process.wait(-1));
+  EXPECT_EQ(process.state(), Process::Stopped);
+}
+
 TEST_F(ProcessTest, AFailedForkIsToldAndStops) {
   Process process;
   faults::fork.Fail(EAGAIN);
