@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// The parser names the first thing it misses; a person wants to hear about the word that was mistyped.
+// Unknown words are looked at first, and the nearest known word is offered.
 #include "usage.h"
 
 #include "text_output.h"
@@ -42,7 +44,7 @@ std::vector<std::string> SubcommandNames(const CLI::App& command) {
   return names;
 }
 
-// The name that `word` begins or nearly is; empty when there is none.
+// The name that begins with `word` or differs little from it; empty when there is none.
 std::string Nearest(const std::vector<std::string>& names, const std::string& word) {
   constexpr std::size_t kLongest = 32;  // no name is as long
   if (word.empty() || word.size() > kLongest) return "";
@@ -104,8 +106,8 @@ std::string UnknownOption(const CLI::App& command, const std::string& word) {
 }
 
 std::string WhatIsWrong(const CLI::App& root, const CLI::Error& error) {
-  // Whatever the parser complains of, words that it does not know are the cause: that an option is missing
-  // which was mistyped, or that a subcommand is.
+  // Whatever the parser complains of, an unknown word is the cause: when an option or subcommand is missing,
+  // it was mistyped.
   const CLI::App& command = Deepest(root);
   for (const std::string& word : command.remaining()) {
     if (word == "--") break;

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Whole bytes are filled, row by row. What is brightest depends on the palette where there is one.
 #include <tovkit/imaging.h>
 
 #include <algorithm>
@@ -24,8 +25,8 @@ int FillByte(const CoreDib& bitmap) {
   return fill;
 }
 
-// Cuts a normalized rectangle to the rows and to the padded row. The products take 64 bits: a bitmap is never
-// as wide as an int can be.
+// Clamps a normalized rectangle to the rows and to the padded width. The products are 64 bits wide, since the
+// rectangle may be wider than any bitmap.
 void Clamp(CoreRect& rect, const CoreDib& bitmap, int bytesPerPixel) {
   for (int* edge : {&rect.left, &rect.top, &rect.right, &rect.bottom}) *edge = std::max(*edge, 0);
   const std::int64_t stride = bitmap.GetStride();

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// Words are compared without case and without what people put between words. A part of a word counts as one
+// edit, so that "Size" finds "FontSize".
 #include "nearest_word.h"
 
 #include <algorithm>

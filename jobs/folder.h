@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 // Folder: a folder that names given by strangers cannot lead out of.
 //
-// A name is relative, of components that are neither "." nor "..". A link on the way is followed only as long
-// as it stays below the folder; where the kernel cannot see to that, no link is followed.
+// A name is relative, of components that are neither "." nor "..". Links on the way are followed as long as
+// they stay below the folder. Where the kernel cannot check that, no link is followed.
 //
 //   const Folder out("out", ErrorKind::kOutput);
 //   out.WriteFile("a/42.png", bytes);

@@ -83,7 +83,8 @@ class OutlineBuilder {
     last_ = records + 4;
     return false;
   }
-  // A line, since the subpath may go on from where it is closed. The start may be the walk's own origin.
+  // Draws a line instead of closing, since the subpath may go on from there. The start may be the walk's own
+  // origin.
   bool Close(const CorePathPoint& from, const CorePathPoint& start) {
     Line(from, start);
     last_ = nullptr;
@@ -91,7 +92,7 @@ class OutlineBuilder {
   }
 
  private:
-  // The walk tells no moves: a segment that does not go on from the one before starts a subpath.
+  // The walk reports no moves: a segment that does not start where the last one ended begins a subpath.
   void Continue(const CorePathPoint& from) {
     if (&from == last_) return;
     const CorePathPoint start = view_.ToPixels(from);
@@ -107,7 +108,7 @@ class OutlineBuilder {
 
   const View& view_;
   CorePath outline_;
-  const CorePathPoint* last_ = nullptr;  // where the present subpath has come to
+  const CorePathPoint* last_ = nullptr;  // the end of the last segment
 };
 
 std::uint32_t ColorAt(const CorePath& path, float tolerance, CorePointF point) {

@@ -18,8 +18,8 @@ struct QueuedJob {
   std::uint64_t line = 0;                               // where it stands
   std::string id;                                       // "line N" for a job without one
   std::string text;                                     // JSON: the job, or what fills the template
-  std::optional<JobResult> refused = std::nullopt;      // why it is no job
-  std::optional<EarlierResult> earlier = std::nullopt;  // which may spare it
+  std::optional<JobResult> refused = std::nullopt;      // why the line is no job
+  std::optional<EarlierResult> earlier = std::nullopt;  // which may make the job unnecessary
 };
 
 class JobSource {
@@ -37,8 +37,8 @@ class JobSource {
   virtual int descriptor() const { return -1; }
 };
 
-// The jobs of a file: JSON Lines, each a job or, with a template, the data that fill it; or such data as CSV.
-// Blank lines are skipped.
+// The jobs of a file of JSON Lines, each a job or, with a template, the data that fills it. Data may be CSV
+// too. Blank lines are skipped.
 class FileSource final : public JobSource {
  public:
   enum class Format { kJsonLines, kCsv };

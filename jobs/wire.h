@@ -38,14 +38,14 @@ class WireWriter {
 
   bool empty() const { return bytes_.empty(); }
   std::size_t size() const { return bytes_.size(); }
-  // What was put, as a frame. Nothing is left.
+  // Returns all that was put as a frame, and starts anew.
   std::string TakeFrame();
 
  private:
   std::string bytes_;
 };
 
-// Takes what WireWriter put, in the same order.
+// Reads what WireWriter wrote, in the same order.
 class WireReader {
  public:
   explicit WireReader(std::string_view bytes) : bytes_(bytes) {}
@@ -82,7 +82,7 @@ class FrameBuffer {
   std::size_t at_ = 0;
 };
 
-// Shared memory by which the executor sees what a worker is at, however it ended.
+// Shared memory that tells the executor which job a worker runs, however the worker ends.
 struct WorkerStatus {
   std::uint64_t sequence;     // of the job that runs, 0 for none
   std::int64_t startedNanos;  // on the monotonic clock

@@ -2,10 +2,10 @@
 // CarefulWalk: a JSON text by the steps of RapidJSON's recursive parser, so that the first error met is the
 // same.
 //
-// The calls of that parser are a stack of open containers on the heap here, so that no depth overflows the
-// stack. Strings, words and numbers are read by RapidJSON itself. Its iterative mode would do without either,
-// but reports other codes for some texts. What becomes of the text is the target's business: CarefulParser
-// builds a document of it, Json::Diagnose keeps the way down to the error.
+// Where that parser calls itself, this one has a stack of open containers on the heap, so that no depth
+// overflows the stack. Strings, words and numbers are read by RapidJSON itself. RapidJSON's iterative mode
+// would overflow nothing either, but reports other codes for some texts. What becomes of the text is the
+// target's business: CarefulParser builds a document of it, Json::Diagnose keeps the way down to the error.
 //
 // Thread-safety: none.
 #pragma once

@@ -3,10 +3,10 @@
 // digit after digit is taken off until what is left is smaller than `delta`, the width of the range of
 // numbers that are read as this double.
 //
-// What is left only shrinks against delta. So if it is not smaller after eight digits it was not after any
-// fewer, and all eight may be taken at once; the same holds for the whole part. The last digits are taken one
-// by one, and rounded, as RapidJSON does. Numbers of few digits end within the whole part, and are left to
-// RapidJSON.
+// With each digit, what is left shrinks against delta. If it is still not smaller after eight digits, it was
+// not smaller after fewer, so all eight may be taken at once. The same holds for the whole part. The last
+// digits are taken one by one and rounded, as RapidJSON does. Numbers of few digits end within the whole part
+// and are left to RapidJSON.
 #include "double_writer.h"
 
 #include "value_layout.h"
@@ -47,7 +47,7 @@ struct Fraction {
   std::uint64_t delta;  // at most `left`
   int shift;
 
-  // Takes off `count` digits, and returns them, if delta is still not above what is left then.
+  // Takes off `count` digits into `digits`, unless what is left would then be below delta.
   bool Take(int count, std::uint32_t& digits) {
     __extension__ typedef unsigned __int128 Wide;
     const Wide scaled = static_cast<Wide>(left) * kPowers[count];

@@ -21,8 +21,8 @@ class StringReader {
   // The text ends at `end`; `pool` takes the long strings.
   StringReader(const char* end, DocumentPool& pool) : end_(end), pool_(pool) {}
 
-  // Reads the string whose first byte, behind the quotation mark, is at `text`, into `place`. Returns what
-  // follows the closing mark, null when it is no valid string.
+  // Reads a string into `place`; `text` is behind its opening quotation mark. Returns the place behind the
+  // closing one, null when the string is not valid.
   [[nodiscard]] const char* Read(const char* text, Value* place) {
     if (end_ - text >= kBlock) [[likely]] {
       const __m128i block = LoadBytes(text);

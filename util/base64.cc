@@ -38,8 +38,8 @@ constexpr bool IsAccepted(char c) {
   return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '+' || c == '/';
 }
 
-// The three bytes of a group. A zero character, which fills up an unfinished group, is not in the alphabet;
-// the bytes that it reaches are not kept.
+// Decodes a group into three bytes. Zeros, which are not in the alphabet, fill up an unfinished group; the
+// bytes that they reach are dropped.
 void DecodeGroup(const char* characters, unsigned char* out) {
   unsigned s[4];
   for (int i = 0; i < 4; ++i) s[i] = static_cast<unsigned>(kAlphabet.find(characters[i]));
