@@ -117,7 +117,7 @@ float RefinementReach(const HitQuery& query, const BoundingBox& box) {
          2.0f * std::max(rounding[0], rounding[1]) + query.curveReach;
 }
 
-// The root does not reverse an order, so the smallest square gives the smallest distance.
+// The square root keeps the order, so the smallest square belongs to the smallest distance.
 bool HitsSamples(const CurveKernel& kernel, const HitQuery& query, const Control& control,
                  const BoundingBox& box, const Samples& samples) {
   const float first = Distance(query, samples.x.value[0], samples.y.value[0]);

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 // Members are looked at from the first to the last, length before bytes; there is no index.
 //
-// A small object is searched plainly, since that is over soon. For a larger one the wanted name is first laid
-// out as a value. One comparison of 16 bytes then decides for a short name; for a long name it rules out
-// nearly every other member.
+// A small object is searched member by member, since that is over soon. For a larger one the wanted name is
+// first laid out as a value. One comparison of 16 bytes then decides for a short name; for a long name it
+// rules out nearly every other member.
 #include "member_search.h"
 
 #include "value_layout.h"
