@@ -13,6 +13,6 @@ namespace cli {
 
 // Replaces the text by its number of bytes, for a parser that knows only numbers. Returns an empty text. When
 // the text is no size, or not from `least` to `most`, returns what is wrong and leaves it as it was.
-std::string ReplaceByteCount(std::string& text, std::uint64_t least, std::uint64_t most);
+[[nodiscard]] std::string ReplaceByteCount(std::string& text, std::uint64_t least, std::uint64_t most);
 
 }  // namespace cli

@@ -23,7 +23,7 @@ struct ReviewOptions {
 };
 
 // The kinds that are named, every one by "all". Nothing when one of them is unknown.
-std::optional<jobs::TextReview::Mask> ParseTroubles(const std::string& names);
+[[nodiscard]] std::optional<jobs::TextReview::Mask> ParseTroubles(const std::string& names);
 
 class DrawReview {
  public:

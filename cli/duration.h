@@ -12,6 +12,6 @@ constexpr int kSeconds = 1000;
 
 // Reads a length of time from 0 to INT_MAX milliseconds (24 days), rounded up to whole milliseconds. Returns
 // an empty text on success, otherwise what is wrong; `milliseconds` is then as it was.
-std::string ReadDuration(const std::string& text, int bareUnit, int& milliseconds);
+[[nodiscard]] std::string ReadDuration(const std::string& text, int bareUnit, int& milliseconds);
 
 }  // namespace cli

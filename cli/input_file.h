@@ -25,9 +25,9 @@ std::string InputName(const std::string& file);
 std::string ChosenInput(const std::string& file);
 
 // Opens an input for reading. Throws CommandError naming it when it cannot be opened.
-InputFile OpenInput(const std::string& file);
+[[nodiscard]] InputFile OpenInput(const std::string& file);
 
 // An input as jobs take it. Do not use it together with OpenInput, which reads ahead of standard input.
-jobs::Input JobInput(const std::string& file);
+[[nodiscard]] jobs::Input JobInput(const std::string& file);
 
 }  // namespace cli

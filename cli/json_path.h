@@ -19,7 +19,7 @@ struct JsonPath {
 // its steps, "Lines.0.Font". A backslash makes the next character a plain one: "a\.b" is one step, and "\/a"
 // is the name "/a". The empty text is the document. Throws UsageError for a '~' of a pointer that is neither
 // ~0 nor ~1.
-JsonPath ParseJsonPath(const std::string& text);
+[[nodiscard]] JsonPath ParseJsonPath(const std::string& text);
 
 // What one step of the path leads to; null when there is nothing.
 tovkit::SharedPtr<tovkit::JsonValue> Follow(tovkit::JsonValue& value, const JsonPath& path,

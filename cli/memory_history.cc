@@ -4,6 +4,7 @@
 #include "memory_history.h"
 
 #include <algorithm>
+#include <cassert>
 
 namespace cli {
 
@@ -12,6 +13,7 @@ constexpr std::size_t kMostPoints = 2048;
 }
 
 void MemoryHistory::Add(double seconds, double kilobytes) {
+  assert(points_.empty() || seconds >= points_.back().seconds);
   if (samplesInLast_ != 0 && samplesInLast_ < samplesToAPoint_) {
     jobs::ChartPoint& last = points_.back();
     last = {seconds, std::max(last.value, kilobytes)};

@@ -13,9 +13,9 @@ using ProcessTable = std::deque<tovkit::PROC_INFO_DATA>;
 
 // The monitor's table. When /proc cannot be read, the library has printed why; ends the command with status
 // 1.
-ProcessTable ReadTable(const tovkit::ProcessMonitor& monitor);
+[[nodiscard]] ProcessTable ReadTable(const tovkit::ProcessMonitor& monitor);
 
 // The processes of `table` that are called `name`. Throws CommandError when there is none.
-ProcessTable Named(const ProcessTable& table, const std::string& name);
+[[nodiscard]] ProcessTable Named(const ProcessTable& table, const std::string& name);
 
 }  // namespace cli

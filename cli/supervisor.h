@@ -33,7 +33,7 @@ struct Ending {
 
 // Precondition: `process` has been started, and nothing has waited for it. Waits for it, unless even KILL
 // does not end it.
-Ending Supervise(tovkit::Process& process, const ProcessTree& tree, Interruptions& interruptions,
-                 const Limits& limits);
+[[nodiscard]] Ending Supervise(tovkit::Process& process, const ProcessTree& tree,
+                               Interruptions& interruptions, const Limits& limits);
 
 }  // namespace cli

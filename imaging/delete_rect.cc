@@ -3,6 +3,7 @@
 #include <tovkit/imaging.h>
 
 #include <algorithm>
+#include <cassert>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -43,6 +44,7 @@ void Clamp(CoreRect& rect, const CoreDib& bitmap, int bytesPerPixel) {
 void FillRows(CoreDib& bitmap, int top, int bottom, std::size_t first, std::size_t last, int fill) {
   if (top >= bottom || first >= last) return;
   const auto stride = static_cast<std::size_t>(bitmap.GetStride());
+  assert(top >= 0 && bottom <= bitmap.GetHeight() && last <= stride);
   const auto rows = static_cast<std::size_t>(bottom - top);
   if (last - first == stride) {
     std::memset(bitmap.GetRow(top), fill, rows * stride);

@@ -24,6 +24,6 @@ struct DescriptionCheck {
 };
 
 // Keeps the first `limit` warnings.
-DescriptionCheck CheckDescription(const JsonValue& description, std::size_t limit);
+[[nodiscard]] DescriptionCheck CheckDescription(const JsonValue& description, std::size_t limit);
 
 }  // namespace tovkit

@@ -9,6 +9,6 @@ namespace tovkit {
 
 // The one of `words` that differs least from `word`, case aside, or that contains it; empty when all of them
 // differ too much. The time is bounded for a `word` of any length.
-std::string NearestWord(const std::string& word, const std::vector<std::string>& words);
+[[nodiscard]] std::string NearestWord(const std::string& word, const std::vector<std::string>& words);
 
 }  // namespace tovkit

@@ -12,7 +12,7 @@ inline constexpr int kMaxReportText = 1000;  // characters
 inline constexpr int kMaxReportRuns = 1 << 18;
 
 // The first `most` characters as UTF-8, with U+FFFD for those that are no characters.
-std::string ReportText(const wchar_t* characters, int count, int most);
-std::string ReportText(const char* utf8, int most);
+[[nodiscard]] std::string ReportText(const wchar_t* characters, int count, int most);
+[[nodiscard]] std::string ReportText(const char* utf8, int most);
 
 }  // namespace tovkit

@@ -37,6 +37,6 @@ struct TextRequest {
 };
 
 // Without a text, `text` is empty and every other field has its default.
-TextRequest ReadTextRequest(const JsonValue& description);
+[[nodiscard]] TextRequest ReadTextRequest(const JsonValue& description);
 
 }  // namespace tovkit

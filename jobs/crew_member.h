@@ -55,11 +55,11 @@ class CrewMember {
 
   // Delivers the results that have come. False when the worker has ended. Throws Error when it refuses its
   // settings.
-  bool Collect(const Deliver& deliver);
+  [[nodiscard]] bool Collect(const Deliver& deliver);
 
   // Replaces a worker that has ended. The job that it was running, if any, is to blame and returned; the
   // others go to the front of `again`. Throws Error when workers keep ending before they begin.
-  std::optional<Blame> Replace(std::deque<RunningJob>& again);
+  [[nodiscard]] std::optional<Blame> Replace(std::deque<RunningJob>& again);
 
   // Lets the worker go.
   void Dismiss();

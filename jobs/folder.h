@@ -42,7 +42,7 @@ class Folder {
   void CheckName(const std::string& name) const;
 
   // A regular file to read.
-  OpenDescriptor OpenFile(const std::string& name) const;
+  [[nodiscard]] OpenDescriptor OpenFile(const std::string& name) const;
 
   // Size of a regular file, -1 when there is none.
   long long SizeOf(const std::string& name) const;
@@ -54,7 +54,7 @@ class Folder {
  private:
   [[noreturn]] void Fail(const std::string& name, const std::string& what) const;
   [[noreturn]] void FailWithErrno(const std::string& name, const char* what) const;
-  OpenDescriptor OpenParent(const std::string& name) const;
+  [[nodiscard]] OpenDescriptor OpenParent(const std::string& name) const;
 
   ErrorKind kind_;
   OpenDescriptor root_;

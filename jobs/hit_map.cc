@@ -11,6 +11,7 @@
 #include <tovmx/path_walk.h>
 
 #include <algorithm>
+#include <cassert>
 #include <cmath>
 
 namespace jobs {
@@ -123,6 +124,7 @@ void Put(std::uint8_t* pixel, std::uint32_t argb) {
 }  // namespace
 
 bool DrawHitMap(const CorePath& path, float tolerance, int size, Observer& observer, CoreDib& map) {
+  assert(path.GetPointCounter() >= 0 && size >= 1 && size <= CoreBitmapDevice::kMaxSide);
   const View view = ViewOf(path, tolerance, size);
   if (!map.Create(view.width, view.height, 24)) return false;
   observer.BeginPart("map", view.height);

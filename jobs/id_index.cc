@@ -9,6 +9,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <cassert>
 #include <cerrno>
 #include <charconv>
 #include <cstdio>
@@ -71,6 +72,7 @@ IdIndex::IdIndex() : file_(OpenNameless(kFirstPlaces)), places_(kFirstPlaces) {}
 
 // The place of the fingerprint, or the empty place where it belongs.
 std::uint64_t IdIndex::PlaceOf(const std::array<std::uint64_t, 2>& fingerprint, Entry& found) const {
+  assert(taken_ < places_);  // so the walk ends at an empty place
   std::uint64_t place = fingerprint[0] % places_;
   for (;; place = (place + 1) % places_) {
     ReadPlace(file_.get(), place, found);

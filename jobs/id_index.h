@@ -28,7 +28,7 @@ class IdIndex {
   IdIndex();
 
   // The entry of the id; a new one is zeros beside its fingerprint.
-  Entry Find(const std::string& id) const;
+  [[nodiscard]] Entry Find(const std::string& id) const;
   // Puts the entry in its place.
   void Store(const Entry& entry);
 

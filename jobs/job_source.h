@@ -30,7 +30,7 @@ class JobSource {
   JobSource& operator=(const JobSource&) = delete;
 
   // The next job; nothing at the end. Throws Error when it cannot be read.
-  virtual std::optional<QueuedJob> Next() = 0;
+  [[nodiscard]] virtual std::optional<QueuedJob> Next() = 0;
 
   // Whether Next can answer at once. If not, the descriptor can be polled until it can be read.
   virtual bool IsReady() { return true; }
@@ -47,7 +47,7 @@ class FileSource final : public JobSource {
   // template that is no job or a CSV file without names.
   FileSource(int fd, std::string name, const std::string& jobTemplate, Format format);
 
-  std::optional<QueuedJob> Next() override;
+  [[nodiscard]] std::optional<QueuedJob> Next() override;
   bool IsReady() override { return lines_.IsReady(); }
   int descriptor() const override { return lines_.descriptor(); }
 
@@ -55,7 +55,7 @@ class FileSource final : public JobSource {
   std::uint64_t offset() const { return lines_.offset(); }
 
  private:
-  bool NextText(QueuedJob& job);
+  [[nodiscard]] bool NextText(QueuedJob& job);
   void ReadId(QueuedJob& job) const;
 
   LineReader lines_;

@@ -24,7 +24,7 @@ class LineReader {
 
   // The next line without its line feed, or the beginning of one that is too long. The last line needs no
   // line feed. Throws Error when reading fails.
-  Outcome Next(std::string& line);
+  [[nodiscard]] Outcome Next(std::string& line);
 
   // Whether Next has a line at hand, or at least something to read. It may still wait for the rest of a line.
   bool IsReady() const;
@@ -38,7 +38,7 @@ class LineReader {
   const std::string& name() const { return name_; }
 
  private:
-  bool Fill();
+  [[nodiscard]] bool Fill();
 
   int fd_;
   std::string name_;

@@ -8,6 +8,7 @@
 #include <tovmx/codec.h>
 
 #include <algorithm>
+#include <cassert>
 #include <cmath>
 #include <cstdio>
 #include <string>
@@ -154,6 +155,7 @@ void WritePage(const Output& output, const OutputFormat& format, const Page& pag
 
 void WritePages(const Output& output, const OutputFormat& format, const std::vector<Page>& pages,
                 const PaintPage& paint) {
+  assert(!pages.empty());
   if (pages.size() == 1) return WriteOnePage(output, format, pages[0], 0, paint);
   const bool pdf = format.document == OutputFormat::Document::kPdf;
   if (pdf || (format.document == OutputFormat::Document::kNone && format.picture == kCoreImageTiff)) {
@@ -173,6 +175,7 @@ void WritePages(const Output& output, const OutputFormat& format, const std::vec
 
 std::string NumberedFile(const std::string& file, std::size_t number, std::size_t count) {
   const std::string most = std::to_string(count);
+  assert(number <= count);
   std::string text = std::to_string(number);
   text.insert(0, most.size() - text.size(), '0');
   const std::string extension = ExtensionOf(file);

@@ -7,6 +7,8 @@
 
 #include <tovmx/path_walk.h>
 
+#include <cassert>
+
 namespace jobs {
 
 namespace {
@@ -80,6 +82,7 @@ class BoundsFinder {
 }  // namespace
 
 Bounds BoundsOf(const CorePath& path) {
+  assert(path.GetPointCounter() >= 0);
   BoundsFinder finder(path.GetPoints()[0]);
   CoreWalkPath(path.GetPoints(), path.GetPointCounter() + 1, finder);
   return finder.bounds();

@@ -4,6 +4,7 @@
 
 #include "error.h"
 
+#include <cassert>
 #include <cstdint>
 
 namespace jobs {
@@ -43,6 +44,7 @@ void PictureReader::CheckFrame(int frame) const {
 }
 
 std::unique_ptr<CoreDib> PictureReader::ReadFrame(int frame) {
+  assert(frame >= 1);
   std::unique_ptr<CoreDib> bitmap = decoder_->GetBitmap(frame - 1, 0, 0);
   if (bitmap == nullptr) FailToDecode();
   return bitmap;

@@ -28,6 +28,6 @@ bool IsSvgDocument(const std::string& text);
 // The first <path> whose id is `id`, or the first of all for an empty `id`. The whole text must be XML. Its
 // own entities are expanded within a bound, external ones are not fetched; elements may be nested 256 deep.
 // Throws SvgDocumentError.
-SvgPathElement FindSvgPath(const std::string& text, const std::string& id);
+[[nodiscard]] SvgPathElement FindSvgPath(const std::string& text, const std::string& id);
 
 }  // namespace jobs

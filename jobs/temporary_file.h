@@ -46,10 +46,10 @@ class TemporaryFile {
   void RemoveAbandoned() const;
   void OpenNameless(mode_t mode);
   void OpenNamed(mode_t mode);
-  bool OpenAt(const std::string& name, mode_t mode);
+  [[nodiscard]] bool OpenAt(const std::string& name, mode_t mode);
   // False with errno when the target stands already, or there is another error.
-  bool LinkTo(const std::string& name) const;
-  bool GiveName();
+  [[nodiscard]] bool LinkTo(const std::string& name) const;
+  [[nodiscard]] bool GiveName();
 
   std::string target_;
   std::string prefix_;  // of the names beside the target

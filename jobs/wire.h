@@ -39,7 +39,7 @@ class WireWriter {
   bool empty() const { return bytes_.empty(); }
   std::size_t size() const { return bytes_.size(); }
   // Returns all that was put as a frame, and starts anew.
-  std::string TakeFrame();
+  [[nodiscard]] std::string TakeFrame();
 
  private:
   std::string bytes_;
@@ -75,7 +75,7 @@ class FrameBuffer {
  public:
   void Append(const char* bytes, std::size_t size);
   // The next frame's message, valid until the next call of either. False when none is complete.
-  bool Next(std::string_view& message);
+  [[nodiscard]] bool Next(std::string_view& message);
 
  private:
   std::string bytes_;

@@ -39,9 +39,9 @@ class WorkerProcess {
   bool HasMoreToSend() const { return sent_ < toSend_.size(); }
 
   // Takes in what has come. False when the worker has closed its end.
-  bool Receive();
+  [[nodiscard]] bool Receive();
   // As FrameBuffer::Next.
-  bool NextMessage(std::string_view& message) { return frames_.Next(message); }
+  [[nodiscard]] bool NextMessage(std::string_view& message) { return frames_.Next(message); }
 
   // The job that runs, 0 for none, and since when.
   std::uint64_t Running(Clock::time_point& since) const;

@@ -7,6 +7,7 @@
 // Thread-safety: any thread may call any function, and may free what another one has allocated.
 #pragma once
 
+#include <cassert>
 #include <cstddef>
 #include <new>
 #include <utility>
@@ -57,6 +58,7 @@ inline void* Allocate(std::size_t size) {
 // Frees a block of Allocate; `size` is the size that it was asked for.
 inline void Free(void* block, std::size_t size) noexcept {
   if (kept.room == 0 || size > kBlockSize) return FreeBeyondRoom(block, size);
+  assert(kept.opened);
   --kept.room;
   kept.first = new (block) KeptBlock{kept.first};
 }

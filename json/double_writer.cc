@@ -13,6 +13,7 @@
 
 #include <rapidjson/internal/dtoa.h>
 
+#include <cassert>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
@@ -53,6 +54,7 @@ struct Fraction {
     const Wide scaled = static_cast<Wide>(left) * kPowers[count];
     const std::uint64_t rest = static_cast<std::uint64_t>(scaled) & ((std::uint64_t{1} << shift) - 1);
     if (rest < static_cast<Wide>(delta) * kPowers[count]) return false;
+    assert(scaled >> shift < kPowers[count]);
     digits = static_cast<std::uint32_t>(scaled >> shift);
     left = rest;
     delta *= kPowers[count];
@@ -116,6 +118,7 @@ void FindDigits(double number, Decimal& decimal) {
 }  // namespace
 
 char* WriteDouble(double number, char* text) {
+  assert(std::isfinite(number));
   if (number == 0) return rapidjson::internal::dtoa(number, text);
   if (number < 0) *text++ = '-';
   Decimal decimal;

@@ -10,6 +10,7 @@
 
 #include "heap_allocator.h"
 
+#include <cassert>
 #include <cstddef>
 #include <cstring>
 
@@ -28,6 +29,7 @@ class InlineStack {
   // Makes room for `count` records, at least one, from `top` on. Returns the top, which may have moved. After
   // std::bad_alloc the stack is as before.
   [[nodiscard]] T* Reserve(T* top, std::size_t count) {
+    assert(top >= first_ && top <= limit_ && count >= 1);
     return static_cast<std::size_t>(limit_ - top) >= count ? top : Grow(top, count);
   }
 

@@ -8,6 +8,7 @@
 
 #include "value_layout.h"
 
+#include <cassert>
 #include <cstdint>
 #include <cstring>
 
@@ -71,6 +72,7 @@ Pattern PatternOf(const char* key, std::size_t length) {
 }  // namespace
 
 Value* FindMember(Value& object, const char* key) {
+  assert(object.IsObject() && *key != '\0');
   const std::size_t length = std::strlen(key);
   Member* member = object.MemberBegin();
   Member* const end = object.MemberEnd();

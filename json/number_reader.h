@@ -11,6 +11,7 @@
 #include "document.h"
 
 #include <bit>
+#include <cassert>
 #include <cstdint>
 #include <cstring>
 
@@ -74,7 +75,8 @@ inline const char* AddDigits(const char* text, const char* end, std::uint64_t& s
 
 // The significand of all digits as a double; `exponent` is raised by the digits that are dropped. False for
 // numbers that RapidJSON has to read.
-inline bool RoundSignificand(std::uint64_t sum, bool wholeIsZero, double& significand, int& exponent) {
+[[nodiscard]] inline bool RoundSignificand(std::uint64_t sum, bool wholeIsZero, double& significand,
+                                           int& exponent) {
   if (sum <= kTaken) {
     significand = static_cast<double>(sum);
     return true;
@@ -93,7 +95,7 @@ inline bool RoundSignificand(std::uint64_t sum, bool wholeIsZero, double& signif
 }
 
 // Adds the exponent whose letter is at `text`. Null when no number follows, or one of too many digits.
-inline const char* AddExponent(const char* text, int& exponent) {
+[[nodiscard]] inline const char* AddExponent(const char* text, int& exponent) {
   constexpr int kMostExponentDigits = 4;
   const char* next = text + 1;
   const bool down = *next == '-';
@@ -109,8 +111,8 @@ inline const char* AddExponent(const char* text, int& exponent) {
 
 // Reads the number at `text` whose whole part ends at `point` and is `sum`; a fraction or an exponent
 // follows.
-inline const char* ReadReal(const char* text, const char* point, const char* end, std::uint64_t sum,
-                            Value* place) {
+[[nodiscard]] inline const char* ReadReal(const char* text, const char* point, const char* end,
+                                          std::uint64_t sum, Value* place) {
   const bool minus = *text == '-';
   const char* next = point;
   int exponent = 0;
@@ -138,6 +140,7 @@ inline const char* ReadReal(const char* text, const char* point, const char* end
 }  // namespace number
 
 inline const char* ReadNumber(const char* text, const char* end, Value* place) {
+  assert(text < end && !number::IsDigit(end[-1]));
   const bool minus = *text == '-';
   const char* const first = text + minus;
   const char* next = first;

@@ -12,6 +12,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <cassert>
 #include <cstdint>
 
 namespace tovkit {
@@ -30,11 +31,14 @@ class ExitGate {
     return true;
   }
 
-  void Leave() { inside_.fetch_sub(1, std::memory_order_release); }
+  void Leave() {
+    [[maybe_unused]] const int64_t before = inside_.fetch_sub(1, std::memory_order_release);
+    assert((before & ~kClosed) > 0);
+  }
 
   // Waits up to `milliseconds` until nobody is inside, and lets nobody in from then on. False when somebody
   // is still inside, perhaps for good: what the gate guards must then be left alone.
-  bool Close(int milliseconds) {
+  [[nodiscard]] bool Close(int milliseconds) {
     inside_.fetch_or(kClosed, std::memory_order_acq_rel);
     for (int waited = 0; inside_.load(std::memory_order_acquire) != kClosed; ++waited) {
       if (waited == milliseconds) return false;

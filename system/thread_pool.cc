@@ -9,6 +9,7 @@
 #include <tovkit/system.h>
 
 #include <algorithm>
+#include <cassert>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -161,6 +162,7 @@ bool ThreadPool::takeTask(PoolTask** task) {
   const bool open = LoadShared(shutdown) == 0;
   if (open) {
     std::printf("----------------------thread start working\n");
+    assert(queueHead != nullptr);
     --queueSize;
     *task = queueHead;
     queueHead = queueHead->next;

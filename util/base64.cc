@@ -3,6 +3,7 @@
 #include "base64_kernels.h"
 #include "tovkit/util.h"
 
+#include <cassert>
 #include <climits>
 #include <cstdint>
 #include <cstring>
@@ -105,7 +106,9 @@ CoreString Base64Decode(const char* text, int len) {
   const std::size_t size = len == -1 ? std::strlen(text) : static_cast<std::size_t>(len);
   if (size == 0) return data;
   char* out = BufferOf(data, static_cast<std::int64_t>(size - size / 4));
-  data.ReleaseBuffer(static_cast<int>(Kernels().decode(text, size, out)));
+  const std::size_t decoded = Kernels().decode(text, size, out);
+  assert(decoded <= size - size / 4);
+  data.ReleaseBuffer(static_cast<int>(decoded));
   return data;
 }
 
