@@ -31,7 +31,7 @@ class FixedBuffer {
     va_start(arguments, format);
     const int length = std::vsnprintf(bytes_, Capacity, format, arguments);
     va_end(arguments);
-    // A result below 0 stands for a text that an int cannot count: it is above every capacity.
+    // A negative result means a text too long for an int; as a size_t it is above every capacity.
     const auto needed = static_cast<std::size_t>(length);
     if (needed >= Capacity) FailOnOverflow(needed, Capacity);
     return length;

@@ -42,7 +42,7 @@ inline const char* SimdLevelName(SimdLevel level) {
   return "";
 }
 
-// What `wish`, the value of TOVKIT_SIMD or null, comes to on this machine.
+// The level for `wish`, the value of TOVKIT_SIMD or null, on this machine.
 inline SimdLevel SimdLevelFor(const char* wish) {
   for (const SimdLevelRow& row : kSimdLevels) {
     if (wish != nullptr && std::strcmp(wish, row.name) == 0 && SupportsSimdLevel(row.level)) return row.level;

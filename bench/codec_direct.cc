@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "codec_direct.h"
 
+#include "libjpeg_writer.h"
+#include "libpng_writer.h"
+
 #include <cstdio>  // jpeglib.h wants it first
 
 #include <gif_lib.h>
@@ -40,24 +43,12 @@ struct File {
 }  // namespace
 
 std::string EncodePng(const Picture& picture) {
-  std::string out;
-  png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
-  png_infop info = png_create_info_struct(png);
-  png_set_write_fn(
-      png, &out,
-      [](png_structp p, png_bytep data, std::size_t size) {
-        static_cast<std::string*>(png_get_io_ptr(p))->append(reinterpret_cast<char*>(data), size);
-      },
-      nullptr);
-  png_set_IHDR(png, info, static_cast<png_uint_32>(picture.width), static_cast<png_uint_32>(picture.height),
-               8, PNG_COLOR_TYPE_RGB, PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT,
-               PNG_FILTER_TYPE_DEFAULT);
-  png_write_info(png, info);
-  png_set_bgr(png);
-  for (int y = 0; y < picture.height; ++y) png_write_row(png, picture.Row(y));
-  png_write_end(png, info);
-  png_destroy_write_struct(&png, &info);
-  return out;
+  LibpngWriter writer;
+  writer.PutHead(picture.width, picture.height, 8, PNG_COLOR_TYPE_RGB);
+  png_write_info(writer.png, writer.info);
+  png_set_bgr(writer.png);
+  for (int y = 0; y < picture.height; ++y) png_write_row(writer.png, picture.Row(y));
+  return writer.Finish();
 }
 
 std::uint8_t DecodePng(const std::string& bytes, int width, int height) {
@@ -78,30 +69,10 @@ std::uint8_t DecodePng(const std::string& bytes, int width, int height) {
 }
 
 std::string EncodeJpeg(const Picture& picture, int quality) {
-  jpeg_compress_struct jpeg;
-  jpeg_error_mgr errors;
-  jpeg.err = jpeg_std_error(&errors);
-  jpeg_create_compress(&jpeg);
-  unsigned char* data = nullptr;
-  unsigned long size = 0;
-  jpeg_mem_dest(&jpeg, &data, &size);
-  jpeg.image_width = static_cast<JDIMENSION>(picture.width);
-  jpeg.image_height = static_cast<JDIMENSION>(picture.height);
-  jpeg.input_components = 3;
-  jpeg.in_color_space = JCS_EXT_BGR;
-  jpeg_set_defaults(&jpeg);
-  jpeg_set_quality(&jpeg, quality, TRUE);
-  if (quality >= 90) jpeg.comp_info[0].h_samp_factor = jpeg.comp_info[0].v_samp_factor = 1;
-  jpeg_start_compress(&jpeg, TRUE);
-  for (int y = 0; y < picture.height; ++y) {
-    JSAMPROW row = picture.Row(y);
-    jpeg_write_scanlines(&jpeg, &row, 1);
-  }
-  jpeg_finish_compress(&jpeg);
-  jpeg_destroy_compress(&jpeg);
-  std::string out(reinterpret_cast<char*>(data), size);
-  std::free(data);
-  return out;
+  LibjpegWriter writer(picture.width, picture.height, 3, JCS_EXT_BGR);
+  jpeg_set_quality(&writer.jpeg, quality, TRUE);
+  if (quality >= 90) writer.jpeg.comp_info[0].h_samp_factor = writer.jpeg.comp_info[0].v_samp_factor = 1;
+  return writer.Write([&picture](int y) { return picture.Row(y); });
 }
 
 std::uint8_t DecodeJpeg(const std::string& bytes, int width, int height) {

@@ -25,7 +25,7 @@ struct Picture {
   std::uint8_t* pixels;
 };
 
-// Each gives the encoded bytes, or fills a new picture; none checks for errors beyond what it must.
+// Each returns the encoded bytes, or fills a new picture; none checks for errors beyond what it must.
 std::string EncodePng(const Picture& picture);
 std::string EncodeJpeg(const Picture& picture, int quality);
 std::string EncodeTiff(const Picture& picture);
@@ -41,7 +41,7 @@ std::uint8_t DecodeJpeg2000(const std::string& bytes, int width, int height);
 std::string EncodeG4(const std::uint8_t* bits, int width, int height);
 std::uint8_t DecodeG4(const std::string& bytes, int width, int height);
 
-// A GIF of `frames` frames that fill the canvas, each pixel an index into 256 grays. Decoding gives the
+// A GIF of `frames` frames that fill the canvas, each pixel an index into 256 grays. Decoding returns the
 // indices of the first frame.
 std::string EncodeGif(const std::uint8_t* indices, int width, int height, int frames);
 std::uint8_t DecodeGif(const std::string& bytes, int width, int height);

@@ -14,7 +14,7 @@
 
 namespace peers {
 
-// Each call of what is returned gives the size of the encoded bytes; 0 when the library failed.
+// Each call of the returned function returns the size of the encoded bytes; 0 when the library failed.
 using Encode = std::function<std::size_t()>;
 // Each call of what is returned decodes the bytes; false when the library failed.
 using Decode = std::function<bool()>;

@@ -2,6 +2,8 @@
 // PNG over the forms of pictures: smooth colors with noise, a photograph-like surface, and a page of 60 lines
 // at 300 dots an inch with 24, 8, 4 and 1 bits, each beside libpng called directly at zlib's level 6. Both
 // decode the file that libpng wrote. The counter "bytes" is the size of the file.
+#include "libpng_writer.h"
+
 #include <tovkit/imaging.h>
 #include <tovkit/json.h>
 #include <tovmx/codec.h>
@@ -101,37 +103,6 @@ const CoreDib& Picture(const std::string& name) {
   if (name == "page_gray") return gray;
   if (name == "page_palette_8") return palette8;
   return name == "page_palette_4" ? palette4 : bilevel;
-}
-
-// ---- libpng
-
-std::string EncodeByLibpng(const CoreDib& dib) {
-  std::string out;
-  png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
-  png_infop info = png_create_info_struct(png);
-  png_set_write_fn(
-      png, &out,
-      [](png_structp p, png_bytep from, std::size_t size) {
-        static_cast<std::string*>(png_get_io_ptr(p))->append(reinterpret_cast<char*>(from), size);
-      },
-      nullptr);
-  const int bits = dib.GetBitsPerPixel();
-  const int shallow = dib.GetPaletteSize() > 0 ? PNG_COLOR_TYPE_PALETTE : PNG_COLOR_TYPE_GRAY;
-  png_set_IHDR(png, info, static_cast<png_uint_32>(dib.GetWidth()), static_cast<png_uint_32>(dib.GetHeight()),
-               std::min(bits, 8), bits == 24 ? PNG_COLOR_TYPE_RGB : shallow, PNG_INTERLACE_NONE,
-               PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
-  png_color colors[256];
-  for (int i = 0; i < dib.GetPaletteSize(); ++i) {
-    const auto gray = static_cast<png_byte>(dib.GetPaletteEntry(i));
-    colors[i] = {gray, gray, gray};
-  }
-  if (dib.GetPaletteSize() > 0) png_set_PLTE(png, info, colors, dib.GetPaletteSize());
-  png_write_info(png, info);
-  png_set_bgr(png);
-  for (int y = 0; y < dib.GetHeight(); ++y) png_write_row(png, dib.GetRow(y));
-  png_write_end(png, info);
-  png_destroy_write_struct(&png, &info);
-  return out;
 }
 
 struct Source {

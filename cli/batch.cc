@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Opens what a batch needs in the order in which its lack is cheapest to tell, and turns the end into a
-// status.
+// Opens what a batch needs, the cheapest first, so that what is missing is told early. Turns the end of the
+// run into an exit status.
 #include "batch.h"
 
 #include "batch_sink.h"
@@ -35,8 +35,8 @@ constexpr std::size_t kLongestTemplate = 16u << 20;
 
 jobs::StopRequest* stopRequest = nullptr;
 
-// Signals that ask for the end ask the executor for as long as the object lives. Those that the caller had
-// ignored stay ignored.
+// For as long as the object lives, signals that ask for the end are passed to the executor. Signals that the
+// caller had ignored stay ignored.
 class Stopping {
  public:
   explicit Stopping(jobs::StopRequest& stop) {
@@ -116,7 +116,7 @@ void TellEnd(const BatchSink& sink, bool finished, bool interrupted) {
 }  // namespace
 
 void RunBatch(BatchOptions options) {
-  // A file that is opened would take the place of a standard output that is closed.
+  // With standard output closed, the next file opened would become standard output.
   if (options.results.empty() && fcntl(STDOUT_FILENO, F_GETFD) < 0) {
     throw CommandError("cannot write standard output");
   }

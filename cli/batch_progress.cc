@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// The time left follows from the bytes of the job file, since the number of jobs is known only at its end.
+// Nothing is printed between two pauses, however fast jobs end.
 #include "batch_progress.h"
 
 #include <unistd.h>

@@ -21,7 +21,7 @@ class BatchProgress {
   // A job has ended. Show() prints when it is time to.
   void Count(bool failed);
   void Show();
-  // Prints the sum of it.
+  // Prints the final counts.
   void End();
 
  private:

@@ -18,12 +18,12 @@ void WriteToStandardOutput(const std::string& text);
 
 class BatchSink final : public jobs::ResultSink {
  public:
-  // All stay the caller's. Without a file the lines go to standard output. `failing` is called for each job
-  // that fails.
+  // File and progress stay the caller's. Without a file the lines go to standard output. `failing` is called
+  // for each job that fails.
   BatchSink(jobs::ResultsFile* file, BatchProgress& progress, std::function<void()> failing)
       : file_(file), progress_(progress), failing_(std::move(failing)) {}
 
-  // A job that was skipped has its line in the file.
+  // A job that was skipped is not written: the file has its line already.
   void Take(const jobs::JobResult& result) override;
   void Pause() override;
 

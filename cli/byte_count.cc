@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Whole numbers with a power of 1,024 behind them. A product that does not fit is no number.
+// A whole number times a power of 1,024. A product beyond 64 bits is refused rather than wrapped.
 #include "byte_count.h"
 
 #include <charconv>

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// From the arguments to the exit status. Subcommands throw; here alone is decided what is printed and how
-// the process ends.
+// From the arguments to the exit status. Subcommands throw; what is printed and how the process ends is
+// decided only here.
 #include "command_line.h"
 
 #include "error.h"

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// Lines are looked at while they are measured, before anything is drawn: a trouble that is a failure costs no
+// drawing. A report in a file appears whole; one on a terminal becomes a table.
 #include "draw_review.h"
 
 #include "error.h"

@@ -14,7 +14,7 @@
 
 namespace cli {
 
-// As a person asks for it.
+// What the options ask for.
 struct ReviewOptions {
   std::string report;  // a file, "-" for standard output, empty for none
   std::string strict;  // names of troubles with commas between them; empty for none
@@ -23,7 +23,7 @@ struct ReviewOptions {
 };
 
 // The kinds that are named, every one by "all". Nothing when one of them is unknown.
-std::optional<jobs::TextReview::Mask> ParseTroubles(const std::string& names);
+[[nodiscard]] std::optional<jobs::TextReview::Mask> ParseTroubles(const std::string& names);
 
 class DrawReview {
  public:
@@ -34,7 +34,7 @@ class DrawReview {
 
   void Look(const jobs::MeasuredLine& line, const std::optional<CoreSizeF>& page);
 
-  // Ends the report; tells on standard error, in a line for each kind of trouble, that there was some. Throws
+  // Ends the report and prints a line on standard error for each kind of trouble that was met. Throws
   // jobs::Error when a trouble is a failure.
   void Conclude();
 

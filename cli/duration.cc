@@ -31,7 +31,7 @@ std::string_view TakeDigits(std::string_view& text) {
   return digits;
 }
 
-// What "0." and these digits make of the unit, rounded up.
+// The fraction "0.DIGITS" of the unit, rounded up.
 std::int64_t FractionOf(std::string_view digits, std::int64_t unit) {
   std::int64_t numerator = 0, denominator = 1;
   for (const char digit : digits.substr(0, kFractionDigits)) {

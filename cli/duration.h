@@ -6,13 +6,12 @@
 
 namespace cli {
 
-// What a bare number counts in, in milliseconds.
+// Units for bare numbers, in milliseconds.
 constexpr int kMilliseconds = 1;
 constexpr int kSeconds = 1000;
 
-// Reads a length of time, rounded up to whole milliseconds, into `milliseconds`. Empty on success, otherwise
-// what is wrong with the text, which may mean anything but a length from 0 to INT_MAX milliseconds (24 days);
-// `milliseconds` is then as it was.
-std::string ReadDuration(const std::string& text, int bareUnit, int& milliseconds);
+// Reads a length of time from 0 to INT_MAX milliseconds (24 days), rounded up to whole milliseconds. Returns
+// an empty text on success, otherwise what is wrong; `milliseconds` is then as it was.
+[[nodiscard]] std::string ReadDuration(const std::string& text, int bareUnit, int& milliseconds);
 
 }  // namespace cli

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// How a subcommand ends when it is not simply done. main tells what was thrown; a jobs::Error is a failure,
+// How a subcommand ends when it does not succeed. main prints what was thrown; a jobs::Error is a failure
 // too.
 #pragma once
 
@@ -22,7 +22,7 @@ struct UsageError : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-// The subcommand is done and the exit status carries its answer.
+// The subcommand is done, and its answer is the exit status.
 struct ExitStatus {
   int code;
 };

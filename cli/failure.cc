@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// The caret is placed by columns, not characters, because wide characters take two. The text is foreign:
+// control characters never reach the terminal.
 #include "failure.h"
 
 #include "jobs/error.h"

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Folders are watched with inotify, every one on the way to a file: a watch of the file itself is lost with
-// the file.
+// inotify watches every folder on the way to a file, not the file: a watch of the file would be lost when an
+// editor puts a new file in its place.
 #include "file_watch.h"
 
 #include "error.h"
@@ -32,7 +32,7 @@ constexpr int kMostLinks = 40;  // of one path, as the kernel has it
 constexpr std::uint32_t kChanged = IN_CLOSE_WRITE | IN_MODIFY | IN_ATTRIB;
 constexpr std::uint32_t kMoved =
     IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO | IN_DELETE_SELF | IN_MOVE_SELF;
-// What is told of a folder, not of a name in it.
+// Events of a folder itself rather than of a name in it.
 constexpr std::uint32_t kOfTheFolder =
     IN_DELETE_SELF | IN_MOVE_SELF | IN_IGNORED | IN_UNMOUNT | IN_Q_OVERFLOW;
 
@@ -60,8 +60,7 @@ FileWatch::FileWatch(std::vector<std::string> files)
 
 FileWatch::~FileWatch() { close(fd_); }
 
-// Whoever watches a file itself loses it when an editor puts a new one in its place: its folder is watched. A
-// link is followed, for either end may change.
+// A link and what it leads to are both watched, since either may change.
 void FileWatch::WatchAll() {
   names_.clear();
   for (const std::string& file : files_) {
@@ -76,7 +75,8 @@ void FileWatch::WatchAll() {
   }
 }
 
-// The file in its folder, and every folder on the way in the one above it, whether it is there or not.
+// Watches for the name in its folder, and for every folder on the way in the one above. None of them need
+// exist.
 void FileWatch::WatchName(const std::string& path) {
   std::uint32_t interest = kChanged | kMoved;
   for (fs::path name = path;; interest = kMoved) {
@@ -90,7 +90,7 @@ void FileWatch::WatchName(const std::string& path) {
   }
 }
 
-// Whether what was told meanwhile is of interest.
+// Whether any of the events that have come is about a watched name.
 bool FileWatch::TakeEvents() {
   bool changed = false;
   alignas(inotify_event) char events[16384];

@@ -22,7 +22,7 @@ class FileWatch {
   FileWatch& operator=(const FileWatch&) = delete;
 
   // Waits until one of the files has changed, come or gone since the last call, and then until nothing more
-  // happens for a moment; for half a second at most, so that whoever never rests does not hold us up.
+  // happens for a moment. That second wait takes half a second at most, even when changes never stop.
   void WaitForChange();
 
  private:

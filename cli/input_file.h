@@ -20,14 +20,14 @@ using InputFile = std::unique_ptr<std::FILE, CloseInput>;
 // What messages call an input: its path, or "standard input" for "-".
 std::string InputName(const std::string& file);
 
-// The one file that a subcommand reads: the one that was named, else "-", standard input. Throws UsageError
-// when none was named and standard input is a terminal, where nobody knows that something is waited for.
+// The file that was named, else "-" for standard input. Throws UsageError when none was named and standard
+// input is a terminal: a person would see a command that hangs.
 std::string ChosenInput(const std::string& file);
 
 // Opens an input for reading. Throws CommandError naming it when it cannot be opened.
-InputFile OpenInput(const std::string& file);
+[[nodiscard]] InputFile OpenInput(const std::string& file);
 
-// An input as jobs take it. Not to be mixed with OpenInput, which reads ahead of standard input.
-jobs::Input JobInput(const std::string& file);
+// An input as jobs take it. Do not use it together with OpenInput, which reads ahead of standard input.
+[[nodiscard]] jobs::Input JobInput(const std::string& file);
 
 }  // namespace cli

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Signals become values that are waited for: they are blocked and taken with sigtimedwait, so that no
-// handler runs in the middle of anything.
+// Signals are blocked and taken as values with sigtimedwait, so that no handler runs in the middle of
+// anything.
 #include "interruptions.h"
 
 #include <sys/resource.h>
@@ -37,7 +37,7 @@ void Note(int signal, siginfo_t* info, void*) {
 
 Interruptions::Interruptions() {
   supervisor = getpid();
-  // Where the caller ignored it, the kernel would throw the exit codes of children away.
+  // If the caller ignored it, the kernel would discard the exit codes of children.
   std::signal(SIGCHLD, SIG_DFL);
   sigemptyset(&taken_);
   sigaddset(&taken_, SIGCHLD);
@@ -77,7 +77,7 @@ Interruption Interruptions::Take(std::optional<Clock::time_point> until) {
 }
 
 void Interruptions::EndBy(int signal) {
-  // The program's core is of interest, ours is not.
+  // A core of the program is of interest; one of this process would only hide it.
   const rlimit none = {};
   setrlimit(RLIMIT_CORE, &none);
   std::signal(signal, SIG_DFL);

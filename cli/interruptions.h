@@ -20,7 +20,7 @@ namespace cli {
 using Clock = std::chrono::steady_clock;
 
 struct Interruption {
-  int signal = 0;             // 0 when there is none, only news of a child or the end of the time
+  int signal = 0;             // 0 for news of a child or the end of the time
   bool fromTerminal = false;  // sent to everybody in the foreground, not to this process alone
 };
 
@@ -33,7 +33,7 @@ class Interruptions {
 
   void Hold();
 
-  // The next interruption. Waits until there is one, until a child ends or stops, or until the time is up.
+  // The next interruption: waits for a signal, for a child to end or stop, or for the time.
   Interruption Take(std::optional<Clock::time_point> until);
 
   // Ends this process by the signal.

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Both notations become the same steps; only the rule for indices differs.
+// Both notations are turned into the same steps; only the rule for indices differs.
 #include "json_path.h"
 
 #include "error.h"
@@ -42,7 +42,7 @@ void AddDottedSteps(const std::string& text, JsonPath& path) {
   }
 }
 
-// The member whose name is empty, which JsonValue finds by no name.
+// The member with an empty name. JsonValue's own search takes no empty name.
 tovkit::SharedPtr<tovkit::JsonValue> MemberWithoutName(tovkit::JsonValue& object) {
   CoreString name;
   tovkit::SharedPtr<tovkit::JsonValue> member;

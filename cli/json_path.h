@@ -15,11 +15,11 @@ struct JsonPath {
   bool pointer = false;  // indices are written as RFC 6901 has them, without zeros before them
 };
 
-// A text that begins with '/' is a JSON pointer (RFC 6901): "/Lines/0/a~1b". Every other has dots between its
-// steps, "Lines.0.Font"; a backslash takes what follows it as it is, so that "a\.b" is one step and "\/a" the
-// name "/a". The empty text is the document. Throws UsageError for a '~' of a pointer that is neither ~0 nor
-// ~1.
-JsonPath ParseJsonPath(const std::string& text);
+// A text that begins with '/' is a JSON pointer (RFC 6901): "/Lines/0/a~1b". Any other text has dots between
+// its steps, "Lines.0.Font". A backslash makes the next character a plain one: "a\.b" is one step, and "\/a"
+// is the name "/a". The empty text is the document. Throws UsageError for a '~' of a pointer that is neither
+// ~0 nor ~1.
+[[nodiscard]] JsonPath ParseJsonPath(const std::string& text);
 
 // What one step of the path leads to; null when there is nothing.
 tovkit::SharedPtr<tovkit::JsonValue> Follow(tovkit::JsonValue& value, const JsonPath& path,

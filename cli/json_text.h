@@ -6,8 +6,9 @@
 
 namespace cli {
 
-// Prints the text over several lines, each level `spaces` further in; beyond 100 levels no further, since a
-// deep document would become as much larger as it is deep. Precondition: a compact JSON text.
+// Prints the text over several lines and indents each level by `spaces` more, up to 100 levels: without that
+// bound the output of a deep document would grow with the square of its depth. Precondition: a compact JSON
+// text.
 void PrintIndented(std::string_view json, int spaces);
 
 // Prints what a string holds, without quotes and escapes. Precondition: the compact JSON text of a string.

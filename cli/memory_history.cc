@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: MIT
-// When the room is full, pairs of points become one, and each later point stands for twice as many samples.
+// When the history is full, each pair of points becomes one, and later points stand for twice as many
+// samples.
 #include "memory_history.h"
 
 #include <algorithm>
+#include <cassert>
 
 namespace cli {
 
@@ -11,6 +13,7 @@ constexpr std::size_t kMostPoints = 2048;
 }
 
 void MemoryHistory::Add(double seconds, double kilobytes) {
+  assert(points_.empty() || seconds >= points_.back().seconds);
   if (samplesInLast_ != 0 && samplesInLast_ < samplesToAPoint_) {
     jobs::ChartPoint& last = points_.back();
     last = {seconds, std::max(last.value, kilobytes)};
@@ -24,7 +27,7 @@ void MemoryHistory::Add(double seconds, double kilobytes) {
 
 std::vector<jobs::ChartPoint> MemoryHistory::Points() const { return points_; }
 
-// Peaks are what a person looks for: of two neighbors the greater value stays.
+// Of two neighbors the greater value stays, since people look for peaks.
 void MemoryHistory::Halve() {
   for (std::size_t i = 0; i < points_.size() / 2; ++i) {
     points_[i] = {points_[2 * i + 1].seconds, std::max(points_[2 * i].value, points_[2 * i + 1].value)};

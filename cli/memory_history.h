@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// MemoryHistory: what the memory of a process was over time, in bounded room however long it is watched.
+// MemoryHistory: the memory of a process over time, in bounded room however long it is watched.
 #pragma once
 
 #include "jobs/chart.h"

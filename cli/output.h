@@ -20,8 +20,8 @@ struct OutputOptions {
 };
 
 // The format that is asked for by name, else the one that the file's extension names. Throws UsageError when
-// that is none which can be written, saying which there are, when it has no efforts to choose from and one is
-// asked for, and when the output is a terminal. Made to be called before any work is done.
+// no such format can be written, naming those that can; when an effort is asked for and the format has none;
+// and when the output is a terminal. Call it before any work is done.
 jobs::OutputFormat ChooseFormat(const OutputOptions& output, jobs::OutputKind kind);
 
 // An output while a job makes it.
@@ -34,7 +34,7 @@ class JobOutput {
   // What the job is given. This object must live until the job is done.
   jobs::Output Target();
 
-  // Hands on what the job made when it is for standard output. main looks after failures there.
+  // Passes on what the job made when that is for standard output. main reports failures there.
   void Finish();
 
  private:

@@ -8,7 +8,7 @@
 namespace cli {
 
 // Whether an output names a folder: it is one, or ends with a slash.
-bool IsFolder(const std::string& output);
+[[nodiscard]] bool IsFolder(const std::string& output);
 
 // The file in `folder` for each input: the input's name with `extension` in place of its own, or with its own
 // when that is empty. Throws UsageError for standard input, which has no name, and when two inputs would be

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// Reads a selection by the library's rules a second time, because the library stops in silence and only
+// returns the pages before that place. A test compares both over generated selections.
 #include "page_selection.h"
 
 #include "text_output.h"
@@ -12,7 +14,7 @@ namespace cli {
 
 namespace {
 
-// A number at the start of a text, and the place behind it.
+// A number at the start of a text, its length, and what follows it.
 struct Reading {
   explicit Reading(const std::string& text) {
     char* end = nullptr;
@@ -26,17 +28,18 @@ struct Reading {
 
   long number = 0;
   std::size_t length = 0;
-  std::string rest;  // what is not read, but for blanks
+  std::string rest;  // what follows, from its first character that is no blank
 };
 
 std::string Quoted(const std::string& text) { return "\"" + Shortened(text) + "\""; }
 
-// Follows the segments with the highest number so far.
+// Checks one segment after the other against the highest number so far.
 class SelectionReader {
  public:
   SelectionReader(int count, int origin) : count_(count), origin_(origin), last_(origin - 1) {}
 
-  // Why the parse stops in this segment; empty when it goes on. `read` is how much of the segment counts.
+  // Why the library stops in this segment; empty when it goes on. `read` is the length of the part that
+  // counts.
   std::string Read(const std::string& segment, std::size_t& read) {
     read = segment.size();
     if (segment.empty()) return "it is empty";
@@ -66,7 +69,7 @@ class SelectionReader {
     return first.number <= last_ ? DoesNotRise(first.number) : Accept(last);
   }
 
-  // Takes a page, or a range by its last one, for the highest so far.
+  // Makes a page, or the last one of a range, the highest so far.
   std::string Accept(const Reading& page) {
     last_ = page.number;
     if (last_ - origin_ >= count_) {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Where the library stops reading a page selection, and why: it says neither itself.
+// Where the library stops reading a page selection, and why. The library itself reports neither.
 #pragma once
 
 #include <optional>
@@ -14,8 +14,8 @@ struct SelectionStop {
 };
 
 // Reads a selection of a document of `count` pages by the rules of ParsePageIndices (`origin` 0) and
-// ParsePageNumbers (`origin` 1). Nothing when every segment is understood. Text that the library passes over,
-// such as all behind the 1 of "1 to 3", is a reason to stop as well.
+// ParsePageNumbers (`origin` 1). Nothing when every segment is understood. Text that the library ignores,
+// such as everything behind the 1 of "1 to 3", counts as a reason too.
 [[nodiscard]] std::optional<SelectionStop> FindSelectionStop(const std::string& selection, int count,
                                                              int origin);
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// Who descends from this process, read from /proc. Orphans come to this process (it is a subreaper), so
-// nobody gets away by losing its parent. Ids are used again by the kernel: a process is known by its id and
-// its start time.
+// The descendants of this process, read from /proc. Orphans come to this process (it is a subreaper), so none
+// gets away by losing its parent. The kernel uses ids again, so a process is known by its id and its start
+// time.
 #include "process_tree.h"
 
 #include <dirent.h>
@@ -69,7 +69,7 @@ ProcessTree::ProcessTree() {
   prctl(PR_SET_CHILD_SUBREAPER, 1);
 }
 
-// An id that was a foreign child's may be another's by now.
+// The id of a foreign child may belong to another process by now.
 bool ProcessTree::IsForeign(pid_t child) const {
   const auto found = foreign_.find(child);
   if (found == foreign_.end()) return false;
@@ -77,8 +77,8 @@ bool ProcessTree::IsForeign(pid_t child) const {
   return ReadProcessStat(child, stat) && stat.started == found->second;
 }
 
-// One small file in place of all of /proc, so that whoever forks without end is met between two forks. The
-// kernel may leave children out while others end.
+// Reads one small file instead of all of /proc. That is fast enough to catch a process that forks without end
+// between two forks. The kernel may leave children out while others end.
 std::vector<pid_t> ProcessTree::Children() const {
   std::vector<pid_t> children;
   std::ifstream in("/proc/thread-self/children");
@@ -116,12 +116,12 @@ bool ProcessTree::HasForeignChildren() const {
 }
 
 bool ProcessTree::IsEmpty() const {
-  // Whoever is below is a child or has a parent below, and passes its children on when it ends: only the
-  // kernel can tell at one moment that there are none.
+  // A descendant is a child or has a parent among the descendants, and passes its children on when it ends.
+  // Only the kernel can say, for one moment, that there are none.
   siginfo_t info = {};
   if (waitid(P_ALL, 0, &info, WEXITED | WNOHANG | WNOWAIT) != 0) return errno == ECHILD;
   if (info.si_pid != 0 || !HasForeignChildren()) return false;
-  // Beside others' children it cannot, and a few looks have to do.
+  // With foreign children around it cannot say so; then we look a few times.
   for (int look = 0; look < kLooks; ++look) {
     if (!Children().empty() || !Members().empty()) return false;
   }

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// ProcessTree: what this process has started, and what that has started.
+// ProcessTree: the processes that this one has started, and their descendants.
 //
-// From construction on orphans of the tree come back to this process, so that nobody leaves the tree by
+// From construction on, orphans of the tree become children of this process. So none leaves the tree by
 // leaving its process group, its session or its parent. Children that were there before belong to somebody
 // else (a shell that executed us left them behind) and are never touched.
 //
@@ -34,16 +34,17 @@ class ProcessTree {
  public:
   ProcessTree();
 
-  // Everybody below this process. Ended ones count until they are reaped; who forks meanwhile may be missed.
+  // All descendants. Ended ones count until they are reaped; one that is forked meanwhile may be missed.
   std::vector<ProcessStat> Members() const;
 
-  // Nobody is left, not even one who has ended and has not been reaped, nor one who forks just now.
+  // Whether no descendant is left, not even one that has ended and was not reaped, nor one that is forking.
   bool IsEmpty() const;
 
-  // Sends a signal to everybody, or to those who are in this process's own group; whoever is stopped goes on.
+  // Sends a signal to all descendants, or only to those in this process's own group. Stopped ones are
+  // continued.
   void Signal(int signal, bool onlyOwnGroup) const;
 
-  // Kills whoever is there now: children first, then everybody. False when that is refused for all of them.
+  // Kills the present descendants: children first, then all. False when the system refuses it for every one.
   [[nodiscard]] bool Kill() const;
 
  private:

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// Looks for the program as execvp would, but before the fork: the library's child reports a failed exec as
+// success, so afterwards nobody could say what was wrong.
 #include "program.h"
 
 #include "error.h"
@@ -30,7 +32,7 @@ int WhyNotExecutable(const std::string& file) {
 std::string SearchPath(const std::string& name) {
   const char* path = std::getenv("PATH");
   bool denied = false;
-  // The colon behind them all makes an empty entry at the end count too.
+  // The colon at the end makes an empty last entry count too.
   std::istringstream entries((path == nullptr ? std::string("/usr/local/bin:/usr/bin:/bin") : path) + ":");
   for (std::string entry; std::getline(entries, entry, ':');) {
     // Absolute, since the child may start in another directory.
@@ -46,8 +48,8 @@ std::string SearchPath(const std::string& name) {
   throw CommandError(name + ": not found in PATH", kNotFound);
 }
 
-// A child whose exec fails reports success, so what would fail is told beforehand. An unreadable file is left
-// to the kernel.
+// A child whose exec fails reports success, so the format is checked beforehand. Of an unreadable file the
+// kernel decides.
 void CheckFormat(const std::string& file, const std::string& name) {
   const auto refuse = [&name](const std::string& why) {
     throw CommandError(name + ": " + why, kCannotExecute);

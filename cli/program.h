@@ -14,6 +14,6 @@ constexpr int kNotFound = 127;
 // `directory` when it is relative and `directory` is not empty. Throws CommandError with the status kNotFound
 // when there is no such file, and kCannotExecute when it may not be executed, or is neither a binary nor a
 // script whose interpreter exists.
-std::string FindProgram(const std::string& name, const std::string& directory);
+[[nodiscard]] std::string FindProgram(const std::string& name, const std::string& directory);
 
 }  // namespace cli

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// Rows of a name and a text rather than columns: texts and paths may be of any length. A list that was cut
+// says how long it was.
 #include "report_table.h"
 
 #include "text_output.h"

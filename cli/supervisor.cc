@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Waits for four things at once: the program's end, its time-out, signals to this process, and the end of
-// the time that was given after TERM.
+// Waits for four things at once: the program's end, its time-out, signals to this process, and the end of the
+// time between TERM and KILL.
 //
 //     running --time-out--> TERM to the tree --kill time--> KILL until nobody is left
 //     running --signal----> passed on        --kill time--> KILL
@@ -89,7 +89,7 @@ class Supervision {
   }
 
   void PassOn(int signal) {
-    // The program itself wherever it has gone.
+    // The program itself, whatever group it has moved to.
     if (getpgid(static_cast<pid_t>(process_.pid())) != getpgrp()) {
       kill(static_cast<pid_t>(process_.pid()), signal);
     }
@@ -116,7 +116,7 @@ class Supervision {
     }
   }
 
-  // Orphans come to this process, so whoever was forked meanwhile is met in the next round.
+  // Orphans come to this process, so processes forked meanwhile are met in the next round.
   void Kill() {
     const auto giveUp = Clock::now() + kKillLimit;
     while (!IsEmpty()) {

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// Names come from outside, and a terminal obeys control characters: they are replaced, never escaped, so that
+// the width stays.
 #include "text_output.h"
 
 #include <tovkit/util.h>
@@ -7,7 +9,8 @@
 
 namespace cli {
 
-// Those of one byte in 8-bit codesets too: terminals take them for the first half of an escape sequence.
+// U+0080 to U+009F count too: terminals take them, one byte each in 8-bit codesets, for the start of an
+// escape sequence.
 bool IsControl(wchar_t c) { return c < 0x20 || (c >= 0x7f && c < 0xa0); }
 
 std::string Printable(const std::string& local) {
@@ -17,7 +20,7 @@ std::string Printable(const std::string& local) {
 }
 
 std::string Shortened(const std::string& text) {
-  constexpr std::size_t kMostDigits = 100;  // 64 bits have 20, and a file may be called by a few more
+  constexpr std::size_t kMostDigits = 100;  // 64 bits have 20; names of files may have a few more
   constexpr std::size_t kKept = 10;         // at either end
   std::string shortened;
   for (std::size_t at = 0; at < text.size();) {

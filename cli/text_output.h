@@ -13,7 +13,7 @@ bool IsControl(wchar_t c);
 // terminal.
 std::string Printable(const std::string& local);
 
-// The text with what is in the middle of a very long row of digits as "...".
+// The text, with "..." for the middle of every very long row of digits.
 std::string Shortened(const std::string& text);
 
 }  // namespace cli

@@ -1,38 +1,19 @@
 // SPDX-License-Identifier: MIT
+// The parser names the first thing it misses; a person wants to hear about the word that was mistyped.
+// Unknown words are looked at first, and the nearest known word is offered.
 #include "usage.h"
 
+#include "edit_distance.h"
 #include "text_output.h"
 
 #include <CLI/CLI.hpp>
 
-#include <algorithm>
 #include <cstddef>
-#include <numeric>
 #include <vector>
 
 namespace cli {
 
 namespace {
-
-// How many letters must be put in, left out, changed or swapped with their neighbor (optimal string
-// alignment) to make one word of the other.
-std::size_t EditsBetween(const std::string& a, const std::string& b) {
-  std::vector<std::size_t> before, last(b.size() + 1), now(b.size() + 1);
-  std::iota(last.begin(), last.end(), 0);
-  for (std::size_t i = 1; i <= a.size(); ++i) {
-    now[0] = i;
-    for (std::size_t j = 1; j <= b.size(); ++j) {
-      const std::size_t changed = last[j - 1] + (a[i - 1] == b[j - 1] ? 0 : 1);
-      now[j] = std::min({changed, last[j] + 1, now[j - 1] + 1});
-      if (i > 1 && j > 1 && a[i - 1] == b[j - 2] && a[i - 2] == b[j - 1]) {
-        now[j] = std::min(now[j], before[j - 2] + 1);
-      }
-    }
-    before = last;
-    last = now;
-  }
-  return last[b.size()];
-}
 
 std::vector<std::string> SubcommandNames(const CLI::App& command) {
   std::vector<std::string> names;
@@ -42,14 +23,14 @@ std::vector<std::string> SubcommandNames(const CLI::App& command) {
   return names;
 }
 
-// The name that `word` begins or nearly is; empty when there is none.
+// The name that begins with `word` or differs little from it; empty when there is none.
 std::string Nearest(const std::vector<std::string>& names, const std::string& word) {
   constexpr std::size_t kLongest = 32;  // no name is as long
   if (word.empty() || word.size() > kLongest) return "";
   std::string nearest;
   std::size_t fewest = 2 + word.size() / 3;  // more edits than these are another word
   for (const std::string& name : names) {
-    const std::size_t edits = name.compare(0, word.size(), word) == 0 ? 1 : EditsBetween(word, name);
+    const std::size_t edits = name.compare(0, word.size(), word) == 0 ? 1 : base::EditDistance(word, name);
     if (edits >= fewest) continue;
     fewest = edits;
     nearest = name;
@@ -104,8 +85,8 @@ std::string UnknownOption(const CLI::App& command, const std::string& word) {
 }
 
 std::string WhatIsWrong(const CLI::App& root, const CLI::Error& error) {
-  // Whatever the parser complains of, words that it does not know are the cause: that an option is missing
-  // which was mistyped, or that a subcommand is.
+  // Whatever the parser complains of, an unknown word is the cause: when an option or subcommand is missing,
+  // it was mistyped.
   const CLI::App& command = Deepest(root);
   for (const std::string& word : command.remaining()) {
     if (word == "--") break;

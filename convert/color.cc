@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// A color is 32 bits, and one table says which bits each component fills. Packing and unpacking follow the
+// table, so the three color spaces are one rule.
 #include "json_array.h"
 #include "tovkit/convert.h"
 
@@ -9,8 +11,8 @@ namespace tovkit {
 
 namespace {
 
-// Which bytes of its 32 bits a color fills, each by the bit it begins at, and from how many components. The
-// last component fills the bytes that remain: gray stands in three.
+// The bytes that a color fills, each as the number of its lowest bit, and how many components it has. The
+// last component fills the remaining bytes, so gray is stored three times.
 struct ColorLayout {
   int components;
   int bytes;

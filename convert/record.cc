@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// A record is a JSON array of its fields. The fields of each type are listed once, in their order, and both
+// directions walk that list.
 #include "json_array.h"
 #include "tovkit/convert.h"
 

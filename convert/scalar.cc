@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// One rule for each result type; ConvertStored decides which kinds of values it is asked for. Numbers out
-// of range take what the processor's own conversion would return, computed without its undefined behavior.
+// One rule for each result type; ConvertStored decides which kinds of values it is asked for. Numbers out of
+// range become what the processor's own conversion returns, computed without undefined behavior.
 #include "stored_value.h"
 #include "tovkit/convert.h"
 
@@ -25,7 +25,7 @@ Integer Cut(double number) {
   return fits ? static_cast<Integer>(number) : std::numeric_limits<Integer>::min();
 }
 
-// To the two 32-bit integers. They differ in one thing: through how many bits a double is cut.
+// Converts to the two 32-bit integers, which differ only in the width through which a double is cut.
 template <typename Result, typename Wide>
 struct IntegerRule {
   Result operator()(std::int32_t number) const { return static_cast<Result>(number); }

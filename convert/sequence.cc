@@ -25,7 +25,7 @@ void Insert(JsonValue& array, int index, const CoreWideString& value) {
   Insert(array, index, CoreTextCodec::Utf8Encode(value.GetData(), value.GetLength()));
 }
 
-// The smaller unsigned types travel as unsigned int.
+// JSON has no smaller unsigned types, so these are stored as unsigned int.
 void Insert(JsonValue& array, int index, unsigned char value) {
   Insert(array, index, static_cast<unsigned>(value));
 }
@@ -67,8 +67,8 @@ SharedPtr<JsonValue> FromStringList(const CoreStringList<S>& source) {
 
 // Compatibility: both readers go one element beyond the last, which reads as the default.
 
-// As Add() for each element: an element that finds no memory is skipped, and the array grows by its own
-// steps. But the room between two steps is filled at once, without taking the mutex for every element.
+// Does what Add() for each element would: an element without memory is skipped, and the array grows by its
+// own steps. But the mutex is taken once for each step, not for each element.
 template <typename T>
 bool ToCoreArray(const SharedPtr<const JsonValue>& value, CoreArray<T>& destination) {
   if (!IsArray(value)) return false;

@@ -29,7 +29,7 @@ struct TextRule {
       text.Format("%f", number);
       return text.text();
     }
-    // printf would work in memory of the precision's size before it finds that the text does not fit.
+    // printf would allocate as much as the precision asks for before it finds that the text does not fit.
     const auto decimals = static_cast<std::size_t>(precision);
     if (decimals >= text.capacity() && std::isfinite(number))
       base::FailOnOverflow(decimals + 2, text.capacity());

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// One decoder over any bytes: whatever it gives has pixels of the depth that it told, whatever it refuses
+// One decoder over any bytes: whatever it returns has pixels of the depth that it told, whatever it refuses
 // leaks nothing. Each target is this file with a format of its own.
 #include <tovmx/codec.h>
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Json::Diagnose beside Json::Parse, which has to accept the same texts, and beside RapidJSON used plainly,
-// which has to stop at the same byte for the same reason.
+// Json::Diagnose beside Json::Parse, which has to accept the same texts, and beside RapidJSON called
+// directly, which has to stop at the same byte for the same reason.
 #include "plain_rapidjson.h"
 
 #include <tovkit/json.h>

@@ -25,7 +25,7 @@ void CheckPages(const CoreArray<int>& pages, int count) {
   }
 }
 
-// What a list gives up to one of its commas is how the whole of it begins.
+// The pages of a list up to one of its commas are the first pages of the whole list.
 void CheckPrefix(Parse parse, const std::string& text, int count, const CoreArray<int>& whole) {
   const std::size_t comma = text.find_last_of(',');
   if (comma == std::string::npos || comma == 0) return;

@@ -46,7 +46,7 @@ std::unique_ptr<CoreDib> Decode(CoreInputStream& in) {
   return decoder->Open(&in, kCoreOpenReadAhead) == 0 ? nullptr : decoder->GetBitmap(0, 0, 0);
 }
 
-// Gives no view.
+// A stream without a view.
 class Pipe final : public CoreInputStream {
  public:
   Pipe(const std::uint8_t* data, std::size_t size) : in_(data, size) {}

@@ -11,6 +11,7 @@
 #include "curve_kernel.h"
 
 #include <algorithm>
+#include <cassert>
 #include <cmath>
 
 namespace tovkit {
@@ -64,6 +65,7 @@ float DistanceAt(const HitQuery& query, const Control& c, float t) {
     const float w0 = u * u, w1 = 2.0f * t * u, w2 = t * t;
     return Distance(query, w0 * c.x[0] + w1 * c.x[1] + w2 * c.x[2], w0 * c.y[0] + w1 * c.y[1] + w2 * c.y[2]);
   }
+  assert(c.degree == 3);
   const double dt = t;
   const double du = u;
   const double w0 = std::pow(du, 3), w1 = 3.0 * dt * du * du, w2 = 3.0 * dt * dt * du, w3 = std::pow(dt, 3);
@@ -105,6 +107,7 @@ float NearestParameter(const HitQuery& query, const Samples& samples, float near
     if (dx * dx + dy * dy <= limit && Distance(query, samples.x.value[k], samples.y.value[k]) == nearest)
       break;
   }
+  assert(k < kSamples);
   return static_cast<float>(k) / 50.0f;
 }
 
@@ -117,7 +120,7 @@ float RefinementReach(const HitQuery& query, const BoundingBox& box) {
          2.0f * std::max(rounding[0], rounding[1]) + query.curveReach;
 }
 
-// The root does not reverse an order, so the smallest square gives the smallest distance.
+// The square root keeps the order, so the smallest square belongs to the smallest distance.
 bool HitsSamples(const CurveKernel& kernel, const HitQuery& query, const Control& control,
                  const BoundingBox& box, const Samples& samples) {
   const float first = Distance(query, samples.x.value[0], samples.y.value[0]);

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Names are those of libunistring, which leaves private and unassigned code points without one.
 #include "character_name.h"
 
 #include <uniname.h>

@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: MIT
+// Whole bytes are filled, row by row. What is brightest depends on the palette where there is one.
 #include <tovkit/imaging.h>
 
 #include <algorithm>
+#include <cassert>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -24,8 +26,8 @@ int FillByte(const CoreDib& bitmap) {
   return fill;
 }
 
-// Cuts a normalized rectangle to the rows and to the padded row. The products take 64 bits: a bitmap is never
-// as wide as an int can be.
+// Clamps a normalized rectangle to the rows and to the padded width. The products are 64 bits wide, since the
+// rectangle may be wider than any bitmap.
 void Clamp(CoreRect& rect, const CoreDib& bitmap, int bytesPerPixel) {
   for (int* edge : {&rect.left, &rect.top, &rect.right, &rect.bottom}) *edge = std::max(*edge, 0);
   const std::int64_t stride = bitmap.GetStride();
@@ -42,6 +44,7 @@ void Clamp(CoreRect& rect, const CoreDib& bitmap, int bytesPerPixel) {
 void FillRows(CoreDib& bitmap, int top, int bottom, std::size_t first, std::size_t last, int fill) {
   if (top >= bottom || first >= last) return;
   const auto stride = static_cast<std::size_t>(bitmap.GetStride());
+  assert(top >= 0 && bottom <= bitmap.GetHeight() && last <= stride);
   const auto rows = static_cast<std::size_t>(bottom - top);
   if (last - first == stride) {
     std::memset(bitmap.GetRow(top), fill, rows * stride);

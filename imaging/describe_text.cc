@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// The report of a line: what was asked for, what is drawn, and what differs. It reads the request that
+// DrawTextOnDevice draws, so the two cannot disagree.
 #include "character_name.h"
 #include "description_check.h"
 #include "report_text.h"
@@ -77,7 +79,7 @@ void DescribeRun(const CoreTextRun& run, const TextRequest& request, const CoreM
   }
 }
 
-// The characters, each once, in the order in which they are first met.
+// Each character once, in the order of their first positions.
 void DescribeMissing(const std::vector<CoreMissingCharacter>& missing, std::uint32_t limit,
                      JsonValue& report) {
   std::map<char32_t, std::vector<int>> positions;

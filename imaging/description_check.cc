@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: MIT
+// Every member of a description is compared with one table, which knows its kind and what is drawn in its
+// place. A device reads leniently and in silence, so this is a second reading of the same members. It changes
+// nothing that is drawn.
 #include "description_check.h"
 
 #include "nearest_word.h"
@@ -23,7 +26,7 @@ enum class ValueKind { kText, kNumber, kInteger, kFlag, kObject, kAny };
 struct KeyRule {
   const char* name;
   ValueKind kind;
-  const char* otherwise;  // what is drawn with in the place of a value that is not used
+  const char* otherwise;  // what is drawn when the value is not usable
 };
 
 using KeyRules = std::vector<KeyRule>;
@@ -46,7 +49,7 @@ const KeyRules& FontKeys() {
   return keys;
 }
 
-// From here on the em is larger than what a device draws.
+// From this size on, the em is larger than devices draw.
 constexpr int kLargestFontSize = 75000;
 
 constexpr int kMaxQuoted = 60;
@@ -176,7 +179,7 @@ class Checker {
     }
   }
 
-  // The pieces of a warning are made only when it is kept.
+  // The texts of a warning are made only when it is kept.
   void WarnOfUnknown(const char* key, const std::string& where, const KeyRules& rules,
                      const KeyRules& elsewhere) {
     if (check_.warnings.size() >= limit_) {
@@ -256,7 +259,7 @@ class Checker {
     return text;
   }
 
-  // Only hexadecimal digits behind "#"; else only numbers from 0 to 255, and spaces between them.
+  // Only hexadecimal digits behind "#", or else only numbers from 0 to 255 with spaces between them.
   static bool IsExactColor(const char* text) {
     if (*text == '#') return text[1 + std::strspn(text + 1, "0123456789abcdefABCDEF")] == '\0';
     text += std::strspn(text, " \t\n\v\f\r");

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// CheckDescription: what of a description of a line of text is not used as it was most likely meant.
+// CheckDescription: finds members of a description that are not used as they were most likely meant.
 #pragma once
 
 #include <tovkit/json.h>
@@ -15,7 +15,7 @@ struct DescriptionWarning {
   const char* kind;     // "unknown-key", "duplicate-key", "wrong-type", "out-of-range", "color", "text"
   std::string pointer;  // RFC 6901, from the description
   std::string message;
-  std::string nearest;  // of an unknown key the known one that may be meant, else empty
+  std::string nearest;  // for an unknown key, the known one that may be meant; else empty
 };
 
 struct DescriptionCheck {
@@ -24,6 +24,6 @@ struct DescriptionCheck {
 };
 
 // Keeps the first `limit` warnings.
-DescriptionCheck CheckDescription(const JsonValue& description, std::size_t limit);
+[[nodiscard]] DescriptionCheck CheckDescription(const JsonValue& description, std::size_t limit);
 
 }  // namespace tovkit

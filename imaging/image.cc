@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The shortest way from a stream to a bitmap and back. The format is told by the content.
+// From a stream to a bitmap and back. The content decides the format, never a name.
 #include <tovkit/imaging.h>
 
 #include "fixed_buffer.h"

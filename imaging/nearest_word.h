@@ -7,8 +7,8 @@
 
 namespace tovkit {
 
-// The one of `words` that differs least from `word`, letter case aside, or that it is a part of; empty when
-// all of them are other words. Takes the same short time for a `word` of any length.
-std::string NearestWord(const std::string& word, const std::vector<std::string>& words);
+// The one of `words` that differs least from `word`, case aside, or that contains it; empty when all of them
+// differ too much. The time is bounded for a `word` of any length.
+[[nodiscard]] std::string NearestWord(const std::string& word, const std::vector<std::string>& words);
 
 }  // namespace tovkit

@@ -24,7 +24,7 @@ int HexDigit(char c) {
   return kNoDigit;
 }
 
-// A byte, or all ones (above the low half-byte, or everywhere) for a character that is no digit.
+// The byte of two digits. A bad first digit sets all bits above the low half-byte, a bad second one sets all.
 //
 // Compatibility: the extra ones spill into the bytes above.
 std::uint32_t HexPair(const char* text) {
@@ -62,7 +62,7 @@ bool ParseHex(const char* digits, std::uint32_t& color, std::uint32_t& kind) {
   }
 }
 
-// No color has as many numbers, so the rest of a longer text need not be read.
+// No color has as many numbers, so further ones need not be read.
 constexpr std::size_t kTooMany = 5;
 
 struct Numbers {
@@ -70,8 +70,7 @@ struct Numbers {
   std::size_t count = 0;
 };
 
-// Reads the numbers that single spaces or runs of them divide, the first five of them. Takes no memory, which
-// may be short.
+// Reads the first five numbers, which are divided by spaces. Allocates nothing, since memory may be short.
 Numbers ReadNumbers(const char* text) {
   Numbers numbers;
   while (*text != '\0' && numbers.count < kTooMany) {

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// A report is JSON, which must be UTF-8. Surrogates and other numbers that are no characters become U+FFFD,
+// and the length is bounded before anything is copied.
 #include "report_text.h"
 
 #include <tovmx/text_codec.h>

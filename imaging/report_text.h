@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Texts of others in a report, which has to be valid UTF-8.
+// Foreign texts in a report, which must be valid UTF-8.
 #pragma once
 
 #include <tovmx/string.h>
@@ -11,8 +11,8 @@ namespace tovkit {
 inline constexpr int kMaxReportText = 1000;  // characters
 inline constexpr int kMaxReportRuns = 1 << 18;
 
-// UTF-8 of the first `most` characters; what is no character is U+FFFD.
-std::string ReportText(const wchar_t* characters, int count, int most);
-std::string ReportText(const char* utf8, int most);
+// The first `most` characters as UTF-8, with U+FFFD for those that are no characters.
+[[nodiscard]] std::string ReportText(const wchar_t* characters, int count, int most);
+[[nodiscard]] std::string ReportText(const char* utf8, int most);
 
 }  // namespace tovkit

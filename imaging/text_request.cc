@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// The only reader of a description: drawing, measuring and reporting all take what it returns.
 #include "text_request.h"
 
 #include "tovkit/imaging.h"

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// TextRequest: what a description of a line asks for, with the defaults in the place of what is missing.
+// TextRequest: what a description of a line asks for, with defaults for what is missing.
 #pragma once
 
 #include <tovkit/json.h>
@@ -36,7 +36,7 @@ struct TextRequest {
   CoreFontLoader Fonts() const;
 };
 
-// The text is empty when there is none; the rest is then left as it is above.
-TextRequest ReadTextRequest(const JsonValue& description);
+// Without a text, `text` is empty and every other field has its default.
+[[nodiscard]] TextRequest ReadTextRequest(const JsonValue& description);
 
 }  // namespace tovkit

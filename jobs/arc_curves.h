@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The curves of an arc that can be drawn.
+// The curves of an arc, when all of them fit floats.
 #pragma once
 
 #include <tovmx/path.h>
@@ -9,8 +9,8 @@
 
 namespace jobs {
 
-// As CoreArcToCubics; 0 also for an arc that reaches beyond what a float holds, since the radii of one that
-// is too small to join its ends grow.
+// As CoreArcToCubics, but 0 for an arc that reaches beyond what a float holds. That can happen with ends and
+// radii that fit: radii too small to join the ends grow.
 inline int FiniteArcCurves(const CorePathPoint* arc, CorePathPoint* curves) {
   const int count = CoreArcToCubics(arc, curves);
   const auto isFinite = [](const CorePathPoint& p) { return std::isfinite(p.x) && std::isfinite(p.y); };

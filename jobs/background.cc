@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// ParseColor takes any word for a number; a person who writes "red" is told that it is no color instead.
+// ParseColor reads any word as a number, so words such as "red" are refused before it sees them.
 #include "background.h"
 
 #include <tovkit/imaging.h>

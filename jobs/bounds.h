@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Positions and boxes in double precision: what they hold may be so far away, or so small, that a float
-// cannot tell its ends apart.
+// Positions and boxes in double precision: a small thing may be so far away that floats cannot tell its ends
+// apart.
 #pragma once
 
 #include <tovmx/geometry.h>

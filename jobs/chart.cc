@@ -19,7 +19,7 @@ namespace {
 constexpr std::uint32_t kInk = 0xFF333333;
 constexpr std::uint32_t kGrid = 0xFFDDDDDD;
 constexpr std::uint32_t kLimit = 0xFFCC0000;
-// Told apart by color-blind eyes, too (Okabe and Ito).
+// Colors that color-blind people can tell apart (Okabe and Ito).
 constexpr std::uint32_t kColors[] = {0xFF0072B2, 0xFFE69F00, 0xFF009E73, 0xFFCC79A7,
                                      0xFF56B4E9, 0xFFD55E00, 0xFF000000};
 constexpr float kText = 13;
@@ -96,7 +96,7 @@ class ChartPainter {
     CorePath path;
     path.MoveTo(X(points[0].seconds), Y(points[0].value));
     for (const ChartPoint& point : points) path.LineTo(X(point.seconds), Y(point.value));
-    // A line without length is not seen.
+    // A line without length would be invisible.
     if (points.size() == 1) path.LineTo(X(points[0].seconds) + 3, Y(points[0].value));
     device_.StrokePath(path, 2, CoreMatrix(), ColorOf(index));
   }

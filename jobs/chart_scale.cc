@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The unit first, the largest of which there are two at least, and then round steps in that unit.
+// First the unit, the largest of which the range has at least two; then round steps in that unit.
 #include "chart_scale.h"
 
 #include <algorithm>
@@ -29,7 +29,7 @@ double RoundStep(double least) {
   return 10 * power;
 }
 
-// In the largest unit of which there are two at least.
+// Chooses the largest unit of which the range has at least two.
 template <std::size_t count>
 ChartScale ScaleOf(const Unit (&units)[count], double most) {
   most = std::max(most, 1.0);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// Jobs lie in the order in which the worker runs them, so that a result belongs to the first. How many a
-// worker is given ahead follows from what they take of late: enough that it never waits, few enough that a
-// slow one holds nothing up.
+// Jobs are kept in the order in which the worker runs them, so that a result belongs to the first. How many a
+// worker gets ahead follows from the time that recent ones took: enough that it never waits, few enough that
+// a slow job does not hold others up.
 #include "crew_member.h"
 
 #include "error.h"
@@ -75,7 +75,7 @@ pollfd CrewMember::Polled() const {
   return {worker_->socket(), static_cast<short>(worker_->HasMoreToSend() ? POLLIN | POLLOUT : POLLIN), 0};
 }
 
-// How long the job that runs, or the start, is beyond its time; negative before that.
+// How far the running job, or the start, is beyond its time limit; negative before that.
 std::chrono::nanoseconds CrewMember::Lateness() const {
   Clock::time_point since;
   const bool runs = ready_ && worker_->Running(since) != 0;
@@ -116,7 +116,7 @@ void CrewMember::Handle(WireReader message, const Deliver& deliver) {
   while (!message.AtEnd()) {
     const auto sequence = message.Take<std::uint64_t>();
     JobResult result = message.TakeResult();
-    // They come in the order of the jobs.
+    // Results come in the order of the jobs.
     result.id = std::move(jobs_.front().job.id);
     result.attempts = jobs_.front().attempts;
     result.worker = number_;

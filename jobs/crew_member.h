@@ -27,7 +27,7 @@ class CrewMember {
  public:
   using Deliver = std::function<void(std::uint64_t sequence, JobResult&& result)>;
 
-  // A worker that ended while it had this job.
+  // Why a worker ended while it ran this job.
   struct Blame {
     RunningJob job;
     bool late = false;
@@ -41,7 +41,7 @@ class CrewMember {
   int number() const { return number_; }
   bool IsIdle() const { return jobs_.empty(); }
 
-  // Whether it is time to give it jobs, a handful at a time, and whether there is room for one more.
+  // Whether it is time to send jobs, a handful at once, and whether there is room for one more.
   bool WantsJobs() const;
   bool HasRoom() const;
   void Add(RunningJob&& job);
@@ -49,16 +49,17 @@ class CrewMember {
   void SendJobs();
 
   pollfd Polled() const;
-  // Until the job that runs is late.
+  // The time until the running job is late.
   std::chrono::milliseconds TimeLeft() const;
   void KillWhenLate();
 
-  // Takes in results. False when the worker has ended. Throws Error when it refuses its settings.
-  bool Collect(const Deliver& deliver);
+  // Delivers the results that have come. False when the worker has ended. Throws Error when it refuses its
+  // settings.
+  [[nodiscard]] bool Collect(const Deliver& deliver);
 
-  // Puts a fresh worker in the place of one that ended. The job that it was at, if any, is to blame; the
-  // others go to the front of `again`. Throws Error when workers end again and again before they begin.
-  std::optional<Blame> Replace(std::deque<RunningJob>& again);
+  // Replaces a worker that has ended. The job that it was running, if any, is to blame and returned; the
+  // others go to the front of `again`. Throws Error when workers keep ending before they begin.
+  [[nodiscard]] std::optional<Blame> Replace(std::deque<RunningJob>& again);
 
   // Lets the worker go.
   void Dismiss();

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// A record ends with the line on which its quotation marks are even in number; only then is it split.
+// Lines are collected until their number of quotation marks is even: that is a record, and only then is it
+// split.
 #include "csv_reader.h"
 
 #include "error.h"
@@ -40,7 +41,7 @@ bool Split(const std::string& record, std::vector<std::string>& fields) {
   return !quoted;
 }
 
-// Whether the quotation marks of a piece leave the record open, which was `open` before it.
+// Whether the record is open, within quotation marks, after a piece; it was `open` before.
 bool StaysOpen(bool open, const std::string& piece) {
   for (const char c : piece) open ^= c == '"';
   return open;
@@ -75,7 +76,7 @@ bool CsvReader::ReadRecord() {
     if (!open) break;
     record += '\n';
   }
-  // Marks in the middle of a field may be odd in number.
+  // Marks in the middle of a field count as text, so even numbers do not prove the record whole.
   if (!Split(record, fields_)) Refuse("a quotation mark is never closed");
   return true;
 }

@@ -17,7 +17,7 @@ class CsvReader {
   // The next record as a JSON object on one line; false at the end. Blank lines are skipped. Throws Error for
   // a record with another number of fields than there are names, or with a quotation mark that is never
   // closed; the next call goes on behind it.
-  bool Next(std::string& json);
+  [[nodiscard]] bool Next(std::string& json);
 
   // Where the last record begins.
   std::uint64_t line() const { return line_; }
@@ -26,7 +26,7 @@ class CsvReader {
   void ReadHeader();
 
  private:
-  bool ReadRecord();
+  [[nodiscard]] bool ReadRecord();
   [[noreturn]] void Refuse(const std::string& text) const;
 
   LineReader& lines_;

@@ -33,7 +33,7 @@ std::vector<Drawing> ReadDrawings(const DrawJob& job) {
   return drawings;
 }
 
-// As people see the picture, and with every color that text may have.
+// Turned upright, and in full color, so that text of any color can be drawn on it.
 std::unique_ptr<CoreDib> ReadUnder(const Input& input) {
   PictureReader reader(input);
   auto picture = reader.ReadFrame(1);
@@ -42,7 +42,7 @@ std::unique_ptr<CoreDib> ReadUnder(const Input& input) {
   return picture;
 }
 
-// Of a page that is not made for its text.
+// The size of a page that does not follow from its text.
 CoreSizeF SizeOf(const DrawJob& job, const CoreDib* under) {
   if (under == nullptr) return job.size.value_or(CoreSizeF());
   const auto units = [&job](int pixels) { return static_cast<float>(pixels) * 96.0f / job.dpi; };

@@ -9,8 +9,8 @@
 
 namespace jobs {
 
-// The line that holds the byte at `offset`, or ends there. Of a long line about 60 bytes on either side are
-// left, whole code points, with "..." where something was cut. Precondition: offset <= text.size().
+// The line that holds the byte at `offset`, or ends there. A long line is cut to about 60 bytes on either
+// side, between code points, with "..." where something is missing. Precondition: offset <= text.size().
 Excerpt ExcerptAt(std::string_view text, std::size_t offset);
 
 }  // namespace jobs

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
-// One thread and one poll: sources, workers and the wish to stop are descriptors. The executor itself knows
-// numbers, texts and results; what a worker is at and who is to blame for its end is CrewMember's.
+// One thread and one poll, since sources, workers and the request to stop are all descriptors. The executor
+// knows numbers, texts and results; CrewMember knows what a worker is running and which job is to blame for
+// its end.
 #include "executor.h"
 
 #include "crew_member.h"
@@ -91,7 +92,7 @@ class Execution {
     return std::nullopt;
   }
 
-  // A source that fails is told of when everything that it gave is done.
+  // An error of the source is thrown when every job that it has delivered is done.
   std::optional<QueuedJob> ReadJob() {
     try {
       std::optional<QueuedJob> job = source_.Next();
@@ -106,7 +107,8 @@ class Execution {
 
   void Wait() {
     std::vector<pollfd> polled = {{stop_.descriptor(), POLLIN, 0}};
-    // Once it was raised, only the second call counts, which the pause is short enough for.
+    // Once raised, the descriptor stays readable. Only a second call still counts, and the pause is short
+    // enough to see it.
     if (stop_.level() != StopRequest::kNone) polled[0].fd = -1;
     if (starved_) polled.push_back({source_.descriptor(), POLLIN, 0});
     auto pause = std::chrono::milliseconds(kLongestPause);
@@ -123,7 +125,7 @@ class Execution {
     if (alive) return;
     std::optional<CrewMember::Blame> blame = member.Replace(again_);
     if (!blame) return;
-    // In the fresh worker, and nowhere else.
+    // It is tried again in the fresh worker, and nowhere else.
     if (++blame->job.attempts <= 2) {
       member.Add(std::move(blame->job));
       member.SendJobs();

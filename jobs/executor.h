@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 // The executor: runs jobs in worker processes, so that a crash, an endless loop or a gigabyte costs one job.
 //
-// A worker is started once and fed by a socket. One that dies, or whose job takes too long, is killed and
-// replaced; that job is tried once more in the fresh worker and then quarantined. Whatever else the worker
-// had before it is run elsewhere. The executor holds a bounded number of jobs at a time and no pixels.
+// A worker is started once and fed through a socket. When it dies, or its job takes too long, it is killed
+// and replaced. That job is tried once more in the fresh worker and then quarantined; other jobs that the
+// worker had are run elsewhere. The executor holds a bounded number of jobs at a time and no pixels.
 //
 //   Executor executor(options);
 //   StopRequest stop;
@@ -45,8 +45,8 @@ class ResultSink {
 
   // One result for each job. What it throws ends the run.
   virtual void Take(const JobResult& result) = 0;
-  // Nothing more has come for the moment: the time to write what was taken. Called a few times a second at
-  // least.
+  // No further results have come for the moment: the time to write those taken. Called at least a few times a
+  // second.
   virtual void Pause() {}
 };
 
@@ -54,10 +54,10 @@ class Executor {
  public:
   explicit Executor(ExecutorOptions options);
 
-  // Runs the jobs of the source. True when every one has a result, false when it was stopped before. Throws
-  // Error when there is no folder for outputs or inputs, the source cannot be read on, workers cannot be
-  // started, or one refuses its settings. No
-  // process is left in any case. A forked worker dies with the calling thread.
+  // Runs the jobs of the source. True when every job has a result, false when the run was stopped before.
+  // Throws Error when there is no folder for outputs or inputs, the source cannot be read any more, workers
+  // cannot be started, or one refuses its settings. No process is left behind in any case. A forked worker
+  // dies with the calling thread.
   [[nodiscard]] bool Run(JobSource& source, ResultSink& sink, const StopRequest& stop);
 
  private:

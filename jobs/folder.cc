@@ -41,7 +41,7 @@ int OpenBelow(int root, const std::string& name, int flags) {
   how.flags = static_cast<std::uint64_t>(flags);
   how.resolve = RESOLVE_BENEATH | RESOLVE_NO_MAGICLINKS;
   const long fd = syscall(SYS_openat2, root, name.c_str(), &how, sizeof how);
-  // Kernels before 5.6 do not have it, and filters of containers refuse what they do not know.
+  // Kernels before 5.6 do not have the call, and filters of containers refuse calls that they do not know.
   if (fd < 0 && (errno == ENOSYS || errno == EPERM)) return OpenNoLinks(root, name, flags);
   return static_cast<int>(fd);
 }
@@ -133,7 +133,7 @@ OpenDescriptor Folder::OpenParent(const std::string& name) const {
   parent = OpenDescriptor(fcntl(root_.get(), F_DUPFD_CLOEXEC, 0));
   for (std::size_t from = 0, to = 0; from < slash; from = to + 1) {
     to = name.find('/', from);
-    // Somebody else may make it at the same time.
+    // Another process may make the folder at the same time.
     if (mkdirat(parent.get(), name.substr(from, to - from).c_str(), 0777) != 0 && errno != EEXIST) {
       return OpenDescriptor();
     }

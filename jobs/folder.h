@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 // Folder: a folder that names given by strangers cannot lead out of.
 //
-// A name is relative, of components that are neither "." nor "..". A link on the way is followed only as long
-// as it stays below the folder; where the kernel cannot see to that, no link is followed.
+// A name is relative, of components that are neither "." nor "..". Links on the way are followed as long as
+// they stay below the folder. Where the kernel cannot check that, no link is followed.
 //
 //   const Folder out("out", ErrorKind::kOutput);
 //   out.WriteFile("a/42.png", bytes);
@@ -46,7 +46,7 @@ class Folder {
   void CheckName(const std::string& name) const;
 
   // A regular file to read.
-  OpenDescriptor OpenFile(const std::string& name) const;
+  [[nodiscard]] OpenDescriptor OpenFile(const std::string& name) const;
 
   // Size of a regular file, -1 when there is none.
   long long SizeOf(const std::string& name) const;
@@ -58,7 +58,7 @@ class Folder {
  private:
   [[noreturn]] void Fail(const std::string& name, const std::string& what) const;
   [[noreturn]] void FailWithErrno(const std::string& name, const char* what) const;
-  OpenDescriptor OpenParent(const std::string& name) const;
+  [[nodiscard]] OpenDescriptor OpenParent(const std::string& name) const;
 
   std::string path_;
   ErrorKind kind_;

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// The JSON of a hit test, as a HitJob. Every member is read and refused before the path is.
 #include "error.h"
 #include "hit_job.h"
 #include "job_kind.h"

@@ -11,6 +11,7 @@
 #include <tovmx/path_walk.h>
 
 #include <algorithm>
+#include <cassert>
 #include <cmath>
 
 namespace jobs {
@@ -83,7 +84,8 @@ class OutlineBuilder {
     last_ = records + 4;
     return false;
   }
-  // A line, since the subpath may go on from where it is closed. The start may be the walk's own origin.
+  // Draws a line instead of closing, since the subpath may go on from there. The start may be the walk's own
+  // origin.
   bool Close(const CorePathPoint& from, const CorePathPoint& start) {
     Line(from, start);
     last_ = nullptr;
@@ -91,7 +93,7 @@ class OutlineBuilder {
   }
 
  private:
-  // The walk tells no moves: a segment that does not go on from the one before starts a subpath.
+  // The walk reports no moves: a segment that does not start where the last one ended begins a subpath.
   void Continue(const CorePathPoint& from) {
     if (&from == last_) return;
     const CorePathPoint start = view_.ToPixels(from);
@@ -107,7 +109,7 @@ class OutlineBuilder {
 
   const View& view_;
   CorePath outline_;
-  const CorePathPoint* last_ = nullptr;  // where the present subpath has come to
+  const CorePathPoint* last_ = nullptr;  // the end of the last segment
 };
 
 std::uint32_t ColorAt(const CorePath& path, float tolerance, CorePointF point) {
@@ -122,6 +124,7 @@ void Put(std::uint8_t* pixel, std::uint32_t argb) {
 }  // namespace
 
 bool DrawHitMap(const CorePath& path, float tolerance, int size, Observer& observer, CoreDib& map) {
+  assert(path.GetPointCounter() >= 0 && size >= 1 && size <= CoreBitmapDevice::kMaxSide);
   const View view = ViewOf(path, tolerance, size);
   if (!map.Create(view.width, view.height, 24)) return false;
   observer.BeginPart("map", view.height);

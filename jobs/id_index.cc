@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Read and written by position and not mapped, since mapped pages would count as the process's memory. 128
-// bits of SHA-256 stand for an id: two that share them will not be met.
+// The file is read and written by position, not mapped: mapped pages would count as memory of the process.
+// 128 bits of SHA-256 stand for an id, so two ids practically never share an entry.
 #include "id_index.h"
 
 #include "error.h"
@@ -9,6 +9,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <cassert>
 #include <cerrno>
 #include <charconv>
 #include <cstdio>
@@ -69,8 +70,9 @@ std::string UnpackHash(const std::array<std::uint64_t, 2>& hash) {
 
 IdIndex::IdIndex() : file_(OpenNameless(kFirstPlaces)), places_(kFirstPlaces) {}
 
-// The place of the fingerprint, or the empty one where it belongs.
+// The place of the fingerprint, or the empty place where it belongs.
 std::uint64_t IdIndex::PlaceOf(const std::array<std::uint64_t, 2>& fingerprint, Entry& found) const {
+  assert(taken_ < places_);  // so the walk ends at an empty place
   std::uint64_t place = fingerprint[0] % places_;
   for (;; place = (place + 1) % places_) {
     ReadPlace(file_.get(), place, found);

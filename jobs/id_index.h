@@ -24,11 +24,11 @@ class IdIndex {
     std::uint64_t number;                      // whatever the user counts
   };
 
-  // Throws Error when there is no room for temporary files, as the others do.
+  // Throws Error when there is no room for temporary files, as every function here does.
   IdIndex();
 
   // The entry of the id; a new one is zeros beside its fingerprint.
-  Entry Find(const std::string& id) const;
+  [[nodiscard]] Entry Find(const std::string& id) const;
   // Puts the entry in its place.
   void Store(const Entry& entry);
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Files, standard input and memory behind one face. Sizes that a file states are checked before room is
-// taken; what has no size is read up to the limit.
+// Files, standard input and memory behind one class. The size of a file is checked before memory is taken; an
+// input without a size is read up to the limit.
 #include "input.h"
 
 #include "error.h"

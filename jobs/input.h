@@ -44,12 +44,12 @@ class Input {
 
   // Every byte. Throws Error when the input cannot be read or, with the text `excess`, when it has more than
   // `limit` bytes.
-  std::string ReadAll(std::size_t limit = std::numeric_limits<std::size_t>::max(),
-                      const char* excess = "") const;
+  [[nodiscard]] std::string ReadAll(std::size_t limit = std::numeric_limits<std::size_t>::max(),
+                                    const char* excess = "") const;
 
   // For decoders, which go back and forth: a regular file is read where it lies, anything else into memory
   // first. Throws Error.
-  InputStream OpenStream() const;
+  [[nodiscard]] InputStream OpenStream() const;
 
  private:
   enum class Kind { kFile, kDescriptor, kMemory };

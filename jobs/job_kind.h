@@ -24,7 +24,7 @@ struct JobBench {
 
 struct JobKind {
   const char* name;
-  // Takes the kind's members, all that stand beside "id" and "out", does the job and completes the result.
+  // Takes the members of its kind, which are all but "id" and "out", does the job and completes the result.
   // Throws Error.
   void (*run)(Members& members, JobBench& bench, JobResult& result);
   bool hasOutput;  // needs an "out"; else it may have none

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The job is drawn into memory and written when it is whole: its hash needs no second reading, and what ends
-// the worker while it draws cannot leave a file.
+// The job is drawn into memory and written when it is whole. So its hash needs no second reading, and a
+// worker that dies while it draws leaves no file.
 #include "job_runner.h"
 
 #include "error.h"

@@ -43,7 +43,8 @@ class JobRunner {
   // Runs the job of one line, in template mode the job that the line fills. Every failure of the job is a
   // result. It is skipped when the earlier result was of the same job and its output is still there. Id,
   // attempts and worker of the result are left alone.
-  JobResult Run(std::string_view line, const std::optional<EarlierResult>& earlier = std::nullopt);
+  [[nodiscard]] JobResult Run(std::string_view line,
+                              const std::optional<EarlierResult>& earlier = std::nullopt);
 
  private:
   void RunJob(std::string_view line, const std::optional<EarlierResult>& earlier, JobResult& result);

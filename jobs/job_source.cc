@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The parent reads of a job its id and nothing else: it must know it to choose shards and to tell duplicates,
-// whoever runs the job. What is no JSON is told here, with the column; the rest is the worker's to refuse.
+// The parent reads only the id of a job, which it needs to choose shards and to find duplicates. Lines that
+// are no JSON are refused here, with the column; everything else is refused by the worker.
 #include "job_source.h"
 
 #include "error.h"
@@ -18,7 +18,7 @@ FileSource::FileSource(int fd, std::string name, const std::string& jobTemplate,
   if (format == Format::kCsv) csv_.emplace(lines_).ReadHeader();
 }
 
-// The next text that is no blank line; false at the end. Throws Error when it is none that can be read.
+// The next line that is not blank; false at the end. Throws Error for a line that is no JSON or too long.
 bool FileSource::NextText(QueuedJob& job) {
   if (csv_) {
     const bool more = csv_->Next(job.text);
@@ -40,7 +40,7 @@ void FileSource::ReadId(QueuedJob& job) const {
   const auto object = ParseJobLine(job.text, "line " + std::to_string(job.line));
   const auto& named = template_ ? template_ : object;
   const auto id = named->GetMember("id");
-  // One of another kind is the worker's to refuse.
+  // An id of another kind is refused by the worker.
   if (!id || id->GetType() != tovkit::JsonString) return;
   const std::string text = TextOf(*id, "line " + std::to_string(job.line) + ": id");
   const std::string filled = template_ ? FillText(text, *object) : text;
@@ -56,7 +56,7 @@ std::optional<QueuedJob> FileSource::Next() {
     job.id = "line " + std::to_string(job.line);
     ReadId(job);
   } catch (const Error& error) {
-    // An input that cannot be read any more is no matter of one job.
+    // An input that cannot be read any more fails the run, not one job.
     if (lines_.offset() == before) throw;
     if (csv_) job.line = csv_->line();
     job.id = "line " + std::to_string(job.line);

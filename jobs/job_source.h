@@ -18,8 +18,8 @@ struct QueuedJob {
   std::uint64_t line = 0;                               // where it stands
   std::string id;                                       // "line N" for a job without one
   std::string text;                                     // JSON: the job, or what fills the template
-  std::optional<JobResult> refused = std::nullopt;      // why it is no job
-  std::optional<EarlierResult> earlier = std::nullopt;  // which may spare it
+  std::optional<JobResult> refused = std::nullopt;      // why the line is no job
+  std::optional<EarlierResult> earlier = std::nullopt;  // which may make the job unnecessary
 };
 
 class JobSource {
@@ -30,15 +30,15 @@ class JobSource {
   JobSource& operator=(const JobSource&) = delete;
 
   // The next job; nothing at the end. Throws Error when it cannot be read.
-  virtual std::optional<QueuedJob> Next() = 0;
+  [[nodiscard]] virtual std::optional<QueuedJob> Next() = 0;
 
   // Whether Next can answer at once. If not, the descriptor can be polled until it can be read.
   virtual bool IsReady() { return true; }
   virtual int descriptor() const { return -1; }
 };
 
-// The jobs of a file: JSON Lines, each a job or, with a template, the data that fill it; or such data as CSV.
-// Blank lines are skipped.
+// The jobs of a file of JSON Lines, each a job or, with a template, the data that fills it. Data may be CSV
+// too. Blank lines are skipped.
 class FileSource final : public JobSource {
  public:
   enum class Format { kJsonLines, kCsv };
@@ -47,7 +47,7 @@ class FileSource final : public JobSource {
   // template that is no job or a CSV file without names.
   FileSource(int fd, std::string name, const std::string& jobTemplate, Format format);
 
-  std::optional<QueuedJob> Next() override;
+  [[nodiscard]] std::optional<QueuedJob> Next() override;
   bool IsReady() override { return lines_.IsReady(); }
   int descriptor() const override { return lines_.descriptor(); }
 
@@ -55,7 +55,7 @@ class FileSource final : public JobSource {
   std::uint64_t offset() const { return lines_.offset(); }
 
  private:
-  bool NextText(QueuedJob& job);
+  [[nodiscard]] bool NextText(QueuedJob& job);
   void ReadId(QueuedJob& job) const;
 
   LineReader lines_;

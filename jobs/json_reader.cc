@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Asks Diagnose first, since Parse prints its errors on standard output, which may be the job's result.
+// Errors are looked for by Diagnose before Parse is called, because Parse prints its errors on standard
+// output, which may be the job's result.
 #include "json_reader.h"
 
 #include "error.h"
@@ -13,9 +14,8 @@ namespace jobs {
 
 tovkit::SharedPtr<tovkit::JsonValue> ReadJson(const Input& input, std::string* source) {
   std::string text = input.ReadAll(INT_MAX, "larger than 2 GiB");
-  // To the parser an empty text is an empty object.
+  // The parser would read an empty text as an empty object.
   if (text.empty()) throw Error(ErrorKind::kInput, input.name(), "empty, where JSON is expected");
-  // Asked beforehand, since the parser prints its errors on standard output.
   const tovkit::JsonDiagnosis found = tovkit::Json::Diagnose(text.data(), text.size());
   if (found.code != tovkit::kJsonAccepted) {
     throw Error(ErrorKind::kInput,

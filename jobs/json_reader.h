@@ -12,6 +12,7 @@ namespace jobs {
 
 // Reads and parses one input. Throws Error with the place and the reason when it is not JSON. `source` may be
 // null; else it gets the text.
-tovkit::SharedPtr<tovkit::JsonValue> ReadJson(const Input& input, std::string* source = nullptr);
+[[nodiscard]] tovkit::SharedPtr<tovkit::JsonValue> ReadJson(const Input& input,
+                                                            std::string* source = nullptr);
 
 }  // namespace jobs

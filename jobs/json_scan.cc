@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// The text has been parsed before, so nothing is checked here but the end of the text.
 #include "json_scan.h"
 
 #include <tovkit/json.h>

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// The parser keeps no places, so a place is looked for in the text when somebody asks. Only the containers on
+// the way are scanned. Arrays stay indexed, since a page asks for its lines in turn; of objects a few do.
 #include "json_source.h"
 
 #include "excerpt.h"

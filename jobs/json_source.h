@@ -35,9 +35,9 @@ class JsonSource {
   std::string printableName() const;
   const tovkit::SharedPtr<tovkit::JsonValue>& root() const { return root_; }
 
-  // Where the value at an RFC 6901 pointer stands, or the last one on the way to it that is there; with
-  // `atName` the name of a member instead. Asking for the places of many values in the order of the text
-  // takes no more time than reading it a few times.
+  // The offset of the value at an RFC 6901 pointer, or of the last value on the way to it that exists; with
+  // `atName`, of the member's name. Asking for many values in the order of the text takes as long as reading
+  // it a few times.
   std::size_t OffsetOf(std::string_view pointer, bool atName = false);
   TextPosition PositionOf(std::size_t offset);
 

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// A string without special characters is copied; any other goes through wide text, which turns bytes that are
+// no UTF-8 into code points of their own.
 #include "json_text.h"
 
 #include <tovkit/util.h>

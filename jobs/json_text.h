@@ -7,8 +7,8 @@
 
 namespace jobs {
 
-// Appends the string with its quotation marks. A byte that is no UTF-8, as a file's name may hold, becomes an
-// escape from \udc80 to \udcff, so that the name can be told from it.
+// Appends the string with its quotation marks. A byte that is no UTF-8, as in some file names, becomes an
+// escape from \udc80 to \udcff, so that the name can be found again.
 void AppendJsonString(std::string& json, std::string_view text);
 
 }  // namespace jobs

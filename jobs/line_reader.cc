@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The rest of a line that is too long is read and dropped, so that the next one is found.
+// The rest of a line that is too long is read and dropped, so that the next line can be returned.
 #include "line_reader.h"
 
 #include "error.h"

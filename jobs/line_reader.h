@@ -22,23 +22,23 @@ class LineReader {
   LineReader(int fd, std::string name, std::size_t longest)
       : fd_(fd), name_(std::move(name)), longest_(longest) {}
 
-  // The next line without its line feed; of one that is too long, its beginning. The last line needs no line
-  // feed. Throws Error when reading fails.
-  Outcome Next(std::string& line);
+  // The next line without its line feed, or the beginning of one that is too long. The last line needs no
+  // line feed. Throws Error when reading fails.
+  [[nodiscard]] Outcome Next(std::string& line);
 
   // Whether Next has a line at hand, or at least something to read. It may still wait for the rest of a line.
   bool IsReady() const;
   int descriptor() const { return fd_; }
 
-  // Of the line that Next returned last, from 1.
+  // The number of the line that Next returned last, from 1.
   std::uint64_t number() const { return number_; }
-  // Bytes up to its end, and whether a line feed ended it.
+  // The bytes up to the end of that line, and whether a line feed ended it.
   std::uint64_t offset() const { return offset_; }
   bool complete() const { return complete_; }
   const std::string& name() const { return name_; }
 
  private:
-  bool Fill();
+  [[nodiscard]] bool Fill();
 
   int fd_;
   std::string name_;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Strict on purpose: a misspelled member that is ignored is a million wrong drawings.
+// Strict, because a misspelled member that is ignored in a template means a million wrong drawings.
 #include "members.h"
 
 #include "error.h"
@@ -23,8 +23,8 @@ std::string RangeText(const char* what, double least, double most) {
   return text;
 }
 
-// Whether the compact text of a JSON string holds an escaped NUL. A backslash takes the character behind it
-// along.
+// Whether the compact text of a JSON string holds an escaped NUL. The character behind a backslash is
+// skipped, so that an escaped backslash starts no escape.
 bool HoldsNul(const char* json) {
   while ((json = std::strchr(json, '\\')) != nullptr) {
     if (std::strncmp(json, "\\u0000", 6) == 0) return true;
@@ -40,7 +40,7 @@ std::optional<double> NumberOf(const JsonValue& value) {
   double number = 0;
   std::int64_t whole = 0;
   std::uint64_t large = 0;
-  // Doubles are not read from every integer.
+  // GetDouble does not read every integer.
   if (value.GetDouble(number)) return number;
   if (value.GetInt64(whole)) return static_cast<double>(whole);
   if (value.GetUint64(large)) return static_cast<double>(large);

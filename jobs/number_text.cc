@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// std::from_chars, which takes no notice of the locale, without its "nan", "inf" and hexadecimal numbers.
+// std::from_chars, which ignores the locale, less its "nan", "inf" and hexadecimal numbers.
 #include "number_text.h"
 
 #include <charconv>
@@ -11,12 +11,12 @@ namespace jobs {
 
 std::errc TakeNumber(const char*& from, const char* end, double& value) {
   const char* const first = from != end && *from == '-' ? from + 1 : from;
-  // The standard's own reader takes "nan" and "inf", too.
+  // std::from_chars accepts "nan" and "inf" too.
   if (first == end || (*first != '.' && (*first < '0' || *first > '9'))) return std::errc::invalid_argument;
   double number = 0;
   const auto [behind, error] = std::from_chars(from, end, number);
   if (error == std::errc::invalid_argument) return error;
-  // It does not tell a number that is too small from one that is too large.
+  // from_chars has one error for numbers too small and too large.
   if (error == std::errc::result_out_of_range)
     number = std::strtod(std::string(from, behind).c_str(), nullptr);
   if (std::fabs(number) > static_cast<double>(std::numeric_limits<float>::max())) {

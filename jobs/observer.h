@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Observer: who runs a job hears from it while it runs. This one ignores everything.
+// Observer: hears from a job while it runs. This class ignores everything; derive from it to listen.
 #pragma once
 
 #include <tovmx/codec.h>
@@ -26,7 +26,7 @@ class Observer {
   virtual void Advance() {}
   virtual void EndPart() {}
 
-  // The result is not what was perhaps expected.
+  // The result may not be what was expected.
   virtual void Warn(const std::string& /*text*/) {}
 
   // A font family that is not installed is drawn with another one. Both are UTF-8.

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Files, standard output and memory behind one face.
+// Files and memory behind one stream; only Commit differs.
 #include "output.h"
 
 #include "error.h"

@@ -8,6 +8,7 @@
 #include <tovmx/codec.h>
 
 #include <algorithm>
+#include <cassert>
 #include <cmath>
 #include <cstdio>
 #include <string>
@@ -42,7 +43,7 @@ void PaintDocumentPage(CoreDocumentDevice& device, const Page& page, std::size_t
 
 void FinishDocument(CoreDocumentDevice& device, const std::string& place, OutputWriter& writer) {
   const bool finished = device.Finish();
-  // A full disk is the better reason.
+  // If writing failed, the system's reason (a full disk) is the better message.
   writer.Close();
   if (!finished) FailToDraw(place);
 }
@@ -102,7 +103,7 @@ void WriteTiff(const std::string& place, OutputWriter& writer, const std::vector
 
 void WriteOnePage(const Output& output, const OutputFormat& format, const Page& page, std::size_t number,
                   const PaintPage& paint) {
-  // Before the page is drawn: an output that cannot be created is told at once.
+  // Before the page is drawn, so that an output that cannot be created fails at once.
   OutputWriter writer(output);
   if (format.document == OutputFormat::Document::kPdf) {
     WritePdf(output.name(), writer, {page}, [&](std::size_t, CoreDevice& device) { paint(number, device); });
@@ -136,7 +137,7 @@ void RenderPage(const Page& page, const std::function<void(CoreDevice&)>& paint,
     throw Error(ErrorKind::kLimit, place,
                 "the picture needs " + std::to_string(bytes) + " bytes, which is too much");
   }
-  // An opaque bitmap is drawn into at once, without a second one beside it.
+  // An opaque bitmap is drawn into directly, without a second one beside it.
   if (IsOpaque(page)) {
     auto* pixels = reinterpret_cast<std::uint32_t*>(bitmap.GetBuffer());
     std::fill_n(pixels, bitmap.GetBufferSize() / sizeof *pixels, page.background);
@@ -154,6 +155,7 @@ void WritePage(const Output& output, const OutputFormat& format, const Page& pag
 
 void WritePages(const Output& output, const OutputFormat& format, const std::vector<Page>& pages,
                 const PaintPage& paint) {
+  assert(!pages.empty());
   if (pages.size() == 1) return WriteOnePage(output, format, pages[0], 0, paint);
   const bool pdf = format.document == OutputFormat::Document::kPdf;
   if (pdf || (format.document == OutputFormat::Document::kNone && format.picture == kCoreImageTiff)) {
@@ -173,6 +175,7 @@ void WritePages(const Output& output, const OutputFormat& format, const std::vec
 
 std::string NumberedFile(const std::string& file, std::size_t number, std::size_t count) {
   const std::string most = std::to_string(count);
+  assert(number <= count);
   std::string text = std::to_string(number);
   text.insert(0, most.size() - text.size(), '0');
   const std::string extension = ExtensionOf(file);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Pages, and what becomes of them: a bitmap, or files with pictures, PDF or SVG.
+// Pages that are drawn and written: to a bitmap, or to files with pictures, PDF or SVG.
 #pragma once
 
 #include "output.h"
@@ -21,8 +21,7 @@ struct Page {
   CoreSizeF size;                // device units, 96 to the inch
   float dpi = 96;                // of a bitmap; nothing to a document
   std::uint32_t background = 0;  // 0xAARRGGBB
-  // What a bitmap starts as, at its own size and resolution, in place of the size and the background. Must
-  // outlive the page.
+  // The picture that a bitmap starts as; it replaces size, resolution and background. Must outlive the page.
   const CoreDib* under = nullptr;
   int effort = 0;  // 1 to 9, of a picture; 0 is the format's default
 };

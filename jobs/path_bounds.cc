@@ -7,6 +7,8 @@
 
 #include <tovmx/path_walk.h>
 
+#include <cassert>
+
 namespace jobs {
 
 namespace {
@@ -55,7 +57,7 @@ class BoundsFinder {
       if (degree == 2) return AddPoint(p, degree, d0 / (d0 - d1));
       const double a = d0 - 2 * d1 + d2;
       const double root = std::sqrt(d1 * d1 - d0 * d2);
-      // The form that loses no digits for a near 0.
+      // The form of the roots that loses no digits when the leading coefficient is near 0.
       const double q = (d0 - d1) + (d0 > d1 ? root : -root);
       AddPoint(p, degree, q / a);
       AddPoint(p, degree, d0 / q);
@@ -64,7 +66,7 @@ class BoundsFinder {
     addTurns(d[0].y, d[1].y, d[2].y);
   }
 
-  // Nothing for a parameter outside the curve, or one that is no number.
+  // Ignores a parameter outside the curve, or one that is no number.
   void AddPoint(const Position* points, int degree, double t) {
     if (!(t > 0 && t < 1)) return;
     Position p[4] = {points[0], points[1], points[2], points[3]};
@@ -80,6 +82,7 @@ class BoundsFinder {
 }  // namespace
 
 Bounds BoundsOf(const CorePath& path) {
+  assert(path.GetPointCounter() >= 0);
   BoundsFinder finder(path.GetPoints()[0]);
   CoreWalkPath(path.GetPoints(), path.GetPointCounter() + 1, finder);
   return finder.bounds();

@@ -1,15 +1,17 @@
 // SPDX-License-Identifier: MIT
+// The decoder is chosen by the content and kept: it has read the head, and frames go on from there.
 #include "picture_reader.h"
 
 #include "error.h"
 
+#include <cassert>
 #include <cstdint>
 
 namespace jobs {
 
 namespace {
 
-// Why a decoder that was chosen by the content returned nothing.
+// Why the decoder failed, in words.
 std::string DescribeFailure(CoreImageFormat format, const CoreImageDecoder& decoder) {
   const std::string name = CoreImageFormatName(format);
   switch (CoreGetDecodeFailure(&decoder)) {
@@ -42,13 +44,14 @@ void PictureReader::CheckFrame(int frame) const {
 }
 
 std::unique_ptr<CoreDib> PictureReader::ReadFrame(int frame) {
+  assert(frame >= 1);
   std::unique_ptr<CoreDib> bitmap = decoder_->GetBitmap(frame - 1, 0, 0);
   if (bitmap == nullptr) FailToDecode();
   return bitmap;
 }
 
 int PictureReader::ReadOrientation(int frame) {
-  // The decoder goes on from where it is.
+  // The decoder continues where it has stopped, so the position is put back.
   CoreInputStream& stream = *stream_.get();
   const std::uint64_t at = stream.GetPosition();
   stream.Seek(0);

@@ -27,7 +27,7 @@ class PictureReader {
   void CheckFrame(int frame) const;
 
   // Throws Error when the frame is broken or beyond the memory limit. Precondition: there is such a frame.
-  std::unique_ptr<CoreDib> ReadFrame(int frame);
+  [[nodiscard]] std::unique_ptr<CoreDib> ReadFrame(int frame);
 
   // The frame's orientation mark, 1 to 8, as CoreReadOrientation returns it.
   int ReadOrientation(int frame);

@@ -16,7 +16,7 @@ struct PictureSize {
 
 // "800x600", "800x", "x600" or "50%": whole pixels from 1 on, or a decimal number above 0. Nothing for any
 // other text.
-std::optional<PictureSize> ParsePictureSize(const std::string& text);
+[[nodiscard]] std::optional<PictureSize> ParsePictureSize(const std::string& text);
 
 // The pixels of a picture of the size `own` that gets this one: rounded, and at least 1.
 CoreSize PixelsOf(const PictureSize& size, CoreSize own);

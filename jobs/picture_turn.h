@@ -14,7 +14,7 @@ void TurnUpright(CoreDib& picture, int orientation, const std::string& place);
 
 // A bitmap of that size with the depth, the palette and the resolution of `like`. Throws Error naming `place`
 // when memory is short.
-CoreDib NewPictureLike(const CoreDib& like, int width, int height, const std::string& place);
+[[nodiscard]] CoreDib NewPictureLike(const CoreDib& like, int width, int height, const std::string& place);
 
 // Copies one pixel to a bitmap of the same depth and palette.
 void CopyPixel(const CoreDib& from, int fromX, int fromY, CoreDib& to, int x, int y);

@@ -12,7 +12,7 @@ void EncodePicture(const CoreDib& picture, CoreImageFormat format, int quality, 
   encoder->SetQuality(quality);
   if (effort != 0) CoreSetEffort(encoder.get(), effort);
   const bool encoded = encoder->Encode(&picture, &writer.stream()) != 0;
-  // A full disk is the better reason.
+  // If writing failed, the system's reason (a full disk) is the better message.
   writer.Close();
   if (!encoded) {
     throw Error(ErrorKind::kOutput, place,

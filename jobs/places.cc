@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Filled in the tree, not in the text: whatever the data hold, a string stays one string.
+// Strings are filled in the parsed tree, not in the text: whatever the data hold, a string stays one string.
 #include "places.h"
 
 #include "error.h"
@@ -44,7 +44,7 @@ std::string FillText(const std::string& text, const JsonValue& data) {
     const std::size_t open = text.find("{{", from);
     const std::size_t close = open == std::string::npos ? open : text.find_first_of("{}", open + 2);
     if (close == std::string::npos) break;
-    // Of more than two braces the innermost count.
+    // Of more than two braces, the innermost two count.
     const bool isPlace = close > open + 2 && text.compare(close, 2, "}}") == 0;
     if (!isPlace) {
       filled.append(text, from, open + 1 - from);

@@ -1,4 +1,10 @@
 // SPDX-License-Identifier: MIT
+// The handler may run at any instruction, so it touches no heap and takes no lock. Paths lie in a fixed table
+// of places, each published by one atomic flag:
+//
+//     free --taken--> being filled --filled--> removed by the handler
+//
+// A file is removed only if device and inode are still those that were noted.
 #include "removed_on_signal.h"
 
 #include <sys/stat.h>
@@ -34,14 +40,14 @@ constexpr int kFatalSignals[] = {SIGHUP,  SIGINT,  SIGQUIT, SIGABRT, SIGPIPE,   
 std::atomic<int> creating = 0;
 static_assert(std::atomic<int>::is_always_lock_free);
 
-// A thread that creates a file takes no signals, so who waits here is never waiting for itself. It takes
-// much less than a second, but a folder may hang for longer than a user waits.
+// A thread that creates a file takes no signals, so this never waits for its own thread. Creating takes much
+// less than a second, but a folder may hang, so the wait is bounded.
 void WaitForCreations() {
   constexpr timespec kPause = {0, 1'000'000};
   for (int pause = 0; creating.load() > 0 && pause < 2000; ++pause) nanosleep(&kPause, nullptr);
 }
 
-// What is raised at the end is taken on return.
+// The signal is blocked while its handler runs; it ends the process on return.
 void RemoveAndEnd(int signal) {
   WaitForCreations();
   for (Place& place : places) {

@@ -22,8 +22,8 @@ namespace jobs {
 
 class RemovedOnSignal {
  public:
-  // The file that `fd` is open on, should it stand at `path`. Whatever else stands there is left alone, so
-  // the file may come to its name, and lose it, later.
+  // Removes the file that `fd` is open on, if it is then at `path`. Any other file there is left alone, so
+  // the file may get its name, and lose it, later.
   RemovedOnSignal(const std::string& path, int fd);
   ~RemovedOnSignal();
   RemovedOnSignal(const RemovedOnSignal&) = delete;

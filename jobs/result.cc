@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The line of a result is the log that a later run reads again: what ToJsonLine writes, ParseResultLine takes
-// back.
+// Result lines are the log that a later run continues from, so ParseResultLine reads all that ToJsonLine
+// writes.
 #include "result.h"
 
 #include "json_text.h"

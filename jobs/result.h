@@ -39,11 +39,11 @@ struct JobResult {
 
 // What is known of a job that was done before.
 struct EarlierResult {
-  std::string jobHash;      // may be cut, to no less than 32 digits
+  std::string jobHash;      // may be cut to 32 digits or more
   std::uint64_t bytes = 0;  // of its output
 };
 
-// The result of a job that failed so.
+// The result of a job that failed with this error.
 [[nodiscard]] JobResult FailedResult(const Error& error);
 
 const char* NameOf(JobState state);

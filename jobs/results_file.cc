@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The only thing that a killed run can leave half is the last line, as lines are only ever appended. Merging
-// reads twice, with the number of the line to keep in the index, so that results never lie in memory.
+// Lines are only ever appended, so a killed run can leave only the last line half. Merging reads the files
+// twice, with the number of the line to keep in the index, so that results are never held in memory.
 #include "results_file.h"
 
 #include "error.h"
@@ -101,7 +101,7 @@ void ResultsFile::Append(const std::string& lines) {
     if (length < 0 && errno == EINTR) continue;
     if (length < 0) {
       const int error = errno;
-      // What a cut would leave, the next run cuts off.
+      // If this fails too, the next run cuts the rest off.
       [[maybe_unused]] const int cut = ftruncate(file_.get(), before.st_size);
       errno = error;
       Fail(ErrorKind::kOutput, path_, "cannot write");
@@ -112,7 +112,8 @@ void ResultsFile::Append(const std::string& lines) {
 
 void MergeResults(const std::vector<std::string>& paths,
                   const std::function<void(const std::string&)>& take) {
-  // First the number of the line to keep, counted over all files; then these lines.
+  // The first pass finds the number of the line to keep, counted over all files; the second passes on these
+  // lines.
   IdIndex index;
   std::uint64_t number = 0;
   for (const std::string& path : paths) {

@@ -23,7 +23,7 @@ class ResultsFile {
   // Adds to the index, for each job that was done, hash and bytes of its output.
   void ReadInto(IdIndex& index) const;
 
-  // Appends whole lines. Throws Error when not all of them can be written; nothing was, then.
+  // Appends whole lines. Throws Error when not all of them can be written; the file is then as before.
   void Append(const std::string& lines);
 
  private:
@@ -31,9 +31,9 @@ class ResultsFile {
   OpenDescriptor file_;
 };
 
-// Hands the last result of each job in the files, a line with its line feed, to `take`; of one that was done,
-// the last that says so. Lines that are not complete are left out. Throws Error for a file that cannot be
-// read or a line that is no result.
+// Passes the last result of each job in the files, a line with its line feed, to `take`. For a job that was
+// done at any time, that is the last result that says so. Lines that are not complete are left out. Throws
+// Error for a file that cannot be read or a line that is no result.
 void MergeResults(const std::vector<std::string>& paths, const std::function<void(const std::string&)>& take);
 
 }  // namespace jobs

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Three sieves in a row: the shard, ids that were met before, and what an earlier run did. An id that comes
-// twice is a failed job, not a lost one.
+// Three filters in a row: the shard, ids that were met before, and results of an earlier run. A second job of
+// the same id fails rather than vanishes.
 #include "selected_source.h"
 
 #include "error.h"

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
-// One table says which variables a scheduler has; what is missing in it must be said by the user. Whatever
-// does not fit, lists such as 1,7,9 among them, is refused rather than guessed, since a wrong guess skips
-// jobs in silence.
+// One table lists the variables of each scheduler; what they do not tell, the user must. Values that do not
+// fit, such as the list 1,7,9, are refused rather than guessed at, since a wrong guess skips jobs in silence.
 #include "shard.h"
 
 #include <charconv>

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// An eventfd carries the wish: writing to it is allowed in a signal handler, and the executor polls it with
+// its workers.
 #include "stop_request.h"
 
 #include <sys/eventfd.h>
@@ -14,7 +16,7 @@ void StopRequest::Raise() {
   int before = level_.load();
   while (before < kNow && !level_.compare_exchange_weak(before, before + 1)) continue;
   const std::uint64_t one = 1;
-  // Without room in the counter it is readable all the same.
+  // A failed write means that the counter is full, and then the descriptor is readable already.
   [[maybe_unused]] const ssize_t written = write(event_.get(), &one, sizeof one);
 }
 

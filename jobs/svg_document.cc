@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Expat walks the file; only what decides about one <path> is kept. Depth, size and entities are bounded,
+// Expat walks the file, and only what concerns one <path> is kept. Depth, size and entities are bounded,
 // since the file is foreign.
 #include "svg_document.h"
 

@@ -22,12 +22,12 @@ struct SvgDocumentError : std::runtime_error {
   unsigned long line;  // where that was found, from 1
 };
 
-// Whether the text is a file of markup: path data never begins as one does.
+// Whether the text is markup, which begins as path data never does.
 bool IsSvgDocument(const std::string& text);
 
-// The first <path> whose id is `id`; the first of all without an id. The whole text must be XML. Entities of
-// the text's own are expanded within a bound, others are not fetched; elements may stand 256 deep. Throws
-// SvgDocumentError.
-SvgPathElement FindSvgPath(const std::string& text, const std::string& id);
+// The first <path> whose id is `id`, or the first of all for an empty `id`. The whole text must be XML. Its
+// own entities are expanded within a bound, external ones are not fetched; elements may be nested 256 deep.
+// Throws SvgDocumentError.
+[[nodiscard]] SvgPathElement FindSvgPath(const std::string& text, const std::string& id);
 
 }  // namespace jobs

@@ -101,7 +101,7 @@ class Scanner {
 
 using Point = CoreBasicPoint<double>;
 
-// Follows the commands with the current point, which the path's own records hold as floats only.
+// Follows the commands and keeps the current point in double precision; the path's records are floats.
 class Builder {
  public:
   explicit Builder(std::string_view text) : in_(text) {}
@@ -176,7 +176,7 @@ class Builder {
 
   float Narrow(double value) const { return in_.Coordinate(value); }
 
-  // Behind a Z drawing goes on from the subpath's start, which the path is told by a move.
+  // After a Z, drawing goes on from the start of the subpath; the path needs a move for that.
   void Reopen() {
     if (closed_) path_.MoveTo(Narrow(current_.x), Narrow(current_.y));
     closed_ = false;

@@ -21,6 +21,6 @@ struct SvgPathError : std::runtime_error {
 };
 
 // Throws SvgPathError. An empty text is an empty path.
-CorePath ParseSvgPath(std::string_view text);
+[[nodiscard]] CorePath ParseSvgPath(std::string_view text);
 
 }  // namespace jobs

@@ -89,7 +89,7 @@ void TemporaryFile::OpenNameless(mode_t mode) {
   const std::string folder = FolderOf(target_);
   const int fd = open(folder.empty() ? "." : folder.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600);
   if (fd < 0) return;
-  // Its only path leads through /proc, which may not be there.
+  // The only path of a file without a name leads through /proc, which may be missing.
   if (access(PathOf(fd).c_str(), F_OK) != 0) {
     close(fd);
     return;
@@ -111,7 +111,7 @@ bool TemporaryFile::OpenAt(const std::string& name, mode_t mode) {
   const EndHeldBack held;
   const int fd = open(name.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
   if (fd < 0) return false;
-  // Somebody who came before the lock may have taken the file for abandoned: then it is none of ours.
+  // Before the lock was held, another process may have taken the file for abandoned and removed it.
   struct stat file {};
   flock(fd, LOCK_EX);
   if (fstat(fd, &file) != 0 || !IsAt(name, file)) {

@@ -25,8 +25,8 @@ namespace jobs {
 
 class TemporaryFile {
  public:
-  // An empty file with these permissions in the folder of `target`, which is followed to no other place.
-  // Without one, fd() is -1 and errno says why.
+  // Creates an empty file with these permissions in the folder of `target`; links are not followed. On
+  // failure fd() is -1 and errno says why.
   TemporaryFile(std::string target, mode_t mode);
   // Removes the file, unless it has taken the target's place.
   ~TemporaryFile();
@@ -34,7 +34,7 @@ class TemporaryFile {
   TemporaryFile& operator=(const TemporaryFile&) = delete;
 
   int fd() const { return fd_; }
-  // What to open for writing, in this process only.
+  // The path to open for writing, in this process only.
   const std::string& path() const { return path_; }
 
   // Puts the file in the target's place. False when that fails, with the reason in errno; the target is then
@@ -46,10 +46,10 @@ class TemporaryFile {
   void RemoveAbandoned() const;
   void OpenNameless(mode_t mode);
   void OpenNamed(mode_t mode);
-  bool OpenAt(const std::string& name, mode_t mode);
+  [[nodiscard]] bool OpenAt(const std::string& name, mode_t mode);
   // False with errno when the target stands already, or there is another error.
-  bool LinkTo(const std::string& name) const;
-  bool GiveName();
+  [[nodiscard]] bool LinkTo(const std::string& name) const;
+  [[nodiscard]] bool GiveName();
 
   std::string target_;
   std::string prefix_;  // of the names beside the target

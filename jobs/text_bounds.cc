@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Extents are taken in the line's own coordinates and mapped; the first line's offset is taken out before
-// anything is added, so that far offsets lose no digits.
+// Extents are measured in the line's own coordinates and then mapped. The offset of the first line is
+// subtracted before anything is added, so that far offsets lose no digits.
 #include "text_bounds.h"
 
 #include <tovkit/util.h>

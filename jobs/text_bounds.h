@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// TextBounds: a device that draws nothing, and sees of every line how much room it takes and which fonts
-// stand in for others.
+// TextBounds: a device that draws nothing. It notes how much room each line takes and which fonts stand in
+// for others.
 #pragma once
 
 #include "bounds.h"
@@ -29,8 +29,8 @@ class TextBounds final : public CoreDevice {
   bool IsDrawable() const { return drawable_; }
   // The offset of the first line.
   Position Origin() const { return origin_.value_or(Position()); }
-  // The bounds of the lines, counted from there, since offsets may be so large that the width of a text is
-  // nothing to them; that point alone when none has any extent.
+  // The bounds of the lines, relative to Origin(), since a text's width may vanish beside a large offset. An
+  // empty box at (0, 0) when no line has any extent.
   Bounds GetBounds() const { return bounds_.IsEmpty() ? Bounds{{}, {}} : bounds_; }
   const Substitutions& GetSubstitutions() const { return substitutions_; }
 

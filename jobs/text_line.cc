@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The line becomes a document and its text, so that quotes and control characters are escaped in one place.
+// The description is built as a document and then written, so that JSON's own writer does all escaping.
 #include "text_line.h"
 
 #include <tovkit/json.h>

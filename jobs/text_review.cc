@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// Counts each kind of trouble over all lines, so that a page with a thousand missing glyphs costs one note.
+// Only the first trouble of a strict kind is kept: it becomes the error, with its place in the source.
 #include "text_review.h"
 
 #include <tovkit/imaging.h>
@@ -37,7 +39,7 @@ struct Edge {
   double beyond;
 };
 
-// To a tenth, and never nothing.
+// Rounded to a tenth, and at least one tenth.
 std::string Rounded(double length) {
   char text[64];
   std::snprintf(text, sizeof text, "%.1f", std::max(0.1, length));
@@ -110,7 +112,7 @@ void TextReview::LookAtClip(const MeasuredLine& line, const std::optional<CoreSi
   Met(Trouble::kClip, line, "", "the text has ink outside the page: " + text);
 }
 
-// With the places first, since a person looks for them.
+// Places come first in the report, since people look for them.
 void TextReview::Hand(const MeasuredLine& line, JsonValue& report) const {
   const SharedPtr<JsonValue> warnings = report.GetMember("warnings");
   for (std::uint32_t i = 0; i < warnings->Size(); ++i) {
@@ -128,7 +130,7 @@ void TextReview::Hand(const MeasuredLine& line, JsonValue& report) const {
 }
 
 void TextReview::Look(const MeasuredLine& line, const std::optional<CoreSizeF>& page) {
-  // One of everything is enough for what is told in words.
+  // Without a sink only notes are needed, and those mention one of each.
   const std::uint32_t limit = settings_.sink ? settings_.limit : 1;
   const SharedPtr<JsonValue> report = tovkit::DescribeText(line.description, limit);
   LookAtKeys(line, *report);

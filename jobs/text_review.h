@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// TextReview: what of the lines that are to be drawn will not look as it was meant.
+// TextReview: finds what will not look as it was meant, in lines that are about to be drawn.
 //
 //   TextReview review({.limit = 1000});
 //   review.Look(line, page);                       // for each line
@@ -43,8 +43,8 @@ class TextReview {
   struct Settings {
     Mask strict = 0;
     std::uint32_t limit = 1000;  // of a report's lists
-    // Gets the report of every line: what DescribeText tells, with "file", "pointer", "line" and "column" of
-    // the line and of each warning, and "clipped", how far the ink stands over the page's edges.
+    // Gets the report of every line: that of DescribeText, with "file", "pointer", "line" and "column" of the
+    // line and of each warning, and with "clipped", how far the ink reaches beyond the page's edges.
     std::function<void(const tovkit::JsonValue& report)> sink = nullptr;
   };
 

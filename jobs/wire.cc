@@ -3,8 +3,7 @@
 //
 //     frame   | size, 8 bytes | message |          text   | size, 8 bytes | bytes |
 //
-// The executor does not trust a worker all the same: whatever a message promises is compared with what is
-// there.
+// The executor still does not trust a worker: every size in a message is checked against the bytes that came.
 #include "wire.h"
 
 #include <stdexcept>
@@ -36,7 +35,7 @@ WorkerSettings WireReader::TakeSettings() {
   return settings;
 }
 
-// Id, attempts and worker are the executor's to know.
+// Id, attempts and worker are not sent: the executor knows them.
 void WireWriter::Put(const JobResult& result) {
   Put(result.state);
   Put(result.kind);

@@ -38,14 +38,14 @@ class WireWriter {
 
   bool empty() const { return bytes_.empty(); }
   std::size_t size() const { return bytes_.size(); }
-  // What was put, as a frame. Nothing is left.
-  std::string TakeFrame();
+  // Returns all that was put as a frame, and starts anew.
+  [[nodiscard]] std::string TakeFrame();
 
  private:
   std::string bytes_;
 };
 
-// Takes what WireWriter put, in the same order.
+// Reads what WireWriter wrote, in the same order.
 class WireReader {
  public:
   explicit WireReader(std::string_view bytes) : bytes_(bytes) {}
@@ -75,14 +75,14 @@ class FrameBuffer {
  public:
   void Append(const char* bytes, std::size_t size);
   // The next frame's message, valid until the next call of either. False when none is complete.
-  bool Next(std::string_view& message);
+  [[nodiscard]] bool Next(std::string_view& message);
 
  private:
   std::string bytes_;
   std::size_t at_ = 0;
 };
 
-// Shared memory by which the executor sees what a worker is at, however it ended.
+// Shared memory that tells the executor which job a worker runs, however the worker ends.
 struct WorkerStatus {
   std::uint64_t sequence;     // of the job that runs, 0 for none
   std::int64_t startedNanos;  // on the monotonic clock

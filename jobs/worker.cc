@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// A result may lie here for a millisecond, to be sent with others: what this loses when the worker dies is
-// run again. Which job runs is therefore told by shared memory, which outlives the process, and not by what
-// was sent.
+// Results wait here for a millisecond, to be sent together; when the worker dies, jobs whose results are lost
+// are run again. So the messages do not tell which job was running; shared memory, which outlives the
+// process, does.
 #include "worker.h"
 
 #include "error.h"
@@ -37,7 +37,7 @@ class Worker {
     std::string_view message;
     if (!Receive(message)) return 0;
     const WorkerSettings settings = WireReader(message).TakeSettings();
-    // The executor may have died before this process asked to die with it.
+    // The executor may have died before this process had asked the kernel to end it with its parent.
     if (getppid() != settings.parent) return 0;
     LimitMemory(settings.memory);
     try {
@@ -127,7 +127,7 @@ class Worker {
 
 int ServeJobs(const std::vector<JobKind>& kinds) {
   prctl(PR_SET_PDEATHSIG, SIGKILL);
-  // What a terminal sends to everybody is the executor's to handle.
+  // A terminal sends these to every process; the executor handles them.
   for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) std::signal(signal, SIG_IGN);
   const rlimit none = {};
   setrlimit(RLIMIT_CORE, &none);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The worker: what the program tovkit-job does. It is started by the executor with a socket and a page of
-// shared memory, runs the jobs that come through the one and tells by the other which it is at.
+// The worker: what the program tovkit-job does. The executor starts it with a socket and a page of shared
+// memory. It runs the jobs that come through the socket, and the shared page tells which one is running.
 #pragma once
 
 #include "job_kind.h"
@@ -9,7 +9,7 @@
 
 namespace jobs {
 
-// Serves until the executor closes the socket; the exit status. The kinds are those that it knows.
+// Serves jobs of these kinds until the executor closes the socket. Returns the exit status.
 int ServeJobs(const std::vector<JobKind>& kinds);
 
 }  // namespace jobs

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// posix_spawn, not fork: what a copy of the parent's page tables costs does not grow with the parent.
+// posix_spawn rather than fork: fork copies the parent's page tables, which takes longer the larger the
+// parent is.
 #include "worker_process.h"
 
 #include "error.h"
@@ -29,7 +30,7 @@ namespace {
   throw Error(ErrorKind::kLimit, program, std::string("cannot start a worker: ") + std::strerror(error));
 }
 
-// Out of the way of the descriptors that the worker gets.
+// Moves the descriptor above those that the worker gets.
 OpenDescriptor MoveUp(int fd) {
   const OpenDescriptor low(fd);
   return OpenDescriptor(fcntl(fd, F_DUPFD_CLOEXEC, 16));
@@ -42,7 +43,7 @@ class SpawnActions {
     posix_spawnattr_init(&attributes_);
     posix_spawn_file_actions_addopen(&actions_, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
     posix_spawn_file_actions_addopen(&actions_, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
-    // Libraries that complain of a picture are not what a person wants to read; a sanitizer's report is.
+    // Complaints of libraries about a picture are dropped; a sanitizer's report is not.
     if (!kSanitized) posix_spawn_file_actions_addopen(&actions_, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
     posix_spawn_file_actions_adddup2(&actions_, socket, kWorkerSocket);
     posix_spawn_file_actions_adddup2(&actions_, status, kWorkerStatus);
@@ -127,7 +128,7 @@ void WorkerProcess::SendMore() {
     const ssize_t length =
         send(socket_.get(), toSend_.data() + sent_, toSend_.size() - sent_, MSG_NOSIGNAL | MSG_DONTWAIT);
     if (length < 0 && errno == EINTR) continue;
-    // The death of a worker is noticed by what can be read.
+    // A dead worker is noticed when its socket is read.
     if (length < 0) return;
     sent_ += static_cast<std::size_t>(length);
   }

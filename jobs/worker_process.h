@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// WorkerProcess: one worker as the executor sees it: a process, the socket to it, and what it is at.
+// WorkerProcess: one worker as the executor sees it: a process, the socket to it, and the job it runs.
 #pragma once
 
 #include "folder.h"
@@ -24,7 +24,7 @@ class WorkerProcess {
 
   // Starts the program. Throws Error when that is not possible.
   WorkerProcess(const std::string& program, const WorkerSettings& settings);
-  // Kills it, should it still run, and waits for its end.
+  // Kills the worker if it still runs, and waits for its end.
   ~WorkerProcess();
   WorkerProcess(const WorkerProcess&) = delete;
   WorkerProcess& operator=(const WorkerProcess&) = delete;
@@ -33,21 +33,21 @@ class WorkerProcess {
   int socket() const { return socket_.get(); }
   Clock::time_point started() const { return started_; }
 
-  // Sends a frame as far as that is possible at once; SendMore sends on.
+  // Sends as much of a frame as the socket takes at once; SendMore sends the rest.
   void Send(const std::string& frame);
   void SendMore();
   bool HasMoreToSend() const { return sent_ < toSend_.size(); }
 
   // Takes in what has come. False when the worker has closed its end.
-  bool Receive();
+  [[nodiscard]] bool Receive();
   // As FrameBuffer::Next.
-  bool NextMessage(std::string_view& message) { return frames_.Next(message); }
+  [[nodiscard]] bool NextMessage(std::string_view& message) { return frames_.Next(message); }
 
   // The job that runs, 0 for none, and since when.
   std::uint64_t Running(Clock::time_point& since) const;
 
   void Kill();
-  // Lets it end by itself, for a moment, after it was given no more to do.
+  // Closes the socket and waits a moment for the worker to end by itself.
   void Finish();
   // How it ended, in words. Precondition: it was killed or has closed its end.
   std::string WaitForEnd();

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Blocks pass between threads: one that was allocated here may be freed there, and is then kept there. So no
-// thread ever waits for another, and no block needs to know where it came from.
+// A block is kept by the thread that frees it, whichever thread allocated it. So no thread ever waits for
+// another, and no block needs to know where it came from.
 #include "block_cache.h"
 
 #include <pthread.h>
@@ -11,15 +11,14 @@ namespace tovkit::block_cache {
 
 namespace {
 
-// Returns everything to the heap when its thread ends. Blocks that are freed even later go to the heap at
-// once.
+// Returns everything to the heap when its thread ends. Blocks freed after that go straight to the heap.
 void Close(void* /*kept*/) {
   while (kept.first != nullptr) ::operator delete(std::exchange(kept.first, kept.first->next));
   kept.room = 0;
 }
 
-// A key of threads rather than a thread_local with a destructor: setting it up may fail without ending the
-// process, and a thread that releases its first handle among its last steps still returns everything.
+// A pthread key rather than a thread_local with a destructor. Its creation may fail without ending the
+// process, and a thread that releases its first handle while it ends still returns everything.
 struct CloseKey {
   pthread_key_t key = 0;
   bool made = pthread_key_create(&key, Close) == 0;

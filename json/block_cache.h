@@ -4,18 +4,18 @@
 // A handle is made of two small blocks, a wrapper and a control block, and mostly lives for one read. Taking
 // them from the heap each time would cost several times what finding the member does.
 //
-// Thread-safety: every function may be called by every thread; a block may be freed by another thread than
-// the one that allocated it.
+// Thread-safety: any thread may call any function, and may free what another one has allocated.
 #pragma once
 
+#include <cassert>
 #include <cstddef>
 #include <new>
 #include <utility>
 
 namespace tovkit::block_cache {
 
-// The blocks that a thread keeps at most. None under AddressSanitizer, which then sees every use of a
-// released handle.
+// The most blocks that a thread keeps. None under AddressSanitizer, so that it sees every use of a released
+// handle.
 #if defined(__has_feature)
 #if __has_feature(address_sanitizer)
 #define TOVKIT_KEEPS_NO_BLOCKS
@@ -58,6 +58,7 @@ inline void* Allocate(std::size_t size) {
 // Frees a block of Allocate; `size` is the size that it was asked for.
 inline void Free(void* block, std::size_t size) noexcept {
   if (kept.room == 0 || size > kBlockSize) return FreeBeyondRoom(block, size);
+  assert(kept.opened);
   --kept.room;
   kept.first = new (block) KeptBlock{kept.first};
 }

@@ -3,8 +3,8 @@
 //
 // RapidJSON's number parser adds the written exponent to the count of fraction digits in an int, and uses the
 // sum as an index. For "1.00000000001e-2147483638" the sum wraps (this folder is compiled with -fwrapv) to an
-// index far outside. Such a number is 0.0, and a power of 0.0 makes it so; RapidJSON's own assertion in the
-// table's function is where the index is looked at.
+// index far outside. Such a number is 0.0, so the power is made 0.0. The place to do that is RapidJSON's own
+// assertion in the table's function, which looks at the index.
 #pragma once
 
 #include <rapidjson/rapidjson.h>

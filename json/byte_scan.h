@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Sixteen bytes of text at a time, with the vector instructions that every x86-64 processor has.
 //
-// A text is read up to its end only: who asks for a block makes sure that it has one.
+// Nothing behind the end of a text is read: the caller makes sure that sixteen bytes are left.
 #pragma once
 
 #include <emmintrin.h>

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// A document from a CarefulWalk: the events of the walk are those that RapidJSON's document takes.
+// A CarefulWalk has the events that RapidJSON's document takes, so the document is the target of the walk.
 #include "careful_parser.h"
 
 #include "careful_walk.h"

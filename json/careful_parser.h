@@ -9,9 +9,9 @@
 
 namespace tovkit {
 
-// Parses the text into `document`, whose value is as before after an error. Accepts what RapidJSON's
-// recursive parser accepts, with the same values, and stops where that one stops, with the same code. It is
-// slow: ParseText asks it only for what ReadFast does not read.
+// Parses the text into `document`, whose value is as before after an error. Accepts the texts that
+// RapidJSON's recursive parser accepts, with the same values; stops at the same places, with the same codes.
+// It is slow, so ParseText uses it only for what ReadFast refuses.
 [[nodiscard]] ParseResult ParseCarefully(const char* text, std::size_t length, Document& document);
 
 }  // namespace tovkit

@@ -2,10 +2,10 @@
 // CarefulWalk: a JSON text by the steps of RapidJSON's recursive parser, so that the first error met is the
 // same.
 //
-// The calls of that parser are a stack of open containers on the heap here, so that no depth overflows the
-// stack. Strings, words and numbers are read by RapidJSON itself. Its iterative mode would do without either,
-// but reports other codes for some texts. What becomes of the text is the target's business: CarefulParser
-// builds a document of it, Json::Diagnose keeps the way down to the error.
+// Where that parser calls itself, this one has a stack of open containers on the heap, so that no depth
+// overflows the stack. Strings, words and numbers are read by RapidJSON itself. RapidJSON's iterative mode
+// would overflow nothing either, but reports other codes for some texts. What becomes of the text is the
+// target's business: CarefulParser builds a document of it, Json::Diagnose keeps the way down to the error.
 //
 // Thread-safety: none.
 #pragma once
@@ -73,14 +73,14 @@ class CarefulWalk {
 
   void SkipSpace() { rapidjson::SkipWhitespace(input_); }
 
-  bool Consume(char expected) {
+  [[nodiscard]] bool Consume(char expected) {
     if (input_.Peek() != expected) return false;
     input_.Take();
     return true;
   }
 
   // Reads a scalar, or opens a container.
-  bool WalkValue() {
+  [[nodiscard]] bool WalkValue() {
     const bool isObject = input_.Peek() == '{';
     if (isObject || input_.Peek() == '[') {
       input_.Take();
@@ -94,7 +94,7 @@ class CarefulWalk {
   }
 
   // Reads what follows in the innermost container: its end, or a comma unless it is new, and a value.
-  bool WalkNext() {
+  [[nodiscard]] bool WalkNext() {
     Container& container = open_.back();
     target_.Between();
     SkipSpace();
@@ -116,7 +116,7 @@ class CarefulWalk {
     return (!container.isObject || WalkName()) && WalkValue();
   }
 
-  bool WalkName() {
+  [[nodiscard]] bool WalkName() {
     if (input_.Peek() != '"') return FailHere(rapidjson::kParseErrorObjectMissName);
     auto&& names = target_.Names();
     if (!ReadScalar(names)) return false;
@@ -128,7 +128,7 @@ class CarefulWalk {
   }
 
   template <typename Handler>
-  bool ReadScalar(Handler& handler) {
+  [[nodiscard]] bool ReadScalar(Handler& handler) {
     const auto result = reader_.template Parse<kOneValue>(input_, handler);
     return !result.IsError() || Fail(result.Code(), result.Offset());
   }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Json::Diagnose: a CarefulWalk that keeps nothing but the way down to where it is, so that an error has a
-// pointer as well as a place. It prints nothing and builds nothing.
+// Json::Diagnose: a CarefulWalk that keeps only the names and indices of the open containers, so that an
+// error has a pointer as well as a place. It prints nothing and builds nothing.
 #include "careful_walk.h"
 #include "tovkit/json.h"
 
@@ -27,7 +27,7 @@ struct KeepName : rapidjson::BaseReaderHandler<rapidjson::UTF8<>, KeepName> {
   std::string& name;
 };
 
-// The way down to where the walk is: of each open container the value that is being read.
+// For each open container, which of its values is being read.
 class WayDown {
  public:
   IgnoreValue Values() const { return {}; }

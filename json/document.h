@@ -29,7 +29,7 @@ class DocumentPool : public rapidjson::MemoryPoolAllocator<HeapAllocator> {
     }
   }
 
-  // Keeps `pool` for as long as this one lives: part of the document has moved there.
+  // Keeps `pool` for as long as this one lives, since part of the document has moved there.
   void Keep(std::unique_ptr<DocumentPool> pool) noexcept {
     pool->kept_ = std::move(kept_);
     kept_ = std::move(pool);

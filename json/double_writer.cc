@@ -3,16 +3,17 @@
 // digit after digit is taken off until what is left is smaller than `delta`, the width of the range of
 // numbers that are read as this double.
 //
-// What is left only shrinks against delta. So if it is not smaller after eight digits it was not after any
-// fewer, and all eight may be taken at once; the same holds for the whole part. The last digits are taken one
-// by one, and rounded, as RapidJSON does. Numbers of few digits end within the whole part, and are left to
-// RapidJSON.
+// With each digit, what is left shrinks against delta. If it is still not smaller after eight digits, it was
+// not smaller after fewer, so all eight may be taken at once. The same holds for the whole part. The last
+// digits are taken one by one and rounded, as RapidJSON does. Numbers of few digits end within the whole part
+// and are left to RapidJSON.
 #include "double_writer.h"
 
 #include "value_layout.h"
 
 #include <rapidjson/internal/dtoa.h>
 
+#include <cassert>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
@@ -47,12 +48,13 @@ struct Fraction {
   std::uint64_t delta;  // at most `left`
   int shift;
 
-  // Takes off `count` digits, and returns them, if delta is still not above what is left then.
+  // Takes off `count` digits into `digits`, unless what is left would then be below delta.
   bool Take(int count, std::uint32_t& digits) {
     __extension__ typedef unsigned __int128 Wide;
     const Wide scaled = static_cast<Wide>(left) * kPowers[count];
     const std::uint64_t rest = static_cast<std::uint64_t>(scaled) & ((std::uint64_t{1} << shift) - 1);
     if (rest < static_cast<Wide>(delta) * kPowers[count]) return false;
+    assert(scaled >> shift < kPowers[count]);
     digits = static_cast<std::uint32_t>(scaled >> shift);
     left = rest;
     delta *= kPowers[count];
@@ -116,6 +118,7 @@ void FindDigits(double number, Decimal& decimal) {
 }  // namespace
 
 char* WriteDouble(double number, char* text) {
+  assert(std::isfinite(number));
   if (number == 0) return rapidjson::internal::dtoa(number, text);
   if (number < 0) *text++ = '-';
   Decimal decimal;

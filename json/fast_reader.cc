@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: MIT
 // One pass over the text, without recursion, into a TreeBuilder.
 //
-// No byte behind the text is read. The last byte that is no white space must close the root. It ends every
-// run of white space and of digits, so that only strings, words and blocks of bytes look for the end.
+// No byte behind the text is read. The last byte that is no white space must close the root. That byte ends
+// every run of white space and of digits, so only strings, words and blocks of bytes have to look for the
+// end.
 #include "fast_reader.h"
 
 #include "byte_scan.h"
@@ -24,7 +25,7 @@ class FastReader {
  public:
   FastReader(const char* end, DocumentPool& pool) : end_(end), tree_(pool), strings_(end, pool) {}
 
-  // Reads the root, whose first byte is at `text`. Null when it is not all there is, or not valid.
+  // Reads the root, whose first byte is at `text`. Null when it is not valid or something follows it.
   [[nodiscard]] Value* Read(const char* text);
 
  private:
@@ -33,7 +34,7 @@ class FastReader {
   }
   const char* SkipRunOfSpace(const char* text) const;
 
-  // Each of these fills the slot `place` and returns what follows in the text, null for an error.
+  // Each of these fills the slot `place` and returns the place behind what it read, null for an error.
   const char* ReadName(const char* text, Value* place);
   const char* ReadScalar(const char* text, Value* place);
   const char* ReadWord(const char* text, const char* word, std::ptrdiff_t length, Value value, Value* place);
@@ -74,7 +75,7 @@ Value* FastReader::Read(const char* text) {
   }
 }
 
-// Lines are indented by spaces, so a run is mostly a line feed and then nothing else.
+// Lines are indented by spaces, so a run is mostly a line feed and then spaces alone.
 const char* FastReader::SkipRunOfSpace(const char* text) const {
   while (IsSpace(*text)) {
     ++text;

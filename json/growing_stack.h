@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 // The stack that RapidJSON keeps its work in, for documents on HeapAllocator.
 //
-// RapidJSON's own adds to a null pointer before it has storage, which is undefined, and does not survive a
-// failed allocation. This one does neither: after std::bad_alloc it is as before the call.
+// RapidJSON's own stack adds to a null pointer before it has storage, which is undefined, and is broken by a
+// failed allocation. This one never adds to null, and after std::bad_alloc it is as before the call.
 //
 // Thread-safety: none.
 #pragma once

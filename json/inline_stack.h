@@ -2,14 +2,15 @@
 // InlineStack: a stack of plain records whose first ones are part of the object, so that a small document
 // takes nothing from the heap for it.
 //
-// The user keeps the top, which then stays in a register: Reserve makes room, records are written at the top,
-// and taken back by lowering it. Records are moved by their bytes.
+// The user keeps the top, so that it stays in a register. Reserve makes room; the user writes records at the
+// top and removes them by lowering it. Records are moved by their bytes.
 //
 // Thread-safety: none.
 #pragma once
 
 #include "heap_allocator.h"
 
+#include <cassert>
 #include <cstddef>
 #include <cstring>
 
@@ -25,9 +26,10 @@ class InlineStack {
 
   T* First() { return first_; }
 
-  // Makes room for `count` records from `top` on, at least one. Returns where the top is now. Throws
-  // std::bad_alloc; the stack is then as before.
+  // Makes room for `count` records, at least one, from `top` on. Returns the top, which may have moved. After
+  // std::bad_alloc the stack is as before.
   [[nodiscard]] T* Reserve(T* top, std::size_t count) {
+    assert(top >= first_ && top <= limit_ && count >= 1);
     return static_cast<std::size_t>(limit_ - top) >= count ? top : Grow(top, count);
   }
 

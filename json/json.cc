@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The entry points of json.h that are no operation of a value: parsing, writing, the names of the kinds.
 //
-// A failed parse prints its one line here and nowhere else; ParseText returns what it says.
+// The one line of a failed parse is printed here and nowhere else.
 #include "rapidjson_wrapper.h"
 #include "text_parser.h"
 

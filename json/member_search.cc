@@ -1,13 +1,14 @@
 // SPDX-License-Identifier: MIT
 // Members are looked at from the first to the last, length before bytes; there is no index.
 //
-// In a small object, where the search is over soon, that is done as it reads. In a larger one the name that
-// is looked for is laid out as a value first. Then one comparison of 16 bytes decides for a short name, and
-// rules out nearly every other member for a long one.
+// A small object is searched member by member, since that is over soon. For a larger one the wanted name is
+// first laid out as a value. One comparison of 16 bytes then decides for a short name; for a long name it
+// rules out nearly every other member.
 #include "member_search.h"
 
 #include "value_layout.h"
 
+#include <cassert>
 #include <cstdint>
 #include <cstring>
 
@@ -15,7 +16,7 @@ namespace tovkit {
 
 namespace {
 
-constexpr rapidjson::SizeType kSmallObject = 24;  // members; up to here the preparation does not pay
+constexpr rapidjson::SizeType kSmallObject = 24;  // members; the preparation pays beyond these
 
 // Whether the first bytes, as many as a Word has, and the last ones are the same.
 template <typename Word>
@@ -29,8 +30,8 @@ bool SameEnds(const char* a, const char* b, std::size_t length) {
   return ((word(a) ^ word(b)) | (word(a + last) ^ word(b + last))) == 0;
 }
 
-// memcmp's answer for two texts of `length` bytes, at least one. Most keys are short, where a call costs more
-// than the two words that cover them.
+// Whether two texts of `length` bytes, at least one, are the same. Not memcmp: most keys are short, and the
+// call costs more than comparing the two words that cover them.
 bool SameBytes(const char* a, const char* b, std::size_t length) {
   if (length > 16) return std::memcmp(a, b, length) == 0;
   if (length >= 8) return SameEnds<std::uint64_t>(a, b, length);
@@ -38,7 +39,7 @@ bool SameBytes(const char* a, const char* b, std::size_t length) {
   return length >= 2 ? SameEnds<std::uint16_t>(a, b, length) : *a == *b;
 }
 
-// What is looked for in the bytes of a name, and where: only the bytes of `mask` count.
+// The bytes that a value must have to be the wanted name; only those under `mask` count.
 struct Pattern {
   __m128i mask;
   __m128i bytes;
@@ -71,6 +72,7 @@ Pattern PatternOf(const char* key, std::size_t length) {
 }  // namespace
 
 Value* FindMember(Value& object, const char* key) {
+  assert(object.IsObject() && *key != '\0');
   const std::size_t length = std::strlen(key);
   Member* member = object.MemberBegin();
   Member* const end = object.MemberEnd();

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The numbers that are not worth a way of their own, read by RapidJSON from where they begin.
+// Rare forms of numbers are left to RapidJSON's own reader, which starts anew at their first byte.
 #include "number_reader.h"
 
 #include <rapidjson/memorystream.h>

@@ -4,20 +4,21 @@
 // RapidJSON takes one digit after the other: exactly, in 64 bits, up to and including the digit that lifts
 // the significand above 2^53 - 1; then, in doubles, as many as make 17 significant digits; the rest is
 // dropped. One multiplication or division by a power of ten follows. The last bit of the result depends on
-// each of these steps, so they are kept here. What is common (up to 19 digits, exponents that stay in the
-// table) is done in a few steps; anything else is left to RapidJSON itself.
+// each of these steps, so they are kept here. The usual numbers (up to 19 digits, exponents within the table)
+// take a few steps; all others are left to RapidJSON itself.
 #pragma once
 
 #include "document.h"
 
 #include <bit>
+#include <cassert>
 #include <cstdint>
 #include <cstring>
 
 namespace tovkit {
 
 // Reads the number at `text`, which begins with a digit or a minus sign, into `place`. Returns what follows
-// it, null when it is no number or too big. The byte at `end - 1` is no part of a number.
+// it, null when it is no number or too big. Precondition: the byte at `end - 1` is no part of a number.
 [[nodiscard]] inline const char* ReadNumber(const char* text, const char* end, Value* place);
 
 // The same, by RapidJSON's own parser.
@@ -40,7 +41,7 @@ inline std::uint64_t LoadEight(const char* text) {
   return bytes ^ 0x3030303030303030;
 }
 
-// The highest bit of each byte that is no digit, and, behind the first of these, of others.
+// The highest bit of each byte that is no digit. Behind the first such byte, digits may be marked too.
 inline std::uint64_t NoDigits(std::uint64_t bytes) {
   return ((bytes + 0x7676767676767676) | bytes) & 0x8080808080808080;
 }
@@ -52,7 +53,8 @@ inline std::uint64_t JoinEight(std::uint64_t bytes) {
   return (bytes * 10000 + (bytes >> 32)) & 0xffffffff;
 }
 
-// Adds the digits at `text` to `sum`, and returns what follows them. The sum is right for kMostDigits.
+// Adds the digits at `text` to `sum` and returns the place behind them. With more than kMostDigits the sum
+// wraps.
 inline const char* AddDigits(const char* text, const char* end, std::uint64_t& sum) {
   static constexpr std::uint32_t kPowers[] = {1, 10, 100, 1000, 10000, 100000, 1000000, 10000000, 100000000};
   while (end - text >= 8) {
@@ -71,9 +73,10 @@ inline const char* AddDigits(const char* text, const char* end, std::uint64_t& s
   return text;
 }
 
-// The significand of all digits as a double; `exponent` is raised by the digits that are dropped. False when
-// the few steps do not reach it.
-inline bool RoundSignificand(std::uint64_t sum, bool wholeIsZero, double& significand, int& exponent) {
+// The significand of all digits as a double; `exponent` is raised by the digits that are dropped. False for
+// numbers that RapidJSON has to read.
+[[nodiscard]] inline bool RoundSignificand(std::uint64_t sum, bool wholeIsZero, double& significand,
+                                           int& exponent) {
   if (sum <= kTaken) {
     significand = static_cast<double>(sum);
     return true;
@@ -91,8 +94,8 @@ inline bool RoundSignificand(std::uint64_t sum, bool wholeIsZero, double& signif
   return true;
 }
 
-// Reads the exponent at `text`, a letter, and adds it. Null when it is none or has too many digits.
-inline const char* AddExponent(const char* text, int& exponent) {
+// Adds the exponent whose letter is at `text`. Null when no number follows, or one of too many digits.
+[[nodiscard]] inline const char* AddExponent(const char* text, int& exponent) {
   constexpr int kMostExponentDigits = 4;
   const char* next = text + 1;
   const bool down = *next == '-';
@@ -108,8 +111,8 @@ inline const char* AddExponent(const char* text, int& exponent) {
 
 // Reads the number at `text` whose whole part ends at `point` and is `sum`; a fraction or an exponent
 // follows.
-inline const char* ReadReal(const char* text, const char* point, const char* end, std::uint64_t sum,
-                            Value* place) {
+[[nodiscard]] inline const char* ReadReal(const char* text, const char* point, const char* end,
+                                          std::uint64_t sum, Value* place) {
   const bool minus = *text == '-';
   const char* next = point;
   int exponent = 0;
@@ -137,6 +140,7 @@ inline const char* ReadReal(const char* text, const char* point, const char* end
 }  // namespace number
 
 inline const char* ReadNumber(const char* text, const char* end, Value* place) {
+  assert(text < end && !number::IsDigit(end[-1]));
   const bool minus = *text == '-';
   const char* const first = text + minus;
   const char* next = first;

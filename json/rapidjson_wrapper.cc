@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
-// The operations of one value. The eight-fold families are members of the header's templates; what is here
-// changes documents, and so decides what a failed allocation leaves: everything that may throw comes first,
-// and the document is changed by what cannot.
+// The operations of one value that change documents; the eight-fold families are templates in the header.
+// Every step that may throw comes first, and only steps that cannot throw change the document. So a failed
+// allocation leaves it as it was.
 //
-// Assign copies into a new pool. That of a clone takes the place of the one before. That of a part is kept by
-// the pool of the whole document, since the handle to the part may go first.
+// Assign copies into a new pool. A clone drops its old pool for it. For a part, the pool of the whole
+// document keeps the new one, since the handle to the part may go first.
 #include "rapidjson_wrapper.h"
 
 #include "member_search.h"

@@ -212,7 +212,7 @@ class RapidjsonWrapper final : public JsonValue {
     return SharedPtr<T>(node == nullptr ? nullptr : static_cast<T*>(new RapidjsonWrapper(node, allocator)));
   }
 
-  // Whether a member may be stored under `key` here.
+  // Whether this value takes a member named `key`.
   bool TakesMember(const char* key) const { return IsObject() && key != nullptr && *key != '\0'; }
 
   // Stores into the member named `key`, an existing or a new one, and returns it; null when no member may be
@@ -251,7 +251,7 @@ class RapidjsonWrapper final : public JsonValue {
   std::unique_ptr<Document> document;  // set on a root from Json::Parse only
   Value* value = nullptr;              // the node that this wrapper designates
   DocumentPool* allocator = nullptr;   // holds what operations add
-  Member* memberCursor = nullptr;      // where NextMember goes on
+  Member* memberCursor = nullptr;      // what NextMember delivers next
 };
 static_assert(sizeof(RapidjsonWrapper) <= block_cache::kBlockSize);
 

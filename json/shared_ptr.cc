@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// What the handles of json.h have in the library: one copy of their control blocks' code, and the memory of
-// these blocks.
+// What the handles of json.h need inside the library: one copy of the code of their control blocks, and
+// memory for these blocks.
 #include "tovkit/json.h"
 
 #include "block_cache.h"

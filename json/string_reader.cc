@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// Most strings are short and plain, and are read by the header's few lines. What is left here: a string that
-// is longer than a value holds, one at the end of the text, and one with escapes, whose meaning is put
-// together in a buffer first, since the pool is asked once for what a string needs.
+// Most strings are short and plain, and the header's few lines read them. Here are the others: a string that
+// is longer than a value holds, one at the end of the text, and one with escapes. What escapes mean is
+// collected in a buffer, because the pool is asked once for the whole string.
 #include "string_reader.h"
 
 #include <array>
@@ -10,7 +10,7 @@ namespace tovkit {
 
 namespace {
 
-// What stands behind the backslash of an escape of one letter, and the byte that it means.
+// The byte that an escape of one letter means, by the letter behind the backslash.
 constexpr std::array<char, 256> kEscapes = [] {
   std::array<char, 256> table = {};
   constexpr struct {
@@ -30,7 +30,7 @@ int HexDigit(char c) {
 
 }  // namespace
 
-// The first byte from `text` on that a plain run does not hold, or the end.
+// The first byte from `text` on that ends a plain run, or the end of the text.
 const char* StringReader::FindSpecial(const char* text) const {
   for (; end_ - text >= kBlock; text += kBlock) {
     const unsigned special = SpecialBytes(LoadBytes(text));
@@ -63,7 +63,7 @@ const char* StringReader::ReadEscaped(const char* text, const char* escape, Valu
   return escape + 1;
 }
 
-// Appends what the escape means whose backslash stands before `text`. Returns what follows it.
+// Appends the meaning of an escape; `text` is behind its backslash. Returns the place behind it.
 const char* StringReader::AppendEscape(const char* text) {
   if (text == end_) return nullptr;
   if (*text == 'u') return AppendUnicodeEscape(text + 1);

@@ -11,6 +11,7 @@
 #include "value_layout.h"
 
 #include <bit>
+#include <cassert>
 #include <cstddef>
 #include <vector>
 
@@ -21,9 +22,10 @@ class StringReader {
   // The text ends at `end`; `pool` takes the long strings.
   StringReader(const char* end, DocumentPool& pool) : end_(end), pool_(pool) {}
 
-  // Reads the string whose first byte, behind the quotation mark, is at `text`, into `place`. Returns what
-  // follows the closing mark, null when it is no valid string.
+  // Reads a string into `place`; `text` is behind its opening quotation mark. Returns the place behind the
+  // closing one, null when the string is not valid.
   [[nodiscard]] const char* Read(const char* text, Value* place) {
+    assert(text <= end_);
     if (end_ - text >= kBlock) [[likely]] {
       const __m128i block = LoadBytes(text);
       const auto length = static_cast<unsigned>(std::countr_zero(SpecialBytes(block) | 1U << kBlock));
@@ -37,11 +39,11 @@ class StringReader {
 
  private:
   const char* FindSpecial(const char* text) const;
-  const char* ReadRest(const char* text, Value* place);
-  const char* ReadEscaped(const char* text, const char* escape, Value* place);
-  const char* AppendEscape(const char* text);
-  const char* AppendUnicodeEscape(const char* text);
-  bool ReadHex(const char* text, unsigned& code) const;
+  [[nodiscard]] const char* ReadRest(const char* text, Value* place);
+  [[nodiscard]] const char* ReadEscaped(const char* text, const char* escape, Value* place);
+  [[nodiscard]] const char* AppendEscape(const char* text);
+  [[nodiscard]] const char* AppendUnicodeEscape(const char* text);
+  [[nodiscard]] bool ReadHex(const char* text, unsigned& code) const;
   void Append(unsigned code);
   void Store(const char* text, std::size_t length, Value* place);
 

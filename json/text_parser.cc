@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// Two parsers, one after the other: the fast one, which knows every valid text and no error, and for whatever
-// it refuses the careful one, which knows the code and the place of each error. So errors cost valid texts
-// nothing, and a text in error is read at most twice.
+// The fast parser reads every valid text but knows no errors. What it refuses is read again by the careful
+// one, which knows the code and the place of each error. So valid texts do not pay for errors, and a text in
+// error is read at most twice.
 #include "text_parser.h"
 
 #include "careful_parser.h"

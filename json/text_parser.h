@@ -17,8 +17,8 @@ struct ParseResult {
   bool IsRead() const { return code == rapidjson::kParseErrorNone; }
 };
 
-// Parses at most `length` bytes at `text`, up to the first NUL byte among them, into `document`, which is
-// new: its pool is emptied on the way. After an error its value is null. Throws std::bad_alloc.
+// Parses at most `length` bytes at `text`, up to the first NUL byte among them, into `document`. Its pool is
+// emptied on the way, so the document must be new. After an error its value is null. Throws std::bad_alloc.
 [[nodiscard]] ParseResult ParseText(const char* text, std::size_t length, Document& document);
 
 }  // namespace tovkit

@@ -11,7 +11,7 @@ namespace tovkit {
 // A copy of `source`, strings included, whose storage comes from `pool`. Throws std::bad_alloc.
 [[nodiscard]] Value CopyTree(const Value& source, DocumentPool& pool);
 
-// The compact JSON text of `root`. It ends where a double is met that is NaN or infinite. Throws
+// The compact JSON text of `root`. It ends before the first double that is NaN or infinite. Throws
 // std::bad_alloc, and std::length_error for a text of INT_MAX bytes and more.
 [[nodiscard]] CoreString WriteTree(const Value& root);
 

@@ -7,8 +7,8 @@
 //     {"a":[1,2     slots   { in nothing | "a" | [ in slot 0 | 1 | 2 |
 //     {"a":[1,2]    slots   { in nothing | "a" | 2 values in the pool |
 //
-// So values need no counting, a container takes from the pool what it needs and no more, and the depth has no
-// limit but memory. The pool is filled in the order in which RapidJSON's own parser fills it.
+// So no value is counted beforehand, a container takes exactly what it needs from the pool, and only memory
+// limits the depth. The pool is filled in the order in which RapidJSON's own parser fills it.
 //
 // Thread-safety: none.
 #pragma once
@@ -30,7 +30,7 @@ class TreeBuilder {
   // The first slot: in the end, the root.
   Value* First() { return slots_.First(); }
 
-  // Makes room for a name and a value. `top` is the first free slot; the slots of both are filled from there.
+  // Makes room for a name and a value. `top` is the first free slot. Returns it; it may have moved.
   [[nodiscard]] Value* Reserve(Value* top) { return slots_.Reserve(top, 2); }
 
   // Opens a container in the slot `place`. What it holds follows.
@@ -42,7 +42,7 @@ class TreeBuilder {
     isObject_ = isObject;
   }
 
-  // Closes the innermost container. `top` is the first free slot. Returns the one that is then.
+  // Closes the innermost container. `top` is the first free slot. Returns the first free slot afterwards.
   [[nodiscard]] Value* Close(Value* top);
 
   bool IsOpen() const { return container_ >= 0; }

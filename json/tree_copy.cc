@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// A copy takes from its pool what the source would take if it were read from its text: containers lose the
-// room that they had to grow.
+// A copy takes as much of its pool as the source would if it were read from its text: containers lose their
+// spare room.
 #include "tree.h"
 #include "tree_builder.h"
 #include "tree_walk.h"

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
-// The text grows in one buffer, and every value writes a comma behind itself. The end of a container puts its
-// bracket in the place of the last one, so that nothing needs to know whether it is the first.
+// The text grows in one buffer, and every value writes a comma behind itself. The closing bracket of a
+// container overwrites its last comma. So no value needs to know whether it is the first.
 //
-// Before each value there is room for what most of them need, so that only long strings look for more.
+// There is always room for a number or a short string, so that only long strings ask for more.
 #include "byte_scan.h"
 #include "double_writer.h"
 #include "tree.h"
@@ -43,8 +43,8 @@ char* WriteEscape(char c, char* top) {
   return top + sizeof digits;
 }
 
-// Writes the rest of a string that ends at `end`, less than a block. When the block before it stands as it is
-// in the text, the rest is the end of a block, too.
+// Writes the rest of a string that ends at `end`, less than a block. When the block before it was plain, the
+// rest is written as part of one last block that overlaps it.
 char* WriteTail(const char* text, const char* end, bool isPlain, char* top) {
   const std::ptrdiff_t rest = end - text;
   if (isPlain && SpecialBytes(LoadBytes(end - kBlock)) >> (kBlock - rest) == 0) {
@@ -92,7 +92,7 @@ char* WriteInteger(const Value& number, char* top) {
   return rapidjson::internal::u64toa(number.GetUint64(), top);
 }
 
-// Small, and without a call that could see it: the top is kept in a register.
+// Small, and never passed to a call that is not inlined, so that the top stays in a register.
 class TreeWriter {
  public:
   explicit TreeWriter(TextBuffer& buffer) : buffer_(buffer), top_(buffer.Reserve(buffer.First(), kRoom)) {}

@@ -11,7 +11,7 @@ namespace tovkit {
 // Reads `value` into `out` when T accepts it; else false, and `out` untouched. The stored number's flags
 // decide; nothing is parsed.
 template <typename T>
-bool ReadValue(const Value& value, T& out) {
+[[nodiscard]] bool ReadValue(const Value& value, T& out) {
   if constexpr (std::is_same_v<T, const char*>) {
     if (!value.IsString()) return false;
     out = value.GetString();
@@ -38,7 +38,7 @@ bool ReadValue(const Value& value, T& out) {
 
 // The value that stores `content`; a string is copied into `pool`.
 template <typename T>
-Value MakeValue(T content, DocumentPool& pool) {
+[[nodiscard]] Value MakeValue(T content, DocumentPool& pool) {
   if constexpr (std::is_same_v<T, const char*>) {
     return Value(content, pool);
   } else if constexpr (std::is_same_v<T, float>) {

@@ -9,8 +9,8 @@
 //     array         size    room    pointer to values                       | flags
 //     object        size    room    pointer to members, pairs of values     | flags
 //
-// RapidJSON itself moves values by their bytes; what is written here is compared with what its constructors
-// write, byte for byte, by json_inside_test.
+// RapidJSON itself moves values by their bytes. json_inside_test compares what is written here with what its
+// constructors write, byte for byte.
 #pragma once
 
 #include "document.h"

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 // ChildText: a line of text in a forked child, made on the stack and written by write(2).
 //
-// In a child of a process with threads the locks of streams, heap and messages may be held for ever, by
-// threads that the child does not have. Nothing here takes one.
+// In a forked child, the locks of streams, heap and messages may be held for ever by threads that only the
+// parent has. Nothing here takes a lock.
 //
 //   ChildText line;
 //   line << "errno=" << error << ", errmsg=" << ErrorText{error} << "\n";
@@ -20,14 +20,14 @@
 
 namespace tovkit {
 
-// Stands for what strerror says of a number where messages are not translated.
+// Stands for strerror's text of a number, untranslated.
 struct ErrorText {
   int error;
 };
 
 class ChildText {
  public:
-  // What goes beyond 1,023 bytes is left out.
+  // Text beyond 1,023 bytes is dropped.
   ChildText& operator<<(std::string_view text) {
     const std::size_t count = std::min(text.size(), sizeof bytes_ - 1 - length_);
     std::memcpy(bytes_ + length_, text.data(), count);
@@ -46,7 +46,7 @@ class ChildText {
     return description != nullptr ? *this << description : *this << "Unknown error " << text.error;
   }
 
-  // There is nobody to tell when it fails.
+  // Ignores a failure, since nobody could be told.
   void WriteTo(int fd) const {
     for (std::size_t written = 0; written < length_;) {
       const ssize_t count = write(fd, bytes_ + written, length_ - written);

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
-// ExitGate: lets threads into something that process exit takes down, and tells the exit when all are out.
+// ExitGate: counts the threads that use something which process exit destroys, and tells the exit when all
+// have left.
 //
-// Has no destructor that does anything, so it can be asked until the very end of the process.
+// Its destructor does nothing, so it can be used until the very end of the process.
 //
 //   if (!gate.Enter()) return;   // taken down, or about to be, and nobody uses it
 //   Use();
@@ -11,6 +12,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <cassert>
 #include <cstdint>
 
 namespace tovkit {
@@ -19,9 +21,8 @@ class ExitGate {
  public:
   constexpr ExitGate() = default;
 
-  // False once the gate is closed and nobody is inside any more; that does not change again. Until then
-  // threads may enter even after Close: what the gate guards is still there, and they may have to wait their
-  // turn at it.
+  // False, for good, once the gate is closed and nobody is inside. Until then threads may enter even after
+  // Close, because what the gate guards is still there.
   [[nodiscard]] bool Enter() {
     int64_t seen = inside_.load(std::memory_order_acquire);
     do {
@@ -30,12 +31,14 @@ class ExitGate {
     return true;
   }
 
-  void Leave() { inside_.fetch_sub(1, std::memory_order_release); }
+  void Leave() {
+    [[maybe_unused]] const int64_t before = inside_.fetch_sub(1, std::memory_order_release);
+    assert((before & ~kClosed) > 0);
+  }
 
-  // Waits up to `milliseconds` for the moment when nobody is inside, and lets nobody in from then on. True
-  // when it came. False when somebody is still inside, perhaps for good: what the gate guards must be left
-  // alone.
-  bool Close(int milliseconds) {
+  // Waits up to `milliseconds` until nobody is inside, and lets nobody in from then on. False when somebody
+  // is still inside, perhaps for good: what the gate guards must then be left alone.
+  [[nodiscard]] bool Close(int milliseconds) {
     inside_.fetch_or(kClosed, std::memory_order_acq_rel);
     for (int waited = 0; inside_.load(std::memory_order_acquire) != kClosed; ++waited) {
       if (waited == milliseconds) return false;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// Runs in a child between fork and exec, where another thread's lock may be held for good: nothing here
-// uses the heap or stdio. close_range does it where the kernel has it; otherwise a shell lists the open
-// descriptors, and when that fails every number up to the table's size is closed.
+// Runs in a child between fork and exec, where another thread's lock may be held for good: nothing here uses
+// the heap or stdio. close_range does all of it where the kernel has it. Otherwise a shell lists the open
+// descriptors; when that fails too, every number up to the table's size is closed.
 #include "inherited_descriptors.h"
 
 #include <fcntl.h>
@@ -31,9 +31,9 @@ void PrintError(std::string_view what) {
   line.WriteTo(STDERR_FILENO);
 }
 
-// Above every descriptor that is open: the size of the kernel's table, or the most that may be opened now,
-// where the size cannot be read. A limit that was lowered leaves higher ones open; one that was never set is
-// a thousand million.
+// A number above every open descriptor: the size of the kernel's table, or the limit where the size cannot be
+// read. The limit comes second because a lowered one leaves higher descriptors open, and an unset one is a
+// thousand million.
 long DescriptorBound() {
   close(kFirstClosedFd);  // so that there is one to read with
   const int status = open("/proc/self/status", O_RDONLY | O_CLOEXEC);
@@ -55,7 +55,7 @@ void CloseEveryPossibleDescriptor() {
   for (long fd = kFirstClosedFd; fd < bound; ++fd) close(static_cast<int>(fd));
 }
 
-// Where the standard descriptors are not all open, a pipe gets their numbers.
+// A pipe gets low numbers when some of the standard descriptors are closed.
 bool MoveAboveStandard(int& fd) {
   if (fd >= kFirstClosedFd) return true;
   const int moved = fcntl(fd, F_DUPFD_CLOEXEC, kFirstClosedFd);
@@ -65,8 +65,9 @@ bool MoveAboveStandard(int& fd) {
   return true;
 }
 
-// Starts a shell with `output` as its standard output; -1, with errno, when that fails. The descriptor takes
-// the place of our own for the moment, since a list of file actions for posix_spawn would need the heap.
+// Starts a shell with `output` as its standard output; returns -1 with errno when that fails. Our own
+// standard output is replaced for that moment, since a list of file actions for posix_spawn would need the
+// heap.
 pid_t SpawnShell(const char* command, int output) {
   const int flags = fcntl(STDOUT_FILENO, F_GETFD);
   const int own = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, kFirstClosedFd);
@@ -93,7 +94,7 @@ struct ShellOutput {
   int fd = -1;
 };
 
-// Without a shell, with errno, when it cannot be started.
+// On failure the result has no shell, and errno says why.
 ShellOutput RunShell(const char* command) {
   ShellOutput run;
   int ends[2];
@@ -119,7 +120,7 @@ bool EndedWell(pid_t shell) {
   return ended == shell && status == 0;
 }
 
-// The whole output of a command, in a mapping of its own that grows chunk by chunk.
+// The whole output of a command, in a mapping that grows chunk by chunk, since the heap may be locked.
 class Listing {
  public:
   Listing() = default;
@@ -162,8 +163,8 @@ class Listing {
   size_t capacity_ = 0;
 };
 
-// Closes what a listing names, and tells whether `known` was among it. What is no number counts as 0, which
-// is never closed.
+// Closes the descriptors in a listing and returns whether `known` was among them. A word that is no number
+// counts as 0, which is never closed.
 bool CloseListed(std::string_view listing, int known) {
   constexpr std::string_view kSeparators = " \n";
   bool found = false;
@@ -192,7 +193,7 @@ bool CloseListedDescriptors() {
   }
   Listing listing;
   const bool whole = listing.Read(run.fd);
-  close(run.fd);  // a shell that still writes must not be waited for
+  close(run.fd);  // or a shell that still writes would be waited for
   const bool ended = EndedWell(run.shell);
   return CloseListed(listing.text(), run.fd) && whole && ended;
 }
@@ -201,7 +202,7 @@ bool CloseListedDescriptors() {
 
 void CloseInheritedDescriptors() {
   if (close_range(kFirstClosedFd, UINT_MAX, 0) == 0) return;
-  // A kernel before 5.9, or a filter that does not know the call.
+  // close_range fails before Linux 5.9, and where a filter does not know it.
   if (!CloseListedDescriptors()) CloseEveryPossibleDescriptor();
 }
 

@@ -5,7 +5,7 @@
 //     WatchedMutex  state ---------> MutexState ---> pthread_mutex_t   of the base, which nobody uses
 //                   watchState ----> MutexState ---> pthread_mutex_t   what is locked; also in WatchRegistry
 //
-// The watched record is the registry's as well, which may free it later than the object goes.
+// The registry shares the watched record and may free it after the object is gone.
 #include <tovkit/system.h>
 
 #include <cstring>
@@ -48,7 +48,7 @@ WatchedMutex::WatchedMutex(const char* name, int timeout) {
   watchState = record.get();
   watchState->id = WatchRegistry::NextMutexId();
   watchState->timeout = timeout;
-  // The record is zeroed: a name that is cut still ends.
+  // The record is zeroed, so a name that is cut is still terminated.
   if (name == nullptr) name = "SWMutex";
   std::memcpy(watchState->name, name, strnlen(name, kMutexNameCapacity - 1));
   if (timeout >= 1) WatchRegistry::Add(this);
@@ -58,7 +58,7 @@ WatchedMutex::WatchedMutex(const char* name, int timeout) {
 WatchedMutex::~WatchedMutex() { WatchRegistry::Retire(this); }
 
 TOVKIT_IN_ONE_CACHE_LINE void WatchedMutex::lock() {
-  // Before the wait: the lock may be one that only the watchdog breaks.
+  // Before the wait, since only the watchdog may be able to end it.
   if (WatchRegistry::LacksWatchdog()) [[unlikely]]
     WatchRegistry::Resume(*this);
   LockState(*watchState);

@@ -14,8 +14,8 @@ namespace tovkit {
 
 constexpr int kMutexNameCapacity = 256;
 
-// locked, lockTime, unlockTime and valid are written by owners without the registry's lock while the watchdog
-// reads them: they go through LoadShared and StoreShared.
+// Owners write locked, lockTime, unlockTime and valid without the registry's lock while the watchdog reads
+// them, so all four go through LoadShared and StoreShared.
 struct MutexState {
   pthread_mutex_t* mutex;
   time_t lockTime;
@@ -42,11 +42,11 @@ using OwnedMutexState = std::unique_ptr<MutexState, MutexStateDeleter>;
 // A zeroed record with a mutex of default attributes, valid.
 [[nodiscard]] OwnedMutexState NewMutexState();
 
-// For the functions that lock and unlock: their code fits one cache line, and when it happens to lie across
-// two, a lock and unlock takes 3 % longer.
+// For the functions that lock and unlock. Their code fits one cache line; across two, a lock and unlock takes
+// 3 % longer.
 #define TOVKIT_IN_ONE_CACHE_LINE [[gnu::aligned(64)]]
 
-// What the thread that has just obtained the mutex keeps of it.
+// Notes who holds the mutex and since when; called by the thread that has just obtained it.
 inline void NoteLocked(MutexState& state) {
   // The time first: a watchdog that sees `locked` must not take the time of an earlier hold for this one's.
   StoreShared(state.lockTime, time(nullptr));
@@ -58,7 +58,7 @@ inline void LockState(MutexState& state) {
   NoteLocked(state);
 }
 
-// False, at once, while somebody else holds it.
+// Returns false at once while another thread holds it.
 [[nodiscard]] inline bool TryLockState(MutexState& state) {
   if (pthread_mutex_trylock(state.mutex) != 0) return false;
   NoteLocked(state);

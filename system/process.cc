@@ -124,7 +124,7 @@ bool Process::wait(int milliseconds) {
 }
 
 void Process::terminate() {
-  // Without an id there is no child, and kill would take the 0 for the caller's whole group.
+  // Without an id there is no child, and kill would signal the caller's whole group for a 0.
   if (fields.state != Stopped && fields.pid != 0) kill(static_cast<pid_t>(fields.pid), SIGKILL);
 }
 

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 // Process: from fork to the program's first instruction.
 //
-// In the child nothing may take a lock, not that of the heap nor of a stream: another thread of the parent
-// may have held it at the fork, and here nobody would ever give it back.
+// Nothing in the child may take a lock, neither the heap's nor a stream's: another thread of the parent may
+// have held it at the fork, and in the child nobody would ever release it.
 #include <stdio_ext.h>
 #include <tovkit/system.h>
 #include <unistd.h>
@@ -39,7 +39,7 @@ bool Process::unixStart() {
   }
   redirectOutput();
   if ((fields.flags & inheritParentFds) == 0) unixCloseFDInheritFromParent();
-  // A bad directory is not told, and the program starts where the parent stands.
+  // A bad directory is not reported; the program then starts in the parent's.
   if (fields.workDir != nullptr && chdir(fields.workDir) != 0) errno = 0;
   return executeInChild();
 }
@@ -59,8 +59,7 @@ bool Process::executeInChild() {
     result = execv(fields.path, fields.argv);
   } while (result == -1 && errno == EINTR);
   const int error = errno;
-  // What the parent has printed and not yet written is the parent's to write, not that of whoever goes on
-  // here. Takes no lock.
+  // Drops what the parent has printed but not yet written: the parent writes it itself. Takes no lock.
   __fpurge(stdout);
   ChildText line;
   if (result != -1) {
@@ -71,8 +70,8 @@ bool Process::executeInChild() {
   }
   line << "PROC-ERROR: execv fail, errno=" << error << ", errmsg=" << ErrorText{error} << "\n";
   line.WriteTo(STDOUT_FILENO);
-  // Compatibility: the exit code is 0. _exit, because exit would run the parent's exit handlers here and
-  // write what the parent's streams hold a second time.
+  // Compatibility: the exit code is 0. _exit, because exit would run the parent's exit handlers and write its
+  // buffered output a second time.
   _exit(0);
 }
 

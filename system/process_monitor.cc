@@ -31,8 +31,8 @@ long ToNumber(const char* text) { return std::strtol(text, nullptr, 10); }
 
 bool IsProcessEntry(const char* name) { return name[0] >= '0' && name[0] <= '9'; }
 
-// Compatibility: one call changes one field, that of the first bit. The fields may be sampled by a loop at
-// the same time.
+// Compatibility: one call changes one field, that of the first bit. A loop may sample the fields at the same
+// time.
 int Apply(PROC_INFO_DATA* record, const PROC_INFO_DATA& info, int mask) {
   if (record == nullptr) return 1;
   if ((mask & kUpdateMonitored) != 0) {
@@ -91,8 +91,8 @@ void ProcessMonitor::setStatusKey(const char* key) {
   std::memcpy(statusKey, copy.text(), sizeof statusKey);
 }
 
-// The same operation under the name that it has where `key` is declared as `char*`, for programs compiled
-// with that.
+// The same operation under the symbol that it has when `key` is declared as `char*`, for programs compiled
+// that way.
 extern "C" TOVKIT_API void SetStatusKeyOfPlainChar(ProcessMonitor* monitor, char* key) __asm__(
     "_ZN6tovkit14ProcessMonitor12setStatusKeyEPc");
 void SetStatusKeyOfPlainChar(ProcessMonitor* monitor, char* key) { monitor->setStatusKey(key); }
@@ -101,7 +101,8 @@ int ProcessMonitor::readStatusValue(long pid, const char* key, char* out) {
   if (key == nullptr || out == nullptr) return -1;
   base::FixedBuffer<256> path;
   path.Format("/proc/%ld/status", pid);
-  // The whole file fits: one read in place of one a kilobyte, and no allocation. Outlives the file.
+  // The whole file fits, so one read replaces one for each kilobyte, without an allocation. Must outlive the
+  // file.
   char stream[4096];
   const std::unique_ptr<std::FILE, FileCloser> file(std::fopen(path.text(), "re"));
   if (file == nullptr) return -1;
@@ -198,7 +199,7 @@ std::deque<PROC_INFO_DATA> ProcessMonitor::getAll() const {
 }
 
 int ProcessMonitor::killProcess(long pid) {
-  // A number that no process can have must not be cut down to one that some process has.
+  // Cutting a number that no process can have could make it that of some process.
   const auto target = static_cast<pid_t>(pid);
   if (target == pid) kill(target, SIGKILL);
   return 1;
@@ -209,7 +210,7 @@ void ProcessMonitor::monitorLoop() {
     char value[256] = {};
     for (PROC_INFO_DATA& record : records) {
       if (!LoadShared(record.monitored)) continue;
-      // Compatibility: after a failed read the value of the record before still stands.
+      // Compatibility: after a failed read, the value of the previous record is used.
       readStatusValue(record.pid, statusKey, value);
       TakeSample(record, ToNumber(value));
     }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // System V segments: they outlive the process that made them, and the kernel finds them by a number that
-// other programs compute as well. Messages are kept in the object, in the words that they have always had.
+// other programs compute as well. Messages are kept in the object, and their words are part of the interface.
 #include "tovkit/system.h"
 
 #include "fixed_buffer.h"

@@ -8,7 +8,7 @@
 
 namespace tovkit {
 
-inline std::unique_ptr<char[]> CopyText(const char* text) {
+[[nodiscard]] inline std::unique_ptr<char[]> CopyText(const char* text) {
   const std::size_t size = std::strlen(text) + 1;
   std::unique_ptr<char[]> copy(new char[size]);
   std::memcpy(copy.get(), text, size);

@@ -19,7 +19,7 @@ void Thread::start() {
   pthread_attr_t attributes;
   pthread_attr_init(&attributes);
   pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED);
-  // Into the field itself: the system writes it before the body begins, which may ask for it.
+  // Passed as the field itself: the system fills it before the body begins, and the body may ask for it.
   const pthread_t before = fields.tid;
   if (pthread_create(&fields.tid, &attributes, &Thread::threadEntry, this) != 0) fields.tid = before;
   pthread_attr_destroy(&attributes);
@@ -30,7 +30,7 @@ void Thread::start() {
 void* Thread::threadEntry(void* thread) {
   auto* self = static_cast<Thread*>(thread);
   self->run();
-  // The signal comes first: who sees isRunning() false may destroy the object.
+  // The signal comes first, because whoever sees isRunning() false may destroy the object.
   sem_post(&self->fields.doneSignal);
   StoreShared(self->fields.running, false);
   return nullptr;

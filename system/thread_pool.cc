@@ -4,11 +4,12 @@
 //     queueHead -> PoolTask -> PoolTask -> ... -> null      taken at the head, appended behind a walk to the
 //     end
 //
-// The lock and the condition live as long as the object, not only from init to destroy, so that a late
-// addTask meets a lock that is still there, and so that every call is defined in every state.
+// The lock and the condition live as long as the object, not only from init to destroy. So a late addTask
+// still finds its lock, and every call is defined in every state.
 #include <tovkit/system.h>
 
 #include <algorithm>
+#include <cassert>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -99,11 +100,12 @@ const char* ThreadPool::startWorkers(int count) {
   for (int i = 0; i < count; ++i) {
     pthread_t created = 0;
     const bool failed = pthread_create(&created, nullptr, &ThreadPool::workerEntry, this) != 0;
-    // In a pool that stays incomplete threadCount is not set; a zero ends its row of workers.
+    // When a worker cannot be started, threadCount stays unset and a zero ends the row of workers.
     ids[i] = failed ? 0 : created;
     if (failed) return "pthread_create error\n";
   }
-  threadCount = count;  // the queue is empty: a pool without workers takes no tasks, and destroy leaves none
+  threadCount =
+      count;  // the queue is empty, since a pool without workers takes no tasks and destroy leaves none
   return nullptr;
 }
 
@@ -160,6 +162,7 @@ bool ThreadPool::takeTask(PoolTask** task) {
   const bool open = LoadShared(shutdown) == 0;
   if (open) {
     std::printf("----------------------thread start working\n");
+    assert(queueHead != nullptr);
     --queueSize;
     *task = queueHead;
     queueHead = queueHead->next;
@@ -190,8 +193,8 @@ int ThreadPool::destroy() {
   return 0;
 }
 
-// shutdown was set without the lock: a worker that has just tested it and is about to wait misses the
-// broadcast, hence one more for every slice that a worker does not end in.
+// shutdown is set without the lock, so a worker that has just tested it and is about to wait misses the
+// broadcast. Therefore it is repeated for every slice of time in which a worker does not end.
 void ThreadPool::joinWorkers() {
   const bool whole = threadCount > 0;
   for (int i = 0; whole ? i < threadCount : threadIds[i] != 0; ++i) {

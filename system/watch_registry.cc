@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// One list of watched mutexes, one lock, one thread that walks it every five seconds. Owners do not take
-// the lock to lock or unlock, which would make every watched mutex one; they write plain fields that the
-// watchdog reads atomically, and a wrong verdict is possible for an instant (docs/behaviors.md).
+// One list of watched mutexes, one lock, one thread that walks it every five seconds. Owners lock and unlock
+// without the registry's lock, which would make all watched mutexes one. They write plain fields that the
+// watchdog reads atomically, so it may misjudge for an instant (docs/behaviors.md).
 #include "watch_registry.h"
 
 #include <unistd.h>

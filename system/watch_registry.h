@@ -16,7 +16,7 @@ class WatchRegistry {
   // 1 for the first call.
   static int64_t NextMutexId();
 
-  // Appends the mutex and starts the watchdog unless it runs. When that fails the registry stays locked.
+  // Adds the mutex, and starts the watchdog unless it runs. When the start fails the registry stays locked.
   static void Add(WatchedMutex* mutex);
 
   // Takes the POSIX mutex from a mutex that is being destroyed, then drops every entry that is no longer
@@ -27,8 +27,8 @@ class WatchRegistry {
   static bool LacksWatchdog() { return lacksWatchdog.load(std::memory_order_relaxed); }
 
   // Starts the watchdog that a forked child lacks. Does nothing for a mutex that is not watched, nor while
-  // the registry is locked: either the holder starts it, or the holder is a thread that only the parent has,
-  // and then the child never gets a watchdog.
+  // the registry is locked. Then the holder starts it, or the holder is a thread that only the parent has,
+  // and the child never gets a watchdog.
   static void Resume(const WatchedMutex& mutex);
 
  private:

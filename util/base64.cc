@@ -3,6 +3,7 @@
 #include "base64_kernels.h"
 #include "tovkit/util.h"
 
+#include <cassert>
 #include <climits>
 #include <cstdint>
 #include <cstring>
@@ -38,8 +39,8 @@ constexpr bool IsAccepted(char c) {
   return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '+' || c == '/';
 }
 
-// The three bytes of a group. A zero character, which fills up an unfinished group, is not in the alphabet;
-// the bytes that it reaches are not kept.
+// Decodes a group into three bytes. Zeros, which are not in the alphabet, fill up an unfinished group; the
+// bytes that they reach are dropped.
 void DecodeGroup(const char* characters, unsigned char* out) {
   unsigned s[4];
   for (int i = 0; i < 4; ++i) s[i] = static_cast<unsigned>(kAlphabet.find(characters[i]));
@@ -105,7 +106,9 @@ CoreString Base64Decode(const char* text, int len) {
   const std::size_t size = len == -1 ? std::strlen(text) : static_cast<std::size_t>(len);
   if (size == 0) return data;
   char* out = BufferOf(data, static_cast<std::int64_t>(size - size / 4));
-  data.ReleaseBuffer(static_cast<int>(Kernels().decode(text, size, out)));
+  const std::size_t decoded = Kernels().decode(text, size, out);
+  assert(decoded <= size - size / 4);
+  data.ReleaseBuffer(static_cast<int>(decoded));
   return data;
 }
 

@@ -53,8 +53,8 @@ void EncodeGroups(const unsigned char* data, std::size_t size, char* out) {
     const __m128i low = _mm_loadu_si128(static_cast<const __m128i*>(static_cast<const void*>(data)));
     const __m128i high = _mm_loadu_si128(static_cast<const __m128i*>(static_cast<const void*>(data + 12)));
     Store(out, Encode(_mm256_set_m128i(high, _mm_slli_si128(low, kLead))));
-    // A buffer of the allocator is a multiple of 16: half a block, and the stores that follow do not
-    // straddle.
+    // The allocator's buffers are multiples of 16. After half a block, the stores that follow cross no cache
+    // line.
     const std::size_t parts = (reinterpret_cast<std::uintptr_t>(out) & 16) != 0 ? 1 : 2;
     size -= parts * (kBytes / 2);
     data += parts * (kBytes / 2);
@@ -71,12 +71,12 @@ void EncodeGroups(const unsigned char* data, std::size_t size, char* out) {
 
 struct Values {
   __m256i values;
-  __m256i accepted;  // all bits of each character of the alphabet; the value of another means nothing
+  __m256i accepted;  // all ones for each character of the alphabet; the values of others mean nothing
 };
 
-// Characters to values. The high nibble tells the range, and with it which low nibbles are in: a character is
-// rejected when the bits of both nibbles meet. "/" is alone in its range with "+" and has a distance of its
-// own.
+// Characters to values. The high nibble selects the range, and with it the low nibbles that are allowed: a
+// character is rejected when its two table entries share a bit. "/" shares its range with "+" only and has a
+// distance of its own.
 Values ToValues(__m256i characters) {
   const __m256i lowBits = Both(_mm_setr_epi8(0x15, 0x11, 0x11, 0x11, 0x11, 0x11, 0x11, 0x11, 0x11, 0x11, 0x13,
                                              0x1A, 0x1B, 0x1B, 0x1B, 0x1A));
@@ -111,7 +111,8 @@ __m256i Join(__m256i values) {
 
 std::size_t Decode(const char* text, std::size_t size, char* out) {
   char* const start = out;
-  // A whole vector is stored, eight bytes more than the block decodes to: the rest of the text pays for them.
+  // A whole vector is stored, eight bytes more than the block decodes to; the rest of the text leaves room
+  // for them.
   for (; size >= kCharacters + 12; size -= kCharacters, text += kCharacters, out += kBytes) {
     const auto block = ToValues(Load(text));
     if (RejectedBits(block) != 0) break;

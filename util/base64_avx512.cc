@@ -54,12 +54,12 @@ __m512i All(__m128i quarter) { return _mm512_broadcast_i32x4(quarter); }
 
 struct Values {
   __m512i values;
-  __mmask64 rejected;  // a bit for each character that is none of the alphabet's; its value means nothing
+  __mmask64 rejected;  // a bit for each character outside the alphabet; the values of these mean nothing
 };
 
-// Characters to values. The high nibble tells the range, and with it which low nibbles are in: a character is
-// rejected when the bits of both nibbles meet. "/" is alone in its range with "+" and has a distance of its
-// own.
+// Characters to values. The high nibble selects the range, and with it the low nibbles that are allowed: a
+// character is rejected when its two table entries share a bit. "/" shares its range with "+" only and has a
+// distance of its own.
 Values ToValues(__m512i characters) {
   const __m512i lowBits = All(_mm_setr_epi8(0x15, 0x11, 0x11, 0x11, 0x11, 0x11, 0x11, 0x11, 0x11, 0x11, 0x13,
                                             0x1A, 0x1B, 0x1B, 0x1B, 0x1A));
@@ -93,8 +93,8 @@ __m512i Join(__m512i values, __m512i order) {
 std::size_t Decode(const char* text, std::size_t size, char* out) {
   char* const start = out;
   const __m512i order = WordOrder();
-  // A whole vector is stored, sixteen bytes more than the block decodes to: the rest of the text pays for
-  // them.
+  // A whole vector is stored, sixteen bytes more than the block decodes to; the rest of the text leaves room
+  // for them.
   for (; size >= kCharacters + 24; size -= kCharacters, text += kCharacters, out += kBytes) {
     const Values block = ToValues(_mm512_loadu_si512(text));
     if (block.rejected != 0) break;

@@ -37,7 +37,7 @@ inline const Base64Kernels& Base64KernelsFor(base::SimdLevel level) {
 // The 64 characters; the position of one is its value.
 const char* Base64Alphabet();
 
-// Bytes that `count` accepted characters decode to: of an unfinished group, one byte less than it has
+// The number of bytes that `count` accepted characters decode to. An unfinished group has one byte less than
 // characters.
 constexpr std::size_t Base64DecodedSize(std::size_t count) {
   return count / 4 * 3 + (count % 4 != 0 ? count % 4 - 1 : 0);

@@ -32,8 +32,8 @@ void CopyFile(const char* source, const char* target) {
   const File out(std::fopen(targetPath.c_str(), "wb"));
   if (out == nullptr) return;
 
-  // The kernel moves what it can by itself; whatever it leaves, refuses or fails at is the loop's, which goes
-  // on from the same position.
+  // The kernel moves what it can. Whatever it leaves, refuses or fails at, the loop copies from the same
+  // position on.
   while (sendfile(fileno(out.get()), fileno(in.get()), nullptr, kStride) == kStride) {
   }
   char block[kBlock] = {};

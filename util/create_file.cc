@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// Directories are made from the top down and taken back from the bottom up when the file cannot be created.
+// The path is cut in place for each, which needs no memory that could be short on the way back.
 #include "tovkit/util.h"
 
 #include <sys/stat.h>
@@ -14,8 +16,8 @@ namespace tovkit {
 
 namespace {
 
-// The directories made for one path, each by the length of its part of the path. Unless they are kept, they
-// are removed again, deepest first; one that something was put into meanwhile stays.
+// The directories made for one path, each as the length of its part of the path. Unless kept, they are
+// removed again, deepest first; one that is no longer empty stays.
 class MadeDirectories {
  public:
   explicit MadeDirectories(std::string& path) : path_(path) {}

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// dlopen behind a record of its own: handle, path, short name and the last error. What the loader says is
-// kept as text at once, because its next call forgets it.
+// dlopen behind a record of its own: handle, path, short name and the last error. The loader's error text is
+// copied at once, because its next call overwrites it.
 #include "tovkit/util.h"
 
 #include "fixed_buffer.h"

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// One stat when the object is made; every question is answered from it, so that the answers agree with each
+// other.
 #include "tovkit/util.h"
 
 #include <sys/stat.h>
@@ -18,7 +20,7 @@ std::unique_ptr<struct stat> StatusOf(const std::string& path) {
   return status;
 }
 
-// A copy with '/' for every '\\', made before the conversion to the local encoding: there the byte of a '\\'
+// A copy with '/' for every '\\'. Made before the conversion to the local encoding, where the byte of a '\\'
 // can be the second half of a letter.
 template <typename Text, typename Char>
 Text WithSlashes(const Char* path, int len) {

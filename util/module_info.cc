@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// The list of loaded objects is asked, not /proc/self/maps: it needs no file and knows the path that each
+// object was loaded by.
 #include "tovkit/util.h"
 
 #include "fixed_buffer.h"
@@ -29,8 +31,8 @@ bool LastComponentBegins(std::string_view path, std::string_view name) {
   return separator != std::string_view::npos && path.rfind(name) == separator + 1;
 }
 
-// Looks at one loaded object: puts its path over the searched name in `data` and ends the walk when it
-// matches.
+// Looks at one loaded object. When it matches, its path replaces the wanted name in `data`, and the walk
+// ends.
 int MatchModule(dl_phdr_info* object, std::size_t /*size*/, void* data) {
   auto& name = *static_cast<ModulePath*>(data);
   if (object->dlpi_name == nullptr || !LastComponentBegins(object->dlpi_name, name.text())) return 0;
@@ -43,7 +45,7 @@ int MatchModule(dl_phdr_info* object, std::size_t /*size*/, void* data) {
 CoreString GetExecutableDirectory() {
   ModulePath path;
   const ssize_t length = readlink("/proc/self/exe", path.data(), ModulePath::capacity());
-  // A full buffer may hold a path that was cut; it counts as unknown.
+  // A full buffer may hold a path that was cut, so that counts as unknown.
   const bool known = length >= 1 && length < static_cast<ssize_t>(ModulePath::capacity());
   return known ? DirectoryOf(path.text()) : CoreString();
 }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// One parser for both numberings. Pages go straight into the caller's array, so that what came before an
-// error stays.
+// One parser for both numberings. Pages go straight into the caller's array, so that those before an error
+// stay.
 //
 //     selection = "" | "all" | "odd" | "even" | segment { "," segment }
 //     segment   = number | number "-" number                       numbers must rise from segment to segment

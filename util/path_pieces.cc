@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Views into the given text, cut at the last dot or the last separator; only GetFileName makes a text of
-// its own.
+// Views of the given text, cut at the last dot or the last separator; only GetFileName returns a copy.
 #include "tovkit/util.h"
 
 #include "separators.h"

@@ -4,7 +4,7 @@
 
 namespace tovkit {
 
-// What paths are built with.
+// The separator that paths are built with.
 constexpr char kSeparator = '/';
 
 constexpr bool IsSeparator(char c) { return c == '\\' || c == '/'; }

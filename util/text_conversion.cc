@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Six conversions over the core's two codecs. Between two narrow encodings the way leads through wide text.
 #include "tovkit/util.h"
 
 #include <tovmx/text_codec.h>

@@ -53,7 +53,7 @@ class Input {
   std::unique_ptr<std::FILE, Close> file_;
 };
 
-// False when the output takes no more; main tells so.
+// False when the output takes no more, which main reports.
 bool Write(const CoreString& bytes) {
   const auto size = static_cast<std::size_t>(bytes.GetLength());
   return std::fwrite(bytes.c_str(), 1, size, stdout) == size;
@@ -104,8 +104,8 @@ bool IsOfAlphabet(char c) {
   return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '+' || c == '/';
 }
 
-// The decoder ends silently at the first character outside the alphabet; a person is told when more than
-// padding stood there.
+// The decoder ends silently at the first character outside the alphabet. A person is told about it, unless
+// that was padding.
 class Decoding {
  public:
   explicit Decoding(std::string name) : name_(std::move(name)) {}

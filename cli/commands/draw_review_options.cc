@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// The options of draw that look at the lines; draw.cc has those that place and write them.
 #include "draw_options.h"
 #include "line_schema.h"
 

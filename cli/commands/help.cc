@@ -22,7 +22,7 @@ void PrintHelp(const CLI::App& root, const std::vector<std::string>& words) {
     if (meant.empty()) throw UsageError(UnknownSubcommand(*command, word));
     command = meant.front();
   }
-  // App::help() would tell of the subcommand that was parsed, which is this one.
+  // App::help() without a name would print the help of the subcommand that was parsed: help itself.
   const std::string name = before.empty() ? command->get_name() : before + " " + command->get_name();
   std::fputs(command->get_formatter()->make_help(command, name, CLI::AppFormatMode::Normal).c_str(), stdout);
 }

@@ -39,7 +39,7 @@ bool ReadPoint(const std::string& text, CorePointF& point) {
   return true;
 }
 
-// Without a limit is a tolerance, too.
+// Infinity is a tolerance too.
 std::string CheckTolerance(const std::string& text) {
   return jobs::ParseNumber(text) || text == "inf" ? "" : "'" + text + "' is no number";
 }

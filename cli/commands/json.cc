@@ -65,8 +65,8 @@ const char* KindName(tovkit::JsonType kind) {
   return "null";
 }
 
-// Whether the value is, or holds, a double that has no JSON text: numbers just beyond the largest are read as
-// infinity. The values that are still to be looked at are on the heap, since documents may be deep.
+// Whether the value is, or holds, a double without a JSON text: numbers just beyond the largest are read as
+// infinity. The values still to be visited are on the heap, since documents may be deep.
 bool HoldsInfinity(const SharedPtr<JsonValue>& value) {
   std::vector<SharedPtr<JsonValue>> open = {value};
   while (!open.empty()) {

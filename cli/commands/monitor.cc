@@ -114,16 +114,17 @@ sigset_t Endings() {
   return endings;
 }
 
-// Lets the loop print beside the samples, which are drawn when a signal ends the watch.
+// The loop prints in a thread of its own while this one takes samples. They are drawn when a signal ends the
+// watch.
 void MonitorAndPlot(std::unique_ptr<tovkit::ProcessMonitor> owner, const MonitorOptions& options,
                     std::vector<Watched>& watched) {
   if (options.plot == "-") throw UsageError("--plot - would go where the lines go");
   const jobs::OutputFormat format = ChooseFormat({options.plot, ""}, jobs::OutputKind::kPage);
-  // What cannot be created is told before hours have passed.
+  // An output that cannot be created is reported now, not after hours of watching.
   { const jobs::OutputWriter probe(jobs::Output::File(options.plot)); }
   const sigset_t endings = Endings();
   sigprocmask(SIG_BLOCK, &endings, nullptr);  // for the loop's thread, too
-  // Never destroyed: the loop may still run when the command ends.
+  // Never destroyed, since the loop may still run when the command ends.
   tovkit::ProcessMonitor& monitor = *owner.release();
   std::thread([&monitor] { monitor.monitorLoop(); }).detach();
   Sample(monitor, options.key, endings, watched);

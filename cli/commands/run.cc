@@ -85,7 +85,7 @@ void Start(tovkit::Process& process, const RunOptions& options) {
   }
 }
 
-// Outputs of the program's own, closed here as soon as the program has them.
+// Starts the program with outputs of its own. They are closed here as soon as it has them.
 void StartRedirected(tovkit::Process& process, const RunOptions& options) {
   std::unique_ptr<Descriptor> out, err;
   if (!options.out.empty() || !options.err.empty()) {
@@ -168,7 +168,7 @@ void AddRunCommand(CLI::App& app) {
       ->add_option("PROGRAM", options->program, "The program, searched in PATH, and after it its arguments")
       ->required()
       ->type_name("");
-  // What follows the program is its own, word for word: a list option would take "[a,b]" apart.
+  // Words behind the program are passed on as they are; as a list option, "[a,b]" would be split.
   command->prefix_command();
   command->callback([options, command] {
     options->arguments = command->remaining();

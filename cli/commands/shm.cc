@@ -28,7 +28,7 @@ using tovkit::SharedMemory;
 
 constexpr unsigned kReadWrite = tovkit::kSharedMemoryRead | tovkit::kSharedMemoryWrite;
 constexpr unsigned kReadMode = tovkit::kSharedMemoryRead;
-// Write alone is what attaches for reading only.
+// The write flag alone attaches for reading only.
 constexpr unsigned kReadOnly = tovkit::kSharedMemoryWrite;
 
 struct ShmOptions {
@@ -57,7 +57,7 @@ std::size_t RoomBehindOffset(const SharedMemory& memory, const ShmOptions& optio
 }
 
 void Create(const ShmOptions& options) {
-  // Never destroyed: the end of the object that created a segment would remove it.
+  // Never destroyed, since an object that created a segment removes it at its end.
   static SharedMemory* const memory = new SharedMemory(options.name.c_str());
   const unsigned flags = options.readOnly ? kReadMode : kReadWrite;
   if (!memory->Create(options.size, flags)) {
@@ -70,7 +70,7 @@ std::vector<char> ReadInput(const ShmOptions& options, const std::string& file, 
   const InputFile input = OpenInput(file);
   std::vector<char> bytes;
   char piece[65536];
-  // One byte more than fits is enough to know.
+  // Reading one byte more than fits shows that the input is too large.
   while (bytes.size() <= room) {
     const std::size_t length = std::fread(piece, 1, sizeof piece, input.get());
     if (length == 0) break;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Does a small picture come back from every format?
+// Encodes a small picture in every format and reads it back.
 #include "finding.h"
 
 #include <tovkit/imaging.h>
@@ -16,7 +16,7 @@ namespace cli {
 namespace {
 
 constexpr int kSide = 16;
-constexpr int kMostLost = 40;  // of 255, by a format that loses something of a smooth picture
+constexpr int kMostLost = 40;  // of 255, the most that a lossy format may change of a smooth picture
 
 CoreDib SmoothPicture() {
   CoreDib picture;
@@ -67,7 +67,7 @@ Finding ThereAndBack(CoreImageFormat format) {
           lost == 0 ? "there and back, exact" : "there and back, off by " + std::to_string(lost) + " of 255"};
 }
 
-// Of one white pixel; GIF is only read.
+// GIF has no encoder, so a file of one white pixel is read.
 Finding ReadGif() {
   static constexpr unsigned char kGif[] = {'G', 'I',  'F',  '8',  '9', 'a', 1, 0,    1, 0, 0x80, 0,
                                            0,   0xFF, 0xFF, 0xFF, 0,   0,   0, ',',  0, 0, 0,    0,

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Is there a font for what people write, and what stands in for the fonts that documents name?
+// Looks for a font for each script that people write, and for what stands in for fonts that documents name.
 #include "finding.h"
 #include "text_output.h"
 

@@ -90,7 +90,7 @@ Finding ExamineSharedMemoryLimits() {
           isLittle ? "raise kernel.shmmax and kernel.shmall with sysctl" : ""};
 }
 
-// Nobody is attached, and who made them is gone.
+// Counts segments that nobody is attached to and whose maker has ended.
 Finding ExamineSegmentsLeftBehind() {
   const std::string check = "segments left behind";
   std::ifstream table("/proc/sysvipc/shm");

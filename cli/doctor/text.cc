@@ -15,7 +15,7 @@ namespace cli {
 
 namespace {
 
-// The variable that decides, as setlocale reads them.
+// The value of the variable that decides, in the order in which setlocale reads them.
 std::string CtypeLocale() {
   for (const char* name : {"LC_ALL", "LC_CTYPE", "LANG"}) {
     const char* const value = std::getenv(name);

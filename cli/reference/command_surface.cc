@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Apart from surface.cc: only this needs the subcommands to link.
+// Apart from surface.cc, because only this function needs the subcommands linked.
 #include "../command_line.h"
 #include "surface.h"
 

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// Three scripts from one surface. bash and zsh are asked about the words before the cursor, so both get case
+// statements over those words. fish asks about one option at a time, so it gets a line for each.
 #include "surface.h"
 
 #include <algorithm>
@@ -34,7 +36,8 @@ Command NamesOf(const Command& command) {
   return names;
 }
 
-// The surface as shells see it: below a command that takes others' names stand these commands again.
+// The surface as shells see it: a command that takes the names of others, such as help, has them as
+// subcommands.
 Surface Offered(Surface surface) {
   const std::vector<Command> names = NamesOf(surface.root).subcommands;
   for (Command& command : surface.root.subcommands) {
@@ -70,8 +73,8 @@ class Pattern {
  public:
   void Add(const std::string& text) { text_ += (text_.empty() ? "'" : "|'") + text + "'"; }
 
-  // The branch as a line of the script; nothing when there is nothing to match, since an empty pattern is
-  // none.
+  // The branch as a line of the script; empty without anything to match, since shells refuse an empty
+  // pattern.
   std::string Branch(const std::string& indent, const std::string& action) const {
     return text_.empty() ? "" : indent + text_ + ") " + action + " ;;\n";
   }
@@ -131,7 +134,7 @@ std::string FishValue(const Option& option) {
 std::string BashCompletion(const Surface& described) {
   const Surface surface = Offered(described);
   const Patterns patterns = ReadPatterns(surface);
-  // "--option=value" reaches the function in three words. `behind` counts from the word "--" on.
+  // The shell hands "--option=value" to the function as three words. `behind` counts from the word "--" on.
   std::string script =
       "# bash completion for tovkit\n"
       "_tovkit() {\n"
@@ -227,7 +230,7 @@ std::string FishCompletion(const Surface& surface) {
       script +=
           "complete -c tovkit -f -n '" + seen + "; and __tovkit_behind_dashes' -a '(__tovkit_program)'\n";
     }
-    // Below them fish goes by the last word, whatever stands before it.
+    // Below these commands fish decides by the last word, whatever stands before it.
     const bool takesCommands = TakesCommands(*leaf.command);
     for (const Command& sub : takesCommands ? surface.root.subcommands : leaf.command->subcommands) {
       script += "complete -c tovkit -f" + condition + " -a " + sub.name + " -d " +

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// Synopsis and options come from the definitions that the command parses with; the rest of the page comes
+// from man_sections.cc.
 #include "man_sections.h"
 #include "surface.h"
 
@@ -23,7 +25,7 @@ std::string Roff(const std::string& text) {
   return result;
 }
 
-// As Roff, for what a person copies: a quote stays the straight one that shells know.
+// As Roff, for what a person copies: roff would turn a quote into a curly one, which shells do not know.
 std::string Typed(const std::string& text) {
   std::string result;
   for (const char c : Roff(text)) {

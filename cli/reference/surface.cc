@@ -57,7 +57,7 @@ Option ReadOption(const CLI::Option& option) {
   return result;
 }
 
-// A group has a --help of its own, which is the command's once more.
+// A group repeats the command's --help.
 void ReadOptions(const CLI::App& app, bool isGroup, Command& command) {
   for (const CLI::Option* option : app.get_options()) {
     if (isGroup && option == app.get_help_ptr()) continue;

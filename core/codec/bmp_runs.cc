@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: MIT
+// Pairs of bytes: a count and what to repeat, or 0 and a command (end of row, end of picture, jump, literal
+// pixels). Runs may leave the picture; such pixels are dropped, as other readers do, and the position goes on
+// in 64 bits.
 #include "codec/bmp_runs.h"
 
 #include "io/read_rest.h"

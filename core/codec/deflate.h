@@ -16,7 +16,7 @@ struct FreeBytes {
 };
 using ByteBlock = std::unique_ptr<std::uint8_t[], FreeBytes>;
 
-inline ByteBlock AllocateBytes(std::size_t size) {
+[[nodiscard]] inline ByteBlock AllocateBytes(std::size_t size) {
   return ByteBlock(static_cast<std::uint8_t*>(std::malloc(size)));
 }
 
@@ -26,11 +26,12 @@ struct Deflated {
 };
 
 // `effort` is 1 (fast) to 9 (small), the nearest counts. The same bytes for the same input on every machine.
-Deflated Deflate(const std::uint8_t* data, std::size_t size, int effort);
+[[nodiscard]] Deflated Deflate(const std::uint8_t* data, std::size_t size, int effort);
 
 // Whether `from` is one whole zlib stream, nothing less and nothing more, of `size` bytes; these are then in
 // `to`. False also when memory is short. May tell no of streams that are good, and then another reader is
 // asked: those whose window is smaller than the stream, where references that leave it would go unnoticed.
-bool Inflate(const std::uint8_t* from, std::size_t fromSize, std::uint8_t* to, std::size_t size);
+[[nodiscard]] bool Inflate(const std::uint8_t* from, std::size_t fromSize, std::uint8_t* to,
+                           std::size_t size);
 
 }  // namespace tovmx

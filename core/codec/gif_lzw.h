@@ -29,8 +29,8 @@ class GifLzw {
   static constexpr unsigned kNoCode = kMostCodes;
 
   bool NextBlock();
-  bool NextCode(unsigned& code);
-  bool Unpack();
+  [[nodiscard]] bool NextCode(unsigned& code);
+  [[nodiscard]] bool Unpack();
   void Clear();
   void Store(unsigned code, std::size_t length);
 

@@ -38,10 +38,10 @@ struct PlainPng {
 };
 
 // Nothing when it is not of this kind.
-std::optional<PlainPng> FindPlainPng(const std::uint8_t* data, std::size_t size);
+[[nodiscard]] std::optional<PlainPng> FindPlainPng(const std::uint8_t* data, std::size_t size);
 
 // Fills a bitmap of the file's size and depth. False, and the bitmap then holds anything, when the rows are
 // not what they should be or memory is short.
-bool ReadPlainPixels(const PlainPng& png, CoreDib& bitmap);
+[[nodiscard]] bool ReadPlainPixels(const PlainPng& png, CoreDib& bitmap);
 
 }  // namespace tovmx

@@ -99,11 +99,11 @@ void Turn(const std::uint8_t* row, std::size_t width, std::size_t pixel, std::ui
 
 }  // namespace
 
-const PngFilterKernels kPngFilterPlain = {Weigh, Apply, Turn};
+const PngFilterKernels kPngFilterScalar = {Weigh, Apply, Turn};
 
 const PngFilterKernels& PngFilters() noexcept {
   static const PngFilterKernels& chosen =
-      base::ChosenSimdLevel() >= base::SimdLevel::kAvx2 ? kPngFilterAvx2 : kPngFilterPlain;
+      base::ChosenSimdLevel() >= base::SimdLevel::kAvx2 ? kPngFilterAvx2 : kPngFilterScalar;
   return chosen;
 }
 

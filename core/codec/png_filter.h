@@ -34,7 +34,7 @@ struct PngFilterKernels {
   void (*turn)(const std::uint8_t* row, std::size_t width, std::size_t pixel, std::uint8_t* out);
 };
 
-extern const PngFilterKernels kPngFilterPlain;
+extern const PngFilterKernels kPngFilterScalar;
 extern const PngFilterKernels kPngFilterAvx2;
 
 // Of the level that this process uses.

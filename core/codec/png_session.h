@@ -25,7 +25,7 @@ class PngSession {
   // Calls body(png, info). False when libpng reported an error on the way or memory was short. May be called
   // again to go on, but not after an error.
   template <typename Body>
-  bool Run(Body body) {
+  [[nodiscard]] bool Run(Body body) {
     if (png_ == nullptr || info_ == nullptr) return false;
     if (setjmp(png_jmpbuf(png_)) != 0) return false;
     body(png_, info_);

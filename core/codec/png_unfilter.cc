@@ -39,7 +39,7 @@ void Store(std::uint8_t* to, __m128i vector) {
   }
 }
 
-// Each filter gives the next pixel of a row from what is stored of it and the pixel above.
+// Each filter computes the next pixel of a row from its stored bytes and the pixel above.
 struct Sub {
   __m128i Next(__m128i stored, __m128i) { return left = _mm_add_epi8(left, stored); }
   __m128i left = _mm_setzero_si128();

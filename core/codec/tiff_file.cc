@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: MIT
+// Streams behind the callbacks of libtiff. Reading works on the caller's stream in place, mapped where it can
+// be; writing goes to a buffer, since libtiff goes back to fill in offsets. Messages are caught for each
+// handle: the handlers of the process belong to the application.
 #include "codec/tiff_file.h"
 
 #include <algorithm>

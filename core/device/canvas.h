@@ -60,13 +60,13 @@ class CoreCanvas {
   void PaintOutlines(const tovmx::ShapedLine& line, const cairo_matrix_t& place);
   void PaintOutline(cairo_scaled_font_t* font, const cairo_glyph_t& glyph, const cairo_matrix_t& place);
   void PaintPictures(const tovmx::GlyphRun& run, const cairo_matrix_t& place);
-  bool PaintPicture(hb_face_t* face, const cairo_glyph_t& glyph, const cairo_matrix_t& place);
+  [[nodiscard]] bool PaintPicture(hb_face_t* face, const cairo_glyph_t& glyph, const cairo_matrix_t& place);
   void SetInvisibleFont();
   void WriteText(const tovmx::GlyphRun& run);
   void SetColor(std::uint32_t argb);
   // Makes the path, mapped to the surface, Cairo's own. False, and Cairo has none, for one that cannot be
   // drawn.
-  bool TakePath(const CorePath& path, const CoreMatrix& matrix);
+  [[nodiscard]] bool TakePath(const CorePath& path, const CoreMatrix& matrix);
 
   tovmx::CairoSurfacePtr surface_;
   tovmx::CairoPtr cairo_;

@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: MIT
+// Cairo numbers surfaces and images through the whole process, so the same page would have other bytes each
+// time. Numbers are counted anew for each file, in the order in which they are met, in one pass over the
+// text.
 #include "device/svg_names.h"
 
 #include <array>

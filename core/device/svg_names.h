@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The names that Cairo gives to the parts of an SVG document, made independent of the process.
+// The names of the parts of an SVG document, made independent of the process that Cairo runs in.
 #pragma once
 
 #include <string>

@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: MIT
+// A family is found by three names in turn: its own, a full or PostScript name, and then its kind. Fontconfig
+// would answer every question itself, but it knows no kinds and takes far longer for each answer. Its fonts
+// are listed once, and later questions are asked of tables.
 #include "font/font_catalog.h"
 
 #include "tovmx/text_codec.h"

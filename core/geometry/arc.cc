@@ -141,7 +141,7 @@ int CoreArcToCubics(const CorePathPoint* arc, CorePathPoint* curves) {
   const double from = std::atan2(e.y - ellipse.center.y, e.x - ellipse.center.x);
   const double delta = SweepOf(s, ellipse.center, from, sweep);
   const double quarters = std::ceil(std::fabs(delta / kQuarterTurn));
-  const int count = quarters >= 1 ? static_cast<int>(quarters) : 0;  // NaN gives none
+  const int count = quarters >= 1 ? static_cast<int>(quarters) : 0;  // none for NaN
   assert(count <= kCoreMaxArcCurves);                                // a sweep is less than a turn
   curves[0] = {arc[0].x, arc[0].y, kCorePathMove};
   if (count == 0) return 0;

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <algorithm>
+#include <cassert>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -36,6 +37,7 @@ class SeekableBuffer {
     const std::uint64_t end = position_ + size;
     if (end < position_ || !Reserve(end)) return false;
     if (position_ > size_) std::memset(data_ + size_, 0, static_cast<std::size_t>(position_ - size_));
+    assert(end <= capacity_);
     std::memcpy(data_ + position_, from, size);
     position_ = end;
     size_ = std::max(size_, end);
@@ -43,7 +45,7 @@ class SeekableBuffer {
   }
 
  private:
-  bool Reserve(std::uint64_t size) {
+  [[nodiscard]] bool Reserve(std::uint64_t size) {
     if (size <= capacity_) return true;
     if (size > PTRDIFF_MAX) return false;
     const std::uint64_t wanted = std::max<std::uint64_t>({size, capacity_ + capacity_ / 2, 65536});

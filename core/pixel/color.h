@@ -7,12 +7,14 @@
 #pragma once
 
 #include <algorithm>
+#include <cassert>
 #include <cstdint>
 
 namespace tovmx {
 
 // a * b / 255. There are no ties: 255 is odd.
 constexpr std::uint8_t MultiplyBytes(unsigned a, unsigned b) noexcept {
+  assert(a <= 255 && b <= 255);
   return static_cast<std::uint8_t>((a * b + 127) / 255);
 }
 
@@ -24,6 +26,7 @@ constexpr std::uint8_t LightBehindInk(unsigned ink, unsigned black) noexcept {
 
 // A sample of 0 to `most` as one of 0 to 255. Precondition: most is 1 to 2^55.
 constexpr std::uint8_t ByteOfSample(std::uint64_t sample, std::uint64_t most) noexcept {
+  assert(most != 0 && sample <= most);
   return static_cast<std::uint8_t>((sample * 255 + most / 2) / most);
 }
 
@@ -35,6 +38,7 @@ constexpr std::uint8_t OverWhite(unsigned component, unsigned alpha) noexcept {
 // A premultiplied component made straight; one that is greater than alpha counts as alpha. Precondition:
 // alpha is not 0.
 constexpr std::uint8_t DivideByAlpha(unsigned component, unsigned alpha) noexcept {
+  assert(alpha != 0);
   return static_cast<std::uint8_t>(std::min(255U, (component * 255 + alpha / 2) / alpha));
 }
 

@@ -5,6 +5,7 @@
 //            7       4 3       0                   7             0
 #pragma once
 
+#include <cassert>
 #include <cstddef>
 #include <cstdint>
 
@@ -21,6 +22,7 @@ struct PackedPlace {
 };
 
 constexpr unsigned PackedIndex(const std::uint8_t* row, std::size_t x, unsigned bits) noexcept {
+  assert(bits == 1 || bits == 2 || bits == 4 || bits == 8);
   const PackedPlace place(x, bits);
   return static_cast<unsigned>(row[place.byte]) >> place.shift & place.mask;
 }

@@ -224,8 +224,9 @@ const Utf8Kernels* Kernels() {
 }
 
 // The kernel goes as far as it can; the scalar loop takes what stopped it, or the whole end of the text.
-template <typename In, typename Out, typename Kernel, typename Plain>
-std::size_t Convert(const In* text, std::size_t length, Out* out, Kernel Utf8Kernels::*kernel, Plain plain) {
+template <typename In, typename Out, typename Kernel, typename Scalar>
+std::size_t Convert(const In* text, std::size_t length, Out* out, Kernel Utf8Kernels::*kernel,
+                    Scalar scalar) {
   constexpr std::size_t kStep = 16;
   const Utf8Kernels* const kernels = length >= kStep ? Kernels() : nullptr;
   Utf8Progress done = {0, 0};
@@ -237,8 +238,8 @@ std::size_t Convert(const In* text, std::size_t length, Out* out, Kernel Utf8Ker
     if (kernels != nullptr)
       advance((kernels->*kernel)(text + done.taken, length - done.taken, out + done.written));
     const std::size_t left = length - done.taken;
-    advance(plain(text + done.taken, left, kernels != nullptr && left > kStep ? kStep : left,
-                  out + done.written));
+    advance(scalar(text + done.taken, left, kernels != nullptr && left > kStep ? kStep : left,
+                   out + done.written));
   }
   return done.written;
 }

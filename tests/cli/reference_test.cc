@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The man page and the completions: what a small surface gives, and what the real ones answer.
+// The man page and the completions: those made of a small surface, and what the real ones answer.
 #include <gtest/gtest.h>
 #include <CLI/CLI.hpp>
 

@@ -24,7 +24,7 @@ struct Pair {
   bool (*fromJson)(const Handle&, Record&);
   Record example;
   const char* json;
-  Record missing;  // what an empty array gives
+  Record missing;  // what an empty array becomes
 };
 
 const Pair<CoreMatrix> kMatrix = {"matrix",           Convert::MatrixToJson,       Convert::JsonToMatrix,

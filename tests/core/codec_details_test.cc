@@ -281,8 +281,8 @@ TEST(Jpeg2000Details, WithoutAResolutionBothDpiAreZero) {
   }
 }
 
-// The encoder's and the decoder's factories give what the caller owns: under the leak check of the sanitizers
-// nothing is left once it lets go, and what one decoder reads another one does not.
+// The factories of encoders and decoders return objects that the caller owns: under the leak check of the
+// sanitizers nothing is left once it lets go, and what one decoder reads another one does not.
 TEST(CodecFactory, TheCallerOwnsWhatItGets) {
   const CoreCodecFactory& factory = CoreCodecRegistry::Get().GetFactory();
   const std::string bytes = image::Encode(image::MakePicture(9, 7, 24), kCoreImagePng);

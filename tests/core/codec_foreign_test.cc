@@ -2,15 +2,13 @@
 // Files that other programs wrote decode to the pixels that those programs report.
 #include "foreign_files.h"
 #include "image_support.h"
+#include "libjpeg_writer.h"
 
 #include <tovmx/codec.h>
 
 #include <gtest/gtest.h>
-#include <jpeglib.h>
 
 #include <cmath>
-#include <cstdio>
-#include <cstdlib>
 #include <fstream>
 #include <string>
 #include <vector>
@@ -192,32 +190,15 @@ TEST_F(ForeignFiles, AnimationsAreComposedAsTheyAreShown) {
 TEST_F(ForeignFiles, CmykJpegsOfEveryMaking) {
   // Inks as Adobe stores them, inverted, with and without the detour over YCCK.
   for (const bool ycck : {false, true}) {
-    const std::string name = ycck ? "ycck.jpg" : "cmyk.jpg";
-    std::FILE* file = std::fopen((folder_ + "/" + name).c_str(), "wb");
-    ASSERT_NE(file, nullptr);
-    jpeg_compress_struct jpeg;
-    jpeg_error_mgr errors;
-    jpeg.err = jpeg_std_error(&errors);
-    jpeg_create_compress(&jpeg);
-    jpeg_stdio_dest(&jpeg, file);
-    jpeg.image_width = jpeg.image_height = 16;
-    jpeg.input_components = 4;
-    jpeg.in_color_space = JCS_CMYK;
-    jpeg_set_defaults(&jpeg);
-    jpeg_set_colorspace(&jpeg, ycck ? JCS_YCCK : JCS_CMYK);
-    jpeg.write_Adobe_marker = TRUE;
-    jpeg_set_quality(&jpeg, 100, TRUE);
-    jpeg_start_compress(&jpeg, TRUE);
+    const std::string name = ycck ? "YCCK" : "CMYK";
+    LibjpegWriter writer(16, 16, 4, JCS_CMYK);
+    jpeg_set_colorspace(&writer.jpeg, ycck ? JCS_YCCK : JCS_CMYK);
+    writer.jpeg.write_Adobe_marker = TRUE;
+    jpeg_set_quality(&writer.jpeg, 100, TRUE);
     JSAMPLE row[64];
     for (int x = 0; x < 16; ++x)
       row[4 * x] = 255 - 255, row[4 * x + 1] = 255 - 51, row[4 * x + 2] = 255, row[4 * x + 3] = 255 - 51;
-    for (JSAMPROW line = row; jpeg.next_scanline < jpeg.image_height;) jpeg_write_scanlines(&jpeg, &line, 1);
-    jpeg_finish_compress(&jpeg);
-    jpeg_destroy_compress(&jpeg);
-    std::fclose(file);
-
-    CoreFileInputStream in((folder_ + "/" + name).c_str());
-    const auto bitmap = image::Decode(in);
+    const auto bitmap = image::Decode(writer.Write([&row](int) { return row; }));
     ASSERT_NE(bitmap, nullptr) << name;
     EXPECT_EQ(bitmap->GetBitsPerPixel(), 24);
     // Cyan 255, magenta 51, yellow 0, black 51: no red, 204 x 204 / 255 of green, 204 of blue.
@@ -234,27 +215,12 @@ TEST(CmykJpegs, ComeOutAsLightWhetherTheInksAreInvertedOrNot) {
   for (const bool inverted : {false, true}) {
     for (unsigned ink = 0; ink < 256; ink += 3) {
       const unsigned inks[] = {ink, 255 - ink, (ink * 7 + 1) % 256, (ink * 11 + 5) % 256};
-      jpeg_compress_struct jpeg;
-      jpeg_error_mgr errors;
-      jpeg.err = jpeg_std_error(&errors);
-      jpeg_create_compress(&jpeg);
-      unsigned char* bytes = nullptr;
-      unsigned long size = 0;
-      jpeg_mem_dest(&jpeg, &bytes, &size);
-      jpeg.image_width = jpeg.image_height = 8;
-      jpeg.input_components = 4;
-      jpeg.in_color_space = JCS_CMYK;
-      jpeg_set_defaults(&jpeg);
-      jpeg.write_Adobe_marker = inverted ? TRUE : FALSE;
-      jpeg_set_quality(&jpeg, 100, TRUE);
-      jpeg_start_compress(&jpeg, TRUE);
+      LibjpegWriter writer(8, 8, 4, JCS_CMYK);
+      writer.jpeg.write_Adobe_marker = inverted ? TRUE : FALSE;
+      jpeg_set_quality(&writer.jpeg, 100, TRUE);
       JSAMPLE row[32];
       for (int i = 0; i < 32; ++i) row[i] = static_cast<JSAMPLE>(inverted ? 255 - inks[i % 4] : inks[i % 4]);
-      for (JSAMPROW line = row; jpeg.next_scanline < 8;) jpeg_write_scanlines(&jpeg, &line, 1);
-      jpeg_finish_compress(&jpeg);
-      jpeg_destroy_compress(&jpeg);
-      const std::string file(reinterpret_cast<char*>(bytes), size);
-      std::free(bytes);
+      const std::string file = writer.Write([&row](int) { return row; });
       CoreImageInfo info;
       const auto bitmap = image::Decode(file, 0, 0, 0, &info);
       ASSERT_NE(bitmap, nullptr);
@@ -273,28 +239,9 @@ TEST(CmykJpegs, ComeOutAsLightWhetherTheInksAreInvertedOrNot) {
 // A JPEG that marks each of its blocks with the numbers 0 to 7 in turn.
 std::string MarkedJpeg() {
   const CoreDib dib = image::MakePicture(64, 48, 24);
-  jpeg_compress_struct jpeg;
-  jpeg_error_mgr errors;
-  jpeg.err = jpeg_std_error(&errors);
-  jpeg_create_compress(&jpeg);
-  unsigned char* bytes = nullptr;
-  unsigned long size = 0;
-  jpeg_mem_dest(&jpeg, &bytes, &size);
-  jpeg.image_width = 64, jpeg.image_height = 48;
-  jpeg.input_components = 3;
-  jpeg.in_color_space = JCS_EXT_BGR;
-  jpeg_set_defaults(&jpeg);
-  jpeg.restart_interval = 1;
-  jpeg_start_compress(&jpeg, TRUE);
-  for (int y = 0; y < 48; ++y) {
-    JSAMPROW row = const_cast<JSAMPROW>(dib.GetRow(y));
-    jpeg_write_scanlines(&jpeg, &row, 1);
-  }
-  jpeg_finish_compress(&jpeg);
-  jpeg_destroy_compress(&jpeg);
-  std::string file(reinterpret_cast<char*>(bytes), size);
-  std::free(bytes);
-  return file;
+  LibjpegWriter writer(64, 48, 3, JCS_EXT_BGR);
+  writer.jpeg.restart_interval = 1;
+  return writer.Write([&dib](int y) { return dib.GetRow(y); });
 }
 
 // A block that is marked with another number is lost, or some blocks are; what lies far from it stays.

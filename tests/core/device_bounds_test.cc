@@ -19,7 +19,7 @@
 
 namespace {
 
-// The block that the next calloc of this thread gives, in front of a page that cannot be touched.
+// The block that the next calloc of this thread returns, in front of a page that cannot be touched.
 [[maybe_unused]] thread_local constinit bool guardsNext = false;
 #ifdef GUARDS_BITMAPS
 constinit void* guarded = nullptr;

@@ -74,7 +74,7 @@ CoreRectF InkBeside(const wchar_t* text) {
   return ink;
 }
 
-// Marks whose places the font's tables give, alone at each end, above and below.
+// Marks whose places are in the font's tables, alone at each end, above and below.
 TEST(FontBackends, MarksStandWhereTheFontPutsThem) {
   CoreFontLoader fonts(nullptr);
   fonts.LoadFont(L"DejaVu Sans", L"", kCoreFontSystem, 400, false);

@@ -136,8 +136,8 @@ inline std::unique_ptr<CoreDib> Decoded(const std::string& file) {
 
 using Argb = std::array<int, 4>;
 
-// The first pixel that is further off than `tolerance`, or an empty text. `expected` gives alpha, red, green
-// and blue.
+// The first pixel that is further off than `tolerance`, or an empty text. `expected` returns alpha, red,
+// green and blue.
 template <typename Expected>
 inline std::string Mismatch(const CoreDib* bitmap, const Expected& expected, int tolerance = 0) {
   if (bitmap == nullptr) return "no bitmap";

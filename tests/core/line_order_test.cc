@@ -30,7 +30,7 @@ struct Strip {
 
   Strip() : device(Blank(dib)) {}
 
-  // Draws and gives where the line ends.
+  // Draws the line and returns where it ends.
   float Draw(const wchar_t* text, float x, const CoreFontLoader& fonts) {
     CoreTextExtents extents;
     EXPECT_TRUE(fonts.MeasureText(text, -1, kSize, extents));

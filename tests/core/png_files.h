@@ -2,6 +2,8 @@
 // PNG files in every form, made by libpng, and the chunks that they are made of.
 #pragma once
 
+#include "libpng_writer.h"
+
 #include <png.h>
 #include <zlib.h>
 
@@ -55,22 +57,13 @@ inline void PutExtras(png_structp png, png_infop info) {
 
 // Whole pixels with some order and some noise.
 inline std::string Make(const Form& form) {
-  std::string out;
-  png_structp png =
-      png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, [](png_structp, png_const_charp) {});
+  LibpngWriter writer([](png_structp, png_const_charp) {});
+  png_structp png = writer.png;
+  png_infop info = writer.info;
   png_set_benign_errors(png, 1);  // such as indices beyond a palette
-  png_infop info = png_create_info_struct(png);
-  png_set_write_fn(
-      png, &out,
-      [](png_structp p, png_bytep from, std::size_t size) {
-        static_cast<std::string*>(png_get_io_ptr(p))->append(reinterpret_cast<char*>(from), size);
-      },
-      [](png_structp) {});
   png_set_compression_buffer_size(png, std::max<std::size_t>(form.chunkBytes, 6));
   png_set_filter(png, PNG_FILTER_TYPE_BASE, form.filters);
-  png_set_IHDR(png, info, static_cast<png_uint_32>(form.width), static_cast<png_uint_32>(form.height),
-               form.bits, form.color, form.interlaced ? PNG_INTERLACE_ADAM7 : PNG_INTERLACE_NONE,
-               PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
+  writer.PutHead(form.width, form.height, form.bits, form.color, form.interlaced);
   const int colors = form.colors == 0 ? 1 << std::min(form.bits, 8) : form.colors;
   if (form.color == PNG_COLOR_TYPE_PALETTE) {
     std::vector<png_color> palette;
@@ -103,9 +96,7 @@ inline std::string Make(const Form& form) {
   std::vector<png_bytep> pointers;
   for (auto& row : rows) pointers.push_back(row.data());
   png_write_image(png, pointers.data());
-  png_write_end(png, info);
-  png_destroy_write_struct(&png, &info);
-  return out;
+  return writer.Finish();
 }
 
 inline std::string Word(std::uint32_t value) {

@@ -12,8 +12,8 @@
 namespace {
 
 using tovmx::kPngFilterAvx2;
-using tovmx::kPngFilterPlain;
 using tovmx::kPngFilters;
+using tovmx::kPngFilterScalar;
 using tovmx::kPngRowSlack;
 using tovmx::PngFilter;
 
@@ -57,12 +57,12 @@ TEST(PngFilters, WeighAndApplyTheSameOnEveryLevel) {
   if (!HasAvx2()) GTEST_SKIP() << "no AVX2";
   ForManyRows([](const std::uint8_t* row, const std::uint8_t* above, std::size_t size, std::size_t pixel) {
     std::uint64_t plain[kPngFilters], vector[kPngFilters];
-    kPngFilterPlain.weigh(row, above, size, pixel, plain);
+    kPngFilterScalar.weigh(row, above, size, pixel, plain);
     kPngFilterAvx2.weigh(row, above, size, pixel, vector);
     for (int filter = 0; filter < kPngFilters; ++filter) {
       EXPECT_EQ(plain[filter], vector[filter]) << filter << ", " << size << " bytes, pixels of " << pixel;
       std::vector<std::uint8_t> one(size + kPngRowSlack), other(size + kPngRowSlack);
-      kPngFilterPlain.apply(static_cast<PngFilter>(filter), row, above, size, pixel, one.data());
+      kPngFilterScalar.apply(static_cast<PngFilter>(filter), row, above, size, pixel, one.data());
       kPngFilterAvx2.apply(static_cast<PngFilter>(filter), row, above, size, pixel, other.data());
       EXPECT_EQ(std::memcmp(one.data(), other.data(), size), 0) << filter << ", " << size << ", " << pixel;
     }
@@ -72,10 +72,10 @@ TEST(PngFilters, WeighAndApplyTheSameOnEveryLevel) {
 TEST(PngFilters, WeighWhatTheyLeave) {
   ForManyRows([](const std::uint8_t* row, const std::uint8_t* above, std::size_t size, std::size_t pixel) {
     std::uint64_t sums[kPngFilters];
-    kPngFilterPlain.weigh(row, above, size, pixel, sums);
+    kPngFilterScalar.weigh(row, above, size, pixel, sums);
     for (int filter = 0; filter < kPngFilters; ++filter) {
       std::vector<std::uint8_t> left(size + kPngRowSlack);
-      kPngFilterPlain.apply(static_cast<PngFilter>(filter), row, above, size, pixel, left.data());
+      kPngFilterScalar.apply(static_cast<PngFilter>(filter), row, above, size, pixel, left.data());
       std::uint64_t sum = 0;
       for (std::size_t i = 0; i < size; ++i) sum += left[i] < 128 ? left[i] : 256U - left[i];
       EXPECT_EQ(sums[filter], sum) << filter << ", " << size << ", " << pixel;
@@ -87,7 +87,7 @@ TEST(PngFilters, AreTakenOffAgain) {
   ForManyRows([](const std::uint8_t* row, const std::uint8_t* above, std::size_t size, std::size_t pixel) {
     for (int filter = 0; filter < kPngFilters; ++filter) {
       std::vector<std::uint8_t> bytes(size + kPngRowSlack);
-      kPngFilterPlain.apply(static_cast<PngFilter>(filter), row, above, size, pixel, bytes.data());
+      kPngFilterScalar.apply(static_cast<PngFilter>(filter), row, above, size, pixel, bytes.data());
       bytes.resize(size);
       tovmx::UndoPngFilter(static_cast<PngFilter>(filter), bytes.data(), above, size, pixel);
       EXPECT_EQ(std::memcmp(bytes.data(), row, size), 0) << filter << ", " << size << ", " << pixel;
@@ -101,7 +101,7 @@ TEST(PngFilters, TurnPixelsTheSameOnEveryLevel) {
     std::vector<std::uint8_t> expected(row, row + size);
     for (std::size_t i = 0; i < size; i += pixel) std::swap(expected[i], expected[i + 2]);
     std::vector<std::uint8_t> turned(size);  // with nothing behind it to write to
-    kPngFilterPlain.turn(row, size / pixel, pixel, turned.data());
+    kPngFilterScalar.turn(row, size / pixel, pixel, turned.data());
     EXPECT_EQ(turned, expected);
     if (!HasAvx2()) return;
     turned.assign(size, 0);

@@ -166,39 +166,41 @@ TEST(PngReading, BrokenAndOddRowsAreJudgedAsByLibpng) {
   for (const Form& form : Depths()) {
     const auto pieces = png_files::Split(png_files::Make(form));
     const std::string rows = RowsOf(pieces);
-    const auto judge = [&](const std::string& changed, const std::string& what) {
+    const auto compare = [&](const std::string& changed, const std::string& what) {
       EXPECT_EQ(Compare(WithRows(pieces, changed, {changed.size() + 1})), "")
           << Describe(form) << ", " << what;
     };
     for (std::size_t i = 0; i < rows.size(); ++i) {
       std::string flipped = rows;
       flipped[i] = static_cast<char>(flipped[i] ^ 1 << i % 8);
-      judge(flipped, "flipped at " + std::to_string(i));
+      compare(flipped, "flipped at " + std::to_string(i));
     }
-    for (std::size_t i = 0; i < rows.size(); i += 3) judge(rows.substr(0, i), "cut at " + std::to_string(i));
-    judge(rows + "x", "a byte too many");
-    judge(rows + rows, "twice");
+    for (std::size_t i = 0; i < rows.size(); i += 3)
+      compare(rows.substr(0, i), "cut at " + std::to_string(i));
+    compare(rows + "x", "a byte too many");
+    compare(rows + rows, "twice");
     uLongf size = 1 << 20;
     std::string plain(size, '\0');
     ASSERT_EQ(uncompress(reinterpret_cast<Bytef*>(plain.data()), &size,
                          reinterpret_cast<const Bytef*>(rows.data()), static_cast<uLong>(rows.size())),
               Z_OK);
     plain.resize(size);
-    judge(png_files::Zlib(plain.substr(0, size - 1)), "a byte of pixels too few");
-    judge(png_files::Zlib(plain + "x"), "a byte of pixels too many");
-    judge(png_files::Zlib(plain + plain), "twice the pixels");
-    judge(png_files::Zlib(plain, 0), "stored");
-    for (int window = 9; window <= 15; ++window) judge(png_files::Zlib(plain, 9, window), "a smaller window");
+    compare(png_files::Zlib(plain.substr(0, size - 1)), "a byte of pixels too few");
+    compare(png_files::Zlib(plain + "x"), "a byte of pixels too many");
+    compare(png_files::Zlib(plain + plain), "twice the pixels");
+    compare(png_files::Zlib(plain, 0), "stored");
+    for (int window = 9; window <= 15; ++window)
+      compare(png_files::Zlib(plain, 9, window), "a smaller window");
     // A window that is smaller than what the stream reaches back to.
     std::string large = png_files::Zlib(plain, 9);
     for (unsigned info = 0; info <= 15; ++info) {
       const unsigned head = info << 12 | 8U << 8;
       large[0] = static_cast<char>(info << 4 | 8U);
       large[1] = static_cast<char>((31 - head % 31) % 31);
-      judge(large, "told to have window " + std::to_string(info));
+      compare(large, "told to have window " + std::to_string(info));
     }
     for (std::string filtered = plain; filtered[0] < 9; ++filtered[0])
-      judge(png_files::Zlib(filtered), "filter " + std::to_string(filtered[0]));
+      compare(png_files::Zlib(filtered), "filter " + std::to_string(filtered[0]));
   }
 }
 
@@ -238,42 +240,42 @@ TEST(PngReading, ChunksThatAreMissingDoubledMovedOrChangedAreJudgedAsByLibpng) {
     form.chunkBytes = 100;
     const auto pieces = png_files::Split(png_files::Make(form));
     ASSERT_GE(pieces.size(), 9U);
-    const auto judge = [&](const std::vector<Piece>& changed, const std::string& what) {
+    const auto compare = [&](const std::vector<Piece>& changed, const std::string& what) {
       EXPECT_EQ(Compare(png_files::Join(changed)), "") << Describe(form) << ", " << what;
     };
     for (std::size_t i = 0; i < pieces.size(); ++i) {
       const std::string name = pieces[i].type + " " + std::to_string(i);
       auto changed = pieces;
       changed.erase(changed.begin() + static_cast<std::ptrdiff_t>(i));
-      judge(changed, name + " missing");
+      compare(changed, name + " missing");
       for (std::size_t to = 0; to <= changed.size(); ++to) {
         auto moved = changed;
         moved.insert(moved.begin() + static_cast<std::ptrdiff_t>(to), pieces[i]);
-        judge(moved, name + " moved to " + std::to_string(to));
+        compare(moved, name + " moved to " + std::to_string(to));
         auto doubled = pieces;
         doubled.insert(doubled.begin() + static_cast<std::ptrdiff_t>(to), pieces[i]);
-        judge(doubled, name + " again at " + std::to_string(to));
+        compare(doubled, name + " again at " + std::to_string(to));
       }
       changed = pieces;
       changed[i].content += '\0';
-      judge(changed, name + " longer");
+      compare(changed, name + " longer");
       changed[i].content.clear();
-      judge(changed, name + " empty");
+      compare(changed, name + " empty");
       changed = pieces;
       if (!changed[i].content.empty()) changed[i].content.pop_back();
-      judge(changed, name + " shorter");
+      compare(changed, name + " shorter");
       for (std::size_t at = 0; at < std::min<std::size_t>(pieces[i].content.size(), 40); ++at) {
         for (const int value : {0, 1, 2, 3, 7, 127, 128, 255}) {
           changed = pieces;
           changed[i].content[at] = static_cast<char>(value);
-          judge(changed, name + " with " + std::to_string(value) + " at " + std::to_string(at));
+          compare(changed, name + " with " + std::to_string(value) + " at " + std::to_string(at));
         }
       }
       for (const char* type :
            {"IHDR", "PLTE", "IDAT", "IEND", "tRNS", "pHYs", "bKGD", "hIST", "sPLT", "prVt", "CRIT"}) {
         changed = pieces;
         changed[i].type = type;
-        judge(changed, name + " called " + type);
+        compare(changed, name + " called " + type);
       }
     }
   }

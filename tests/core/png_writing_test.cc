@@ -3,6 +3,7 @@
 // larger than what libpng writes at zlib's level 6.
 #include "foreign_files.h"
 #include "image_support.h"
+#include "libpng_writer.h"
 #include "png_files.h"
 #include "png_reference.h"
 
@@ -99,32 +100,6 @@ TEST_F(PngWriting, ALargePictureOfNoiseComesBack) {
     ASSERT_NE(back, nullptr);
     EXPECT_EQ(image::Difference(dib, *back), "");
   }
-}
-
-// With libpng's settings of before.
-std::string EncodeByLibpng(const CoreDib& dib) {
-  std::string out;
-  png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
-  png_infop info = png_create_info_struct(png);
-  png_set_write_fn(
-      png, &out,
-      [](png_structp p, png_bytep from, std::size_t size) {
-        static_cast<std::string*>(png_get_io_ptr(p))->append(reinterpret_cast<char*>(from), size);
-      },
-      [](png_structp) {});
-  const int bits = dib.GetBitsPerPixel();
-  const int color = bits == 32   ? PNG_COLOR_TYPE_RGB_ALPHA
-                    : bits == 24 ? PNG_COLOR_TYPE_RGB
-                                 : PNG_COLOR_TYPE_GRAY;
-  png_set_IHDR(png, info, static_cast<png_uint_32>(dib.GetWidth()), static_cast<png_uint_32>(dib.GetHeight()),
-               std::min(bits, 8), color, PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT,
-               PNG_FILTER_TYPE_DEFAULT);
-  png_write_info(png, info);
-  png_set_bgr(png);
-  for (int y = 0; y < dib.GetHeight(); ++y) png_write_row(png, dib.GetRow(y));
-  png_write_end(png, info);
-  png_destroy_write_struct(&png, &info);
-  return out;
 }
 
 TEST_F(PngWriting, IsNoLargerThanLibpngMakesIt) {

@@ -56,7 +56,7 @@ TEST(TextCodec, AByteThatDoesNotDecodeBecomesAnEscapeAndComesBack) {
   EXPECT_EQ(Encode(Decode("a\xFF\xE5\xAE")), "a\xFF\xE5\xAE");
 }
 
-// Escapes of `bytes`, as another codeset may give them for any bytes.
+// Escapes of `bytes`, as another codeset may decode any bytes.
 std::wstring Escapes(const std::string& bytes) {
   std::wstring text;
   for (const char c : bytes) text += static_cast<wchar_t>(0xDC00 + static_cast<unsigned char>(c));

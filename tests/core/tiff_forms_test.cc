@@ -222,7 +222,7 @@ TEST(TiffForms, TheUnitOfTheResolutionCounts) {
   }
 }
 
-// What the library cannot turn into RGBA gives no bitmap, and neither do samples that the file does not hold.
+// What the library cannot turn into RGBA makes no bitmap, and neither do samples that the file does not hold.
 TEST(TiffForms, ColorsThatNobodyKnowsGiveNull) {
   EXPECT_EQ(image::Decode(Store({kRgb, 8, {}, false, false}, {{kPhotometricTag, {1234}}})), nullptr);
   EXPECT_EQ(image::Decode(Store(kGrayForm, {{kBitsTag, {13}}})), nullptr);
@@ -256,18 +256,22 @@ TEST(TiffForms, InksOfAnotherSetAreNotTakenForCmyk) {
 constexpr int kFormatTag = 339;
 
 // One row of single samples whose bytes are given.
+std::string StoreRow(const std::string& bytes, unsigned width, unsigned bits, unsigned format = 1) {
+  const std::map<int, Numbers> tags = {{256, {width}},
+                                       {257, {1}},
+                                       {259, {1}},
+                                       {kBitsTag, {bits}},
+                                       {kPhotometricTag, {kBlackIsZero}},
+                                       {kSamplesTag, {1}},
+                                       {kRowsTag, {1}},
+                                       {kStripsTag, {0}},
+                                       {kStripBytesTag, {static_cast<unsigned>(bytes.size())}},
+                                       {kFormatTag, {format}}};
+  return TiffOf(tags, kStripsTag, bytes);
+}
+
 std::unique_ptr<CoreDib> RowOf(const std::string& bytes, unsigned width, unsigned bits, unsigned format) {
-  std::map<int, Numbers> tags = {{256, {width}},
-                                 {257, {1}},
-                                 {259, {1}},
-                                 {kBitsTag, {bits}},
-                                 {kPhotometricTag, {kBlackIsZero}},
-                                 {kSamplesTag, {1}},
-                                 {kRowsTag, {1}},
-                                 {kStripsTag, {0}},
-                                 {kFormatTag, {format}}};
-  tags[kStripBytesTag] = {static_cast<unsigned>(bytes.size())};
-  return image::Decode(TiffOf(tags, kStripsTag, bytes));
+  return image::Decode(StoreRow(bytes, width, bits, format));
 }
 
 std::vector<int> LevelsOf(const CoreDib* bitmap) {
@@ -399,16 +403,7 @@ TEST(TiffForms, TheLimitPaysForARowOrATile) {
   CoreCodecRegistry& registry = CoreCodecRegistry::Get();
   const std::uint64_t usual = registry.GetPixelLimit();
   const auto row = [](unsigned width, unsigned bits) {
-    std::map<int, Numbers> tags = {{256, {width}},
-                                   {257, {1}},
-                                   {259, {1}},
-                                   {kBitsTag, {bits}},
-                                   {kPhotometricTag, {kBlackIsZero}},
-                                   {kSamplesTag, {1}},
-                                   {kRowsTag, {1}},
-                                   {kStripsTag, {0}},
-                                   {kStripBytesTag, {100}}};
-    return TiffOf(tags, kStripsTag, std::string(100, '\7'));
+    return StoreRow(std::string(100, '\7'), width, bits);
   };
   const auto onePlane = [](unsigned width) {
     std::map<int, Numbers> tags = {{256, {width}},     {257, {1}},        {259, {1}},

@@ -123,7 +123,7 @@ TEST_P(VectorChoice, Curves) {
 TEST_P(VectorChoice, PngFilters) {
   ExpectInAProcess([](SimdLevel level) {
     const bool vector = level >= SimdLevel::kAvx2;
-    HOLDS(&tovmx::PngFilters() == (vector ? &tovmx::kPngFilterAvx2 : &tovmx::kPngFilterPlain));
+    HOLDS(&tovmx::PngFilters() == (vector ? &tovmx::kPngFilterAvx2 : &tovmx::kPngFilterScalar));
   });
 }
 

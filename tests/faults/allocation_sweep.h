@@ -15,7 +15,7 @@
 
 class AllocationSweep : public testing::Test {
  protected:
-  // `make` gives the object that a run works on, `run` the call, `check` looks at the object afterwards and
+  // `make` returns the object that a run works on, `run` the call, `check` looks at the object afterwards and
   // is told whether the call threw. Only the allocations of `run` fail.
   template <typename Make, typename Run, typename Check>
   void Sweep(Make make, Run run, Check check) {

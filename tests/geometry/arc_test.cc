@@ -231,8 +231,7 @@ TEST(ReduceTurns, RotationsThatATurnCannotChangeStayAsTheyAre) {
   EXPECT_TRUE(std::isnan(tovmx::ReduceTurns(NAN)));
 }
 
-// Bit for bit what turn after turn gives, rounding included; around every power of two, where the rounding
-// changes.
+// Bit for bit as turn after turn, rounding included; around every power of two, where the rounding changes.
 TEST(ReduceTurns, EqualsRepeatedSubtraction) {
   std::mt19937 random(6);
   const auto same = [](float rotation) {

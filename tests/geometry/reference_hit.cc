@@ -275,7 +275,7 @@ int ConvertArc(const CorePath& arc, CorePath& output) {
     delta -= 6.2831855;
   // 7
   const double quarters = std::ceil(std::fabs(delta / 1.5717964));
-  const int n = quarters >= 1 ? static_cast<int>(quarters) : 0;  // NaN gives none
+  const int n = quarters >= 1 ? static_cast<int>(quarters) : 0;  // none for NaN
   // 8, 9
   output.MoveTo(record[0].x, record[0].y);
   const double mx = (xs + xe) / 2;

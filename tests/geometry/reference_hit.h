@@ -6,7 +6,7 @@
 // for hit tests uses it too.
 //
 // Precision, decided once for both: coordinates, curve parameters and distances are float. Double are the
-// weights and sums of a cubic curve, the product that gives t2, the comparisons with 0.0001 and 0.000001, and
+// weights and sums of a cubic curve, the product that makes t2, the comparisons with 0.0001 and 0.000001, and
 // all of the conversion of an arc but the turn reduction of its rotation, which is float; the points it
 // appends are float.
 #pragma once
@@ -30,11 +30,12 @@ struct Counters {
   int upSide = 0;
 };
 
-// What the turn reduction of a rotation gives by repeated subtraction; a rotation that the subtraction does
-// not change is returned as it stands.
+// The turn reduction of a rotation by repeated subtraction; a rotation that the subtraction does not change
+// is returned as it stands.
 float ReduceTurns(float rotation);
 
-// Converts the arc whose five records `arc` holds, appends it to `output`, gives the number of segments.
+// Converts the arc whose five records `arc` holds, appends it to `output`, and returns the number of
+// segments.
 int ConvertArc(const CorePath& arc, CorePath& output);
 
 void BreakIntoSegments(const CorePath& path, CoreArray<Segment>& segments);

@@ -19,7 +19,7 @@
 
 namespace {
 
-// What one text gives: a line that is printed, or the document's text.
+// The outcome of one text: a line that is printed, or the document's text.
 struct Outcome {
   std::string line;
   std::string written;

@@ -48,7 +48,7 @@ class Captured {
   Captured(const Captured&) = delete;
   Captured& operator=(const Captured&) = delete;
 
-  // Ends the capture and gives what was printed.
+  // Ends the capture and returns what was printed.
   std::string Text() {
     if (file_ == nullptr) return text_;
     std::fflush(stream_);

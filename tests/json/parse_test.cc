@@ -321,8 +321,8 @@ TEST(JsonParse, NumbersAtTheLimits) {
 }
 
 TEST(JsonParse, NumbersHaveNormalPrecision) {
-  // The double that is read, and the distance in last places from the nearest one, which full precision
-  // gives.
+  // The double that is read, and its distance in last places from the nearest one, which a parser of full
+  // precision reads.
   const struct {
     const char* text;
     std::uint64_t bits;

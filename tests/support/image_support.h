@@ -20,6 +20,16 @@ inline constexpr CoreImageFormat kFormats[] = {kCoreImagePng,  kCoreImageJpeg,  
                                                kCoreImageWebp, kCoreImageJpeg2000, kCoreImageBmp,
                                                kCoreImageGif};
 
+// Those with an encoder.
+inline constexpr CoreImageFormat kWritable[] = {kCoreImagePng,  kCoreImageJpeg, kCoreImageTiff,
+                                                kCoreImageWebp, kCoreImageBmp,  kCoreImageJpeg2000};
+
+inline std::string Describe(CoreImageFormat format, const CoreDib& dib) {
+  return std::string(CoreImageFormatName(format)) + ", " + std::to_string(dib.GetWidth()) + "x" +
+         std::to_string(dib.GetHeight()) + " of " + std::to_string(dib.GetBitsPerPixel()) + " bits, " +
+         std::to_string(dib.GetPaletteSize()) + " colors";
+}
+
 // Names the instances of a test that runs once for each format.
 inline std::string FormatTestName(const testing::TestParamInfo<CoreImageFormat>& format) {
   const std::string name = CoreImageFormatName(format.param);
@@ -114,7 +124,7 @@ inline std::string ReadFile(const std::string& path) {
   return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
 }
 
-// Gives its bytes in small pieces and without a view, fails from byte `limit` on.
+// A stream that delivers its bytes in small pieces and without a view, and fails from byte `limit` on.
 class StubbornInput final : public CoreInputStream {
  public:
   StubbornInput(std::string bytes, std::uint64_t limit) : bytes_(std::move(bytes)), limit_(limit) {}

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Runs the tovkit command as a person would, and gives what it said.
+// Runs the tovkit command as a person would, and returns what it printed.
 #pragma once
 
 #include <fcntl.h>

@@ -54,10 +54,10 @@ extern std::vector<TimedJoin> timedJoins;
 extern int joinsToTimeOut;
 extern std::atomic<int> broadcasts;
 
-// Non-zero: execv gives this instead of executing anything.
+// Non-zero: execv returns this instead of executing anything.
 extern std::atomic<int> execvResult;
 
-// Non-zero seconds: what gettimeofday gives instead of the time.
+// Non-zero seconds: what gettimeofday returns instead of the time.
 extern timeval fixedTime;
 
 // What the last calls were asked for.

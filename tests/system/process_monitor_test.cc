@@ -78,7 +78,7 @@ struct LoopEnded {};
 int passesLeft = 0;
 void (*betweenPasses)(int left) = nullptr;
 
-// Runs `passes` passes of the loop with a clock that moves by one second a pass, and gives what it printed.
+// Runs `passes` passes of the loop with a clock that moves by one second a pass, and returns what it printed.
 std::string RunLoop(ProcessMonitor& monitor, int passes, void (*between)(int left) = nullptr) {
   static long clock = 0;
   clock = 1000;

@@ -81,7 +81,7 @@ class NoOutput {
   int saved_;
 };
 
-// Gives how many of the starts went well, one after the other. Every third program is missing: its child
+// Returns how many of the starts succeeded, one after the other. Every third program is missing: its child
 // tells so and ends.
 int StartMany(int starts) {
   alarm(kProgramPatienceSeconds);

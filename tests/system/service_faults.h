@@ -45,7 +45,7 @@ class FirstSegmentIds {
 // When not empty, /proc is read from this directory.
 void setProcRoot(const std::string& root);
 
-// When set, time() answers this clock in place of the system's; -1 gives the system's back.
+// When set, time() answers this clock in place of the system's; -1 restores the system's.
 void setClock(long seconds);
 
 // Called in place of sleep() while set; it may throw to end a loop.

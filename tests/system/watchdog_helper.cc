@@ -29,7 +29,7 @@ std::atomic<bool> failCreation{false};
 std::atomic<int> creations{0};
 std::atomic<time_t> timeShift{0};
 
-// Not negative: what time() gives instead of the time.
+// Not negative: what time() returns instead of the time.
 std::atomic<time_t> fixedTime{-1};
 // The next time() of this thread takes until the watchdog has looked twice.
 thread_local bool slowTime = false;
@@ -185,7 +185,7 @@ int FirstIds() {
   return StateOf(unwatched).id == 1 && StateOf(watched).id == 2 ? 0 : 1;
 }
 
-// Forks while the watchdog stands at `place`, runs `body` in the child and gives its exit status. The child
+// Forks while the watchdog stands at `place`, runs `body` in the child and returns its exit status. The child
 // has no watchdog, and counts from 0 how many it creates.
 template <typename Body>
 int InForkedChild(Place place, Body body) {
@@ -208,7 +208,7 @@ int InForkedChild(Place place, Body body) {
   return WIFEXITED(status) ? WEXITSTATUS(status) : 99;
 }
 
-// Gives whether `call` is still at work after a while.
+// Returns whether `call` is still running after a while.
 template <typename Call>
 bool Blocks(Call call) {
   static std::atomic<bool> done;

@@ -17,8 +17,8 @@
 
 namespace {
 
-// Runs the helper with its output in `file` and gives the wait status; a helper that hangs is killed and
-// gives -1.
+// Runs the helper with its output in `file` and returns the wait status, or -1 for a helper that hangs, which
+// is killed.
 int RunHelper(const char* what, const std::string& argument, const std::string& file) {
   const std::string command =
       std::string("exec ") + TOVKIT_WATCHDOG_HELPER + " " + what + " " + argument + " >" + file + " 2>&1";

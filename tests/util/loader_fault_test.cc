@@ -12,8 +12,8 @@
 namespace {
 
 struct Script {
-  void* handle = nullptr;       // what dlopen gives
-  const char* error = nullptr;  // what dlerror gives
+  void* handle = nullptr;       // what dlopen returns
+  const char* error = nullptr;  // what dlerror returns
   std::vector<std::string> calls = {};
 };
 Script* script = nullptr;

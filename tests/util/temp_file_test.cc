@@ -100,7 +100,7 @@ TEST(TempFile, EmptyPartRemovesTheEarlierOne) {
   EXPECT_TRUE(HasFiveDigits(file.fileName(), Pid() + "_", ""));
 }
 
-// The five digits that the generator gives when seeded with `seed`.
+// The five digits that the generator returns when seeded with `seed`.
 std::string Digits(std::time_t seed) {
   std::srand(static_cast<unsigned>(seed));
   std::string digits;
