@@ -4,6 +4,8 @@
 
 #include <tovkit/json.h>
 
+#include <tovmx/string.h>
+
 #include <cstddef>
 #include <string>
 #include <vector>
@@ -23,7 +25,8 @@ struct DescriptionCheck {
   std::vector<DescriptionWarning> warnings;
 };
 
-// Keeps the first `limit` warnings.
-DescriptionCheck CheckDescription(const JsonValue& description, std::size_t limit);
+// Keeps the first `limit` warnings. `text` is the description's "Content", empty when it has none.
+DescriptionCheck CheckDescription(const JsonValue& description, const CoreWideString& text,
+                                  std::size_t limit);
 
 }  // namespace tovkit
