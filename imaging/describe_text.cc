@@ -117,10 +117,11 @@ void DescribeWarnings(const JsonValue& description, const TextRequest& request, 
   }
 }
 
-// False when a device would refuse the line.
+// False when a device would refuse the line, or draw nothing.
 bool DescribeLine(const TextRequest& request, std::uint32_t limit, JsonValue& report) {
   const CoreMatrix place = request.Place();
   if (request.text.IsEmpty() || !std::isfinite(place.e) || !std::isfinite(place.f)) return false;
+  if (request.fontSize > kLargestFontSize) return false;
   const int maxRuns = static_cast<int>(std::min<std::uint32_t>(limit, kMaxReportRuns));
   CoreTextDescription line;
   const CoreFontLoader fonts = request.Fonts();

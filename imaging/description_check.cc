@@ -45,9 +45,6 @@ const KeyRules& FontKeys() {
   return keys;
 }
 
-// From here on the em is larger than what a device draws.
-constexpr int kLargestFontSize = 75000;
-
 constexpr int kMaxQuoted = 60;
 
 std::string Quoted(const char* text) {
