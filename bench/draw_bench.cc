@@ -5,9 +5,14 @@
 // "pango" keeps everything that can be kept between lines, the layout included, and only gives it the text
 // again, as a loop over changing lines would. "pango_still" never even does that: it paints one finished
 // layout over and over, which is the least that Pango and Cairo can do.
+//
+// "describe" is DescribeText beside the measurement of the same description: its members are read, and the
+// font loader is asked for the extents.
 #include <tovkit/imaging.h>
 #include <tovkit/json.h>
 #include <tovmx/device.h>
+#include <tovmx/font.h>
+#include <tovmx/text_codec.h>
 
 #include <benchmark/benchmark.h>
 #include <pango/pangocairo.h>
@@ -154,6 +159,49 @@ void PangoNew(benchmark::State& state, const Text& text) {
   state.SetItemsProcessed(state.iterations());
 }
 
+// What a program does that only wants to know how much room a description's line takes.
+bool Measure(const tovkit::JsonValue& description, CoreTextExtents& extents) {
+  const char* const content = description.GetMemberString("Content", "");
+  const CoreWideString text = CoreTextCodec::Utf8Decode(content, -1);
+  const auto font = description.GetMember("Font");
+  const CoreWideString family = CoreTextCodec::Utf8Decode(font->GetMemberString("FontName", "SimSun"), -1);
+  CoreFontLoader fonts(nullptr);
+  fonts.LoadFont(family.c_str(), family.c_str(), kCoreFontAny, font->GetMemberBool("Bold", false) ? 700 : 400,
+                 font->GetMemberBool("Italic", false));
+  const float size = static_cast<float>(font->GetMemberInt("FontSize", 26)) / 72.0f * 96.0f;
+  return fonts.MeasureText(text.c_str(), text.GetLength(), size, extents);
+}
+
+void Measured(const tovkit::SharedPtr<tovkit::JsonValue>& description) {
+  CoreTextExtents extents;
+  benchmark::DoNotOptimize(Measure(*description, extents));
+}
+
+void Described(const tovkit::SharedPtr<tovkit::JsonValue>& description) {
+  benchmark::DoNotOptimize(tovkit::DescribeText(description).Get());
+}
+
+using Look = void (*)(const tovkit::SharedPtr<tovkit::JsonValue>&);
+
+void LookAtKept(benchmark::State& state, const Text& text, Look look) {
+  const auto line = Description(Numbered(text, 0));
+  for (auto _ : state) look(line);
+  state.SetItemsProcessed(state.iterations());
+}
+
+// The two rows of a case run in one process: their numbers must not meet, or one would find the other's
+// lines.
+void LookAtNew(benchmark::State& state, const Text& text, Look look) {
+  static int number = 0;
+  for (auto _ : state) {
+    state.PauseTiming();
+    const auto line = Description(Numbered(text, number++));
+    state.ResumeTiming();
+    look(line);
+  }
+  state.SetItemsProcessed(state.iterations());
+}
+
 const int kRegistered = [] {
   for (const Text& text : kTexts) {
     const std::string base = std::string("draw/") + text.name;
@@ -164,6 +212,11 @@ const int kRegistered = [] {
     benchmark::RegisterBenchmark((base + "_256_lines/pango").c_str(), Pango, text, true);
     benchmark::RegisterBenchmark((base + "_new_lines/tovkit").c_str(), TovkitNew, text);
     benchmark::RegisterBenchmark((base + "_new_lines/pango").c_str(), PangoNew, text);
+    const std::string describe = std::string("draw/describe_") + text.name;
+    benchmark::RegisterBenchmark((describe + "/tovkit").c_str(), LookAtKept, text, Described);
+    benchmark::RegisterBenchmark((describe + "/measuring").c_str(), LookAtKept, text, Measured);
+    benchmark::RegisterBenchmark((describe + "_new_lines/tovkit").c_str(), LookAtNew, text, Described);
+    benchmark::RegisterBenchmark((describe + "_new_lines/measuring").c_str(), LookAtNew, text, Measured);
   }
   return 0;
 }();

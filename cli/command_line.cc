@@ -5,6 +5,7 @@
 
 #include "error.h"
 #include "failure.h"
+#include "help_text.h"
 #include "usage.h"
 
 #include <tovkit/util.h>
@@ -13,6 +14,7 @@
 
 #include <cstdio>
 #include <exception>
+#include <memory>
 #include <stdexcept>
 #include <string>
 
@@ -83,6 +85,7 @@ int Run(CLI::App& app, int argc, char** argv, std::exception_ptr& failure) {
 }  // namespace
 
 void DefineCommand(CLI::App& app) {
+  app.formatter(std::make_shared<HelpText>());  // before the subcommands, which take it over
   app.name("tovkit");
   app.description("Documents, pictures, text, paths and processes from the command line.");
   app.set_version_flag("--version", std::string("tovkit ") + tovkit::GetLibraryVersion());

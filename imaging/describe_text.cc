@@ -25,13 +25,12 @@ void SetText(JsonValue& object, const char* key, const std::string& text) {
   object.SetMemberString(key, text.c_str());
 }
 
-void DescribeRequest(const TextRequest& request, JsonValue& report) {
+void DescribeRequest(const TextRequest& request, const CoreFontLoader& fonts, JsonValue& report) {
   SetText(report, "content", ReportText(request.text.c_str(), request.text.GetLength(), kMaxReportText));
   const SharedPtr<JsonValue> font = report.AddObjectMember("font");
   SetText(*font, "wanted",
           ReportText(request.fontName.c_str(), request.fontName.GetLength(), kMaxReportText));
   font->SetMemberBool("named", request.namesFont);
-  const CoreFontLoader fonts = request.Fonts();
   const CoreWideString family = fonts.GetActualFamily();
   SetText(*font, "family", ReportText(family.c_str(), family.GetLength(), kMaxReportText));
   font->SetMemberBool("substituted", fonts.IsSubstituted());
@@ -106,8 +105,9 @@ void DescribeMissing(const std::vector<CoreMissingCharacter>& missing, std::uint
   }
 }
 
-void DescribeWarnings(const JsonValue& description, std::uint32_t limit, JsonValue& report) {
-  const DescriptionCheck check = CheckDescription(description, limit);
+void DescribeWarnings(const JsonValue& description, const TextRequest& request, std::uint32_t limit,
+                      JsonValue& report) {
+  const DescriptionCheck check = CheckDescription(description, request.text, limit);
   report.SetMemberInt("warningCount", static_cast<int>(check.count));
   const SharedPtr<JsonValue> list = report.AddArrayMember("warnings");
   for (const DescriptionWarning& warning : check.warnings) {
@@ -119,17 +119,19 @@ void DescribeWarnings(const JsonValue& description, std::uint32_t limit, JsonVal
   }
 }
 
-// False when a device would refuse the line.
+// False when a device would refuse the line, or draw nothing.
 bool DescribeLine(const TextRequest& request, std::uint32_t limit, JsonValue& report) {
   const CoreMatrix place = request.Place();
   if (request.text.IsEmpty() || !std::isfinite(place.e) || !std::isfinite(place.f)) return false;
+  if (request.fontSize > kLargestFontSize) return false;
   const int maxRuns = static_cast<int>(std::min<std::uint32_t>(limit, kMaxReportRuns));
   CoreTextDescription line;
-  if (!request.Fonts().DescribeText(request.text.c_str(), request.text.GetLength(), request.PixelSize(),
-                                    maxRuns, line)) {
+  const CoreFontLoader fonts = request.Fonts();
+  if (!fonts.DescribeText(request.text.c_str(), request.text.GetLength(), request.PixelSize(), maxRuns,
+                          line)) {
     return false;
   }
-  DescribeRequest(request, report);
+  DescribeRequest(request, fonts, report);
   DescribePlace(line.extents, place, report);
   report.SetMemberInt("runCount", line.runCount);
   const SharedPtr<JsonValue> runs = report.AddArrayMember("runs");
@@ -145,8 +147,9 @@ SharedPtr<JsonValue> DescribeText(SharedPtr<const JsonValue> description, std::u
   if (!description) return {};
   SharedPtr<JsonValue> report = Json::Parse(nullptr, 0, nullptr);
   report->SetMemberBool("drawable", false);
-  if (DescribeLine(ReadTextRequest(*description), limit, *report)) report->SetMemberBool("drawable", true);
-  DescribeWarnings(*description, limit, *report);
+  const TextRequest request = ReadTextRequest(*description);
+  if (DescribeLine(request, limit, *report)) report->SetMemberBool("drawable", true);
+  DescribeWarnings(*description, request, limit, *report);
   return report;
 }
 

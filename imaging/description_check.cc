@@ -9,7 +9,6 @@
 #include "tovkit/imaging.h"
 
 #include <tovmx/color_space.h>
-#include <tovmx/text_codec.h>
 
 #include <algorithm>
 #include <climits>
@@ -48,9 +47,6 @@ const KeyRules& FontKeys() {
                                 {"Color", ValueKind::kText, "black is used"}};
   return keys;
 }
-
-// From this size on, the em is larger than devices draw.
-constexpr int kLargestFontSize = 75000;
 
 constexpr int kMaxQuoted = 60;
 
@@ -135,13 +131,13 @@ class Checker {
  public:
   explicit Checker(std::size_t limit) : limit_(limit) {}
 
-  void CheckLine(const JsonValue& line) {
+  void CheckLine(const JsonValue& line, const CoreWideString& text) {
     if (line.GetType() != JsonObject) {
       Warn("wrong-type", "", std::string(Found(line.GetType())) + ", where a line is an object");
       return;
     }
     CheckKeys(line, "", LineKeys(), FontKeys());
-    CheckContent(line);
+    CheckContent(line, text);
     const SharedPtr<const JsonValue> font = line.GetMember("Font");
     if (!font || font->GetType() != JsonObject) return;
     CheckKeys(*font, "/Font", FontKeys(), LineKeys());
@@ -173,7 +169,7 @@ class Checker {
       if (seen[index]) {
         Warn("duplicate-key", PointerTo(where, key), Quoted(key) + " stands here twice; the first counts");
       } else {
-        CheckType(*object.GetMember(key), PointerTo(where, key), *rule);
+        CheckType(*object.GetMember(key), where, *rule);
       }
       seen[index] = true;
     }
@@ -212,8 +208,9 @@ class Checker {
     return names;
   }
 
-  void CheckType(const JsonValue& value, const std::string& pointer, const KeyRule& rule) {
+  void CheckType(const JsonValue& value, const std::string& where, const KeyRule& rule) {
     if (Fits(value, rule.kind)) return;
+    const std::string pointer = PointerTo(where, rule.name);
     const std::string name = Quoted(rule.name);
     if (IsTooBig(value.GetType(), rule.kind)) {
       Warn("out-of-range", pointer, name + " is too big a number; " + rule.otherwise);
@@ -273,14 +270,13 @@ class Checker {
     return true;
   }
 
-  void CheckContent(const JsonValue& line) {
+  void CheckContent(const JsonValue& line, const CoreWideString& text) {
     const SharedPtr<const JsonValue> value = line.GetMember("Content");
-    const char* text = nullptr;
     if (!value) {
       Warn("text", "", "\"Content\", the text, is missing; nothing is drawn");
-    } else if (value->GetString(text)) {
-      if (*text == '\0') Warn("text", "/Content", "\"Content\" is empty; nothing is drawn");
-      CheckCharacters(CoreTextCodec::Utf8Decode(text, -1));
+    } else if (value->GetType() == JsonString) {
+      if (text.IsEmpty()) Warn("text", "/Content", "\"Content\" is empty; nothing is drawn");
+      CheckCharacters(text);
     }
   }
 
@@ -318,9 +314,10 @@ class Checker {
 
 }  // namespace
 
-DescriptionCheck CheckDescription(const JsonValue& description, std::size_t limit) {
+DescriptionCheck CheckDescription(const JsonValue& description, const CoreWideString& text,
+                                  std::size_t limit) {
   Checker checker(limit);
-  checker.CheckLine(description);
+  checker.CheckLine(description, text);
   return checker.Take();
 }
 

@@ -4,11 +4,16 @@
 
 #include <tovkit/json.h>
 
+#include <tovmx/string.h>
+
 #include <cstddef>
 #include <string>
 #include <vector>
 
 namespace tovkit {
+
+// In points. The em of a larger one is beyond what a device draws.
+inline constexpr int kLargestFontSize = 75000;
 
 // UTF-8, all of it valid.
 struct DescriptionWarning {
@@ -23,7 +28,8 @@ struct DescriptionCheck {
   std::vector<DescriptionWarning> warnings;
 };
 
-// Keeps the first `limit` warnings.
-[[nodiscard]] DescriptionCheck CheckDescription(const JsonValue& description, std::size_t limit);
+// Keeps the first `limit` warnings. `text` is the description's "Content", empty when it has none.
+[[nodiscard]] DescriptionCheck CheckDescription(const JsonValue& description, const CoreWideString& text,
+                                                std::size_t limit);
 
 }  // namespace tovkit

@@ -9,7 +9,9 @@
 #include <tovmx/codec.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <utility>
 
 namespace jobs {
@@ -41,8 +43,17 @@ void Crop(CoreDib& picture, CoreRect rect, const std::string& place) {
                 "cropped to " + asked + " nothing is left of " + SizeText(own) + " pixels");
   }
   CoreDib part = NewPictureLike(picture, rect.right - rect.left, rect.bottom - rect.top, place);
+  const int bits = picture.GetBitsPerPixel();
   for (int y = 0; y < part.GetHeight(); ++y) {
-    for (int x = 0; x < part.GetWidth(); ++x) CopyPixel(picture, rect.left + x, rect.top + y, part, x, y);
+    if (bits < 8) {
+      for (int x = 0; x < part.GetWidth(); ++x) {
+        CopyPackedPixel(picture, rect.left + x, rect.top + y, part, x, y);
+      }
+      continue;
+    }
+    const auto size = static_cast<std::size_t>(bits / 8);
+    std::memcpy(part.GetRow(y), picture.GetRow(rect.top + y) + static_cast<std::size_t>(rect.left) * size,
+                static_cast<std::size_t>(part.GetWidth()) * size);
   }
   picture = std::move(part);
 }

@@ -16,7 +16,7 @@ void TurnUpright(CoreDib& picture, int orientation, const std::string& place);
 // when memory is short.
 [[nodiscard]] CoreDib NewPictureLike(const CoreDib& like, int width, int height, const std::string& place);
 
-// Copies one pixel to a bitmap of the same depth and palette.
-void CopyPixel(const CoreDib& from, int fromX, int fromY, CoreDib& to, int x, int y);
+// Copies one pixel to a bitmap of the same depth, 1 or 4 bits, and palette.
+void CopyPackedPixel(const CoreDib& from, int fromX, int fromY, CoreDib& to, int x, int y);
 
 }  // namespace jobs

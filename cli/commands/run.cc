@@ -146,7 +146,7 @@ void AddRunCommand(CLI::App& app) {
   const auto options = std::make_shared<RunOptions>();
   CLI::App* const command = app.add_subcommand(
       "run",
-      "Run a program: tovkit run [OPTIONS] -- PROGRAM ARGS...\n"
+      "Run a program with a time-out, its output in files\n"
       "Ends with the program's exit code, or with 124 when the time was up, 125 when run itself failed, 126 "
       "when the program cannot be executed, 127 when it is not found, 128 + N when signal N ended it.");
   command->footer(

@@ -82,9 +82,13 @@ Finding ExamineSharedMemoryLimits() {
   }
   const double all = pages * static_cast<double>(sysconf(_SC_PAGESIZE));
   constexpr double kLittle = 32 << 20;
-  char text[128];
-  std::snprintf(text, sizeof text, "segments of up to %.4g MiB, %.4g MiB in all, %.0f of them",
-                largest / (1 << 20), all / (1 << 20), segments);
+  // Linux comes with limits that no machine reaches.
+  constexpr double kEndless = 1e18;
+  std::string text =
+      "segments of " +
+      (largest < kEndless ? "up to " + InUnits(static_cast<std::uint64_t>(largest)) : "any size");
+  if (all < kEndless) text += ", " + InUnits(static_cast<std::uint64_t>(all)) + " in all";
+  text += ", " + std::to_string(static_cast<std::int64_t>(segments)) + " of them at most";
   const bool isLittle = std::min(largest, all) < kLittle;
   return {check, isLittle ? Finding::kWarning : Finding::kOk, text,
           isLittle ? "raise kernel.shmmax and kernel.shmall with sysctl" : ""};

@@ -3,6 +3,8 @@
 // it.
 #include "surface.h"
 
+#include "option_words.h"
+
 #include <tovkit/util.h>
 
 #include <CLI/CLI.hpp>
@@ -24,16 +26,6 @@ ValueKind KindOf(std::string value) {
   return path ? ValueKind::kFile : ValueKind::kOther;
 }
 
-// "INT:INT in [1 - 100]" is an INT: what follows the colon are the checks, which the description tells. A
-// check for a kind of path says more than the type.
-std::string ValueName(const std::string& type) {
-  const std::size_t colon = type.find(':');
-  std::string check = colon == std::string::npos ? "" : type.substr(colon + 1);
-  if (check == "FILE" || check == "DIR") return check;
-  const std::string name = type.substr(0, colon);
-  return name.empty() ? "VALUE" : name;
-}
-
 std::string Upper(std::string text) {
   for (char& c : text) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
   return text;
@@ -47,10 +39,10 @@ Option ReadOption(const CLI::Option& option) {
   result.required = option.get_required();
   if (result.names.empty()) {
     result.value = Upper(option.get_name(true)) + (option.get_items_expected_max() > 1 ? "..." : "");
-  } else if (!option.get_fnames().empty()) {
-    result.attached = ValueName(option.get_type_name());
+  } else if (cli::TakesAttachedValue(option)) {
+    result.attached = cli::ValueName(option.get_type_name());
   } else if (option.get_items_expected_max() > 0) {
-    result.value = ValueName(option.get_type_name());
+    result.value = cli::ValueName(option.get_type_name());
   }
   result.defaultValue = option.get_default_str();
   result.kind = KindOf(result.value);

@@ -5,6 +5,7 @@
 #include "bitmap/scale.h"
 
 #include "bitmap/row_reader.h"
+#include "bitmap/row_scaling.h"
 
 #include <algorithm>
 #include <cassert>
@@ -32,13 +33,6 @@ CoreSize FillProportions(CoreSize wanted, CoreSize own) noexcept {
 int ScaledBits(const CoreDib& from) noexcept { return BytesPerPixel(PlainLayoutOf(from)) * 8; }
 
 namespace {
-
-// For each new position along one axis: the first of the old positions beneath it and how much each counts.
-struct Axis {
-  std::vector<int> first;
-  std::vector<std::size_t> start;  // where its weights begin; one more than positions
-  std::vector<float> weights;      // those of one position sum up to 1
-};
 
 // How much a pixel counts at a distance, in pixels, and from where on it does not.
 struct Kernel {
@@ -88,35 +82,6 @@ Axis MakeAxis(int from, int to, const Kernel& kernel) {
   return axis;
 }
 
-// One row across: bytes in, premultiplied floats out.
-void ScaleAcross(const std::uint8_t* row, int channels, const Axis& axis, float* out) {
-  const auto size = static_cast<std::size_t>(channels);
-  for (std::size_t i = 0; i < axis.first.size(); ++i) {
-    float sums[4] = {};
-    const std::uint8_t* p = row + static_cast<std::size_t>(axis.first[i]) * size;
-    for (std::size_t k = axis.start[i]; k < axis.start[i + 1]; ++k) {
-      const float amount = channels == 4 ? axis.weights[k] * p[3] : axis.weights[k];
-      for (int c = 0; c < std::min(channels, 3); ++c) sums[c] += amount * p[c];
-      sums[3] += amount;
-      p += size;
-    }
-    for (std::size_t c = 0; c < size; ++c) *out++ = sums[c];
-  }
-}
-
-std::uint8_t ToByte(float value) noexcept {
-  return static_cast<std::uint8_t>(std::clamp(value + 0.5f, 0.0f, 255.0f));
-}
-
-void StoreRow(const std::vector<float>& sums, int channels, std::uint8_t* out) {
-  for (std::size_t i = 0; i < sums.size(); i += static_cast<std::size_t>(channels)) {
-    const float alpha = channels == 4 ? sums[i + 3] : 1.0f;
-    for (int c = 0; c < std::min(channels, 3); ++c)
-      *out++ = alpha > 0 ? ToByte(sums[i + static_cast<std::size_t>(c)] / alpha) : std::uint8_t{0};
-    if (channels == 4) *out++ = ToByte(alpha);
-  }
-}
-
 // How many old rows the wide filters look at for one new row.
 std::size_t WindowOf(const Axis& axis) {
   std::size_t most = 0;
@@ -132,9 +97,10 @@ class ScaledRows {
   // `wanted` are as many rows as it helps to keep.
   ScaledRows(const CoreDib& from, RowLayout layout, int width, const Kernel& kernel, std::size_t wanted)
       : rows_(from, layout),
-        channels_(BytesPerPixel(layout)),
-        axis_(MakeAxis(from.GetWidth(), width, kernel)) {
-    const std::size_t length = static_cast<std::size_t>(width) * static_cast<std::size_t>(channels_);
+        axis_(MakeAxis(from.GetWidth(), width, kernel)),
+        scaler_(axis_, from.GetWidth(), BytesPerPixel(layout)) {
+    const std::size_t length =
+        static_cast<std::size_t>(width) * static_cast<std::size_t>(BytesPerPixel(layout));
     const std::size_t most = std::max(kFewest, kMostKeptBytes / (length * sizeof(float)));
     kept_.resize(std::clamp(wanted, kFewest, most));
     for (std::vector<float>& row : kept_) row.resize(length);
@@ -143,7 +109,7 @@ class ScaledRows {
 
   const std::vector<float>& Row(int y) {
     const std::size_t slot = static_cast<std::size_t>(y) % kept_.size();
-    if (number_[slot] != y) ScaleAcross(rows_.Row(y), channels_, axis_, kept_[slot].data());
+    if (number_[slot] != y) scaler_.Scale(rows_.Row(y), kept_[slot].data());
     number_[slot] = y;
     return kept_[slot];
   }
@@ -153,8 +119,8 @@ class ScaledRows {
   static constexpr std::size_t kMostKeptBytes = std::size_t{16} << 20;
 
   RowReader rows_;
-  int channels_;
   Axis axis_;
+  RowScaler scaler_;
   std::vector<std::vector<float>> kept_;
   std::vector<int> number_;  // of each kept row, -1 for none
 };
@@ -162,7 +128,7 @@ class ScaledRows {
 }  // namespace
 
 std::uint64_t ScalingBytes(const CoreDib& from, CoreSize size) noexcept {
-  constexpr std::uint64_t kPerOld = 3 * sizeof(float);
+  constexpr std::uint64_t kPerOld = 3 * sizeof(float) + RowScaler::kBytesPerPixel;
   constexpr std::uint64_t kPerNew = 64 + 5 * 4 * sizeof(float);
   return (static_cast<std::uint64_t>(from.GetWidth()) + static_cast<std::uint64_t>(from.GetHeight())) *
              kPerOld +
@@ -184,8 +150,7 @@ bool ScaleBitmap(const CoreDib& from, CoreSize size, CoreDib& to, CoreFilter fil
     std::fill(sums.begin(), sums.end(), 0.0f);
     int line = down.first[y];
     for (std::size_t k = down.start[y]; k < down.start[y + 1]; ++k, ++line) {
-      const std::vector<float>& row = rows.Row(line);
-      for (std::size_t i = 0; i < sums.size(); ++i) sums[i] += down.weights[k] * row[i];
+      AddWeighted(rows.Row(line), down.weights[k], sums);
     }
     StoreRow(sums, channels, to.GetRow(static_cast<int>(y)));
   }

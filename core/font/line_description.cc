@@ -1,5 +1,8 @@
 // SPDX-License-Identifier: MIT
 // CoreFontLoader::DescribeText: the shaped line, told in the characters that it was made of.
+//
+// Asking fontconfig for names and walking the text again takes longer than shaping, so what is told of a line
+// of a few runs is kept with it, at kReferenceSize.
 #include "font/font_request.h"
 #include "font/line_extents.h"
 #include "font/line_text.h"
@@ -10,8 +13,10 @@
 
 #include <algorithm>
 #include <cwchar>
+#include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace tovmx {
@@ -84,14 +89,12 @@ CoreString ScriptTag(int script) {
   return tag == 0 ? CoreString("Zzzz") : CoreString(text);
 }
 
-CoreTextRun DescribeRun(const GlyphRun& run, const Characters& characters, double scale) {
+CoreTextRun DescribeRun(const GlyphRun& run, const Characters& characters) {
   CoreTextRun result;
   result.first = characters.PositionOf(run.offset);
   result.count = characters.PositionOf(run.offset + run.text.size() - 1) - result.first + 1;
   result.script = ScriptTag(run.script);
   result.rightToLeft = run.backward;
-  result.left = static_cast<float>(run.left * scale);
-  result.right = static_cast<float>(run.right * scale);
   return result;
 }
 
@@ -139,6 +142,28 @@ void FindMissing(const GlyphRun& run, const Characters& characters,
   }
 }
 
+// What is kept of a line, and of the others as much as is asked for.
+constexpr int kMostKeptRuns = 16;
+
+// Everything but the places, which depend on the size.
+CoreTextDescription Tell(const ShapedLine& line, const CoreFontRequest& request, const FontChoice& choice,
+                         const Characters& characters, int maxRuns) {
+  CoreTextDescription told;
+  told.runCount = static_cast<int>(line.runs.size());
+  for (const GlyphRun& run : line.runs) {
+    if (static_cast<int>(told.runs.size()) < maxRuns) {
+      told.runs.push_back(DescribeRun(run, characters));
+      DescribeFont(run.face.get(), request, choice, told.runs.back());
+    }
+    FindMissing(run, characters, told.missing);
+  }
+  const auto isBefore = [](const CoreMissingCharacter& a, const CoreMissingCharacter& b) {
+    return a.position < b.position;
+  };
+  std::sort(told.missing.begin(), told.missing.end(), isBefore);
+  return told;
+}
+
 }  // namespace
 
 }  // namespace tovmx
@@ -150,24 +175,23 @@ bool CoreFontLoader::DescribeText(const wchar_t* characters, int count, float pi
   const tovmx::ShapedLine* line =
       tovmx::TextShaper::ForThisThread().Shape(*request_, characters, count, pixelSize);
   if (line == nullptr) return false;
-  if (count < 0) count = static_cast<int>(std::wcslen(characters));
 
-  const tovmx::Characters source(characters, count);
-  const double scale = double{pixelSize} / tovmx::kReferenceSize;
-  CoreTextDescription found;
-  found.extents = tovmx::ExtentsOf(*line, pixelSize);
-  found.runCount = static_cast<int>(line->runs.size());
-  for (const tovmx::GlyphRun& run : line->runs) {
-    if (static_cast<int>(found.runs.size()) < maxRuns) {
-      found.runs.push_back(tovmx::DescribeRun(run, source, scale));
-      tovmx::DescribeFont(run.face.get(), *request_, choice, found.runs.back());
-    }
-    tovmx::FindMissing(run, source, found.missing);
-  }
-  const auto isBefore = [](const CoreMissingCharacter& a, const CoreMissingCharacter& b) {
-    return a.position < b.position;
+  const auto tell = [&](int most) {
+    const int length = count < 0 ? static_cast<int>(std::wcslen(characters)) : count;
+    return tovmx::Tell(*line, *request_, choice, tovmx::Characters(characters, length), most);
   };
-  std::sort(found.missing.begin(), found.missing.end(), isBefore);
+  const bool isKept = line->runs.size() <= tovmx::kMostKeptRuns;
+  if (isKept && !line->told) {
+    line->told = std::make_unique<const CoreTextDescription>(tell(tovmx::kMostKeptRuns));
+  }
+  CoreTextDescription found = isKept ? *line->told : tell(maxRuns);
+  found.extents = tovmx::ExtentsOf(*line, pixelSize);
+  const double scale = double{pixelSize} / tovmx::kReferenceSize;
+  found.runs.resize(std::min(found.runs.size(), static_cast<std::size_t>(std::max(maxRuns, 0))));
+  for (std::size_t i = 0; i < found.runs.size(); ++i) {
+    found.runs[i].left = static_cast<float>(line->runs[i].left * scale);
+    found.runs[i].right = static_cast<float>(line->runs[i].right * scale);
+  }
   description = std::move(found);
   return true;
 }

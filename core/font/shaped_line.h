@@ -7,6 +7,7 @@
 
 #include "font/handles.h"
 #include "geometry/box.h"
+#include "tovmx/font.h"
 
 #include <cairo.h>
 #include <pango/pango.h>
@@ -45,6 +46,7 @@ struct ShapedLine {
   Box ink;
   Box logical;
   std::size_t glyphCount = 0;
+  mutable std::unique_ptr<const CoreTextDescription> told;  // what was told of it, at kReferenceSize
 };
 
 }  // namespace tovmx

@@ -119,7 +119,8 @@ TOVKIT_API bool DrawTextOnDevice(CoreDevice* device, SharedPtr<const JsonValue> 
 /// units; positions count the text's characters (code points) from 0.
 ///
 ///     "drawable"   false when nothing would reach the page: no "Content", a text of more than 262,144
-///                  characters, an offset that is no finite number, no font at all. Only warnings follow then
+///                  characters, an offset that is no finite number, a "FontSize" above 75,000, no font at
+///                  all. Only warnings follow then
 ///     "content"    the text
 ///     "font"       "wanted" and whether the description has "named" it, the "family" that is drawn with,
 ///                  whether it is "substituted" for the wanted one, "size" in points, "pixelSize", "bold" and
@@ -140,8 +141,13 @@ TOVKIT_API bool DrawTextOnDevice(CoreDevice* device, SharedPtr<const JsonValue> 
 ///                  "color" or "text"), "message" in words, and of an unknown key the "nearest" known one
 ///
 /// At most `limit` runs, positions of missing characters and warnings are told, and 1,000 characters of any
-/// text; the counts are of all. Time and memory grow with the description alone. A line that was drawn or
-/// measured before is not shaped again.
+/// text but a pointer; the counts are of all. Time and memory grow with the description alone.
+///
+/// A line that is new costs less than twice a measurement of it: it is shaped once, and making the document
+/// takes half as long again. One that was drawn, measured or described before is not shaped again. What
+/// remains is the document of some 40 values, a few microseconds: less than drawing the line, but ten times
+/// what asking for the extents of a kept line takes. Who wants the extents alone has
+/// CoreFontLoader::MeasureText.
 ///
 /// Nothing is printed, and whatever the description holds the report is valid JSON. A null handle for an
 /// empty one.

@@ -94,6 +94,54 @@ TEST(Usage, HelpPrintsWhatTheOptionPrints) {
   EXPECT_EQ(RunCommand({"help", "shm", "create"}).out, RunCommand({"shm", "create", "--help"}).out);
 }
 
+std::string HelpOf(const std::vector<std::string>& command) {
+  std::vector<std::string> arguments = command;
+  arguments.emplace_back("--help");
+  return RunCommand(arguments).out;
+}
+
+// Of what the argument parser writes into its help by default.
+TEST(Usage, HelpSpeaksOfOptionsAsTheManualDoes) {
+  for (const std::vector<std::string>& command : std::vector<std::vector<std::string>>{{},
+                                                                                       {"base64"},
+                                                                                       {"batch"},
+                                                                                       {"doctor"},
+                                                                                       {"draw"},
+                                                                                       {"help"},
+                                                                                       {"hit"},
+                                                                                       {"image"},
+                                                                                       {"info"},
+                                                                                       {"json"},
+                                                                                       {"monitor"},
+                                                                                       {"pages"},
+                                                                                       {"path"},
+                                                                                       {"ps"},
+                                                                                       {"run"},
+                                                                                       {"shm"},
+                                                                                       {"shm", "create"},
+                                                                                       {"shm", "write"},
+                                                                                       {"shm", "read"},
+                                                                                       {"shm", "list"},
+                                                                                       {"shm", "remove"}}) {
+    const std::string help = HelpOf(command);
+    EXPECT_NE(help.find("-h,--help"), std::string::npos) << help;
+    for (const char* odd : {"Needs:", "Excludes:", ":INT", ":UINT", ":NONNEG", " in [", "Option Group",
+                            "REQUIRED", "{-}", "{all}", "TEXT ...", "of the following"}) {
+      EXPECT_EQ(help.find(odd), std::string::npos) << odd << " in " << help;
+    }
+  }
+  const std::string draw = HelpOf({"draw"});
+  EXPECT_NE(draw.find("\n  --report[=FILE]  "), std::string::npos) << draw;
+  EXPECT_NE(draw.find("\n  --strict[=KINDS]  "), std::string::npos) << draw;
+  EXPECT_NE(draw.find("\n  FILE... "), std::string::npos) << draw;
+  EXPECT_NE(draw.find("(not with --background, --size)"), std::string::npos) << draw;
+  EXPECT_NE(HelpOf({"image"}).find("nearest, linear, cubic or lanczos (default: lanczos; with --resize)"),
+            std::string::npos);
+  EXPECT_NE(HelpOf({"pages"}).find("  --count INT  "), std::string::npos);
+  EXPECT_NE(HelpOf({"run"}).find("tovkit run [OPTIONS] -- PROGRAM [ARGUMENT]...\n"), std::string::npos);
+  EXPECT_NE(HelpOf({"hit"}).find("\nOne of these:\n  --point "), std::string::npos) << HelpOf({"hit"});
+}
+
 TEST(Usage, HelpForWhatThereIsNot) {
   ExpectUsage({"help", "dra"}, "'dra' is no subcommand; did you mean 'draw'?");
   ExpectUsage({"help", "shm", "cretae"}, "'cretae' is no subcommand; did you mean 'create'?");

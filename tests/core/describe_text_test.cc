@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <thread>
 
 namespace {
 
@@ -15,9 +16,9 @@ CoreFontLoader Fonts(const wchar_t* family = L"DejaVu Sans") {
 }
 
 CoreTextDescription Describe(const std::wstring& text, const CoreFontLoader& fonts = Fonts(),
-                             int maxRuns = 1000) {
+                             int maxRuns = 1000, float size = 32) {
   CoreTextDescription line;
-  EXPECT_TRUE(fonts.DescribeText(text.c_str(), static_cast<int>(text.size()), 32, maxRuns, line));
+  EXPECT_TRUE(fonts.DescribeText(text.c_str(), static_cast<int>(text.size()), size, maxRuns, line));
   return line;
 }
 
@@ -137,6 +138,41 @@ TEST(DescribeLine, TheRunsAreBoundedAndCounted) {
   EXPECT_EQ(line.runs.size(), 7U);
   EXPECT_EQ(line.runCount, 100);
   EXPECT_TRUE(Describe(text, Fonts(), 0).runs.empty());
+}
+
+std::string Everything(const CoreTextDescription& line) {
+  std::string all = std::to_string(line.runCount) + "/" + std::to_string(line.extents.logical.right);
+  for (const CoreTextRun& run : line.runs) {
+    all += "\n" + std::to_string(run.first) + "+" + std::to_string(run.count) + " " + run.script.c_str() +
+           (run.rightToLeft ? " rtl " : " ") + std::to_string(run.left) + " " + std::to_string(run.right) +
+           " " + run.family.c_str() + " " + run.style.c_str() + " " + run.file.c_str() + " " +
+           std::to_string(run.face) + (run.substituted ? " substituted" : "");
+  }
+  for (const CoreMissingCharacter& one : line.missing) {
+    all += "\n" + std::to_string(one.position) + " " + std::to_string(static_cast<unsigned>(one.character));
+  }
+  return all;
+}
+
+// A thread that has shaped nothing yet.
+std::string ToldForTheFirstTime(const std::wstring& text, float size, int maxRuns) {
+  std::string told;
+  std::thread([&] { told = Everything(Describe(text, Fonts(), maxRuns, size)); }).join();
+  return told;
+}
+
+TEST(DescribeLine, ALineThatIsToldAgainIsToldTheSame) {
+  std::wstring manyRuns;
+  for (int i = 0; i < 12; ++i) manyRuns += L"a\u5b8b\ue000";
+  for (const std::wstring& text : {std::wstring(L"Hello"), std::wstring(L"ab\u5b8b \u05d0\u05d1 1\ue000"),
+                                   manyRuns, std::wstring(L"\a\u261d"), std::wstring()}) {
+    for (const int maxRuns : {1, 1000, 0, 2, -1}) {
+      for (const float size : {32.0f, 7.3f}) {
+        EXPECT_EQ(Everything(Describe(text, Fonts(), maxRuns, size)),
+                  ToldForTheFirstTime(text, size, maxRuns));
+      }
+    }
+  }
 }
 
 TEST(DescribeLine, WhatADeviceRefusesLeavesTheOutputAlone) {

@@ -248,7 +248,7 @@ TEST(ScaleBitmap, TheLimitPaysForBothBitmapsAndTheScaling) {
     const CoreDib dib = image::MakePicture(30, 20, bits);
     const std::string file = image::Encode(dib, kCoreImageBmp);
     const CoreSize size{50, 7};
-    const std::uint64_t scaling = (30 + 20) * 12 + (50 + 7) * 144;
+    const std::uint64_t scaling = (30 + 20) * 32 + (50 + 7) * 144;
     EXPECT_EQ(tovmx::ScalingBytes(dib, size), scaling);
     const std::uint64_t most =
         dib.GetBufferSize() + scaling + CoreDib::BytesNeeded(50, 7, tovmx::ScaledBits(dib));

@@ -7,7 +7,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -226,11 +228,13 @@ TEST(DescribeText, WhatIsUsedAsItStandsIsNotWarnedOf) {
 
 TEST(DescribeText, WhatADeviceWouldNotGetIsNotDrawable) {
   for (const std::string& text : {std::string("{}"), std::string(R"({"Content": 1})"), std::string("[]"),
+                                  std::string(R"({"Content": "x", "Font": {"FontSize": 75001}})"),
                                   "{\"Content\": \"" + std::string(262145, 'x') + "\"}"}) {
     const auto report = Report(text);
     EXPECT_FALSE(report->GetMemberBool("drawable", true));
     EXPECT_FALSE(report->HasMember("runs"));
   }
+  EXPECT_TRUE(Report(R"({"Content": "x", "Font": {"FontSize": 75000}})")->GetMemberBool("drawable", false));
   EXPECT_FALSE(DescribeText(SharedPtr<const JsonValue>()));
 }
 
@@ -281,6 +285,49 @@ TEST(DescribeText, HostileTextsGiveValidJson) {
     Report("{\"Content\": \"" + content + "\"}");
     Report("{\"Content\": \"x\", \"" + content + "\": 1, \"Font\": {\"FontName\": \"" + content +
            "\", \"Color\": \"" + content + "\"}}");
+  }
+}
+
+double SecondsFor(const std::string& description, std::uint32_t limit) {
+  const auto parsed = Parse(description);
+  const auto now = [] {
+    timespec time = {};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) / 1e9;
+  };
+  const double start = now();
+  EXPECT_TRUE(DescribeText(parsed, limit)) << description.substr(0, 80);
+  return now() - start;
+}
+
+// Eight times as much takes eight times as long, with room for a busy machine; a cost that grew with the
+// square would take 64 times as long. The lines are too long to be kept.
+TEST(DescribeText, TheCostGrowsWithTheDescription) {
+  const auto content = [](const std::string& text) { return "{\"Content\": \"" + text + "\"}"; };
+  const std::function<std::string(int)> forms[] = {
+      [&](int n) { return content(Repeated("x", n)); },
+      [&](int n) { return content(Repeated("a\xE5\xAE\x8B", n / 2)); },
+      [&](int n) { return content(Repeated("a\xD7\x90", n / 2)); },
+      [&](int n) { return content(Repeated("\xF3\xB0\x80\x80\xF3\xB0\x80\x81", n / 2)); },
+      [&](int n) { return content(Repeated("\xFF\xC0\xED\xA0\x80", n / 5)); },
+      [&](int n) {
+        std::string keys = "{\"Content\": \"x\"";
+        for (int i = 0; i < n; ++i) keys += ", \"Key" + std::to_string(i) + "\": 1";
+        return keys + "}";
+      },
+      [&](int n) { return "{" + Repeated("\"Content\": \"x\", ", n) + "\"Font\": {}}"; },
+      [&](int n) {
+        return "{\"Content\": \"x\", \"Font\": {" + Repeated("\"Color\": 1, ", n) + "\"Bold\": 2}}";
+      },
+  };
+  for (const auto& form : forms) {
+    for (const std::uint32_t limit : {10U, 1000000U}) {
+      constexpr int kSome = 4000;
+      SecondsFor(form(kSome), limit);  // fonts are opened
+      const double some = std::min({SecondsFor(form(kSome), limit), SecondsFor(form(kSome), limit)});
+      const double many = SecondsFor(form(8 * kSome), limit);
+      EXPECT_LT(many, 28 * some + 0.01) << form(10) << ", limit " << limit;
+    }
   }
 }
 
