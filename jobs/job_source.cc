@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
-// The parent reads of a job its id and nothing else: it must know it to choose shards and to tell duplicates,
-// whoever runs the job. What is no JSON is told here, with the column; the rest is the worker's to refuse.
+// The parent reads of a job its id and the name of its output and nothing else: it must know them to choose
+// shards and to tell duplicates, whoever runs the job. What is no JSON is told here, with the column; the
+// rest is the worker's to refuse.
 #include "job_source.h"
 
 #include "error.h"
@@ -36,16 +37,27 @@ bool FileSource::NextText(QueuedJob& job) {
   }
 }
 
-void FileSource::ReadId(QueuedJob& job) const {
-  const auto object = ParseJobLine(job.text, "line " + std::to_string(job.line));
-  const auto& named = template_ ? template_ : object;
-  const auto id = named->GetMember("id");
-  // One of another kind is the worker's to refuse.
-  if (!id || id->GetType() != tovkit::JsonString) return;
-  const std::string text = TextOf(*id, "line " + std::to_string(job.line) + ": id");
-  const std::string filled = template_ ? FillText(text, *object) : text;
-  if (filled.empty()) throw Error(ErrorKind::kInput, "line " + std::to_string(job.line) + ": id", "empty");
-  job.id = filled;
+// A text of the job, its places filled. Nothing for a value of another kind, which is the worker's to refuse.
+std::optional<std::string> FileSource::TextMember(const char* name, const tovkit::JsonValue& object,
+                                                  const std::string& place) const {
+  const auto member = template_ ? template_->GetMember(name) : object.GetMember(name);
+  if (!member || member->GetType() != tovkit::JsonString) return std::nullopt;
+  const std::string text = TextOf(*member, place + ": " + name);
+  return template_ ? FillText(text, object) : text;
+}
+
+void FileSource::ReadNames(QueuedJob& job) const {
+  const std::string place = "line " + std::to_string(job.line);
+  const auto object = ParseJobLine(job.text, place);
+  if (auto id = TextMember("id", *object, place)) {
+    if (id->empty()) throw Error(ErrorKind::kInput, place + ": id", "empty");
+    job.id = std::move(*id);
+  }
+  try {
+    job.out = TextMember("out", *object, place).value_or("");
+  } catch (const Error&) {
+    // The worker meets the same, and tells it with the job's own id.
+  }
 }
 
 std::optional<QueuedJob> FileSource::Next() {
@@ -54,7 +66,7 @@ std::optional<QueuedJob> FileSource::Next() {
   try {
     if (!NextText(job)) return std::nullopt;
     job.id = "line " + std::to_string(job.line);
-    ReadId(job);
+    ReadNames(job);
   } catch (const Error& error) {
     // An input that cannot be read any more is no matter of one job.
     if (lines_.offset() == before) throw;

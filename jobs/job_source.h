@@ -20,6 +20,7 @@ struct QueuedJob {
   std::string text;                                     // JSON: the job, or what fills the template
   std::optional<JobResult> refused = std::nullopt;      // why it is no job
   std::optional<EarlierResult> earlier = std::nullopt;  // which may spare it
+  std::string out = {};                                 // what it names its output, empty for nothing
 };
 
 class JobSource {
@@ -56,7 +57,9 @@ class FileSource final : public JobSource {
 
  private:
   bool NextText(QueuedJob& job);
-  void ReadId(QueuedJob& job) const;
+  void ReadNames(QueuedJob& job) const;
+  std::optional<std::string> TextMember(const char* name, const tovkit::JsonValue& object,
+                                        const std::string& place) const;
 
   LineReader lines_;
   std::optional<CsvReader> csv_;

@@ -32,8 +32,8 @@ class ResultsFile {
 };
 
 // Hands the last result of each job in the files, a line with its line feed, to `take`; of one that was done,
-// the last that says so. Lines that are not complete are left out. Throws Error for a file that cannot be
-// read or a line that is no result.
+// the last that says so; one that says skipped only where there is no other. Lines that are not complete are
+// left out. Throws Error for a file that cannot be read or a line that is no result.
 void MergeResults(const std::vector<std::string>& paths, const std::function<void(const std::string&)>& take);
 
 }  // namespace jobs
