@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // usage: label_loop JOBS.jsonl DIRECTORY: one process that calls the library in a loop for each label of a
-// file of draw jobs with a size: what tovkit batch is measured beside.
+// file of draw jobs with a size on white: what tovkit batch is measured beside. The files are the same.
 #include <tovkit/imaging.h>
 #include <tovkit/json.h>
 #include <tovmx/device.h>
@@ -9,7 +9,7 @@
 #include <sys/stat.h>
 
 #include <cstdio>
-#include <cstdlib>
+#include <cstring>
 #include <fstream>
 #include <string>
 
@@ -25,11 +25,13 @@ bool DrawLabel(const SharedPtr<JsonValue>& job, const std::string& folder) {
       !picture.Create(width, height, 32)) {
     return false;
   }
+  std::memset(picture.GetBuffer(), 0xFF, picture.GetBufferSize());
+  picture.SetDpi(96, 96);
   CoreBitmapDevice device(&picture);
-  device.FillPage(0xFFFFFFFF);
   const SharedPtr<JsonValue> lines = job->GetMember("draw");
   for (int i = 0; i < static_cast<int>(lines->Size()); ++i)
     tovkit::DrawTextOnDevice(&device, lines->GetAt(i));
+  if (!device.Flush() || !CoreDropAlpha(&picture)) return false;
   const std::string name = folder + "/" + job->GetMemberString("out", "");
   mkdir(name.substr(0, name.rfind('/')).c_str(), 0777);
   CoreFileOutputStream out(name.c_str());

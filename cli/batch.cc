@@ -110,7 +110,25 @@ jobs::FileSource::Format FormatOf(const std::string& dataFile) {
 void TellEnd(const BatchSink& sink, bool finished, bool interrupted) {
   if (interrupted && !finished) throw CommandError("interrupted with jobs left to do", kInterrupted);
   if (sink.failed() == 0) return;
-  throw CommandError(std::to_string(sink.failed()) + " of " + std::to_string(sink.total()) + " jobs failed");
+  const std::string left = sink.left() == 0 ? "" : ", " + std::to_string(sink.left()) + " were not begun";
+  throw CommandError(std::to_string(sink.failed()) + " of " + std::to_string(sink.total()) + " jobs failed" +
+                     left);
+}
+
+// Gives what is left of the source a result too; of a pipe, what has come by now. A job that is done from
+// before keeps that result.
+void SkipTheRest(jobs::JobSource& source, BatchSink& sink, const jobs::StopRequest& stop) {
+  while (stop.level() != jobs::StopRequest::kNow && source.IsReady()) {
+    std::optional<jobs::QueuedJob> job = source.Next();
+    if (!job) break;
+    if (job->refused) {
+      job->refused->id = job->id;
+      sink.Take(*job->refused);
+    } else if (!job->earlier) {
+      sink.TakeLeft(*job);
+    }
+  }
+  sink.Pause();
 }
 
 }  // namespace
@@ -141,13 +159,16 @@ void RunBatch(BatchOptions options) {
   jobs::StopRequest stop;
   const Stopping stopping(stop);
   BatchProgress progress(options.progress, source.size, [&lines] { return lines.offset(); });
-  BatchSink sink(results.get(), progress, [&stop, &options] {
-    if (options.failFast && stop.level() == jobs::StopRequest::kNone) stop.Raise();
+  bool givenUp = false;
+  BatchSink sink(results.get(), progress, [&] {
+    if (!options.failFast || stop.level() != jobs::StopRequest::kNone) return;
+    givenUp = true;
+    stop.Raise();
   });
   const bool finished = jobs::Executor(options.executor).Run(selected, sink, stop);
+  if (givenUp && !finished) SkipTheRest(selected, sink, stop);
   progress.End();
-  const bool failedFast = options.failFast && sink.failed() != 0;
-  TellEnd(sink, finished, stop.level() != jobs::StopRequest::kNone && !failedFast);
+  TellEnd(sink, finished, stop.level() != jobs::StopRequest::kNone && !givenUp);
 }
 
 void MergeBatches(const BatchOptions& options) {

@@ -55,12 +55,18 @@ void BatchProgress::Count(bool failed) {
   failed_ += failed ? 1 : 0;
 }
 
+void BatchProgress::CountSkipped() {
+  ++ended_;
+  ++skipped_;
+}
+
 std::string BatchProgress::Figures(Clock::time_point now) const {
   const double seconds = std::max(std::chrono::duration<double>(now - start_).count(), 1e-3);
   char text[120];
   std::snprintf(text, sizeof text, "%ju jobs, %.1f/s, %ju failed", static_cast<std::uintmax_t>(ended_),
                 static_cast<double>(ended_) / seconds, static_cast<std::uintmax_t>(failed_));
-  return text;
+  if (skipped_ == 0) return text;
+  return text + (", " + std::to_string(skipped_)) + " skipped";
 }
 
 void BatchProgress::Show() {

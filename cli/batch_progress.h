@@ -18,8 +18,9 @@ class BatchProgress {
   BatchProgress(const BatchProgress&) = delete;
   BatchProgress& operator=(const BatchProgress&) = delete;
 
-  // A job has ended. Show() prints when it is time to.
+  // A job has ended, or needs not be run. Show() prints when it is time to.
   void Count(bool failed);
+  void CountSkipped();
   void Show();
   // Prints the final counts.
   void End();
@@ -38,6 +39,7 @@ class BatchProgress {
   Clock::time_point next_;
   std::uint64_t ended_ = 0;
   std::uint64_t failed_ = 0;
+  std::uint64_t skipped_ = 0;
   bool shown_ = false;
 };
 

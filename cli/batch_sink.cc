@@ -28,11 +28,25 @@ void WriteToStandardOutput(const std::string& text) {
 
 void BatchSink::Take(const jobs::JobResult& result) {
   const bool failed = result.kind != jobs::FailureKind::kNone;
+  const bool skipped = result.state == jobs::JobState::kSkipped;
   ++total_;
   failed_ += failed ? 1 : 0;
-  progress_.Count(failed);
-  if (result.state != jobs::JobState::kSkipped) lines_ += ToJsonLine(result);
+  skipped ? progress_.CountSkipped() : progress_.Count(failed);
+  if (!skipped) lines_ += ToJsonLine(result);
   if (failed) failing_();
+  if (lines_.size() >= kWrittenAtOnce) Write();
+}
+
+void BatchSink::TakeLeft(const jobs::QueuedJob& job) {
+  jobs::JobResult result;
+  result.id = job.id;
+  result.state = jobs::JobState::kSkipped;
+  result.attempts = 0;
+  result.message = "not begun, as a job had failed";
+  ++total_;
+  ++left_;
+  progress_.CountSkipped();
+  lines_ += ToJsonLine(result);
   if (lines_.size() >= kWrittenAtOnce) Write();
 }
 

@@ -23,12 +23,15 @@ class BatchSink final : public jobs::ResultSink {
   BatchSink(jobs::ResultsFile* file, BatchProgress& progress, std::function<void()> failing)
       : file_(file), progress_(progress), failing_(std::move(failing)) {}
 
-  // A job that was skipped is not written: the file has its line already.
+  // A job that was skipped for an earlier result is not written: the file has its line already.
   void Take(const jobs::JobResult& result) override;
+  // A job that will not be run, as one before it failed.
+  void TakeLeft(const jobs::QueuedJob& job);
   void Pause() override;
 
   std::uint64_t total() const { return total_; }
   std::uint64_t failed() const { return failed_; }
+  std::uint64_t left() const { return left_; }
 
  private:
   void Write();
@@ -39,6 +42,7 @@ class BatchSink final : public jobs::ResultSink {
   std::string lines_;
   std::uint64_t total_ = 0;
   std::uint64_t failed_ = 0;
+  std::uint64_t left_ = 0;
 };
 
 }  // namespace cli

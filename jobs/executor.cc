@@ -39,9 +39,10 @@ class Execution {
       for (const auto& member : crew_) Feed(*member);
       if (IsIdle()) return End();
       Wait();
-      for (const auto& member : crew_) {
-        Collect(*member);
-        member->KillWhenLate();
+      for (std::size_t i = 0; i < crew_.size(); ++i) {
+        // Asking those that have nothing to say would cost as much as hearing one that has.
+        if (polled_[i].revents != 0) Collect(*crew_[i]);
+        crew_[i]->KillWhenLate();
       }
       sink_.Pause();
     }
@@ -106,17 +107,20 @@ class Execution {
   }
 
   void Wait() {
-    std::vector<pollfd> polled = {{stop_.descriptor(), POLLIN, 0}};
-    // Once raised, the descriptor stays readable. Only a second call still counts, and the pause is short
-    // enough to see it.
-    if (stop_.level() != StopRequest::kNone) polled[0].fd = -1;
-    if (starved_) polled.push_back({source_.descriptor(), POLLIN, 0});
     auto pause = std::chrono::milliseconds(kLongestPause);
+    polled_.clear();
     for (const auto& member : crew_) {
-      polled.push_back(member->Polled());
+      polled_.push_back(member->Polled());
       pause = std::min(pause, member->TimeLeft());
     }
-    poll(polled.data(), polled.size(), static_cast<int>(pause.count()));
+    // Once raised, the descriptor stays readable. Only a second call still counts, and the pause is short
+    // enough to see it.
+    if (stop_.level() == StopRequest::kNone) polled_.push_back({stop_.descriptor(), POLLIN, 0});
+    if (starved_) polled_.push_back({source_.descriptor(), POLLIN, 0});
+    // What an interrupted call leaves there says nothing.
+    if (poll(polled_.data(), polled_.size(), static_cast<int>(pause.count())) < 0) {
+      for (pollfd& polled : polled_) polled.revents = 0;
+    }
   }
 
   void Collect(CrewMember& member) {
@@ -160,6 +164,7 @@ class Execution {
   ResultSink& sink_;
   const StopRequest& stop_;
   std::vector<std::unique_ptr<CrewMember>> crew_;
+  std::vector<pollfd> polled_;  // the crew's in its order, then the others
   std::deque<RunningJob> again_;
   std::uint64_t next_ = 1;                      // number of the next job
   std::uint64_t due_ = 1;                       // of the next result, in order

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
-// IdIndex: what is known of each id, for any number of them in constant memory: the table is a file without a
-// name in the folder for temporary files, 48 bytes a place, at most three quarters of them taken.
+// IdIndex: what is known of each id or other name, for any number of them in constant memory: the table is a
+// file without a name in the folder for temporary files, 48 bytes a place, at most three quarters of them
+// taken.
 //
 //   place   = fingerprint of the id, 16 bytes | line | hash of the job, 16 bytes | number
 //   probing starts at the fingerprint modulo the number of places and goes up; an empty place is zeros

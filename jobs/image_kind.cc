@@ -30,11 +30,19 @@ PictureSize SizeOf(Members& step, const std::string& text) {
   return *size;
 }
 
+CoreFilter TakeFilter(Members& step) {
+  const auto name = step.TakeText("filter");
+  if (!name) return kCoreFilterLanczos;
+  const auto filter = FindFilter(*name);
+  if (!filter) step.Refuse("filter", "'" + *name + "' is none of nearest, linear, cubic and lanczos");
+  return *filter;
+}
+
 // The one thing that a step does.
 PictureStep TakeStep(Members& step, const std::string& place) {
   if (const auto edges = step.TakeArray("erase")) return EraseStep{RectangleOf(edges, place + ": erase")};
   if (const auto edges = step.TakeArray("crop")) return CropStep{RectangleOf(edges, place + ": crop")};
-  if (const auto size = step.TakeText("resize")) return ResizeStep{SizeOf(step, *size)};
+  if (const auto size = step.TakeText("resize")) return ResizeStep{SizeOf(step, *size), TakeFilter(step)};
   if (step.TakeFlag("upright").value_or(false)) return UprightStep{};
   step.Refuse("", "no step; there are erase, crop, resize and upright");
 }

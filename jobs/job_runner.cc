@@ -7,6 +7,7 @@
 #include "input.h"
 #include "places.h"
 #include "sha256.h"
+#include "text_review.h"
 
 #include <tovmx/font.h>
 
@@ -22,16 +23,39 @@ namespace {
 using tovkit::JsonValue;
 using tovkit::SharedPtr;
 
+constexpr std::size_t kMostWarnings = 100;  // of a job
+
+// Adds what a report tells to the warnings of a result.
 class WarningCollector final : public Observer {
  public:
-  explicit WarningCollector(std::vector<std::string>& warnings) : warnings_(warnings) {}
-  void Warn(const std::string& text) override { warnings_.push_back(text); }
+  explicit WarningCollector(std::vector<std::string>& warnings) : warnings_(warnings), review_(Settings()) {}
+
+  void Warn(const std::string& text) override {
+    if (warnings_.size() < kMostWarnings)
+      warnings_.push_back(text);
+    else if (warnings_.size() == kMostWarnings)
+      warnings_.emplace_back("more warnings are left out");
+  }
+  // Tells fonts that a description does not name as well, which the review does not.
   void FontSubstituted(const std::string& wanted, const std::string& actual) override {
-    warnings_.push_back("font: " + wanted + " -> " + actual);
+    Warn("font: " + wanted + " -> " + actual);
+  }
+  void LineMeasured(const MeasuredLine& line, const std::optional<CoreSizeF>& page) override {
+    if (warnings_.size() <= kMostWarnings) review_.Look(line, page);
   }
 
  private:
+  TextReview::Settings Settings() {
+    TextReview::Settings settings;
+    settings.limit = kMostWarnings;
+    settings.tell = [this](Trouble trouble, const std::string& pointer, const std::string& text) {
+      if (trouble != Trouble::kFonts) Warn("draw" + pointer + ": " + text);
+    };
+    return settings;
+  }
+
   std::vector<std::string>& warnings_;
+  TextReview review_;
 };
 
 void RegisterFonts(const std::vector<std::string>& files) {
@@ -95,7 +119,6 @@ JobResult JobRunner::Run(std::string_view line, const std::optional<EarlierResul
   } catch (const std::exception& error) {
     fail(Error(ErrorKind::kInput, "job", error.what()));
   }
-  if (!report_) result.warnings.clear();
   result.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
   return result;
 }
@@ -113,8 +136,10 @@ void JobRunner::RunJob(std::string_view line, const std::optional<EarlierResult>
   Members members(job, "");
   members.TakeText("id");
   CoreMemoryOutputStream output;
-  WarningCollector observer(result.warnings);
-  JobBench bench{input_ ? &*input_ : nullptr, observer, "", output};
+  Observer indifferent;
+  std::optional<WarningCollector> collector;
+  if (report_) collector.emplace(result.warnings);
+  JobBench bench{input_ ? &*input_ : nullptr, report_ ? *collector : indifferent, "", output};
   if (kind.hasOutput) {
     bench.out = members.NeedText("out");
     directory_.Check();

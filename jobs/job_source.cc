@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
-// The parent reads only the id of a job, which it needs to choose shards and to find duplicates. Lines that
-// are no JSON are refused here, with the column; everything else is refused by the worker.
+// The parent reads only the id of a job and the name of its output, which it needs to choose shards and to
+// find duplicates. Lines that are no JSON are refused here, with the column; everything else is refused by
+// the worker.
 #include "job_source.h"
 
 #include "error.h"
@@ -36,16 +37,27 @@ bool FileSource::NextText(QueuedJob& job) {
   }
 }
 
-void FileSource::ReadId(QueuedJob& job) const {
-  const auto object = ParseJobLine(job.text, "line " + std::to_string(job.line));
-  const auto& named = template_ ? template_ : object;
-  const auto id = named->GetMember("id");
-  // An id of another kind is refused by the worker.
-  if (!id || id->GetType() != tovkit::JsonString) return;
-  const std::string text = TextOf(*id, "line " + std::to_string(job.line) + ": id");
-  const std::string filled = template_ ? FillText(text, *object) : text;
-  if (filled.empty()) throw Error(ErrorKind::kInput, "line " + std::to_string(job.line) + ": id", "empty");
-  job.id = filled;
+// A text of the job, its places filled. Nothing for a value of another kind, which is the worker's to refuse.
+std::optional<std::string> FileSource::TextMember(const char* name, const tovkit::JsonValue& object,
+                                                  const std::string& place) const {
+  const auto member = template_ ? template_->GetMember(name) : object.GetMember(name);
+  if (!member || member->GetType() != tovkit::JsonString) return std::nullopt;
+  const std::string text = TextOf(*member, place + ": " + name);
+  return template_ ? FillText(text, object) : text;
+}
+
+void FileSource::ReadNames(QueuedJob& job) const {
+  const std::string place = "line " + std::to_string(job.line);
+  const auto object = ParseJobLine(job.text, place);
+  if (auto id = TextMember("id", *object, place)) {
+    if (id->empty()) throw Error(ErrorKind::kInput, place + ": id", "empty");
+    job.id = std::move(*id);
+  }
+  try {
+    job.out = TextMember("out", *object, place).value_or("");
+  } catch (const Error&) {
+    // The worker meets the same, and tells it with the job's own id.
+  }
 }
 
 std::optional<QueuedJob> FileSource::Next() {
@@ -54,7 +66,7 @@ std::optional<QueuedJob> FileSource::Next() {
   try {
     if (!NextText(job)) return std::nullopt;
     job.id = "line " + std::to_string(job.line);
-    ReadId(job);
+    ReadNames(job);
   } catch (const Error& error) {
     // An input that cannot be read any more fails the run, not one job.
     if (lines_.offset() == before) throw;

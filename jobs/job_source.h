@@ -20,6 +20,7 @@ struct QueuedJob {
   std::string text;                                     // JSON: the job, or what fills the template
   std::optional<JobResult> refused = std::nullopt;      // why the line is no job
   std::optional<EarlierResult> earlier = std::nullopt;  // which may make the job unnecessary
+  std::string out = {};                                 // the name of its output, empty for none
 };
 
 class JobSource {
@@ -56,7 +57,9 @@ class FileSource final : public JobSource {
 
  private:
   [[nodiscard]] bool NextText(QueuedJob& job);
-  void ReadId(QueuedJob& job) const;
+  void ReadNames(QueuedJob& job) const;
+  std::optional<std::string> TextMember(const char* name, const tovkit::JsonValue& object,
+                                        const std::string& place) const;
 
   LineReader lines_;
   std::optional<CsvReader> csv_;

@@ -11,6 +11,7 @@
 #include <cassert>
 #include <cmath>
 #include <cstdio>
+#include <cstring>
 #include <string>
 #include <vector>
 
@@ -139,8 +140,10 @@ void RenderPage(const Page& page, const std::function<void(CoreDevice&)>& paint,
   }
   // An opaque bitmap is drawn into directly, without a second one beside it.
   if (IsOpaque(page)) {
-    auto* pixels = reinterpret_cast<std::uint32_t*>(bitmap.GetBuffer());
-    std::fill_n(pixels, bitmap.GetBufferSize() / sizeof *pixels, page.background);
+    std::fill_n(reinterpret_cast<std::uint32_t*>(bitmap.GetRow(0)), bitmap.GetWidth(), page.background);
+    for (int y = 1; y < bitmap.GetHeight(); ++y) {
+      std::memcpy(bitmap.GetRow(y), bitmap.GetRow(0), static_cast<std::size_t>(bitmap.GetWidth()) * 4);
+    }
   }
   if (page.under == nullptr) bitmap.SetDpi(page.dpi, page.dpi);
   CoreBitmapDevice device(&bitmap, page.dpi);

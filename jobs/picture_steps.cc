@@ -84,6 +84,17 @@ struct Steps {
 
 }  // namespace
 
+std::optional<CoreFilter> FindFilter(const std::string& name) {
+  constexpr std::pair<const char*, CoreFilter> kFilters[] = {{"nearest", kCoreFilterNearest},
+                                                             {"linear", kCoreFilterTriangle},
+                                                             {"cubic", kCoreFilterCubic},
+                                                             {"lanczos", kCoreFilterLanczos}};
+  for (const auto& [known, filter] : kFilters) {
+    if (name == known) return filter;
+  }
+  return std::nullopt;
+}
+
 void Apply(const PictureSteps& steps, CoreDib& picture, int orientation, const std::string& place) {
   for (const PictureStep& step : steps) std::visit(Steps{picture, orientation, place}, step);
 }

@@ -11,6 +11,7 @@
 #include <tovmx/dib.h>
 #include <tovmx/geometry.h>
 
+#include <optional>
 #include <string>
 #include <variant>
 #include <vector>
@@ -31,6 +32,9 @@ struct ResizeStep {
   PictureSize size;
   CoreFilter filter = kCoreFilterLanczos;
 };
+
+// The filter that is called nearest, linear, cubic or lanczos; nothing for any other name.
+std::optional<CoreFilter> FindFilter(const std::string& name);
 
 // Turns the picture as its orientation mark says, once.
 struct UprightStep {};

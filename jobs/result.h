@@ -16,7 +16,7 @@ enum class JobState : std::uint8_t {
   kDone,
   kFailed,
   kQuarantined,  // it ended its worker, or was late, twice
-  kSkipped,      // a result from before holds: the job is the same and its output is there
+  kSkipped,      // not run: a result from before holds, or the batch was given up
 };
 
 enum class FailureKind : std::uint8_t { kNone, kInput, kLimit, kOutput, kDeadline, kCrash };

@@ -63,6 +63,12 @@ void ForEachResult(int fd, const std::string& path, const See& see) {
   }
 }
 
+// What tells more of a job: that it is done, that it failed, or only that it was not begun.
+std::uint64_t RankOf(JobState state) {
+  if (state == JobState::kDone) return 2;
+  return state == JobState::kSkipped ? 0 : 1;
+}
+
 }  // namespace
 
 ResultsFile::ResultsFile(const std::string& path)
@@ -121,9 +127,9 @@ void MergeResults(const std::vector<std::string>& paths,
     ForEachResult(file.get(), path, [&](const JobResult& result, const std::string&) {
       ++number;
       IdIndex::Entry entry = index.Find(result.id);
-      const bool done = result.state == JobState::kDone;
-      if (!done && entry.line != 0) return;
-      entry.line = done ? 1 : 0;  // whether one that was done is known
+      const std::uint64_t rank = RankOf(result.state);
+      if (rank < entry.line) return;
+      entry.line = rank;
       entry.number = number;
       index.Store(entry);
     });

@@ -32,8 +32,9 @@ class ResultsFile {
 };
 
 // Passes the last result of each job in the files, a line with its line feed, to `take`. For a job that was
-// done at any time, that is the last result that says so. Lines that are not complete are left out. Throws
-// Error for a file that cannot be read or a line that is no result.
+// done at any time, that is the last result that says so; a result that says skipped counts only where there
+// is no other. Lines that are not complete are left out. Throws Error for a file that cannot be read or a
+// line that is no result.
 void MergeResults(const std::vector<std::string>& paths, const std::function<void(const std::string&)>& take);
 
 }  // namespace jobs

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// SelectedSource: the jobs of a source that are this run's to do: those of its shard, each id once, with what
-// an earlier run left.
+// SelectedSource: the jobs of a source that are this run's to do: those of its shard, each id and each output
+// once, with what an earlier run left.
 #pragma once
 
 #include "id_index.h"
@@ -14,19 +14,24 @@ namespace jobs {
 
 class SelectedSource final : public JobSource {
  public:
-  // All stay the caller's; the index holds what earlier runs did.
+  // All stay the caller's; the index holds what earlier runs did. Throws Error when there is no room for
+  // temporary files.
   SelectedSource(JobSource& source, Shard shard, IdIndex& index)
       : source_(source), shard_(shard), index_(index) {}
 
-  // A job whose id another line has had is refused by the name of its line.
+  // A job whose id another line has had is refused by the name of its line. An output belongs to the first
+  // line that names it, of any shard and whatever becomes of that job: others that name it are refused.
   std::optional<QueuedJob> Next() override;
   bool IsReady() override { return source_.IsReady(); }
   int descriptor() const override { return source_.descriptor(); }
 
  private:
+  std::uint64_t OwnerOf(const QueuedJob& job);
+
   JobSource& source_;
   const Shard shard_;
   IdIndex& index_;
+  IdIndex outputs_;  // the lines that named them
 };
 
 }  // namespace jobs

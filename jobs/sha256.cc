@@ -12,7 +12,9 @@ namespace jobs {
 std::string Sha256(std::string_view bytes) {
   unsigned char digest[EVP_MAX_MD_SIZE];
   unsigned int length = 0;
-  if (EVP_Digest(bytes.data(), bytes.size(), digest, &length, EVP_sha256(), nullptr) != 1) {
+  // EVP_sha256() would be looked up again for every text, which takes longer than a short text's hash.
+  static const EVP_MD* const kMethod = EVP_MD_fetch(nullptr, "SHA256", nullptr);
+  if (EVP_Digest(bytes.data(), bytes.size(), digest, &length, kMethod, nullptr) != 1) {
     throw std::bad_alloc();
   }
   constexpr char kDigits[] = "0123456789abcdef";

@@ -17,7 +17,7 @@ namespace jobs {
 
 namespace {
 
-constexpr int kProbed = 16;   // names that are always looked at
+constexpr int kProbed = 16;   // names that are looked at where new ones are made
 constexpr int kNames = 1000;  // more at a time for one target are refused
 
 // FNV-1a: the same on every machine that shares the folder.
@@ -62,8 +62,9 @@ void RemoveIfAbandoned(const std::string& name) {
 
 TemporaryFile::TemporaryFile(std::string target, mode_t mode)
     : target_(std::move(target)), prefix_(PrefixBeside(target_)) {
-  RemoveAbandoned();
   OpenNameless(mode);
+  // Most files never need a name: then only where a name was abandoned, the others are looked for.
+  RemoveAbandoned(fd_ < 0 ? kProbed : 1);
   if (fd_ < 0) OpenNamed(mode);
 }
 
@@ -75,12 +76,13 @@ TemporaryFile::~TemporaryFile() {
 
 std::string TemporaryFile::NameAt(int number) const { return prefix_ + std::to_string(number); }
 
-void TemporaryFile::RemoveAbandoned() const {
+void TemporaryFile::RemoveAbandoned(int probed) const {
   struct stat info {};
   for (int number = 0; number < kNames; ++number) {
     const std::string name = NameAt(number);
     const bool stands = lstat(name.c_str(), &info) == 0;
-    if (!stands && number >= kProbed) return;
+    if (!stands && number >= probed - 1) return;
+    if (stands) probed = kProbed;
     if (stands && S_ISREG(info.st_mode)) RemoveIfAbandoned(name);
   }
 }
@@ -90,7 +92,8 @@ void TemporaryFile::OpenNameless(mode_t mode) {
   const int fd = open(folder.empty() ? "." : folder.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600);
   if (fd < 0) return;
   // The only path of a file without a name leads through /proc, which may be missing.
-  if (access(PathOf(fd).c_str(), F_OK) != 0) {
+  static const bool isThere = access(PathOf(fd).c_str(), F_OK) == 0;
+  if (!isThere) {
     close(fd);
     return;
   }
@@ -147,7 +150,9 @@ bool TemporaryFile::GiveName() {
 bool TemporaryFile::Replace() {
   if (name_.empty()) {
     if (LinkTo(target_)) return true;
-    if (errno != EEXIST || !GiveName()) return false;
+    if (errno != EEXIST) return false;
+    RemoveAbandoned(kProbed);
+    if (!GiveName()) return false;
   }
   if (std::rename(name_.c_str(), target_.c_str()) != 0) return false;
   name_.clear();

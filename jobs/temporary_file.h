@@ -43,7 +43,7 @@ class TemporaryFile {
 
  private:
   std::string NameAt(int number) const;
-  void RemoveAbandoned() const;
+  void RemoveAbandoned(int probed) const;
   void OpenNameless(mode_t mode);
   void OpenNamed(mode_t mode);
   [[nodiscard]] bool OpenAt(const std::string& name, mode_t mode);

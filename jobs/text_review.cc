@@ -55,6 +55,7 @@ const std::array<const char*, kTroubles>& TroubleNames() {
 
 void TextReview::Met(Trouble trouble, const MeasuredLine& line, const std::string& pointer,
                      const std::string& text, bool atName) {
+  if (settings_.tell) settings_.tell(trouble, line.pointer + pointer, text);
   if (first_ || (settings_.strict >> IndexOf(trouble) & 1) == 0) return;
   first_ = line.source->ErrorAt(line.pointer + pointer, text, atName);
 }
@@ -85,10 +86,12 @@ void TextReview::LookAtFonts(const MeasuredLine& line, const JsonValue& report) 
 
 void TextReview::LookAtKeys(const MeasuredLine& line, const JsonValue& report) {
   counts_[IndexOf(Trouble::kKeys)] += report.GetMemberInt("warningCount", 0);
-  const SharedPtr<const JsonValue> first = report.GetMember("warnings")->GetAt(0);
-  if (!first) return;
-  Met(Trouble::kKeys, line, first->GetMemberString("pointer", ""), first->GetMemberString("message", ""),
-      IsAtName(*first));
+  const SharedPtr<const JsonValue> warnings = report.GetMember("warnings");
+  for (std::uint32_t i = 0; i < warnings->Size(); ++i) {
+    const SharedPtr<const JsonValue> warning = warnings->GetAt(static_cast<std::int32_t>(i));
+    Met(Trouble::kKeys, line, warning->GetMemberString("pointer", ""),
+        warning->GetMemberString("message", ""), IsAtName(*warning));
+  }
 }
 
 void TextReview::LookAtClip(const MeasuredLine& line, const std::optional<CoreSizeF>& page,
@@ -131,7 +134,7 @@ void TextReview::Hand(const MeasuredLine& line, JsonValue& report) const {
 
 void TextReview::Look(const MeasuredLine& line, const std::optional<CoreSizeF>& page) {
   // Without a sink only notes are needed, and those mention one of each.
-  const std::uint32_t limit = settings_.sink ? settings_.limit : 1;
+  const std::uint32_t limit = settings_.sink || settings_.tell ? settings_.limit : 1;
   const SharedPtr<JsonValue> report = tovkit::DescribeText(line.description, limit);
   LookAtKeys(line, *report);
   LookAtFonts(line, *report);

@@ -46,6 +46,8 @@ class TextReview {
     // Gets the report of every line: that of DescribeText, with "file", "pointer", "line" and "column" of the
     // line and of each warning, and with "clipped", how far the ink reaches beyond the page's edges.
     std::function<void(const tovkit::JsonValue& report)> sink = nullptr;
+    // Gets every trouble in words, up to the limit in each line, with the pointer of its place.
+    std::function<void(Trouble trouble, const std::string& pointer, const std::string& text)> tell = nullptr;
   };
 
   explicit TextReview(Settings settings) : settings_(std::move(settings)) {}

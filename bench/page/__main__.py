@@ -1,7 +1,8 @@
 # SPDX-License-Identifier: MIT
 """python3 bench/page BUILD [--rounds N] [SECTION...]: runs the benchmarks of a build and writes the page.
 
-All sections go to docs/benchmarks.md. Named ones go to BUILD/benchmarks.md, since a page holds one run.
+All sections go to docs/benchmarks.md. Named ones go to BUILD/benchmarks.md, since a page holds one run. What bench/batch
+and bench/batch_limit have measured is kept in batch.md and ends the page.
 """
 import argparse
 import json
@@ -74,6 +75,9 @@ def write(notes, documents, build, docs):
     with open(target, "w", encoding="utf-8") as file:
         for line in page.render(sections, notes, facts, versions, rounds, charts):
             file.write(line + "\n")
+        if docs != build:
+            with open(os.path.join(HERE, "batch.md"), encoding="utf-8") as batch:
+                file.write("\n" + batch.read())
     print(target)
     for section in sections:
         for case, who, ratio in page.slower_rows(section):

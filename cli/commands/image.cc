@@ -130,19 +130,8 @@ std::string CheckRectangle(const std::string& text) {
   return ParseRectangle(text, rect) ? "" : "'" + text + "' is not LEFT,TOP,RIGHT,BOTTOM in pixels";
 }
 
-std::optional<CoreFilter> FindFilter(const std::string& name) {
-  constexpr std::pair<const char*, CoreFilter> kFilters[] = {{"nearest", kCoreFilterNearest},
-                                                             {"linear", kCoreFilterTriangle},
-                                                             {"cubic", kCoreFilterCubic},
-                                                             {"lanczos", kCoreFilterLanczos}};
-  for (const auto& [known, filter] : kFilters) {
-    if (name == known) return filter;
-  }
-  return std::nullopt;
-}
-
 std::string CheckFilter(const std::string& name) {
-  return FindFilter(name) ? "" : "'" + name + "' is none of nearest, linear, cubic and lanczos";
+  return jobs::FindFilter(name) ? "" : "'" + name + "' is none of nearest, linear, cubic and lanczos";
 }
 
 // The options that change the picture, and in which order they came.
@@ -198,7 +187,7 @@ class StepOptions {
   }
 
   CoreFilter Filter() const {
-    return filter_->count() == 0 ? kCoreFilterLanczos : *FindFilter(filter_->results().front());
+    return filter_->count() == 0 ? kCoreFilterLanczos : *jobs::FindFilter(filter_->results().front());
   }
 
   CLI::App& command_;

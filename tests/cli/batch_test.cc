@@ -174,6 +174,44 @@ TEST_F(Batch, StrangeLinesCostThemselvesOnly) {
   EXPECT_EQ(FilesBelow(Out()).size(), 4u);
 }
 
+std::string Drawing(const std::string& id, const std::string& out) {
+  return R"({"id": ")" + id + R"(", "draw": {"Content": ")" + id + R"("}, "out": ")" + out + "\"}\n";
+}
+
+TEST_F(Batch, AnOutputBelongsToTheFirstLineThatNamesIt) {
+  const std::string jobs = Drawing("a", "x.svg") + Drawing("b", "y.svg") + Drawing("c", "x.svg") +
+                           Drawing("a", "z.svg") + Drawing("d", "z.svg") + Drawing("e", "../x.svg") +
+                           R"({"id": "f", "draw": {"Content": "f"}, "out": 7})" + "\n";
+  const CommandResult result = Run({"--ordered", "-j2"}, jobs);
+  EXPECT_EQ(result.status, 1);
+  const std::vector<std::string> lines = LinesOf(result.out);
+  ASSERT_EQ(lines.size(), 7u);
+  EXPECT_NE(lines[2].find(R"("id":"c","state":"failed")"), std::string::npos) << lines[2];
+  EXPECT_NE(lines[2].find(R"("message":"line 3: the output \"x.svg\" is that of line 1 as well")"),
+            std::string::npos);
+  EXPECT_EQ(Member(lines[2], "kind"), "input");
+  EXPECT_NE(lines[4].find(R"(the output \"z.svg\" is that of line 4 as well)"), std::string::npos)
+      << "whatever becomes of line 4";
+  for (const std::size_t failed : {3, 4, 5, 6}) EXPECT_EQ(Member(lines[failed], "kind"), "input");
+  EXPECT_EQ(FilesBelow(Out()).size(), 2u);
+  EXPECT_NE(ContentsOfPath(Out() + "/x.svg"), "");
+
+  // Whatever shard the lines belong to, and whatever fills their names.
+  std::map<std::string, int> states;
+  for (int shard = 0; shard < 4; ++shard) {
+    for (const auto& [state, count] : StatesOf(Run({"--shard", std::to_string(shard) + "/4"}, jobs).out))
+      states[state] += count;
+  }
+  EXPECT_EQ(states, StatesOf(result.out));
+  std::ofstream(Path("t.json")) << R"({"id": "{{n}}", "draw": {"Content": "{{n}}"}, "out": "{{o}}.svg"})";
+  const CommandResult filled =
+      Run({"--template", Path("t.json"), "--data", "-", "--ordered"},
+          "{\"n\": 1, \"o\": \"p\"}\n{\"n\": 2, \"o\": \"p\"}\n{\"n\": 3}\n{\"n\": 4, \"o\": \"q\"}\n");
+  EXPECT_EQ(StatesOf(filled.out),
+            (std::map<std::string, int>{{"1 done", 1}, {"2 failed", 1}, {"3 failed", 1}, {"4 done", 1}}));
+  EXPECT_NE(filled.out.find("{{o}}: the data have no such value"), std::string::npos);
+}
+
 TEST_F(Batch, ResumeDoesWhatIsMissing) {
   const std::vector<std::string> arguments = {"--results", Path("r.jsonl"), "--resume"};
   EXPECT_EQ(Run(arguments, Jobs(20)).status, 0);
@@ -181,6 +219,10 @@ TEST_F(Batch, ResumeDoesWhatIsMissing) {
   EXPECT_EQ(LinesOf(first).size(), 20u);
   EXPECT_EQ(Run(arguments, Jobs(20)).status, 0);
   EXPECT_EQ(ContentsOfPath(Path("r.jsonl")), first) << "nothing to do";
+  std::vector<std::string> told = arguments;
+  told.emplace_back("--progress");
+  EXPECT_NE(Run(told, Jobs(20)).err.find("/s, 0 failed, 20 skipped\n"), std::string::npos);
+  EXPECT_EQ(ContentsOfPath(Path("r.jsonl")), first) << "a job that is skipped has its line";
 
   fs::remove(Out() + "/3/3.png");
   fs::resize_file(Out() + "/4/4.png", 10);
@@ -284,11 +326,44 @@ TEST_F(Batch, TermLetsWhatRunsFinish) {
   EXPECT_EQ(LinesOf(ContentsOfPath(Path("r.jsonl"))).size(), FilesBelow(Out()).size());
 }
 
-TEST_F(Batch, FailFastStops) {
-  const std::string jobs = "broken\n" + Jobs(2000);
-  const CommandResult result = Run({"--fail-fast"}, jobs);
+TEST_F(Batch, FailFastStopsAndTellsWhatIsLeft) {
+  std::ofstream(Path("jobs")) << "broken\n" << Jobs(2000) << "[]\n";
+  const std::vector<std::string> arguments = {"batch",     Path("jobs"),    "--directory", Out(),
+                                              "--results", Path("r.jsonl"), "--fail-fast"};
+  const CommandResult result = RunCommand(arguments);
   EXPECT_EQ(result.status, 1);
-  EXPECT_LT(LinesOf(result.out).size(), 1000u);
+  const std::map<std::string, int> states = StatesOf(ContentsOfPath(Path("r.jsonl")));
+  EXPECT_EQ(states.size(), 2002u) << "one result for each";
+  std::map<std::string, std::size_t> count;
+  for (const auto& [state, times] : states) {
+    EXPECT_EQ(times, 1) << state;
+    ++count[state.substr(state.rfind(' ') + 1)];
+  }
+  EXPECT_GT(count["skipped"], 1000u);
+  EXPECT_EQ(count["failed"], 2u) << "what is no job is told, too";
+  EXPECT_EQ(FilesBelow(Out()).size(), count["done"]);
+  EXPECT_EQ(result.err,
+            "tovkit: 2 of 2002 jobs failed, " + std::to_string(count["skipped"]) + " were not begun\n");
+  // The rest is still to do; what was skipped yields to what became of it.
+  std::ofstream(Path("jobs")) << Jobs(2000);
+  EXPECT_EQ(
+      RunCommand({"batch", Path("jobs"), "--directory", Out(), "--results", Path("r.jsonl"), "--resume"})
+          .status,
+      0);
+  const CommandResult merged = RunCommand({"batch", "--merge", Path("r.jsonl")});
+  EXPECT_EQ(LinesOf(merged.out).size(), 2002u);
+  EXPECT_EQ(merged.out.find("skipped"), std::string::npos);
+  EXPECT_EQ(FilesBelow(Out()).size(), 2000u);
+}
+
+TEST_F(Batch, MergedAFailureComesBeforeAJobThatWasSkipped) {
+  const auto line = [](const std::string& id, const std::string& state) {
+    return R"({"id":")" + id + R"(","state":")" + state + R"(","seconds":0,"attempts":0,"worker":0})" + "\n";
+  };
+  std::ofstream(Path("1")) << line("a", "failed") << line("b", "skipped") << line("c", "done");
+  std::ofstream(Path("2")) << line("a", "skipped") << line("b", "skipped") << line("c", "skipped");
+  EXPECT_EQ(StatesOf(RunCommand({"batch", "--merge", Path("1"), Path("2")}).out),
+            (std::map<std::string, int>{{"a failed", 1}, {"b skipped", 1}, {"c done", 1}}));
 }
 
 TEST_F(Batch, OutputsThatCannotBeWritten) {
@@ -316,6 +391,33 @@ TEST_F(Batch, AClosedStandardOutput) {
   EXPECT_EQ(ContentsOfPath(Path("err")), "tovkit: cannot write standard output\n");
   EXPECT_TRUE(FilesBelow(Out()).empty());
   EXPECT_EQ(ContentsOfPath(Path("jobs")), Jobs(3));
+}
+
+TEST_F(Batch, AReadOnlyFolder) {
+  if (std::system("unshare -m true 2>/dev/null") != 0) GTEST_SKIP() << "no mounts here";
+  std::ofstream(Path("jobs")) << Jobs(40);
+  std::ofstream(Out() + "/kept") << "kept";
+  std::ofstream(Path("script")) << "mount --bind '" << Out() << "' '" << Out()
+                                << "' && mount -o remount,bind,ro '" << Out()
+                                << "' || exit 9\nexec '" TOVKIT_COMMAND "' batch '" << Path("jobs")
+                                << "' --directory '" << Out() << "' --results '" << Path("r.jsonl") << "' 2>'"
+                                << Path("err") << "'\n";
+  EXPECT_EQ(WEXITSTATUS(std::system(("unshare -m sh '" + Path("script") + "'").c_str())), 1);
+  EXPECT_EQ(ContentsOfPath(Path("err")), "tovkit: 40 of 40 jobs failed\n");
+  const std::string results = ContentsOfPath(Path("r.jsonl"));
+  EXPECT_EQ(StatesOf(results).size(), 40u) << "one result for each";
+  for (const std::string& line : LinesOf(results)) {
+    EXPECT_EQ(Member(line, "state"), "failed");
+    EXPECT_EQ(Member(line, "kind"), "output");
+    EXPECT_NE(line.find("Read-only file system"), std::string::npos) << line;
+  }
+  EXPECT_EQ(FilesBelow(Out()), (std::map<std::string, std::string>{{"kept", "kept"}}));
+  // When it can be written again, the batch goes on.
+  EXPECT_EQ(
+      RunCommand({"batch", Path("jobs"), "--directory", Out(), "--results", Path("r.jsonl"), "--resume"})
+          .status,
+      0);
+  EXPECT_EQ(FilesBelow(Out()).size(), 41u);
 }
 
 TEST_F(Batch, AFullDisk) {
@@ -369,19 +471,22 @@ TEST_F(Batch, SchemasFitJobsAndResults) {
       RunCommand({"batch", TOVKIT_SOURCE_DIR "/examples/labels.jsonl", "--directory", Out(), "--report"});
   std::ofstream(Path("results")) << result.out
                                  << Run({}, "x\n{\"hit\": {\"path\": \"M0 0\", \"points\": []}}\n").out;
-  std::ofstream(Path("bad")) << R"({"draw": {"Content": "x"}})"
-                                "\n"
-                             << R"({"draw": {"Content": "x"}, "out": "/x.png"})"
-                                "\n"
-                             << R"({"draw": {"Content": "x"}, "out": "a/../x.png"})"
-                                "\n"
-                             << R"({"draw": {"Content": "x"}, "out": "x.png", "other": 1})"
-                                "\n"
-                             << R"({"image": "a.png", "out": "x.png", "steps": [{"turn": 1}]})"
-                                "\n"
-                             << R"({"hit": {"points": []}})"
-                                "\n";
-  EXPECT_EQ(LinesOf(Run({}, ContentsOfPath(Path("bad"))).out).size(), 6u);
+  std::ofstream(Path("bad"))
+      << R"({"draw": {"Content": "x"}})"
+         "\n"
+      << R"({"draw": {"Content": "x"}, "out": "/x.png"})"
+         "\n"
+      << R"({"draw": {"Content": "x"}, "out": "a/../x.png"})"
+         "\n"
+      << R"({"draw": {"Content": "x"}, "out": "x.png", "other": 1})"
+         "\n"
+      << R"({"image": "a.png", "out": "x.png", "steps": [{"turn": 1}]})"
+         "\n"
+      << R"({"image": "a.png", "out": "y.png", "steps": [{"resize": "9x9", "filter": "x"}]})"
+         "\n"
+      << R"({"hit": {"points": []}})"
+         "\n";
+  EXPECT_EQ(LinesOf(Run({}, ContentsOfPath(Path("bad"))).out).size(), 7u);
   for (const std::string& line : LinesOf(Run({}, ContentsOfPath(Path("bad"))).out)) {
     EXPECT_EQ(Member(line, "kind"), "input") << line;
   }

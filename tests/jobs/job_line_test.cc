@@ -16,9 +16,11 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -135,6 +137,31 @@ TEST_F(JobLine, ImageTakesEveryStepInItsOrder) {
             "steps: element 0: resize: 'big' is no size such as 800x600, 800x, x600 or 50%");
   EXPECT_EQ(failure(R"({"erase": [0,0,1]})"),
             "steps: element 0: erase: four whole numbers, left, top, right and bottom, are expected");
+}
+
+TEST_F(JobLine, ResizeTakesTheFiltersOfTheCommand) {
+  Write(In() + "/a.bmp", Pixel());
+  jobs::RunnerOptions options = Options();
+  options.input = In();
+  JobRunner runner(options);
+  const auto resized = [&](const std::string& filter) {
+    const JobResult result =
+        runner.Run(R"({"image": "a.bmp", "steps": [{"resize": "31x17")" + filter + R"(}], "out": "a.png"})");
+    EXPECT_EQ(result.state, JobState::kDone) << result.message;
+    return result.outputHash;
+  };
+  std::set<std::string> outputs;
+  for (const char* name : {"nearest", "linear", "cubic", "lanczos"}) {
+    outputs.insert(resized(std::string(R"(, "filter": ")") + name + '"'));
+  }
+  EXPECT_EQ(outputs.size(), 4u);
+  EXPECT_EQ(resized(""), resized(R"(, "filter": "lanczos")"));
+  const auto failure = [&runner](const std::string& step) {
+    return runner.Run(R"({"image": "a.bmp", "steps": [)" + step + R"(], "out": "b.png"})").message;
+  };
+  EXPECT_EQ(failure(R"({"resize": "9x9", "filter": "best"})"),
+            "steps: element 0: filter: 'best' is none of nearest, linear, cubic and lanczos");
+  EXPECT_EQ(failure(R"({"upright": true, "filter": "cubic"})"), "steps: element 0: filter: unknown member");
 }
 
 TEST_F(JobLine, DrawsPagesAndOverPictures) {
@@ -278,6 +305,43 @@ TEST_F(JobLine, ReportsCarryWarnings) {
   const JobResult result = JobRunner(options).Run(line);
   ASSERT_EQ(result.warnings.size(), 1u);
   EXPECT_EQ(result.warnings[0].substr(0, 22), "font: No Such Font -> ");
+}
+
+TEST_F(JobLine, ReportsCarryWhatIsNotDrawnAsItStands) {
+  jobs::RunnerOptions options = Options();
+  options.report = true;
+  JobRunner runner(options);
+  // Which fonts stand in for others is the machine's.
+  const auto warnings = [&runner](const std::string& lines) {
+    std::vector<std::string> all =
+        runner.Run(R"({"draw": )" + lines + R"(, "size": "60x30", "out": "x.png"})").warnings;
+    all.erase(std::remove_if(all.begin(), all.end(),
+                             [](const std::string& text) { return text.compare(0, 6, "font: ") == 0; }),
+              all.end());
+    return all;
+  };
+  EXPECT_EQ(warnings(R"({"Content": "x", "Font": {"FontName": "DejaVu Sans"}})"), std::vector<std::string>());
+  const std::vector<std::string> keys = warnings(
+      R"([{"Content": "x"}, {"Content": "x", "Colour": 1, "Font": {"FontName": "DejaVu Sans", "FontSize": "big"}}])");
+  ASSERT_EQ(keys.size(), 2u);
+  EXPECT_EQ(keys[0].substr(0, 15), "draw/1/Colour: ") << keys[0];
+  EXPECT_EQ(keys[1].substr(0, 22), "draw/1/Font/FontSize: ") << keys[1];
+  const std::vector<std::string> text = warnings(R"({"Content": "x\ue123", "DeltaX": 55})");
+  ASSERT_EQ(text.size(), 2u);
+  EXPECT_EQ(text[0], "draw/Content: 1 character has no glyph: U+E123 PRIVATE USE CHARACTER");
+  EXPECT_EQ(text[1].rfind("draw: the text has ink outside the page: ", 0), 0u) << text[1];
+}
+
+TEST_F(JobLine, ReportsAreBounded) {
+  jobs::RunnerOptions options = Options();
+  options.report = true;
+  std::string lines = R"({"Content": "x", "Colour": 1})";
+  for (int i = 0; i < 300; ++i) lines += R"(,{"Content": "x", "Colour": 1, "Size": 2})";
+  const JobResult result =
+      JobRunner(options).Run(R"({"draw": [)" + lines + R"(], "size": "60x30", "out": "x.png"})");
+  EXPECT_EQ(result.state, JobState::kDone);
+  ASSERT_EQ(result.warnings.size(), 101u);
+  EXPECT_EQ(result.warnings.back(), "more warnings are left out");
 }
 
 TEST_F(JobLine, ATemplateIsFilledByTheLine) {
