@@ -4,6 +4,7 @@
 #include "draw_review.h"
 
 #include "error.h"
+#include "failure.h"
 
 #include <unistd.h>
 
@@ -75,9 +76,21 @@ void DrawReview::Conclude() {
     file_->Close();
     file_->Commit();
   }
-  review_.FailIfStrict();
-  if (options_.quiet || !options_.report.empty()) return;
-  for (const std::string& note : review_.Notes()) std::fprintf(stderr, "tovkit: %s\n", note.c_str());
+  if (table_) table_->End(review_.Counts());
+  if (!review_.Failures().empty()) throw TroublesError(review_.Failures(), review_.MoreFailures());
+  // The table has said it.
+  if (!options_.quiet && !table_) PrintNotes();
+}
+
+void DrawReview::PrintNotes() const {
+  const std::string where = options_.report.empty()  ? "; --report tells all"
+                            : options_.report == "-" ? ""
+                                                     : "; " + options_.report + " tells all";
+  for (const jobs::TextReview::Note& note : review_.Notes()) {
+    std::string text = note.first.what();
+    if (note.more != 0) text += " (and " + std::to_string(note.more) + " more" + where + ")";
+    PrintMessage(text);
+  }
 }
 
 }  // namespace cli

@@ -34,11 +34,12 @@ class DrawReview {
 
   void Look(const jobs::MeasuredLine& line, const std::optional<CoreSizeF>& page);
 
-  // Ends the report and prints a line on standard error for each kind of trouble that was met. Throws
-  // jobs::Error when a trouble is a failure.
+  // Ends the report and prints on standard error, in a line for each kind of trouble, what was met first.
+  // Throws TroublesError when there are troubles that are failures.
   void Conclude();
 
  private:
+  void PrintNotes() const;
   jobs::TextReview::Settings Settings();
   void Take(const tovkit::JsonValue& report);
 

@@ -3,8 +3,13 @@
 // too.
 #pragma once
 
+#include "jobs/error.h"
+
+#include <cstdint>
 #include <stdexcept>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace cli {
 
@@ -15,6 +20,15 @@ struct CommandError : std::runtime_error {
       : std::runtime_error(text), status(exitStatus) {}
 
   int status;
+};
+
+// Several things are wrong, each with its place: main prints a line for each, and how many more there are.
+struct TroublesError : std::runtime_error {
+  TroublesError(std::vector<jobs::Error> errors, std::int64_t othersCount)
+      : std::runtime_error(errors.front().what()), told(std::move(errors)), others(othersCount) {}
+
+  std::vector<jobs::Error> told;  // not empty
+  std::int64_t others;
 };
 
 // What was asked for makes no sense: main prints the text, where help is found, and exits with 2.

@@ -3,7 +3,7 @@
 // control characters never reach the terminal.
 #include "failure.h"
 
-#include "jobs/error.h"
+#include "error.h"
 #include "text_output.h"
 
 #include <tovkit/util.h>
@@ -45,19 +45,33 @@ void PrintExcerpt(const jobs::Excerpt& excerpt) {
   std::fprintf(stderr, IsColored() ? "  %*s\033[31m^\033[0m\n" : "  %*s^\n", static_cast<int>(columns), "");
 }
 
-// One line whatever the text holds, so that a file name with a line break cannot forge a second message.
-void PrintLine(const char* text) { std::fprintf(stderr, "tovkit: %s\n", Printable(Shortened(text)).c_str()); }
+void PrintTroubles(const TroublesError& troubles) {
+  for (std::size_t i = 0; i < troubles.told.size(); ++i) {
+    const jobs::Error& error = troubles.told[i];
+    PrintMessage(error.what());
+    // Once for all that is wrong in one place.
+    const bool isLast = i + 1 == troubles.told.size() || troubles.told[i + 1].place() != error.place();
+    if (isLast && error.excerpt()) PrintExcerpt(*error.excerpt());
+  }
+  if (troubles.others != 0) PrintMessage("and " + std::to_string(troubles.others) + " more");
+}
 
 }  // namespace
+
+void PrintMessage(const std::string& text) {
+  std::fprintf(stderr, "tovkit: %s\n", Printable(Shortened(text)).c_str());
+}
 
 void PrintFailure(const std::exception_ptr& failure) {
   try {
     std::rethrow_exception(failure);
+  } catch (const TroublesError& e) {
+    PrintTroubles(e);
   } catch (const jobs::Error& e) {
-    PrintLine(e.what());
+    PrintMessage(e.what());
     if (e.excerpt()) PrintExcerpt(*e.excerpt());
   } catch (const std::exception& e) {
-    PrintLine(e.what());
+    PrintMessage(e.what());
   }
 }
 

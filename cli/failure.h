@@ -3,12 +3,17 @@
 #pragma once
 
 #include <exception>
+#include <string>
 
 namespace cli {
 
+// Prints "tovkit: " and the text as one line on standard error, whatever it holds, so that a file name with a
+// line break cannot forge a second message.
+void PrintMessage(const std::string& text);
+
 // Prints "tovkit: " and what() as one line. Below it the line of a text in which a job met an error, with a
-// caret beneath the place; on a terminal the caret is colored, unless NO_COLOR is set. Precondition:
-// `failure` holds a std::exception.
+// caret beneath the place; on a terminal the caret is colored, unless NO_COLOR is set. A TroublesError is
+// printed error by error. Precondition: `failure` holds a std::exception.
 void PrintFailure(const std::exception_ptr& failure);
 
 }  // namespace cli

@@ -108,4 +108,9 @@ void ReportTable::Print(const JsonValue& report) {
   });
 }
 
+void ReportTable::End(const std::vector<std::string>& counts) {
+  std::puts(counts.empty() ? "\nNothing looks wrong." : "\nWhat looks wrong:");
+  for (const std::string& count : counts) std::printf("  %s\n", count.c_str());
+}
+
 }  // namespace cli

@@ -4,12 +4,18 @@
 
 #include <tovkit/json.h>
 
+#include <string>
+#include <vector>
+
 namespace cli {
 
 class ReportTable {
  public:
   // Prints what the report of one line tells on standard output.
   void Print(const tovkit::JsonValue& report);
+
+  // Prints what there is of each kind of trouble in all the lines.
+  void End(const std::vector<std::string>& counts);
 
  private:
   bool isFirst_ = true;

@@ -16,8 +16,6 @@ namespace {
 using tovkit::JsonValue;
 using tovkit::SharedPtr;
 
-std::size_t IndexOf(Trouble trouble) { return static_cast<std::size_t>(trouble); }
-
 // Where the line or one of its members stands.
 void SetPlace(const MeasuredLine& line, const std::string& pointer, bool atName, JsonValue& object) {
   const std::size_t offset = line.source->OffsetOf(line.pointer + pointer, atName);
@@ -28,10 +26,6 @@ void SetPlace(const MeasuredLine& line, const std::string& pointer, bool atName,
 
 bool IsAtName(const JsonValue& warning) {
   return std::string(warning.GetMemberString("kind", "")) == "unknown-key";
-}
-
-std::string Counted(std::int64_t count, const char* one, const char* several) {
-  return std::to_string(count) + (count == 1 ? one : several);
 }
 
 struct Edge {
@@ -53,44 +47,66 @@ const std::array<const char*, kTroubles>& TroubleNames() {
   return names;
 }
 
-void TextReview::Met(Trouble trouble, const MeasuredLine& line, const std::string& pointer,
-                     const std::string& text, bool atName) {
+bool TextReview::IsStrict(Trouble trouble) const {
+  return (settings_.strict >> static_cast<unsigned>(trouble) & 1) != 0;
+}
+
+// Whether one more of the kind is to be put into words.
+bool TextReview::IsTold(Trouble trouble) const { return settings_.tell || IsKept(trouble); }
+
+bool TextReview::IsKept(Trouble trouble) const {
+  return !kinds_[static_cast<std::size_t>(trouble)].first ||
+         (IsStrict(trouble) && failures_.size() < kMostFailures);
+}
+
+void TextReview::Tell(Trouble trouble, const MeasuredLine& line, const std::string& pointer,
+                      const std::string& text, bool atName, std::int64_t count) {
   if (settings_.tell) settings_.tell(trouble, line.pointer + pointer, text);
-  if (first_ || (settings_.strict >> IndexOf(trouble) & 1) == 0) return;
-  first_ = line.source->ErrorAt(line.pointer + pointer, text, atName);
+  if (!IsKept(trouble)) return;
+  const Error error = line.source->ErrorAt(line.pointer + pointer, text, atName);
+  Kind& kind = KindOf(trouble);
+  if (!kind.first) {
+    kind.first = error;
+    kind.firstCount = count;
+  }
+  if (!IsStrict(trouble) || failures_.size() == kMostFailures) return;
+  failures_.push_back(error);
+  failuresCount_ += count;
 }
 
 void TextReview::LookAtGlyphs(const MeasuredLine& line, const JsonValue& report) {
-  const int count = report.GetMemberInt("missingCount", 0);
-  if (count == 0) return;
-  counts_[IndexOf(Trouble::kGlyphs)] += count;
-  std::string text = Counted(count, " character has no glyph", " characters have no glyph");
+  KindOf(Trouble::kGlyphs).count += report.GetMemberInt("missingCount", 0);
   const SharedPtr<const JsonValue> missing = report.GetMember("missing");
-  if (const SharedPtr<const JsonValue> first = missing->GetAt(0)) {
-    text += std::string(count == 1 ? ": " : ", the first is ") + first->GetMemberString("character", "") +
-            " " + first->GetMemberString("name", "");
+  const int told = missing ? static_cast<int>(missing->Size()) : 0;
+  for (int i = 0; i < told && IsTold(Trouble::kGlyphs); ++i) {
+    const SharedPtr<const JsonValue> one = missing->GetAt(i);
+    Tell(Trouble::kGlyphs, line, "/Content",
+         std::string("no font has ") + one->GetMemberString("character", "") + " " +
+             one->GetMemberString("name", ""),
+         false, one->GetMemberInt("count", 1));
   }
-  Met(Trouble::kGlyphs, line, "/Content", text);
 }
 
 void TextReview::LookAtFonts(const MeasuredLine& line, const JsonValue& report) {
   const SharedPtr<const JsonValue> font = report.GetMember("font");
   if (!font || !font->GetMemberBool("named", false) || !font->GetMemberBool("substituted", false)) return;
   const std::string wanted = font->GetMemberString("wanted", "");
-  fonts_.insert(wanted);
-  counts_[IndexOf(Trouble::kFonts)] = static_cast<std::int64_t>(fonts_.size());
-  Met(Trouble::kFonts, line, "/Font/FontName",
-      "the font \"" + wanted + "\" is not installed; " + font->GetMemberString("family", "") +
-          " stands in for it");
+  if (!fonts_.insert(wanted).second) return;
+  ++KindOf(Trouble::kFonts).count;
+  if (!IsTold(Trouble::kFonts)) return;
+  Tell(Trouble::kFonts, line, "/Font/FontName",
+       "the font \"" + wanted + "\" is not installed; " + font->GetMemberString("family", "") +
+           " stands in for it");
 }
 
 void TextReview::LookAtKeys(const MeasuredLine& line, const JsonValue& report) {
-  counts_[IndexOf(Trouble::kKeys)] += report.GetMemberInt("warningCount", 0);
+  KindOf(Trouble::kKeys).count += report.GetMemberInt("warningCount", 0);
   const SharedPtr<const JsonValue> warnings = report.GetMember("warnings");
-  for (std::uint32_t i = 0; i < warnings->Size(); ++i) {
-    const SharedPtr<const JsonValue> warning = warnings->GetAt(static_cast<std::int32_t>(i));
-    Met(Trouble::kKeys, line, warning->GetMemberString("pointer", ""),
-        warning->GetMemberString("message", ""), IsAtName(*warning));
+  const int told = static_cast<int>(warnings->Size());
+  for (int i = 0; i < told && IsTold(Trouble::kKeys); ++i) {
+    const SharedPtr<const JsonValue> one = warnings->GetAt(i);
+    Tell(Trouble::kKeys, line, one->GetMemberString("pointer", ""), one->GetMemberString("message", ""),
+         IsAtName(*one));
   }
 }
 
@@ -111,8 +127,9 @@ void TextReview::LookAtClip(const MeasuredLine& line, const std::optional<CoreSi
     text += (text.empty() ? "" : ", ") + Rounded(edge.beyond) + " beyond the " + edge.name + " edge";
   }
   if (text.empty()) return;
-  ++counts_[IndexOf(Trouble::kClip)];
-  Met(Trouble::kClip, line, "", "the text has ink outside the page: " + text);
+  ++KindOf(Trouble::kClip).count;
+  if (!IsTold(Trouble::kClip)) return;
+  Tell(Trouble::kClip, line, "", "the text has ink outside the page: " + text);
 }
 
 // Places come first in the report, since people look for them.
@@ -133,35 +150,48 @@ void TextReview::Hand(const MeasuredLine& line, JsonValue& report) const {
 }
 
 void TextReview::Look(const MeasuredLine& line, const std::optional<CoreSizeF>& page) {
-  // Without a sink only notes are needed, and those mention one of each.
-  const std::uint32_t limit = settings_.sink || settings_.tell ? settings_.limit : 1;
+  // One of everything is enough for notes.
+  const std::uint32_t needed = settings_.strict == 0 ? 1 : kMostFailures;
+  const std::uint32_t limit = settings_.sink || settings_.tell ? settings_.limit : needed;
   const SharedPtr<JsonValue> report = tovkit::DescribeText(line.description, limit);
-  LookAtKeys(line, *report);
-  LookAtFonts(line, *report);
-  LookAtGlyphs(line, *report);
+  // What is told in words does not depend on how much a report is to hold.
+  const SharedPtr<JsonValue> found = limit < needed ? tovkit::DescribeText(line.description, needed) : report;
+  LookAtKeys(line, *found);
+  LookAtFonts(line, *found);
+  LookAtGlyphs(line, *found);
   LookAtClip(line, page, *report);
   if (settings_.sink) Hand(line, *report);
 }
 
-std::vector<std::string> TextReview::Notes() const {
-  std::vector<std::string> notes;
-  const auto note = [&](Trouble trouble, const char* one, const char* several) {
-    const std::int64_t count = counts_[IndexOf(trouble)];
-    if (count != 0) notes.push_back(Counted(count, one, several));
-  };
-  note(Trouble::kGlyphs, " character has no glyph; --report tells which",
-       " characters have no glyph; --report tells which");
-  note(Trouble::kFonts, " font is not installed, another stands in; --report tells which",
-       " fonts are not installed, others stand in; --report tells which");
-  note(Trouble::kKeys, " member of a description is not used as it stands; --report tells which",
-       " members of descriptions are not used as they stand; --report tells which");
-  note(Trouble::kClip, " line has ink outside the page; --report tells which",
-       " lines have ink outside the page; --report tells which");
+std::vector<TextReview::Note> TextReview::Notes() const {
+  std::vector<Note> notes;
+  for (const Kind& kind : kinds_) {
+    if (kind.first) notes.push_back({*kind.first, kind.count - kind.firstCount});
+  }
   return notes;
 }
 
-void TextReview::FailIfStrict() const {
-  if (first_) throw Error(*first_);
+std::vector<std::string> TextReview::Counts() const {
+  constexpr const char* kWords[kTroubles][2] = {
+      {" character has no glyph", " characters have no glyph"},
+      {" font is not installed, another stands in", " fonts are not installed, others stand in"},
+      {" member of a description is not used as it stands",
+       " members of descriptions are not used as they stand"},
+      {" line has ink outside the page", " lines have ink outside the page"}};
+  std::vector<std::string> counts;
+  for (std::size_t i = 0; i < kTroubles; ++i) {
+    const std::int64_t count = kinds_[i].count;
+    if (count != 0) counts.push_back(std::to_string(count) + kWords[i][count == 1 ? 0 : 1]);
+  }
+  return counts;
+}
+
+std::int64_t TextReview::MoreFailures() const {
+  std::int64_t all = 0;
+  for (std::size_t i = 0; i < kTroubles; ++i) {
+    if (IsStrict(static_cast<Trouble>(i))) all += kinds_[i].count;
+  }
+  return all - failuresCount_;
 }
 
 }  // namespace jobs

@@ -3,7 +3,7 @@
 //
 //   TextReview review({.limit = 1000});
 //   review.Look(line, page);                       // for each line
-//   for (const std::string& note : review.Notes()) ...
+//   for (const TextReview::Note& note : review.Notes()) ...
 #pragma once
 
 #include "drawing.h"
@@ -54,15 +54,37 @@ class TextReview {
 
   void Look(const MeasuredLine& line, const std::optional<CoreSizeF>& page);
 
-  // One line in words for each kind of trouble that was met.
-  std::vector<std::string> Notes() const;
+  // The first trouble of a kind, with its place, and how many more of the kind there are.
+  struct Note {
+    Error first;
+    std::int64_t more = 0;
+  };
 
-  // Throws the Error of the first trouble of a strict kind.
-  void FailIfStrict() const;
+  // One for each kind of trouble that was met.
+  std::vector<Note> Notes() const;
+
+  // How many there are of each kind that was met: "2 fonts are not installed, others stand in".
+  std::vector<std::string> Counts() const;
+
+  // The troubles of strict kinds, the first kMostFailures in the order in which they were met, and how many
+  // more there are.
+  static constexpr std::size_t kMostFailures = 20;
+  const std::vector<Error>& Failures() const { return failures_; }
+  std::int64_t MoreFailures() const;
 
  private:
-  void Met(Trouble trouble, const MeasuredLine& line, const std::string& pointer, const std::string& text,
-           bool atName = false);
+  struct Kind {
+    std::int64_t count = 0;
+    std::optional<Error> first;
+    std::int64_t firstCount = 0;  // what the first one stands for: a character may be missing several times
+  };
+
+  bool IsStrict(Trouble trouble) const;
+  bool IsTold(Trouble trouble) const;
+  bool IsKept(Trouble trouble) const;
+  void Tell(Trouble trouble, const MeasuredLine& line, const std::string& pointer, const std::string& text,
+            bool atName = false, std::int64_t count = 1);
+  Kind& KindOf(Trouble trouble) { return kinds_[static_cast<std::size_t>(trouble)]; }
   void LookAtGlyphs(const MeasuredLine& line, const tovkit::JsonValue& report);
   void LookAtFonts(const MeasuredLine& line, const tovkit::JsonValue& report);
   void LookAtKeys(const MeasuredLine& line, const tovkit::JsonValue& report);
@@ -70,9 +92,10 @@ class TextReview {
   void Hand(const MeasuredLine& line, tovkit::JsonValue& report) const;
 
   Settings settings_;
-  std::array<std::int64_t, kTroubles> counts_{};
+  std::array<Kind, kTroubles> kinds_{};
   std::set<std::string> fonts_;  // that are not installed
-  std::optional<Error> first_;   // of a strict kind
+  std::vector<Error> failures_;
+  std::int64_t failuresCount_ = 0;  // what they stand for
 };
 
 }  // namespace jobs

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -62,7 +63,6 @@ TEST_F(Report, ALineOfTextIsALineOfJson) {
       "[" + WithFont(R"("Content": "first")") + ",\n " + WithFont(R"("Content": "\uE123", "Xy": 1)") + "]",
       {"--report"});
   EXPECT_EQ(result.status, 0) << result.err;
-  EXPECT_EQ(result.err, "");
   EXPECT_TRUE(IsDrawn());
   const auto first = Line(result.out);
   EXPECT_STREQ(first->GetMemberString("file", ""), Path("a.json").c_str());
@@ -104,24 +104,62 @@ TEST_F(Report, ThePageAndTheReportCannotShareAnOutput) {
   EXPECT_FALSE(IsDrawn());
 }
 
-TEST_F(Report, AShortLineTellsOfEachKindOfTrouble) {
-  const std::string json =
-      R"([{"Content": "\uE123\uE124\uE123", "DeltaX": 5, "DeltaY": 40, "Font": {"FontName": "No Such Font", "FontNmae": "x"}},
-          {"Content": "x", "DeltaX": 5000, "Bold": true}])";
-  const std::string expected =
-      "tovkit: 3 characters have no glyph; --report tells which\n"
-      "tovkit: 1 font is not installed, another stands in; --report tells which\n"
-      "tovkit: 2 members of descriptions are not used as they stand; --report tells which\n"
-      "tovkit: 1 line has ink outside the page; --report tells which\n";
-  CommandResult result = Draw(json, {"--size", "600x200"});
+// Every kind of trouble, the second line with more of it.
+constexpr char kTroubles[] =
+    R"([{"Content": "\uE123\uE124\uE123", "DeltaX": 5, "DeltaY": 40, "Font": {"FontName": "No Such Font", "FontNmae": 1}},
+{"Content": "\uE124x", "DeltaX": 5000, "Bold": true, "Font": {"FontName": "No Such Serif"}}])";
+
+// Without the folder of the file, and what stands in for fonts.
+std::string Plain(std::string err, const std::string& folder) {
+  for (std::size_t at = 0; (at = err.find(folder)) != std::string::npos;) err.erase(at, folder.size());
+  const std::string before = "is not installed; ";
+  for (std::size_t at = 0; (at = err.find(before, at)) != std::string::npos;) {
+    at += before.size();
+    err.erase(at, err.find(" stands in", at) - at);
+  }
+  return err;
+}
+
+TEST_F(Report, AShortLineTellsTheFirstOfEachKindOfTrouble) {
+  const auto said = [](const std::string& tells) {
+    return "tovkit: a.json:1:14: no font has U+E123 PRIVATE USE CHARACTER (and 2 more" + tells +
+           ")\n"
+           "tovkit: a.json:1:84: the font \"No Such Font\" is not installed;  stands in for it (and 1 more" +
+           tells +
+           ")\n"
+           "tovkit: a.json:1:100: \"FontNmae\" is no key of a font; did you mean \"FontName\"? (and 1 more" +
+           tells + ")\n";
+  };
+  const std::string clip = "tovkit: a.json:2:1: the text has ink outside the page: ";
+  const CommandResult result = Draw(kTroubles, {"--size", "600x200"});
   EXPECT_EQ(result.status, 0);
-  EXPECT_EQ(result.err, expected);
-  EXPECT_EQ(Draw(json, {"--size", "600x200", "--quiet"}).err, "");
-  EXPECT_EQ(Draw(json, {"--size", "600x200", "-q"}).status, 0);
-  EXPECT_EQ(Draw(json, {"--size", "600x200", "--report"}).err, "");
-  EXPECT_FALSE(Has(Draw(json).err, "outside the page")) << "the page is as large as the text needs";
+  EXPECT_TRUE(IsDrawn());
+  const std::string err = Plain(result.err, Path(""));
+  EXPECT_EQ(err.substr(0, err.find(clip)), said("; --report tells all"));
+  EXPECT_TRUE(Has(err, clip)) << err;
+  EXPECT_FALSE(Has(err.substr(err.find(clip)), "more")) << "there is only one";
+  EXPECT_EQ(std::count(err.begin(), err.end(), '\n'), 4);
+  EXPECT_EQ(Plain(Draw(kTroubles, {"--size", "600x200", "--report"}).err, Path("")).rfind(said(""), 0), 0U);
+  EXPECT_EQ(Plain(Draw(kTroubles, {"--size", "600x200", "--report=" + Path("r")}).err, Path(""))
+                .rfind(said("; r tells all"), 0),
+            0U);
+}
+
+TEST_F(Report, NothingIsSaidWithoutATroubleOrWhenNobodyWantsToHearIt) {
+  for (const std::string& quiet : {std::string("--quiet"), std::string("-q")}) {
+    const CommandResult result = Draw(kTroubles, {"--size", "600x200", quiet});
+    EXPECT_EQ(result.err, "");
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(Draw(kTroubles, {"--size", "600x200", quiet, "--report"}).err, "");
+  }
+  EXPECT_FALSE(Has(Draw(kTroubles).err, "outside the page")) << "the page is as large as the text needs";
   EXPECT_EQ(Draw(WithFont(R"("Content": "fine")")).err, "");
   EXPECT_EQ(Draw(R"({"Content": "fine"})").err, "") << "no font is named";
+}
+
+TEST_F(Report, AControlCharacterInANoteForgesNoLine) {
+  const CommandResult result = Draw(R"({"Content": "x", "Font": {"FontName": "No\nSuch\u001b[31m"}})");
+  EXPECT_TRUE(Has(result.err, "the font \"No?Such?[31m\" is not installed")) << result.err;
 }
 
 TEST_F(Report, StrictDrawsNothingAndSaysWhereItIs) {
@@ -131,7 +169,7 @@ TEST_F(Report, StrictDrawsNothingAndSaysWhereItIs) {
     const char* message;
   } rows[] = {
       {"glyphs", R"({"Content": "a\uE123", "DeltaX": 5, "DeltaY": 30})",
-       "a.json:1:13: 1 character has no glyph: U+E123 PRIVATE USE"},
+       "a.json:1:13: no font has U+E123 PRIVATE USE CHARACTER"},
       {"fonts", R"({"Content": "a", "Font": {"FontName": "No Such Font"}})",
        "a.json:1:39: the font \"No Such Font\" is not installed; "},
       {"keys", R"({"Content": "a", "Fnot": {}})",
@@ -158,6 +196,58 @@ TEST_F(Report, StrictDrawsNothingAndSaysWhereItIs) {
   }
   EXPECT_EQ(Draw(R"({"Content": "a"})", {"--strict", "--size", "400x100"}).status, 0)
       << "a font that nobody names may be missing";
+}
+
+TEST_F(Report, StrictTellsEveryTroubleOfItsKinds) {
+  const char* const json = R"([{"Content": "\uE123\uE124",
+  "Font": {"FontName": "No Such Font", "FontNmae": 1}},
+{"Content": "x", "Bold": true,
+  "Font": {"FontName": "No Such Font"}}])";
+  const std::string keys =
+      "tovkit: a.json:2:40: \"FontNmae\" is no key of a font; did you mean \"FontName\"?\n"
+      "    \"Font\": {\"FontName\": \"No Such Font\", \"FontNmae\": 1}},\n" +
+      std::string(41, ' ') + "^\n";
+  const std::string otherKeys =
+      "tovkit: a.json:3:18: \"Bold\" is no key of a line; \"Bold\" belongs into \"Font\"\n"
+      "  {\"Content\": \"x\", \"Bold\": true,\n" +
+      std::string(19, ' ') + "^\n";
+  const std::string fonts =
+      "tovkit: a.json:2:24: the font \"No Such Font\" is not installed;  stands in for it\n"
+      "    \"Font\": {\"FontName\": \"No Such Font\", \"FontNmae\": 1}},\n" +
+      std::string(25, ' ') + "^\n";
+  const std::string glyphs =
+      "tovkit: a.json:1:14: no font has U+E123 PRIVATE USE CHARACTER\n"
+      "tovkit: a.json:1:14: no font has U+E124 PRIVATE USE CHARACTER\n"
+      "  [{\"Content\": \"\\uE123\\uE124\",\n" +
+      std::string(15, ' ') + "^\n";
+  const auto said = [this, json](const std::string& strict) {
+    const CommandResult result = Draw(json, {strict});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_FALSE(IsDrawn());
+    return Plain(result.err, Path(""));
+  };
+  EXPECT_EQ(said("--strict"), keys + fonts + glyphs + otherKeys);
+  EXPECT_EQ(said("--strict=keys"), keys + otherKeys);
+  EXPECT_EQ(said("--strict=glyphs,fonts"), fonts + glyphs);
+}
+
+TEST_F(Report, StrictTellsTwentyTroublesAndHowManyMoreThereAre) {
+  const auto said = [this](int keys, const std::vector<std::string>& more = {}) {
+    std::string json = "{\"Content\": \"x\"";
+    for (int i = 0; i < keys; ++i) json += ",\n\"key" + std::to_string(i) + "\": 1";
+    std::vector<std::string> arguments = {"--strict=keys"};
+    arguments.insert(arguments.end(), more.begin(), more.end());
+    return Draw(json + "}", arguments).err;
+  };
+  const auto lines = [](const std::string& text) { return std::count(text.begin(), text.end(), '\n'); };
+  EXPECT_EQ(lines(said(20)), 60);
+  EXPECT_FALSE(Has(said(20), "tovkit: and"));
+  EXPECT_EQ(lines(said(21)), 61);
+  EXPECT_TRUE(Has(said(21), "\ntovkit: and 1 more\n"));
+  EXPECT_TRUE(Has(said(10000), "\ntovkit: and 9980 more\n"));
+  EXPECT_EQ(said(30, {"--report=" + Path("r"), "--limit", "0"}), said(30))
+      << "the limit is that of the report";
+  EXPECT_EQ(Line(Read("r"))->GetMember("warnings")->Size(), 0U);
 }
 
 TEST_F(Report, AnUnknownKindIsAUsageError) {
@@ -225,6 +315,10 @@ TEST_F(Report, PeopleOnATerminalGetATable) {
   EXPECT_TRUE(Has(shown, "t.json:1:1")) << shown;
   EXPECT_TRUE(Has(shown, "no glyph  U+E123 PRIVATE USE CHARACTER, at 2")) << shown;
   EXPECT_TRUE(Has(shown, "t.json:1:25: \"Fnot\" is no key of a line; did you mean \"Font\"?")) << shown;
+  EXPECT_TRUE(Has(shown,
+                  "\r\n\r\nWhat looks wrong:\r\n  1 character has no glyph\r\n"
+                  "  1 member of a description is not used as it stands\r\n"))
+      << shown;
   EXPECT_FALSE(Has(shown, "{\""));
 }
 
