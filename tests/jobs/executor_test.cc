@@ -143,6 +143,14 @@ class ExecutorTest : public testing::Test {
     return FilesBelow(folder.path());
   }
 
+  // All labels are there as an undisturbed run makes them, but for the jobs that were something else, and
+  // nothing else lies there.
+  void ExpectLabelsBut(int count, const std::vector<std::string>& others) const {
+    std::map<std::string, std::string> labels = Undisturbed(count);
+    for (const std::string& id : others) labels.erase(id + ".png");
+    EXPECT_TRUE(FilesBelow(scratch_.path()) == labels);
+  }
+
   ScratchDir scratch_;
   Results results_;
   StopRequest stop_;
@@ -195,6 +203,7 @@ TEST_F(ExecutorTest, ACrashCostsOneJob) {
   EXPECT_EQ(results_.byId["10"].kind, FailureKind::kCrash);
   EXPECT_EQ(results_.byId["10"].message, "job: the worker ended by signal 11 (Segmentation fault)");
   EXPECT_EQ(results_.byId["20"].message, "job: the worker ended with status 3");
+  ExpectLabelsBut(60, {"10", "20", "30"});
 }
 
 TEST_F(ExecutorTest, ALoopEndsAtItsDeadline) {
@@ -209,6 +218,7 @@ TEST_F(ExecutorTest, ALoopEndsAtItsDeadline) {
   EXPECT_EQ(late.kind, FailureKind::kDeadline);
   EXPECT_EQ(late.message, jobs::kSanitized ? "job: not done within 20 s" : "job: not done within 3 s");
   EXPECT_GE(late.seconds, 3);
+  ExpectLabelsBut(20, {"4"});
 }
 
 TEST_F(ExecutorTest, MemoryIsLimited) {
@@ -220,7 +230,8 @@ TEST_F(ExecutorTest, MemoryIsLimited) {
   EXPECT_TRUE(Run(options, texts));
   EXPECT_EQ(results_.byId["4"].kind, FailureKind::kLimit);
   EXPECT_EQ(results_.byId["4"].message, "job: not enough memory");
-  EXPECT_EQ(results_.byId["5"].state, JobState::kDone);
+  EXPECT_EQ(results_.byId.size(), 20u);
+  ExpectLabelsBut(20, {"4"});
 }
 
 TEST_F(ExecutorTest, WorkersAreReplacedAfterAWhile) {
