@@ -20,6 +20,7 @@ std::string Joined(const std::vector<std::string>& words, const char* between) {
 
 std::string NamesOf(const std::set<CLI::Option*>& options) {
   std::vector<std::string> names;
+  names.reserve(options.size());
   for (const CLI::Option* option : options) names.push_back(option->get_name());
   std::sort(names.begin(), names.end());  // the parser keeps them by address
   return Joined(names, ", ");
