@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// Each piece of the help is a virtual operation of the parser's formatter, so only those are replaced whose
+// text was hard to read: usage, groups, and what an option takes, needs and excludes.
 #include "help_text.h"
 
 #include "option_words.h"
