@@ -328,7 +328,7 @@ TEST_F(JobLine, ReportsCarryWhatIsNotDrawnAsItStands) {
   EXPECT_EQ(keys[1].substr(0, 22), "draw/1/Font/FontSize: ") << keys[1];
   const std::vector<std::string> text = warnings(R"({"Content": "x\ue123", "DeltaX": 55})");
   ASSERT_EQ(text.size(), 2u);
-  EXPECT_EQ(text[0], "draw/Content: 1 character has no glyph: U+E123 PRIVATE USE CHARACTER");
+  EXPECT_EQ(text[0], "draw/Content: no font has U+E123 PRIVATE USE CHARACTER");
   EXPECT_EQ(text[1].rfind("draw: the text has ink outside the page: ", 0), 0u) << text[1];
 }
 
