@@ -112,7 +112,8 @@ void TextReview::LookAtFonts(const MeasuredLine& line, const JsonValue& report) 
   if (!IsTold(Trouble::kFonts)) return;
   Tell(Trouble::kFonts, line.source->ErrorAt(line.pointer + "/Font/FontName",
                                              "the font \"" + wanted + "\" is not installed; " +
-                                                 font->GetMemberString("family", "") + " stands in for it"));
+                                                 font->GetMemberString("family", "") +
+                                                 " stands in for it; fc-list names those that are"));
 }
 
 void TextReview::LookAtKeys(const MeasuredLine& line, const JsonValue& report) {

@@ -94,6 +94,32 @@ TEST_F(Report, ValuesComeBehindAnEqualsSignOnly) {
   EXPECT_STREQ(Line(Read("report"))->GetMemberString("content", ""), "b");
 }
 
+TEST_F(Report, AValueBehindASpaceThatIsNoFileIsToldWhatWasMeant) {
+  const std::string json = Write("b.json", WithFont(R"("Content": "b")"));
+  const std::string none = Path("none.json");
+  const std::string missing = ": No such file or directory";
+  const struct {
+    std::vector<std::string> words;
+    std::string said;
+  } rows[] = {{{"--strict", "keys", json}, "keys" + missing + "; did you mean --strict=keys?"},
+              {{json, "--strict", "keys,clip"}, "keys,clip" + missing + "; did you mean --strict=keys,clip?"},
+              {{"--strict", none, json}, none + missing},
+              {{"--strict=keys", "keys", json}, "keys" + missing},
+              {{"--strict", json, "keys"}, "keys" + missing},
+              {{"--report", none, json}, none + missing + "; did you mean --report=" + none + "?"},
+              {{"--report", none}, none + missing},
+              {{"--report", json, none}, none + missing},
+              {{"--report=" + Path("r"), none, json}, none + missing}};
+  for (const auto& row : rows) {
+    std::vector<std::string> arguments = {"draw", "-o", Path("a.png")};
+    arguments.insert(arguments.end(), row.words.begin(), row.words.end());
+    const CommandResult result = RunCommand(arguments);
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.err, "tovkit: " + row.said + "\n");
+    EXPECT_FALSE(IsDrawn());
+  }
+}
+
 TEST_F(Report, ThePageAndTheReportCannotShareAnOutput) {
   const std::string json = Write("b.json", WithFont(R"("Content": "b")"));
   CommandResult result = RunCommand({"draw", json, "-o", "-", "--format", "png", "--report"});
@@ -125,7 +151,8 @@ TEST_F(Report, AShortLineTellsTheFirstOfEachKindOfTrouble) {
   const auto said = [](const std::string& tells) {
     return "tovkit: a.json:1:14: no font has U+E123 PRIVATE USE CHARACTER (and 2 more" + tells +
            ")\n"
-           "tovkit: a.json:1:84: the font \"No Such Font\" is not installed;  stands in for it (and 1 more" +
+           "tovkit: a.json:1:84: the font \"No Such Font\" is not installed;  stands in for it; fc-list "
+           "names those that are (and 1 more" +
            tells +
            ")\n"
            "tovkit: a.json:1:100: \"FontNmae\" is no key of a font; did you mean \"FontName\"? (and 1 more" +
@@ -177,6 +204,10 @@ TEST_F(Report, StrictDrawsNothingAndSaysWhereItIs) {
        "a.json:1:18: \"Fnot\" is no key of a line; did you mean \"Font\"?"},
       {"keys", R"({"Content": "a", "Font": {"FontSize": "12"}})",
        "a.json:1:39: \"FontSize\" is a string, where an integer is expected; 26 is used"},
+      {"keys", R"({"Content": "a", "Font": {"Color": 5}})",
+       "a.json:1:36: \"Color\" is an integer, where a string is expected; #000000 is used"},
+      {"keys", R"({"Content": "a", "Font": {"Color": "1 2"}})",
+       "a.json:1:36: \"1 2\" is no color such as \"#1F4E79\" or \"31 78 121\"; #000000 is used"},
       {"clip", R"({"Content": "a", "DeltaX": 395})", "beyond the right edge"},
   };
   for (const auto& row : rows) {
@@ -213,7 +244,8 @@ TEST_F(Report, StrictTellsEveryTroubleOfItsKinds) {
       "  {\"Content\": \"x\", \"Bold\": true,\n" +
       std::string(19, ' ') + "^\n";
   const std::string fonts =
-      "tovkit: a.json:2:24: the font \"No Such Font\" is not installed;  stands in for it\n"
+      "tovkit: a.json:2:24: the font \"No Such Font\" is not installed;  stands in for it; fc-list names "
+      "those that are\n"
       "    \"Font\": {\"FontName\": \"No Such Font\", \"FontNmae\": 1}},\n" +
       std::string(25, ' ') + "^\n";
   const std::string glyphs =
