@@ -3,6 +3,7 @@
 // says how long it was.
 #include "report_table.h"
 
+#include "jobs/text_review.h"
 #include "text_output.h"
 
 #include <tovkit/util.h>
@@ -41,8 +42,8 @@ std::string Place(const JsonValue& report, const JsonValue& placed) {
 }
 
 std::string Number(const JsonValue& object, const char* key) {
-  char text[64];
-  std::snprintf(text, sizeof text, "%.9g", object.GetMemberDouble(key, 0));
+  char text[320];
+  std::snprintf(text, sizeof text, "%.1f", object.GetMemberDouble(key, 0));
   return text;
 }
 
@@ -85,12 +86,7 @@ void PrintMissing(const JsonValue& report) {
 void PrintClipped(const JsonValue& report) {
   const SharedPtr<const JsonValue> clipped = report.GetMember("clipped");
   if (!clipped) return;
-  std::string text;
-  for (const CoreString& edge : clipped->GetMemberNames()) {
-    text +=
-        (text.empty() ? "" : ", ") + Number(*clipped, edge.c_str()) + " beyond the " + edge.c_str() + " edge";
-  }
-  PrintRow("clipped", text);
+  PrintRow("clipped", jobs::ClippedText(*clipped));
 }
 
 }  // namespace

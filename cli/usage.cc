@@ -4,6 +4,7 @@
 #include "usage.h"
 
 #include "edit_distance.h"
+#include "jobs/output_format.h"
 #include "text_output.h"
 
 #include <CLI/CLI.hpp>
@@ -63,6 +64,17 @@ const CLI::App& Deepest(const CLI::App& root) {
   return *command;
 }
 
+// What was perhaps meant when no output is named: the last of several files, when it can be written.
+std::string MeantOutput(const CLI::App& command) {
+  const CLI::Option* const output = command.get_option_no_throw("--output");
+  const CLI::Option* const files = command.get_option_no_throw("FILE");
+  if (output == nullptr || !output->get_required() || output->count() != 0) return "";
+  if (files == nullptr || files->count() < 2) return "";
+  const std::string& last = files->results().back();
+  const bool isOutput = jobs::FindOutputFormat(jobs::ExtensionOf(last), jobs::OutputKind::kPage).has_value();
+  return isOutput ? "; did you mean -o " + last + "?" : "";
+}
+
 }  // namespace
 
 std::string UnknownSubcommand(const CLI::App& command, const std::string& word) {
@@ -93,7 +105,7 @@ std::string WhatIsWrong(const CLI::App& root, const CLI::Error& error) {
     if (word.size() > 1 && word[0] == '-') return UnknownOption(command, word);
     if (command.get_require_subcommand_min() != 0) return UnknownSubcommand(command, word);
   }
-  return error.what();
+  return error.what() + MeantOutput(command);
 }
 
 std::string UsageMessage(const std::string& what) {

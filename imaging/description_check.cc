@@ -44,7 +44,7 @@ const KeyRules& FontKeys() {
                                 {"FontName", ValueKind::kText, "SimSun is used"},
                                 {"Bold", ValueKind::kFlag, "false is used"},
                                 {"Italic", ValueKind::kFlag, "false is used"},
-                                {"Color", ValueKind::kText, "black is used"}};
+                                {"Color", ValueKind::kText, "#000000 is used"}};
   return keys;
 }
 
@@ -240,7 +240,8 @@ class Checker {
     std::uint32_t color = 0;
     std::uint32_t kind = 0;
     if (!ParseColor(text, color, kind)) {
-      Warn("color", "/Font/Color", Quoted(text) + " is no color; black is used");
+      Warn("color", "/Font/Color",
+           Quoted(text) + " is no color such as \"#1F4E79\" or \"31 78 121\"; #000000 is used");
     } else if (!IsExactColor(text)) {
       Warn("color", "/Font/Color",
            Quoted(text) + " is no color such as \"#1F4E79\" or \"31 78 121\"; " + Drawn(color) + " is used");

@@ -33,7 +33,7 @@ void RunDrawKind(Members& members, JobBench& bench, JobResult&) {
   if (const auto dpi = members.TakeNumber("dpi", 1, 4800)) job.dpi = static_cast<float>(*dpi);
   if (const auto background = members.TakeText("background")) {
     const auto color = ParseBackground(*background);
-    if (!color) members.Refuse("background", "'" + *background + "' is no color");
+    if (!color) members.Refuse("background", "'" + *background + "' is no color: none, " + kColorForms);
     job.background = *color;
   }
   const auto over = members.TakeText("over");

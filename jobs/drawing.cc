@@ -7,8 +7,11 @@
 
 #include <tovkit/imaging.h>
 
+#include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <cstdint>
+#include <string>
 #include <utility>
 
 namespace jobs {
@@ -19,6 +22,35 @@ using tovkit::JsonValue;
 using tovkit::SharedPtr;
 
 constexpr double kMargin = 16.0;
+
+// Why the line has no text to draw, with the place of what is wrong.
+Error NoText(const MeasuredLine& line) {
+  constexpr std::uint32_t kMostWarnings = 100;
+  const std::string none = "no text to draw; ";
+  const SharedPtr<const JsonValue> warnings =
+      tovkit::DescribeText(line.description, kMostWarnings)->GetMember("warnings");
+  for (int i = 0; i < static_cast<int>(warnings->Size()); ++i) {
+    const SharedPtr<const JsonValue> one = warnings->GetAt(i);
+    const std::string kind = one->GetMemberString("kind", "");
+    const std::string pointer = one->GetMemberString("pointer", "");
+    const bool isType = kind == "wrong-type" && pointer == "/Content";
+    const bool isName =
+        kind == "unknown-key" && one->GetMemberString("nearest", "") == std::string("Content");
+    if (!isType && !isName) continue;
+    std::string message = one->GetMemberString("message", "");
+    if (isType) message.resize(std::min(message.rfind("; "), message.size()));  // that nothing is drawn
+    return line.source->ErrorAt(line.pointer + pointer, none + message, isName);
+  }
+  const CoreStringList<CoreString> names = line.description->GetMemberNames();
+  if (line.description->HasMember("Content") || names.GetCount() == 0) {
+    return line.source->ErrorAt(line.pointer + "/Content", none + "\"Content\" is missing or empty");
+  }
+  constexpr std::size_t kLongestName = 60;
+  const std::string name = names.GetAt(0).c_str();
+  return line.source->ErrorAt(line.pointer,
+                              none + "a line needs \"Content\"" +
+                                  (name.size() > kLongestName ? "" : "; this object has \"" + name + "\""));
+}
 
 }  // namespace
 
@@ -64,13 +96,10 @@ void AddPages(const std::shared_ptr<JsonSource>& source, std::vector<Drawing>& p
 void Drawing::Measure(TextBounds& bounds, const std::optional<CoreSizeF>& page, Observer& observer) const {
   observer.BeginPart("measuring", static_cast<std::int64_t>(lines_.size()));
   for (const MeasuredLine& line : lines_) {
-    const auto refuse = [&line](const std::string& text) {
-      throw line.source->ErrorAt(line.pointer + "/Content", text);
-    };
-    if (!tovkit::DrawTextOnDevice(&bounds, line.description)) {
-      refuse("no text to draw; \"Content\" is missing or empty");
+    if (!tovkit::DrawTextOnDevice(&bounds, line.description)) throw NoText(line);
+    if (!bounds.IsDrawable()) {
+      throw line.source->ErrorAt(line.pointer + "/Content", "the text is too long or no font is installed");
     }
-    if (!bounds.IsDrawable()) refuse("the text is too long or no font is installed");
     observer.LineMeasured(line, page);
     observer.Advance();
   }

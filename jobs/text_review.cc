@@ -6,6 +6,7 @@
 #include <tovkit/imaging.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <utility>
 
@@ -35,12 +36,34 @@ struct Edge {
 
 // Rounded to a tenth, and at least one tenth.
 std::string Rounded(double length) {
-  char text[64];
+  char text[320];
   std::snprintf(text, sizeof text, "%.1f", std::max(0.1, length));
   return text;
 }
 
+// A whole number of any size, without an exponent.
+std::string Whole(double number) {
+  char text[320];
+  std::snprintf(text, sizeof text, "%.0f", number);
+  return text;
+}
+
 }  // namespace
+
+std::string ClippedText(const JsonValue& clipped) {
+  std::string text;
+  for (const char* const edge : {"left", "top", "right", "bottom"}) {
+    if (!clipped.HasMember(edge)) continue;
+    text += (text.empty() ? "" : ", ") + Rounded(clipped.GetMemberDouble(edge, 0)) + " beyond the " + edge +
+            " edge";
+  }
+  text = (clipped.GetMemberBool("wholly", false) ? "wholly outside the page: " : "outside the page: ") + text;
+  if (const SharedPtr<const JsonValue> needs = clipped.GetMember("needs")) {
+    text += "; it needs " + Whole(needs->GetMemberDouble("width", 0)) + "x" +
+            Whole(needs->GetMemberDouble("height", 0));
+  }
+  return text;
+}
 
 const std::array<const char*, kTroubles>& TroubleNames() {
   static constexpr std::array<const char*, kTroubles> names = {"glyphs", "fonts", "keys", "clip"};
@@ -96,7 +119,7 @@ void TextReview::LookAtFonts(const MeasuredLine& line, const JsonValue& report) 
   if (!IsTold(Trouble::kFonts)) return;
   Tell(Trouble::kFonts, line, "/Font/FontName",
        "the font \"" + wanted + "\" is not installed; " + font->GetMemberString("family", "") +
-           " stands in for it");
+           " stands in for it; fc-list names those that are");
 }
 
 void TextReview::LookAtKeys(const MeasuredLine& line, const JsonValue& report) {
@@ -118,18 +141,27 @@ void TextReview::LookAtClip(const MeasuredLine& line, const std::optional<CoreSi
                         {"top", -ink->GetMemberDouble("top", 0)},
                         {"right", ink->GetMemberDouble("right", 0) - double{page->width}},
                         {"bottom", ink->GetMemberDouble("bottom", 0) - double{page->height}}};
-  std::string text;
   SharedPtr<JsonValue> clipped;
   for (const Edge& edge : edges) {
     if (edge.beyond <= 0) continue;
     if (!clipped) clipped = report.AddObjectMember("clipped");
     clipped->SetMemberDouble(edge.name, edge.beyond);
-    text += (text.empty() ? "" : ", ") + Rounded(edge.beyond) + " beyond the " + edge.name + " edge";
   }
-  if (text.empty()) return;
+  if (!clipped) return;
+  const bool isOutside = ink->GetMemberDouble("right", 0) <= 0 || ink->GetMemberDouble("bottom", 0) <= 0 ||
+                         ink->GetMemberDouble("left", 0) >= double{page->width} ||
+                         ink->GetMemberDouble("top", 0) >= double{page->height};
+  clipped->SetMemberBool("wholly", isOutside);
+  if (!clipped->HasMember("left") && !clipped->HasMember("top")) {
+    const SharedPtr<JsonValue> needs = clipped->AddObjectMember("needs");
+    needs->SetMemberDouble("width",
+                           std::ceil(std::max(double{page->width}, ink->GetMemberDouble("right", 0))));
+    needs->SetMemberDouble("height",
+                           std::ceil(std::max(double{page->height}, ink->GetMemberDouble("bottom", 0))));
+  }
   ++KindOf(Trouble::kClip).count;
   if (!IsTold(Trouble::kClip)) return;
-  Tell(Trouble::kClip, line, "", "the text has ink outside the page: " + text);
+  Tell(Trouble::kClip, line, "", (isOutside ? "the text is " : "the text has ink ") + ClippedText(*clipped));
 }
 
 // Places come first in the report, since people look for them.

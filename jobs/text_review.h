@@ -98,4 +98,9 @@ class TextReview {
   std::int64_t failuresCount_ = 0;  // what they stand for
 };
 
+// How far ink stands over which edges of the page, of "clipped" in a report, and what size of page has room
+// for it: "outside the page:
+// 165.3 beyond the right edge; it needs 526x60".
+std::string ClippedText(const tovkit::JsonValue& clipped);
+
 }  // namespace jobs

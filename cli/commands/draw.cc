@@ -16,8 +16,13 @@
 
 #include <tovkit/util.h>
 
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstddef>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <exception>
 #include <filesystem>
 #include <memory>
@@ -151,6 +156,28 @@ std::vector<std::string> WatchedFiles(const DrawOptions& options) {
   }
 }
 
+// --report and --strict take a value only behind "=". A FILE behind them that does not exist was perhaps
+// meant for one: kinds of trouble, or a file beside others.
+void CheckFilesBehindFlags(const CLI::App& draw, const DrawOptions& options) {
+  const CLI::Option* const file = draw.get_option_no_throw("FILE");
+  const CLI::Option* const report = draw.get_option_no_throw("--report");
+  const CLI::Option* const strict = draw.get_option_no_throw("--strict");
+  const CLI::Option* before = nullptr;
+  std::size_t count = 0;
+  for (const CLI::Option* const option : draw.parse_order()) {
+    if (option == file && count < options.files.size()) {
+      const std::string& name = options.files[count++];
+      const bool isReport = before == report && options.review.report == "-" && options.files.size() > 1;
+      const bool isStrict = before == strict && options.review.strict == "all" && ParseTroubles(name);
+      if ((isReport || isStrict) && access(name.c_str(), F_OK) != 0 && errno == ENOENT) {
+        throw CommandError(name + ": " + std::strerror(ENOENT) + "; did you mean " +
+                           (isReport ? "--report=" : "--strict=") + name + "?");
+      }
+    }
+    before = option;
+  }
+}
+
 void AddTextOptions(CLI::App& draw, TextOptions& options) {
   CLI::Option* const text = draw.add_option("--text", options.text, "Draw this line, in place of a FILE")
                                 ->type_name("TEXT")
@@ -165,12 +192,13 @@ void AddTextOptions(CLI::App& draw, TextOptions& options) {
       ->type_name("POINTS")
       ->needs(text)
       ->check(CLI::Range(1, 10000));
-  draw.add_option("--color", options.color, "Its color, as that of --background (default: black)")
+  draw.add_option("--color", options.color, "Its color, as that of --background (default: #000000)")
       ->type_name("COLOR")
       ->needs(text)
       ->check([](const std::string& color) {
-        return color != "none" && jobs::ParseBackground(color) ? std::string()
-                                                               : "'" + color + "' is no color";
+        return color != "none" && jobs::ParseBackground(color)
+                   ? std::string()
+                   : "'" + color + "' is no color: " + jobs::kColorForms;
       });
   draw.add_flag("--bold", options.bold, "Draw it bold")->needs(text);
   draw.add_flag("--italic", options.italic, "Draw it italic")->needs(text);
@@ -226,10 +254,11 @@ void AddDrawCommand(CLI::App& app) {
       ->capture_default_str();
   CLI::Option* const background =
       draw->add_option("--background", options->background,
-                       "none, #gg, #rrggbb, #ccmmyykk, or 1, 3 or 4 numbers (default: white)")
+                       std::string("none, ") + jobs::kColorForms + " (default: #ffffff)")
           ->type_name("COLOR")
           ->check([](const std::string& text) {
-            return jobs::ParseBackground(text) ? std::string() : "'" + text + "' is no color";
+            return jobs::ParseBackground(text) ? std::string()
+                                               : "'" + text + "' is no color: none, " + jobs::kColorForms;
           });
   draw->add_option("--over", options->over,
                    "Draw on this picture, at its size, a pixel to a unit unless --dpi says otherwise")
@@ -244,7 +273,8 @@ void AddDrawCommand(CLI::App& app) {
       ->type_name("FILE");
   draw->add_flag("-v,--verbose", options->verbose, "Tell which fonts stand in for missing ones");
   AddReviewOptions(*draw, options->review);
-  draw->callback([options] {
+  draw->callback([options, draw] {
+    CheckFilesBehindFlags(*draw, *options);
     if (options->files.empty() && !options->text.text) options->files = {ChosenInput("")};
     options->watch ? DrawOnEveryChange(*options) : Draw(*options);
   });

@@ -106,8 +106,10 @@ TEST_F(DrawForms, TheOptionsOfALineNeedItAndAreChecked) {
   ExpectRefused({"--bold", "-o", out}, 2, "--bold requires --text");
   ExpectRefused({"--text", "x", "file.json", "-o", out}, 2, "FILE excludes --text");
   ExpectRefused({"--text", "", "-o", out}, 2, "the text is empty");
-  ExpectRefused({"--text", "x", "--color", "red", "-o", out}, 2, "'red' is no color");
-  ExpectRefused({"--text", "x", "--color", "none", "-o", out}, 2, "'none' is no color");
+  const std::string forms = "#gg, #rrggbb, #ccmmyykk, or 1, 3 or 4 numbers from 0 to 255";
+  ExpectRefused({"--text", "x", "--color", "red", "-o", out}, 2, "'red' is no color: " + forms);
+  ExpectRefused({"--text", "x", "--color", "none", "-o", out}, 2, "'none' is no color: " + forms);
+  ExpectRefused({"--text", "x", "--background", "red", "-o", out}, 2, "'red' is no color: none, " + forms);
   ExpectRefused({"--text", "x", "--font-size", "0", "-o", out}, 2, "--font-size");
   ExpectRefused({"--text", "x", "--at", "5", "-o", out}, 2, "'5' is no place such as 20,35.5");
   EXPECT_EQ(FilesLeft(), 0u);

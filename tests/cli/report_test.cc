@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <regex>
 #include <string>
 #include <vector>
 
@@ -93,6 +94,32 @@ TEST_F(Report, ValuesComeBehindAnEqualsSignOnly) {
   EXPECT_STREQ(Line(Read("report"))->GetMemberString("content", ""), "b");
 }
 
+TEST_F(Report, AValueBehindASpaceThatIsNoFileIsToldWhatWasMeant) {
+  const std::string json = Write("b.json", WithFont(R"("Content": "b")"));
+  const std::string none = Path("none.json");
+  const std::string missing = ": No such file or directory";
+  const struct {
+    std::vector<std::string> words;
+    std::string said;
+  } rows[] = {{{"--strict", "keys", json}, "keys" + missing + "; did you mean --strict=keys?"},
+              {{json, "--strict", "keys,clip"}, "keys,clip" + missing + "; did you mean --strict=keys,clip?"},
+              {{"--strict", none, json}, none + missing},
+              {{"--strict=keys", "keys", json}, "keys" + missing},
+              {{"--strict", json, "keys"}, "keys" + missing},
+              {{"--report", none, json}, none + missing + "; did you mean --report=" + none + "?"},
+              {{"--report", none}, none + missing},
+              {{"--report", json, none}, none + missing},
+              {{"--report=" + Path("r"), none, json}, none + missing}};
+  for (const auto& row : rows) {
+    std::vector<std::string> arguments = {"draw", "-o", Path("a.png")};
+    arguments.insert(arguments.end(), row.words.begin(), row.words.end());
+    const CommandResult result = RunCommand(arguments);
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.err, "tovkit: " + row.said + "\n");
+    EXPECT_FALSE(IsDrawn());
+  }
+}
+
 TEST_F(Report, ThePageAndTheReportCannotShareAnOutput) {
   const std::string json = Write("b.json", WithFont(R"("Content": "b")"));
   CommandResult result = RunCommand({"draw", json, "-o", "-", "--format", "png", "--report"});
@@ -124,13 +151,14 @@ TEST_F(Report, AShortLineTellsTheFirstOfEachKindOfTrouble) {
   const auto said = [](const std::string& tells) {
     return "tovkit: a.json:1:14: no font has U+E123 PRIVATE USE CHARACTER (and 2 more" + tells +
            ")\n"
-           "tovkit: a.json:1:84: the font \"No Such Font\" is not installed;  stands in for it (and 1 more" +
+           "tovkit: a.json:1:84: the font \"No Such Font\" is not installed;  stands in for it; fc-list "
+           "names those that are (and 1 more" +
            tells +
            ")\n"
            "tovkit: a.json:1:100: \"FontNmae\" is no key of a font; did you mean \"FontName\"? (and 1 more" +
            tells + ")\n";
   };
-  const std::string clip = "tovkit: a.json:2:1: the text has ink outside the page: ";
+  const std::string clip = "tovkit: a.json:2:1: the text is wholly outside the page: ";
   const CommandResult result = Draw(kTroubles, {"--size", "600x200"});
   EXPECT_EQ(result.status, 0);
   EXPECT_TRUE(IsDrawn());
@@ -176,6 +204,10 @@ TEST_F(Report, StrictDrawsNothingAndSaysWhereItIs) {
        "a.json:1:18: \"Fnot\" is no key of a line; did you mean \"Font\"?"},
       {"keys", R"({"Content": "a", "Font": {"FontSize": "12"}})",
        "a.json:1:39: \"FontSize\" is a string, where an integer is expected; 26 is used"},
+      {"keys", R"({"Content": "a", "Font": {"Color": 5}})",
+       "a.json:1:36: \"Color\" is an integer, where a string is expected; #000000 is used"},
+      {"keys", R"({"Content": "a", "Font": {"Color": "1 2"}})",
+       "a.json:1:36: \"1 2\" is no color such as \"#1F4E79\" or \"31 78 121\"; #000000 is used"},
       {"clip", R"({"Content": "a", "DeltaX": 395})", "beyond the right edge"},
   };
   for (const auto& row : rows) {
@@ -212,7 +244,8 @@ TEST_F(Report, StrictTellsEveryTroubleOfItsKinds) {
       "  {\"Content\": \"x\", \"Bold\": true,\n" +
       std::string(19, ' ') + "^\n";
   const std::string fonts =
-      "tovkit: a.json:2:24: the font \"No Such Font\" is not installed;  stands in for it\n"
+      "tovkit: a.json:2:24: the font \"No Such Font\" is not installed;  stands in for it; fc-list names "
+      "those that are\n"
       "    \"Font\": {\"FontName\": \"No Such Font\", \"FontNmae\": 1}},\n" +
       std::string(25, ' ') + "^\n";
   const std::string glyphs =
@@ -276,6 +309,41 @@ TEST_F(Report, TellsHowFarInkIsOutsideThePage) {
   EXPECT_FALSE(clipped->HasMember("right"));
 }
 
+TEST_F(Report, ClippedTextIsToldWhatItNeeds) {
+  const struct {
+    const char* place;
+    const char* said;  // what stands in front of a number and behind it
+    const char* behind;
+    bool wholly;
+    bool fits;  // when it gets what it needs
+  } rows[] = {
+      {R"("DeltaX": 250, "DeltaY": 20)",
+       "the text has ink outside the page: ", " beyond the right edge; it needs ", false, true},
+      {R"("DeltaY": 85)", "the text has ink outside the page: ", " beyond the bottom edge; it needs ", false,
+       true},
+      {R"("DeltaX": 5000, "DeltaY": 20)",
+       "the text is wholly outside the page: ", " beyond the right edge; it needs ", true, true},
+      {R"("DeltaY": 5000)", "the text is wholly outside the page: ", " beyond the bottom edge; it needs ",
+       true, true},
+      {R"("DeltaX": -5000, "DeltaY": 20)", "the text is wholly outside the page: ", " beyond the left edge\n",
+       true, false},
+      {R"("DeltaY": -5000)", "the text is wholly outside the page: ", " beyond the top edge\n", true, false},
+      {R"("DeltaX": -10, "DeltaY": 20)", "the text has ink outside the page: ", " beyond the left edge\n",
+       false, false}};
+  for (const auto& row : rows) {
+    const std::string json = WithFont(std::string(R"("Content": "clipped", )") + row.place);
+    const std::string err = Draw(json, {"--size", "300x100"}).err;
+    EXPECT_TRUE(Has(err, std::string("a.json:1:1: ") + row.said)) << err;
+    EXPECT_TRUE(Has(err, row.behind)) << err;
+    const auto clipped = Line(Draw(json, {"--size", "300x100", "--report"}).out)->GetMember("clipped");
+    EXPECT_EQ(clipped->GetMemberBool("wholly", !row.wholly), row.wholly) << err;
+    EXPECT_EQ(clipped->HasMember("needs"), row.fits) << err;
+    if (!row.fits) continue;
+    const std::size_t at = err.find("it needs ") + 9;
+    EXPECT_EQ(Draw(json, {"--size", err.substr(at, err.find('\n') - at)}).err, "") << err;
+  }
+}
+
 TEST_F(Report, TheLimitBoundsEveryList) {
   std::string json = "{\"Content\": \"x\"";
   for (int i = 0; i < 10000; ++i) json += ", \"key" + std::to_string(i) + "\": 1";
@@ -296,22 +364,25 @@ TEST_F(Report, BytesThatAreNoTextAreStillJson) {
   EXPECT_TRUE(Has(result.out, "\xEF\xBF\xBD.json"));
 }
 
+// What a person on a terminal is shown.
+std::string ShownOnTerminal(const std::vector<std::string>& arguments) {
+  Terminal terminal;
+  const pid_t child = StartCommand(arguments, STDIN_FILENO, terminal.theirs, STDERR_FILENO);
+  terminal.HangUp();
+  std::string shown;
+  char piece[4096];
+  for (ssize_t length = 0; (length = read(terminal.ours, piece, sizeof piece)) > 0;) {
+    shown.append(piece, static_cast<std::size_t>(length));
+  }
+  int status = 0;
+  waitpid(child, &status, 0);
+  EXPECT_EQ(WEXITSTATUS(status), 0);
+  return shown;
+}
+
 TEST_F(Report, PeopleOnATerminalGetATable) {
   const std::string json = Write("t.json", R"({"Content": "ab\uE123", "Fnot": 1})");
-  std::string shown;
-  {
-    Terminal terminal;
-    const pid_t child = StartCommand({"draw", json, "-o", Path("a.png"), "--report"}, STDIN_FILENO,
-                                     terminal.theirs, STDERR_FILENO);
-    terminal.HangUp();
-    char piece[4096];
-    for (ssize_t length = 0; (length = read(terminal.ours, piece, sizeof piece)) > 0;) {
-      shown.append(piece, static_cast<std::size_t>(length));
-    }
-    int status = 0;
-    waitpid(child, &status, 0);
-    EXPECT_EQ(WEXITSTATUS(status), 0);
-  }
+  const std::string shown = ShownOnTerminal({"draw", json, "-o", Path("a.png"), "--report"});
   EXPECT_TRUE(Has(shown, "t.json:1:1")) << shown;
   EXPECT_TRUE(Has(shown, "no glyph  U+E123 PRIVATE USE CHARACTER, at 2")) << shown;
   EXPECT_TRUE(Has(shown, "t.json:1:25: \"Fnot\" is no key of a line; did you mean \"Font\"?")) << shown;
@@ -320,6 +391,20 @@ TEST_F(Report, PeopleOnATerminalGetATable) {
                   "  1 member of a description is not used as it stands\r\n"))
       << shown;
   EXPECT_FALSE(Has(shown, "{\""));
+}
+
+TEST_F(Report, NumbersOfTheTableAreRoundedAndTheEndSaysWhenNothingLooksWrong) {
+  const std::string json =
+      Write("t.json", WithFont(R"("Content": "clipped", "DeltaX": 0.123456, "DeltaY": 85)"));
+  std::string shown = ShownOnTerminal({"draw", json, "-o", Path("a.png"), "--report", "--size", "300x100"});
+  const std::regex ink(R"(ink {7}\d+\.\d,\d+\.\d to \d+\.\d,\d+\.\d, color #000000\r\n)");
+  const std::regex clip(
+      R"(clipped   outside the page: \d+\.\d beyond the bottom edge; it needs 300x\d+\r\n)");
+  EXPECT_TRUE(std::regex_search(shown, ink)) << shown;
+  EXPECT_TRUE(std::regex_search(shown, clip)) << shown;
+  EXPECT_TRUE(Has(shown, "\r\n\r\nWhat looks wrong:\r\n  1 line has ink outside the page\r\n")) << shown;
+  shown = ShownOnTerminal({"draw", json, "-o", Path("a.png"), "--report"});
+  EXPECT_TRUE(Has(shown, "\r\n\r\nNothing looks wrong.\r\n")) << shown;
 }
 
 TEST_F(Report, TheSchemaIsPrintedWithoutAnythingElse) {

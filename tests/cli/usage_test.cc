@@ -68,6 +68,14 @@ TEST(Usage, AMistypedOptionIsNamedWithTheNearest) {
   for (const auto& row : kTable) ExpectUsage(row.arguments, row.what);
 }
 
+TEST(Usage, AnOutputAmongTheFilesIsNamed) {
+  ExpectUsage({"draw", "x.json", "x.png"}, "--output is required; did you mean -o x.png?");
+  ExpectUsage({"draw", "x.json", "y.json", "x.pdf"}, "--output is required; did you mean -o x.pdf?");
+  ExpectUsage({"draw", "x.json", "y.json"}, "--output is required");
+  ExpectUsage({"draw", "x.png"}, "--output is required");
+  ExpectUsage({"draw", "x.json"}, "--output is required");
+}
+
 TEST(Usage, OddWordsAreNoTrouble) {
   ExpectUsage({""},
               "'' is no subcommand; there are base64, batch, doctor, draw, help, hit, info, image, json, "

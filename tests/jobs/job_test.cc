@@ -88,6 +88,38 @@ TEST(DrawJob, ErrorsHaveKindPlaceAndText) {
   ExpectError(fonts, ErrorKind::kInput, "/no/such.ttf", "No such file or directory");
 }
 
+TEST(DrawJob, ALineWithoutTextIsToldWhy) {
+  CoreMemoryOutputStream out;
+  const std::string longName(61, 'n');
+  const struct {
+    std::string json;
+    const char* place;
+    std::string cause;
+  } rows[] = {
+      {"{}", "lines:1:1", "\"Content\" is missing or empty"},
+      {R"({"Content": ""})", "lines:1:13", "\"Content\" is missing or empty"},
+      {R"({"Content": "\u0000a"})", "lines:1:13", "\"Content\" is missing or empty"},
+      {R"({"Content": 1542})", "lines:1:13", "\"Content\" is an integer, where a string is expected"},
+      {R"({"Content": null})", "lines:1:13", "\"Content\" is null, where a string is expected"},
+      {R"({"Content": ["x"]})", "lines:1:13", "\"Content\" is an array, where a string is expected"},
+      {R"({"content": "hi"})", "lines:1:2", "\"content\" is no key of a line; did you mean \"Content\"?"},
+      {R"({"DeltaX": 1, "Contnet": "hi"})", "lines:1:15",
+       "\"Contnet\" is no key of a line; did you mean \"Content\"?"},
+      {R"({"Content; nothing": 1})", "lines:1:1",
+       "a line needs \"Content\"; this object has \"Content; nothing\""},
+      {R"({"Text": "hi"})", "lines:1:1", "a line needs \"Content\"; this object has \"Text\""},
+      {R"([{"lines": ["hi"]}])", "lines:1:2", "a line needs \"Content\"; this object has \"lines\""},
+      {R"({"DeltaX": 5})", "lines:1:1", "a line needs \"Content\"; this object has \"DeltaX\""},
+      {"{\"" + longName.substr(1) + "\": 1}", "lines:1:1",
+       "a line needs \"Content\"; this object has \"" + longName.substr(1) + "\""},
+      {"{\"" + longName + "\": 1}", "lines:1:1", "a line needs \"Content\""}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.json);
+    ExpectError(DrawJobOf(row.json.c_str(), out, "png"), ErrorKind::kInput, row.place,
+                "no text to draw; " + row.cause);
+  }
+}
+
 TEST(DrawJob, AnErrorInJsonShowsItsLine) {
   CoreMemoryOutputStream out;
   jobs::Observer silent;
