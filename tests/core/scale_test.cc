@@ -131,6 +131,21 @@ TEST(RowReader, UsedColorsAreThoseOfThePaletteOrMore) {
   }
 }
 
+// An index beyond the palette, at every place of a row that is read in blocks and to its end.
+TEST(RowReader, UsedColorsAreSeenAtEveryPlaceOfALongRow) {
+  for (const int bits : {1, 4, 8}) {
+    const int width = 50 * 8 / bits + 1;
+    for (int x = 0; x < width; ++x) {
+      CoreDib dib;
+      ASSERT_TRUE(dib.Create(width, 1, bits));
+      std::memset(dib.GetBuffer(), 0, dib.GetBufferSize());
+      image::GivePalette(dib, 1);
+      dib.GetRow(0)[x * bits / 8] |= static_cast<std::uint8_t>(1 << (8 - bits - x * bits % 8));
+      ASSERT_EQ(tovmx::UsedColors(dib), 2) << bits << " bits, at " << x;
+    }
+  }
+}
+
 TEST(FillProportions, ASideOfZeroFollowsTheOther) {
   const struct {
     CoreSize wanted, own, expected;

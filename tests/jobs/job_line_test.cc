@@ -287,7 +287,9 @@ TEST_F(JobLine, AnEarlierResultHoldsAsLongAsTheOutputIsThere) {
   const std::string line = R"({"draw": {"Content": "x"}, "out": "x.png"})";
   const JobResult first = runner.Run(line);
   const jobs::EarlierResult earlier{first.jobHash.substr(0, 32), first.bytes};
-  EXPECT_EQ(runner.Run(line, earlier).state, JobState::kSkipped);
+  const JobResult skipped = runner.Run(line, earlier);
+  EXPECT_EQ(skipped.state, JobState::kSkipped);
+  EXPECT_EQ(skipped.bytes, first.bytes);
   EXPECT_EQ(runner.Run(R"({"draw": {"Content": "y"}, "out": "x.png"})", earlier).state, JobState::kDone)
       << "another job";
   EXPECT_EQ(runner.Run(line).outputHash, first.outputHash) << "the same bytes again";
@@ -295,6 +297,8 @@ TEST_F(JobLine, AnEarlierResultHoldsAsLongAsTheOutputIsThere) {
   EXPECT_EQ(runner.Run(line, earlier).state, JobState::kDone) << "the output was cut";
   fs::remove(Out() + "/x.png");
   EXPECT_EQ(runner.Run(line, earlier).state, JobState::kDone) << "the output is gone";
+  fs::remove(Out() + "/x.png");
+  EXPECT_EQ(runner.Run(line, {{earlier.jobHash, 0}}).state, JobState::kDone) << "no output has no size";
 }
 
 TEST_F(JobLine, ReportsCarryWarnings) {
@@ -306,6 +310,11 @@ TEST_F(JobLine, ReportsCarryWarnings) {
   const JobResult result = JobRunner(options).Run(line);
   ASSERT_EQ(result.warnings.size(), 1u);
   EXPECT_EQ(result.warnings[0].substr(0, 22), "font: No Such Font -> ");
+  fs::create_directory(Out() + "/taken.png");
+  const JobResult failed = JobRunner(options).Run(
+      R"({"draw": {"Content": "x", "Font": {"FontName": "No Such Font"}}, "out": "taken.png"})");
+  EXPECT_EQ(failed.state, JobState::kFailed);
+  EXPECT_EQ(failed.warnings, result.warnings) << "a failure has them too";
 }
 
 TEST_F(JobLine, ReportsCarryWhatIsNotDrawnAsItStands) {

@@ -214,6 +214,26 @@ TEST_F(SharedMemoryTest, AttachWithoutASegmentFails) {
   EXPECT_EQ(memory.GetSize(), 0u);
 }
 
+TEST_F(SharedMemoryTest, ACallThatSucceedsForgetsTheMessageOfTheOneBefore) {
+  const auto fail = [](SharedMemory& memory) {
+    EXPECT_FALSE(memory.Attach(0));
+    EXPECT_STRNE(memory.GetErrorMessage(), "");
+  };
+  SharedMemory memory(name());
+  fail(memory);
+  ASSERT_TRUE(memory.Create(64, kRead | kWrite));
+  EXPECT_STREQ(memory.GetErrorMessage(), "");
+  fail(memory);
+  ASSERT_TRUE(memory.Attach(kRead));
+  EXPECT_STREQ(memory.GetErrorMessage(), "");
+  fail(memory);
+  ASSERT_TRUE(memory.Detach(false));
+  EXPECT_STREQ(memory.GetErrorMessage(), "");
+  fail(memory);
+  ASSERT_TRUE(memory.Destroy());
+  EXPECT_STREQ(memory.GetErrorMessage(), "");
+}
+
 TEST_F(SharedMemoryTest, DetachOfWhatWasNeverAttachedIsTrue) {
   SharedMemory memory(name());
   EXPECT_FALSE(memory.Attach(0));
