@@ -23,6 +23,7 @@ constexpr std::size_t kMostAhead = 128;  // jobs
 constexpr std::size_t kBytesAhead = 1 << 18;
 constexpr int kVainStarts = 10;
 constexpr std::chrono::seconds kStartLimit{60};
+constexpr std::chrono::seconds kSilence{1};
 constexpr double kWeight = 0.1;  // of the latest job in the average
 
 std::size_t Ahead(double secondsPerJob) {
@@ -43,7 +44,8 @@ void CrewMember::Start() {
   settings.parent = getpid();
   worker_ = std::make_unique<WorkerProcess>(options_.program, settings);
   given_ = 0;
-  ready_ = killedLate_ = retired_ = false;
+  ready_ = killedLate_ = confused_ = retired_ = false;
+  heard_ = Clock::now();
 }
 
 bool CrewMember::WantsJobs() const {
@@ -68,18 +70,22 @@ void CrewMember::Add(RunningJob&& job) {
 }
 
 void CrewMember::SendJobs() {
-  if (!added_.empty()) worker_->Send(added_.TakeFrame());
+  if (added_.empty()) return;
+  worker_->Send(added_.TakeFrame());
+  heard_ = Clock::now();
 }
 
 pollfd CrewMember::Polled() const {
   return {worker_->socket(), static_cast<short>(worker_->HasMoreToSend() ? POLLIN | POLLOUT : POLLIN), 0};
 }
 
-// How far the running job, or the start, is beyond its time limit; negative before that.
+// How far the running job, or the start, is beyond its time limit; negative before that. A worker that has
+// jobs and runs none is between two of them, for a moment only.
 std::chrono::nanoseconds CrewMember::Lateness() const {
   Clock::time_point since;
   const bool runs = ready_ && worker_->Running(since) != 0;
-  if (ready_ && !runs) return -kStartLimit;
+  if (ready_ && !runs && jobs_.empty()) return -kStartLimit;
+  if (ready_ && !runs) return Clock::now() - heard_ - options_.timeout - kSilence;
   if (!ready_) return Clock::now() - worker_->started() - kStartLimit;
   return Clock::now() - since - options_.timeout;
 }
@@ -98,7 +104,12 @@ bool CrewMember::Collect(const Deliver& deliver) {
   worker_->SendMore();
   const bool alive = worker_->Receive();
   std::string_view message;
-  while (worker_->NextMessage(message)) Handle(WireReader(message), deliver);
+  try {
+    while (worker_->NextMessage(message)) Handle(WireReader(message), deliver);
+  } catch (const BrokenMessage&) {
+    confused_ = true;
+    return false;
+  }
   if (alive && retired_ && jobs_.empty()) {
     Dismiss();
     Start();
@@ -107,6 +118,7 @@ bool CrewMember::Collect(const Deliver& deliver) {
 }
 
 void CrewMember::Handle(WireReader message, const Deliver& deliver) {
+  heard_ = Clock::now();
   if (!ready_) {
     if (!message.Take<bool>()) throw Error(ErrorKind::kInput, "worker", message.TakeResult().message);
     ready_ = true;
@@ -117,6 +129,7 @@ void CrewMember::Handle(WireReader message, const Deliver& deliver) {
     const auto sequence = message.Take<std::uint64_t>();
     JobResult result = message.TakeResult();
     // Results come in the order of the jobs.
+    if (jobs_.empty() || sequence != jobs_.front().sequence) throw BrokenMessage("a result of no job");
     result.id = std::move(jobs_.front().job.id);
     result.attempts = jobs_.front().attempts;
     result.worker = number_;
@@ -129,11 +142,13 @@ void CrewMember::Handle(WireReader message, const Deliver& deliver) {
 
 std::optional<CrewMember::Blame> CrewMember::Replace(std::deque<RunningJob>& again) {
   Clock::time_point since;
-  const std::uint64_t running = worker_->Running(since);
-  const double seconds = std::chrono::duration<double>(Clock::now() - since).count();
+  std::uint64_t running = worker_->Running(since);
+  const double seconds = running == 0 ? 0 : std::chrono::duration<double>(Clock::now() - since).count();
   const bool late = killedLate_;
+  if (running == 0 && (late || confused_) && !jobs_.empty()) running = jobs_.front().sequence;
   worker_->Kill();
-  const std::string end = worker_->WaitForEnd();
+  std::string end = worker_->WaitForEnd();
+  if (confused_) end = "sent what is no result";
   if (!ready_ && ++vainStarts_ == kVainStarts) {
     throw Error(ErrorKind::kLimit, options_.program, "workers end before they begin: " + end);
   }

@@ -49,15 +49,16 @@ class CrewMember {
   void SendJobs();
 
   pollfd Polled() const;
-  // The time until the running job is late.
+  // The time until the running job is late, or a worker that has jobs and runs none.
   std::chrono::milliseconds TimeLeft() const;
   void KillWhenLate();
 
-  // Delivers the results that have come. False when the worker has ended. Throws Error when it refuses its
-  // settings.
+  // Delivers the results that have come. False when the worker has ended or sent what is no result. Throws
+  // Error when it refuses its settings.
   [[nodiscard]] bool Collect(const Deliver& deliver);
 
-  // Replaces a worker that has ended. The job that it was running, if any, is to blame and returned; the
+  // Replaces a worker that has ended, and ends one that has not. The job that it was running, if any, is to
+  // blame and returned; of a worker that fell silent or sent what is no result, the one that was due. The
   // others go to the front of `again`. Throws Error when workers keep ending before they begin.
   [[nodiscard]] std::optional<Blame> Replace(std::deque<RunningJob>& again);
 
@@ -79,9 +80,11 @@ class CrewMember {
   std::uint64_t given_ = 0;  // jobs, to this worker
   bool ready_ = false;       // it has begun
   bool killedLate_ = false;
-  bool retired_ = false;         // gets no more jobs
-  int vainStarts_ = 0;           // one after the other
-  double secondsPerJob_ = 0.01;  // of late
+  bool confused_ = false;                        // it sent what is no result
+  std::chrono::steady_clock::time_point heard_;  // of it, or told it something
+  bool retired_ = false;                         // gets no more jobs
+  int vainStarts_ = 0;                           // one after the other
+  double secondsPerJob_ = 0.01;                  // of late
 };
 
 }  // namespace jobs

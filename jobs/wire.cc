@@ -6,9 +6,13 @@
 // The executor still does not trust a worker: every size in a message is checked against the bytes that came.
 #include "wire.h"
 
-#include <stdexcept>
-
 namespace jobs {
+
+namespace {
+
+constexpr std::uint64_t kLargestFrame = std::uint64_t{1} << 32;
+
+}  // namespace
 
 void WireWriter::Put(const WorkerSettings& settings) {
   const RunnerOptions& runner = settings.runner;
@@ -58,6 +62,8 @@ JobResult WireReader::TakeResult() {
   JobResult result;
   result.state = Take<JobState>();
   result.kind = Take<FailureKind>();
+  if (result.state > JobState::kSkipped || result.kind > FailureKind::kCrash)
+    throw BrokenMessage("no such state of a job");
   result.output = TakeText();
   result.bytes = Take<std::uint64_t>();
   result.jobHash = TakeText();
@@ -81,7 +87,7 @@ std::string WireWriter::TakeFrame() {
 }
 
 std::string_view WireReader::TakeBytes(std::uint64_t count) {
-  if (count > bytes_.size()) throw std::length_error("the message is cut");
+  if (count > bytes_.size()) throw BrokenMessage("the message is cut");
   const std::string_view taken = bytes_.substr(0, count);
   bytes_.remove_prefix(count);
   return taken;
@@ -102,6 +108,7 @@ bool FrameBuffer::Next(std::string_view& message) {
   std::uint64_t size = 0;
   if (bytes_.size() - at_ < sizeof size) return false;
   std::memcpy(&size, bytes_.data() + at_, sizeof size);
+  if (size > kLargestFrame) throw BrokenMessage("a frame of impossible size");
   if (bytes_.size() - at_ - sizeof size < size) return false;
   message = std::string_view(bytes_).substr(at_ + sizeof size, size);
   at_ += sizeof size + size;

@@ -8,11 +8,18 @@
 
 #include <cstdint>
 #include <cstring>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <type_traits>
 
 namespace jobs {
+
+// Bytes that are no message: the other end is broken.
+class BrokenMessage final : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
 
 // What a worker is told when it starts.
 struct WorkerSettings {
@@ -45,7 +52,7 @@ class WireWriter {
   std::string bytes_;
 };
 
-// Reads what WireWriter wrote, in the same order.
+// Reads what WireWriter wrote, in the same order. Throws BrokenMessage for anything else that it can tell.
 class WireReader {
  public:
   explicit WireReader(std::string_view bytes) : bytes_(bytes) {}
@@ -64,7 +71,7 @@ class WireReader {
   JobResult TakeResult();
 
  private:
-  // Throws std::length_error when there are not so many.
+  // Throws BrokenMessage when there are not so many.
   std::string_view TakeBytes(std::uint64_t count);
 
   std::string_view bytes_;
@@ -74,7 +81,8 @@ class WireReader {
 class FrameBuffer {
  public:
   void Append(const char* bytes, std::size_t size);
-  // The next frame's message, valid until the next call of either. False when none is complete.
+  // The next frame's message, valid until the next call of either. False when none is complete. Throws
+  // BrokenMessage for a frame that is larger than any.
   [[nodiscard]] bool Next(std::string_view& message);
 
  private:

@@ -206,6 +206,26 @@ TEST_F(ExecutorTest, ACrashCostsOneJob) {
   ExpectLabelsBut(60, {"10", "20", "30"});
 }
 
+// A worker whose memory is in ruins may send anything.
+TEST_F(ExecutorTest, NonsenseCostsTheJobThatSentIt) {
+  for (const std::string kind : {"cut", "stranger", "huge", "silent"}) {
+    results_.byId.clear();
+    ExecutorOptions options = Options(1);
+    options.timeout = std::chrono::milliseconds(300);
+    std::vector<std::string> texts = Labels(6);
+    texts[2] = Fault("nonsense", kind);
+    EXPECT_TRUE(Run(options, texts)) << kind;
+    ASSERT_EQ(results_.byId.size(), 6u) << kind;
+    for (const auto& [id, result] : results_.byId) {
+      EXPECT_EQ(result.state, id == "3" ? JobState::kQuarantined : JobState::kDone) << kind << ' ' << id;
+    }
+    const JobResult& lost = results_.byId["3"];
+    EXPECT_EQ(lost.message,
+              kind == "silent" ? "job: not done within 0.3 s" : "job: the worker sent what is no result");
+    EXPECT_EQ(lost.attempts, 2);
+  }
+}
+
 TEST_F(ExecutorTest, ALoopEndsAtItsDeadline) {
   ExecutorOptions options = Options(2);
   options.timeout = std::chrono::milliseconds(jobs::kSanitized ? 20000 : 3000);

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // A worker with one more kind of job, which does what no job should: {"fault": "crash"}. Only tests have it.
 #include "jobs/error.h"
+#include "jobs/wire.h"
 #include "jobs/worker.h"
 
 #include <fcntl.h>
@@ -9,6 +10,7 @@
 
 #include <atomic>
 #include <csignal>
+#include <cstdint>
 #include <cstdlib>
 #include <string>
 #include <vector>
@@ -45,6 +47,20 @@ void Await(const std::string& file) {
   while (stat(file.c_str(), &status) != 0) usleep(1000);
 }
 
+// What is no frame, no result, no result of a job at hand, and the beginning of a frame that never ends.
+void SendNonsense(const std::string& kind) {
+  jobs::WireWriter message;
+  if (kind == "cut") message.Put(std::uint64_t{1});
+  if (kind == "stranger") {
+    message.Put(std::uint64_t{1} << 40);
+    message.Put(jobs::JobResult());
+  }
+  std::string bytes = message.TakeFrame();
+  if (kind == "huge") bytes = std::string(8, '\x7f');
+  if (kind == "silent") bytes = std::string("\xff\xff\x0f\0\0\0\0\0", 8);
+  if (write(jobs::kWorkerSocket, bytes.data(), bytes.size()) < 0) std::abort();
+}
+
 void RunFault(jobs::Members& members, jobs::JobBench& bench, jobs::JobResult& result) {
   const std::string fault = members.NeedText("fault");
   const std::string file = members.TakeText("file").value_or("");
@@ -55,6 +71,7 @@ void RunFault(jobs::Members& members, jobs::JobBench& bench, jobs::JobResult& re
   if (fault == "exit") std::exit(3);
   if (fault == "once") CrashOnce(file);
   if (fault == "await") Await(file);
+  if (fault == "nonsense") SendNonsense(file);
   if (fault == "pid") bench.observer.Warn(std::to_string(getpid()));
   result.hits.emplace();
 }
