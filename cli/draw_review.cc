@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Lines are looked at while they are measured, before anything is drawn: a trouble that is a failure costs no
+// Lines are looked at while they are measured, before anything is drawn: a finding that is a failure costs no
 // drawing. A report in a file appears whole; one on a terminal becomes a table.
 #include "draw_review.h"
 
@@ -13,13 +13,13 @@
 
 namespace cli {
 
-std::optional<jobs::TextReview::Mask> ParseTroubles(const std::string& names) {
+std::optional<jobs::TextReview::Mask> ParseFindings(const std::string& names) {
   if (names == "all") return jobs::TextReview::kAll;
   jobs::TextReview::Mask mask = 0;
   for (std::size_t from = 0; from <= names.size();) {
     const std::size_t to = std::min(names.find(',', from), names.size());
     const std::string name = names.substr(from, to - from);
-    const auto& known = jobs::TroubleNames();
+    const auto& known = jobs::FindingNames();
     const auto found = std::find(known.begin(), known.end(), name);
     if (found == known.end()) return std::nullopt;
     mask |= 1U << (found - known.begin());
@@ -46,7 +46,7 @@ DrawReview::DrawReview(const ReviewOptions& options, const std::string& output)
 
 jobs::TextReview::Settings DrawReview::Settings() {
   jobs::TextReview::Settings settings;
-  settings.strict = ParseTroubles(options_.strict).value_or(0);
+  settings.strict = ParseFindings(options_.strict).value_or(0);
   settings.limit = options_.limit;
   if (!options_.report.empty()) settings.sink = [this](const tovkit::JsonValue& report) { Take(report); };
   return settings;
@@ -77,7 +77,7 @@ void DrawReview::Conclude() {
     file_->Commit();
   }
   if (table_) table_->End(review_.Counts());
-  if (!review_.Failures().empty()) throw TroublesError(review_.Failures(), review_.MoreFailures());
+  if (!review_.Failures().empty()) throw FindingsError(review_.Failures(), review_.MoreFailures());
   // The table has said it.
   if (!options_.quiet && !table_) PrintNotes();
 }

@@ -17,13 +17,13 @@ namespace cli {
 // What the options ask for.
 struct ReviewOptions {
   std::string report;  // a file, "-" for standard output, empty for none
-  std::string strict;  // names of troubles with commas between them; empty for none
+  std::string strict;  // names of findings with commas between them; empty for none
   std::uint32_t limit = 1000;
   bool quiet = false;
 };
 
 // The kinds that are named, every one by "all". Nothing when one of them is unknown.
-[[nodiscard]] std::optional<jobs::TextReview::Mask> ParseTroubles(const std::string& names);
+[[nodiscard]] std::optional<jobs::TextReview::Mask> ParseFindings(const std::string& names);
 
 class DrawReview {
  public:
@@ -34,8 +34,8 @@ class DrawReview {
 
   void Look(const jobs::MeasuredLine& line, const std::optional<CoreSizeF>& page);
 
-  // Ends the report and prints on standard error, in a line for each kind of trouble, what was met first.
-  // Throws TroublesError when there are troubles that are failures.
+  // Ends the report and prints on standard error, in a line for each kind of finding, what was met first.
+  // Throws FindingsError when there are findings that are failures.
   void Conclude();
 
  private:

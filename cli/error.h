@@ -23,8 +23,8 @@ struct CommandError : std::runtime_error {
 };
 
 // Several things are wrong, each with its place: main prints a line for each, and how many more there are.
-struct TroublesError : std::runtime_error {
-  TroublesError(std::vector<jobs::Error> errors, std::int64_t othersCount)
+struct FindingsError : std::runtime_error {
+  FindingsError(std::vector<jobs::Error> errors, std::int64_t othersCount)
       : std::runtime_error(errors.front().what()), told(std::move(errors)), others(othersCount) {}
 
   std::vector<jobs::Error> told;  // not empty

@@ -45,15 +45,15 @@ void PrintExcerpt(const jobs::Excerpt& excerpt) {
   std::fprintf(stderr, IsColored() ? "  %*s\033[31m^\033[0m\n" : "  %*s^\n", static_cast<int>(columns), "");
 }
 
-void PrintTroubles(const TroublesError& troubles) {
-  for (std::size_t i = 0; i < troubles.told.size(); ++i) {
-    const jobs::Error& error = troubles.told[i];
+void PrintFindings(const FindingsError& findings) {
+  for (std::size_t i = 0; i < findings.told.size(); ++i) {
+    const jobs::Error& error = findings.told[i];
     PrintMessage(error.what());
     // Once for all that is wrong in one place.
-    const bool isLast = i + 1 == troubles.told.size() || troubles.told[i + 1].place() != error.place();
+    const bool isLast = i + 1 == findings.told.size() || findings.told[i + 1].place() != error.place();
     if (isLast && error.excerpt()) PrintExcerpt(*error.excerpt());
   }
-  if (troubles.others != 0) PrintMessage("and " + std::to_string(troubles.others) + " more");
+  if (findings.others != 0) PrintMessage("and " + std::to_string(findings.others) + " more");
 }
 
 }  // namespace
@@ -65,8 +65,8 @@ void PrintMessage(const std::string& text) {
 void PrintFailure(const std::exception_ptr& failure) {
   try {
     std::rethrow_exception(failure);
-  } catch (const TroublesError& e) {
-    PrintTroubles(e);
+  } catch (const FindingsError& e) {
+    PrintFindings(e);
   } catch (const jobs::Error& e) {
     PrintMessage(e.what());
     if (e.excerpt()) PrintExcerpt(*e.excerpt());

@@ -12,7 +12,7 @@ namespace cli {
 void PrintMessage(const std::string& text);
 
 // Prints "tovkit: " and what() as one line. Below it the line of a text in which a job met an error, with a
-// caret beneath the place; on a terminal the caret is colored, unless NO_COLOR is set. A TroublesError is
+// caret beneath the place; on a terminal the caret is colored, unless NO_COLOR is set. A FindingsError is
 // printed error by error. Precondition: `failure` holds a std::exception.
 void PrintFailure(const std::exception_ptr& failure);
 

@@ -14,7 +14,7 @@ class ReportTable {
   // Prints what the report of one line tells on standard output.
   void Print(const tovkit::JsonValue& report);
 
-  // Prints what there is of each kind of trouble in all the lines.
+  // Prints what there is of each kind of finding in all the lines.
   void End(const std::vector<std::string>& counts);
 
  private:

@@ -48,8 +48,8 @@ class WarningCollector final : public Observer {
   TextReview::Settings Settings() {
     TextReview::Settings settings;
     settings.limit = kMostWarnings;
-    settings.tell = [this](Trouble trouble, const std::string& pointer, const std::string& text) {
-      if (trouble != Trouble::kFonts) Warn("draw" + pointer + ": " + text);
+    settings.tell = [this](Finding finding, const std::string& pointer, const std::string& text) {
+      if (finding != Finding::kFonts) Warn("draw" + pointer + ": " + text);
     };
     return settings;
   }

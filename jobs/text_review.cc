@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
-// Counts each kind of trouble over all lines, so that a page with a thousand missing glyphs costs one note.
-// Only the first trouble of a strict kind is kept: it becomes the error, with its place in the source.
+// Counts each kind of finding over all lines, so that a page with a thousand missing glyphs costs one note.
+// The first finding of each kind is kept, and the first few of strict kinds, which become the errors, with
+// their places in the source.
 #include "text_review.h"
 
 #include <tovkit/imaging.h>
@@ -65,45 +66,45 @@ std::string ClippedText(const JsonValue& clipped) {
   return text;
 }
 
-const std::array<const char*, kTroubles>& TroubleNames() {
-  static constexpr std::array<const char*, kTroubles> names = {"glyphs", "fonts", "keys", "clip"};
+const std::array<const char*, kFindings>& FindingNames() {
+  static constexpr std::array<const char*, kFindings> names = {"glyphs", "fonts", "keys", "clip"};
   return names;
 }
 
-bool TextReview::IsStrict(Trouble trouble) const {
-  return (settings_.strict >> static_cast<unsigned>(trouble) & 1) != 0;
+bool TextReview::IsStrict(Finding finding) const {
+  return (settings_.strict >> static_cast<unsigned>(finding) & 1) != 0;
 }
 
 // Whether one more of the kind is to be put into words.
-bool TextReview::IsTold(Trouble trouble) const { return settings_.tell || IsKept(trouble); }
+bool TextReview::IsTold(Finding finding) const { return settings_.tell || IsKept(finding); }
 
-bool TextReview::IsKept(Trouble trouble) const {
-  return !kinds_[static_cast<std::size_t>(trouble)].first ||
-         (IsStrict(trouble) && failures_.size() < kMostFailures);
+bool TextReview::IsKept(Finding finding) const {
+  return !kinds_[static_cast<std::size_t>(finding)].first ||
+         (IsStrict(finding) && failures_.size() < kMostFailures);
 }
 
-void TextReview::Tell(Trouble trouble, const MeasuredLine& line, const std::string& pointer,
+void TextReview::Tell(Finding finding, const MeasuredLine& line, const std::string& pointer,
                       const std::string& text, bool atName, std::int64_t count) {
-  if (settings_.tell) settings_.tell(trouble, line.pointer + pointer, text);
-  if (!IsKept(trouble)) return;
+  if (settings_.tell) settings_.tell(finding, line.pointer + pointer, text);
+  if (!IsKept(finding)) return;
   const Error error = line.source->ErrorAt(line.pointer + pointer, text, atName);
-  Kind& kind = KindOf(trouble);
+  Kind& kind = KindOf(finding);
   if (!kind.first) {
     kind.first = error;
     kind.firstCount = count;
   }
-  if (!IsStrict(trouble) || failures_.size() == kMostFailures) return;
+  if (!IsStrict(finding) || failures_.size() == kMostFailures) return;
   failures_.push_back(error);
   failuresCount_ += count;
 }
 
 void TextReview::LookAtGlyphs(const MeasuredLine& line, const JsonValue& report) {
-  KindOf(Trouble::kGlyphs).count += report.GetMemberInt("missingCount", 0);
+  KindOf(Finding::kGlyphs).count += report.GetMemberInt("missingCount", 0);
   const SharedPtr<const JsonValue> missing = report.GetMember("missing");
   const int told = missing ? static_cast<int>(missing->Size()) : 0;
-  for (int i = 0; i < told && IsTold(Trouble::kGlyphs); ++i) {
+  for (int i = 0; i < told && IsTold(Finding::kGlyphs); ++i) {
     const SharedPtr<const JsonValue> one = missing->GetAt(i);
-    Tell(Trouble::kGlyphs, line, "/Content",
+    Tell(Finding::kGlyphs, line, "/Content",
          std::string("no font has ") + one->GetMemberString("character", "") + " " +
              one->GetMemberString("name", ""),
          false, one->GetMemberInt("count", 1));
@@ -115,20 +116,20 @@ void TextReview::LookAtFonts(const MeasuredLine& line, const JsonValue& report) 
   if (!font || !font->GetMemberBool("named", false) || !font->GetMemberBool("substituted", false)) return;
   const std::string wanted = font->GetMemberString("wanted", "");
   if (!fonts_.insert(wanted).second) return;
-  ++KindOf(Trouble::kFonts).count;
-  if (!IsTold(Trouble::kFonts)) return;
-  Tell(Trouble::kFonts, line, "/Font/FontName",
+  ++KindOf(Finding::kFonts).count;
+  if (!IsTold(Finding::kFonts)) return;
+  Tell(Finding::kFonts, line, "/Font/FontName",
        "the font \"" + wanted + "\" is not installed; " + font->GetMemberString("family", "") +
            " stands in for it; fc-list names those that are");
 }
 
 void TextReview::LookAtKeys(const MeasuredLine& line, const JsonValue& report) {
-  KindOf(Trouble::kKeys).count += report.GetMemberInt("warningCount", 0);
+  KindOf(Finding::kKeys).count += report.GetMemberInt("warningCount", 0);
   const SharedPtr<const JsonValue> warnings = report.GetMember("warnings");
   const int told = static_cast<int>(warnings->Size());
-  for (int i = 0; i < told && IsTold(Trouble::kKeys); ++i) {
+  for (int i = 0; i < told && IsTold(Finding::kKeys); ++i) {
     const SharedPtr<const JsonValue> one = warnings->GetAt(i);
-    Tell(Trouble::kKeys, line, one->GetMemberString("pointer", ""), one->GetMemberString("message", ""),
+    Tell(Finding::kKeys, line, one->GetMemberString("pointer", ""), one->GetMemberString("message", ""),
          IsAtName(*one));
   }
 }
@@ -159,9 +160,9 @@ void TextReview::LookAtClip(const MeasuredLine& line, const std::optional<CoreSi
     needs->SetMemberDouble("height",
                            std::ceil(std::max(double{page->height}, ink->GetMemberDouble("bottom", 0))));
   }
-  ++KindOf(Trouble::kClip).count;
-  if (!IsTold(Trouble::kClip)) return;
-  Tell(Trouble::kClip, line, "", (isOutside ? "the text is " : "the text has ink ") + ClippedText(*clipped));
+  ++KindOf(Finding::kClip).count;
+  if (!IsTold(Finding::kClip)) return;
+  Tell(Finding::kClip, line, "", (isOutside ? "the text is " : "the text has ink ") + ClippedText(*clipped));
 }
 
 // Places come first in the report, since people look for them.
@@ -204,14 +205,14 @@ std::vector<TextReview::Note> TextReview::Notes() const {
 }
 
 std::vector<std::string> TextReview::Counts() const {
-  constexpr const char* kWords[kTroubles][2] = {
+  constexpr const char* kWords[kFindings][2] = {
       {" character has no glyph", " characters have no glyph"},
       {" font is not installed, another stands in", " fonts are not installed, others stand in"},
       {" member of a description is not used as it stands",
        " members of descriptions are not used as they stand"},
       {" line has ink outside the page", " lines have ink outside the page"}};
   std::vector<std::string> counts;
-  for (std::size_t i = 0; i < kTroubles; ++i) {
+  for (std::size_t i = 0; i < kFindings; ++i) {
     const std::int64_t count = kinds_[i].count;
     if (count != 0) counts.push_back(std::to_string(count) + kWords[i][count == 1 ? 0 : 1]);
   }
@@ -220,8 +221,8 @@ std::vector<std::string> TextReview::Counts() const {
 
 std::int64_t TextReview::MoreFailures() const {
   std::int64_t all = 0;
-  for (std::size_t i = 0; i < kTroubles; ++i) {
-    if (IsStrict(static_cast<Trouble>(i))) all += kinds_[i].count;
+  for (std::size_t i = 0; i < kFindings; ++i) {
+    if (IsStrict(static_cast<Finding>(i))) all += kinds_[i].count;
   }
   return all - failuresCount_;
 }

@@ -23,22 +23,22 @@
 
 namespace jobs {
 
-enum class Trouble {
+enum class Finding {
   kGlyphs,  // characters that no font holds
   kFonts,   // families that a description names and that are not installed
   kKeys,    // members of a description that are not used as they stand
   kClip,    // ink outside the page
 };
-inline constexpr std::size_t kTroubles = 4;
+inline constexpr std::size_t kFindings = 4;
 
 // Their names, in the order of the type: "glyphs", "fonts", "keys", "clip".
-const std::array<const char*, kTroubles>& TroubleNames();
+const std::array<const char*, kFindings>& FindingNames();
 
 class TextReview {
  public:
-  // Which troubles are failures; bit n stands for the Trouble n.
+  // Which findings are failures; bit n stands for the Finding n.
   using Mask = unsigned;
-  static constexpr Mask kAll = (1U << kTroubles) - 1;
+  static constexpr Mask kAll = (1U << kFindings) - 1;
 
   struct Settings {
     Mask strict = 0;
@@ -46,27 +46,27 @@ class TextReview {
     // Gets the report of every line: that of DescribeText, with "file", "pointer", "line" and "column" of the
     // line and of each warning, and with "clipped", how far the ink reaches beyond the page's edges.
     std::function<void(const tovkit::JsonValue& report)> sink = nullptr;
-    // Gets every trouble in words, up to the limit in each line, with the pointer of its place.
-    std::function<void(Trouble trouble, const std::string& pointer, const std::string& text)> tell = nullptr;
+    // Gets every finding in words, up to the limit in each line, with the pointer of its place.
+    std::function<void(Finding finding, const std::string& pointer, const std::string& text)> tell = nullptr;
   };
 
   explicit TextReview(Settings settings) : settings_(std::move(settings)) {}
 
   void Look(const MeasuredLine& line, const std::optional<CoreSizeF>& page);
 
-  // The first trouble of a kind, with its place, and how many more of the kind there are.
+  // The first finding of a kind, with its place, and how many more of the kind there are.
   struct Note {
     Error first;
     std::int64_t more = 0;
   };
 
-  // One for each kind of trouble that was met.
+  // One for each kind of finding that was met.
   std::vector<Note> Notes() const;
 
   // How many there are of each kind that was met: "2 fonts are not installed, others stand in".
   std::vector<std::string> Counts() const;
 
-  // The troubles of strict kinds, the first kMostFailures in the order in which they were met, and how many
+  // The findings of strict kinds, the first kMostFailures in the order in which they were met, and how many
   // more there are.
   static constexpr std::size_t kMostFailures = 20;
   const std::vector<Error>& Failures() const { return failures_; }
@@ -79,12 +79,12 @@ class TextReview {
     std::int64_t firstCount = 0;  // what the first one stands for: a character may be missing several times
   };
 
-  bool IsStrict(Trouble trouble) const;
-  bool IsTold(Trouble trouble) const;
-  bool IsKept(Trouble trouble) const;
-  void Tell(Trouble trouble, const MeasuredLine& line, const std::string& pointer, const std::string& text,
+  bool IsStrict(Finding finding) const;
+  bool IsTold(Finding finding) const;
+  bool IsKept(Finding finding) const;
+  void Tell(Finding finding, const MeasuredLine& line, const std::string& pointer, const std::string& text,
             bool atName = false, std::int64_t count = 1);
-  Kind& KindOf(Trouble trouble) { return kinds_[static_cast<std::size_t>(trouble)]; }
+  Kind& KindOf(Finding finding) { return kinds_[static_cast<std::size_t>(finding)]; }
   void LookAtGlyphs(const MeasuredLine& line, const tovkit::JsonValue& report);
   void LookAtFonts(const MeasuredLine& line, const tovkit::JsonValue& report);
   void LookAtKeys(const MeasuredLine& line, const tovkit::JsonValue& report);
@@ -92,7 +92,7 @@ class TextReview {
   void Hand(const MeasuredLine& line, tovkit::JsonValue& report) const;
 
   Settings settings_;
-  std::array<Kind, kTroubles> kinds_{};
+  std::array<Kind, kFindings> kinds_{};
   std::set<std::string> fonts_;  // that are not installed
   std::vector<Error> failures_;
   std::int64_t failuresCount_ = 0;  // what they stand for

@@ -157,7 +157,7 @@ std::vector<std::string> WatchedFiles(const DrawOptions& options) {
 }
 
 // --report and --strict take a value only behind "=". A FILE behind them that does not exist was perhaps
-// meant for one: kinds of trouble, or a file beside others.
+// meant for one: kinds of finding, or a file beside others.
 void CheckFilesBehindFlags(const CLI::App& draw, const DrawOptions& options) {
   const CLI::Option* const file = draw.get_option_no_throw("FILE");
   const CLI::Option* const report = draw.get_option_no_throw("--report");
@@ -168,7 +168,7 @@ void CheckFilesBehindFlags(const CLI::App& draw, const DrawOptions& options) {
     if (option == file && count < options.files.size()) {
       const std::string& name = options.files[count++];
       const bool isReport = before == report && options.review.report == "-" && options.files.size() > 1;
-      const bool isStrict = before == strict && options.review.strict == "all" && ParseTroubles(name);
+      const bool isStrict = before == strict && options.review.strict == "all" && ParseFindings(name);
       if ((isReport || isStrict) && access(name.c_str(), F_OK) != 0 && errno == ENOENT) {
         throw CommandError(name + ": " + std::strerror(ENOENT) + "; did you mean " +
                            (isReport ? "--report=" : "--strict=") + name + "?");

@@ -131,8 +131,8 @@ TEST_F(Report, ThePageAndTheReportCannotShareAnOutput) {
   EXPECT_FALSE(IsDrawn());
 }
 
-// Every kind of trouble, the second line with more of it.
-constexpr char kTroubles[] =
+// Every kind of finding, the second line with more of it.
+constexpr char kFindings[] =
     R"([{"Content": "\uE123\uE124\uE123", "DeltaX": 5, "DeltaY": 40, "Font": {"FontName": "No Such Font", "FontNmae": 1}},
 {"Content": "\uE124x", "DeltaX": 5000, "Bold": true, "Font": {"FontName": "No Such Serif"}}])";
 
@@ -147,7 +147,7 @@ std::string Plain(std::string err, const std::string& folder) {
   return err;
 }
 
-TEST_F(Report, AShortLineTellsTheFirstOfEachKindOfTrouble) {
+TEST_F(Report, AShortLineTellsTheFirstOfEachKindOfFinding) {
   const auto said = [](const std::string& tells) {
     return "tovkit: a.json:1:14: no font has U+E123 PRIVATE USE CHARACTER (and 2 more" + tells +
            ")\n"
@@ -159,7 +159,7 @@ TEST_F(Report, AShortLineTellsTheFirstOfEachKindOfTrouble) {
            tells + ")\n";
   };
   const std::string clip = "tovkit: a.json:2:1: the text is wholly outside the page: ";
-  const CommandResult result = Draw(kTroubles, {"--size", "600x200"});
+  const CommandResult result = Draw(kFindings, {"--size", "600x200"});
   EXPECT_EQ(result.status, 0);
   EXPECT_TRUE(IsDrawn());
   const std::string err = Plain(result.err, Path(""));
@@ -167,20 +167,20 @@ TEST_F(Report, AShortLineTellsTheFirstOfEachKindOfTrouble) {
   EXPECT_TRUE(Has(err, clip)) << err;
   EXPECT_FALSE(Has(err.substr(err.find(clip)), "more")) << "there is only one";
   EXPECT_EQ(std::count(err.begin(), err.end(), '\n'), 4);
-  EXPECT_EQ(Plain(Draw(kTroubles, {"--size", "600x200", "--report"}).err, Path("")).rfind(said(""), 0), 0U);
-  EXPECT_EQ(Plain(Draw(kTroubles, {"--size", "600x200", "--report=" + Path("r")}).err, Path(""))
+  EXPECT_EQ(Plain(Draw(kFindings, {"--size", "600x200", "--report"}).err, Path("")).rfind(said(""), 0), 0U);
+  EXPECT_EQ(Plain(Draw(kFindings, {"--size", "600x200", "--report=" + Path("r")}).err, Path(""))
                 .rfind(said("; r tells all"), 0),
             0U);
 }
 
-TEST_F(Report, NothingIsSaidWithoutATroubleOrWhenNobodyWantsToHearIt) {
+TEST_F(Report, NothingIsSaidWithoutAFindingOrWhenNobodyWantsToHearIt) {
   for (const std::string& quiet : {std::string("--quiet"), std::string("-q")}) {
-    const CommandResult result = Draw(kTroubles, {"--size", "600x200", quiet});
+    const CommandResult result = Draw(kFindings, {"--size", "600x200", quiet});
     EXPECT_EQ(result.err, "");
     EXPECT_EQ(result.status, 0);
-    EXPECT_EQ(Draw(kTroubles, {"--size", "600x200", quiet, "--report"}).err, "");
+    EXPECT_EQ(Draw(kFindings, {"--size", "600x200", quiet, "--report"}).err, "");
   }
-  EXPECT_FALSE(Has(Draw(kTroubles).err, "outside the page")) << "the page is as large as the text needs";
+  EXPECT_FALSE(Has(Draw(kFindings).err, "outside the page")) << "the page is as large as the text needs";
   EXPECT_EQ(Draw(WithFont(R"("Content": "fine")")).err, "");
   EXPECT_EQ(Draw(R"({"Content": "fine"})").err, "") << "no font is named";
 }
@@ -230,7 +230,7 @@ TEST_F(Report, StrictDrawsNothingAndSaysWhereItIs) {
       << "a font that nobody names may be missing";
 }
 
-TEST_F(Report, StrictTellsEveryTroubleOfItsKinds) {
+TEST_F(Report, StrictTellsEveryFindingOfItsKinds) {
   const char* const json = R"([{"Content": "\uE123\uE124",
   "Font": {"FontName": "No Such Font", "FontNmae": 1}},
 {"Content": "x", "Bold": true,
@@ -264,7 +264,7 @@ TEST_F(Report, StrictTellsEveryTroubleOfItsKinds) {
   EXPECT_EQ(said("--strict=glyphs,fonts"), fonts + glyphs);
 }
 
-TEST_F(Report, StrictTellsTwentyTroublesAndHowManyMoreThereAre) {
+TEST_F(Report, StrictTellsTwentyFindingsAndHowManyMoreThereAre) {
   const auto said = [this](int keys, const std::vector<std::string>& more = {}) {
     std::string json = "{\"Content\": \"x\"";
     for (int i = 0; i < keys; ++i) json += ",\n\"key" + std::to_string(i) + "\": 1";
