@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // tovkit draw: turns JSON descriptions of text into a picture or a page.
 #include "command.h"
-#include "draw_options.h"
+#include "draw_review_options.h"
 #include "failure.h"
 #include "file_watch.h"
 #include "input_file.h"
@@ -212,6 +212,55 @@ void AddTextOptions(CLI::App& draw, TextOptions& options) {
       });
 }
 
+void AddOutputOptions(CLI::App& draw, OutputOptions& output) {
+  draw.add_option("-o,--output", output.file,
+                  "The page; its extension is the format: pdf, svg, png and the other picture formats; - is "
+                  "standard output. PDF and TIFF hold several pages; of other formats they are files with "
+                  "numbers, page-1.png")
+      ->type_name("FILE")
+      ->required();
+  draw.add_option("--format", output.format, "Format of the page, whatever its extension")->type_name("NAME");
+  draw.add_option("--effort", output.effort,
+                  "1 to 9: how much work goes into a smaller file; PNG only (default: 5)")
+      ->check(CLI::Range(1, 9));
+}
+
+void AddPageOptions(CLI::App& draw, DrawOptions& options) {
+  CLI::Option* const size =
+      draw.add_option(
+              "--size", options.size,
+              "Width and height, 96 to the inch or in mm, cm, in or pt, or a paper, such as A4, Letter "
+              "or A4-landscape; without it, what the text needs")
+          ->type_name("WxH")
+          ->check([](const std::string& text) {
+            return jobs::ParsePageSize(text)
+                       ? std::string()
+                       : "'" + text + "' is no size such as 800x600 or 210x297mm, and no paper of " +
+                             jobs::PaperNames();
+          });
+  draw.add_option("--dpi", options.dpi, "Pixels to the inch of a picture")
+      ->type_name("NUMBER")
+      ->check([](const std::string& text) {
+        const double dpi = std::strtod(text.c_str(), nullptr);
+        return dpi >= 1 && dpi <= 4800 ? std::string() : "'" + text + "' is not in the range 1 to 4800";
+      })
+      ->capture_default_str();
+  CLI::Option* const background =
+      draw.add_option("--background", options.background,
+                      std::string("none, ") + jobs::kColorForms + " (default: #ffffff)")
+          ->type_name("COLOR")
+          ->check([](const std::string& text) {
+            return jobs::ParseBackground(text) ? std::string()
+                                               : "'" + text + "' is no color: none, " + jobs::kColorForms;
+          });
+  draw.add_option("--over", options.over,
+                  "Draw on this picture, at its size, a pixel to a unit unless --dpi says otherwise")
+      ->type_name("FILE")
+      ->excludes(size)
+      ->excludes(background);
+  draw.add_flag("--one-page", options.onePage, "Draw the lines of all files on one page");
+}
+
 }  // namespace
 
 void AddDrawCommand(CLI::App& app) {
@@ -222,50 +271,8 @@ void AddDrawCommand(CLI::App& app) {
       "JSON: an object is one line, an array several, an array of arrays several pages; each file "
       "begins a new page; standard input when missing or -");
   AddTextOptions(*draw, options->text);
-  draw->add_option("-o,--output", options->output.file,
-                   "The page; its extension is the format: pdf, svg, png and the other picture formats; - is "
-                   "standard output. PDF and TIFF hold several pages; of other formats they are files with "
-                   "numbers, page-1.png")
-      ->type_name("FILE")
-      ->required();
-  draw->add_option("--format", options->output.format, "Format of the page, whatever its extension")
-      ->type_name("NAME");
-  draw->add_option("--effort", options->output.effort,
-                   "1 to 9: how much work goes into a smaller file; PNG only (default: 5)")
-      ->check(CLI::Range(1, 9));
-  CLI::Option* const size =
-      draw->add_option(
-              "--size", options->size,
-              "Width and height, 96 to the inch or in mm, cm, in or pt, or a paper, such as A4, Letter "
-              "or A4-landscape; without it, what the text needs")
-          ->type_name("WxH")
-          ->check([](const std::string& text) {
-            return jobs::ParsePageSize(text)
-                       ? std::string()
-                       : "'" + text + "' is no size such as 800x600 or 210x297mm, and no paper of " +
-                             jobs::PaperNames();
-          });
-  draw->add_option("--dpi", options->dpi, "Pixels to the inch of a picture")
-      ->type_name("NUMBER")
-      ->check([](const std::string& text) {
-        const double dpi = std::strtod(text.c_str(), nullptr);
-        return dpi >= 1 && dpi <= 4800 ? std::string() : "'" + text + "' is not in the range 1 to 4800";
-      })
-      ->capture_default_str();
-  CLI::Option* const background =
-      draw->add_option("--background", options->background,
-                       std::string("none, ") + jobs::kColorForms + " (default: #ffffff)")
-          ->type_name("COLOR")
-          ->check([](const std::string& text) {
-            return jobs::ParseBackground(text) ? std::string()
-                                               : "'" + text + "' is no color: none, " + jobs::kColorForms;
-          });
-  draw->add_option("--over", options->over,
-                   "Draw on this picture, at its size, a pixel to a unit unless --dpi says otherwise")
-      ->type_name("FILE")
-      ->excludes(size)
-      ->excludes(background);
-  draw->add_flag("--one-page", options->onePage, "Draw the lines of all files on one page");
+  AddOutputOptions(*draw, options->output);
+  AddPageOptions(*draw, *options);
   draw->add_flag("--watch", options->watch,
                  "Draw again whenever one of the files changes, until interrupted");
   draw->add_option("--font", options->fontFiles, "A font file to draw with, beside the installed ones")

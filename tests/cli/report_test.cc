@@ -291,7 +291,7 @@ TEST_F(Report, AnUnknownKindIsAUsageError) {
   }
 }
 
-TEST_F(Report, AReportIsWrittenEvenWhenItsTroubleIsAFailure) {
+TEST_F(Report, AReportIsWrittenEvenWhenItsFindingIsAFailure) {
   const CommandResult result =
       Draw(R"({"Content": "a", "Fnot": 1})", {"--strict", "--report=" + Path("report")});
   EXPECT_EQ(result.status, 1);

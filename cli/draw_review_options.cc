@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // The options of draw that look at the lines; draw.cc has those that place and write them.
-#include "draw_options.h"
+#include "draw_review_options.h"
 #include "line_schema.h"
 
 #include <cstdio>
@@ -22,7 +22,7 @@ void AddReviewOptions(CLI::App& draw, ReviewOptions& options) {
           "some of them with commas between")
       ->type_name("KINDS")
       ->check([](const std::string& names) {
-        return ParseTroubles(names) ? std::string()
+        return ParseFindings(names) ? std::string()
                                     : "'" + names + "' is not made of glyphs, fonts, keys and clip";
       });
   draw.add_option("--limit", options.limit,

@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: MIT
-// Groups of draw's options that have files of their own.
+// The options of draw that look at the lines.
 #pragma once
 
-#include "command.h"
 #include "draw_review.h"
+
+#include <CLI/CLI.hpp>
 
 namespace cli {
 
