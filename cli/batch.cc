@@ -14,6 +14,7 @@
 #include "jobs/selected_source.h"
 
 #include <fcntl.h>
+#include <strings.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -95,6 +96,12 @@ std::optional<jobs::Shard> ChooseShard(const std::string& text) {
   }
 }
 
+// Whether the name leads to the file that is open, or is to be read.
+bool IsSameFile(const std::string& name, const struct stat& other) {
+  struct stat status = {};
+  return stat(name.c_str(), &status) == 0 && status.st_dev == other.st_dev && status.st_ino == other.st_ino;
+}
+
 std::string ResultsName(std::string name, const jobs::Shard& shard) {
   constexpr std::string_view kPlace = "{shard}";
   const std::size_t at = name.find(kPlace);
@@ -103,8 +110,8 @@ std::string ResultsName(std::string name, const jobs::Shard& shard) {
 
 jobs::FileSource::Format FormatOf(const std::string& dataFile) {
   const std::string extension = jobs::ExtensionOf(dataFile);
-  return extension == "csv" || extension == "CSV" ? jobs::FileSource::Format::kCsv
-                                                  : jobs::FileSource::Format::kJsonLines;
+  return strcasecmp(extension.c_str(), "csv") == 0 ? jobs::FileSource::Format::kCsv
+                                                   : jobs::FileSource::Format::kJsonLines;
 }
 
 void TellEnd(const BatchSink& sink, bool finished, bool interrupted) {
@@ -134,9 +141,13 @@ void SkipTheRest(jobs::JobSource& source, BatchSink& sink, const jobs::StopReque
 }  // namespace
 
 void RunBatch(BatchOptions options) {
-  // With standard output closed, the next file opened would become standard output.
   if (options.results.empty() && fcntl(STDOUT_FILENO, F_GETFD) < 0) {
     throw CommandError("cannot write standard output");
+  }
+  // Where one of them is closed, the next file opened would take its place, and what is printed would go
+  // there.
+  for (const int standard : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    if (fcntl(standard, F_GETFD) < 0) open("/dev/null", standard == STDIN_FILENO ? O_WRONLY : O_RDWR);
   }
   const jobs::Shard shard = ChooseShard(options.shard).value_or(jobs::Shard());
   jobs::RunnerOptions& runner = options.executor.runner;
@@ -152,7 +163,12 @@ void RunBatch(BatchOptions options) {
   std::unique_ptr<jobs::ResultsFile> results;
   jobs::IdIndex index;
   if (!options.results.empty()) {
-    results = std::make_unique<jobs::ResultsFile>(ResultsName(options.results, shard));
+    const std::string name = ResultsName(options.results, shard);
+    struct stat read = {};
+    if (fstat(source.fd, &read) == 0 && IsSameFile(name, read)) {
+      throw UsageError("--results: " + name + " holds the jobs");
+    }
+    results = std::make_unique<jobs::ResultsFile>(name);
     if (options.resume) results->ReadInto(index);
   }
   jobs::SelectedSource selected(lines, shard, index);
@@ -163,16 +179,24 @@ void RunBatch(BatchOptions options) {
   BatchSink sink(results.get(), progress, [&] {
     if (!options.failFast || stop.level() != jobs::StopRequest::kNone) return;
     givenUp = true;
-    stop.Raise();
+    stop.GiveUp();
   });
   const bool finished = jobs::Executor(options.executor).Run(selected, sink, stop);
   if (givenUp && !finished) SkipTheRest(selected, sink, stop);
   progress.End();
-  TellEnd(sink, finished, stop.level() != jobs::StopRequest::kNone && !givenUp);
+  const bool killed = stop.level() == jobs::StopRequest::kNow;
+  const bool hasMore = killed || !selected.IsReady() || selected.Next();
+  TellEnd(sink, finished || !hasMore, killed || (stop.raised() && !givenUp));
 }
 
 void MergeBatches(const BatchOptions& options) {
   std::unique_ptr<jobs::ResultsFile> results;
+  for (const std::string& file : options.files) {
+    struct stat read = {};
+    if (!options.results.empty() && stat(file.c_str(), &read) == 0 && IsSameFile(options.results, read)) {
+      throw UsageError("--results: " + options.results + " is one of the files to merge");
+    }
+  }
   if (!options.results.empty()) results = std::make_unique<jobs::ResultsFile>(options.results);
   jobs::MergeResults(options.files, [&results](const std::string& line) {
     results != nullptr ? results->Append(line) : WriteToStandardOutput(line);

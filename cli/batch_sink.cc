@@ -26,6 +26,10 @@ void WriteToStandardOutput(const std::string& text) {
   }
 }
 
+void BatchSink::Notice(const jobs::JobResult& result) {
+  if (result.kind != jobs::FailureKind::kNone) failing_();
+}
+
 void BatchSink::Take(const jobs::JobResult& result) {
   const bool failed = result.kind != jobs::FailureKind::kNone;
   const bool skipped = result.state == jobs::JobState::kSkipped;
@@ -33,7 +37,6 @@ void BatchSink::Take(const jobs::JobResult& result) {
   failed_ += failed ? 1 : 0;
   skipped ? progress_.CountSkipped() : progress_.Count(failed);
   if (!skipped) lines_ += ToJsonLine(result);
-  if (failed) failing_();
   if (lines_.size() >= kWrittenAtOnce) Write();
 }
 

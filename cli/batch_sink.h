@@ -23,6 +23,7 @@ class BatchSink final : public jobs::ResultSink {
   BatchSink(jobs::ResultsFile* file, BatchProgress& progress, std::function<void()> failing)
       : file_(file), progress_(progress), failing_(std::move(failing)) {}
 
+  void Notice(const jobs::JobResult& result) override;
   // A job that was skipped for an earlier result is not written: the file has its line already.
   void Take(const jobs::JobResult& result) override;
   // A job that will not be run, as one before it failed.

@@ -9,6 +9,7 @@
 #include <tovkit/util.h>
 
 #include <unistd.h>
+#include <uniwidth.h>
 
 #include <cstddef>
 #include <cstdio>
@@ -18,13 +19,6 @@
 namespace cli {
 
 namespace {
-
-// Terminals show these two columns wide (Unicode's East Asian Width, in blocks).
-bool IsWide(wchar_t c) {
-  return (c >= 0x1100 && c <= 0x115f) || (c >= 0x2e80 && c <= 0xa4cf) || (c >= 0xac00 && c <= 0xd7a3) ||
-         (c >= 0xf900 && c <= 0xfaff) || (c >= 0xfe30 && c <= 0xfe6f) || (c >= 0xff00 && c <= 0xff60) ||
-         (c >= 0xffe0 && c <= 0xffe6) || (c >= 0x1f300 && c <= 0x1f64f) || (c >= 0x20000 && c <= 0x3fffd);
-}
 
 bool IsColored() {
   const char* const noColor = std::getenv("NO_COLOR");
@@ -39,7 +33,9 @@ void PrintExcerpt(const jobs::Excerpt& excerpt) {
   }
   std::size_t columns = 0;
   for (const wchar_t c : tovkit::Utf8ToWide(excerpt.line.c_str(), static_cast<int>(excerpt.at))) {
-    columns += IsWide(c) ? 2 : 1;
+    // Marks take no column, and what stands for a control character takes one.
+    const int width = uc_width(static_cast<ucs4_t>(c), "UTF-8");
+    columns += width < 0 ? 1 : static_cast<std::size_t>(width);
   }
   std::fprintf(stderr, "  %s\n", tovkit::WideToLocal(line.c_str(), static_cast<int>(line.size())).c_str());
   std::fprintf(stderr, IsColored() ? "  %*s\033[31m^\033[0m\n" : "  %*s^\n", static_cast<int>(columns), "");

@@ -56,6 +56,27 @@ std::string Quoted(const char* text) {
   return "\"" + cut + (cut.size() < all.size() ? "...\"" : "\"");
 }
 
+// A name as one text, which a NUL does not end.
+std::string Whole(const CoreString& name) {
+  std::string whole;
+  for (int i = 0; i < name.GetLength(); ++i) {
+    const char c = name.c_str()[i];
+    whole += c == '\0' ? "\\u0000" : std::string(1, c);
+  }
+  return whole;
+}
+
+// Whether a text ends at a NUL within it. Only the written text tells.
+bool IsCutShort(const JsonValue& text) {
+  const CoreString written = text.ToString();
+  for (const char* at = written.c_str(); *at != '\0'; ++at) {
+    if (*at != '\\') continue;
+    if (std::strncmp(at, "\\u0000", 6) == 0) return true;
+    ++at;
+  }
+  return false;
+}
+
 std::string PointerTo(const std::string& parent, const char* key) {
   std::string pointer = parent + "/";
   for (const char c : ReportText(key, INT_MAX)) {
@@ -137,6 +158,7 @@ class Checker {
       return;
     }
     CheckKeys(line, "", LineKeys(), FontKeys());
+    CheckNuls(line);
     CheckContent(line, text);
     const SharedPtr<const JsonValue> font = line.GetMember("Font");
     if (!font || font->GetType() != JsonObject) return;
@@ -158,18 +180,19 @@ class Checker {
                  const KeyRules& elsewhere) {
     std::vector<bool> seen(rules.size());
     for (const CoreString& name : object.GetMemberNames()) {
-      const char* const key = name.c_str();
-      const auto rule = std::find_if(rules.begin(), rules.end(),
-                                     [key](const KeyRule& r) { return std::strcmp(r.name, key) == 0; });
+      const std::string key = Whole(name);
+      const auto rule =
+          std::find_if(rules.begin(), rules.end(), [&key](const KeyRule& r) { return r.name == key; });
       if (rule == rules.end()) {
-        WarnOfUnknown(key, where, rules, elsewhere);
+        WarnOfUnknown(key.c_str(), where, rules, elsewhere);
         continue;
       }
       const auto index = static_cast<std::size_t>(rule - rules.begin());
       if (seen[index]) {
-        Warn("duplicate-key", PointerTo(where, key), Quoted(key) + " stands here twice; the first counts");
+        Warn("duplicate-key", PointerTo(where, rule->name),
+             Quoted(rule->name) + " stands here twice; the first counts");
       } else {
-        CheckType(*object.GetMember(key), where, *rule);
+        CheckType(*object.GetMember(rule->name), where, *rule);
       }
       seen[index] = true;
     }
@@ -186,7 +209,7 @@ class Checker {
     std::string message = Quoted(key) + (inFont ? " is no key of a font" : " is no key of a line");
     std::string nearest = NearestWord(key, NamesOf(rules));
     const std::string other = NearestWord(key, NamesOf(elsewhere));
-    if (other == key || (nearest.empty() && !other.empty())) {
+    if ((!other.empty() && other == key) || (nearest.empty() && !other.empty())) {
       nearest = other;
       message += inFont ? "; \"" + nearest + "\" stands beside \"Font\""
                         : "; \"" + nearest + "\" belongs into \"Font\"";
@@ -219,6 +242,23 @@ class Checker {
            name + " is " + Found(value.GetType()) + ", where " + Expected(rule.kind) + " is expected; " +
                rule.otherwise);
     }
+  }
+
+  // Looked for one by one only where there is any.
+  void CheckNuls(const JsonValue& line) {
+    if (!IsCutShort(line)) return;
+    WarnOfNul(line, "", "Content");
+    if (const SharedPtr<const JsonValue> font = line.GetMember("Font")) {
+      WarnOfNul(*font, "/Font", "FontName");
+      WarnOfNul(*font, "/Font", "Color");
+    }
+  }
+
+  void WarnOfNul(const JsonValue& object, const std::string& where, const char* key) {
+    const SharedPtr<const JsonValue> value = object.GetMember(key);
+    if (!value || value->GetType() != JsonString || !IsCutShort(*value)) return;
+    Warn("text", PointerTo(where, key),
+         Quoted(key) + " holds a NUL character; what stands behind it is not used");
   }
 
   void CheckSize(const JsonValue& font) {
@@ -285,6 +325,7 @@ class Checker {
     int breaks = 0;
     int controls = 0;
     int broken = 0;
+    int none = 0;
     for (int i = 0; i < text.GetLength(); ++i) {
       const auto c = static_cast<char32_t>(text.GetData()[i]);
       if ((c >= 0x09 && c <= 0x0D) || c == 0x85 || c == 0x2028 || c == 0x2029) {
@@ -293,6 +334,8 @@ class Checker {
         ++controls;
       } else if (c >= 0xD800 && c <= 0xDFFF) {
         ++broken;
+      } else if ((c >= 0xFDD0 && c <= 0xFDEF) || (c & 0xFFFE) == 0xFFFE) {
+        ++none;
       }
     }
     WarnOfCharacters(breaks, "tab or line break, which shows as a space",
@@ -301,6 +344,8 @@ class Checker {
                      "control characters, which are left out");
     WarnOfCharacters(broken, "byte that is no UTF-8, which shows as U+FFFD",
                      "bytes that are no UTF-8, which show as U+FFFD");
+    WarnOfCharacters(none, "code point that is no character, which shows as U+FFFD",
+                     "code points that are no characters, which show as U+FFFD");
   }
 
   void WarnOfCharacters(int count, const char* one, const char* several) {

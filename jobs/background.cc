@@ -19,6 +19,10 @@ bool IsColorText(const std::string& text) {
 
 std::optional<std::uint32_t> ParseBackground(const std::string& text) {
   if (text == "none") return 0;
+  // As web pages have it: each digit stands for two. A description's colors know no such form.
+  if (text.size() == 4 && text[0] == '#') {
+    return ParseBackground({'#', text[1], text[1], text[2], text[2], text[3], text[3]});
+  }
   std::uint32_t color = 0;
   std::uint32_t kind = 0;
   if (!IsColorText(text) || !tovkit::ParseColor(text.c_str(), color, kind)) return std::nullopt;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Lines are collected until their number of quotation marks is even: that is a record, and only then is it
+// Lines are collected until none of their quotation marks is open: that is a record, and only then is it
 // split.
 #include "csv_reader.h"
 
@@ -41,11 +41,32 @@ bool Split(const std::string& record, std::vector<std::string>& fields) {
   return !quoted;
 }
 
-// Whether the record is open, within quotation marks, after a piece; it was `open` before.
-bool StaysOpen(bool open, const std::string& piece) {
-  for (const char c : piece) open ^= c == '"';
-  return open;
-}
+// Where a record stands between two of its lines.
+class Marks {
+ public:
+  // Whether the record goes on behind the line, which stands within quotation marks at its end. Only a mark
+  // at the beginning of a field opens, as in Split.
+  bool StayOpenAfter(const std::string& line) {
+    for (const char c : line) Take(c);
+    return quoted_;
+  }
+
+ private:
+  void Take(char c) {
+    if (quoted_) {
+      quoted_ = c != '"';
+      closed_ = !quoted_;
+      return;
+    }
+    quoted_ = c == '"' && (fresh_ || closed_);
+    closed_ = false;
+    fresh_ = c == ',';
+  }
+
+  bool quoted_ = false;
+  bool closed_ = false;  // by the mark just taken, unless another one follows
+  bool fresh_ = true;    // nothing of the field was taken
+};
 
 }  // namespace
 
@@ -56,6 +77,7 @@ void CsvReader::Refuse(const std::string& text) const {
 // Reads a record into the fields; false at the end.
 bool CsvReader::ReadRecord() {
   std::string record, piece;
+  Marks marks;
   bool open = false;
   for (;;) {
     const LineReader::Outcome outcome = lines_.Next(piece);
@@ -70,13 +92,12 @@ bool CsvReader::ReadRecord() {
     }
     if (lines_.number() == 1 && piece.compare(0, 3, "\xEF\xBB\xBF") == 0) piece.erase(0, 3);
     if (!open && piece.find_first_not_of(" \t\r") == std::string::npos) continue;
-    open = StaysOpen(open, piece);
+    open = marks.StayOpenAfter(piece);
     if (!open && piece.back() == '\r') piece.pop_back();
     record += piece;
     if (!open) break;
     record += '\n';
   }
-  // Marks in the middle of a field count as text, so even numbers do not prove the record whole.
   if (!Split(record, fields_)) Refuse("a quotation mark is never closed");
   return true;
 }

@@ -151,6 +151,7 @@ class Execution {
   }
 
   void Deliver(std::uint64_t sequence, JobResult&& result) {
+    sink_.Notice(result);
     if (!options_.ordered) return sink_.Take(result);
     waiting_.emplace(sequence, std::move(result));
     for (auto first = waiting_.begin(); first != waiting_.end() && first->first == due_;

@@ -43,6 +43,8 @@ class ResultSink {
   ResultSink(const ResultSink&) = delete;
   ResultSink& operator=(const ResultSink&) = delete;
 
+  // A result that has come, in any order, before it is taken. What it throws ends the run.
+  virtual void Notice(const JobResult&) {}
   // One result for each job. What it throws ends the run.
   virtual void Take(const JobResult& result) = 0;
   // No further results have come for the moment: the time to write those taken. Called at least a few times a

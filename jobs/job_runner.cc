@@ -153,9 +153,10 @@ void JobRunner::RunJob(std::string_view line, const std::optional<EarlierResult>
   }
   kind.run(members, bench, result);
   if (!kind.hasOutput) return;
-  directory_.WriteFile(bench.out, BytesOf(output));
   result.bytes = output.GetSize();
   result.outputHash = Sha256(BytesOf(output));
+  // Last, so that little can happen between a file that stands and its result.
+  directory_.WriteFile(bench.out, BytesOf(output));
 }
 
 bool JobRunner::IsThere(const EarlierResult& earlier, const JobResult& result) const {

@@ -13,6 +13,17 @@
 
 namespace jobs {
 
+namespace {
+
+bool IsLineName(const std::string& id) {
+  return id.size() > 5 && id.compare(0, 5, "line ") == 0 &&
+         id.find_first_not_of("0123456789", 5) == std::string::npos;
+}
+
+}  // namespace
+
+std::string LineName(std::uint64_t line) { return "line " + std::to_string(line); }
+
 FileSource::FileSource(int fd, std::string name, const std::string& jobTemplate, Format format)
     : lines_(fd, std::move(name), kLongestLine) {
   if (!jobTemplate.empty()) template_ = ParseJobLine(jobTemplate, "template");
@@ -31,7 +42,7 @@ bool FileSource::NextText(QueuedJob& job) {
     job.line = lines_.number();
     if (outcome == LineReader::kEnd) return false;
     if (outcome == LineReader::kTooLong) {
-      throw Error(ErrorKind::kLimit, "line " + std::to_string(job.line), "longer than 16 MiB");
+      throw Error(ErrorKind::kLimit, LineName(job.line), "longer than 16 MiB");
     }
     if (job.text.find_first_not_of(" \t\r") != std::string::npos) return true;
   }
@@ -47,10 +58,13 @@ std::optional<std::string> FileSource::TextMember(const char* name, const tovkit
 }
 
 void FileSource::ReadNames(QueuedJob& job) const {
-  const std::string place = "line " + std::to_string(job.line);
+  const std::string place = LineName(job.line);
   const auto object = ParseJobLine(job.text, place);
   if (auto id = TextMember("id", *object, place)) {
     if (id->empty()) throw Error(ErrorKind::kInput, place + ": id", "empty");
+    if (IsLineName(*id)) {
+      throw Error(ErrorKind::kInput, place + ": id", "'" + *id + "' is the name of a job without an id");
+    }
     job.id = std::move(*id);
   }
   try {
@@ -60,18 +74,26 @@ void FileSource::ReadNames(QueuedJob& job) const {
   }
 }
 
+// Blank lines are no jobs, and what comes behind them may not be there yet.
+bool FileSource::IsReady() {
+  if (!lines_.IsReady()) return false;
+  if (csv_) return true;
+  lines_.SkipBlank();
+  return lines_.IsReady();
+}
+
 std::optional<QueuedJob> FileSource::Next() {
   QueuedJob job;
   const std::uint64_t before = lines_.offset();
   try {
     if (!NextText(job)) return std::nullopt;
-    job.id = "line " + std::to_string(job.line);
+    job.id = LineName(job.line);
     ReadNames(job);
   } catch (const Error& error) {
     // An input that cannot be read any more fails the run, not one job.
     if (lines_.offset() == before) throw;
     if (csv_) job.line = csv_->line();
-    job.id = "line " + std::to_string(job.line);
+    job.id = LineName(job.line);
     job.refused = FailedResult(error);
     job.text.clear();
   }

@@ -23,6 +23,9 @@ struct QueuedJob {
   std::string out = {};                                 // the name of its output, empty for none
 };
 
+// The id of a job that has none. No job has it for another reason.
+[[nodiscard]] std::string LineName(std::uint64_t line);
+
 class JobSource {
  public:
   JobSource() = default;
@@ -49,7 +52,7 @@ class FileSource final : public JobSource {
   FileSource(int fd, std::string name, const std::string& jobTemplate, Format format);
 
   [[nodiscard]] std::optional<QueuedJob> Next() override;
-  bool IsReady() override { return lines_.IsReady(); }
+  bool IsReady() override;
   int descriptor() const override { return lines_.descriptor(); }
 
   // Bytes read so far.

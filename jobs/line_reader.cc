@@ -16,6 +16,7 @@ namespace jobs {
 // Reads on; false at the end.
 bool LineReader::Fill() {
   buffer_.resize(65536);
+  searched_ = 0;
   ssize_t length = 0;
   do {
     length = read(fd_, buffer_.data(), buffer_.size());
@@ -27,10 +28,32 @@ bool LineReader::Fill() {
   return length > 0;
 }
 
-bool LineReader::IsReady() const {
-  if (buffer_.find('\n', at_) != std::string::npos) return true;
-  pollfd input = {fd_, POLLIN, 0};
-  return poll(&input, 1, 0) != 0;
+bool LineReader::IsReady() {
+  for (;;) {
+    if (buffer_.find('\n', std::max(at_, searched_)) != std::string::npos) return true;
+    searched_ = buffer_.size();
+    if (buffer_.size() - at_ > longest_) return true;
+    pollfd input = {fd_, POLLIN, 0};
+    if (poll(&input, 1, 0) == 0) return false;
+    char piece[65536];
+    const ssize_t length = read(fd_, piece, sizeof piece);
+    if (length < 0 && errno == EINTR) continue;
+    if (length <= 0) return true;
+    buffer_.erase(0, at_);
+    searched_ -= std::min(searched_, at_);
+    at_ = 0;
+    buffer_.append(piece, static_cast<std::size_t>(length));
+  }
+}
+
+void LineReader::SkipBlank() {
+  for (;;) {
+    const std::size_t text = buffer_.find_first_not_of(" \t\r", at_);
+    if (text == std::string::npos || buffer_[text] != '\n') return;
+    offset_ += text + 1 - at_;
+    at_ = text + 1;
+    ++number_;
+  }
 }
 
 LineReader::Outcome LineReader::Next(std::string& line) {

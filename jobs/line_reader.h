@@ -26,8 +26,11 @@ class LineReader {
   // line feed. Throws Error when reading fails.
   [[nodiscard]] Outcome Next(std::string& line);
 
-  // Whether Next has a line at hand, or at least something to read. It may still wait for the rest of a line.
-  bool IsReady() const;
+  // Whether Next need not wait: a whole line is at hand, the end was met, or the line is too long anyway.
+  // Reads what there is. A failure to read is left to Next.
+  [[nodiscard]] bool IsReady();
+  // Passes over lines without a character at the front of those at hand. Precondition: IsReady().
+  void SkipBlank();
   int descriptor() const { return fd_; }
 
   // The number of the line that Next returned last, from 1.
@@ -45,6 +48,7 @@ class LineReader {
   std::size_t longest_;
   std::string buffer_;
   std::size_t at_ = 0;
+  std::size_t searched_ = 0;  // of the buffer, from at_ on: there is no line feed
   std::uint64_t number_ = 0;
   std::uint64_t offset_ = 0;
   bool complete_ = false;

@@ -15,6 +15,7 @@
 #include <cerrno>
 #include <cstring>
 #include <optional>
+#include <string_view>
 
 namespace jobs {
 
@@ -39,6 +40,17 @@ off_t CompleteBytes(int fd, off_t size) {
     end = from;
   }
   return 0;
+}
+
+// Whether the bytes from there on are what a killed run can leave of a line: its beginning, or nothing but
+// the zeros of a file system that lost them.
+bool IsCutResult(int fd, off_t from) {
+  constexpr std::string_view kBegin = "{\"id\":";
+  char begin[kBegin.size()] = {};
+  const ssize_t length = pread(fd, begin, sizeof begin, from);
+  if (length <= 0) return false;
+  const std::string_view found(begin, static_cast<std::size_t>(length));
+  return found == kBegin.substr(0, found.size()) || found.find_first_not_of('\0') == found.npos;
 }
 
 OpenDescriptor OpenToRead(const std::string& path) {
@@ -83,6 +95,10 @@ ResultsFile::ResultsFile(const std::string& path)
     throw Error(ErrorKind::kOutput, path, "no regular file");
   }
   const off_t complete = CompleteBytes(file_.get(), status.st_size);
+  // A file that was named by mistake keeps what it has.
+  if (complete != status.st_size && !IsCutResult(file_.get(), complete)) {
+    throw Error(ErrorKind::kOutput, path, "no file of results: its last line is none");
+  }
   if (complete != status.st_size && ftruncate(file_.get(), complete) != 0) {
     Fail(ErrorKind::kOutput, path, "cannot cut off the last line");
   }

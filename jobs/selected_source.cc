@@ -7,6 +7,8 @@
 #include "error.h"
 #include "json_text.h"
 
+#include <utility>
+
 namespace jobs {
 
 namespace {
@@ -15,8 +17,8 @@ JobResult Duplicate(const QueuedJob& job, const char* what, const std::string& n
   std::string quoted;
   AppendJsonString(quoted, name);
   return FailedResult(
-      Error(ErrorKind::kInput, "line " + std::to_string(job.line),
-            std::string(what) + " " + quoted + " is that of line " + std::to_string(first) + " as well"));
+      Error(ErrorKind::kInput, LineName(job.line),
+            std::string(what) + " " + quoted + " is that of " + LineName(first) + " as well"));
 }
 
 }  // namespace
@@ -32,21 +34,37 @@ std::uint64_t SelectedSource::OwnerOf(const QueuedJob& job) {
   return entry.line;
 }
 
+// Takes one job of the source. True when Next has an answer then; false for a job of another shard.
+bool SelectedSource::Advance() {
+  try {
+    next_ = source_.Next();
+  } catch (const Error&) {
+    failure_ = std::current_exception();
+    next_.reset();
+  }
+  if (next_) owner_ = OwnerOf(*next_);
+  known_ = !next_ || shard_.Holds(next_->id);
+  return known_;
+}
+
+bool SelectedSource::IsReady() {
+  while (!known_ && source_.IsReady()) Advance();
+  return known_;
+}
+
 std::optional<QueuedJob> SelectedSource::Next() {
-  std::optional<QueuedJob> job;
-  std::uint64_t owner = 0;
-  do {
-    job = source_.Next();
-    if (!job) return job;
-    owner = OwnerOf(*job);
-  } while (!shard_.Holds(job->id));
+  while (!known_) Advance();
+  known_ = false;
+  if (failure_) std::rethrow_exception(std::exchange(failure_, nullptr));
+  std::optional<QueuedJob> job = std::exchange(next_, std::nullopt);
+  if (!job) return job;
   IdIndex::Entry entry = index_.Find(job->id);
   if (entry.line != 0) {
     job->refused = Duplicate(*job, "the id", job->id, entry.line);
-    job->id = "line " + std::to_string(job->line);
+    job->id = LineName(job->line);
     return job;
   }
-  if (owner != job->line) job->refused = Duplicate(*job, "the output", job->out, owner);
+  if (owner_ != job->line) job->refused = Duplicate(*job, "the output", job->out, owner_);
   if (entry.jobHash != decltype(entry.jobHash){})
     job->earlier = EarlierResult{UnpackHash(entry.jobHash), entry.number};
   entry.line = job->line;

@@ -8,6 +8,7 @@
 #include "shard.h"
 
 #include <cstdint>
+#include <exception>
 #include <optional>
 
 namespace jobs {
@@ -22,16 +23,22 @@ class SelectedSource final : public JobSource {
   // A job whose id another line has had is refused by the name of its line. An output belongs to the first
   // line that names it, of any shard and whatever becomes of that job: others that name it are refused.
   std::optional<QueuedJob> Next() override;
-  bool IsReady() override { return source_.IsReady(); }
+  bool IsReady() override;
   int descriptor() const override { return source_.descriptor(); }
 
  private:
   std::uint64_t OwnerOf(const QueuedJob& job);
+  bool Advance();
 
   JobSource& source_;
   const Shard shard_;
   IdIndex& index_;
   IdIndex outputs_;  // the lines that named them
+  // What Next is to answer, once it is known: a job of the shard, nothing at the end, or a failure.
+  bool known_ = false;
+  std::optional<QueuedJob> next_;
+  std::uint64_t owner_ = 0;  // of its output
+  std::exception_ptr failure_;
 };
 
 }  // namespace jobs

@@ -13,8 +13,22 @@ namespace jobs {
 StopRequest::StopRequest() : event_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
 
 void StopRequest::Raise() {
-  int before = level_.load();
-  while (before < kNow && !level_.compare_exchange_weak(before, before + 1)) continue;
+  int before = raised_.load();
+  while (before < kNow && !raised_.compare_exchange_weak(before, before + 1)) continue;
+  Signal();
+}
+
+void StopRequest::GiveUp() {
+  givenUp_.store(true);
+  Signal();
+}
+
+StopRequest::Level StopRequest::level() const {
+  const int raised = raised_.load();
+  return raised == 0 && givenUp_.load() ? kFinish : static_cast<Level>(raised);
+}
+
+void StopRequest::Signal() {
   const std::uint64_t one = 1;
   // A failed write means that the counter is full, and then the descriptor is readable already.
   [[maybe_unused]] const ssize_t written = write(event_.get(), &one, sizeof one);

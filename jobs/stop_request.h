@@ -16,13 +16,20 @@ class StopRequest {
 
   // The first call lets what runs finish, the second stops at once. Safe in a signal handler.
   void Raise();
-  Level level() const { return static_cast<Level>(level_.load()); }
+  // Lets what runs finish, without being the first call: somebody else than the user wishes it.
+  void GiveUp();
+  Level level() const;
+  // Whether the user wished it.
+  bool raised() const { return raised_.load() != 0; }
   // Readable once there was a call.
   int descriptor() const { return event_.get(); }
 
  private:
+  void Signal();
+
   OpenDescriptor event_;
-  std::atomic<int> level_ = kNone;
+  std::atomic<int> raised_ = 0;  // calls, of which two count
+  std::atomic<bool> givenUp_ = false;
 };
 
 }  // namespace jobs

@@ -54,7 +54,13 @@ void PrintJson(const Findings& findings) {
   report->SetMemberBool("ok", !HasFailed(findings));
   const auto list = report->AddArrayMember("findings");
   for (const Finding& finding : findings) {
-    const auto utf8 = [](const std::string& local) { return tovkit::LocalToUtf8(local.c_str(), -1); };
+    const auto utf8 = [](const std::string& local) {
+      std::wstring text = tovkit::LocalToWide(local.c_str(), -1);
+      // A byte that is no text.
+      std::replace_if(
+          text.begin(), text.end(), [](wchar_t c) { return c >= 0xD800 && c <= 0xDFFF; }, L'\xFFFD');
+      return tovkit::WideToUtf8(text.c_str(), -1);
+    };
     const auto entry = list->InsertObject(-1);
     entry->SetMemberString("check", utf8(finding.check).c_str());
     entry->SetMemberString("state", NameOf(finding.state));

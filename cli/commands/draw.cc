@@ -101,7 +101,43 @@ std::string DescriptionOf(const TextOptions& options) {
   return jobs::DescriptionOf(line);
 }
 
+// Whether the page, or one of its numbered files, would be written over the file.
+bool IsOutput(const std::string& file, const std::string& output) {
+  std::error_code error;
+  if (file == output || std::filesystem::equivalent(file, output, error)) return true;
+  const std::filesystem::path name(file);
+  const std::filesystem::path page(output);
+  const std::string stem = name.stem().string();
+  const std::string begin = page.stem().string() + "-";
+  const auto folder = [](const std::filesystem::path& p) {
+    return p.has_parent_path() ? p.parent_path() : ".";
+  };
+  return stem.size() > begin.size() && stem.compare(0, begin.size(), begin) == 0 &&
+         stem.find_first_not_of("0123456789", begin.size()) == std::string::npos &&
+         name.extension() == page.extension() &&
+         std::filesystem::equivalent(folder(name), folder(page), error);
+}
+
+// A report takes the place of what stands under its name.
+void CheckReport(const DrawOptions& options) {
+  const std::string& report = options.review.report;
+  if (report.empty() || report == "-") return;
+  std::vector<std::string> files = options.files;
+  files.insert(files.end(), options.fontFiles.begin(), options.fontFiles.end());
+  if (!options.over.empty()) files.push_back(options.over);
+  for (const std::string& file : files) {
+    std::error_code error;
+    if (file == report || std::filesystem::equivalent(file, report, error)) {
+      throw UsageError("--report: " + report + " is an input");
+    }
+  }
+  if (IsOutput(report, options.output.file)) {
+    throw UsageError(report + " cannot hold both the page and the report");
+  }
+}
+
 void Draw(const DrawOptions& options) {
+  CheckReport(options);
   const jobs::OutputFormat format = ChooseFormat(options.output, jobs::OutputKind::kPage);
   if (!options.over.empty() && format.document != jobs::OutputFormat::Document::kNone) {
     throw UsageError("--over draws on a picture, and " + options.output.file + " is to be none");
@@ -131,8 +167,7 @@ std::vector<std::string> WatchedFiles(const DrawOptions& options) {
   if (files.empty()) throw UsageError("--watch: there is no file to watch");
   for (const std::string& file : files) {
     if (file == "-") throw UsageError("--watch: standard input does not change");
-    std::error_code error;
-    if (file == options.output.file || std::filesystem::equivalent(file, options.output.file, error)) {
+    if (IsOutput(file, options.output.file)) {
       throw UsageError("--watch: " + file + " is read and written, which would never end");
     }
   }

@@ -356,6 +356,56 @@ TEST_F(Batch, FailFastStopsAndTellsWhatIsLeft) {
   EXPECT_EQ(FilesBelow(Out()).size(), 2000u);
 }
 
+// The failure is met long before its turn to be printed comes.
+TEST_F(Batch, FailFastStopsInOrderToo) {
+  std::string jobs = R"({"id": "slow", "draw": {"Content": "x"}, "size": "6000x6000", "out": "slow.bmp"})";
+  jobs += "\n{}\n" + Jobs(4000);
+  const CommandResult result = Run({"-j2", "--fail-fast", "--ordered"}, jobs);
+  EXPECT_EQ(result.status, 1);
+  std::size_t skipped = 0;
+  const std::vector<std::string> lines = LinesOf(result.out);
+  for (const std::string& line : lines) skipped += Member(line, "state") == "skipped" ? 1 : 0;
+  ASSERT_EQ(lines.size(), 4002u);
+  EXPECT_EQ(Member(lines[0], "id"), "slow");
+  EXPECT_EQ(Member(lines[1], "state"), "failed");
+  EXPECT_GT(skipped, 2000u);
+}
+
+TEST_F(Batch, FilesThatAreReadAreNoResults) {
+  const std::string jobs = Jobs(2);
+  std::ofstream(Path("jobs")) << jobs;
+  const CommandResult result =
+      RunCommand({"batch", Path("jobs"), "--directory", Out(), "--results", Path("jobs")});
+  EXPECT_EQ(result.status, 2);
+  EXPECT_EQ(result.err.rfind("tovkit: --results: " + Path("jobs") + " holds the jobs\n", 0), 0u)
+      << result.err;
+  EXPECT_EQ(ContentsOfPath(Path("jobs")), jobs);
+
+  EXPECT_EQ(RunCommand({"batch", Path("jobs"), "--directory", Out(), "--results", Path("r")}).status, 0);
+  const std::string results = ContentsOfPath(Path("r"));
+  const CommandResult merged = RunCommand({"batch", "--merge", Path("r"), "--results", Path("r")});
+  EXPECT_EQ(merged.status, 2);
+  EXPECT_EQ(merged.err.rfind("tovkit: --results: " + Path("r") + " is one of the files to merge\n", 0), 0u);
+  EXPECT_EQ(ContentsOfPath(Path("r")), results);
+}
+
+TEST_F(Batch, TheColorsOfWebPages) {
+  const CommandResult result =
+      Run({}, R"({"draw": {"Content": "x"}, "size": "40x20", "background": "#fff", "out": "a/42.png"})");
+  EXPECT_EQ(result.status, 0) << result.out;
+}
+
+// What is printed must not go into a file that took the place of a closed stream.
+TEST_F(Batch, ClosedStreamsAreNoResults) {
+  std::ofstream(Path("jobs")) << Jobs(3);
+  const std::string command = std::string(TOVKIT_COMMAND) + " batch " + Path("jobs") + " --directory " +
+                              Out() + " --progress --results " + Path("r") + " <&- >&- 2>&-";
+  EXPECT_EQ(std::system(command.c_str()), 0);
+  EXPECT_EQ(LinesOf(ContentsOfPath(Path("r"))).size(), 3u);
+  EXPECT_EQ(StatesOf(ContentsOfPath(Path("r"))).size(), 3u);
+  EXPECT_EQ(RunCommand({"batch", "--merge", Path("r")}).status, 0);
+}
+
 TEST_F(Batch, MergedAFailureComesBeforeAJobThatWasSkipped) {
   const auto line = [](const std::string& id, const std::string& state) {
     return R"({"id":")" + id + R"(","state":")" + state + R"(","seconds":0,"attempts":0,"worker":0})" + "\n";

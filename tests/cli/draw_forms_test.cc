@@ -106,7 +106,7 @@ TEST_F(DrawForms, TheOptionsOfALineNeedItAndAreChecked) {
   ExpectRefused({"--bold", "-o", out}, 2, "--bold requires --text");
   ExpectRefused({"--text", "x", "file.json", "-o", out}, 2, "FILE excludes --text");
   ExpectRefused({"--text", "", "-o", out}, 2, "the text is empty");
-  const std::string forms = "#gg, #rrggbb, #ccmmyykk, or 1, 3 or 4 numbers from 0 to 255";
+  const std::string forms = "#gg, #rgb, #rrggbb, #ccmmyykk, or 1, 3 or 4 numbers from 0 to 255";
   ExpectRefused({"--text", "x", "--color", "red", "-o", out}, 2, "'red' is no color: " + forms);
   ExpectRefused({"--text", "x", "--color", "none", "-o", out}, 2, "'none' is no color: " + forms);
   ExpectRefused({"--text", "x", "--background", "red", "-o", out}, 2, "'red' is no color: none, " + forms);

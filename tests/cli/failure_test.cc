@@ -29,13 +29,13 @@ TEST(Failure, TheCaretStandsBehindWideCharacters) {
   ExpectColumns("\u1100\u115f\u2e80\ua4cf\uac00\ud7a3\uf900\ufaff", 8, 2);
   ExpectColumns("\ufe30\ufe6f\uff00\uff60\uffe0\uffe6", 6, 2);
   ExpectColumns("\U0001f300\U0001f64f\U00020000\U0003fffd", 4, 2);
+  ExpectColumns("\U0001f680\U0001f923\u2705\u2b50\u2615", 5, 2);
 }
 
-// Their neighbors.
+TEST(Failure, MarksTakeNoColumn) { ExpectColumns("\u0301\u094d\u0e31\u05b4\u200d", 5, 0); }
+
 TEST(Failure, TheCaretStandsBehindNarrowCharacters) {
-  ExpectColumns("\u10ff\u1160\u2e7f\ua4d0\uabff\ud7a4\uf8ff\ufb00", 8, 1);
-  ExpectColumns("\ufe2f\ufe70\ufeff\uff61\uffdf\uffe7", 6, 1);
-  ExpectColumns("\U0001f2ff\U0001f650\U0001ffff\U0003fffe", 4, 1);
+  ExpectColumns("\u10ff\ua4d0\ufb00\ufe70\uff61\uffed\U0001d400", 7, 1);
 }
 
 TEST(Failure, ControlCharactersOfTheLineAreShownAsQuestionMarks) {

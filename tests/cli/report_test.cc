@@ -59,6 +59,23 @@ SharedPtr<JsonValue> Line(const std::string& lines, int index = 0) {
 
 std::string WithFont(const std::string& members) { return "{" + members + ", " + kFont + "}"; }
 
+TEST_F(Report, AReportTakesNoInputsPlace) {
+  const std::string line = R"({"Content": "x"})";
+  const std::string file = Write("a.json", line);
+  const auto refused = [&](const std::string& report, const std::string& what) {
+    const CommandResult result = RunCommand({"draw", file, "-o", Path("a.png"), "--report=" + report});
+    EXPECT_EQ(result.status, 2) << report;
+    EXPECT_EQ(result.err.rfind("tovkit: " + what + "\n", 0), 0u) << result.err;
+  };
+  refused(file, "--report: " + file + " is an input");
+  const std::string other = Path("./a.json");
+  refused(other, "--report: " + other + " is an input");
+  refused(Path("a.png"), Path("a.png") + " cannot hold both the page and the report");
+  refused(Path("./a-12.png"), Path("./a-12.png") + " cannot hold both the page and the report");
+  EXPECT_EQ(Read("a.json"), line);
+  EXPECT_FALSE(IsDrawn());
+}
+
 TEST_F(Report, ALineOfTextIsALineOfJson) {
   const CommandResult result = Draw(
       "[" + WithFont(R"("Content": "first")") + ",\n " + WithFont(R"("Content": "\uE123", "Xy": 1)") + "]",

@@ -11,6 +11,7 @@
 #include <chrono>
 #include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -118,6 +119,48 @@ TEST(DescribeText, TellsWhatStandsInForWhat) {
   const auto report = Report(R"({"Content": "ab", "Font": {"FontName": "No Such Font"}})");
   EXPECT_TRUE(report->GetMember("font")->GetMemberBool("substituted", false));
   EXPECT_EQ(Text(*report->GetMember("runs")->GetAt(0), "standsInFor"), "No Such Font");
+}
+
+// A NUL in a name makes it another one, and ends a text.
+TEST(DescribeText, NulsAreTold) {
+  for (const char* text :
+       {R"({"Content": "x", "Font\u0000": {"Bold": true}})", R"({"Content": "x", "DeltaX\u0000": 5})",
+        R"({"Content": "x", "Content\u0000": "y"})"}) {
+    EXPECT_EQ(Text(*Warning(text), "kind"), "unknown-key") << text;
+    EXPECT_EQ(Report(text)->GetMemberInt("warningCount", 0), 1) << text;
+  }
+  EXPECT_EQ(Text(*Warning(R"({"Content": "x", "Font": {"Bold\u0000": true}})"), "message"),
+            R"("Bold\u0000" is no key of a font; there are FontSize, FontName, Bold, Italic, Color)");
+  EXPECT_EQ(Report(R"({"Content\u0000": "x"})")->GetMemberInt("warningCount", 0), 2) << "and none has a text";
+  EXPECT_EQ(Text(*Warning(R"({"Content": "Pay 100\u0000 000"})"), "message"),
+            R"("Content" holds a NUL character; what stands behind it is not used)");
+  EXPECT_EQ(Text(*Warning(R"({"Content": "x", "Font": {"FontName": "DejaVu Sans\u0000B"}})"), "pointer"),
+            "/Font/FontName");
+  EXPECT_EQ(Text(*Warning(R"({"Content": "x", "Font": {"Color": "\u0000red"}})"), "pointer"), "/Font/Color");
+  EXPECT_EQ(Report(R"({"Content": "a\\u0000b"})")->GetMemberInt("warningCount", 9), 0) << "no NUL";
+}
+
+TEST(DescribeText, CodePointsThatAreNoCharactersAreTold) {
+  EXPECT_EQ(Text(*Warning(R"({"Content": "a\uFFFF"})"), "message"),
+            R"("Content" holds 1 code point that is no character, which shows as U+FFFD)");
+  EXPECT_EQ(Text(*Warning(R"({"Content": "\uFDD0\uFDEF\uD83F\uDFFE"})"), "message"),
+            R"("Content" holds 3 code points that are no characters, which show as U+FFFD)");
+  EXPECT_EQ(Report(R"({"Content": "\uFDCF\uFDF0\uFFFD"})")->GetMemberInt("warningCount", 9), 0);
+}
+
+TEST(DescribeText, NamesThatFollowARule) {
+  const std::pair<const char*, const char*> rows[] = {
+      {R"(\u3402)", "CJK UNIFIED IDEOGRAPH-3402"},   {R"(\uD842\uDFB7)", "CJK UNIFIED IDEOGRAPH-20BB7"},
+      {R"(\uD81C\uDC00)", "TANGUT IDEOGRAPH-17000"}, {R"(\uAC00)", "HANGUL SYLLABLE GA"},
+      {R"(\uAD55)", "HANGUL SYLLABLE GYONJ"},        {R"(\uD7A3)", "HANGUL SYLLABLE HIH"}};
+  for (const auto& [text, name] : rows) {
+    const auto report =
+        Report(std::string(R"({"Content": ")") + text + R"(", "Font": {"FontName": "DejaVu Sans"}})");
+    const auto missing = report->GetMember("missing");
+    // Where a font has it, nothing is missing.
+    if (missing->Size() == 0) continue;
+    EXPECT_EQ(Text(*missing->GetAt(0), "name"), name);
+  }
 }
 
 TEST(DescribeText, MissingCharactersHaveNamesAndPositions) {

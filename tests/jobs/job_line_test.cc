@@ -7,7 +7,9 @@
 #include "jobs/picture_reader.h"
 #include "jobs/places.h"
 #include "jobs/result.h"
+#include "jobs/selected_source.h"
 #include "jobs/sha256.h"
+#include "jobs/stop_request.h"
 
 #include "scratch_dir.h"
 
@@ -223,7 +225,8 @@ TEST_F(JobLine, WhatIsNoJobIsToldWithItsPlace) {
        "dpi: a number from 1 to 4800 is expected"},
       {R"({"draw": {"Content": "x"}, "out": "x.png", "dpi": 0})", "dpi: a number from 1 to 4800 is expected"},
       {R"({"draw": {"Content": "x"}, "out": "x.png", "background": "red"})",
-       "background: 'red' is no color: none, #gg, #rrggbb, #ccmmyykk, or 1, 3 or 4 numbers from 0 to 255"},
+       "background: 'red' is no color: none, #gg, #rgb, #rrggbb, #ccmmyykk, or 1, 3 or 4 numbers from 0 to "
+       "255"},
       {R"({"draw": [{}], "out": "x.png"})", "draw:1:2: no text to draw; \"Content\" is missing or empty"},
       {R"({"image": "a.png", "out": "x.png"})", "image: no folder of input files was given"},
       {R"({"hit": {"path": "M0 0L1", "points": []}})", "path: line 1, column 7: a number is expected"},
@@ -451,6 +454,79 @@ TEST(JobSource, EveryLineIsAJobOrAFailure) {
             (std::vector<std::string>{"line 1!line 1: longer than 16 MiB", "b={\"id\": \"b\"}"}));
 }
 
+TEST(JobSource, TheNameOfAJobWithoutAnIdIsNobodyElses) {
+  EXPECT_EQ(JobsOf("{\"id\": \"line 2\"}\n{\"x\": 1}\n{\"id\": \"line two\"}",
+                   jobs::FileSource::Format::kJsonLines),
+            (std::vector<std::string>{"line 1!line 1: id: 'line 2' is the name of a job without an id",
+                                      "line 2={\"x\": 1}", "line two={\"id\": \"line two\"}"}));
+}
+
+// A pipe brings a line in pieces, blank ones among them: nobody waits for the rest.
+TEST(JobSource, IsReadyWhenAWholeJobIsThere) {
+  int ends[2];
+  ASSERT_EQ(pipe(ends), 0);
+  jobs::FileSource source(ends[0], "pipe", "", jobs::FileSource::Format::kJsonLines);
+  const auto send = [&ends](const std::string& text) {
+    ASSERT_EQ(write(ends[1], text.data(), text.size()), static_cast<ssize_t>(text.size()));
+  };
+  EXPECT_FALSE(source.IsReady());
+  send("{\"id\":");
+  EXPECT_FALSE(source.IsReady());
+  send(" \"a\"}\n\n  \r\n");
+  EXPECT_TRUE(source.IsReady());
+  EXPECT_EQ(source.Next()->id, "a");
+  EXPECT_FALSE(source.IsReady()) << "only blank lines";
+  send("\n{\"id\": \"b\"}\n{\"id\"");
+  EXPECT_TRUE(source.IsReady());
+  const auto job = source.Next();
+  EXPECT_EQ(job->id, "b");
+  EXPECT_EQ(job->line, 5u);
+  EXPECT_FALSE(source.IsReady());
+  close(ends[1]);
+  EXPECT_TRUE(source.IsReady()) << "the end";
+  EXPECT_TRUE(source.Next()->refused);
+  EXPECT_FALSE(source.Next());
+  close(ends[0]);
+}
+
+// Jobs of other shards are passed over without waiting for the next.
+TEST(JobSource, IsReadyWhenAJobOfTheShardIsThere) {
+  int ends[2];
+  ASSERT_EQ(pipe(ends), 0);
+  jobs::FileSource source(ends[0], "pipe", "", jobs::FileSource::Format::kJsonLines);
+  jobs::IdIndex index;
+  const jobs::Shard shard{1, 2};
+  jobs::SelectedSource selected(source, shard, index);
+  int mine = 0;
+  for (int i = 0; i < 40; ++i) {
+    const std::string id = std::to_string(i);
+    const std::string line = "{\"id\": \"" + id + "\"}\n";
+    ASSERT_EQ(write(ends[1], line.data(), line.size()), static_cast<ssize_t>(line.size()));
+    ASSERT_EQ(selected.IsReady(), shard.Holds(id)) << id;
+    if (!shard.Holds(id)) continue;
+    ++mine;
+    EXPECT_EQ(selected.Next()->id, id);
+  }
+  EXPECT_GT(mine, 5);
+  EXPECT_LT(mine, 35);
+  close(ends[1]);
+  EXPECT_TRUE(selected.IsReady());
+  EXPECT_FALSE(selected.Next());
+  close(ends[0]);
+}
+
+TEST(StopRequest, GivingUpIsNoCallOfTheUser) {
+  jobs::StopRequest stop;
+  stop.GiveUp();
+  EXPECT_EQ(stop.level(), jobs::StopRequest::kFinish);
+  EXPECT_FALSE(stop.raised());
+  stop.Raise();
+  EXPECT_EQ(stop.level(), jobs::StopRequest::kFinish) << "the first call";
+  EXPECT_TRUE(stop.raised());
+  stop.Raise();
+  EXPECT_EQ(stop.level(), jobs::StopRequest::kNow);
+}
+
 TEST(JobSource, CsvByRfc4180) {
   using Format = jobs::FileSource::Format;
   const std::string jobTemplate = R"({"id": "{{n}}", "out": "x"})";
@@ -461,6 +537,11 @@ TEST(JobSource, CsvByRfc4180) {
                 "line 6!jobs, line 6: 1 fields, where the first line names 2", R"(4={"n":"4","text":"x"})"}));
   EXPECT_EQ(JobsOf("n,t\n1,\"open\n2,x\n", Format::kCsv, jobTemplate),
             (std::vector<std::string>{"line 2!jobs, line 2: a quotation mark is never closed"}));
+  // Only a mark at the beginning of a field opens it.
+  EXPECT_EQ(JobsOf("n,t\n1,6\" pipe\n2,x\n3,\"a\"\"b\"c\n4,\"\"\n5,8\"\n", Format::kCsv, jobTemplate),
+            (std::vector<std::string>{R"(1={"n":"1","t":"6\" pipe"})", R"(2={"n":"2","t":"x"})",
+                                      R"(3={"n":"3","t":"a\"bc"})", R"(4={"n":"4","t":""})",
+                                      R"(5={"n":"5","t":"8\""})"}));
   EXPECT_THROW(JobsOf("", Format::kCsv, jobTemplate), jobs::Error);
   EXPECT_THROW(JobsOf("a,a\n", Format::kCsv, jobTemplate), jobs::Error);
 }

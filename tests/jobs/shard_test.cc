@@ -153,7 +153,9 @@ TEST(ResultsFile, ALineThatIsCutIsCutOff) {
   const ScratchDir scratch;
   const std::string path = scratch.path() + "/r.jsonl";
   const std::string whole = Line("a", jobs::JobState::kDone, "");
-  for (const std::string& rest : {std::string("{\"id\": \"b"), std::string(200000, 'x'), std::string()}) {
+  for (const std::string& rest :
+       {std::string("{"), std::string("{\"id\":\"b"), "{\"id\":\"" + std::string(200000, 'x'),
+        std::string(300, '\0'), std::string()}) {
     std::ofstream(path) << whole << rest;
     jobs::ResultsFile file(path);
     EXPECT_EQ(ContentsOf(path), whole);
@@ -162,9 +164,24 @@ TEST(ResultsFile, ALineThatIsCutIsCutOff) {
     file.Append(whole);
     EXPECT_EQ(ContentsOf(path), whole + whole);
   }
-  std::ofstream(path) << "no line feed";
+  std::ofstream(path) << "{\"id\":\"a";
   jobs::ResultsFile file(path);
   EXPECT_EQ(ContentsOf(path), "");
+}
+
+TEST(ResultsFile, AFileThatWasNamedByMistakeIsLeftAlone) {
+  const ScratchDir scratch;
+  const std::string path = scratch.path() + "/notes";
+  for (const char* text : {"no line feed", "one\ntwo\nthree", "{\"draw\":", "x"}) {
+    std::ofstream(path) << text;
+    try {
+      const jobs::ResultsFile file(path);
+      ADD_FAILURE() << text;
+    } catch (const jobs::Error& e) {
+      EXPECT_EQ(std::string(e.what()), path + ": no file of results: its last line is none");
+    }
+    EXPECT_EQ(ContentsOf(path), text);
+  }
 }
 
 TEST(ResultsFile, HasOneWriter) {

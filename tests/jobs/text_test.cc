@@ -27,6 +27,9 @@ TEST(Background, EveryWayToWriteAColor) {
     std::optional<std::uint32_t> argb;
   } kTable[] = {{"none", 0},
                 {"#80", 0xFF808080},
+                {"#fff", 0xFFFFFFFF},
+                {"#1a2", 0xFF11AA22},
+                {"#1g2", std::nullopt},
                 {"#336699", 0xFF336699},
                 {"51 102 153", 0xFF336699},
                 {"128", 0xFF808080},
