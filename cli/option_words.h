@@ -12,7 +12,7 @@ namespace cli {
 // check for a kind of path says more than the type.
 inline std::string ValueName(const std::string& type) {
   const std::size_t colon = type.find(':');
-  const std::string check = colon == std::string::npos ? "" : type.substr(colon + 1);
+  std::string check = colon == std::string::npos ? "" : type.substr(colon + 1);
   if (check == "FILE" || check == "DIR") return check;
   const std::string name = type.substr(0, colon);
   return name.empty() ? "VALUE" : name;
