@@ -205,9 +205,11 @@ void CheckFilesBehindFlags(const CLI::App& draw, const DrawOptions& options) {
       const bool isReport = before == report && options.review.report == "-" && options.files.size() > 1;
       const bool isStrict = before == strict && options.review.strict == "all" && ParseFindings(name);
       if ((isReport || isStrict) && access(name.c_str(), F_OK) != 0 && errno == ENOENT) {
-        std::string meant = isReport ? "--report=" : "--strict=";
-        meant += name;
-        throw CommandError(name + ": " + std::strerror(ENOENT) + "; did you mean " + meant + "?");
+        std::string message = name + ": " + std::strerror(ENOENT);
+        message += isReport ? "; did you mean --report=" : "; did you mean --strict=";
+        message += name;
+        message += '?';
+        throw CommandError(message);
       }
     }
     before = option;
