@@ -27,8 +27,9 @@ constexpr double kMargin = 16.0;
 Error NoText(const MeasuredLine& line) {
   constexpr std::uint32_t kMostWarnings = 100;
   const std::string none = "no text to draw; ";
-  const SharedPtr<const JsonValue> warnings =
-      tovkit::DescribeText(line.description, kMostWarnings)->GetMember("warnings");
+  // A part of a report does not keep it alive.
+  const SharedPtr<const JsonValue> report = tovkit::DescribeText(line.description, kMostWarnings);
+  const SharedPtr<const JsonValue> warnings = report->GetMember("warnings");
   for (int i = 0; i < static_cast<int>(warnings->Size()); ++i) {
     const SharedPtr<const JsonValue> one = warnings->GetAt(i);
     const std::string kind = one->GetMemberString("kind", "");

@@ -351,7 +351,8 @@ TEST_F(Report, ClippedTextIsToldWhatItNeeds) {
     const std::string err = Draw(json, {"--size", "300x100"}).err;
     EXPECT_TRUE(Has(err, std::string("a.json:1:1: ") + row.said)) << err;
     EXPECT_TRUE(Has(err, row.behind)) << err;
-    const auto clipped = Line(Draw(json, {"--size", "300x100", "--report"}).out)->GetMember("clipped");
+    const auto line = Line(Draw(json, {"--size", "300x100", "--report"}).out);
+    const auto clipped = line->GetMember("clipped");
     EXPECT_EQ(clipped->GetMemberBool("wholly", !row.wholly), row.wholly) << err;
     EXPECT_EQ(clipped->HasMember("needs"), row.fits) << err;
     if (!row.fits) continue;
