@@ -96,12 +96,6 @@ std::optional<jobs::Shard> ChooseShard(const std::string& text) {
   }
 }
 
-// Whether the name leads to the file that is open, or is to be read.
-bool IsSameFile(const std::string& name, const struct stat& other) {
-  struct stat status = {};
-  return stat(name.c_str(), &status) == 0 && status.st_dev == other.st_dev && status.st_ino == other.st_ino;
-}
-
 std::string ResultsName(std::string name, const jobs::Shard& shard) {
   constexpr std::string_view kPlace = "{shard}";
   const std::size_t at = name.find(kPlace);
@@ -164,8 +158,7 @@ void RunBatch(BatchOptions options) {
   jobs::IdIndex index;
   if (!options.results.empty()) {
     const std::string name = ResultsName(options.results, shard);
-    struct stat read = {};
-    if (fstat(source.fd, &read) == 0 && IsSameFile(name, read)) {
+    if (IsSameFile(file == "-" ? "/dev/stdin" : file, name)) {
       throw UsageError("--results: " + name + " holds the jobs");
     }
     results = std::make_unique<jobs::ResultsFile>(name);
@@ -192,8 +185,7 @@ void RunBatch(BatchOptions options) {
 void MergeBatches(const BatchOptions& options) {
   std::unique_ptr<jobs::ResultsFile> results;
   for (const std::string& file : options.files) {
-    struct stat read = {};
-    if (!options.results.empty() && stat(file.c_str(), &read) == 0 && IsSameFile(options.results, read)) {
+    if (!options.results.empty() && IsSameFile(file, options.results)) {
       throw UsageError("--results: " + options.results + " is one of the files to merge");
     }
   }

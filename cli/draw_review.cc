@@ -33,9 +33,8 @@ DrawReview::DrawReview(const ReviewOptions& options, const std::string& output)
       isNeeded_(!options.quiet || !options.report.empty() || !options.strict.empty()),
       review_(Settings()) {
   if (options.report.empty()) return;
-  if (options.report == output) {
-    throw UsageError(output == "-" ? "the page and the report cannot both go to standard output"
-                                   : output + " cannot hold both the page and the report");
+  if (options.report == "-" && output == "-") {
+    throw UsageError("the page and the report cannot both go to standard output");
   }
   if (options.report != "-") {
     file_.emplace(jobs::Output::File(options.report));

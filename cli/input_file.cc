@@ -8,6 +8,8 @@
 
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
+#include <system_error>
 
 namespace cli {
 
@@ -17,6 +19,11 @@ std::string ChosenInput(const std::string& file) {
   if (!file.empty()) return file;
   if (isatty(STDIN_FILENO) == 1) throw UsageError("no file is named, and standard input is a terminal");
   return "-";
+}
+
+bool IsSameFile(const std::string& one, const std::string& other) {
+  std::error_code error;
+  return one == other || std::filesystem::equivalent(one, other, error);
 }
 
 InputFile OpenInput(const std::string& file) {

@@ -24,6 +24,9 @@ std::string InputName(const std::string& file);
 // input is a terminal: a person would see a command that hangs.
 std::string ChosenInput(const std::string& file);
 
+// Whether the names are the same or lead to the same file that is there.
+[[nodiscard]] bool IsSameFile(const std::string& one, const std::string& other);
+
 // Opens an input for reading. Throws CommandError naming it when it cannot be opened.
 [[nodiscard]] InputFile OpenInput(const std::string& file);
 

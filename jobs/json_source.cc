@@ -6,8 +6,7 @@
 #include "excerpt.h"
 #include "json_reader.h"
 #include "json_scan.h"
-
-#include <tovkit/util.h>
+#include "json_text.h"
 
 #include <algorithm>
 #include <charconv>
@@ -45,12 +44,7 @@ JsonSource::JsonSource(const Input& input) : name_(input.name()), root_(ReadJson
   lastOffset_ = start_;
 }
 
-std::string JsonSource::printableName() const {
-  std::wstring name = tovkit::LocalToWide(name_.c_str(), -1);
-  std::replace_if(
-      name.begin(), name.end(), [](wchar_t c) { return c >= 0xD800 && c <= 0xDFFF; }, L'\xFFFD');
-  return tovkit::WideToUtf8(name.c_str(), static_cast<int>(name.size()));
-}
+std::string JsonSource::printableName() const { return ValidUtf8(name_); }
 
 const std::vector<std::size_t>& JsonSource::ElementsAt(std::size_t array) {
   const auto [known, isNew] = arrays_.try_emplace(array);

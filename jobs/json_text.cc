@@ -43,4 +43,11 @@ void AppendJsonString(std::string& json, std::string_view text) {
   json += '"';
 }
 
+std::string ValidUtf8(const std::string& local) {
+  std::wstring text = tovkit::LocalToWide(local.c_str(), -1);
+  std::replace_if(
+      text.begin(), text.end(), [](wchar_t c) { return c >= 0xD800 && c <= 0xDFFF; }, L'\xFFFD');
+  return tovkit::WideToUtf8(text.c_str(), static_cast<int>(text.size()));
+}
+
 }  // namespace jobs

@@ -2,6 +2,7 @@
 // tovkit doctor: is everything there that the other subcommands need, and if not, what to do.
 #include "command.h"
 #include "doctor/finding.h"
+#include "jobs/json_text.h"
 
 #include <tovkit/json.h>
 #include <tovkit/util.h>
@@ -54,18 +55,11 @@ void PrintJson(const Findings& findings) {
   report->SetMemberBool("ok", !HasFailed(findings));
   const auto list = report->AddArrayMember("findings");
   for (const Finding& finding : findings) {
-    const auto utf8 = [](const std::string& local) {
-      std::wstring text = tovkit::LocalToWide(local.c_str(), -1);
-      // A byte that is no text.
-      std::replace_if(
-          text.begin(), text.end(), [](wchar_t c) { return c >= 0xD800 && c <= 0xDFFF; }, L'\xFFFD');
-      return tovkit::WideToUtf8(text.c_str(), -1);
-    };
     const auto entry = list->InsertObject(-1);
-    entry->SetMemberString("check", utf8(finding.check).c_str());
+    entry->SetMemberString("check", jobs::ValidUtf8(finding.check).c_str());
     entry->SetMemberString("state", NameOf(finding.state));
-    entry->SetMemberString("text", utf8(finding.text).c_str());
-    if (!finding.advice.empty()) entry->SetMemberString("advice", utf8(finding.advice).c_str());
+    entry->SetMemberString("text", jobs::ValidUtf8(finding.text).c_str());
+    if (!finding.advice.empty()) entry->SetMemberString("advice", jobs::ValidUtf8(finding.advice).c_str());
   }
   std::puts(report->ToString().c_str());
 }

@@ -28,7 +28,6 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <system_error>
 #include <vector>
 
 namespace cli {
@@ -103,33 +102,33 @@ std::string DescriptionOf(const TextOptions& options) {
 
 // Whether the page, or one of its numbered files, would be written over the file.
 bool IsOutput(const std::string& file, const std::string& output) {
-  std::error_code error;
-  if (file == output || std::filesystem::equivalent(file, output, error)) return true;
+  if (IsSameFile(file, output)) return true;
   const std::filesystem::path name(file);
   const std::filesystem::path page(output);
   const std::string stem = name.stem().string();
   const std::string begin = page.stem().string() + "-";
   const auto folder = [](const std::filesystem::path& p) {
-    return p.has_parent_path() ? p.parent_path() : ".";
+    return p.has_parent_path() ? p.parent_path().string() : ".";
   };
   return stem.size() > begin.size() && stem.compare(0, begin.size(), begin) == 0 &&
          stem.find_first_not_of("0123456789", begin.size()) == std::string::npos &&
-         name.extension() == page.extension() &&
-         std::filesystem::equivalent(folder(name), folder(page), error);
+         name.extension() == page.extension() && IsSameFile(folder(name), folder(page));
+}
+
+// Every file that the page is made of.
+std::vector<std::string> InputFiles(const DrawOptions& options) {
+  std::vector<std::string> files = options.files;
+  files.insert(files.end(), options.fontFiles.begin(), options.fontFiles.end());
+  if (!options.over.empty()) files.push_back(options.over);
+  return files;
 }
 
 // A report takes the place of what stands under its name.
 void CheckReport(const DrawOptions& options) {
   const std::string& report = options.review.report;
   if (report.empty() || report == "-") return;
-  std::vector<std::string> files = options.files;
-  files.insert(files.end(), options.fontFiles.begin(), options.fontFiles.end());
-  if (!options.over.empty()) files.push_back(options.over);
-  for (const std::string& file : files) {
-    std::error_code error;
-    if (file == report || std::filesystem::equivalent(file, report, error)) {
-      throw UsageError("--report: " + report + " is an input");
-    }
+  for (const std::string& file : InputFiles(options)) {
+    if (IsSameFile(file, report)) throw UsageError("--report: " + report + " is an input");
   }
   if (IsOutput(report, options.output.file)) {
     throw UsageError(report + " cannot hold both the page and the report");
@@ -159,11 +158,8 @@ void Draw(const DrawOptions& options) {
   output.Finish();
 }
 
-// Every file that the page is made of.
 std::vector<std::string> WatchedFiles(const DrawOptions& options) {
-  std::vector<std::string> files = options.files;
-  files.insert(files.end(), options.fontFiles.begin(), options.fontFiles.end());
-  if (!options.over.empty()) files.push_back(options.over);
+  std::vector<std::string> files = InputFiles(options);
   if (files.empty()) throw UsageError("--watch: there is no file to watch");
   for (const std::string& file : files) {
     if (file == "-") throw UsageError("--watch: standard input does not change");
