@@ -1,15 +1,11 @@
 // SPDX-License-Identifier: MIT
 // Jobs as lines of JSON: what they make, what they refuse, and where they may write.
-#include "jobs/csv_reader.h"
 #include "jobs/error.h"
 #include "jobs/job_runner.h"
-#include "jobs/job_source.h"
 #include "jobs/picture_reader.h"
 #include "jobs/places.h"
 #include "jobs/result.h"
-#include "jobs/selected_source.h"
 #include "jobs/sha256.h"
-#include "jobs/stop_request.h"
 
 #include "scratch_dir.h"
 
@@ -335,9 +331,9 @@ TEST_F(JobLine, ReportsCarryWhatIsNotDrawnAsItStands) {
   };
   EXPECT_EQ(warnings(R"({"Content": "x", "Font": {"FontName": "DejaVu Sans"}})"), std::vector<std::string>());
   const std::vector<std::string> keys = warnings(
-      R"([{"Content": "x"}, {"Content": "x", "Colour": 1, "Font": {"FontName": "DejaVu Sans", "FontSize": "big"}}])");
+      R"([{"Content": "x"}, {"Content": "x", "Colr": 1, "Font": {"FontName": "DejaVu Sans", "FontSize": "big"}}])");
   ASSERT_EQ(keys.size(), 2u);
-  EXPECT_EQ(keys[0].substr(0, 15), "draw/1/Colour: ") << keys[0];
+  EXPECT_EQ(keys[0].substr(0, 13), "draw/1/Colr: ") << keys[0];
   EXPECT_EQ(keys[1].substr(0, 22), "draw/1/Font/FontSize: ") << keys[1];
   const std::vector<std::string> text = warnings(R"({"Content": "x\ue123", "DeltaX": 55})");
   ASSERT_EQ(text.size(), 2u);
@@ -348,8 +344,8 @@ TEST_F(JobLine, ReportsCarryWhatIsNotDrawnAsItStands) {
 TEST_F(JobLine, ReportsAreBounded) {
   jobs::RunnerOptions options = Options();
   options.report = true;
-  std::string lines = R"({"Content": "x", "Colour": 1})";
-  for (int i = 0; i < 300; ++i) lines += R"(,{"Content": "x", "Colour": 1, "Size": 2})";
+  std::string lines = R"({"Content": "x", "Colr": 1})";
+  for (int i = 0; i < 300; ++i) lines += R"(,{"Content": "x", "Colr": 1, "Size": 2})";
   const JobResult result =
       JobRunner(options).Run(R"({"draw": [)" + lines + R"(], "size": "60x30", "out": "x.png"})");
   EXPECT_EQ(result.state, JobState::kDone);
@@ -426,124 +422,6 @@ TEST(JobResult, LineAndBack) {
   for (const char* text : {"", "{}", "x", "[]", R"({"id": "1"})", R"({"id":"1","state":"odd"})"}) {
     EXPECT_FALSE(jobs::ParseResultLine(text)) << text;
   }
-}
-
-// The jobs of a text, each as "id=text" or "id!message".
-std::vector<std::string> JobsOf(const std::string& text, jobs::FileSource::Format format,
-                                const std::string& jobTemplate = "") {
-  const ScratchDir scratch;
-  Write(scratch.path() + "/jobs", text);
-  const jobs::OpenDescriptor file(open((scratch.path() + "/jobs").c_str(), O_RDONLY | O_CLOEXEC));
-  jobs::FileSource source(file.get(), "jobs", jobTemplate, format);
-  std::vector<std::string> found;
-  while (const auto job = source.Next()) {
-    found.push_back(job->id + (job->refused ? "!" + job->refused->message : "=" + job->text));
-  }
-  return found;
-}
-
-TEST(JobSource, EveryLineIsAJobOrAFailure) {
-  using Format = jobs::FileSource::Format;
-  EXPECT_EQ(JobsOf("{\"id\": \"a\"}\r\n\n  \n{\"x\": 1}\n{\"id\": 5}\n[\n{\"id\": \"\"}\n{\"id\": \"last\"}",
-                   Format::kJsonLines),
-            (std::vector<std::string>{"a={\"id\": \"a\"}\r", "line 4={\"x\": 1}", "line 5={\"id\": 5}",
-                                      "line 6!line 6, column 2: a value is expected",
-                                      "line 7!line 7: id: empty", "last={\"id\": \"last\"}"}));
-  const std::string longLine = "{\"id\": \"" + std::string(17 << 20, 'x') + "\"}\n";
-  EXPECT_EQ(JobsOf(longLine + "{\"id\": \"b\"}", Format::kJsonLines),
-            (std::vector<std::string>{"line 1!line 1: longer than 16 MiB", "b={\"id\": \"b\"}"}));
-}
-
-TEST(JobSource, TheNameOfAJobWithoutAnIdIsNobodyElses) {
-  EXPECT_EQ(JobsOf("{\"id\": \"line 2\"}\n{\"x\": 1}\n{\"id\": \"line two\"}",
-                   jobs::FileSource::Format::kJsonLines),
-            (std::vector<std::string>{"line 1!line 1: id: 'line 2' is the name of a job without an id",
-                                      "line 2={\"x\": 1}", "line two={\"id\": \"line two\"}"}));
-}
-
-// A pipe brings a line in pieces, blank ones among them: nobody waits for the rest.
-TEST(JobSource, IsReadyWhenAWholeJobIsThere) {
-  int ends[2];
-  ASSERT_EQ(pipe(ends), 0);
-  jobs::FileSource source(ends[0], "pipe", "", jobs::FileSource::Format::kJsonLines);
-  const auto send = [&ends](const std::string& text) {
-    ASSERT_EQ(write(ends[1], text.data(), text.size()), static_cast<ssize_t>(text.size()));
-  };
-  EXPECT_FALSE(source.IsReady());
-  send("{\"id\":");
-  EXPECT_FALSE(source.IsReady());
-  send(" \"a\"}\n\n  \r\n");
-  EXPECT_TRUE(source.IsReady());
-  EXPECT_EQ(source.Next()->id, "a");
-  EXPECT_FALSE(source.IsReady()) << "only blank lines";
-  send("\n{\"id\": \"b\"}\n{\"id\"");
-  EXPECT_TRUE(source.IsReady());
-  const auto job = source.Next();
-  EXPECT_EQ(job->id, "b");
-  EXPECT_EQ(job->line, 5u);
-  EXPECT_FALSE(source.IsReady());
-  close(ends[1]);
-  EXPECT_TRUE(source.IsReady()) << "the end";
-  EXPECT_TRUE(source.Next()->refused);
-  EXPECT_FALSE(source.Next());
-  close(ends[0]);
-}
-
-// Jobs of other shards are passed over without waiting for the next.
-TEST(JobSource, IsReadyWhenAJobOfTheShardIsThere) {
-  int ends[2];
-  ASSERT_EQ(pipe(ends), 0);
-  jobs::FileSource source(ends[0], "pipe", "", jobs::FileSource::Format::kJsonLines);
-  jobs::IdIndex index;
-  const jobs::Shard shard{1, 2};
-  jobs::SelectedSource selected(source, shard, index);
-  int mine = 0;
-  for (int i = 0; i < 40; ++i) {
-    const std::string id = std::to_string(i);
-    const std::string line = "{\"id\": \"" + id + "\"}\n";
-    ASSERT_EQ(write(ends[1], line.data(), line.size()), static_cast<ssize_t>(line.size()));
-    ASSERT_EQ(selected.IsReady(), shard.Holds(id)) << id;
-    if (!shard.Holds(id)) continue;
-    ++mine;
-    EXPECT_EQ(selected.Next()->id, id);
-  }
-  EXPECT_GT(mine, 5);
-  EXPECT_LT(mine, 35);
-  close(ends[1]);
-  EXPECT_TRUE(selected.IsReady());
-  EXPECT_FALSE(selected.Next());
-  close(ends[0]);
-}
-
-TEST(StopRequest, GivingUpIsNoCallOfTheUser) {
-  jobs::StopRequest stop;
-  stop.GiveUp();
-  EXPECT_EQ(stop.level(), jobs::StopRequest::kFinish);
-  EXPECT_FALSE(stop.raised());
-  stop.Raise();
-  EXPECT_EQ(stop.level(), jobs::StopRequest::kFinish) << "the first call";
-  EXPECT_TRUE(stop.raised());
-  stop.Raise();
-  EXPECT_EQ(stop.level(), jobs::StopRequest::kNow);
-}
-
-TEST(JobSource, CsvByRfc4180) {
-  using Format = jobs::FileSource::Format;
-  const std::string jobTemplate = R"({"id": "{{n}}", "out": "x"})";
-  EXPECT_EQ(JobsOf("\xEF\xBB\xBFn,text\r\n1,plain\r\n2,\"a,\"\"b\"\"\nc\"\r\n\r\n3\n4,\"x\"\n", Format::kCsv,
-                   jobTemplate),
-            (std::vector<std::string>{
-                R"(1={"n":"1","text":"plain"})", R"(2={"n":"2","text":"a,\"b\"\u000ac"})",
-                "line 6!jobs, line 6: 1 fields, where the first line names 2", R"(4={"n":"4","text":"x"})"}));
-  EXPECT_EQ(JobsOf("n,t\n1,\"open\n2,x\n", Format::kCsv, jobTemplate),
-            (std::vector<std::string>{"line 2!jobs, line 2: a quotation mark is never closed"}));
-  // Only a mark at the beginning of a field opens it.
-  EXPECT_EQ(JobsOf("n,t\n1,6\" pipe\n2,x\n3,\"a\"\"b\"c\n4,\"\"\n5,8\"\n", Format::kCsv, jobTemplate),
-            (std::vector<std::string>{R"(1={"n":"1","t":"6\" pipe"})", R"(2={"n":"2","t":"x"})",
-                                      R"(3={"n":"3","t":"a\"bc"})", R"(4={"n":"4","t":""})",
-                                      R"(5={"n":"5","t":"8\""})"}));
-  EXPECT_THROW(JobsOf("", Format::kCsv, jobTemplate), jobs::Error);
-  EXPECT_THROW(JobsOf("a,a\n", Format::kCsv, jobTemplate), jobs::Error);
 }
 
 }  // namespace
