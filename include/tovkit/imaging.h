@@ -144,9 +144,10 @@ TOVKIT_API bool DrawTextOnDevice(CoreDevice* device, SharedPtr<const JsonValue> 
 /// text but a pointer; the counts are of all. Time and memory grow with the description alone.
 ///
 /// A line that is new costs less than twice a measurement of it: it is shaped once, and making the document
-/// takes half as long again. One that was drawn, measured or described before is not shaped again. What
-/// remains is the document of some 40 values, a few microseconds: less than drawing the line, but ten times
-/// what asking for the extents of a kept line takes. Who wants the extents alone has
+/// takes half as long again. One that the thread has drawn, measured or described before is not shaped again,
+/// as long as it is among the last 512 lines and has at most 2,048 characters. What remains is the document of
+/// some 40 values, a few microseconds: less than drawing the line, but ten times what asking for the extents
+/// of a kept line takes. Who wants the extents alone has
 /// CoreFontLoader::MeasureText.
 ///
 /// Nothing is printed, and whatever the description holds the report is valid JSON. A null handle for an

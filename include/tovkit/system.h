@@ -246,7 +246,7 @@ class TOVKIT_API WatchedMutex : public Mutex {
   /// Precondition: nobody holds the mutex or waits for it.
   ~WatchedMutex() override;
 
-  /// As Mutex, and in a forked child starts the watchdog that it lacks.
+  /// As Mutex. In a forked child lock() starts the watchdog that the child lacks, when the mutex is watched.
   void lock() override;
   void unlock() override;
 

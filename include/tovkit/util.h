@@ -53,7 +53,7 @@ TOVKIT_API std::string WideToUtf8(const wchar_t* text, int len);
 /// Local text as UTF-8, for everything that comes from the operating system.
 TOVKIT_API std::string LocalToUtf8(const char* text, int len);
 
-/// UTF-8 as local text, for every path that is handed to the operating system.
+/// UTF-8 as local text, the form in which the operating system takes paths.
 TOVKIT_API std::string Utf8ToLocal(const char* text, int len);
 
 /// @{

@@ -67,6 +67,17 @@ TEST(DeleteRectDib, AnEightBitBitmapGetsTheBrightestPaletteIndex) {
   EXPECT_EQ(Blanked(dib, 0, 5), (Span{2, 5}));
 }
 
+TEST(DeleteRectDib, TheBrightestEntryHasTheGreatestSumOfItsThreeComponents) {
+  // Each of the first entries is ahead in one component, in the weights of the eye, or in two of three.
+  for (const std::uint32_t brightest : {0x909090U, 0xc000c1U, 0xc0c100U, 0x00c0c1U}) {
+    CoreDib dib = MakeDib(8, 1, 8);
+    const std::uint32_t entries[] = {0x0000ff, 0x00ff00, 0xff0000, 0x80ff00, brightest, 0x00ff40};
+    ASSERT_TRUE(dib.SetPalette(entries, 6));
+    EXPECT_TRUE(DeleteRectDib(&dib, {0, 0, 8, 1}));
+    EXPECT_EQ(Blanked(dib, 0, 4), (Span{0, 8})) << std::hex << brightest;
+  }
+}
+
 TEST(DeleteRectDib, ALaterPaletteEntryWinsATie) {
   CoreDib dib = MakeDib(8, 1, 8);
   const std::uint32_t entries[] = {0x0000ff, 0xff0000, 0x00ff00, 0x000001};

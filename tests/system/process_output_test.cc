@@ -100,6 +100,17 @@ TEST_F(ProcessTest, ChangesTheWorkingDirectory) {
   EXPECT_EQ(files.errText(), "");
 }
 
+TEST_F(ProcessTest, ChangesTheWorkingDirectoryBeforeThePathIsLookedUp) {
+  const OutputFiles files;
+  Process process;
+  process.setOutputFds(files.out(), files.err());
+  process.setWorkingDirectory("/bin");
+  const char* arguments[] = {"here"};
+  ASSERT_TRUE(process.start("./echo", 1, arguments));
+  ASSERT_TRUE(process.wait(kPatience));
+  EXPECT_EQ(files.outText(), "here\n");
+}
+
 // What the program finds open, as /bin/ls tells it; its own directory stream is one of them.
 std::set<int> DescriptorsOfAChild(Process& process, const OutputFiles& files) {
   const char* arguments[] = {"/proc/self/fd"};

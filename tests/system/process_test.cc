@@ -11,6 +11,7 @@
 
 #include <cerrno>
 #include <climits>
+#include <csignal>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -75,7 +76,7 @@ TEST_F(ProcessTest, Fresh) {
   EXPECT_EQ(faults::waitpid.calls(), 0);
 }
 
-TEST_F(ProcessTest, FlagsAndSettings) {
+TEST_F(ProcessTest, FlagsAreSetAddedAndRemovedAndDescriptorsKept) {
   Process process;
   process.setFlags(6);
   process.addFlags(9);
@@ -85,6 +86,10 @@ TEST_F(ProcessTest, FlagsAndSettings) {
   EXPECT_TRUE(process.setOutputFds(7, -3));
   EXPECT_EQ(FieldsOf(process).stdoutFd, 7);
   EXPECT_EQ(FieldsOf(process).stderrFd, -3);
+}
+
+TEST_F(ProcessTest, TheWorkingDirectoryIsCopiedAndNullOrEmptyIsTheCallers) {
+  Process process;
   process.setWorkingDirectory("/tmp");
   EXPECT_STREQ(FieldsOf(process).workDir, "/tmp");
   process.setWorkingDirectory(FieldsOf(process).workDir);
@@ -219,6 +224,19 @@ TEST_F(ProcessTest, OnlyTheStateStartingIsRefused) {
   EXPECT_TRUE(process.wait(kPatience));
   EXPECT_EQ(process.exitCode(), 2);
   EXPECT_EQ(waitpid(first, nullptr, 0), first) << "the first one is forgotten, not reaped";
+}
+
+TEST_F(ProcessTest, ARunningChildIsForgottenByTheNextStartAndLivesOn) {
+  Process process;
+  ASSERT_TRUE(StartShell(process, "sleep 100"));
+  const auto first = static_cast<pid_t>(process.pid());
+  ASSERT_TRUE(StartShell(process, "exit 2"));
+  EXPECT_TRUE(process.wait(kPatience));
+  EXPECT_EQ(waitpid(first, nullptr, WNOHANG), 0) << "neither ended nor reaped";
+  int status = 0;
+  kill(first, SIGTERM);
+  ASSERT_EQ(waitpid(first, &status, 0), first);
+  EXPECT_EQ(WTERMSIG(status), SIGTERM) << "it was this signal that ended it";
 }
 
 TEST_F(ProcessTest, ExitCodes) {

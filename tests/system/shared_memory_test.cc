@@ -12,8 +12,10 @@
 #include <csignal>
 #include <cstdint>
 #include <cstring>
+#include <optional>
 #include <random>
 #include <string>
+#include <utility>
 
 using tovkit::SharedMemory;
 
@@ -295,32 +297,66 @@ TEST_F(SharedMemoryTest, DestroyWithoutCreateIsTrue) {
   EXPECT_TRUE(Exists());
 }
 
+// Another process that is attached from its construction on until it is told to leave.
+class AttachedElsewhere {
+ public:
+  explicit AttachedElsewhere(const char* name) {
+    EXPECT_EQ(pipe(attached_), 0);
+    EXPECT_EQ(pipe(leave_), 0);
+    child_ = fork();
+    if (child_ == 0) {
+      close(leave_[1]);
+      SharedMemory user(name);
+      char byte = user.Attach(kRead) ? '+' : '-';
+      const bool said = write(attached_[1], &byte, 1) == 1;
+      _exit(said && read(leave_[0], &byte, 1) == 0 ? 0 : 1);
+    }
+    char byte = 0;
+    EXPECT_EQ(read(attached_[0], &byte, 1), 1);
+    EXPECT_EQ(byte, '+');
+  }
+  AttachedElsewhere(const AttachedElsewhere&) = delete;
+  AttachedElsewhere& operator=(const AttachedElsewhere&) = delete;
+  ~AttachedElsewhere() { Leave(); }
+
+  void Leave() {
+    if (child_ < 0) return;
+    close(leave_[1]);
+    waitpid(std::exchange(child_, -1), nullptr, 0);
+    for (const int fd : {attached_[0], attached_[1], leave_[0]}) close(fd);
+  }
+
+ private:
+  int attached_[2];
+  int leave_[2];
+  pid_t child_ = -1;
+};
+
 TEST_F(SharedMemoryTest, DestroyWhileAnotherProcessIsAttachedKeepsTheSegment) {
   SharedMemory memory(name());
   ASSERT_TRUE(memory.Create(64, kRead | kWrite));
-  int attached[2];
-  int leave[2];
-  ASSERT_EQ(pipe(attached), 0);
-  ASSERT_EQ(pipe(leave), 0);
-  const pid_t child = fork();
-  if (child == 0) {
-    close(leave[1]);
-    SharedMemory user(name());
-    char byte = user.Attach(kRead) ? '+' : '-';
-    const bool said = write(attached[1], &byte, 1) == 1;
-    _exit(said && read(leave[0], &byte, 1) == 0 ? 0 : 1);
-  }
-  char byte = 0;
-  ASSERT_EQ(read(attached[0], &byte, 1), 1);
-  EXPECT_EQ(byte, '+');
+  AttachedElsewhere other(name());
   EXPECT_TRUE(memory.Destroy());
   EXPECT_STREQ(memory.GetErrorMessage(), "");
   EXPECT_TRUE(Exists());
-  close(leave[1]);
-  waitpid(child, nullptr, 0);
+  other.Leave();
   EXPECT_TRUE(memory.Destroy()) << "the id was kept";
   EXPECT_FALSE(Exists());
-  for (const int fd : {attached[0], attached[1], leave[0]}) close(fd);
+}
+
+TEST_F(SharedMemoryTest, TheEndOfTheCreatorWhileAnotherProcessIsAttachedKeepsTheSegment) {
+  std::optional<AttachedElsewhere> other;
+  {
+    SharedMemory memory(name());
+    ASSERT_TRUE(memory.Create(64, kRead | kWrite));
+    other.emplace(name());
+  }
+  EXPECT_TRUE(Exists());
+  other.reset();
+  SharedMemory memory(name());
+  ASSERT_TRUE(memory.Attach(kRead));
+  EXPECT_TRUE(memory.Detach(true));
+  EXPECT_FALSE(Exists());
 }
 
 TEST_F(SharedMemoryTest, TheEndOfTheCreatorRemovesTheSegment) {

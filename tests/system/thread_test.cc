@@ -266,7 +266,7 @@ TEST_F(ThreadTest, ABodyThatEndsBeforeStartReturnsLeavesTheObjectRunning) {
   EXPECT_TRUE(thread.isRunning());
 }
 
-TEST_F(ThreadTest, SleepsTheGivenMicroseconds) {
+TEST_F(ThreadTest, SleepsTheGivenMicrosecondsAndNotForANegativeTimeOrNaNOrOnePast2To63) {
   faults::skipSleeps = true;
   struct Case {
     float seconds;
@@ -280,8 +280,12 @@ TEST_F(ThreadTest, SleepsTheGivenMicroseconds) {
                         {0.0000019F, 1},
                         {0.1F, 100000},
                         {16.777217F, 16777218},
-                        {4294.968F, 512},  // 4294967808 microseconds, modulo 2^32
+                        {4294.968F, 512},     // 4294967808 microseconds, modulo 2^32
+                        {5e9F, 0x40000000},   // 5000000136282112, modulo 2^32
+                        {1e10F, 0x80000000},  // 10000000272564224; of greater ones the last 32 bits are 0
+                        {9.3e12F, 0},
                         {-1.0F, 0},
+                        {-4000.0F, 0},
                         {std::numeric_limits<float>::quiet_NaN(), 0},
                         {std::numeric_limits<float>::infinity(), 0}};
   for (const Case& c : cases) {

@@ -97,6 +97,17 @@ TEST_F(CopyFileTest, CopyOntoItselfEmptiesTheFile) {
   EXPECT_EQ(Read("file"), "");
 }
 
+TEST_F(CopyFileTest, FailedWriteAndMissingSourceAreNotReportedAnywhere) {
+  testing::internal::CaptureStdout();
+  testing::internal::CaptureStderr();
+  Write("source", "x");
+  CopyFile(Path("source").c_str(), "/dev/full");
+  Copy("no such file", "target");
+  Copy("source", "no such folder/target");
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+}
+
 TEST_F(CopyFileTest, FailedWriteGoesUnnoticed) {
   Write("source", std::string(100000, 'x'));
   CopyFile(Path("source").c_str(), "/dev/full");
