@@ -68,6 +68,14 @@ class Where(unittest.TestCase):
         _, tests = parts("--list", "WatchedMutex::lock", "forked", "child")
         self.assertTrue(any("watchdog_helper.cc" in t and "ForkedChild" in t for t in tests[:3]), tests)
 
+    def test_tables_helpers_of_helpers_and_families_lead_to_their_tests(self):
+        _, tests = parts("--list", "Convert::JsonToRect", "missing", "element", "fallback", "field")
+        self.assertIn("ConvertRecord.MissingElementsGiveTheFallbackOfTheField", tests[0])  # through a table
+        _, tests = parts("--list", "JsonValue::SetMemberUint64", "append", "member", "end")
+        self.assertIn("JsonSetMember.AppendsANewMemberAtTheEnd", tests[0])  # through a field that a macro fills
+        _, tests = parts("--list", "SharedPtr::UseCount", "moved", "from")
+        self.assertIn("JsonHandle.", tests[0])  # through another name of the type
+
     def test_a_sentence_is_found_with_what_it_is_about(self):
         run = where("--list", "Removes the member named `key` if there is one.")
         self.assertRegex(run.stdout, r"^said in include/tovkit/json\.h:\d+ of JsonValue::RemoveMember\ndefinitions\n")
