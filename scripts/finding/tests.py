@@ -67,26 +67,27 @@ def callable_name(name):
 
 
 def reaching(names):
-    """The tests that call one of the names, by themselves, through a helper of their file or through a header."""
+    """The tests that call one of the names, by themselves or through a helper; weak are those that only include one."""
     calls = re.compile(r"\b(?:" + "|".join(re.escape(callable_name(n)) for n in names) + r")\b")
-    shared = set()
+    shared = {}  # the helpers of a header
     for path in sources(["tests"]):
         text = path.read_text(errors="replace") if path.suffix == ".h" else ""
         pasted = [p for p in re.findall(r"\b(\w{3,})##", text) if any(callable_name(n).startswith(p) for n in names)]
         if pasted or calls.search(text):
-            shared.add(path.name)
+            shared[path.name] = [f.last() for f in functions(path) if not f.is_class and calls.search(f.text)]
     titled = [re.compile(rf"{re.escape(callable_name(n))}(?![A-Z0-9]\w*\.|[a-z])") for n in names]
     for path in sources(["tests"]):
         text = path.read_text(errors="replace")
-        through = bool(shared & set(INCLUDE.findall(text)))
-        if path.suffix != ".cc" or not (through or calls.search(text)):
+        included = [name for name in INCLUDE.findall(text) if name in shared]
+        if path.suffix != ".cc" or not (included or calls.search(text)):
             continue
         helpers = [re.escape(f.last()) for f in functions(path) if calls.search(f.text)]
+        helpers += [re.escape(helper) for name in included for helper in shared[name]]
         helped = re.compile(r"\b(?:" + "|".join(helpers) + r")\b") if helpers else None
         for test in tests_of(path):
             body = "\n".join(test.body)
             direct = calls.search(body) or (helped and helped.search(body)) or any(t.search(test.title) for t in titled)
-            if direct or through:
+            if direct or included:
                 test.weak = not direct
                 yield test
 
