@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
+#include <filesystem>
 #include <string>
 #include <type_traits>
 
@@ -131,7 +132,7 @@ TEST(TempFile, NamesOfOneSecondAreEqualAndResetTheGenerator) {
   }
 }
 
-TEST(TempFile, GivenDirectoryIsUsedAsItStands) {
+TEST(TempFile, NamesArePutDirectlyBehindTheGivenDirectoryWithoutASeparator) {
   TempFile file("/data/spool");
   file.makePath();
   EXPECT_EQ(std::string(file.path()).rfind("/data/spool" + Pid() + "_", 0), 0U) << file.path();
@@ -154,6 +155,14 @@ TEST(TempFile, PathIsMadeOnce) {
   file.setPrefix("later");
   file.makePath();
   EXPECT_EQ(file.path(), made);
+}
+
+TEST(TempFile, MakingThePathCreatesNoFileWhichIsTheClientsPart) {
+  const ScratchDir scratch;
+  TempFile file((scratch.path() + "/").c_str());
+  file.makePath();
+  EXPECT_STRNE(file.path(), "");
+  EXPECT_TRUE(std::filesystem::is_empty(scratch.path()));
 }
 
 TEST(TempFile, DestructionRemovesTheFile) {
