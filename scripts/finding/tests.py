@@ -66,6 +66,17 @@ def callable_name(name):
     return parts[-1].lstrip("~") if not special or len(parts) < 2 else parts[-2]
 
 
+def helpers_of(path, calls, included):
+    """What matches the helpers of a test's file that call, by themselves or through another one; None without any."""
+    own, known, helped = list(functions(path)), set(included), None
+    while True:
+        found = {f.last() for f in own if calls.search(f.text) or (helped and helped.search(f.text))}
+        if helped and found <= known or not (found or known):
+            return helped
+        known |= found
+        helped = re.compile(r"\b(?:" + "|".join(map(re.escape, sorted(known))) + r")\b")
+
+
 def reaching(names):
     """The tests that call one of the names, by themselves or through a helper; weak are those that only include one."""
     calls = re.compile(r"\b(?:" + "|".join(re.escape(callable_name(n)) for n in names) + r")\b")
@@ -81,9 +92,7 @@ def reaching(names):
         included = [name for name in INCLUDE.findall(text) if name in shared]
         if path.suffix != ".cc" or not (included or calls.search(text)):
             continue
-        helpers = [re.escape(f.last()) for f in functions(path) if calls.search(f.text)]
-        helpers += [re.escape(helper) for name in included for helper in shared[name]]
-        helped = re.compile(r"\b(?:" + "|".join(helpers) + r")\b") if helpers else None
+        helped = helpers_of(path, calls, [helper for name in included for helper in shared[name]])
         for test in tests_of(path):
             body = "\n".join(test.body)
             direct = calls.search(body) or (helped and helped.search(body)) or any(t.search(test.title) for t in titled)

@@ -68,6 +68,10 @@ class Where(unittest.TestCase):
         _, tests = parts("--list", "WatchedMutex::lock", "forked", "child")
         self.assertTrue(any("watchdog_helper.cc" in t and "ForkedChild" in t for t in tests[:3]), tests)
 
+    def test_a_helper_that_calls_through_another_counts_as_a_call(self):
+        _, tests = parts("--list", "Numbers must rise strictly and a range must hold two pages at least.")
+        self.assertIn("NumbersMustRiseStrictly", tests[0])
+
     def test_a_helper_of_a_header_counts_as_a_call(self):
         _, tests = parts("--list", "A running child does not prevent another start: the object then forgets the first one.")
         self.assertIn("ARunningChildIsForgottenByTheNextStart", "\n".join(tests[:3]))

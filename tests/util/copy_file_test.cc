@@ -68,7 +68,7 @@ TEST_F(CopyFileTest, ASourceThatCannotBeOpenedLeavesTheTargetUntouched) {
   EXPECT_EQ(Read("new"), std::nullopt);
 }
 
-TEST_F(CopyFileTest, ATargetIsEmptiedFirst) {
+TEST_F(CopyFileTest, TheBytesOfTheSourceReplaceATargetWhichIsEmptiedFirst) {
   Write("source", "short");
   Write("target", std::string(10000, 'x'));
   Copy("source", "target");
@@ -97,7 +97,7 @@ TEST_F(CopyFileTest, AFileCopiedOntoItselfBecomesEmpty) {
   EXPECT_EQ(Read("file"), "");
 }
 
-TEST_F(CopyFileTest, FailedWriteAndMissingSourceAreNotReportedAnywhere) {
+TEST_F(CopyFileTest, NothingIsReportedOfAFailedWriteOrASourceThatCannotBeOpened) {
   testing::internal::CaptureStdout();
   testing::internal::CaptureStderr();
   Write("source", "x");

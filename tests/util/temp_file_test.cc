@@ -94,7 +94,7 @@ TEST(TempFile, NullPartLeavesTheEarlierOne) {
   EXPECT_TRUE(HasFiveDigits(file.fileName(), "p_" + Pid() + "_", "_s.e"));
 }
 
-TEST(TempFile, EmptyPartRemovesTheEarlierOne) {
+TEST(TempFile, AnEmptyPartTakesTheEarlierOneAway) {
   TempFile file;
   file.setPrefix("p");
   file.setPrefix("");
@@ -165,7 +165,7 @@ TEST(TempFile, MakingThePathCreatesNoFileWhichIsTheClientsPart) {
   EXPECT_TRUE(std::filesystem::is_empty(scratch.path()));
 }
 
-TEST(TempFile, DestructionRemovesTheFile) {
+TEST(TempFile, DestructionRemovesTheFileAtTheMadePath) {
   const ScratchDir scratch;
   std::string path;
   {
