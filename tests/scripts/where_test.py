@@ -76,6 +76,14 @@ class Where(unittest.TestCase):
         _, tests = parts("--list", "SharedPtr::UseCount", "moved", "from")
         self.assertIn("JsonHandle.", tests[0])  # through another name of the type
 
+    def test_a_helper_that_calls_through_another_counts_as_a_call(self):
+        _, tests = parts("--list", "Numbers must rise strictly and a range must hold two pages at least.")
+        self.assertIn("NumbersMustRiseStrictly", tests[0])
+
+    def test_a_helper_of_a_header_counts_as_a_call(self):
+        _, tests = parts("--list", "A running child does not prevent another start: the object then forgets the first one.")
+        self.assertIn("ARunningChildIsForgottenByTheNextStart", "\n".join(tests[:3]))
+
     def test_a_sentence_is_found_with_what_it_is_about(self):
         run = where("--list", "Removes the member named `key` if there is one.")
         self.assertRegex(run.stdout, r"^said in include/tovkit/json\.h:\d+ of JsonValue::RemoveMember\ndefinitions\n")

@@ -188,7 +188,7 @@ TEST(WatchedMutexTest, OnlyAnUnwatchedOneLeavesItsRecordBehind) {
   faults::Reset();
 }
 
-TEST(WatchedMutexTest, Names) {
+TEST(WatchedMutexTest, ANullNameCountsAsSWMutexAndOnly255CharactersAreKept) {
   const std::string text(300, 'n');
   for (const size_t length : {size_t{0}, size_t{1}, size_t{254}, size_t{255}, size_t{256}, size_t{300}}) {
     WatchedMutex mutex(text.substr(0, length).c_str(), 10);

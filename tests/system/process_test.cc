@@ -59,7 +59,7 @@ TEST_F(ProcessTest, FieldsStandInTheirFixedOrder) {
                 Process::inheritParentFds == 1);
 }
 
-TEST_F(ProcessTest, Fresh) {
+TEST_F(ProcessTest, NoChildYetPidIsZeroAndStateStopped) {
   Process process;
   EXPECT_EQ(process.pid(), 0U);
   EXPECT_EQ(process.exitCode(), kNoExitCode);
@@ -74,6 +74,31 @@ TEST_F(ProcessTest, Fresh) {
   EXPECT_FALSE(process.unixStart()) << "nothing to execute";
   EXPECT_EQ(faults::fork.calls(), 0);
   EXPECT_EQ(faults::waitpid.calls(), 0);
+}
+
+TEST_F(ProcessTest, TheChildOfAFreshObjectInheritsStandardOutputAndError) {
+  Process process;
+  testing::internal::CaptureStdout();
+  testing::internal::CaptureStderr();
+  ASSERT_TRUE(StartShell(process, "echo data; echo trouble >&2"));
+  ASSERT_TRUE(process.wait(kPatience));
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "data\n");
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "trouble\n");
+}
+
+TEST_F(ProcessTest, UnixStartForksAndExecutesWhatStartStored) {
+  const OutputFiles files;
+  Process process;
+  process.setOutputFds(files.out(), files.err());
+  ASSERT_TRUE(StartShell(process, "echo again; exit 7"));
+  ASSERT_TRUE(process.wait(kPatience));
+  const auto first = process.pid();
+  ASSERT_TRUE(process.unixStart());
+  EXPECT_NE(process.pid(), first);
+  int status = 0;
+  ASSERT_EQ(waitpid(static_cast<pid_t>(process.pid()), &status, 0), static_cast<pid_t>(process.pid()));
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 7);
+  EXPECT_EQ(files.outText(), "again\nagain\n");
 }
 
 TEST_F(ProcessTest, FlagsAreSetAddedAndRemovedAndDescriptorsKept) {
@@ -208,7 +233,7 @@ TEST_F(ProcessTest, PathAndArgumentsAreCopied) {
   EXPECT_TRUE(process.wait(kPatience));
 }
 
-TEST_F(ProcessTest, OnlyTheStateStartingIsRefused) {
+TEST_F(ProcessTest, OnlyACallFromWithinStartIsRefused) {
   Process process;
   FieldsOf(process).state = Process::Starting;
   testing::internal::CaptureStdout();
@@ -239,7 +264,7 @@ TEST_F(ProcessTest, ARunningChildIsForgottenByTheNextStartAndLivesOn) {
   EXPECT_EQ(WTERMSIG(status), SIGTERM) << "it was this signal that ended it";
 }
 
-TEST_F(ProcessTest, ExitCodes) {
+TEST_F(ProcessTest, WaitIsTrueWhenTheChildHasEndedAndExitCodeIsItsExitStatus) {
   for (const int code : {0, 1, 3, 127, 255}) {
     Process process;
     ASSERT_TRUE(StartShell(process, "exit " + std::to_string(code)));
