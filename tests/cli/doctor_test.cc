@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 // tovkit doctor: what it looks at, and what it says when something is missing.
+#include <tovkit/imaging.h>
 #include <tovkit/json.h>
+#include <tovmx/codec.h>
 
 #include <gtest/gtest.h>
 #include <sys/ipc.h>
@@ -8,11 +10,14 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstdint>
 #include <fstream>
 #include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
+#include "image_support.h"
 #include "run_command.h"
 #include "scratch_dir.h"
 
@@ -92,6 +97,39 @@ TEST(Doctor, LooksAtEverything) {
     EXPECT_EQ(visit.lines.at(codec).state, "ok") << codec << ": " << visit.lines.at(codec).text;
   }
   EXPECT_EQ(visit.lines.at("codeset").text, "UTF-8");
+}
+
+// How far the format takes a small smooth picture from itself, in the farthest color of any pixel.
+int LostBy(CoreImageFormat format) {
+  CoreDib picture;
+  EXPECT_TRUE(picture.Create(16, 16, 24));
+  for (int y = 0; y < 16; ++y) {
+    for (int x = 0; x < 16; ++x) {
+      const int colors[] = {4 * (x + y), 8 * y + 60, 8 * x + 60};
+      for (int c = 0; c < 3; ++c) picture.GetRow(y)[3 * x + c] = static_cast<std::uint8_t>(colors[c]);
+    }
+  }
+  CoreMemoryOutputStream bytes;
+  EXPECT_NE(tovkit::ImageEncode(&picture, format, &bytes), 0);
+  CoreMemoryInputStream in(bytes.GetData(), bytes.GetSize());
+  const std::unique_ptr<CoreDib> back(tovkit::ImageDecode(&in));
+  int lost = 0;
+  while (image::Difference(picture, *back, lost) != "") ++lost;
+  return lost;
+}
+
+TEST(Doctor, TellsHowFarAFormatIsOff) {
+  const Visit visit = Doctor();
+  int lossy = 0;
+  for (const CoreImageFormat format : image::kWritable) {
+    const int lost = LostBy(format);
+    lossy += lost > 0 ? 1 : 0;
+    EXPECT_EQ(
+        visit.lines.at(CoreImageFormatName(format)).text,
+        lost == 0 ? "there and back, exact" : "there and back, off by " + std::to_string(lost) + " of 255");
+  }
+  EXPECT_GT(lossy, 0);
+  EXPECT_EQ(visit.lines.at("GIF").text, "read");
 }
 
 TEST(Doctor, PeopleGetALineForEach) {
