@@ -205,6 +205,27 @@ TEST(TiffForms, AColorMapOf8BitNumbersIsTakenAsThatOf16) {
   }
 }
 
+// One number beyond 255, in whichever color, tells that all have 16 bits.
+TEST(TiffForms, AnyNumberOfAColorMapTellsItsWidth) {
+  const unsigned value = Value(0, 5, 4);
+  for (unsigned c = 0; c < 3; ++c) {
+    for (const unsigned place : {0U, 100U, 255U}) {
+      for (const unsigned most : {255U, 256U}) {
+        Numbers map(std::size_t{3} * 256, 200);
+        map[256 * c + place] = most;
+        map[256 * c + value] = most;
+        const auto bitmap = image::Decode(Store({kPalette, 8, {}, false, false}, {{kMapTag, map}}));
+        ASSERT_NE(bitmap, nullptr);
+        const unsigned plain = most == 255 ? 200 : 1;
+        const unsigned own = most == 255 ? 255 : 1;
+        std::uint32_t expected = 0xff000000;
+        for (unsigned k = 0; k < 3; ++k) expected |= (k == c ? own : plain) << (16 - 8 * k);
+        EXPECT_EQ(bitmap->GetArgb(5, 4), expected) << c << ", " << place << ", " << most;
+      }
+    }
+  }
+}
+
 TEST(TiffForms, TheUnitOfTheResolutionCounts) {
   const struct {
     unsigned unit;
