@@ -3,6 +3,7 @@
 #include "jobs/folder.h"
 #include "jobs/id_index.h"
 
+#include "failing_call.h"
 #include "scratch_dir.h"
 
 #include <fcntl.h>
@@ -10,7 +11,11 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <array>
+#include <cerrno>
 #include <climits>
+#include <cstdint>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -180,31 +185,168 @@ TEST_F(FolderTest, WhatStandsThereAndIsNoFileStays) {
   EXPECT_FALSE(fs::exists("/tmp/tovkit-none"));
 }
 
-// A descriptor of 0 is as good as any.
-TEST_F(FolderTest, StandardInputMayBeClosed) {
-  const int input = dup(STDIN_FILENO);
+// Runs with standard input closed, so that the next file is descriptor 0, which is as good as any.
+template <typename Action>
+void WithoutInput(Action action) {
+  const int input = fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 3);
   close(STDIN_FILENO);
-  {
+  action();
+  EXPECT_EQ(fcntl(STDIN_FILENO, F_GETFD), -1) << "it was closed again";
+  dup2(input, STDIN_FILENO);
+  close(input);
+}
+
+TEST_F(FolderTest, StandardInputMayBeClosed) {
+  Write("file", "kept");
+  WithoutInput([] {
     jobs::IdIndex index;
     jobs::IdIndex::Entry entry = index.Find("id");
     entry.line = 7;
     index.Store(entry);
     EXPECT_EQ(index.Find("id").line, 7u);
-  }
-  {
+  });
+  WithoutInput([this] {
     const Folder folder(scratch_.path(), jobs::ErrorKind::kOutput);
     EXPECT_EQ(FailureOf([&] { folder.Check(); }), "");
-    folder.WriteFile("a/b", "c");
-    EXPECT_EQ(folder.SizeOf("a/b"), 1);
-    EXPECT_EQ(FailureOf([&] { (void)folder.OpenFile("a/b"); }), "");
+    EXPECT_EQ(folder.SizeOf("file"), 4);
+  });
+  const Folder folder(scratch_.path(), jobs::ErrorKind::kOutput);
+  WithoutInput([&] { EXPECT_EQ(folder.SizeOf("file"), 4); });
+  WithoutInput([&] { EXPECT_EQ(folder.OpenFile("file").get(), 0); });
+  WithoutInput([&] { folder.WriteFile("new", "1"); });
+  WithoutInput([&] { folder.WriteFile("a/b/c", "12"); });
+  WithoutInput([&] { folder.WriteFile("a/b/c", "123"); });
+  EXPECT_EQ(Read("new"), "1");
+  EXPECT_EQ(Read("a/b/c"), "123");
+}
+
+// What holds with the kernel's own resolution of names.
+void UseAFolder(const std::string& path) {
+  const Folder folder(path, jobs::ErrorKind::kOutput);
+  const auto failure = [](auto action) {
+    try {
+      action();
+      return std::string();
+    } catch (const jobs::Error& e) {
+      return std::string(e.what());
+    }
+  };
+  folder.WriteFile("file", "12345");
+  folder.WriteFile("a/b/c", "123");
+  folder.WriteFile("a/b/c", "1234");
+  EXPECT_EQ(folder.SizeOf("file"), 5);
+  EXPECT_EQ(folder.SizeOf("a/b/c"), 4);
+  EXPECT_EQ(folder.SizeOf("a/b"), -1);
+  EXPECT_EQ(folder.SizeOf("none"), -1);
+  EXPECT_EQ(folder.SizeOf("a/none/c"), -1);
+  EXPECT_EQ(failure([&] { (void)folder.OpenFile("a/b/c"); }), "");
+  EXPECT_EQ(failure([&] { (void)folder.OpenFile("a/b"); }), "a/b: no regular file");
+  EXPECT_EQ(failure([&] { (void)folder.OpenFile("a/none/c"); }),
+            "a/none/c: cannot open the file: No such file or directory");
+  EXPECT_EQ(failure([&] { folder.WriteFile("file/x", ""); }),
+            "file/x: cannot open its folder: Not a directory");
+  // No link on the way is followed, wherever it leads.
+  for (const char* name : {"inside/c", "outside/env", "a/up/file"}) {
+    EXPECT_NE(failure([&] { (void)folder.OpenFile(name); }), "") << name;
+    EXPECT_NE(failure([&] { folder.WriteFile(name, "bad"); }), "") << name;
+    EXPECT_EQ(folder.SizeOf(name), -1) << name;
   }
-  {
-    const jobs::IdIndex none;
+  EXPECT_NE(failure([&] { (void)folder.OpenFile("link"); }), "") << "nor at the end";
+}
+
+TEST_F(FolderTest, WithoutTheKernelsResolutionNoLinkIsFollowed) {
+  fs::create_directories(Path("a/b"));
+  fs::create_symlink("file", Path("link"));
+  fs::create_directory_symlink("a/b", Path("inside"));
+  fs::create_directory_symlink("/usr/bin", Path("outside"));
+  fs::create_directory_symlink("..", Path("a/up"));
+  for (const int error : {ENOSYS, EPERM}) {
+    WithoutCall({SYS_openat2, error}, [this] {
+      UseAFolder(scratch_.path());
+      WithoutInput(
+          [this] { EXPECT_EQ(Folder(scratch_.path(), jobs::ErrorKind::kOutput).SizeOf("a/b/c"), 4); });
+    });
+    EXPECT_EQ(Read("a/b/c"), "1234");
+    EXPECT_EQ(Read("file"), "12345");
+    EXPECT_FALSE(fs::exists("/usr/bin/bad"));
+  }
+}
+
+// Another failure of the call is one.
+TEST_F(FolderTest, WhatTheKernelRefusesIsNotTriedAnotherWay) {
+  Write("file", "12345");
+  WithoutCall({SYS_openat2, EMFILE}, [this] {
     const Folder folder(scratch_.path(), jobs::ErrorKind::kOutput);
-    EXPECT_EQ(folder.SizeOf("a/b"), 1);
+    EXPECT_EQ(folder.SizeOf("file"), -1);
+    EXPECT_EQ(FailureOf([&] { (void)folder.OpenFile("file"); }),
+              "file: cannot open the file: Too many open files");
+    EXPECT_EQ(FailureOf([&] { folder.WriteFile("a/b", ""); }),
+              "a/b: cannot open its folder: Too many open files");
+  });
+  EXPECT_FALSE(fs::exists(Path("a")));
+}
+
+TEST_F(FolderTest, AFolderThatCannotBeMadeIsTold) {
+  const Folder folder(scratch_.path(), jobs::ErrorKind::kOutput);
+  WithoutCall({SYS_mkdirat, EROFS}, [&] {
+    EXPECT_EQ(FailureOf([&] { folder.WriteFile("a/b", ""); }),
+              "a/b: cannot open its folder: Read-only file system");
+  });
+  WithoutCall({SYS_write, ENOSPC, 0, 0}, [&] {
+    const std::string failure = FailureOf([&] { folder.WriteFile("c", "text"); });
+    if (failure != "c: cannot write: No space left on device") _exit(3);
+  });
+  EXPECT_TRUE(fs::is_empty(scratch_.path()));
+}
+
+// A file system without nameless files: the index has a name for a moment.
+TEST(IdIndexFile, HasANameOnlyWhereItMust) {
+  const ScratchDir scratch;
+  const char* const before = std::getenv("TMPDIR");
+  const std::string kept = before == nullptr ? "" : before;
+  setenv("TMPDIR", scratch.path().c_str(), 1);
+  constexpr std::uint32_t kNameless = O_TMPFILE & ~O_DIRECTORY;
+  const auto use = [&scratch] {
+    jobs::IdIndex index;
+    for (std::uint64_t i = 1; i <= 5000; ++i) {
+      jobs::IdIndex::Entry entry = index.Find("id" + std::to_string(i));
+      EXPECT_EQ(entry.line, 0u);
+      entry.line = i;
+      index.Store(entry);
+    }
+    for (std::uint64_t i = 1; i <= 5000; ++i) EXPECT_EQ(index.Find("id" + std::to_string(i)).line, i);
+    EXPECT_TRUE(fs::is_empty(scratch.path()));
+  };
+  use();
+  WithoutCall({SYS_openat, EOPNOTSUPP, 2, kNameless}, use);
+  WithoutCall({SYS_openat, EOPNOTSUPP, 2, kNameless}, [&use] { WithoutInput(use); });
+  const auto failure = [] {
+    try {
+      jobs::IdIndex index;
+      return std::string();
+    } catch (const jobs::Error& e) {
+      return std::string(e.what());
+    }
+  };
+  WithoutCall({SYS_openat, ENFILE, 2, O_RDWR},
+              [&] { EXPECT_EQ(failure(), "temporary file: cannot be used: Too many open files in system"); });
+  WithoutCall({SYS_ftruncate, ENOSPC},
+              [&] { EXPECT_EQ(failure(), "temporary file: cannot be used: No space left on device"); });
+  EXPECT_TRUE(fs::is_empty(scratch.path()));
+  for (const long call : {SYS_pread64, SYS_pwrite64}) {
+    WithoutCall({call, EIO}, [] {
+      jobs::IdIndex index;
+      EXPECT_THROW(index.Store({{1, 2}, 3, {}, 4}), jobs::Error);
+    });
   }
-  dup2(input, STDIN_FILENO);
-  close(input);
+  before == nullptr ? unsetenv("TMPDIR") : setenv("TMPDIR", kept.c_str(), 1);
+}
+
+TEST(IdIndexFile, AHashHas32DigitsAndMore) {
+  const std::array<std::uint64_t, 2> hash = {0x0123456789abcdef, 0xfedcba9876543210};
+  EXPECT_EQ(jobs::PackHash("0123456789abcdeffedcba9876543210"), hash);
+  EXPECT_EQ(jobs::PackHash("0123456789abcdeffedcba98765432107"), hash) << "what is behind does not count";
+  EXPECT_EQ(jobs::PackHash("0123456789abcdeffedcba987654321"), (std::array<std::uint64_t, 2>{}));
 }
 
 }  // namespace

@@ -126,7 +126,7 @@ TEST(HitMap, SegmentsOfEveryKindJoin) {
         "M0 0A100000 100000 0 0 1 8 20L16 0L24 20L24 0", "M0 0L8 20A100000 100000 0 0 0 16 0L24 20L24 0",
         "M0 0C2 5 6 15 8 20Q12 10 16 0A100000 100000 0 0 1 24 20C24 15 24 5 24 0"}) {
     const CoreDib curves = drawn(text);
-    EXPECT_EQ(image::Difference(lines, curves, 12), "") << text;
+    EXPECT_EQ(image::Difference(lines, curves, 3), "") << text;
   }
 }
 
