@@ -32,7 +32,6 @@ class Fields {
   }
 
   bool Bytes(std::uint64_t offset, void* to, std::size_t size) const {
-    if (offset > std::numeric_limits<std::uint64_t>::max() - start_) return false;
     return stream_.Seek(start_ + offset) && stream_.Read(to, size) == size;
   }
 

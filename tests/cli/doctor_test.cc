@@ -5,12 +5,15 @@
 #include <tovmx/codec.h>
 
 #include <gtest/gtest.h>
+#include <sched.h>
 #include <sys/ipc.h>
 #include <sys/shm.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdint>
+#include <cstdio>
 #include <fstream>
 #include <map>
 #include <memory>
@@ -205,6 +208,74 @@ TEST(Doctor, ASegmentWhoseMakerIsGoneIsToldWithItsRemoval) {
   EXPECT_EQ(line.state, "warning");
   EXPECT_NE(line.advice.find("ipcrm"), std::string::npos) << line.advice;
   EXPECT_NE(line.advice.find(" -m " + std::to_string(id)), std::string::npos) << line.advice;
+}
+
+// In a process that shares no memory with others: exact numbers.
+TEST(Doctor, SegmentsLeftBehindAreCountedAndTenOfThemNamed) {
+  std::fflush(nullptr);
+  const pid_t alone = fork();
+  ASSERT_GE(alone, 0);
+  if (alone == 0) {
+    if (unshare(CLONE_NEWIPC) != 0 && unshare(CLONE_NEWUSER | CLONE_NEWIPC) != 0) _exit(77);
+    // Neither one that is in use nor one whose maker lives is left behind.
+    shmget(IPC_PRIVATE, 9000000, IPC_CREAT | 0600);
+    int left = 0;
+    for (const int more : {0, 1, 1, 8, 1}) {
+      left += more;
+      const pid_t maker = fork();
+      if (maker == 0) {
+        for (int i = 0; i < more; ++i) shmget(IPC_PRIVATE, 5000, IPC_CREAT | 0600);
+        _exit(0);
+      }
+      waitpid(maker, nullptr, 0);
+      const Line line = Doctor().lines.at("segments left behind");
+      if (left == 0) {
+        EXPECT_EQ(line.state, "ok");
+        EXPECT_EQ(line.text, "none");
+        EXPECT_EQ(line.advice, "");
+        continue;
+      }
+      EXPECT_EQ(line.state, "warning");
+      EXPECT_EQ(line.text, std::to_string(left) + (left == 1 ? " segment, " : " segments, ") +
+                               std::to_string(left * 5000 / 1024) + " KiB, of processes that are gone");
+      EXPECT_EQ(line.advice.rfind("when nobody needs them: ipcrm -m ", 0), 0u) << line.advice;
+      int named = 0;
+      for (std::size_t at = 0; (at = line.advice.find(" -m ", at)) != std::string::npos; ++at) ++named;
+      EXPECT_EQ(named, std::min(left, 10));
+      EXPECT_EQ(line.advice.find(" ...") != std::string::npos, left > 10);
+    }
+    std::fflush(nullptr);
+    _exit(testing::Test::HasFailure() ? 1 : 0);
+  }
+  int status = 0;
+  waitpid(alone, &status, 0);
+  ASSERT_TRUE(WIFEXITED(status));
+  if (WEXITSTATUS(status) == 77) GTEST_SKIP() << "no namespace can be made here";
+  EXPECT_EQ(WEXITSTATUS(status), 0);
+}
+
+double NumberOf(const char* file) {
+  double number = 0;
+  std::ifstream(file) >> number;
+  return number;
+}
+
+TEST(Doctor, TheLimitsOfSharedMemoryAreTheKernels) {
+  const Visit visit = Doctor();
+  const auto units = [](double bytes) {
+    const auto whole = static_cast<std::uint64_t>(bytes);
+    return bytes < 10 * 1048576.0 ? std::to_string(whole / 1024) + " KiB"
+                                  : std::to_string(whole / 1048576) + " MiB";
+  };
+  const double largest = NumberOf("/proc/sys/kernel/shmmax");
+  const double all = NumberOf("/proc/sys/kernel/shmall") * static_cast<double>(sysconf(_SC_PAGESIZE));
+  std::string expected = "segments of " + (largest < 1e18 ? "up to " + units(largest) : "any size");
+  if (all < 1e18) expected += ", " + units(all) + " in all";
+  expected +=
+      ", " + std::to_string(static_cast<long>(NumberOf("/proc/sys/kernel/shmmni"))) + " of them at most";
+  EXPECT_EQ(visit.lines.at("shared memory").text, expected);
+  EXPECT_EQ(visit.lines.at("shared memory").state, "ok");
+  EXPECT_EQ(visit.lines.at("/proc").text, "readable");
 }
 
 }  // namespace

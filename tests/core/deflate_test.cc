@@ -119,7 +119,7 @@ TEST(Deflate, TheSmallerOfTwoWaysIsChosenByAnEstimate) {
       Check(data, std::to_string(size) + " of " + std::to_string(values) + " values", tally);
     }
     // One value more often than another, and what noise around a smooth surface looks like.
-    for (unsigned often = 2; often <= 50; often += 6) {
+    for (unsigned often = 2; often <= 50; often += 3) {
       Random random(++seed);
       Data rare(size), hill(size);
       for (std::uint8_t& byte : rare) byte = random.Below(100) < often ? 200 : 3;
@@ -130,6 +130,18 @@ TEST(Deflate, TheSmallerOfTwoWaysIsChosenByAnEstimate) {
       }
       Check(rare, std::to_string(size) + ", rare " + std::to_string(often), tally);
       Check(hill, std::to_string(size) + ", hill " + std::to_string(often), tally);
+    }
+    // Pixels whose channels have nothing in common.
+    for (unsigned kind = 0; kind < 8; ++kind) {
+      Random random(++seed);
+      Data data(size);
+      for (std::size_t i = 0; i < size; ++i) {
+        const unsigned values[] = {1, 4, 20, 60};
+        const unsigned lane = (static_cast<unsigned>(i) + kind) % 4;
+        data[i] =
+            static_cast<std::uint8_t>(lane * 60 + random.Below(kind < 4 ? values[lane] : values[3 - lane]));
+      }
+      Check(data, std::to_string(size) + ", channels " + std::to_string(kind), tally);
     }
     // Noise with some of it said twice.
     for (unsigned again = 0; again <= 40; again += 4) {

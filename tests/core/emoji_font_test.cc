@@ -3,8 +3,6 @@
 #include "emoji_support.h"
 #include "scratch_dir.h"
 
-#include <cstdlib>
-
 namespace {
 
 using namespace emoji;
@@ -43,41 +41,6 @@ class EmojiFontFile : public testing::Test {
 TEST_F(EmojiFontFile, PicturesComeFromAFileOfTheApplication) {
   Register([](std::string&, std::size_t) {});
   EXPECT_EQ(DrawnByTheApplication().Bytes(), Drawn(kSmile).Bytes());
-}
-
-// A font may have pictures for some of its characters only.
-TEST_F(EmojiFontFile, GlyphsWithoutAPictureArePaintedAsOutlines) {
-  const std::string plain = "/usr/share/fonts/truetype/dejavu/DejaVuSans.ttf";
-  const std::string file = scratch_.path() + "/some.ttf";
-  ASSERT_EQ(std::system(("/usr/bin/python3 '" TOVKIT_SOURCE_DIR "/tests/core/picture_font.py' " + plain +
-                         " '" + file + "'")
-                            .c_str()),
-            0);
-  ASSERT_TRUE(CoreFontLoader::RegisterFontFile(file.c_str()));
-  const CoreFontLoader some = Fonts(L"Some Pictures", kCoreFontApplication);
-  const CoreFontLoader outlines = Fonts(L"DejaVu Sans");
-  const auto drawn = [](const wchar_t* text, const CoreFontLoader& fonts, std::uint32_t argb = kBlack) {
-    Picture picture;
-    CoreBitmapDevice device(&picture.dib);
-    EXPECT_TRUE(DrawOn(device, text, At(20, 90), 64, argb, fonts));
-    return picture;
-  };
-  EXPECT_GT(ColoredPixels(drawn(L"A", some).dib), 500) << "a picture";
-  const Picture b = drawn(L"B", some);
-  EXPECT_EQ(ColoredPixels(b.dib), 0);
-  EXPECT_FALSE(InkOf(b.dib).IsEmpty());
-  EXPECT_LT(Difference(b.dib, drawn(L"B", outlines).dib), 1) << "an outline";
-  EXPECT_GT(ColoredPixels(drawn(L"B", some, 0xFF0000FF).dib), 200) << "in the color of the text";
-  const CoreRect both = InkOf(drawn(L"BA", some).dib);
-  EXPECT_GT(both.right, InkOf(b.dib).right + 20);
-  // What is measured is the picture of the one and the outline of the other.
-  CoreTextExtents expected, found;
-  ASSERT_TRUE(outlines.MeasureText(L"B", 1, 64, expected));
-  ASSERT_TRUE(some.MeasureText(L"B", 1, 64, found));
-  EXPECT_NEAR(found.ink.left, expected.ink.left, 0.1);
-  EXPECT_NEAR(found.ink.top, expected.ink.top, 0.1);
-  EXPECT_NEAR(found.ink.right, expected.ink.right, 0.1);
-  EXPECT_NEAR(found.ink.bottom, expected.ink.bottom, 0.1);
 }
 
 // The sum at the end of a chunk of PNG (ISO 3309).

@@ -200,6 +200,21 @@ TEST(OrientationForms, AFileThatEndsWithinADirectory) {
   }
 }
 
+// Bytes that look like the entry of a mark where none stands.
+TEST(OrientationForms, WhatIsNoEntryIsNoMark) {
+  const Tiff tiff = {false, false};
+  const std::string mark = tiff.Put(0x112, 2), six = tiff.Put(6, 2);
+  // Behind the last entry: the place of the next directory.
+  EXPECT_EQ(MarkOf(tiff.Head(8) + tiff.Directory(2, 9, 0, 0x112) + std::string(4, '\0') + six + six), 1);
+  // Twelve bytes on from number 3, which is where a directory at number 1 would have its entries.
+  const std::string odd =
+      std::string("\xFF\0\3\0\0\x12\1\0\0\0\0\0", 12) + std::string("\0\6\0\3\1\0\0\0\0\0\0\0", 12);
+  EXPECT_EQ(MarkOf(tiff.Head(8) + tiff.Put(2, 2) + odd, 1), 1) << "the next directory is cut off";
+  // Twelve bytes on from number 2, where a directory at number 0 would have them.
+  EXPECT_EQ(MarkOf(tiff.Head(0) + std::string(6, '\0') + mark + std::string(6, '\0') + six + six), 1)
+      << "no directory";
+}
+
 TEST(OrientationForms, EveryFormatStandsAnywhereInAStream) {
   for (const Tiff& tiff : kTiffs) {
     const std::string bytes = "before" + tiff.Pages({6, 3}, 3, 1);

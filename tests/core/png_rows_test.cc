@@ -82,6 +82,24 @@ TEST(PngRows, TheChoiceIsThatOfEightStripes) {
   EXPECT_GE(plain, 20);
 }
 
+// Rows are filtered with those above them, whichever is the first that is asked for.
+TEST(PngRows, APartIsThatOfTheWhole) {
+  for (const int bits : {1, 4, 8, 24, 32}) {
+    const CoreDib dib = image::MakePicture(30, 9, bits);
+    const std::size_t row = PngRowFilter::FilteredRowBytes(dib);
+    for (const PngFiltering filtering : {PngFiltering::kNone, PngFiltering::kLeast}) {
+      std::vector<std::uint8_t> whole(9 * row + tovmx::kPngRowSlack), part(whole.size());
+      EXPECT_EQ(PngRowFilter(dib, filtering).Filter(0, 9, whole.data()), whole.data() + 9 * row);
+      for (int first = 0; first < 9; ++first) {
+        const std::size_t size = row * static_cast<std::size_t>(9 - first);
+        EXPECT_EQ(PngRowFilter(dib, filtering).Filter(first, 9, part.data()), part.data() + size);
+        EXPECT_TRUE(std::equal(part.data(), part.data() + size, whole.data() + 9 * row - size))
+            << bits << " bits from row " << first;
+      }
+    }
+  }
+}
+
 TEST(PngRows, WithoutAPaletteWholeBytesAreFiltered) {
   for (const int bits : {8, 24, 32}) {
     CoreDib dib;
