@@ -55,7 +55,9 @@ TEST(JsonPath, BothNotationsAreSteps) {
 
 // What the path leads to, as text; "nothing" for nowhere.
 std::string At(const char* json, const char* text) {
-  auto value = tovkit::Json::Parse(json, static_cast<unsigned>(std::strlen(json)), nullptr);
+  // A part of a document does not keep it alive.
+  const auto document = tovkit::Json::Parse(json, static_cast<unsigned>(std::strlen(json)), nullptr);
+  auto value = document;
   const cli::JsonPath path = cli::ParseJsonPath(text);
   for (const std::string& step : path.steps) {
     if (!value) break;
