@@ -38,7 +38,7 @@ class CoreCanvas {
                 std::uint32_t argb, float pixelSize);
   bool FillPath(const CorePath& path, CoreFillMode fillMode, const CoreMatrix& matrix, std::uint32_t argb);
   bool StrokePath(const CorePath& path, float width, const CoreMatrix& matrix, std::uint32_t argb);
-  bool FillPage(std::uint32_t argb);
+  virtual bool FillPage(std::uint32_t argb);
   virtual bool Flush();
   // Ends the page of a document and starts one of another size, in surface units.
   bool NextPage(double width, double height);
@@ -48,6 +48,9 @@ class CoreCanvas {
 
  protected:
   cairo_surface_t* Surface() const noexcept { return surface_.get(); }
+
+  // Goes on painting on another surface of the same size, which the page's fill is to cover.
+  void Replace(tovmx::CairoSurfacePtr surface) noexcept;
 
   // Lets go of the surface, which may still write what it holds.
   void Release() noexcept;

@@ -130,6 +130,30 @@ TEST(BitmapDevice, TransparentBitmapsStayTransparentWhereNoInkIs) {
   EXPECT_EQ(picture.dib.GetArgb(50, 120), 0x40FF0000u);
 }
 
+// Text before the page was filled is gone, text after it is there, whatever the bitmap held before.
+TEST(BitmapDevice, ATranslucentPageHasStraightColorsOnOpaqueBitmapsToo) {
+  for (const std::uint32_t before : {0xFFFFFFFFu, 0xFF204060u, 0x80204060u, 0u}) {
+    Picture picture(200, 200);
+    for (int y = 0; y < 200; ++y) {
+      for (int x = 0; x < 200; ++x) std::memcpy(picture.dib.GetRow(y) + 4 * x, &before, 4);
+    }
+    CoreBitmapDevice device(&picture.dib);
+    ASSERT_TRUE(DrawLine(device, L"\u2588", At(120, 150), 0xFF102030, 100.0f));
+    ASSERT_TRUE(device.FillPage(0x40FF0000));
+    ASSERT_TRUE(DrawLine(device, L"\u2588", At(20, 150), 0xFF102030, 100.0f));
+    EXPECT_EQ(picture.dib.GetArgb(50, 120), 0xFF102030u) << before;
+    EXPECT_EQ(picture.dib.GetArgb(150, 120), 0x40FF0000u) << before;
+    EXPECT_EQ(picture.dib.GetArgb(199, 199), 0x40FF0000u) << before;
+    ASSERT_TRUE(device.FillPage(0xFF334455));
+    ASSERT_TRUE(device.FillPage(0));
+    ASSERT_TRUE(device.Flush());
+    EXPECT_EQ(picture.dib.GetArgb(50, 120), 0u) << before;
+    ASSERT_TRUE(device.FillPage(0xFF334455));
+    ASSERT_TRUE(device.Flush());
+    EXPECT_EQ(picture.dib.GetArgb(50, 120), 0xFF334455u) << before;
+  }
+}
+
 TEST(BitmapDevice, DpiScalesTextAndPlace) {
   Picture picture(600, 240);
   CoreBitmapDevice device(&picture.dib, 192.0f);

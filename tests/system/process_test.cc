@@ -336,6 +336,32 @@ TEST_F(ProcessTest, AFailedForkIsToldAndStops) {
   EXPECT_EQ(process.pid(), 0U);
 }
 
+TEST_F(ProcessTest, AFailedForkForgetsTheChildOfAnEarlierStart) {
+  Process process;
+  const char* const arguments[] = {"-c", "read line"};
+  int ends[2];
+  ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
+  const int input = dup(STDIN_FILENO);
+  dup2(ends[0], STDIN_FILENO);
+  ASSERT_TRUE(process.start("/bin/sh", 2, arguments));
+  dup2(input, STDIN_FILENO);
+  close(input);
+  close(ends[0]);
+  const auto child = static_cast<pid_t>(process.pid());
+  faults::fork.Fail(EAGAIN);
+  testing::internal::CaptureStdout();
+  EXPECT_FALSE(process.start("/bin/true", 0, nullptr));
+  EXPECT_NE(testing::internal::GetCapturedStdout(), "");
+  EXPECT_EQ(process.state(), Process::Stopped);
+  EXPECT_EQ(process.pid(), static_cast<std::uint64_t>(child));
+  EXPECT_TRUE(process.wait(0)) << "it waits for nobody";
+  process.terminate();
+  close(ends[1]);
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_TRUE(WIFEXITED(status)) << "nobody ended it before its input did";
+}
+
 TEST_F(ProcessTest, AProgramThatCannotBeExecutedExitsWithZero) {
   struct Case {
     const char* path;
