@@ -2,6 +2,8 @@
 #include "device_support.h"
 
 #include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cmath>
@@ -128,6 +130,41 @@ TEST(BitmapDevice, TransparentBitmapsStayTransparentWhereNoInkIs) {
   ASSERT_TRUE(device.FillPage(0x40FF0000));
   ASSERT_TRUE(device.Flush());
   EXPECT_EQ(picture.dib.GetArgb(50, 120), 0x40FF0000u);
+}
+
+TEST(BitmapDevice, FillPageStoresTheStraightColorInAnOpaqueBitmapToo) {
+  for (const std::uint32_t under : {kWhite, 0x00FFFFFFu}) {
+    Picture picture(200, 200);
+    for (int i = 0; i < 200 * 200; ++i) std::memcpy(picture.dib.GetRow(i / 200) + i % 200 * 4, &under, 4);
+    CoreBitmapDevice device(&picture.dib);
+    ASSERT_TRUE(DrawLine(device, L"\u2588", At(20, 150), kBlack, 100.0f));
+    ASSERT_TRUE(device.FillPage(0x80402010));
+    ASSERT_TRUE(DrawLine(device, L"\u2588", At(20, 100), 0xFF102030, 50.0f));
+    EXPECT_EQ(picture.dib.GetArgb(0, 0), 0x80402010u);
+    EXPECT_EQ(picture.dib.GetArgb(40, 145), 0x80402010u) << "what was drawn before is gone";
+    EXPECT_EQ(picture.dib.GetArgb(30, 85), 0xFF102030u);
+    ASSERT_TRUE(device.FillPage(0xFF123456));
+    ASSERT_TRUE(device.Flush());
+    EXPECT_EQ(picture.dib.GetArgb(30, 85), 0xFF123456u);
+    EXPECT_EQ(picture.dib.GetArgb(199, 199), 0xFF123456u);
+  }
+}
+
+// Pages of memory that may not be looked at lie under all of the bitmap but its upper rows.
+TEST(BitmapDevice, OnlyWhatLiesBeneathALineIsLookedAt) {
+  for (const int bits : {8, 24, 32}) {
+    Picture picture(2000, 2000, bits);
+    const auto page = static_cast<std::uintptr_t>(sysconf(_SC_PAGESIZE));
+    const auto from = reinterpret_cast<std::uintptr_t>(picture.dib.GetRow(200)) / page * page + page;
+    const auto to = reinterpret_cast<std::uintptr_t>(picture.dib.GetRow(1999)) / page * page;
+    void* const hidden = reinterpret_cast<void*>(from);
+    ASSERT_EQ(mprotect(hidden, to - from, PROT_NONE), 0);
+    CoreBitmapDevice device(&picture.dib);
+    const bool drawn = DrawLine(device, L"Hello", At(20, 100), 0xFF102030, 50.0f);
+    ASSERT_EQ(mprotect(hidden, to - from, PROT_READ | PROT_WRITE), 0);
+    EXPECT_TRUE(drawn);
+    EXPECT_FALSE(InkOf(picture.dib).IsEmpty());
+  }
 }
 
 TEST(BitmapDevice, DpiScalesTextAndPlace) {
