@@ -62,7 +62,7 @@ class Where(unittest.TestCase):
     def test_what_has_no_code_is_found_where_it_is_used(self):
         definitions, tests = parts("--list", "inheritParentFds")
         self.assertIn("Process::unixStart", "\n".join(definitions))
-        self.assertIn("InheritParentFdsKeepsThem", "\n".join(tests))
+        self.assertIn("WithInheritParentFdsTheChildKeepsEvery", "\n".join(tests))
 
     def test_programs_that_tests_run_are_looked_into(self):
         _, tests = parts("--list", "WatchedMutex::lock", "forked", "child")
