@@ -116,6 +116,7 @@ void DescribeWarnings(const JsonValue& description, const TextRequest& request, 
     entry->SetMemberString("kind", warning.kind);
     SetText(*entry, "message", warning.message);
     if (!warning.nearest.empty()) SetText(*entry, "nearest", warning.nearest);
+    if (warning.member >= 0) entry->SetMemberInt("member", warning.member);
   }
 }
 

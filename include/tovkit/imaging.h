@@ -138,7 +138,9 @@ TOVKIT_API bool DrawTextOnDevice(CoreDevice* device, SharedPtr<const JsonValue> 
 ///     "warningCount"   of all warnings
 ///     "warnings"   what of the description is not used as it stands: "pointer" (RFC 6901, from the
 ///                  description), "kind" ("unknown-key", "duplicate-key", "wrong-type", "out-of-range",
-///                  "color" or "text"), "message" in words, and of an unknown key the "nearest" known one
+///                  "color" or "text"), "message" in words, of an unknown key the "nearest" known one, and of
+///                  an unknown or duplicate key the "member", counted from 0 in its object: a pointer cannot
+///                  tell keys of one name apart, nor name bytes that are no UTF-8
 ///
 /// At most `limit` runs, positions of missing characters and warnings are told, and 1,000 characters of any
 /// text but a pointer; the counts are of all. Time and memory grow with the description alone.
