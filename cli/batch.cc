@@ -5,6 +5,7 @@
 
 #include "batch_sink.h"
 #include "error.h"
+#include "failure.h"
 #include "input_file.h"
 
 #include "jobs/folder.h"
@@ -110,6 +111,7 @@ jobs::FileSource::Format FormatOf(const std::string& dataFile) {
 void TellEnd(const BatchSink& sink, bool finished, bool interrupted) {
   if (interrupted && !finished) throw CommandError("interrupted with jobs left to do", kInterrupted);
   if (sink.failed() == 0) return;
+  if (const auto& result = sink.firstMisread()) PrintMessage(result->message, *result->excerpt);
   const std::string left = sink.left() == 0 ? "" : ", " + std::to_string(sink.left()) + " were not begun";
   throw CommandError(std::to_string(sink.failed()) + " of " + std::to_string(sink.total()) + " jobs failed" +
                      left);
@@ -147,6 +149,7 @@ void RunBatch(BatchOptions options) {
   MakeFolder(runner);
   if (!options.templateFile.empty()) {
     runner.jobTemplate = JobInput(options.templateFile).ReadAll(kLongestTemplate, "the template is too long");
+    jobs::ParseJobLine(runner.jobTemplate, InputName(options.templateFile));
   }
   const std::string& file = options.templateFile.empty() ? options.files.front() : options.dataFile;
   const Source source = OpenSource(file);
@@ -168,7 +171,7 @@ void RunBatch(BatchOptions options) {
   const Stopping stopping(stop);
   BatchProgress progress(options.progress, source.size, [&lines] { return lines.offset(); });
   bool givenUp = false;
-  BatchSink sink(results.get(), progress, [&] {
+  BatchSink sink(results.get(), progress, {source.name, InputName(options.templateFile)}, [&] {
     if (!options.failFast || stop.level() != jobs::StopRequest::kNone) return;
     givenUp = true;
     stop.GiveUp();

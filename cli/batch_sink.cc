@@ -30,7 +30,25 @@ void BatchSink::Notice(const jobs::JobResult& result) {
   if (result.kind != jobs::FailureKind::kNone) failing_();
 }
 
-void BatchSink::Take(const jobs::JobResult& result) {
+// A worker knows no files: it calls the text of its job "job" and the template "template".
+std::string BatchSink::MessageOf(const jobs::JobResult& result) const {
+  const std::string job = std::string(jobs::kJobName) + ":1:";
+  const std::string jobTemplate = std::string(jobs::kTemplateName) + ":";
+  const auto begins = [&result](const std::string& text) {
+    return result.message.compare(0, text.size(), text) == 0;
+  };
+  if (!result.excerpt || result.line == 0) return result.message;
+  if (begins(job)) {
+    return names_.jobs + ":" + std::to_string(result.line) + ":" + result.message.substr(job.size());
+  }
+  return begins(jobTemplate) ? names_.jobTemplate + ":" + result.message.substr(jobTemplate.size())
+                             : result.message;
+}
+
+void BatchSink::Take(const jobs::JobResult& taken) {
+  jobs::JobResult result = taken;
+  result.message = MessageOf(taken);
+  if (result.excerpt && !firstMisread_) firstMisread_ = result;
   const bool failed = result.kind != jobs::FailureKind::kNone;
   const bool skipped = result.state == jobs::JobState::kSkipped;
   ++total_;

@@ -9,6 +9,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 
 namespace cli {
@@ -16,12 +17,18 @@ namespace cli {
 // Throws CommandError when not all of it can be written.
 void WriteToStandardOutput(const std::string& text);
 
+// What messages call the file of jobs or data, and that of the template.
+struct BatchNames {
+  std::string jobs;
+  std::string jobTemplate;
+};
+
 class BatchSink final : public jobs::ResultSink {
  public:
   // File and progress stay the caller's. Without a file the lines go to standard output. `failing` is called
   // for each job that fails.
-  BatchSink(jobs::ResultsFile* file, BatchProgress& progress, std::function<void()> failing)
-      : file_(file), progress_(progress), failing_(std::move(failing)) {}
+  BatchSink(jobs::ResultsFile* file, BatchProgress& progress, BatchNames names, std::function<void()> failing)
+      : file_(file), progress_(progress), names_(std::move(names)), failing_(std::move(failing)) {}
 
   void Notice(const jobs::JobResult& result) override;
   // A job that was skipped for an earlier result is not written: the file has its line already.
@@ -33,14 +40,19 @@ class BatchSink final : public jobs::ResultSink {
   std::uint64_t total() const { return total_; }
   std::uint64_t failed() const { return failed_; }
   std::uint64_t left() const { return left_; }
+  // The first job that failed for what stands in the JSON, with its excerpt.
+  const std::optional<jobs::JobResult>& firstMisread() const { return firstMisread_; }
 
  private:
   void Write();
+  [[nodiscard]] std::string MessageOf(const jobs::JobResult& result) const;
 
   jobs::ResultsFile* file_;
   BatchProgress& progress_;
+  BatchNames names_;
   std::function<void()> failing_;
   std::string lines_;
+  std::optional<jobs::JobResult> firstMisread_;
   std::uint64_t total_ = 0;
   std::uint64_t failed_ = 0;
   std::uint64_t left_ = 0;

@@ -133,6 +133,7 @@ void CrewMember::Handle(WireReader message, const Deliver& deliver) {
     result.id = std::move(jobs_.front().job.id);
     result.attempts = jobs_.front().attempts;
     result.worker = number_;
+    result.line = jobs_.front().job.line;
     bytes_ -= jobs_.front().job.text.size();
     jobs_.pop_front();
     secondsPerJob_ += kWeight * (result.seconds - secondsPerJob_);

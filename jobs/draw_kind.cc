@@ -21,11 +21,8 @@ OutputFormat FormatOf(Members& members, const std::string& out) {
 }  // namespace
 
 void RunDrawKind(Members& members, JobBench& bench, JobResult&) {
-  const CoreString lines = members.Take("draw")->ToString();
-  DrawJob job{{Input::Memory(lines.c_str(), "draw")},
-              {},
-              Output::Memory(&bench.output, bench.out),
-              FormatOf(members, bench.out)};
+  DrawJob job{{}, {}, Output::Memory(&bench.output, bench.out), FormatOf(members, bench.out)};
+  job.source = std::make_shared<JsonSource>(bench.textName, bench.text, "/draw", members.Take("draw"));
   if (const auto size = members.TakeText("size")) {
     job.size = ParsePageSize(*size);
     if (!job.size) members.Refuse("size", "'" + *size + "' is no size such as 800x600");

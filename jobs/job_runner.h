@@ -20,6 +20,7 @@
 
 #include <tovkit/json.h>
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -53,11 +54,19 @@ class JobRunner {
   Folder directory_;
   std::optional<Folder> input_;
   std::vector<JobKind> kinds_;
+  std::string templateText_;
   tovkit::SharedPtr<tovkit::JsonValue> template_;
   bool report_;
 };
 
 // The object on a line. Throws Error naming `place` when it is no JSON object.
-tovkit::SharedPtr<tovkit::JsonValue> ParseJobLine(std::string_view line, const std::string& place);
+// What messages of a runner, which knows no file, call the job's line and the template.
+inline constexpr const char* kJobName = "job";
+inline constexpr const char* kTemplateName = "template";
+
+// The object of a line, or of a template. Throws Error with the place, NAME:LINE:COLUMN, for anything else;
+// `number` is that of the text's first line.
+tovkit::SharedPtr<tovkit::JsonValue> ParseJobLine(std::string_view line, const std::string& name,
+                                                  std::uint64_t number = 1);
 
 }  // namespace jobs

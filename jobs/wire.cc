@@ -49,6 +49,11 @@ void WireWriter::Put(const JobResult& result) {
   Put(result.outputHash);
   Put(result.seconds);
   Put(result.message);
+  Put(result.excerpt.has_value());
+  if (result.excerpt) {
+    Put(result.excerpt->line);
+    Put(static_cast<std::uint64_t>(result.excerpt->at));
+  }
   Put(static_cast<std::uint64_t>(result.warnings.size()));
   for (const std::string& warning : result.warnings) Put(warning);
   Put(result.hits.has_value());
@@ -70,6 +75,12 @@ JobResult WireReader::TakeResult() {
   result.outputHash = TakeText();
   result.seconds = Take<double>();
   result.message = TakeText();
+  if (Take<bool>()) {
+    result.excerpt.emplace().line = TakeText();
+    const auto at = Take<std::uint64_t>();
+    if (at > result.excerpt->line.size()) throw BrokenMessage("a place outside its line");
+    result.excerpt->at = at;
+  }
   for (auto count = Take<std::uint64_t>(); count != 0; --count) result.warnings.emplace_back(TakeText());
   if (Take<bool>()) {
     result.hits.emplace();

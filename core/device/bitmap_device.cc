@@ -81,16 +81,6 @@ class BitmapCanvas final : public CoreCanvas {
     return IsGood();
   }
 
-  // Through a copy from now on: the bitmap would get premultiplied colors.
-  bool FillPage(std::uint32_t argb) override {
-    if (direct_ && IsGood() && argb >> 24 != 255) {
-      Replace(tovmx::CairoSurfacePtr(
-          cairo_image_surface_create(CAIRO_FORMAT_ARGB32, bitmap_->GetWidth(), bitmap_->GetHeight())));
-      direct_ = false;
-    }
-    return CoreCanvas::FillPage(argb);
-  }
-
   bool Flush() override {
     if (!CoreCanvas::Flush()) return false;
     if (isStraight_) return true;

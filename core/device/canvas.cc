@@ -287,11 +287,6 @@ bool CoreCanvas::Finish() {
   return drawn && cairo_surface_status(surface_.get()) == CAIRO_STATUS_SUCCESS;
 }
 
-void CoreCanvas::Replace(tovmx::CairoSurfacePtr surface) noexcept {
-  cairo_.reset(cairo_create(surface.get()));
-  surface_ = std::move(surface);
-}
-
 void CoreCanvas::Release() noexcept {
   cairo_.reset();
   surface_.reset();

@@ -55,9 +55,6 @@ class CoreCanvas {
  protected:
   cairo_surface_t* Surface() const noexcept { return surface_.get(); }
 
-  // Goes on painting on another surface of the same size, which the page's fill is to cover.
-  void Replace(tovmx::CairoSurfacePtr surface) noexcept;
-
   // Lets go of the surface, which may still write what it holds.
   void Release() noexcept;
 

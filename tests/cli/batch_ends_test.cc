@@ -130,8 +130,9 @@ TEST_F(Batch, FailFastStopsAndTellsWhatIsLeft) {
   EXPECT_GT(count["skipped"], 1000u);
   EXPECT_EQ(count["failed"], 2u) << "what is no job is told, too";
   EXPECT_EQ(FilesBelow(Out()).size(), count["done"]);
-  EXPECT_EQ(result.err,
-            "tovkit: 2 of 2002 jobs failed, " + std::to_string(count["skipped"]) + " were not begun\n");
+  EXPECT_EQ(result.err, "tovkit: " + Path("jobs") +
+                            ":1:1: a value is expected\n  broken\n  ^\ntovkit: 2 of 2002 jobs failed, " +
+                            std::to_string(count["skipped"]) + " were not begun\n");
   // The rest is still to do; what was skipped yields to what became of it.
   std::ofstream(Path("jobs")) << Jobs(2000);
   EXPECT_EQ(

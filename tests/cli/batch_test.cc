@@ -72,11 +72,12 @@ TEST_F(Batch, StrangeLinesCostThemselvesOnly) {
   jobs += R"({"id": "last", "hit": {"path": "M0 0H9V9H0Z", "points": [[0, 0]]}})";
   const CommandResult result = Run({"--ordered", "-j2"}, jobs);
   EXPECT_EQ(result.status, 1);
-  EXPECT_EQ(result.err, "tovkit: 4 of 9 jobs failed\n");
+  EXPECT_EQ(result.err,
+            "tovkit: standard input:4:2: a value is expected\n  no json\n   ^\ntovkit: 4 of 9 jobs failed\n");
   const std::vector<std::string> lines = LinesOf(result.out);
   ASSERT_EQ(lines.size(), 9u);
-  EXPECT_EQ(Member(lines[3], "message"), "line 4, column 2: a value is expected");
-  EXPECT_EQ(Member(lines[4], "message"), "line 5: an object is expected");
+  EXPECT_EQ(Member(lines[3], "message"), "standard input:4:2: a value is expected");
+  EXPECT_EQ(Member(lines[4], "message"), "standard input:5:1: an object is expected");
   EXPECT_EQ(Member(lines[5], "message"), "line 6: longer than 16 MiB");
   EXPECT_EQ(Member(lines[5], "kind"), "limit");
   EXPECT_EQ(Member(lines[6], "id"), "line 7");
@@ -85,6 +86,49 @@ TEST_F(Batch, StrangeLinesCostThemselvesOnly) {
   EXPECT_EQ(lines[7].find(R"({"id":"a/../b\u0001\u000a\"","state":"done")"), 0u) << lines[7];
   EXPECT_NE(lines[8].find("\"hits\":[true]"), std::string::npos);
   EXPECT_EQ(FilesBelow(Out()).size(), 4u);
+}
+
+TEST_F(Batch, WhatIsWrongInTheJsonIsToldWithFileLineAndColumn) {
+  const std::string jobs = Path("jobs.jsonl");
+  std::ofstream(jobs) << R"({"id": "a", "draw": [{"Content": "x"}, 5], "out": "a.png"})"
+                      << "\n\n"
+                      << R"({"id": "b", "draw": {"Contnt": "x"}, "out": "b.png"})"
+                      << "\n{\"out\":}\n";
+  const CommandResult told = Run({"--ordered", jobs}, "");
+  const std::vector<std::string> lines = LinesOf(told.out);
+  ASSERT_EQ(lines.size(), 3U) << told.err;
+  EXPECT_EQ(Member(lines[0], "message"), jobs + ":1:40: element 1 is no object");
+  EXPECT_NE(lines[1].find(jobs + ":3:22: no text to draw; "), std::string::npos) << lines[1];
+  EXPECT_EQ(Member(lines[2], "message"), jobs + ":4:8: a value is expected");
+  // The first one to be told, with its line.
+  EXPECT_NE(told.err.find("\n  {\"id\": \"a\", \"draw\": [{\"Content\": \"x\"}, 5], \"out\": \"a.png\"}\n  " +
+                          std::string(39, ' ') + "^\ntovkit: 3 of 3 jobs failed\n"),
+            std::string::npos)
+      << told.err;
+}
+
+TEST_F(Batch, WhatIsWrongInATemplateIsToldWithFileLineAndColumn) {
+  const std::string file = Path("label.json");
+  const std::string data = Path("data.jsonl");
+  std::ofstream(data) << "{\"n\": \"1\"}\n{\"n\":}\n";
+  std::ofstream(file) << "{\"out\": \"{{n}}.png\",\n  \"draw\": {\"Content\": \"{{n}}\",}}";
+  const CommandResult broken = Run({"--template", file, "--data", data}, "");
+  EXPECT_EQ(broken.status, 1);
+  EXPECT_EQ(broken.err, "tovkit: " + file + ":2:31: a member's name, in quotation marks, is expected\n" +
+                            "    \"draw\": {\"Content\": \"{{n}}\",}}\n  " + std::string(30, ' ') + "^\n");
+  std::ofstream(file) << "\n [5]";
+  EXPECT_EQ(Run({"--template", file, "--data", data}, "").err,
+            "tovkit: " + file + ":2:2: an object is expected\n   [5]\n   ^\n");
+  std::ofstream(file) << "";
+  EXPECT_EQ(Run({"--template", file, "--data", data}, "").err,
+            "tovkit: " + file + ": empty, where a JSON object is expected\n");
+  // What is wrong in the filled job is wrong in the template, and what is wrong in the data there.
+  std::ofstream(file) << "{\"out\": \"{{n}}.png\",\n  \"draw\": [{\"Content\": \"{{n}}\"}, 5]}";
+  const CommandResult filled = Run({"--ordered", "--template", file, "--data", data}, "");
+  const std::vector<std::string> lines = LinesOf(filled.out);
+  ASSERT_EQ(lines.size(), 2U) << filled.err;
+  EXPECT_EQ(Member(lines[0], "message"), file + ":2:34: element 1 is no object");
+  EXPECT_EQ(Member(lines[1], "message"), data + ":2:6: a value is expected");
 }
 
 std::string Drawing(const std::string& id, const std::string& out) {

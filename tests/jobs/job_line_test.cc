@@ -206,9 +206,9 @@ TEST_F(JobLine, WhatIsNoJobIsToldWithItsPlace) {
     const char* message;
   } cases[] = {
       {"", "job: empty, where a JSON object is expected"},
-      {"{\"draw\": ", "job, column 10: a value is expected"},
-      {"[]", "job: an object is expected"},
-      {"7", "job, column 1: neither an array nor an object"},
+      {"{\"draw\": ", "job:1:10: the text ends inside an object: a value is expected"},
+      {"[]", "job:1:1: an object is expected"},
+      {"7", "job:1:1: neither an array nor an object"},
       {"{}", "job: no kind of job; there are draw, image, hit"},
       {R"({"id": 7, "draw": {"Content": "x"}, "out": "x.png"})", "id: a string is expected"},
       {R"({"id": "a\u0000b", "draw": {"Content": "x"}, "out": "x.png"})",
@@ -226,7 +226,11 @@ TEST_F(JobLine, WhatIsNoJobIsToldWithItsPlace) {
       {R"({"draw": {"Content": "x"}, "out": "x.png", "background": "red"})",
        "background: 'red' is no color: none, #gg, #rgb, #rrggbb, #ccmmyykk, or 1, 3 or 4 numbers from 0 to "
        "255"},
-      {R"({"draw": [{}], "out": "x.png"})", "draw:1:2: no text to draw; \"Content\" is missing or empty"},
+      {R"({"draw": [{}], "out": "x.png"})", "job:1:11: no text to draw; \"Content\" is missing or empty"},
+      {R"({"out": "x.png", "draw": 5})", "job:1:26: neither an array nor an object"},
+      {R"({"out": "x.png", "draw": [{"Content": "a"}, 7]})", "job:1:45: element 1 is no object"},
+      {R"({"out": "x.png", "draw": {"Font": {}, "content": "a"}})",
+       "job:1:39: no text to draw; \"content\" is no key of a line; did you mean \"Content\"?"},
       {R"({"image": "a.png", "out": "x.png"})", "image: no folder of input files was given"},
       {R"({"hit": {"path": "M0 0L1", "points": []}})", "path: line 1, column 7: a number is expected"},
       {R"({"hit": {"path": "M0 0", "points": [[1]]}})", "hit: points: element 0 is not [X, Y]"},
