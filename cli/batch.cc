@@ -169,13 +169,14 @@ void RunBatch(BatchOptions options) {
   const Stopping stopping(stop);
   BatchProgress progress(options.progress, source.size, [&lines] { return lines.offset(); });
   bool givenUp = false;
-  BatchSink sink(results.get(), progress, [&] {
+  BatchSink sink(results.get(), progress, stop, [&] {
     if (!options.failFast || stop.level() != jobs::StopRequest::kNone) return;
     givenUp = true;
     stop.GiveUp();
   });
   const bool finished = jobs::Executor(options.executor).Run(selected, sink, stop);
   if (givenUp && !finished) SkipTheRest(selected, sink, stop);
+  sink.Finish();
   progress.End();
   const bool killed = stop.level() == jobs::StopRequest::kNow;
   const bool hasMore = killed || !selected.IsReady() || selected.Next();

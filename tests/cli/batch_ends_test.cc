@@ -15,6 +15,7 @@
 #include <map>
 #include <random>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -112,6 +113,83 @@ TEST_F(Batch, TermLetsWhatRunsFinish) {
   ASSERT_TRUE(WIFEXITED(status));
   EXPECT_EQ(WEXITSTATUS(status), 75);
   EXPECT_EQ(LinesOf(ContentsOfPath(Path("r.jsonl"))).size(), FilesBelow(Out()).size());
+}
+
+// A small pipe that nobody reads before its end.
+class UnreadPipe {
+ public:
+  UnreadPipe() {
+    EXPECT_EQ(pipe2(ends_, O_CLOEXEC), 0);
+    fcntl(ends_[1], F_SETPIPE_SZ, 4096);
+  }
+  ~UnreadPipe() {
+    Close();
+    close(ends_[0]);
+  }
+  UnreadPipe(const UnreadPipe&) = delete;
+  UnreadPipe& operator=(const UnreadPipe&) = delete;
+
+  int writer() const { return ends_[1]; }
+
+  // All that its writers send until their end.
+  std::string ReadAll() {
+    Close();
+    std::string text;
+    char piece[4096];
+    for (ssize_t length = 0; (length = read(ends_[0], piece, sizeof piece)) > 0;)
+      text.append(piece, static_cast<std::size_t>(length));
+    return text;
+  }
+
+ private:
+  void Close() {
+    if (ends_[1] >= 0) close(std::exchange(ends_[1], -1));
+  }
+
+  int ends_[2] = {-1, -1};
+};
+
+// Waits until there are far more outputs than the pipe and the workers hold; not for long, as a batch that
+// waits for its reader never gets there.
+void AwaitOutput(const std::string& file) {
+  for (int turn = 0; turn < 5000 && !fs::exists(file); ++turn) poll(nullptr, 0, 1);
+}
+
+TEST_F(Batch, SignalsReachABatchWhoseResultsNobodyReads) {
+  std::ofstream(Path("jobs")) << Jobs(6000);
+  const UnreadPipe results;
+  const int null = open("/dev/null", O_RDWR | O_CLOEXEC);
+  const pid_t child =
+      StartCommand({"batch", Path("jobs"), "--directory", Out(), "-j2"}, null, results.writer(), null);
+  AwaitOutput(Out() + "/0/1500.png");
+  kill(child, SIGTERM);
+  kill(child, SIGINT);
+  int status = 0;
+  waitpid(child, &status, 0);
+  close(null);
+  ASSERT_TRUE(WIFEXITED(status));
+  EXPECT_EQ(WEXITSTATUS(status), 75);
+}
+
+TEST_F(Batch, OneSignalLosesNoResultThatIsReadLate) {
+  std::ofstream(Path("jobs")) << Jobs(6000);
+  UnreadPipe results;
+  std::FILE* const err = std::tmpfile();
+  const int null = open("/dev/null", O_RDWR | O_CLOEXEC);
+  const pid_t child =
+      StartCommand({"batch", Path("jobs"), "--directory", Out(), "-j2"}, null, results.writer(), fileno(err));
+  close(null);
+  AwaitOutput(Out() + "/0/1500.png");
+  kill(child, SIGTERM);
+  const std::map<std::string, int> states = StatesOf(results.ReadAll());
+  int status = 0;
+  waitpid(child, &status, 0);
+  EXPECT_EQ(WEXITSTATUS(status), 75);
+  EXPECT_EQ(ContentsOf(err), "tovkit: interrupted with jobs left to do\n");
+  std::fclose(err);
+  EXPECT_LT(states.size(), 6000u);
+  EXPECT_EQ(states.size(), FilesBelow(Out()).size());
+  for (const auto& [state, count] : states) EXPECT_EQ(count, 1) << state;
 }
 
 TEST_F(Batch, FailFastStopsAndTellsWhatIsLeft) {
