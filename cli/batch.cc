@@ -96,6 +96,34 @@ std::optional<jobs::Shard> ChooseShard(const std::string& text) {
   }
 }
 
+// What the batch reads and writes may lie in the folder of outputs.
+void Keep(int fd, const char* why, std::vector<jobs::KeptFile>& kept) {
+  struct stat status = {};
+  if (fstat(fd, &status) == 0 && S_ISREG(status.st_mode)) kept.push_back({status.st_dev, status.st_ino, why});
+}
+
+void KeepInputs(const BatchOptions& options, int jobs, std::vector<jobs::KeptFile>& kept) {
+  std::vector<std::string> names = options.executor.runner.fonts;
+  if (!options.templateFile.empty()) names.push_back(options.templateFile);
+  constexpr char kRead[] = "the batch reads this file";
+  Keep(jobs, kRead, kept);
+  for (const std::string& name : names) {
+    const jobs::OpenDescriptor file(open(name.c_str(), O_PATH | O_CLOEXEC));
+    Keep(file.get(), kRead, kept);
+  }
+}
+
+void CheckResultsName(const BatchOptions& options, const std::string& jobs, const std::string& results) {
+  if (IsSameFile(jobs == "-" ? "/dev/stdin" : jobs, results)) {
+    throw UsageError("--results: " + results + " holds the jobs");
+  }
+  std::vector<std::string> others = options.executor.runner.fonts;
+  others.push_back(options.templateFile);
+  for (const std::string& other : others) {
+    if (IsSameFile(other, results)) throw UsageError("--results: the batch reads " + results);
+  }
+}
+
 std::string ResultsName(std::string name, const jobs::Shard& shard) {
   constexpr std::string_view kPlace = "{shard}";
   const std::size_t at = name.find(kPlace);
@@ -158,13 +186,13 @@ void RunBatch(BatchOptions options) {
   jobs::IdIndex index;
   if (!options.results.empty()) {
     const std::string name = ResultsName(options.results, shard);
-    if (IsSameFile(file == "-" ? "/dev/stdin" : file, name)) {
-      throw UsageError("--results: " + name + " holds the jobs");
-    }
+    CheckResultsName(options, file, name);
     results = std::make_unique<jobs::ResultsFile>(name);
     if (options.resume) results->ReadInto(index);
   }
-  jobs::SelectedSource selected(lines, shard, index);
+  KeepInputs(options, source.fd, runner.kept);
+  Keep(results ? results->descriptor() : STDOUT_FILENO, "the batch writes its results there", runner.kept);
+  jobs::SelectedSource selected(lines, shard, index, runner.directory, options.resume && results->stood());
   jobs::StopRequest stop;
   const Stopping stopping(stop);
   BatchProgress progress(options.progress, source.size, [&lines] { return lines.offset(); });

@@ -21,7 +21,9 @@ OutputFormat FormatOf(Members& members, const std::string& out) {
 }  // namespace
 
 void RunDrawKind(Members& members, JobBench& bench, JobResult&) {
-  const CoreString lines = members.Take("draw")->ToString();
+  const auto draw = members.Take("draw");
+  RefuseDoubleMembers(draw, "draw");
+  const CoreString lines = draw->ToString();
   DrawJob job{{Input::Memory(lines.c_str(), "draw")},
               {},
               Output::Memory(&bench.output, bench.out),

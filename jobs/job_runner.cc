@@ -95,7 +95,9 @@ SharedPtr<JsonValue> ParseJobLine(std::string_view line, const std::string& plac
 }
 
 JobRunner::JobRunner(const RunnerOptions& options, std::vector<JobKind> kinds)
-    : directory_(options.directory, ErrorKind::kOutput), kinds_(std::move(kinds)), report_(options.report) {
+    : directory_(options.directory, ErrorKind::kOutput, options.kept),
+      kinds_(std::move(kinds)),
+      report_(options.report) {
   if (!options.input.empty()) input_.emplace(options.input, ErrorKind::kInput);
   if (!options.jobTemplate.empty()) template_ = ParseJobLine(options.jobTemplate, "template");
   RegisterFonts(options.fonts);
@@ -128,10 +130,12 @@ void JobRunner::RunJob(std::string_view line, const std::optional<EarlierResult>
   SharedPtr<JsonValue> job = ParseJobLine(line, "job");
   if (template_) {
     const SharedPtr<JsonValue> data = std::exchange(job, template_->Clone());
+    RefuseDoubleMembers(data, "data");
     FillPlaces(job, *data);
   }
   const CoreString text = job->ToString();
   result.jobHash = Sha256(text.c_str());
+  if (watcher_ != nullptr) watcher_->Hashed(result.jobHash);
   const JobKind& kind = KindOf(*job, kinds_);
   Members members(job, "");
   members.TakeText("id");
@@ -143,7 +147,7 @@ void JobRunner::RunJob(std::string_view line, const std::optional<EarlierResult>
   if (kind.hasOutput) {
     bench.out = members.NeedText("out");
     directory_.Check();
-    directory_.CheckName(bench.out);
+    directory_.CheckOutputName(bench.out);
   }
   result.output = bench.out;
   if (earlier && IsThere(*earlier, result)) {
@@ -156,6 +160,7 @@ void JobRunner::RunJob(std::string_view line, const std::optional<EarlierResult>
   result.bytes = output.GetSize();
   result.outputHash = Sha256(BytesOf(output));
   // Last, so that little can happen between a file that stands and its result.
+  if (watcher_ != nullptr) watcher_->Writing();
   directory_.WriteFile(bench.out, BytesOf(output));
 }
 

@@ -31,8 +31,22 @@ struct RunnerOptions {
   std::string directory = ".";          // outputs go below it
   std::string input = {};               // input files are below it; empty for none
   std::vector<std::string> fonts = {};  // font files to draw with, beside the installed ones
-  std::string jobTemplate = {};  // JSON of a job with places, which the lines then fill; empty for none
-  bool report = false;           // whether results carry warnings
+  std::string jobTemplate = {};     // JSON of a job with places, which the lines then fill; empty for none
+  bool report = false;              // whether results carry warnings
+  std::vector<KeptFile> kept = {};  // that no output may replace
+};
+
+// Is told how far a job is, for whoever has to know that when the process ends in the middle of it.
+class RunWatcher {
+ public:
+  RunWatcher() = default;
+  virtual ~RunWatcher() = default;
+  RunWatcher(const RunWatcher&) = delete;
+  RunWatcher& operator=(const RunWatcher&) = delete;
+
+  virtual void Hashed(const std::string& /*jobHash*/) {}
+  // From now on the output may stand.
+  virtual void Writing() {}
 };
 
 class JobRunner {
@@ -46,6 +60,9 @@ class JobRunner {
   [[nodiscard]] JobResult Run(std::string_view line,
                               const std::optional<EarlierResult>& earlier = std::nullopt);
 
+  // Tells the watcher, which must live as long as this, of the jobs to come.
+  void Watch(RunWatcher* watcher) { watcher_ = watcher; }
+
  private:
   void RunJob(std::string_view line, const std::optional<EarlierResult>& earlier, JobResult& result);
   bool IsThere(const EarlierResult& earlier, const JobResult& result) const;
@@ -55,6 +72,7 @@ class JobRunner {
   std::vector<JobKind> kinds_;
   tovkit::SharedPtr<tovkit::JsonValue> template_;
   bool report_;
+  RunWatcher* watcher_ = nullptr;
 };
 
 // The object on a line. Throws Error naming `place` when it is no JSON object.

@@ -214,6 +214,10 @@ TEST_F(JobLine, WhatIsNoJobIsToldWithItsPlace) {
       {R"({"draw": {"Content": "x"}, "out": "x.png", "color": 1})", "color: unknown member"},
       {R"({"draw": {"Content": "x"}, "out": "x.png", "hit": {}})", "hit: unknown member"},
       {R"({"draw": {"Content": "x"}, "out": "x.png", "dpi": 96, "dpi": 97})", "dpi: the member stands twice"},
+      {R"({"draw": {"Content": "x", "Content": "y"}, "out": "x.png"})",
+       "draw/Content: the member stands twice"},
+      {R"({"draw": [[{"Content": "x"}], [{"Content": "y", "Font": {"Bold": true, "Bold": true}}]], "out": "x.pdf"})",
+       "draw/1/0/Font/Bold: the member stands twice"},
       {R"({"draw": {"Content": "x"}, "out": "x.xyz"})", "x.xyz: 'xyz' is no format that can be written"},
       {R"({"draw": {"Content": "x"}, "out": "x.png", "size": "big"})",
        "size: 'big' is no size such as 800x600"},
@@ -363,6 +367,7 @@ TEST_F(JobLine, ATemplateIsFilledByTheLine) {
                                          "e\\\", {{n}}\"},\"out\":\"7.svg\"}"));
   EXPECT_EQ(Files(), std::vector<std::string>{"7.svg"});
   EXPECT_EQ(runner.Run(R"({"n": 7})").message, "{{who}}: the data have no such value");
+  EXPECT_EQ(runner.Run(R"({"n": 7, "who": "a", "who": "b"})").message, "data/who: the member stands twice");
   EXPECT_EQ(runner.Run(R"({"n": 7, "who": [1]})").message,
             "{{who}}: the value is no text, number or boolean");
 }
