@@ -87,9 +87,11 @@ void PrepareFolders(const jobs::RunnerOptions& runner) {
 std::optional<jobs::Shard> ChooseShard(const std::string& text) {
   if (text.empty()) return std::nullopt;
   try {
-    const jobs::Shard shard = jobs::ParseShard(text, [](const char* name) { return std::getenv(name); });
-    std::fprintf(stderr, "tovkit: shard %ju/%ju\n", static_cast<std::uintmax_t>(shard.index),
-                 static_cast<std::uintmax_t>(shard.count));
+    std::string note;
+    const jobs::Shard shard = jobs::ParseShard(
+        text, [](const char* name) { return std::getenv(name); }, &note);
+    std::fprintf(stderr, "tovkit: shard %ju/%ju%s\n", static_cast<std::uintmax_t>(shard.index),
+                 static_cast<std::uintmax_t>(shard.count), note.empty() ? "" : ("; " + note).c_str());
     return shard;
   } catch (const jobs::ShardError& e) {
     throw UsageError(std::string("--shard: ") + e.what());
@@ -126,8 +128,11 @@ void CheckResultsName(const BatchOptions& options, const std::string& jobs, cons
 
 std::string ResultsName(std::string name, const jobs::Shard& shard) {
   constexpr std::string_view kPlace = "{shard}";
-  const std::size_t at = name.find(kPlace);
-  return at == std::string::npos ? name : name.replace(at, kPlace.size(), std::to_string(shard.index));
+  const std::string number = std::to_string(shard.index);
+  for (std::size_t at = 0; (at = name.find(kPlace, at)) != std::string::npos; at += number.size()) {
+    name.replace(at, kPlace.size(), number);
+  }
+  return name;
 }
 
 jobs::FileSource::Format FormatOf(const std::string& dataFile) {
