@@ -6,8 +6,8 @@
 //
 // The object: "id", a string; one member that names the kind, and those that go with it:
 //
-//   draw    lines as for DrawJob; size, dpi, background, format
-//   image   name of a picture; frame, steps, quality, format
+//   draw    lines as for DrawJob; size, dpi, background, over, format, effort
+//   image   name of a picture; frame, steps, quality, format, effort
 //   hit     an object: path (text) or file, element, points, tolerance, fill
 //
 // and "out", the output's name, for draw and image. Any other member is an error. share/tovkit has the

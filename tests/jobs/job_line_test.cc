@@ -187,6 +187,25 @@ TEST_F(JobLine, DrawsPagesAndOverPictures) {
       "over: no folder of input files was given");
 }
 
+TEST_F(JobLine, EffortIsThatOfTheCommand) {
+  Write(In() + "/a.bmp", ContentsOfFile(TOVKIT_SOURCE_DIR "/tests/data/images/run4.bmp"));
+  jobs::RunnerOptions options = Options();
+  options.input = In();
+  JobRunner runner(options);
+  for (const std::string kind :
+       {R"("draw": {"Content": "effort"}, "size": "300x80")", R"("image": "a.bmp")"}) {
+    std::vector<std::uint64_t> sizes;
+    for (const std::string effort : {"1", "5", "9"}) {
+      const JobResult result = runner.Run("{" + kind + R"(, "effort": )" + effort + R"(, "out": "x.png"})");
+      ASSERT_EQ(result.state, JobState::kDone) << result.message;
+      sizes.push_back(result.bytes);
+    }
+    const JobResult without = runner.Run("{" + kind + R"(, "out": "x.png"})");
+    EXPECT_EQ(without.bytes, sizes[1]) << kind;
+    EXPECT_GE(sizes[0], sizes[2]) << kind;
+  }
+}
+
 TEST_F(JobLine, HitAnswersInTheResult) {
   JobRunner runner(Options());
   const JobResult result = runner.Run(
@@ -228,6 +247,15 @@ TEST_F(JobLine, WhatIsNoJobIsToldWithItsPlace) {
        "background: 'red' is no color: none, #gg, #rgb, #rrggbb, #ccmmyykk, or 1, 3 or 4 numbers from 0 to "
        "255"},
       {R"({"draw": [{}], "out": "x.png"})", "draw:1:2: no text to draw; \"Content\" is missing or empty"},
+      {R"({"draw": {"Content": "x"}, "out": "x.png", "effort": 10})",
+       "effort: a whole number from 1 to 9 is expected"},
+      {R"({"draw": {"Content": "x"}, "out": "x.pdf", "effort": 5})",
+       "effort: there is no choice of it for pdf"},
+      {R"({"image": "a.png", "out": "x.jpg", "effort": 5})", "effort: there is no choice of it for jpg"},
+      {R"({"draw": {"Content": "x"}, "out": "x.png", "over": "a.png", "size": "9x9"})",
+       "size: \"over\" has its own"},
+      {R"({"draw": {"Content": "x"}, "out": "x.png", "over": "a.png", "background": "none"})",
+       "background: \"over\" has its own"},
       {R"({"image": "a.png", "out": "x.png"})", "image: no folder of input files was given"},
       {R"({"hit": {"path": "M0 0L1", "points": []}})", "path: line 1, column 7: a number is expected"},
       {R"({"hit": {"path": "M0 0", "points": [[1]]}})", "hit: points: element 0 is not [X, Y]"},
