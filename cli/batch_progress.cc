@@ -3,6 +3,8 @@
 // Nothing is printed between two pauses, however fast jobs end.
 #include "batch_progress.h"
 
+#include <poll.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -35,14 +37,29 @@ std::string TimeText(double seconds) {
   return text;
 }
 
+// Columns of the terminal on standard error, 0 when they are not known.
+std::size_t Columns() {
+  winsize size = {};
+  return ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 ? size.ws_col : 0;
+}
+
+// Whether standard error takes a line without waiting for its reader.
+bool HasRoom() {
+  pollfd err = {STDERR_FILENO, POLLOUT, 0};
+  return poll(&err, 1, 0) == 1;
+}
+
 }  // namespace
 
-BatchProgress::BatchProgress(bool wanted, std::uint64_t size, std::function<std::uint64_t()> offset)
+BatchProgress::BatchProgress(bool wanted, std::uint64_t size, std::function<std::uint64_t()> offset,
+                             std::function<Clock::time_point()> now)
     : wanted_(wanted),
       terminal_(isatty(STDERR_FILENO) == 1),
       color_(HasColor()),
       size_(size),
-      offset_(std::move(offset)) {
+      offset_(std::move(offset)),
+      now_(std::move(now)),
+      start_(now_()) {
   next_ = start_ + (terminal_ ? Clock::duration(kBarPause) : Clock::duration(kLinePause));
 }
 
@@ -70,8 +87,8 @@ std::string BatchProgress::Figures(Clock::time_point now) const {
 }
 
 void BatchProgress::Show() {
-  const Clock::time_point now = Clock::now();
-  if (!wanted_ || now < next_) return;
+  const Clock::time_point now = now_();
+  if (!wanted_ || now < next_ || !HasRoom()) return;
   next_ = now + (terminal_ ? Clock::duration(kBarPause) : Clock::duration(kLinePause));
   std::string text = Figures(now);
   const double share =
@@ -80,23 +97,28 @@ void BatchProgress::Show() {
     const double seconds = std::chrono::duration<double>(now - start_).count();
     text += ", " + TimeText(seconds / share - seconds) + " left";
   }
-  if (!terminal_) {
-    std::fprintf(stderr, "tovkit: %s\n", text.c_str());
-    return;
+  terminal_ ? ShowBar(share, text) : static_cast<void>(std::fprintf(stderr, "tovkit: %s\n", text.c_str()));
+}
+
+// The last column stays free: a terminal would go on to the next line.
+void BatchProgress::ShowBar(double share, const std::string& text) {
+  constexpr std::size_t kAround = 3;  // brackets and a space
+  const std::size_t columns = Columns();
+  const std::size_t room = columns == 0 ? std::string::npos : columns - 1;
+  std::string bar;
+  if (size_ != 0 && text.size() + kWidth + kAround <= room) {
+    const auto filled = static_cast<std::size_t>(share * kWidth);
+    bar = std::string(color_ ? "[\033[32m" : "[") + std::string(filled, '#') + (color_ ? "\033[0m" : "") +
+          std::string(kWidth - filled, '.') + "] ";
   }
-  const auto filled = static_cast<std::size_t>(share * kWidth);
-  const std::string bar = size_ == 0
-                              ? ""
-                              : std::string(color_ ? "[\033[32m" : "[") + std::string(filled, '#') +
-                                    (color_ ? "\033[0m" : "") + std::string(kWidth - filled, '.') + "] ";
-  std::fprintf(stderr, "\r\033[K%s%s", bar.c_str(), text.c_str());
+  std::fprintf(stderr, "\r\033[K%s%s", bar.c_str(), text.substr(0, room).c_str());
   std::fflush(stderr);
   shown_ = true;
 }
 
 void BatchProgress::End() {
   if (!wanted_) return;
-  std::fprintf(stderr, "%stovkit: %s\n", shown_ ? "\r\033[K" : "", Figures(Clock::now()).c_str());
+  std::fprintf(stderr, "%stovkit: %s\n", shown_ ? "\r\033[K" : "", Figures(now_()).c_str());
   shown_ = false;
 }
 

@@ -58,6 +58,7 @@ void BatchSink::Write() {
   while (standardOutput_.held() > kMostHeld && stop_.level() == jobs::StopRequest::kNone) {
     StandardOutput::Await(stop_.descriptor());
     standardOutput_.Write("");
+    progress_.Show();
   }
 }
 

@@ -222,6 +222,104 @@ TEST_F(Batch, FailFastStopsAndTellsWhatIsLeft) {
   EXPECT_EQ(FilesBelow(Out()).size(), 2000u);
 }
 
+// How many lines each id has in the state.
+std::map<std::string, int> LinesIn(const std::string& results, const std::string& state) {
+  std::map<std::string, int> count;
+  for (const std::string& line : LinesOf(results)) {
+    if (Member(line, "state") == state) ++count[Member(line, "id")];
+  }
+  return count;
+}
+
+TEST_F(Batch, FailFastGoesOnWhereItWasGivenUp) {
+  constexpr int kJobs = 1500;
+  const std::string bad = R"({"id": "bad", "draw": {"Content": "x"}, "out": "bad.xyz"})"
+                          "\n";
+  const std::string good = R"({"id": "bad", "draw": {"Content": "x"}, "out": "bad.png"})"
+                           "\n";
+  const std::vector<std::string> arguments = {"batch",    Path("jobs"),  "--directory",
+                                              Out(),      "--results",   Path("r.jsonl"),
+                                              "--resume", "--fail-fast", "-j2"};
+  std::string all = Jobs(kJobs);
+  const std::size_t middle = all.find("{\"id\": \"700\"");
+  std::ofstream(Path("jobs")) << all.substr(0, middle) << bad << all.substr(middle);
+  for (int turn = 0; turn < 3; ++turn) {
+    const std::string before = turn == 0 ? "" : ContentsOfPath(Path("r.jsonl"));
+    EXPECT_EQ(RunCommand(arguments).status, 1);
+    const std::string results = ContentsOfPath(Path("r.jsonl"));
+    EXPECT_EQ(results.substr(0, before.size()), before);
+    const std::string more = results.substr(before.size());
+    EXPECT_EQ(LinesIn(more, "failed"), (std::map<std::string, int>{{"bad", 1}})) << "it is tried again";
+    const std::map<std::string, int> done = LinesIn(results, "done");
+    for (const auto& [id, count] : done) EXPECT_EQ(count, 1) << id;
+    // What is done is told once, and what is not begun in each run.
+    const std::map<std::string, int> skipped = LinesIn(more, "skipped");
+    for (const auto& [id, count] : skipped) EXPECT_EQ(done.count(id), 0u) << id;
+    EXPECT_EQ(done.size() + skipped.size(), static_cast<std::size_t>(kJobs));
+    EXPECT_EQ(FilesBelow(Out()).size(), done.size());
+  }
+  std::ofstream(Path("jobs")) << all.substr(0, middle) << good << all.substr(middle);
+  EXPECT_EQ(RunCommand(arguments).status, 0);
+  const std::map<std::string, int> merged = StatesOf(RunCommand({"batch", "--merge", Path("r.jsonl")}).out);
+  EXPECT_EQ(merged.size(), kJobs + 1u);
+  for (const auto& [state, count] : merged) {
+    EXPECT_EQ(count, 1) << state;
+    EXPECT_NE(state.find(" done"), std::string::npos) << state;
+  }
+  EXPECT_EQ(FilesBelow(Out()).size(), kJobs + 1u);
+}
+
+TEST_F(Batch, ShardsThatEndedEarlyAreMergedAndGoOn) {
+  constexpr int kJobs = 1500;
+  const std::string failing = R"({"id": "bad", "draw": {"Content": "x"}, "out": "bad.xyz"})"
+                              "\n";
+  std::ofstream(Path("jobs")) << Jobs(kJobs) << failing;
+  const auto file = [this](int shard) { return Path("r." + std::to_string(shard) + ".jsonl"); };
+  const auto options = [](int shard, const std::string& results) {
+    return std::vector<std::string>{"--shard", std::to_string(shard) + "/3", "--results", results, "--resume",
+                                    "-j1"};
+  };
+  const auto finish = [&](int shard) {
+    int status = 0;
+    waitpid(Start(Path("jobs"), options(shard, Path("r.{shard}.jsonl"))), &status, 0);
+    return WEXITSTATUS(status);
+  };
+  const std::vector<std::string> merge = {"batch", "--merge", file(0), file(1), file(2)};
+  // One runs to its end. Of the others, which get half of the jobs, one is interrupted and one is killed in
+  // the middle of a line.
+  const int first = finish(0);
+  for (const int shard : {1, 2}) {
+    const std::string pipe = Path("pipe" + std::to_string(shard));
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    const pid_t child = Start(pipe, options(shard, Path("r.{shard}.jsonl")));
+    std::ofstream jobs(pipe);
+    jobs << Jobs(kJobs / 2) << std::flush;
+    AwaitSize(file(shard), 2000, child);
+    kill(child, shard == 1 ? SIGTERM : SIGKILL);
+    int status = 0;
+    waitpid(child, &status, 0);
+    EXPECT_EQ(WIFEXITED(status) ? WEXITSTATUS(status) : -1, shard == 1 ? 75 : -1);
+  }
+  std::ofstream(file(2), std::ios::app) << "{\"id\":\"5\",\"sta";
+  const CommandResult early = RunCommand(merge);
+  EXPECT_EQ(early.status, 0) << early.err;
+  const std::map<std::string, int> states = StatesOf(early.out);
+  EXPECT_LT(states.size(), static_cast<std::size_t>(kJobs));
+  for (const auto& [state, count] : states) EXPECT_EQ(count, 1) << state;
+
+  const int failures = first + finish(1) + finish(2);
+  EXPECT_EQ(failures, 1) << "the shard of the job that fails";
+  std::map<std::string, int> merged = StatesOf(RunCommand(merge).out);
+  EXPECT_EQ(merged.size(), kJobs + 1u);
+  EXPECT_EQ(merged["bad failed"], 1);
+  merged.erase("bad failed");
+  for (const auto& [state, count] : merged) {
+    EXPECT_EQ(count, 1) << state;
+    EXPECT_NE(state.find(" done"), std::string::npos) << state;
+  }
+  EXPECT_EQ(FilesBelow(Out()).size(), static_cast<std::size_t>(kJobs));
+}
+
 // The failure is met long before its turn to be printed comes.
 TEST_F(Batch, FailFastStopsInOrderToo) {
   std::string jobs = R"({"id": "slow", "draw": {"Content": "x"}, "size": "6000x6000", "out": "slow.bmp"})";
