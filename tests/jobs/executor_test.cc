@@ -508,6 +508,16 @@ TEST_F(ExecutorTest, MutatedPicturesCostThemselvesOnly) {
   EXPECT_GT(states["failed"], kPictures / 20);
   const std::map<std::string, std::string> files = FilesBelow(scratch_.path());
   EXPECT_EQ(files.size(), static_cast<std::size_t>(states["done"]));
+  // One worker that is never replaced makes the same of them.
+  const ScratchDir alone;
+  options.workers = 1;
+  options.recycle = 0;
+  options.runner.directory = alone.path();
+  ListSource source(texts);
+  Results again;
+  EXPECT_TRUE(Executor(options).Run(source, again, stop_));
+  for (const auto& [id, result] : again.byId) EXPECT_EQ(result.message, results_.byId[id].message) << id;
+  EXPECT_TRUE(FilesBelow(alone.path()) == files);
   for (const auto& [name, bytes] : files) {
     EXPECT_NO_THROW({
       [[maybe_unused]] const auto frame = jobs::PictureReader(jobs::Input::Memory(bytes, name)).ReadFrame(1);
