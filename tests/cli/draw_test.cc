@@ -273,7 +273,7 @@ TEST_F(Draw, BadInputGivesOneLineAndLeavesTheOutputAsItWas) {
     const char* error;
   };
   const Case cases[] = {
-      {R"({"Content": "x")", "standard input:1:16: a comma or } is expected"},
+      {R"({"Content": "x")", "standard input:1:16: the text ends inside an object: a comma or } is expected"},
       {"5", "standard input:1:1: neither an array nor an object"},
       {"", "standard input: empty, where JSON is expected"},
       {"{}", "standard input:1:1: no text to draw"},

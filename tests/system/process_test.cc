@@ -254,7 +254,7 @@ TEST_F(ProcessTest, OnlyACallFromWithinStartIsRefused) {
 
 TEST_F(ProcessTest, ARunningChildIsForgottenByTheNextStartAndLivesOn) {
   Process process;
-  ASSERT_TRUE(StartShell(process, "sleep 100"));
+  ASSERT_TRUE(StartShell(process, "exec sleep 100"));
   const auto first = static_cast<pid_t>(process.pid());
   ASSERT_TRUE(StartShell(process, "exit 2"));
   EXPECT_TRUE(process.wait(kPatience));
@@ -394,6 +394,7 @@ TEST_F(ProcessTest, AFailedForkForgetsTheChildOfAnEarlierStart) {
   close(input);
   close(ends[0]);
   const auto child = static_cast<pid_t>(process.pid());
+  faults::clone.Fail(EAGAIN);
   faults::fork.Fail(EAGAIN);
   testing::internal::CaptureStdout();
   EXPECT_FALSE(process.start("/bin/true", 0, nullptr));
