@@ -78,11 +78,10 @@ Source OpenSource(const std::string& file) {
   return source;
 }
 
-void PrepareFolders(const jobs::RunnerOptions& runner) {
-  std::error_code error;
-  std::filesystem::create_directories(runner.directory, error);
-  const jobs::Folder directory(runner.directory, jobs::ErrorKind::kOutput);
-  if (!runner.input.empty()) const jobs::Folder input(runner.input, jobs::ErrorKind::kInput);
+void MakeFolder(const jobs::RunnerOptions& runner) {
+  // Where that fails, the jobs that need the folder do.
+  std::error_code ignored;
+  std::filesystem::create_directories(runner.directory, ignored);
 }
 
 std::optional<jobs::Shard> ChooseShard(const std::string& text) {
@@ -147,7 +146,7 @@ void RunBatch(BatchOptions options) {
   }
   const jobs::Shard shard = ChooseShard(options.shard).value_or(jobs::Shard());
   jobs::RunnerOptions& runner = options.executor.runner;
-  PrepareFolders(runner);
+  MakeFolder(runner);
   if (!options.templateFile.empty()) {
     runner.jobTemplate = JobInput(options.templateFile).ReadAll(kLongestTemplate, "the template is too long");
     jobs::ParseJobLine(runner.jobTemplate, InputName(options.templateFile));

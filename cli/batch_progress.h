@@ -10,6 +10,18 @@
 
 namespace cli {
 
+struct BatchCounts {
+  std::uint64_t ended = 0;  // skipped and failed ones among them
+  std::uint64_t failed = 0;
+  std::uint64_t skipped = 0;
+};
+
+// What the bar is made of: "12 jobs, 3.5/s, 1 failed", with ", 2 skipped" where there are any; ", 1:05 left",
+// nothing while the share of the work that is done is 0; and the bar itself.
+std::string BatchFigures(const BatchCounts& counts, double seconds);
+std::string TimeLeft(double seconds, double share);
+std::string BatchBar(double share, bool color);
+
 class BatchProgress {
  public:
   // `offset` tells how many of the `size` bytes of the jobs were read; a size of 0 is not known.
@@ -28,8 +40,6 @@ class BatchProgress {
  private:
   using Clock = std::chrono::steady_clock;
 
-  std::string Figures(Clock::time_point now) const;
-
   const bool wanted_;
   const bool terminal_;
   const bool color_;
@@ -37,9 +47,7 @@ class BatchProgress {
   const std::function<std::uint64_t()> offset_;
   const Clock::time_point start_ = Clock::now();
   Clock::time_point next_;
-  std::uint64_t ended_ = 0;
-  std::uint64_t failed_ = 0;
-  std::uint64_t skipped_ = 0;
+  BatchCounts counts_;
   bool shown_ = false;
 };
 

@@ -24,6 +24,15 @@ void SetPlace(const MeasuredLine& line, std::size_t offset, JsonValue& object) {
   object.SetMemberUint64("column", position.column);
 }
 
+struct Ink {
+  double left, top, right, bottom;
+};
+
+Ink InkOf(const JsonValue& box) {
+  const auto edge = [&box](const char* name) { return box.GetMemberDouble(name, 0); };
+  return {edge("left"), edge("top"), edge("right"), edge("bottom")};
+}
+
 struct Edge {
   const char* name;
   double beyond;
@@ -140,12 +149,12 @@ void TextReview::LookAtKeys(const MeasuredLine& line, const JsonValue& report) {
 
 void TextReview::LookAtClip(const MeasuredLine& line, const std::optional<CoreSizeF>& page,
                             JsonValue& report) {
-  const SharedPtr<const JsonValue> ink = std::as_const(report).GetMember("ink");
-  if (!page || !ink) return;
-  const Edge edges[] = {{"left", -ink->GetMemberDouble("left", 0)},
-                        {"top", -ink->GetMemberDouble("top", 0)},
-                        {"right", ink->GetMemberDouble("right", 0) - double{page->width}},
-                        {"bottom", ink->GetMemberDouble("bottom", 0) - double{page->height}}};
+  const SharedPtr<const JsonValue> box = std::as_const(report).GetMember("ink");
+  if (!page || !box) return;
+  const Ink ink = InkOf(*box);
+  const double width = double{page->width}, height = double{page->height};
+  const Edge edges[] = {
+      {"left", -ink.left}, {"top", -ink.top}, {"right", ink.right - width}, {"bottom", ink.bottom - height}};
   SharedPtr<JsonValue> clipped;
   for (const Edge& edge : edges) {
     if (edge.beyond <= 0) continue;
@@ -153,16 +162,12 @@ void TextReview::LookAtClip(const MeasuredLine& line, const std::optional<CoreSi
     clipped->SetMemberDouble(edge.name, edge.beyond);
   }
   if (!clipped) return;
-  const bool isOutside = ink->GetMemberDouble("right", 0) <= 0 || ink->GetMemberDouble("bottom", 0) <= 0 ||
-                         ink->GetMemberDouble("left", 0) >= double{page->width} ||
-                         ink->GetMemberDouble("top", 0) >= double{page->height};
+  const bool isOutside = ink.right <= 0 || ink.bottom <= 0 || ink.left >= width || ink.top >= height;
   clipped->SetMemberBool("wholly", isOutside);
   if (!clipped->HasMember("left") && !clipped->HasMember("top")) {
     const SharedPtr<JsonValue> needs = clipped->AddObjectMember("needs");
-    needs->SetMemberDouble("width",
-                           std::ceil(std::max(double{page->width}, ink->GetMemberDouble("right", 0))));
-    needs->SetMemberDouble("height",
-                           std::ceil(std::max(double{page->height}, ink->GetMemberDouble("bottom", 0))));
+    needs->SetMemberDouble("width", std::ceil(std::max(width, ink.right)));
+    needs->SetMemberDouble("height", std::ceil(std::max(height, ink.bottom)));
   }
   ++KindOf(Finding::kClip).count;
   if (!IsTold(Finding::kClip)) return;

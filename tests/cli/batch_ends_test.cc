@@ -145,10 +145,10 @@ TEST_F(Batch, FailFastStopsAndTellsWhatIsLeft) {
   EXPECT_EQ(FilesBelow(Out()).size(), 2000u);
 }
 
-// The failure is met long before its turn to be printed comes.
+// The failure, which no worker has to find, is met long before its turn to be printed comes.
 TEST_F(Batch, FailFastStopsInOrderToo) {
   std::string jobs = R"({"id": "slow", "draw": {"Content": "x"}, "size": "6000x6000", "out": "slow.bmp"})";
-  jobs += "\n{}\n" + Jobs(4000);
+  jobs += "\nbroken\n" + Jobs(4000);
   // Of a pipe, only what has come is told of.
   std::ofstream(Path("jobs")) << jobs;
   const CommandResult result =

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Jobs as lines of JSON: what they make, what they refuse, and where they may write.
 #include "jobs/error.h"
+#include "jobs/job_kind.h"
 #include "jobs/job_runner.h"
 #include "jobs/picture_reader.h"
 #include "jobs/places.h"
@@ -18,7 +19,9 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <new>
 #include <set>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -238,6 +241,46 @@ TEST_F(JobLine, WhatIsNoJobIsToldWithItsPlace) {
   for (const auto& [line, message] : cases) ExpectFailure(runner, line, FailureKind::kInput, message);
   ExpectFailure(runner, R"({"draw": {"Content": "x"}, "out": "x.png", "size": "40000x10"})",
                 FailureKind::kLimit, "x.png: a page of 40000 x 10 is too large; sides go up to 32767");
+}
+
+TEST_F(JobLine, AFailedJobThatWasReadHasItsHash) {
+  JobRunner runner(Options());
+  const std::string line = R"({"draw":{"Content":"x"},"size":"big","out":"x.png"})";
+  EXPECT_EQ(runner.Run(line).jobHash, jobs::Sha256(line));
+  EXPECT_EQ(runner.Run("{").jobHash, "");
+}
+
+TEST_F(JobLine, WhateverAKindThrowsIsAResult) {
+  const std::vector<jobs::JobKind> kinds = {
+      {"memory", [](jobs::Members&, jobs::JobBench&, JobResult&) { throw std::bad_alloc(); }, false},
+      {"other", [](jobs::Members&, jobs::JobBench&, JobResult&) { throw std::runtime_error("odd"); }, false},
+      {"fine", [](jobs::Members&, jobs::JobBench&, JobResult& result) { result.hits = {{true}}; }, false}};
+  JobRunner runner(Options(), kinds);
+  ExpectFailure(runner, R"({"memory":1})", FailureKind::kLimit, "job: not enough memory");
+  ExpectFailure(runner, R"({"other":1})", FailureKind::kInput, "job: odd");
+  ExpectFailure(runner, R"({"none":1})", FailureKind::kInput,
+                "job: no kind of job; there are memory, other, fine");
+  const JobResult fine = runner.Run(R"({"fine":1})");
+  EXPECT_EQ(fine.state, JobState::kDone);
+  EXPECT_EQ(fine.hits, std::vector<bool>{true});
+}
+
+TEST_F(JobLine, FontFilesThatAreNoneAreRefusedAtOnce) {
+  const auto failure = [this](const std::string& file) -> std::string {
+    jobs::RunnerOptions options = Options();
+    options.fonts = {"/usr/share/fonts/truetype/dejavu/DejaVuSansMono.ttf", file};
+    try {
+      const JobRunner runner(options);
+      return "";
+    } catch (const jobs::Error& e) {
+      return e.what();
+    }
+  };
+  Write(In() + "/a.ttf", "no font");
+  EXPECT_EQ(failure("/usr/share/fonts/truetype/dejavu/DejaVuSans.ttf"), "");
+  EXPECT_EQ(failure(In() + "/a.ttf"), In() + "/a.ttf: holds no font");
+  EXPECT_NE(failure(In() + "/none.ttf").find("none.ttf: "), std::string::npos);
+  EXPECT_NE(failure(In() + "/none.ttf").find("No such file or directory"), std::string::npos);
 }
 
 TEST_F(JobLine, NoNameLeadsOutOfTheFolder) {
