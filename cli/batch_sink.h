@@ -3,9 +3,11 @@
 #pragma once
 
 #include "batch_progress.h"
+#include "standard_output.h"
 
 #include "jobs/executor.h"
 #include "jobs/results_file.h"
+#include "jobs/stop_request.h"
 
 #include <cstdint>
 #include <functional>
@@ -13,9 +15,6 @@
 #include <string>
 
 namespace cli {
-
-// Throws CommandError when not all of it can be written.
-void WriteToStandardOutput(const std::string& text);
 
 // What messages call the file of jobs or data, and that of the template.
 struct BatchNames {
@@ -25,10 +24,11 @@ struct BatchNames {
 
 class BatchSink final : public jobs::ResultSink {
  public:
-  // File and progress stay the caller's. Without a file the lines go to standard output. `failing` is called
-  // for each job that fails.
-  BatchSink(jobs::ResultsFile* file, BatchProgress& progress, BatchNames names, std::function<void()> failing)
-      : file_(file), progress_(progress), names_(std::move(names)), failing_(std::move(failing)) {}
+  // File, progress and the request to stop stay the caller's. Without a file the lines go to standard output.
+  // `failing` is called for each job that fails.
+  BatchSink(jobs::ResultsFile* file, BatchProgress& progress, const jobs::StopRequest& stop, BatchNames names,
+            std::function<void()> failing)
+      : file_(file), progress_(progress), stop_(stop), names_(std::move(names)), failing_(std::move(failing)) {}
 
   void Notice(const jobs::JobResult& result) override;
   // A job that was skipped for an earlier result is not written: the file has its line already.
@@ -36,6 +36,8 @@ class BatchSink final : public jobs::ResultSink {
   // A job that will not be run, as one before it failed.
   void TakeLeft(const jobs::QueuedJob& job);
   void Pause() override;
+  // Waits until all lines are written. Throws CommandError when the user will not wait.
+  void Finish();
 
   std::uint64_t total() const { return total_; }
   std::uint64_t failed() const { return failed_; }
@@ -48,7 +50,9 @@ class BatchSink final : public jobs::ResultSink {
   [[nodiscard]] std::string MessageOf(const jobs::JobResult& result) const;
 
   jobs::ResultsFile* file_;
+  StandardOutput standardOutput_;  // without a file
   BatchProgress& progress_;
+  const jobs::StopRequest& stop_;
   BatchNames names_;
   std::function<void()> failing_;
   std::string lines_;

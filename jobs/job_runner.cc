@@ -106,7 +106,9 @@ SharedPtr<JsonValue> ParseJobLine(std::string_view line, const std::string& name
 }
 
 JobRunner::JobRunner(const RunnerOptions& options, std::vector<JobKind> kinds)
-    : directory_(options.directory, ErrorKind::kOutput), kinds_(std::move(kinds)), report_(options.report) {
+    : directory_(options.directory, ErrorKind::kOutput, options.kept),
+      kinds_(std::move(kinds)),
+      report_(options.report) {
   if (!options.input.empty()) input_.emplace(options.input, ErrorKind::kInput);
   if (!options.jobTemplate.empty()) {
     templateText_ = options.jobTemplate;
@@ -142,10 +144,12 @@ void JobRunner::RunJob(std::string_view line, const std::optional<EarlierResult>
   SharedPtr<JsonValue> job = ParseJobLine(line, kJobName);
   if (template_) {
     const SharedPtr<JsonValue> data = std::exchange(job, template_->Clone());
+    RefuseDoubleMembers(data, "data");
     FillPlaces(job, *data);
   }
   const CoreString text = job->ToString();
   result.jobHash = Sha256(text.c_str());
+  if (watcher_ != nullptr) watcher_->Hashed(result.jobHash);
   const JobKind& kind = KindOf(*job, kinds_);
   Members members(job, "");
   members.TakeText("id");
@@ -162,7 +166,7 @@ void JobRunner::RunJob(std::string_view line, const std::optional<EarlierResult>
   if (kind.hasOutput) {
     bench.out = members.NeedText("out");
     directory_.Check();
-    directory_.CheckName(bench.out);
+    directory_.CheckOutputName(bench.out);
   }
   result.output = bench.out;
   if (earlier && IsThere(*earlier, result)) {
@@ -175,6 +179,7 @@ void JobRunner::RunJob(std::string_view line, const std::optional<EarlierResult>
   result.bytes = output.GetSize();
   result.outputHash = Sha256(BytesOf(output));
   // Last, so that little can happen between a file that stands and its result.
+  if (watcher_ != nullptr) watcher_->Writing();
   directory_.WriteFile(bench.out, BytesOf(output));
 }
 

@@ -6,6 +6,7 @@
 
 #include "error.h"
 #include "job_runner.h"
+#include "json_text.h"
 #include "members.h"
 #include "places.h"
 
@@ -62,6 +63,7 @@ void FileSource::ReadNames(QueuedJob& job) const {
   const auto object = ParseJobLine(job.text, lines_.name(), job.line);
   if (auto id = TextMember("id", *object, place)) {
     if (id->empty()) throw Error(ErrorKind::kInput, place + ": id", "empty");
+    if (!IsUtf8(*id)) throw Error(ErrorKind::kInput, place + ": id", "the text is no UTF-8");
     if (IsLineName(*id)) {
       throw Error(ErrorKind::kInput, place + ": id", "'" + *id + "' is the name of a job without an id");
     }

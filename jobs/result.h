@@ -43,6 +43,8 @@ struct JobResult {
 struct EarlierResult {
   std::string jobHash;      // may be cut to 32 digits or more
   std::uint64_t bytes = 0;  // of its output
+  // Of the output, cut as well. The executor alone knows it.
+  std::string outputHash = {};
 };
 
 // The result of a job that failed with this error.

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <map>
 #include <string>
@@ -193,6 +194,10 @@ TEST_F(Batch, AutoReadsTheScheduler) {
   const CommandResult result = Run({"--shard", "auto"}, Jobs(10), slurm);
   EXPECT_EQ(result.status, 0);
   EXPECT_EQ(result.err, "tovkit: shard 1/2\n");
+  const Environment lsf = {{"LSB_JOBINDEX", "2"}, {"LSB_JOBINDEX_END", "2"}, {"LSB_JOBINDEX_STEP", "1"}};
+  EXPECT_EQ(Run({"--shard", "auto"}, Jobs(10), lsf).err,
+            "tovkit: shard 1/2; the array is taken to start at 1\n");
+  EXPECT_EQ(Run({"--shard", "auto/2-2"}, Jobs(10), lsf).err, "tovkit: shard 0/1\n");
   const CommandResult none = Run({"--shard", "auto"}, Jobs(10));
   EXPECT_EQ(none.status, 2);
   EXPECT_NE(none.err.find("--shard: no task of an array"), std::string::npos);
@@ -210,6 +215,29 @@ TEST_F(Batch, Usage) {
       {"--resume"},   {"--data", "x"},    {"--shard", "1"},   {"--template", "x"},
       {"one", "two"}, {"--merge"},        {"--recycle", "-1"}};
   for (const auto& arguments : wrong) EXPECT_EQ(Run(arguments, "").status, 2) << arguments[0];
+  // Such as a variable of a script that is not set.
+  for (const char* const option :
+       {"--shard", "--results", "--directory", "--input", "--template", "--data", "--font"}) {
+    for (const auto& arguments : {std::vector<std::string>{"batch", option, ""},
+                                  std::vector<std::string>{"batch", std::string(option) + "="}}) {
+      const CommandResult result = RunCommand(arguments, Jobs(1));
+      EXPECT_EQ(result.status, 2) << arguments[1];
+      EXPECT_EQ(result.out, "") << arguments[1];
+    }
+    EXPECT_NE(RunCommand({"batch", option, ""}).err.find(": the value is empty"), std::string::npos);
+  }
+  EXPECT_FALSE(std::filesystem::exists("0/0.png"));
+  std::ofstream(Path("r")).close();
+  EXPECT_EQ(RunCommand({"batch", "--merge", Path("r"), "--results", Path("all")}).status, 0);
+  for (const std::vector<std::string>& more : {std::vector<std::string>{"--resume", "--results", Path("all")},
+                                               {"--shard", "0/2"},
+                                               {"-j", "2"},
+                                               {"--ordered"},
+                                               {"--directory", Out()}}) {
+    std::vector<std::string> arguments = {"batch", "--merge", Path("r")};
+    arguments.insert(arguments.end(), more.begin(), more.end());
+    EXPECT_EQ(RunCommand(arguments).status, 2) << more[0];
+  }
   EXPECT_EQ(Run({}, "").status, 0) << "no jobs are all done";
   EXPECT_EQ(Run({Path("none")}, "").err, "tovkit: " + Path("none") + ": No such file or directory\n");
 }

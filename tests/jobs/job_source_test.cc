@@ -85,7 +85,8 @@ TEST(JobSource, IsReadyWhenAJobOfTheShardIsThere) {
   jobs::FileSource source(ends[0], "pipe", "", jobs::FileSource::Format::kJsonLines);
   jobs::IdIndex index;
   const jobs::Shard shard{1, 2};
-  jobs::SelectedSource selected(source, shard, index);
+  const ScratchDir scratch;
+  jobs::SelectedSource selected(source, shard, index, scratch.path(), false);
   int mine = 0;
   for (int i = 0; i < 40; ++i) {
     const std::string id = std::to_string(i);
