@@ -95,6 +95,7 @@ void ReportTable::Print(const JsonValue& report) {
   std::printf("%s%s  \"%s\"\n", isFirst_ ? "" : "\n", Place(report, report).c_str(),
               Text(report, "content").c_str());
   isFirst_ = false;
+  if (report.HasMember("reason")) PrintRow("not drawn", Text(report, "reason"));
   PrintPlace(report);
   PrintRuns(report);
   PrintMissing(report);

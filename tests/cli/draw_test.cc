@@ -289,7 +289,7 @@ TEST_F(Draw, BadInputGivesOneLineAndLeavesTheOutputAsItWas) {
     EXPECT_EQ(ReadAll(Path("kept.png")), "kept") << c.json;
   }
   const std::string longLine = "{\"Content\": \"" + std::string(300'000, 'x') + "\"}";
-  ExpectFailure(Run(longLine, "kept.png"), "too long");
+  ExpectFailure(Run(longLine, "kept.png"), "the text is longer than 262144 characters");
   EXPECT_EQ(ReadAll(Path("kept.png")), "kept");
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator(Path("")), {}), 1)
       << "nothing is left beside it";

@@ -360,6 +360,20 @@ TEST_F(Report, WhatHidesInNamesIsShownOnATerminal) {
   }
 }
 
+TEST_F(Report, ATextThatIsTooLongAndNoFontAreToldApart) {
+  EXPECT_TRUE(Has(Draw("{\"Content\": \"" + std::string(262145, 'x') + "\"}").err,
+                  "a.json:1:13: the text is longer than 262144 characters\n"));
+  const std::string config = Write("fonts.conf", "<?xml version=\"1.0\"?><fontconfig><cachedir>" +
+                                                     Path("cache") + "</cachedir></fontconfig>");
+  const CommandResult result =
+      RunCommand({"draw", "--text", "x", "-o", Path("b.png")}, "", {{"FONTCONFIG_FILE", config}});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_TRUE(Has(result.err, ": no font is installed\n")) << result.err;
+  const CommandResult large =
+      Draw(R"({"Content": "x", "Font": {"FontSize": 80000}})", {"--size", "9x9", "--report"});
+  EXPECT_STREQ(Line(large.out)->GetMemberString("reason", ""), "the font size is above 75000");
+}
+
 TEST_F(Report, AnUnknownKindIsAUsageError) {
   for (const char* strict : {"--strict=glyph", "--strict=glyphs,", "--strict=glyphs,,keys"}) {
     const CommandResult result = Draw(R"({"Content": "a"})", {strict});
