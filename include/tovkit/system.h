@@ -294,7 +294,7 @@ class TOVKIT_API Process {
   enum State : int32_t {
     Starting = 0,  ///< start() is at work
     Running = 1,   ///< it was started, and no wait() has seen its end
-    Stopped = 2,   ///< there is none, or a wait() has seen its end
+    Stopped = 2,   ///< there is none, a wait() has seen its end, or the last start() failed
   };
 
   /// No child yet: pid() is 0, state() Stopped, and the child will inherit standard output and error.
@@ -328,8 +328,9 @@ class TOVKIT_API Process {
   /// `argv` with a positive `argc`, a null or empty argument, an `argc` too large for an int of slots, or a
   /// failed fork ("vfork fail, errno=%d, errmsg=%s\n"; it names vfork, whatever call was made).
   ///
-  /// A running child does not prevent another start: the object then forgets the first one. Only a call from
-  /// within start is refused, with "this process is already runing.\n".
+  /// A running child does not prevent another start: the object then forgets the first one, also when the
+  /// other start fails at its fork (pid() alone still names it). Only a call from within start is refused,
+  /// with "this process is already runing.\n".
   bool start(const char* path, int argc, const char* const* argv);
 
   /// The second half of start: fork and execute what start stored. For start's use; false before any start.

@@ -66,37 +66,58 @@ def callable_name(name):
     return parts[-1].lstrip("~") if not special or len(parts) < 2 else parts[-2]
 
 
-def helpers_of(path, calls, included):
-    """What matches the helpers of a test's file that call, by themselves or through another one; None without any."""
-    own, known, helped = list(functions(path)), set(included), None
-    while True:
-        found = {f.last() for f in own if calls.search(f.text) or (helped and helped.search(f.text))}
-        if helped and found <= known or not (found or known):
-            return helped
-        known |= found
-        helped = re.compile(r"\b(?:" + "|".join(map(re.escape, sorted(known))) + r")\b")
+TABLE = re.compile(r"^(?:static |inline |const |constexpr )+[\w:<>,*& ]+? (\w+)(?:\[\w*\])? (?:= |\{)", re.M)
+ALIAS = re.compile(r"^using (\w+) = [^;]*;", re.M)
+
+
+def leading_to(path, text, calls):
+    """What the file calls functions, tables and types of its own that lead to what `calls` finds."""
+    own = [(f.last(), f.text) for f in functions(path)]
+    own += [(found[1], text[found.start():text.find(";\n", found.start())]) for found in TABLE.finditer(text)]
+    own += [(found[1], found[0]) for found in ALIAS.finditer(text)]
+    names = set()
+    while more := {name for name, code in own if calls.search(code)} - names:
+        names |= more
+        calls = either(calls, more)
+    return names
+
+
+def either(calls, names):
+    words = [rf"\b{re.escape(name)}\b" for name in sorted(names)]
+    return re.compile("|".join([calls.pattern, *words]))
+
+
+def pasted_fields(text, names):
+    """Fields named like the part before ## of a macro that makes the names: setMember for SetMember##Name."""
+    parts = set(re.findall(r"\b(\w{2,})##", text))
+    longest = [max((p for p in parts if callable_name(n).startswith(p)), key=len, default="") for n in names]
+    return {p[0].lower() + p[1:] for p in longest if p}
 
 
 def reaching(names):
-    """The tests that call one of the names, by themselves or through a helper; weak are those that only include one."""
+    """The tests that call one of the names, by themselves, through what their file makes of it or through a header."""
     calls = re.compile(r"\b(?:" + "|".join(re.escape(callable_name(n)) for n in names) + r")\b")
-    shared = {}  # the helpers of a header
+    shared, fields = {}, set()
     for path in sources(["tests"]):
         text = path.read_text(errors="replace") if path.suffix == ".h" else ""
-        pasted = [p for p in re.findall(r"\b(\w{3,})##", text) if any(callable_name(n).startswith(p) for n in names)]
-        if pasted or calls.search(text):
-            shared[path.name] = [f.last() for f in functions(path) if not f.is_class and calls.search(f.text)]
+        made = pasted_fields(text, names)
+        if made or calls.search(text):
+            shared[path.name] = leading_to(path, text, calls)
+            fields |= made
+    as_field = re.compile(r"(?:\.|->)(?:" + "|".join(sorted(fields)) + r")\b") if fields else None
     titled = [re.compile(rf"{re.escape(callable_name(n))}(?![A-Z0-9]\w*\.|[a-z])") for n in names]
     for path in sources(["tests"]):
         text = path.read_text(errors="replace")
-        included = [name for name in INCLUDE.findall(text) if name in shared]
-        if path.suffix != ".cc" or not (included or calls.search(text)):
+        through = shared.keys() & set(INCLUDE.findall(text))
+        if path.suffix != ".cc" or not (through or calls.search(text)):
             continue
-        helped = helpers_of(path, calls, [helper for name in included for helper in shared[name]])
+        here = either(calls, {name for header in through for name in shared[header]})
+        here = either(here, leading_to(path, text, here))
         for test in tests_of(path):
             body = "\n".join(test.body)
-            direct = calls.search(body) or (helped and helped.search(body)) or any(t.search(test.title) for t in titled)
-            if direct or included:
+            direct = here.search(body) or (through and as_field and as_field.search(body))
+            direct = direct or any(t.search(test.title) for t in titled)
+            if direct or through:
                 test.weak = not direct
                 yield test
 

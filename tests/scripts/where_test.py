@@ -62,11 +62,19 @@ class Where(unittest.TestCase):
     def test_what_has_no_code_is_found_where_it_is_used(self):
         definitions, tests = parts("--list", "inheritParentFds")
         self.assertIn("Process::unixStart", "\n".join(definitions))
-        self.assertIn("InheritParentFdsKeepsThem", "\n".join(tests))
+        self.assertIn("WithInheritParentFdsTheChildKeepsEvery", "\n".join(tests))
 
     def test_programs_that_tests_run_are_looked_into(self):
         _, tests = parts("--list", "WatchedMutex::lock", "forked", "child")
         self.assertTrue(any("watchdog_helper.cc" in t and "ForkedChild" in t for t in tests[:3]), tests)
+
+    def test_tables_helpers_of_helpers_and_families_lead_to_their_tests(self):
+        _, tests = parts("--list", "Convert::JsonToRect", "missing", "element", "fallback", "field")
+        self.assertIn("ConvertRecord.MissingElementsGiveTheFallbackOfTheField", tests[0])  # through a table
+        _, tests = parts("--list", "JsonValue::SetMemberUint64", "append", "member", "end")
+        self.assertIn("JsonSetMember.AppendsANewMemberAtTheEnd", tests[0])  # through a field that a macro fills
+        _, tests = parts("--list", "SharedPtr::UseCount", "moved", "from")
+        self.assertIn("JsonHandle.", tests[0])  # through another name of the type
 
     def test_a_helper_that_calls_through_another_counts_as_a_call(self):
         _, tests = parts("--list", "Numbers must rise strictly and a range must hold two pages at least.")
