@@ -138,17 +138,19 @@ TOVKIT_API bool DrawTextOnDevice(CoreDevice* device, SharedPtr<const JsonValue> 
 ///     "warningCount"   of all warnings
 ///     "warnings"   what of the description is not used as it stands: "pointer" (RFC 6901, from the
 ///                  description), "kind" ("unknown-key", "duplicate-key", "wrong-type", "out-of-range",
-///                  "color" or "text"), "message" in words, and of an unknown key the "nearest" known one
+///                  "color" or "text"), "message" in words, of an unknown key the "nearest" known one, and of
+///                  an unknown or duplicate key the "member", counted from 0 in its object: a pointer cannot
+///                  tell keys of one name apart, nor name bytes that are no UTF-8
 ///
 /// At most `limit` runs, positions of missing characters and warnings are told, and 1,000 characters of any
 /// text but a pointer; the counts are of all. Time and memory grow with the description alone.
 ///
-/// A line that is new costs less than twice a measurement of it: it is shaped once, and making the document
-/// takes half as long again. One that the thread has drawn, measured or described before is not shaped again,
-/// as long as it is among the thread's last 512 lines and 65,536 glyphs and has at most 2,048 characters.
-/// What remains is the document of some 40 values, a few microseconds: less than drawing the line, but ten
-/// times what asking for the extents of a kept line takes. Who wants the extents alone has
-/// CoreFontLoader::MeasureText.
+/// It costs at most twice a measurement of the same description. A line that is new is shaped once, and making
+/// the document takes half as long again. One that the thread has drawn, measured or described before is not
+/// shaped again, as long as it is among the thread's last 512 lines and 65,536 glyphs and has at most 2,048
+/// characters. A description that comes again, from the third time on, costs a copy of its report, which this
+/// thread keeps. Between the two lies a line that was drawn or measured before and is described for the first
+/// time: a few microseconds for its document of some 40 values, less than drawing it.
 ///
 /// Nothing is printed, and whatever the description holds the report is valid JSON. A null handle for an
 /// empty one.

@@ -211,6 +211,19 @@ TEST(DescribeText, AMisspelledKeyHasItsNearest) {
             R"("FontSize" is no key of a line; "FontSize" belongs into "Font")");
 }
 
+TEST(DescribeText, AKeySaysWhichMemberItIs) {
+  const auto report = Report(
+      "{\"Content\": \"x\", \"\xFF\": 1, \"DeltaX\": \"5\", \"DeltaX\": 1, \"\xFF\": 2, \"Font\": {\"Bold\": "
+      "true, \"Bold\": 1, \"a\": 1}}");
+  const auto warnings = report->GetMember("warnings");
+  std::string members;
+  for (std::uint32_t i = 0; i < warnings->Size(); ++i) {
+    const auto warning = warnings->GetAt(static_cast<std::int32_t>(i));
+    members += Text(*warning, "pointer") + " " + std::to_string(warning->GetMemberInt("member", -1)) + "\n";
+  }
+  EXPECT_EQ(members, "/\uFFFD 1\n/DeltaX -1\n/DeltaX 3\n/\uFFFD 4\n/Font/Bold 1\n/Font/a 2\n");
+}
+
 TEST(DescribeText, AValueThatIsNotUsedIsTold) {
   const struct {
     const char* description;

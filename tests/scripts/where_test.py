@@ -62,7 +62,7 @@ class Where(unittest.TestCase):
     def test_what_has_no_code_is_found_where_it_is_used(self):
         definitions, tests = parts("--list", "inheritParentFds")
         self.assertIn("Process::unixStart", "\n".join(definitions))
-        self.assertIn("InheritParentFdsKeepsThem", "\n".join(tests))
+        self.assertIn("WithInheritParentFdsTheChildKeepsEvery", "\n".join(tests))
 
     def test_programs_that_tests_run_are_looked_into(self):
         _, tests = parts("--list", "WatchedMutex::lock", "forked", "child")
@@ -75,6 +75,14 @@ class Where(unittest.TestCase):
         self.assertIn("JsonSetMember.AppendsANewMemberAtTheEnd", tests[0])  # through a field that a macro fills
         _, tests = parts("--list", "SharedPtr::UseCount", "moved", "from")
         self.assertIn("JsonHandle.", tests[0])  # through another name of the type
+
+    def test_a_helper_that_calls_through_another_counts_as_a_call(self):
+        _, tests = parts("--list", "Numbers must rise strictly and a range must hold two pages at least.")
+        self.assertIn("NumbersMustRiseStrictly", tests[0])
+
+    def test_a_helper_of_a_header_counts_as_a_call(self):
+        _, tests = parts("--list", "A running child does not prevent another start: the object then forgets the first one.")
+        self.assertIn("ARunningChildIsForgottenByTheNextStart", "\n".join(tests[:3]))
 
     def test_a_sentence_is_found_with_what_it_is_about(self):
         run = where("--list", "Removes the member named `key` if there is one.")

@@ -125,7 +125,7 @@ TEST_F(SharedMemoryTest, CreateMakesASegmentWithTheModeOfTheFlags) {
   EXPECT_FALSE(Exists()) << "each object removed its segment";
 }
 
-TEST_F(SharedMemoryTest, CreateAsksForANewSegmentOnly) {
+TEST_F(SharedMemoryTest, CreateFailsWhenTheSegmentExists) {
   SharedMemory memory(name());
   ASSERT_TRUE(memory.Create(64, kRead));
   EXPECT_EQ(faults::lastShared().mode, IPC_CREAT | IPC_EXCL | 0444);
@@ -134,7 +134,7 @@ TEST_F(SharedMemoryTest, CreateAsksForANewSegmentOnly) {
   EXPECT_EQ(second.GetErrorMessage(), CallMessage("Create", EEXIST));
 }
 
-TEST_F(SharedMemoryTest, CreateTwiceFails) {
+TEST_F(SharedMemoryTest, CreateFailsWhenThisObjectHasCreatedOneAlready) {
   SharedMemory memory(name());
   ASSERT_TRUE(memory.Create(64, kRead | kWrite));
   EXPECT_FALSE(memory.Create(64, kRead | kWrite));
@@ -143,7 +143,7 @@ TEST_F(SharedMemoryTest, CreateTwiceFails) {
   EXPECT_STREQ(memory.GetErrorMessage(), "Already exists");
 }
 
-TEST_F(SharedMemoryTest, FlagsWithoutReadOrWriteAreRefused) {
+TEST_F(SharedMemoryTest, CreateAndAttachFailWithoutEitherBit) {
   struct Row {
     unsigned flags;
     const char* message;
@@ -159,13 +159,35 @@ TEST_F(SharedMemoryTest, FlagsWithoutReadOrWriteAreRefused) {
   }
 }
 
+TEST_F(SharedMemoryTest, ANewSegmentIsZeroed) {
+  SharedMemory memory(name());
+  ASSERT_TRUE(memory.Create(100000, kRead | kWrite));
+  ASSERT_TRUE(memory.Attach(kWrite));
+  const auto* const bytes = static_cast<const char*>(memory.GetData());
+  EXPECT_EQ(std::string(bytes, memory.GetSize()), std::string(100000, '\0'));
+}
+
+// As the system sees it, without an object.
+TEST_F(SharedMemoryTest, TheSegmentHoldsNothingButTheUsersBytes) {
+  const std::string users = "the users' bytes";
+  SharedMemory memory(name());
+  ASSERT_TRUE(memory.Create(static_cast<unsigned>(users.size()), kRead | kWrite));
+  ASSERT_TRUE(memory.Attach(kRead | kWrite));
+  users.copy(static_cast<char*>(memory.GetData()), users.size());
+  EXPECT_EQ(Status().shm_segsz, users.size());
+  void* const raw = shmat(shmget(key_, 0, 0), nullptr, SHM_RDONLY);
+  ASSERT_NE(reinterpret_cast<std::intptr_t>(raw), -1);
+  EXPECT_EQ(std::string(static_cast<const char*>(raw), users.size()), users);
+  EXPECT_EQ(shmdt(raw), 0);
+}
+
 TEST_F(SharedMemoryTest, SizeZeroIsRefusedByTheSystem) {
   SharedMemory memory(name());
   EXPECT_FALSE(memory.Create(0, kRead | kWrite));
   EXPECT_EQ(memory.GetErrorMessage(), CallMessage("Create", EINVAL));
 }
 
-TEST_F(SharedMemoryTest, AttachExchangesReadAndWrite) {
+TEST_F(SharedMemoryTest, WriteAloneAttachesForReadingOnlyAndReadAloneForBothUnderAReadPermission) {
   SharedMemory creator(name());
   ASSERT_TRUE(creator.Create(64, kRead | kWrite));
   struct Row {
@@ -198,7 +220,7 @@ TEST_F(SharedMemoryTest, WritesAreSeenThroughTheOtherAttachment) {
   EXPECT_STREQ(static_cast<const char*>(reader.GetData()), "hello");
 }
 
-TEST_F(SharedMemoryTest, AttachTwiceFails) {
+TEST_F(SharedMemoryTest, AttachFailsWhenThisObjectIsAttached) {
   SharedMemory memory(name());
   ASSERT_TRUE(memory.Create(64, kRead | kWrite));
   ASSERT_TRUE(memory.Attach(kRead));
@@ -289,7 +311,7 @@ TEST_F(SharedMemoryTest, DetachWithRemovalKeepsASegmentThatIsStillAttached) {
   EXPECT_EQ(user.GetData(), nullptr);
 }
 
-TEST_F(SharedMemoryTest, DestroyWithoutCreateIsTrue) {
+TEST_F(SharedMemoryTest, DestroyIsTrueAlsoWhenThereIsNone) {
   SharedMemory creator(name());
   ASSERT_TRUE(creator.Create(64, kRead | kWrite));
   SharedMemory other(name());
@@ -359,7 +381,7 @@ TEST_F(SharedMemoryTest, TheEndOfTheCreatorWhileAnotherProcessIsAttachedKeepsThe
   EXPECT_FALSE(Exists());
 }
 
-TEST_F(SharedMemoryTest, TheEndOfTheCreatorRemovesTheSegment) {
+TEST_F(SharedMemoryTest, TheEndOfAnObjectDetachesAndRemovesTheSegmentThatItCreated) {
   {
     SharedMemory memory(name());
     ASSERT_TRUE(memory.Create(64, kRead | kWrite));
@@ -399,7 +421,7 @@ TEST_F(SharedMemoryTest, TheFirstSegmentOfTheSystemIsLikeEveryOther) {
   EXPECT_FALSE(Exists());
 }
 
-TEST_F(SharedMemoryTest, FailedCallsGiveTheirMessages) {
+TEST_F(SharedMemoryTest, FailuresReturnFalseAndLeaveATextForTheErrorMessage) {
   for (const int code : {ENOMEM, EACCES, ENOSPC, 12345}) {
     SCOPED_TRACE(code);
     SharedMemory memory(name());
