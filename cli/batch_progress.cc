@@ -3,6 +3,8 @@
 // Nothing is printed between two pauses, however fast jobs end.
 #include "batch_progress.h"
 
+#include <poll.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -34,6 +36,18 @@ std::string TimeText(double seconds) {
   return text;
 }
 
+// Columns of the terminal on standard error, 0 when they are not known.
+std::size_t Columns() {
+  winsize size = {};
+  return ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 ? size.ws_col : 0;
+}
+
+// Whether standard error takes a line without waiting for its reader.
+bool HasRoom() {
+  pollfd err = {STDERR_FILENO, POLLOUT, 0};
+  return poll(&err, 1, 0) == 1;
+}
+
 }  // namespace
 
 std::string BatchFigures(const BatchCounts& counts, double seconds) {
@@ -55,12 +69,15 @@ std::string BatchBar(double share, bool color) {
          std::string(kWidth - filled, '.') + "] ";
 }
 
-BatchProgress::BatchProgress(bool wanted, std::uint64_t size, std::function<std::uint64_t()> offset)
+BatchProgress::BatchProgress(bool wanted, std::uint64_t size, std::function<std::uint64_t()> offset,
+                             std::function<Clock::time_point()> now)
     : wanted_(wanted),
       terminal_(isatty(STDERR_FILENO) == 1),
       color_(HasColor()),
       size_(size),
-      offset_(std::move(offset)) {
+      offset_(std::move(offset)),
+      now_(std::move(now)),
+      start_(now_()) {
   next_ = start_ + (terminal_ ? Clock::duration(kBarPause) : Clock::duration(kLinePause));
 }
 
@@ -79,25 +96,31 @@ void BatchProgress::CountSkipped() {
 }
 
 void BatchProgress::Show() {
-  const Clock::time_point now = Clock::now();
-  if (!wanted_ || now < next_) return;
+  const Clock::time_point now = now_();
+  if (!wanted_ || now < next_ || !HasRoom()) return;
   next_ = now + (terminal_ ? Clock::duration(kBarPause) : Clock::duration(kLinePause));
   const double seconds = std::chrono::duration<double>(now - start_).count();
   const double share =
       size_ == 0 ? 0 : std::min(1.0, static_cast<double>(offset_()) / static_cast<double>(size_));
   const std::string text = BatchFigures(counts_, seconds) + TimeLeft(seconds, share);
-  if (!terminal_) {
-    std::fprintf(stderr, "tovkit: %s\n", text.c_str());
-    return;
-  }
-  std::fprintf(stderr, "\r\033[K%s%s", size_ == 0 ? "" : BatchBar(share, color_).c_str(), text.c_str());
+  terminal_ ? ShowBar(share, text) : static_cast<void>(std::fprintf(stderr, "tovkit: %s\n", text.c_str()));
+}
+
+// The last column stays free: a terminal would go on to the next line.
+void BatchProgress::ShowBar(double share, const std::string& text) {
+  constexpr std::size_t kAround = 3;  // brackets and a space
+  const std::size_t columns = Columns();
+  const std::size_t room = columns == 0 ? std::string::npos : columns - 1;
+  const std::string bar =
+      size_ != 0 && text.size() + kWidth + kAround <= room ? BatchBar(share, color_) : std::string();
+  std::fprintf(stderr, "\r\033[K%s%s", bar.c_str(), text.substr(0, room).c_str());
   std::fflush(stderr);
   shown_ = true;
 }
 
 void BatchProgress::End() {
   if (!wanted_) return;
-  const double seconds = std::chrono::duration<double>(Clock::now() - start_).count();
+  const double seconds = std::chrono::duration<double>(now_() - start_).count();
   std::fprintf(stderr, "%stovkit: %s\n", shown_ ? "\r\033[K" : "", BatchFigures(counts_, seconds).c_str());
   shown_ = false;
 }

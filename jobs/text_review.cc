@@ -18,16 +18,10 @@ namespace {
 using tovkit::JsonValue;
 using tovkit::SharedPtr;
 
-// Where the line or one of its members stands.
-void SetPlace(const MeasuredLine& line, const std::string& pointer, bool atName, JsonValue& object) {
-  const std::size_t offset = line.source->OffsetOf(line.pointer + pointer, atName);
+void SetPlace(const MeasuredLine& line, std::size_t offset, JsonValue& object) {
   const TextPosition position = line.source->PositionOf(offset);
   object.SetMemberUint64("line", position.line);
   object.SetMemberUint64("column", position.column);
-}
-
-bool IsAtName(const JsonValue& warning) {
-  return std::string(warning.GetMemberString("kind", "")) == "unknown-key";
 }
 
 struct Ink {
@@ -59,6 +53,14 @@ std::string Whole(double number) {
 }
 
 }  // namespace
+
+std::size_t OffsetOfWarning(const MeasuredLine& line, const JsonValue& warning) {
+  std::string pointer = line.pointer + warning.GetMemberString("pointer", "");
+  const int member = warning.GetMemberInt("member", -1);
+  if (member < 0) return line.source->OffsetOf(pointer);
+  pointer.resize(pointer.rfind('/'));
+  return line.source->OffsetOfName(pointer, static_cast<std::size_t>(member));
+}
 
 std::string ClippedText(const JsonValue& clipped) {
   std::string text;
@@ -93,10 +95,12 @@ bool TextReview::IsKept(Finding finding) const {
 }
 
 void TextReview::Tell(Finding finding, const MeasuredLine& line, const std::string& pointer,
-                      const std::string& text, bool atName, std::int64_t count) {
+                      const std::string& text, std::int64_t count, const JsonValue* warning) {
   if (settings_.tell) settings_.tell(finding, line.pointer + pointer, text);
   if (!IsKept(finding)) return;
-  const Error error = line.source->ErrorAt(line.pointer + pointer, text, atName);
+  const std::size_t offset =
+      warning != nullptr ? OffsetOfWarning(line, *warning) : line.source->OffsetOf(line.pointer + pointer);
+  const Error error = line.source->ErrorAtOffset(offset, text);
   Kind& kind = KindOf(finding);
   if (!kind.first) {
     kind.first = error;
@@ -116,7 +120,7 @@ void TextReview::LookAtGlyphs(const MeasuredLine& line, const JsonValue& report)
     Tell(Finding::kGlyphs, line, "/Content",
          std::string("no font has ") + one->GetMemberString("character", "") + " " +
              one->GetMemberString("name", ""),
-         false, one->GetMemberInt("count", 1));
+         one->GetMemberInt("count", 1));
   }
 }
 
@@ -138,8 +142,8 @@ void TextReview::LookAtKeys(const MeasuredLine& line, const JsonValue& report) {
   const int told = static_cast<int>(warnings->Size());
   for (int i = 0; i < told && IsTold(Finding::kKeys); ++i) {
     const SharedPtr<const JsonValue> one = warnings->GetAt(i);
-    Tell(Finding::kKeys, line, one->GetMemberString("pointer", ""), one->GetMemberString("message", ""),
-         IsAtName(*one));
+    Tell(Finding::kKeys, line, one->GetMemberString("pointer", ""), one->GetMemberString("message", ""), 1,
+         &*one);
   }
 }
 
@@ -175,12 +179,12 @@ void TextReview::Hand(const MeasuredLine& line, JsonValue& report) const {
   const SharedPtr<JsonValue> warnings = report.GetMember("warnings");
   for (std::uint32_t i = 0; i < warnings->Size(); ++i) {
     const SharedPtr<JsonValue> warning = warnings->GetAt(static_cast<std::int32_t>(i));
-    SetPlace(line, warning->GetMemberString("pointer", ""), IsAtName(*warning), *warning);
+    SetPlace(line, OffsetOfWarning(line, *warning), *warning);
   }
   const SharedPtr<JsonValue> whole = tovkit::Json::Parse(nullptr, 0, nullptr);
   whole->SetMemberString("file", line.source->printableName().c_str());
   whole->SetMemberString("pointer", line.pointer.c_str());
-  SetPlace(line, "", false, *whole);
+  SetPlace(line, line.source->OffsetOf(line.pointer), *whole);
   for (const CoreString& name : report.GetMemberNames()) {
     whole->SetMember(name.c_str(), report.GetMember(name.c_str()));
   }

@@ -17,6 +17,12 @@ inline bool IsFinite(const CoreMatrix& m) {
          std::isfinite(m.e) && std::isfinite(m.f);
 }
 
+// Makes a straight color, 0xAARRGGBB, the one to paint with.
+inline void SetSource(cairo_t* cairo, std::uint32_t argb) {
+  const auto part = [argb](int shift) { return static_cast<double>(argb >> shift & 0xFF) / 255.0; };
+  cairo_set_source_rgba(cairo, part(16), part(8), part(0), part(24));
+}
+
 // From device units to surface units.
 inline cairo_matrix_t PlaceOf(const CoreMatrix& matrix, double scale) {
   return {matrix.a * scale, matrix.b * scale, matrix.c * scale,
@@ -49,16 +55,16 @@ class CoreCanvas {
  protected:
   cairo_surface_t* Surface() const noexcept { return surface_.get(); }
 
-  // Goes on painting on another surface of the same size, which the page's fill is to cover.
-  void Replace(tovmx::CairoSurfacePtr surface) noexcept;
-
   // Lets go of the surface, which may still write what it holds.
   void Release() noexcept;
 
-  // The part of the surface that was painted on since the last call.
-  tovmx::Box TakeDamage() noexcept;
+  // Goes on with another surface of the same size. The path, if there is one, goes along.
+  void Replace(tovmx::CairoSurfacePtr surface);
 
  private:
+  // Called before what lies beneath the ink is painted on. Returns whether the canvas is good.
+  virtual bool Prepare(const tovmx::Box& /*ink*/) { return IsGood(); }
+
   void PaintRuns(const tovmx::ShapedLine& line, const cairo_matrix_t& place, bool wholeLineVisible);
   void PaintOutlines(const tovmx::ShapedLine& line, const cairo_matrix_t& place);
   void PaintOutline(cairo_scaled_font_t* font, const cairo_glyph_t& glyph, const cairo_matrix_t& place);
@@ -66,7 +72,6 @@ class CoreCanvas {
   [[nodiscard]] bool PaintPicture(hb_face_t* face, const cairo_glyph_t& glyph, const cairo_matrix_t& place);
   void SetInvisibleFont();
   void WriteText(const tovmx::GlyphRun& run);
-  void SetColor(std::uint32_t argb);
   // Makes the path, mapped to the surface, Cairo's own. False, and Cairo has none, for one that cannot be
   // drawn.
   [[nodiscard]] bool TakePath(const CorePath& path, const CoreMatrix& matrix);
@@ -74,7 +79,6 @@ class CoreCanvas {
   tovmx::CairoSurfacePtr surface_;
   tovmx::CairoPtr cairo_;
   tovmx::Box page_;
-  tovmx::Box damage_;
   double scale_;
   bool keepsText_;  // the surface writes characters, so none may be left out
   bool isImage_;

@@ -1,31 +1,68 @@
 // SPDX-License-Identifier: MIT
-// What a batch shows while it runs, on a terminal and elsewhere.
+// The bar and the lines of a batch, by a clock of the test's own.
 #include "batch_progress.h"
+
 #include "terminal.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/wait.h>
+#include <poll.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
-#include <csignal>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <functional>
+#include <optional>
 #include <string>
 
 namespace {
 
-TEST(BatchProgress, FiguresTellTheRateAndOnlyThenWhatWasSkipped) {
+using cli::BatchProgress;
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+
+// Standard error is another descriptor for as long as the object lives.
+class RedirectedError {
+ public:
+  explicit RedirectedError(int fd) : kept_(fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 3)) {
+    std::fflush(stderr);
+    dup2(fd, STDERR_FILENO);
+  }
+  ~RedirectedError() {
+    std::fflush(stderr);
+    dup2(kept_, STDERR_FILENO);
+    close(kept_);
+  }
+  RedirectedError(const RedirectedError&) = delete;
+  RedirectedError& operator=(const RedirectedError&) = delete;
+
+ private:
+  int kept_;
+};
+
+// What has come by now.
+std::string Take(int fd) {
+  std::string text;
+  char piece[4096];
+  for (pollfd in = {fd, POLLIN, 0}; poll(&in, 1, 0) == 1 && (in.revents & POLLIN) != 0;) {
+    const ssize_t length = read(fd, piece, sizeof piece);
+    if (length <= 0) break;
+    text.append(piece, static_cast<std::size_t>(length));
+  }
+  return text;
+}
+
+TEST(BatchFigures, FiguresTellTheRateAndOnlyThenWhatWasSkipped) {
   EXPECT_EQ(cli::BatchFigures({7, 2, 0}, 2), "7 jobs, 3.5/s, 2 failed");
   EXPECT_EQ(cli::BatchFigures({8, 0, 1}, 4), "8 jobs, 2.0/s, 0 failed, 1 skipped");
   EXPECT_EQ(cli::BatchFigures({0, 0, 0}, 0), "0 jobs, 0.0/s, 0 failed");
   EXPECT_EQ(cli::BatchFigures({3, 0, 0}, 0), "3 jobs, 3000.0/s, 0 failed") << "no less than a millisecond";
 }
 
-TEST(BatchProgress, TheTimeLeftFollowsFromTheShare) {
+TEST(BatchFigures, TheTimeLeftFollowsFromTheShare) {
   EXPECT_EQ(cli::TimeLeft(10, 0), "");
   EXPECT_EQ(cli::TimeLeft(10, 1), ", 0:00 left");
   EXPECT_EQ(cli::TimeLeft(10, 0.5), ", 0:10 left");
@@ -39,7 +76,7 @@ TEST(BatchProgress, TheTimeLeftFollowsFromTheShare) {
   EXPECT_EQ(cli::TimeLeft(1e300, 1e-9), ", 277777:46:40 left") << "no more than a billion seconds";
 }
 
-TEST(BatchProgress, TheBarHas24Places) {
+TEST(BatchFigures, TheBarHas24Places) {
   EXPECT_EQ(cli::BatchBar(0, false), "[" + std::string(24, '.') + "] ");
   EXPECT_EQ(cli::BatchBar(1, false), "[" + std::string(24, '#') + "] ");
   EXPECT_EQ(cli::BatchBar(0.5, false), "[" + std::string(12, '#') + std::string(12, '.') + "] ");
@@ -47,108 +84,143 @@ TEST(BatchProgress, TheBarHas24Places) {
             "[\033[32m" + std::string(6, '#') + "\033[0m" + std::string(18, '.') + "] ");
 }
 
-// What a process shows whose standard error is a terminal, up to and including the end.
-using IsEnd = std::function<bool(const std::string& shown)>;
-std::string Shown(const std::function<void()>& show, const IsEnd& isEnd) {
-  Terminal terminal;
-  std::fflush(nullptr);
-  const pid_t child = fork();
-  if (child == 0) {
-    setenv("NO_COLOR", "1", 1);
-    dup2(terminal.theirs, STDERR_FILENO);
-    show();
-    std::fflush(stderr);
-    _exit(0);
+class BatchProgressTest : public testing::Test {
+ protected:
+  BatchProgressTest() { unsetenv("NO_COLOR"); }
+  ~BatchProgressTest() override { unsetenv("NO_COLOR"); }
+
+  BatchProgress& Begin(std::uint64_t size) {
+    return progress_.emplace(
+        true, size, [this] { return offset_; }, [this] { return now_; });
   }
-  terminal.HangUp();
-  std::string shown;
-  for (char c = 0; !isEnd(shown) && read(terminal.ours, &c, 1) == 1;) shown += c;
-  kill(child, SIGKILL);
-  waitpid(child, nullptr, 0);
-  return shown;
+
+  void SetColumns(int columns) const {
+    winsize size = {};
+    size.ws_col = static_cast<unsigned short>(columns);
+    size.ws_row = 24;
+    ASSERT_EQ(ioctl(terminal_.ours, TIOCSWINSZ, &size), 0);
+  }
+
+  Terminal terminal_;
+  BatchProgress::Clock::time_point now_{seconds(1000)};
+  std::uint64_t offset_ = 0;
+  std::optional<BatchProgress> progress_;
+};
+
+TEST_F(BatchProgressTest, ABarOnATerminal) {
+  const RedirectedError redirected(terminal_.theirs);
+  BatchProgress& progress = Begin(1000);
+  progress.Count(false);
+  now_ += milliseconds(99);
+  progress.Show();
+  EXPECT_EQ(Take(terminal_.ours), "") << "too early";
+  for (int i = 0; i < 6; ++i) progress.Count(i == 0);
+  progress.CountSkipped();
+  offset_ = 250;
+  now_ += milliseconds(1901);
+  progress.Show();
+  EXPECT_EQ(
+      Take(terminal_.ours),
+      "\r\033[K[\033[32m######\033[0m..................] 8 jobs, 4.0/s, 1 failed, 1 skipped, 0:06 left");
+  progress.Show();
+  EXPECT_EQ(Take(terminal_.ours), "") << "within a tenth of a second";
+  offset_ = 1000;
+  now_ += seconds(2);
+  progress.Show();
+  EXPECT_EQ(
+      Take(terminal_.ours),
+      "\r\033[K[\033[32m########################\033[0m] 8 jobs, 2.0/s, 1 failed, 1 skipped, 0:00 left");
+  progress.End();
+  progress_.reset();
+  EXPECT_EQ(Take(terminal_.ours), "\r\033[Ktovkit: 8 jobs, 2.0/s, 1 failed, 1 skipped\r\n");
 }
 
-IsEnd Behind(const std::string& end) {
-  return [end](const std::string& shown) { return shown.find(end) != std::string::npos; };
+TEST_F(BatchProgressTest, WithoutColorsWhereTheyAreNotWanted) {
+  setenv("NO_COLOR", "1", 1);
+  const RedirectedError redirected(terminal_.theirs);
+  BatchProgress& progress = Begin(1000);
+  offset_ = 500;
+  now_ += seconds(7200);
+  progress.Show();
+  EXPECT_EQ(Take(terminal_.ours), "\r\033[K[############............] 0 jobs, 0.0/s, 0 failed, 2:00:00 left");
+  progress_.reset();
+  EXPECT_EQ(Take(terminal_.ours), "\r\033[K") << "an error takes its place";
 }
 
-// When the second bar begins.
-bool IsSecond(const std::string& shown) { return std::count(shown.begin(), shown.end(), '\r') == 2; }
-
-// Asks again and again; what is shown is due only after a pause.
-[[noreturn]] void ShowForever(cli::BatchProgress& progress) {
-  for (;;) progress.Show();
-}
-
-TEST(BatchProgress, OnATerminalThereIsABarAndTheTimeLeft) {
-  const auto shown = [](std::uint64_t size, std::uint64_t offset) {
-    return Shown(
-        [=] {
-          cli::BatchProgress progress(true, size, [offset] { return offset; });
-          progress.Count(true);
-          progress.Count(false);
-          progress.CountSkipped();
-          ShowForever(progress);
-        },
-        IsSecond);
+TEST_F(BatchProgressTest, ABarIsNoWiderThanTheTerminalIsAtTheMoment) {
+  setenv("NO_COLOR", "1", 1);
+  const RedirectedError redirected(terminal_.theirs);
+  BatchProgress& progress = Begin(1000);
+  offset_ = 500;
+  const std::string figures = "0 jobs, 0.0/s, 0 failed, 0:01 left";
+  const std::string bar = "[############............] ";
+  const auto shown = [&](int columns, int turn) {
+    SetColumns(columns);
+    now_ = BatchProgress::Clock::time_point(seconds(1001)) + milliseconds(100 * turn);
+    progress.Show();
+    return Take(terminal_.ours);
   };
-  const std::string half = shown(8, 4);
-  EXPECT_EQ(half.rfind("\r\033[K[############............] 3 jobs, ", 0), 0u) << half;
-  EXPECT_NE(half.find("/s, 1 failed, 1 skipped, 0:0"), std::string::npos) << half;
-  EXPECT_NE(half.find(" left\r"), std::string::npos) << half;
-  EXPECT_EQ(shown(8, 20).rfind("\r\033[K[########################] 3 jobs, ", 0), 0u);
-  EXPECT_NE(shown(8, 20).find("skipped, 0:00 left\r"), std::string::npos);
-  EXPECT_EQ(shown(8, 0).rfind("\r\033[K[........................] 3 jobs, ", 0), 0u);
-  EXPECT_NE(shown(8, 0).find("1 skipped\r"), std::string::npos) << "no time without a share";
-  EXPECT_EQ(shown(0, 4).rfind("\r\033[K3 jobs, ", 0), 0u) << "jobs of unknown size have no bar";
-  EXPECT_NE(shown(0, 4).find("1 skipped\r"), std::string::npos) << "and no time";
+  const int whole = static_cast<int>(bar.size() + figures.size()) + 1;
+  EXPECT_EQ(shown(whole, 0), "\r\033[K" + bar + figures);
+  EXPECT_EQ(shown(whole - 1, 1), "\r\033[K" + figures) << "the window was made smaller";
+  EXPECT_EQ(shown(11, 2), "\r\033[K" + figures.substr(0, 10));
+  EXPECT_EQ(shown(1, 3), "\r\033[K");
+  EXPECT_EQ(shown(0, 4), "\r\033[K" + bar + figures) << "nobody knows the columns";
 }
 
-// Shows until the bar is there; how far the work is, is asked for nothing else.
-std::string ShownAndThen(const std::function<void(cli::BatchProgress&)>& then, const std::string& end) {
-  return Shown(
-      [&then] {
-        bool asked = false;
-        {
-          cli::BatchProgress progress(true, 8, [&asked] {
-            asked = true;
-            return std::uint64_t{2};
-          });
-          progress.Count(false);
-          while (!asked) progress.Show();
-          then(progress);
-        }
-        std::fputs("end", stderr);
-      },
-      Behind(end));
+TEST_F(BatchProgressTest, JobsOfAPipeHaveNoBar) {
+  const RedirectedError redirected(terminal_.theirs);
+  BatchProgress& progress = Begin(0);
+  now_ += seconds(1);
+  progress.Show();
+  EXPECT_EQ(Take(terminal_.ours), "\r\033[K0 jobs, 0.0/s, 0 failed");
 }
 
-TEST(BatchProgress, TheBarGivesWayToTheSum) {
-  const std::string sum = ShownAndThen([](cli::BatchProgress& progress) { progress.End(); }, "end");
-  EXPECT_NE(sum.find(" left\r\033[Ktovkit: 1 jobs, "), std::string::npos) << sum;
-  EXPECT_EQ(sum.substr(sum.find("tovkit")).find('\033'), std::string::npos) << sum;
-  EXPECT_NE(sum.find(" 0 failed\r\nend"), std::string::npos) << sum;
+TEST_F(BatchProgressTest, ALineEveryTenSecondsWhereThereIsNoTerminal) {
+  int ends[2];
+  ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
+  {
+    const RedirectedError redirected(ends[1]);
+    BatchProgress& progress = Begin(1000);
+    progress.Count(false);
+    offset_ = 500;
+    int lines = 0;
+    for (int tenths = 1; tenths <= 350; ++tenths) {
+      now_ += milliseconds(100);
+      progress.Show();
+      const std::string text = Take(ends[0]);
+      EXPECT_EQ(!text.empty(), tenths % 100 == 0) << tenths;
+      if (tenths == 100) {
+        EXPECT_EQ(text, "tovkit: 1 jobs, 0.1/s, 0 failed, 0:10 left\n");
+      }
+      lines += text.empty() ? 0 : 1;
+    }
+    EXPECT_EQ(lines, 3);
+    progress.End();
+    EXPECT_EQ(Take(ends[0]), "tovkit: 1 jobs, 0.0/s, 0 failed\n");
+  }
+  close(ends[0]);
+  close(ends[1]);
 }
 
-TEST(BatchProgress, TheBarIsTakenAwayInAnyCase) {
-  const std::string left = ShownAndThen([](cli::BatchProgress&) {}, "end");
-  EXPECT_NE(left.find(" left\r\033[Kend"), std::string::npos) << left;
-}
-
-TEST(BatchProgress, NothingIsShownTooEarlyOrWhenNothingIsWanted) {
-  const std::string shown = Shown(
-      [] {
-        cli::BatchProgress early(true, 8, [] { return std::uint64_t{2}; });
-        early.Show();
-        cli::BatchProgress unwanted(false, 8, [] { return std::uint64_t{2}; });
-        // Longer than the pause between two bars.
-        const auto until = std::chrono::steady_clock::now() + std::chrono::milliseconds(150);
-        while (std::chrono::steady_clock::now() < until) unwanted.Show();
-        unwanted.End();
-        std::fputs("end", stderr);
-      },
-      Behind("end"));
-  EXPECT_EQ(shown, "end");
+TEST_F(BatchProgressTest, ReadersThatAreSlowHoldNothingUp) {
+  int ends[2];
+  ASSERT_EQ(pipe2(ends, O_CLOEXEC | O_NONBLOCK), 0);
+  const std::string filling(4096, 'x');
+  while (write(ends[1], filling.data(), filling.size()) > 0) continue;
+  fcntl(ends[1], F_SETFL, 0);
+  {
+    const RedirectedError redirected(ends[1]);
+    BatchProgress& progress = Begin(1000);
+    now_ += seconds(10);
+    progress.Show();
+    const std::string before = Take(ends[0]);
+    EXPECT_EQ(std::count(before.begin(), before.end(), 'x'), static_cast<std::ptrdiff_t>(before.size()));
+    progress.Show();
+    EXPECT_EQ(Take(ends[0]), "tovkit: 0 jobs, 0.0/s, 0 failed\n") << "as soon as there is room";
+  }
+  close(ends[0]);
+  close(ends[1]);
 }
 
 }  // namespace

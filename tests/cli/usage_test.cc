@@ -81,11 +81,12 @@ TEST(Usage, OddWordsAreNoTrouble) {
               "'' is no subcommand; there are base64, batch, doctor, draw, help, hit, info, image, json, "
               "monitor, pages, path, "
               "ps, run, shm");
-  ExpectUsage({"a\nb\x1b[31m"},
-              "'a?b?[31m' is no subcommand; there are base64, batch, doctor, draw, help, hit, info, image, "
-              "json, monitor, "
-              "pages, path, "
-              "ps, run, shm");
+  ExpectUsage(
+      {"a\nb\x1b[31m"},
+      "'a\\nb\\x1b[31m' is no subcommand; there are base64, batch, doctor, draw, help, hit, info, image, "
+      "json, monitor, "
+      "pages, path, "
+      "ps, run, shm");
   EXPECT_EQ(RunCommand({std::string(100'000, 'x')}).status, 2);
 }
 
