@@ -394,6 +394,7 @@ TEST_F(ProcessTest, AFailedForkForgetsTheChildOfAnEarlierStart) {
   close(input);
   close(ends[0]);
   const auto child = static_cast<pid_t>(process.pid());
+  faults::clone.Fail(EAGAIN);
   faults::fork.Fail(EAGAIN);
   testing::internal::CaptureStdout();
   EXPECT_FALSE(process.start("/bin/true", 0, nullptr));
