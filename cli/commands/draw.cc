@@ -14,6 +14,7 @@
 #include "terminal_observer.h"
 #include "text_output.h"
 
+#include <tovkit/json.h>
 #include <tovkit/util.h>
 
 #include <sys/stat.h>
@@ -145,8 +146,11 @@ void Draw(const DrawOptions& options) {
   }
   JobOutput output(options.output.file);
   jobs::DrawJob job{{}, options.fontFiles, output.Target(), format};
-  const std::string text = options.text.text ? DescriptionOf(options.text) : "";
-  if (options.text.text) job.descriptions.push_back(jobs::Input::Memory(text, "--text"));
+  if (options.text.text) {
+    const std::string text = DescriptionOf(options.text);
+    job.source = std::make_shared<jobs::JsonSource>(
+        "--text", "", "", tovkit::Json::Parse(text.data(), static_cast<unsigned>(text.size()), nullptr));
+  }
   for (const std::string& file : options.files) job.descriptions.push_back(JobInput(file));
   if (!options.over.empty()) job.under = JobInput(options.over);
   job.onePage = options.onePage;
