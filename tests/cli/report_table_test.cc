@@ -40,7 +40,7 @@ TEST(ReportTable, ARowForEverythingThatIsTold) {
                "clipped": {"left": 2.5},
                "warningCount": 3,
                "warnings": [{"line": 4, "column": 5, "message": "first"}, {"line": 6, "column": 7, "message": "second"}]})"}),
-      "a.json:3:14  \"text?\"\n"
+      "a.json:3:14  \"text\\x07\"\n"
       "  ink       1.2,-2.1 to 30.0,5.0, color #102030\n"
       "  font      \"te\" One Bold, Latn, /f/one\n"
       "            \"xt\" Two Book, for One, Hani, /f/two\n"

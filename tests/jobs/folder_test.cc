@@ -336,7 +336,9 @@ TEST(IdIndexFile, HasANameOnlyWhereItMust) {
   for (const long call : {SYS_pread64, SYS_pwrite64}) {
     WithoutCall({call, EIO}, [] {
       jobs::IdIndex index;
-      EXPECT_THROW(index.Store({{1, 2}, 3, {}, 4, {}}), jobs::Error);
+      jobs::IdIndex::Entry entry = {};
+      entry.fingerprint = {1, 2};
+      EXPECT_THROW(index.Store(entry), jobs::Error);
     });
   }
   before == nullptr ? unsetenv("TMPDIR") : setenv("TMPDIR", kept.c_str(), 1);
