@@ -37,6 +37,7 @@ void ForEach(const JsonValue& report, const char* list, const char* count, const
 }
 
 std::string Place(const JsonValue& report, const JsonValue& placed) {
+  if (!placed.HasMember("line")) return Text(report, "file");
   return Text(report, "file") + ":" + std::to_string(placed.GetMemberUint64("line", 0)) + ":" +
          std::to_string(placed.GetMemberUint64("column", 0));
 }

@@ -148,6 +148,7 @@ Error JsonSource::ErrorAt(std::string_view pointer, const std::string& text) {
 }
 
 Error JsonSource::ErrorAtOffset(std::size_t offset, const std::string& text) {
+  if (!hasText()) return {ErrorKind::kInput, name_, text};
   const TextPosition position = PositionOf(offset);
   return {ErrorKind::kInput,
           name_ + ":" + std::to_string(position.line) + ":" + std::to_string(position.column), text,

@@ -54,20 +54,20 @@ TEST(ReportTable, ARowForEverythingThatIsTold) {
       "            ... 3 in all\n");
 }
 
-TEST(ReportTable, WhatIsNotToldHasNoRow) {
+TEST(ReportTable, WhatIsNotToldHasNoRowAndNoPlace) {
   EXPECT_EQ(
       Printed({"{}", R"({"file": "b", "ink": {}, "runs": [], "missing": [], "warnings": [], "clipped": {}})",
                R"({"runs": [{}], "runCount": 1, "missing": [{"positions": [4]}], "warnings": [{}]})"}),
-      ":0:0  \"\"\n"
+      "  \"\"\n"
       "\n"
-      "b:0:0  \"\"\n"
+      "b  \"\"\n"
       "  ink       0.0,0.0 to 0.0,0.0, color \n"
       "  clipped   outside the page: \n"
       "\n"
-      ":0:0  \"\"\n"
+      "  \"\"\n"
       "  font      \"\"  , , \n"
       "  no glyph   , at 4\n"
-      "  check     :0:0: \n");
+      "  check     : \n");
 }
 
 TEST(ReportTable, TheEndTellsWhatLooksWrong) {
