@@ -91,6 +91,7 @@ TEST_F(FolderTest, NamesThatLeadNowhereAreToldApart) {
   path += path.size() < PATH_MAX - 1 ? "a" : "";
   if (path.back() == '/') path.pop_back();
   EXPECT_EQ(refusal(path), "");
+  EXPECT_EQ(refusal(path + "b"), path + "b: the name is too long");
   EXPECT_EQ(refusal(path + "bb"), path + "bb: the name is too long");
   EXPECT_EQ(FailureOf([&] { folder.CheckName(std::string("a\0b", 3)); }).substr(0, 1), "a");
 }
@@ -98,7 +99,11 @@ TEST_F(FolderTest, NamesThatLeadNowhereAreToldApart) {
 TEST_F(FolderTest, AFolderThatIsNotThereFailsWhenItIsUsed) {
   const Folder folder(Path("none"), jobs::ErrorKind::kOutput);
   const std::string expected = Path("none") + ": cannot open the folder: No such file or directory";
-  EXPECT_EQ(FailureOf([&] { folder.Check(); }), expected);
+  EXPECT_EQ(FailureOf([&] {
+              errno = EIO;  // of another call
+              folder.Check();
+            }),
+            expected);
   EXPECT_EQ(FailureOf([&] { (void)folder.OpenFile("a"); }), expected);
   EXPECT_EQ(folder.SizeOf("a"), -1);
   Write("file", "");
@@ -159,6 +164,9 @@ TEST_F(FolderTest, AFileKeepsItsModeAndANewOneHasTheUsualOne) {
   };
   folder.WriteFile("new", "1");
   EXPECT_EQ(mode("new"), 0666 & ~mask);
+  folder.WriteFile("a/b/new", "1");
+  EXPECT_EQ(mode("a"), 0777 & ~mask);
+  EXPECT_EQ(mode("a/b"), 0777 & ~mask);
   chmod(Path("new").c_str(), 0640);
   folder.WriteFile("new", "2");
   EXPECT_EQ(mode("new"), 0640u);

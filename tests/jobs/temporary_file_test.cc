@@ -96,6 +96,16 @@ TEST_F(TemporaryFiles, AFileTakesTheTargetsPlaceOrVanishes) {
   });
 }
 
+// The name says whose it is: the hash is FNV-1a of the target's name, on every machine that shares the
+// folder.
+TEST_F(TemporaryFiles, TheNameFollowsFromTheTargets) {
+  EXPECT_EQ(Name(7), ".tovkit-af63e94c860202a3-7");
+  WithoutNames([this] {
+    const TemporaryFile file(Path("foobar"), 0600);
+    EXPECT_EQ(Names(), std::vector<std::string>{".tovkit-85944171f73967e8-0"});
+  });
+}
+
 TEST_F(TemporaryFiles, ItsPathIsOpenToThisProcess) {
   InBothWays([this] {
     TemporaryFile file(Path("t"), 0600);

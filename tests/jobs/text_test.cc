@@ -112,6 +112,7 @@ TEST(PictureSize, WhatIsNotSaidFollowsFromThePicture) {
   EXPECT_EQ(pixels("50%", {41, 20}), "21 x 10");
   EXPECT_EQ(pixels("1%", {41, 20}), "1 x 1");
   EXPECT_EQ(pixels("150%", {4, 2}), "6 x 3");
+  EXPECT_EQ(pixels("0.5%", {1000, 400}), "5 x 2");
   EXPECT_EQ(pixels("2000000000x", {1, 2}), "2000000000 x 2147483647") << "no more than an int";
 }
 
