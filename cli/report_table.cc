@@ -19,9 +19,9 @@ namespace {
 using tovkit::JsonValue;
 using tovkit::SharedPtr;
 
-std::string Local(const char* utf8) { return Printable(tovkit::Utf8ToLocal(utf8, -1)); }
-
-std::string Text(const JsonValue& object, const char* key) { return Local(object.GetMemberString(key, "")); }
+std::string Text(const JsonValue& object, const char* key) {
+  return PrintableUtf8(object.GetMemberString(key, ""));
+}
 
 void PrintRow(const char* what, const std::string& text) { std::printf("  %-9s %s\n", what, text.c_str()); }
 
@@ -95,6 +95,7 @@ void ReportTable::Print(const JsonValue& report) {
   std::printf("%s%s  \"%s\"\n", isFirst_ ? "" : "\n", Place(report, report).c_str(),
               Text(report, "content").c_str());
   isFirst_ = false;
+  if (report.HasMember("reason")) PrintRow("not drawn", Text(report, "reason"));
   PrintPlace(report);
   PrintRuns(report);
   PrintMissing(report);

@@ -3,6 +3,7 @@
 // DrawTextOnDevice draws, so the two cannot disagree.
 #include "character_name.h"
 #include "description_check.h"
+#include "kept_reports.h"
 #include "report_text.h"
 #include "text_request.h"
 #include "tovkit/imaging.h"
@@ -116,20 +117,23 @@ void DescribeWarnings(const JsonValue& description, const TextRequest& request, 
     entry->SetMemberString("kind", warning.kind);
     SetText(*entry, "message", warning.message);
     if (!warning.nearest.empty()) SetText(*entry, "nearest", warning.nearest);
+    if (warning.member >= 0) entry->SetMemberInt("member", warning.member);
   }
 }
 
-// False when a device would refuse the line, or draw nothing.
-bool DescribeLine(const TextRequest& request, std::uint32_t limit, JsonValue& report) {
+// Returns null, or why a device would refuse the line or draw nothing.
+const char* DescribeLine(const TextRequest& request, std::uint32_t limit, JsonValue& report) {
   const CoreMatrix place = request.Place();
-  if (request.text.IsEmpty() || !std::isfinite(place.e) || !std::isfinite(place.f)) return false;
-  if (request.fontSize > kLargestFontSize) return false;
+  if (request.text.IsEmpty()) return "there is no text";
+  if (!std::isfinite(place.e) || !std::isfinite(place.f)) return "an offset is no finite number";
+  if (request.fontSize > kLargestFontSize) return "the font size is above 75000";
+  if (request.text.GetLength() > kLongestLine) return "the text is longer than 262144 characters";
   const int maxRuns = static_cast<int>(std::min<std::uint32_t>(limit, kMaxReportRuns));
   CoreTextDescription line;
   const CoreFontLoader fonts = request.Fonts();
   if (!fonts.DescribeText(request.text.c_str(), request.text.GetLength(), request.PixelSize(), maxRuns,
                           line)) {
-    return false;
+    return "no font is installed";
   }
   DescribeRequest(request, fonts, report);
   DescribePlace(line.extents, place, report);
@@ -137,7 +141,7 @@ bool DescribeLine(const TextRequest& request, std::uint32_t limit, JsonValue& re
   const SharedPtr<JsonValue> runs = report.AddArrayMember("runs");
   for (const CoreTextRun& run : line.runs) DescribeRun(run, request, place, *runs->InsertObject(-1));
   DescribeMissing(line.missing, limit, report);
-  return true;
+  return nullptr;
 }
 
 }  // namespace
@@ -145,11 +149,19 @@ bool DescribeLine(const TextRequest& request, std::uint32_t limit, JsonValue& re
 // NOLINTNEXTLINE(performance-unnecessary-value-param): handles are passed by value throughout
 SharedPtr<JsonValue> DescribeText(SharedPtr<const JsonValue> description, std::uint32_t limit) {
   if (!description) return {};
+  KeptReports& kept = KeptReports::ForThisThread();
+  const ReportKey key = KeptReports::KeyOf(*description, limit);
+  if (SharedPtr<JsonValue> copy = kept.Copy(key)) return copy;
   SharedPtr<JsonValue> report = Json::Parse(nullptr, 0, nullptr);
   report->SetMemberBool("drawable", false);
   const TextRequest request = ReadTextRequest(*description);
-  if (DescribeLine(request, limit, *report)) report->SetMemberBool("drawable", true);
+  if (const char* const reason = DescribeLine(request, limit, *report)) {
+    report->SetMemberString("reason", reason);
+  } else {
+    report->SetMemberBool("drawable", true);
+  }
   DescribeWarnings(*description, request, limit, *report);
+  kept.Offer(key, report);
   return report;
 }
 

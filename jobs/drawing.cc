@@ -3,6 +3,7 @@
 // both use the same code and cannot differ.
 #include "drawing.h"
 
+#include "text_review.h"
 #include "translated_device.h"
 
 #include <tovkit/imaging.h>
@@ -40,7 +41,7 @@ Error NoText(const MeasuredLine& line) {
     if (!isType && !isName) continue;
     std::string message = one->GetMemberString("message", "");
     if (isType) message.resize(std::min(message.rfind("; "), message.size()));  // that nothing is drawn
-    return line.source->ErrorAt(line.pointer + pointer, none + message, isName);
+    return line.source->ErrorAtOffset(OffsetOfWarning(line, *one), none + message);
   }
   const CoreStringList<CoreString> names = line.description->GetMemberNames();
   if (line.description->HasMember("Content") || names.GetCount() == 0) {
@@ -99,7 +100,9 @@ void Drawing::Measure(TextBounds& bounds, const std::optional<CoreSizeF>& page, 
   for (const MeasuredLine& line : lines_) {
     if (!tovkit::DrawTextOnDevice(&bounds, line.description)) throw NoText(line);
     if (!bounds.IsDrawable()) {
-      throw line.source->ErrorAt(line.pointer + "/Content", "the text is too long or no font is installed");
+      const SharedPtr<const JsonValue> report = tovkit::DescribeText(line.description, 0);
+      throw line.source->ErrorAt(line.pointer + "/Content",
+                                 report->GetMemberString("reason", "cannot be drawn"));
     }
     observer.LineMeasured(line, page);
     observer.Advance();

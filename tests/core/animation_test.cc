@@ -34,26 +34,6 @@ std::unique_ptr<CoreImageDecoder> Open(CoreInputStream& in) {
   return decoder;
 }
 
-// Counts what is read.
-class CountingInput final : public CoreInputStream {
- public:
-  explicit CountingInput(std::string bytes) : bytes_(std::move(bytes)), in_(bytes_.data(), bytes_.size()) {}
-  std::size_t Read(void* to, std::size_t size) override {
-    const std::size_t count = in_.Read(to, size);
-    total_ += count;
-    return count;
-  }
-  bool Seek(std::uint64_t position) override { return in_.Seek(position); }
-  std::uint64_t GetPosition() const override { return in_.GetPosition(); }
-  std::uint64_t GetSize() const override { return in_.GetSize(); }
-  std::uint64_t Total() const { return total_; }
-
- private:
-  std::string bytes_;
-  CoreMemoryInputStream in_;
-  std::uint64_t total_ = 0;
-};
-
 // Frame by frame, each by a decoder of its own.
 std::vector<std::unique_ptr<CoreDib>> FramesOneByOne(const std::string& bytes, int count) {
   std::vector<std::unique_ptr<CoreDib>> frames;
@@ -87,7 +67,7 @@ TEST(Animations, FramesDoNotDependOnTheOrderInWhichTheyAreAskedFor) {
 
 TEST(Animations, AWalkOverAllFramesReadsTheFileOnce) {
   for (const std::string& bytes : {LongAnimation(200), Webp()}) {
-    CountingInput in(bytes);
+    image::CountingInput in(bytes);
     const auto decoder = Open(in);
     const std::uint64_t opening = in.Total();
     for (int i = 0; i < decoder->GetInfo().frameCount; ++i)
@@ -101,7 +81,7 @@ TEST(Animations, AWalkOverAllFramesReadsTheFileOnce) {
 TEST(Animations, AFrameAskedForAgainAndStepsBackReadLittle) {
   const std::string bytes = LongAnimation(200);
   const auto expected = FramesOneByOne(Animation(), kFrames);
-  CountingInput in(bytes);
+  image::CountingInput in(bytes);
   const auto decoder = Open(in);
   const int count = decoder->GetInfo().frameCount;
   std::uint64_t before = in.Total();

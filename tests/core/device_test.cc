@@ -132,21 +132,27 @@ TEST(BitmapDevice, TransparentBitmapsStayTransparentWhereNoInkIs) {
   EXPECT_EQ(picture.dib.GetArgb(50, 120), 0x40FF0000u);
 }
 
-TEST(BitmapDevice, FillPageStoresTheStraightColorInAnOpaqueBitmapToo) {
-  for (const std::uint32_t under : {kWhite, 0x00FFFFFFu}) {
+// Text before the page was filled is gone, text after it is there, whatever the bitmap held before.
+TEST(BitmapDevice, ATranslucentPageHasStraightColorsOnOpaqueBitmapsToo) {
+  for (const std::uint32_t before : {0xFFFFFFFFu, 0xFF204060u, 0x80204060u, 0u}) {
     Picture picture(200, 200);
-    for (int i = 0; i < 200 * 200; ++i) std::memcpy(picture.dib.GetRow(i / 200) + i % 200 * 4, &under, 4);
+    for (int y = 0; y < 200; ++y) {
+      for (int x = 0; x < 200; ++x) std::memcpy(picture.dib.GetRow(y) + 4 * x, &before, 4);
+    }
     CoreBitmapDevice device(&picture.dib);
-    ASSERT_TRUE(DrawLine(device, L"\u2588", At(20, 150), kBlack, 100.0f));
-    ASSERT_TRUE(device.FillPage(0x80402010));
-    ASSERT_TRUE(DrawLine(device, L"\u2588", At(20, 100), 0xFF102030, 50.0f));
-    EXPECT_EQ(picture.dib.GetArgb(0, 0), 0x80402010u);
-    EXPECT_EQ(picture.dib.GetArgb(40, 145), 0x80402010u) << "what was drawn before is gone";
-    EXPECT_EQ(picture.dib.GetArgb(30, 85), 0xFF102030u);
-    ASSERT_TRUE(device.FillPage(0xFF123456));
+    ASSERT_TRUE(DrawLine(device, L"\u2588", At(120, 150), 0xFF102030, 100.0f));
+    ASSERT_TRUE(device.FillPage(0x40FF0000));
+    ASSERT_TRUE(DrawLine(device, L"\u2588", At(20, 150), 0xFF102030, 100.0f));
+    EXPECT_EQ(picture.dib.GetArgb(50, 120), 0xFF102030u) << before;
+    EXPECT_EQ(picture.dib.GetArgb(150, 120), 0x40FF0000u) << before;
+    EXPECT_EQ(picture.dib.GetArgb(199, 199), 0x40FF0000u) << before;
+    ASSERT_TRUE(device.FillPage(0xFF334455));
+    ASSERT_TRUE(device.FillPage(0));
     ASSERT_TRUE(device.Flush());
-    EXPECT_EQ(picture.dib.GetArgb(30, 85), 0xFF123456u);
-    EXPECT_EQ(picture.dib.GetArgb(199, 199), 0xFF123456u);
+    EXPECT_EQ(picture.dib.GetArgb(50, 120), 0u) << before;
+    ASSERT_TRUE(device.FillPage(0xFF334455));
+    ASSERT_TRUE(device.Flush());
+    EXPECT_EQ(picture.dib.GetArgb(50, 120), 0xFF334455u) << before;
   }
 }
 

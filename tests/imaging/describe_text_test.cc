@@ -20,6 +20,7 @@ using tovkit::DescribeText;
 using tovkit::Json;
 using tovkit::JsonValue;
 using tovkit::SharedPtr;
+using ConstHandle = SharedPtr<const JsonValue>;
 
 SharedPtr<JsonValue> Parse(const std::string& text) {
   return Json::Parse(text.data(), static_cast<unsigned>(text.size()), nullptr);
@@ -210,6 +211,19 @@ TEST(DescribeText, AMisspelledKeyHasItsNearest) {
             R"("FontSize" is no key of a line; "FontSize" belongs into "Font")");
 }
 
+TEST(DescribeText, AKeySaysWhichMemberItIs) {
+  const auto report = Report(
+      "{\"Content\": \"x\", \"\xFF\": 1, \"DeltaX\": \"5\", \"DeltaX\": 1, \"\xFF\": 2, \"Font\": {\"Bold\": "
+      "true, \"Bold\": 1, \"a\": 1}}");
+  const auto warnings = report->GetMember("warnings");
+  std::string members;
+  for (std::uint32_t i = 0; i < warnings->Size(); ++i) {
+    const auto warning = warnings->GetAt(static_cast<std::int32_t>(i));
+    members += Text(*warning, "pointer") + " " + std::to_string(warning->GetMemberInt("member", -1)) + "\n";
+  }
+  EXPECT_EQ(members, "/\uFFFD 1\n/DeltaX -1\n/DeltaX 3\n/\uFFFD 4\n/Font/Bold 1\n/Font/a 2\n");
+}
+
 TEST(DescribeText, AValueThatIsNotUsedIsTold) {
   const struct {
     const char* description;
@@ -269,16 +283,81 @@ TEST(DescribeText, WhatIsUsedAsItStandsIsNotWarnedOf) {
   }
 }
 
+TEST(DescribeText, AWholeNumberThatIsNotReadIsToldHowToWriteIt) {
+  const auto message = [](const std::string& number) {
+    return Text(*Warning(R"({"Content": "x", "Font": {"FontSize": )" + number + "}}"), "message");
+  };
+  const std::string said =
+      "\"FontSize\" is a number with a fraction or an exponent, where an integer is expected; 26 is used";
+  EXPECT_EQ(message("30.0"), said + "; write 30");
+  EXPECT_EQ(message("3e1"), said + "; write 30");
+  EXPECT_EQ(message("2147483647.0"), said + "; write 2147483647");
+  for (const char* number : {"30.5", "3e9", "1e300", "-1e300"}) EXPECT_EQ(message(number), said) << number;
+  EXPECT_EQ(Text(*Warning(R"({"Content": "x", "DeltaY": -3e9})"), "message"),
+            "\"DeltaY\" is below -2147483648, far beyond any page");
+}
+
 TEST(DescribeText, WhatADeviceWouldNotGetIsNotDrawable) {
-  for (const std::string& text : {std::string("{}"), std::string(R"({"Content": 1})"), std::string("[]"),
-                                  std::string(R"({"Content": "x", "Font": {"FontSize": 75001}})"),
-                                  "{\"Content\": \"" + std::string(262145, 'x') + "\"}"}) {
+  for (const auto& [text, reason] :
+       {std::pair(std::string("{}"), "there is no text"),
+        {R"({"Content": 1})", "there is no text"},
+        {"[]", "there is no text"},
+        {R"({"Content": "x", "Font": {"FontSize": 75001}})", "the font size is above 75000"},
+        {"{\"Content\": \"" + std::string(262145, 'x') + "\"}",
+         "the text is longer than 262144 characters"}}) {
     const auto report = Report(text);
     EXPECT_FALSE(report->GetMemberBool("drawable", true));
+    EXPECT_EQ(Text(*report, "reason"), reason);
     EXPECT_FALSE(report->HasMember("runs"));
   }
-  EXPECT_TRUE(Report(R"({"Content": "x", "Font": {"FontSize": 75000}})")->GetMemberBool("drawable", false));
+  const auto drawable = Report(R"({"Content": "x", "Font": {"FontSize": 75000}})");
+  EXPECT_TRUE(drawable->GetMemberBool("drawable", false));
+  EXPECT_FALSE(drawable->HasMember("reason"));
   EXPECT_FALSE(DescribeText(SharedPtr<const JsonValue>()));
+}
+
+std::string Repeated(const std::string& piece, int times) {
+  std::string text;
+  for (int i = 0; i < times; ++i) text += piece;
+  return text;
+}
+
+TEST(DescribeText, TheLimitBoundsThePositionsOfMissingCharacters) {
+  const auto report = Report(R"({"Content": ")" + Repeated(R"(\uE123)", 100) + "\"}", 5);
+  const auto missing = report->GetMember("missing")->GetAt(0);
+  EXPECT_EQ(missing->GetMemberInt("count", 0), 100);
+  EXPECT_STREQ(missing->GetMember("positions")->ToString().c_str(), "[0,1,2,3,4]");
+  EXPECT_EQ(report->GetMemberInt("missingCount", 0), 100);
+}
+
+TEST(DescribeText, AtMost1000CharactersOfAnyTextAreToldButAPointerIsWhole) {
+  const std::string piece = "\xE5\xAE\x8B", most = Repeated(piece, 1000), more = most + piece;
+  EXPECT_EQ(Text(*Report(R"({"Content": ")" + most + "\"}"), "content"), most);
+  const auto report =
+      Report(R"({"Content": ")" + more + R"(", "Font": {"FontName": ")" + more + "\"}, \"" + more + "\": 1}");
+  EXPECT_EQ(Text(*report, "content"), most);
+  EXPECT_EQ(Text(*report->GetMember("font"), "wanted"), most);
+  EXPECT_EQ(Text(*report->GetMember("runs")->GetAt(0), "text"), most);
+  EXPECT_EQ(report->GetMember("runs")->GetAt(0)->GetMemberInt("count", 0), 1001);
+  EXPECT_EQ(Text(*report->GetMember("runs")->GetAt(0), "standsInFor"), most);
+  const auto warning = report->GetMember("warnings")->GetAt(0);
+  EXPECT_EQ(Text(*warning, "pointer"), "/" + more);
+  EXPECT_LT(Text(*warning, "message").size(), 1000U);
+}
+
+int CountValues(const ConstHandle& value) {
+  int count = 1;
+  for (int i = 0; value->GetType() == tovkit::JsonArray && i < static_cast<int>(value->Size()); ++i) {
+    count += CountValues(value->GetAt(i));
+  }
+  for (const CoreString& name : value->GetMemberNames()) count += CountValues(value->GetMember(name.c_str()));
+  return count;
+}
+
+TEST(DescribeText, TheDocumentOfALineHasSome40Values) {
+  const int count = CountValues(Report(R"({"Content": "Hello", "Font": {"FontName": "DejaVu Sans"}})"));
+  EXPECT_GE(count, 36);
+  EXPECT_LE(count, 44);
 }
 
 TEST(DescribeText, TheLimitBoundsWhatIsToldAndTheCountsAreOfAll) {
@@ -297,13 +376,7 @@ TEST(DescribeText, TheLimitBoundsWhatIsToldAndTheCountsAreOfAll) {
   EXPECT_EQ(Report(text + "}", 0)->GetMember("warnings")->Size(), 0U);
 }
 
-std::string Repeated(const std::string& piece, int times) {
-  std::string text;
-  for (int i = 0; i < times; ++i) text += piece;
-  return text;
-}
-
-TEST(DescribeText, HostileTextsGiveValidJson) {
+TEST(DescribeText, NothingIsPrintedAndWhateverTheDescriptionHoldsTheReportIsValidJson) {
   std::string planes;
   for (unsigned c = 0x20; c <= 0x10FFFF; c += 997) {
     const auto wide = static_cast<wchar_t>(c);
@@ -325,9 +398,13 @@ TEST(DescribeText, HostileTextsGiveValidJson) {
                  "a",
                  100000),
         std::string(1000000, 'x'), Repeated("\xCC\x81", 5000)}) {
+    testing::internal::CaptureStdout();
+    testing::internal::CaptureStderr();
     Report("{\"Content\": \"" + content + "\"}");
     Report("{\"Content\": \"x\", \"" + content + "\": 1, \"Font\": {\"FontName\": \"" + content +
            "\", \"Color\": \"" + content + "\"}}");
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
   }
 }
 

@@ -127,7 +127,8 @@ char StateOfThread(pid_t id) {
   return behindName == std::string::npos ? '?' : line[behindName + 2];
 }
 
-TEST(MutexTest, AThreadThatLocksTwiceWaitsForAnotherToUnlock) {
+// Non-recursive; only another thread's unlock ends the wait.
+TEST(MutexTest, LockBlocksForGoodWhenTheCallingThreadHoldsItAlready) {
 #ifdef __SANITIZE_THREAD__
   GTEST_SKIP() << "ThreadSanitizer ends a program that does so";
 #endif
@@ -189,7 +190,7 @@ TEST(WatchedMutexTest, OnlyAnUnwatchedOneLeavesItsRecordBehind) {
   faults::Reset();
 }
 
-TEST(WatchedMutexTest, Names) {
+TEST(WatchedMutexTest, ANullNameCountsAsSWMutexAndOnly255CharactersAreKept) {
   const std::string text(300, 'n');
   for (const size_t length : {size_t{0}, size_t{1}, size_t{254}, size_t{255}, size_t{256}, size_t{300}}) {
     WatchedMutex mutex(text.substr(0, length).c_str(), 10);

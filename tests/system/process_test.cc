@@ -1,22 +1,28 @@
 // SPDX-License-Identifier: MIT
 // Starting a process: its fields, what is refused, what the child gets, what fails.
 #include "build_kind.h"
+#include "holds.h"
 #include "process_support.h"
 #include "test_access.h"
 
 #include <tovkit/system.h>
 
+#include <libintl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <cerrno>
 #include <climits>
+#include <clocale>
 #include <csignal>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
+#include <filesystem>
+#include <fstream>
 #include <new>
 #include <string>
 #include <type_traits>
@@ -60,7 +66,7 @@ TEST_F(ProcessTest, FieldsStandInTheirFixedOrder) {
                 Process::inheritParentFds == 1);
 }
 
-TEST_F(ProcessTest, Fresh) {
+TEST_F(ProcessTest, NoChildYetPidIsZeroAndStateStopped) {
   Process process;
   EXPECT_EQ(process.pid(), 0U);
   EXPECT_EQ(process.exitCode(), kNoExitCode);
@@ -77,7 +83,32 @@ TEST_F(ProcessTest, Fresh) {
   EXPECT_EQ(faults::waitpid.calls(), 0);
 }
 
-TEST_F(ProcessTest, FlagsAndSettings) {
+TEST_F(ProcessTest, TheChildOfAFreshObjectInheritsStandardOutputAndError) {
+  Process process;
+  testing::internal::CaptureStdout();
+  testing::internal::CaptureStderr();
+  ASSERT_TRUE(StartShell(process, "echo data; echo trouble >&2"));
+  ASSERT_TRUE(process.wait(kPatience));
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "data\n");
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "trouble\n");
+}
+
+TEST_F(ProcessTest, UnixStartForksAndExecutesWhatStartStored) {
+  const OutputFiles files;
+  Process process;
+  process.setOutputFds(files.out(), files.err());
+  ASSERT_TRUE(StartShell(process, "echo again; exit 7"));
+  ASSERT_TRUE(process.wait(kPatience));
+  const auto first = process.pid();
+  ASSERT_TRUE(process.unixStart());
+  EXPECT_NE(process.pid(), first);
+  int status = 0;
+  ASSERT_EQ(waitpid(static_cast<pid_t>(process.pid()), &status, 0), static_cast<pid_t>(process.pid()));
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 7);
+  EXPECT_EQ(files.outText(), "again\nagain\n");
+}
+
+TEST_F(ProcessTest, FlagsAreSetAddedAndRemovedAndDescriptorsKept) {
   Process process;
   process.setFlags(6);
   process.addFlags(9);
@@ -87,6 +118,10 @@ TEST_F(ProcessTest, FlagsAndSettings) {
   EXPECT_TRUE(process.setOutputFds(7, -3));
   EXPECT_EQ(FieldsOf(process).stdoutFd, 7);
   EXPECT_EQ(FieldsOf(process).stderrFd, -3);
+}
+
+TEST_F(ProcessTest, TheWorkingDirectoryIsCopiedAndNullOrEmptyIsTheCallers) {
+  Process process;
   process.setWorkingDirectory("/tmp");
   EXPECT_STREQ(FieldsOf(process).workDir, "/tmp");
   process.setWorkingDirectory(FieldsOf(process).workDir);
@@ -205,7 +240,7 @@ TEST_F(ProcessTest, PathAndArgumentsAreCopied) {
   EXPECT_TRUE(process.wait(kPatience));
 }
 
-TEST_F(ProcessTest, OnlyTheStateStartingIsRefused) {
+TEST_F(ProcessTest, OnlyACallFromWithinStartIsRefused) {
   Process process;
   FieldsOf(process).state = Process::Starting;
   testing::internal::CaptureStdout();
@@ -223,7 +258,20 @@ TEST_F(ProcessTest, OnlyTheStateStartingIsRefused) {
   EXPECT_EQ(waitpid(first, nullptr, 0), first) << "the first one is forgotten, not reaped";
 }
 
-TEST_F(ProcessTest, ExitCodes) {
+TEST_F(ProcessTest, ARunningChildIsForgottenByTheNextStartAndLivesOn) {
+  Process process;
+  ASSERT_TRUE(StartShell(process, "exec sleep 100"));
+  const auto first = static_cast<pid_t>(process.pid());
+  ASSERT_TRUE(StartShell(process, "exit 2"));
+  EXPECT_TRUE(process.wait(kPatience));
+  EXPECT_EQ(waitpid(first, nullptr, WNOHANG), 0) << "neither ended nor reaped";
+  int status = 0;
+  kill(first, SIGTERM);
+  ASSERT_EQ(waitpid(first, &status, 0), first);
+  EXPECT_EQ(WTERMSIG(status), SIGTERM) << "it was this signal that ended it";
+}
+
+TEST_F(ProcessTest, WaitIsTrueWhenTheChildHasEndedAndExitCodeIsItsExitStatus) {
   for (const int code : {0, 1, 3, 127, 255}) {
     Process process;
     ASSERT_TRUE(StartShell(process, "exit " + std::to_string(code)));
@@ -340,6 +388,33 @@ TEST_F(ProcessTest, AFailedForkIsToldAndStops) {
   EXPECT_EQ(process.pid(), 0U);
 }
 
+TEST_F(ProcessTest, AFailedForkForgetsTheChildOfAnEarlierStart) {
+  Process process;
+  const char* const arguments[] = {"-c", "read line"};
+  int ends[2];
+  ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
+  const int input = dup(STDIN_FILENO);
+  dup2(ends[0], STDIN_FILENO);
+  ASSERT_TRUE(process.start("/bin/sh", 2, arguments));
+  dup2(input, STDIN_FILENO);
+  close(input);
+  close(ends[0]);
+  const auto child = static_cast<pid_t>(process.pid());
+  faults::clone.Fail(EAGAIN);
+  faults::fork.Fail(EAGAIN);
+  testing::internal::CaptureStdout();
+  EXPECT_FALSE(process.start("/bin/true", 0, nullptr));
+  EXPECT_NE(testing::internal::GetCapturedStdout(), "");
+  EXPECT_EQ(process.state(), Process::Stopped);
+  EXPECT_EQ(process.pid(), static_cast<std::uint64_t>(child));
+  EXPECT_TRUE(process.wait(0)) << "it waits for nobody";
+  process.terminate();
+  close(ends[1]);
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_TRUE(WIFEXITED(status)) << "nobody ended it before its input did";
+}
+
 TEST_F(ProcessTest, AProgramThatCannotBeExecutedExitsWithZero) {
   struct Case {
     const char* path;
@@ -360,6 +435,44 @@ TEST_F(ProcessTest, AProgramThatCannotBeExecutedExitsWithZero) {
     const std::string output = testing::internal::GetCapturedStdout();
     EXPECT_EQ(output, std::string(c.line) + "unwritten text of the parent\n") << c.path;
   }
+}
+
+// A catalog of messages, as gettext reads it, with this one translation.
+void WriteCatalog(const std::string& path, const std::string& message, const std::string& translation) {
+  constexpr std::uint32_t kHeader = 28, kTable = 8;
+  const auto length = [](const std::string& text) { return static_cast<std::uint32_t>(text.size()); };
+  const std::uint32_t messageAt = kHeader + 2 * kTable, translationAt = messageAt + length(message) + 1;
+  const std::uint32_t words[] = {
+      0x950412de,   0, 1, kHeader, kHeader + kTable, 0, 0, length(message), messageAt, length(translation),
+      translationAt};
+  std::ofstream out(path, std::ios::binary);
+  out.write(reinterpret_cast<const char*>(words), sizeof words);
+  out << message << '\0' << translation << '\0';
+}
+
+TEST_F(ProcessTest, AProgramThatCannotBeExecutedIsToldInEnglishWhateverTheLocale) {
+  const ScratchDir scratch;
+  const OutputFiles files;
+  std::filesystem::create_directories(scratch.path() + "/de/LC_MESSAGES");
+  WriteCatalog(scratch.path() + "/de/LC_MESSAGES/libc.mo", "No such file or directory", "Nicht da");
+  const pid_t child = fork();
+  if (child == 0) {
+    setenv("LOCPATH", TOVKIT_TEST_LOCALES, 1);
+    setenv("LC_ALL", "de_DE.ISO-8859-1", 1);
+    unsetenv("LANGUAGE");
+    HOLDS(std::setlocale(LC_ALL, "") != nullptr);
+    HOLDS(bindtextdomain("libc", scratch.path().c_str()) != nullptr);
+    HOLDS(std::string(std::strerror(ENOENT)) == "Nicht da");
+    Process process;
+    process.setOutputFds(files.out(), files.err());
+    HOLDS(process.start("/no such program", 0, nullptr) && process.wait(kPatience) &&
+          process.exitCode() == 0);
+    _exit(0);
+  }
+  int status = -1;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_EQ(status, 0);
+  EXPECT_EQ(files.outText(), "PROC-ERROR: execv fail, errno=2, errmsg=No such file or directory\n");
 }
 
 TEST_F(ProcessTest, AFailedExecutionLeavesTheParentsStreamsAndExitHandlersAlone) {

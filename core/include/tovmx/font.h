@@ -142,3 +142,7 @@ struct CoreTextDescription {
   std::vector<CoreTextRun> runs;              ///< from left to right
   std::vector<CoreMissingCharacter> missing;  ///< in the order of their positions
 };
+
+/// A number that grows whenever the fonts of this process change, as by CoreFontLoader::RegisterFontFile.
+/// While it stays, a text is drawn with the same fonts, and what was found of it holds. Any thread may ask.
+TOVMX_API std::uint64_t CoreFontGeneration() noexcept;
