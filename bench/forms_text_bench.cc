@@ -197,4 +197,17 @@ Form StartProcess(const char* name, std::size_t gigabytes, int descriptors) {
     {StartProcess("little", 0, 0), StartProcess("1_GiB", 1, 0), StartProcess("10000_descriptors", 0, 10000)},
     true);
 
+Form Wait(const char* name, int limit) {
+  return {name, [limit]() -> Work {
+            return [limit] {
+              tovkit::Process process;
+              process.start("/bin/true", 0, nullptr);
+              process.wait(limit);
+            };
+          }};
+}
+
+[[maybe_unused]] const bool kWait = bench::RegisterForms(
+    "form_wait_for_a_process", {Wait("without_a_limit", -1), Wait("with_a_limit", 10000)}, true);
+
 }  // namespace
