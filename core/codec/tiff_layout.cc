@@ -168,7 +168,7 @@ __m128i DivideBy255(__m128i values) {
 // Cyan, magenta, yellow and black, a byte each, into blue, green and red; four pixels at a time.
 void StoreInks(const std::uint8_t* from, std::uint8_t* out, int count) {
   const __m128i zero = _mm_setzero_si128();
-  const auto light = [zero](__m128i inks) {  // of two pixels, 16 bits an ink
+  const auto light = [](__m128i inks) {  // of two pixels, 16 bits an ink
     const __m128i left = _mm_sub_epi16(_mm_set1_epi16(255), inks);
     const __m128i ofBlack = _mm_shufflehi_epi16(_mm_shufflelo_epi16(left, 0xFF), 0xFF);
     const __m128i swapped = _mm_shufflehi_epi16(_mm_shufflelo_epi16(left, 0xC6), 0xC6);
