@@ -92,18 +92,18 @@ struct Desk {
                            };
                          }));
 
-[[maybe_unused]] const bool kDevice =
-    bench::RegisterForms("form_device_and_line_on", OnEveryKind([](std::shared_ptr<CoreDib> page) -> Work {
-                           return [page, fonts = Fonts()] {
-                             CoreBitmapDevice device(page.get());
-                             DrawAt(device, fonts, 100, 400);
-                             device.EndText();
-                             device.Flush();
-                           };
-                         }));
+[[maybe_unused]] const bool kDevice = bench::RegisterForms(
+    "form_device_and_line_on", OnEveryKind([](const std::shared_ptr<CoreDib>& page) -> Work {
+      return [page, fonts = Fonts()] {
+        CoreBitmapDevice device(page.get());
+        DrawAt(device, fonts, 100, 400);
+        device.EndText();
+        device.Flush();
+      };
+    }));
 
 [[maybe_unused]] const bool kFill =
-    bench::RegisterForms("form_fill_page", OnEveryKind([](std::shared_ptr<CoreDib> page) -> Work {
+    bench::RegisterForms("form_fill_page", OnEveryKind([](const std::shared_ptr<CoreDib>& page) -> Work {
                            return [page] {
                              CoreBitmapDevice device(page.get());
                              device.FillPage(0xFFF0F8FF);
