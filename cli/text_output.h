@@ -2,6 +2,8 @@
 // How texts from outside (file names, process names) are printed.
 #pragma once
 
+#include "jobs/number_text.h"
+
 #include <string>
 
 namespace cli {
@@ -13,7 +15,6 @@ bool IsControl(wchar_t c);
 // terminal.
 std::string Printable(const std::string& local);
 
-// The text, with "..." for the middle of every very long row of digits.
-std::string Shortened(const std::string& text);
+using jobs::Shortened;
 
 }  // namespace cli

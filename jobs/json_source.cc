@@ -118,9 +118,10 @@ TextPosition JsonSource::PositionOf(std::size_t offset) {
 Error JsonSource::ErrorAt(std::string_view pointer, const std::string& text, bool atName) {
   const std::size_t offset = OffsetOf(pointer, atName);
   const TextPosition position = PositionOf(offset);
-  return {ErrorKind::kInput,
-          name_ + ":" + std::to_string(position.line) + ":" + std::to_string(position.column), text,
-          ExcerptAt(text_, offset)};
+  return Error(ErrorKind::kInput,
+               name_ + ":" + std::to_string(position.line) + ":" + std::to_string(position.column), text,
+               ExcerptAt(text_, offset))
+      .At({position.line, position.column, std::string(pointer)});
 }
 
 }  // namespace jobs

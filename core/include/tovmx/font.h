@@ -142,3 +142,12 @@ struct CoreTextDescription {
   std::vector<CoreTextRun> runs;              ///< from left to right
   std::vector<CoreMissingCharacter> missing;  ///< in the order of their positions
 };
+
+/// The families that LoadFont finds by name in the sources of a mask of CoreFontSource, sorted by their
+/// bytes, each once and by its first name, UTF-8. Empty when the sources have no font. May be called from any
+/// thread.
+///
+/// \code{.cc}
+/// for (const CoreString& family : CoreListFontFamilies(kCoreFontAny)) std::puts(family.c_str());
+/// \endcode
+TOVMX_API CoreStringList<CoreString> CoreListFontFamilies(int source);
