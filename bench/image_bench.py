@@ -2,23 +2,18 @@
 # SPDX-License-Identifier: MIT
 """tovkit image beside vips, ImageMagick and Pillow, as whole processes, each once a round in random order.
 
-Takes the options of Google Benchmark that bench/page passes and writes its JSON, so that the rows stand on the page as
-those of the other programs do. Times are elapsed; each case comes once as it was measured and once less the median time
-that its command takes to start and end ("_less_start"). Before the clock starts the sizes of all results are compared.
+Each case comes once as it was measured and once less the median time that its command takes to start and end
+("_less_start"). Before the clock starts the sizes of all results are compared.
 """
-import argparse
-import json
 import os
 import pathlib
-import random
-import re
 import statistics
 import subprocess
 import sys
-import tempfile
-import time
 
-TOVKIT = pathlib.Path(__file__).resolve().parent.parent / "cli/tovkit"
+import process_rows
+from process_rows import TOVKIT
+
 SETUP = """
 import numpy
 from PIL import Image
@@ -96,82 +91,30 @@ STARTS = {"tovkit": [str(TOVKIT), "--version"], "vips": ["vips", "--version"],
           "pillow": ["/usr/bin/python3", "-c", "from PIL import Image, ImageOps; Image.preinit()"]}
 
 
-def seconds(command):
-    start = time.monotonic()
-    subprocess.run(command, check=True, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL)
-    return time.monotonic() - start
-
-
 def check_results(case, of_case):
     """Everybody did the same job."""
     sizes = {}
     for who, command in of_case.items():
         subprocess.run(command, check=True, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL)
         out = next(str(path) for path in pathlib.Path(".").glob(f"{who}.*"))
-        told = subprocess.run([TOVKIT, "image", out, "--info"], check=True, capture_output=True, text=True).stdout
-        sizes[who] = re.search(r"^size: (.*)$", told, re.MULTILINE).group(1)
+        sizes[who] = process_rows.picture_size(out)
         os.remove(out)
     if len(set(sizes.values())) != 1:
         sys.exit(f"{case}: the results differ: {sizes}")
 
 
-def measure(wanted, rounds):
-    """Seconds of each round by (case, who)."""
-    subprocess.run(["/usr/bin/python3", "-c", SETUP], check=True)
+def families(wanted, rounds):
+    """Each case, and again without the starts."""
     jobs = {(case, who): command for case, of_case in wanted.items() for who, command in of_case.items()}
     jobs.update({("start", who): command for who, command in STARTS.items()})
-    for case, of_case in wanted.items():
-        check_results(case, of_case)
-    times = {job: [] for job in jobs}
-    for _ in range(rounds):
-        for job in random.sample(list(jobs), len(jobs)):
-            times[job].append(seconds(jobs[job]))
-    return times
-
-
-def rows(times):
-    """Google Benchmark's runs: each case, and again without the starts."""
+    times = process_rows.measure(jobs, rounds)
     starts = {who: statistics.median(values) for (case, who), values in times.items() if case == "start"}
-    families = []
     for (case, who), values in times.items():
-        families.append((f"image/{case}/{who}/real_time", values))
+        yield f"image/{case}/{who}/real_time", values
     for (case, who), values in times.items():
         if case != "start":
-            families.append((f"image/{case}_less_start/{who}/real_time", [max(v - starts[who], 1e-6) for v in values]))
-    for family, (name, values) in enumerate(families):
-        for repetition, value in enumerate(values):
-            yield {"name": name, "family_index": family, "per_family_instance_index": 0, "run_type": "iteration",
-                   "repetition_index": repetition, "real_time": value * 1e3, "cpu_time": value * 1e3, "time_unit": "ms"}
+            yield f"image/{case}_less_start/{who}/real_time", [max(v - starts[who], 1e-6) for v in values]
 
 
-def main():
-    parser = argparse.ArgumentParser(description=__doc__)
-    parser.add_argument("--benchmark_filter", default=".")
-    parser.add_argument("--benchmark_list_tests", default="false")
-    parser.add_argument("--benchmark_repetitions", type=int, default=9)
-    parser.add_argument("--benchmark_out")
-    arguments, _ = parser.parse_known_args()
-    wanted = {case: of_case for case, of_case in cases().items()
-              if any(re.search(arguments.benchmark_filter, f"image/{case}/{who}") for who in of_case)}
-    if arguments.benchmark_list_tests == "true":
-        for case, of_case in wanted.items():
-            print(*(f"image/{case}/{who}" for who in of_case), sep="\n")
-        return
-    if not wanted:
-        return
-    context = {"date": time.strftime("%Y-%m-%dT%H:%M:%S"), "load_avg": list(os.getloadavg())}
-    out = os.path.abspath(arguments.benchmark_out) if arguments.benchmark_out else None
-    with tempfile.TemporaryDirectory(prefix="image-") as scratch:
-        os.chdir(scratch)
-        runs = list(rows(measure(wanted, arguments.benchmark_repetitions)))
-        os.chdir("/")
-    document = {"context": context, "benchmarks": runs}
-    if out:
-        pathlib.Path(out).write_text(json.dumps(document), encoding="utf-8")
-    else:
-        for name in dict.fromkeys(run["name"] for run in runs):
-            values = [run["real_time"] for run in runs if run["name"] == name]
-            print(f"{name:50} {statistics.median(values):9.1f} ms")
-
-
-main()
+process_rows.main("image", __doc__, cases, check_results,
+                  lambda: subprocess.run(["/usr/bin/python3", "-c", SETUP], check=True), families)

@@ -5,6 +5,7 @@
 
 #include "batch_sink.h"
 #include "error.h"
+#include "failure.h"
 #include "input_file.h"
 
 #include "jobs/folder.h"
@@ -77,29 +78,61 @@ Source OpenSource(const std::string& file) {
   return source;
 }
 
-void PrepareFolders(const jobs::RunnerOptions& runner) {
-  std::error_code error;
-  std::filesystem::create_directories(runner.directory, error);
-  const jobs::Folder directory(runner.directory, jobs::ErrorKind::kOutput);
-  if (!runner.input.empty()) const jobs::Folder input(runner.input, jobs::ErrorKind::kInput);
+void MakeFolder(const jobs::RunnerOptions& runner) {
+  // Where that fails, the jobs that need the folder do.
+  std::error_code ignored;
+  std::filesystem::create_directories(runner.directory, ignored);
 }
 
 std::optional<jobs::Shard> ChooseShard(const std::string& text) {
   if (text.empty()) return std::nullopt;
   try {
-    const jobs::Shard shard = jobs::ParseShard(text, [](const char* name) { return std::getenv(name); });
-    std::fprintf(stderr, "tovkit: shard %ju/%ju\n", static_cast<std::uintmax_t>(shard.index),
-                 static_cast<std::uintmax_t>(shard.count));
+    std::string note;
+    const jobs::Shard shard = jobs::ParseShard(
+        text, [](const char* name) { return std::getenv(name); }, &note);
+    std::fprintf(stderr, "tovkit: shard %ju/%ju%s\n", static_cast<std::uintmax_t>(shard.index),
+                 static_cast<std::uintmax_t>(shard.count), note.empty() ? "" : ("; " + note).c_str());
     return shard;
   } catch (const jobs::ShardError& e) {
     throw UsageError(std::string("--shard: ") + e.what());
   }
 }
 
+// What the batch reads and writes may lie in the folder of outputs.
+void Keep(int fd, const char* why, std::vector<jobs::KeptFile>& kept) {
+  struct stat status = {};
+  if (fstat(fd, &status) == 0 && S_ISREG(status.st_mode)) kept.push_back({status.st_dev, status.st_ino, why});
+}
+
+void KeepInputs(const BatchOptions& options, int jobs, std::vector<jobs::KeptFile>& kept) {
+  std::vector<std::string> names = options.executor.runner.fonts;
+  if (!options.templateFile.empty()) names.push_back(options.templateFile);
+  constexpr char kRead[] = "the batch reads this file";
+  Keep(jobs, kRead, kept);
+  for (const std::string& name : names) {
+    const jobs::OpenDescriptor file(open(name.c_str(), O_PATH | O_CLOEXEC));
+    Keep(file.get(), kRead, kept);
+  }
+}
+
+void CheckResultsName(const BatchOptions& options, const std::string& jobs, const std::string& results) {
+  if (IsSameFile(jobs == "-" ? "/dev/stdin" : jobs, results)) {
+    throw UsageError("--results: " + results + " holds the jobs");
+  }
+  std::vector<std::string> others = options.executor.runner.fonts;
+  others.push_back(options.templateFile);
+  for (const std::string& other : others) {
+    if (IsSameFile(other, results)) throw UsageError("--results: the batch reads " + results);
+  }
+}
+
 std::string ResultsName(std::string name, const jobs::Shard& shard) {
   constexpr std::string_view kPlace = "{shard}";
-  const std::size_t at = name.find(kPlace);
-  return at == std::string::npos ? name : name.replace(at, kPlace.size(), std::to_string(shard.index));
+  const std::string number = std::to_string(shard.index);
+  for (std::size_t at = 0; (at = name.find(kPlace, at)) != std::string::npos; at += number.size()) {
+    name.replace(at, kPlace.size(), number);
+  }
+  return name;
 }
 
 jobs::FileSource::Format FormatOf(const std::string& dataFile) {
@@ -111,6 +144,7 @@ jobs::FileSource::Format FormatOf(const std::string& dataFile) {
 void TellEnd(const BatchSink& sink, bool finished, bool interrupted) {
   if (interrupted && !finished) throw CommandError("interrupted with jobs left to do", kInterrupted);
   if (sink.failed() == 0) return;
+  if (const auto& result = sink.firstMisread()) PrintMessage(result->message, *result->excerpt);
   const std::string left = sink.left() == 0 ? "" : ", " + std::to_string(sink.left()) + " were not begun";
   throw CommandError(std::to_string(sink.failed()) + " of " + std::to_string(sink.total()) + " jobs failed" +
                      left);
@@ -145,9 +179,10 @@ void RunBatch(BatchOptions options) {
   }
   const jobs::Shard shard = ChooseShard(options.shard).value_or(jobs::Shard());
   jobs::RunnerOptions& runner = options.executor.runner;
-  PrepareFolders(runner);
+  MakeFolder(runner);
   if (!options.templateFile.empty()) {
     runner.jobTemplate = JobInput(options.templateFile).ReadAll(kLongestTemplate, "the template is too long");
+    jobs::ParseJobLine(runner.jobTemplate, InputName(options.templateFile));
   }
   const std::string& file = options.templateFile.empty() ? options.files.front() : options.dataFile;
   const Source source = OpenSource(file);
@@ -158,24 +193,25 @@ void RunBatch(BatchOptions options) {
   jobs::IdIndex index;
   if (!options.results.empty()) {
     const std::string name = ResultsName(options.results, shard);
-    if (IsSameFile(file == "-" ? "/dev/stdin" : file, name)) {
-      throw UsageError("--results: " + name + " holds the jobs");
-    }
+    CheckResultsName(options, file, name);
     results = std::make_unique<jobs::ResultsFile>(name);
     if (options.resume) results->ReadInto(index);
   }
-  jobs::SelectedSource selected(lines, shard, index);
+  KeepInputs(options, source.fd, runner.kept);
+  Keep(results ? results->descriptor() : STDOUT_FILENO, "the batch writes its results there", runner.kept);
+  jobs::SelectedSource selected(lines, shard, index, runner.directory, options.resume && results->stood());
   jobs::StopRequest stop;
   const Stopping stopping(stop);
   BatchProgress progress(options.progress, source.size, [&lines] { return lines.offset(); });
   bool givenUp = false;
-  BatchSink sink(results.get(), progress, [&] {
+  BatchSink sink(results.get(), progress, stop, {source.name, InputName(options.templateFile)}, [&] {
     if (!options.failFast || stop.level() != jobs::StopRequest::kNone) return;
     givenUp = true;
     stop.GiveUp();
   });
   const bool finished = jobs::Executor(options.executor).Run(selected, sink, stop);
   if (givenUp && !finished) SkipTheRest(selected, sink, stop);
+  sink.Finish();
   progress.End();
   const bool killed = stop.level() == jobs::StopRequest::kNow;
   const bool hasMore = killed || !selected.IsReady() || selected.Next();

@@ -2,35 +2,41 @@
 // Lines are collected and written in large pieces, since a batch may have millions of them.
 #include "batch_sink.h"
 
+#include "batch.h"
 #include "error.h"
-
-#include <unistd.h>
-
-#include <cerrno>
-#include <cstring>
 
 namespace cli {
 
 namespace {
 
 constexpr std::size_t kWrittenAtOnce = 1 << 16;
+constexpr std::size_t kMostHeld = 1 << 20;  // bytes that standard output did not take
 
 }  // namespace
-
-void WriteToStandardOutput(const std::string& text) {
-  for (std::size_t at = 0; at < text.size();) {
-    const ssize_t length = write(STDOUT_FILENO, text.data() + at, text.size() - at);
-    if (length < 0 && errno == EINTR) continue;
-    if (length < 0) throw CommandError(std::string("cannot write standard output: ") + std::strerror(errno));
-    at += static_cast<std::size_t>(length);
-  }
-}
 
 void BatchSink::Notice(const jobs::JobResult& result) {
   if (result.kind != jobs::FailureKind::kNone) failing_();
 }
 
-void BatchSink::Take(const jobs::JobResult& result) {
+// A worker knows no files: it calls the text of its job "job" and the template "template".
+std::string BatchSink::MessageOf(const jobs::JobResult& result) const {
+  const std::string job = std::string(jobs::kJobName) + ":1:";
+  const std::string jobTemplate = std::string(jobs::kTemplateName) + ":";
+  const auto begins = [&result](const std::string& text) {
+    return result.message.compare(0, text.size(), text) == 0;
+  };
+  if (!result.excerpt || result.line == 0) return result.message;
+  if (begins(job)) {
+    return names_.jobs + ":" + std::to_string(result.line) + ":" + result.message.substr(job.size());
+  }
+  return begins(jobTemplate) ? names_.jobTemplate + ":" + result.message.substr(jobTemplate.size())
+                             : result.message;
+}
+
+void BatchSink::Take(const jobs::JobResult& taken) {
+  jobs::JobResult result = taken;
+  result.message = MessageOf(taken);
+  if (result.excerpt && !firstMisread_) firstMisread_ = result;
   const bool failed = result.kind != jobs::FailureKind::kNone;
   const bool skipped = result.state == jobs::JobState::kSkipped;
   ++total_;
@@ -59,9 +65,30 @@ void BatchSink::Pause() {
 }
 
 void BatchSink::Write() {
-  if (lines_.empty()) return;
-  file_ != nullptr ? file_->Append(lines_) : WriteToStandardOutput(lines_);
+  if (file_ != nullptr) {
+    if (!lines_.empty()) file_->Append(lines_);
+    lines_.clear();
+    return;
+  }
+  standardOutput_.Write(lines_);
   lines_.clear();
+  // Jobs wait for a reader that is slow; those that run at a request to stop do not.
+  while (standardOutput_.held() > kMostHeld && stop_.level() == jobs::StopRequest::kNone) {
+    StandardOutput::Await(stop_.descriptor());
+    standardOutput_.Write("");
+    progress_.Show();
+  }
+}
+
+void BatchSink::Finish() {
+  Write();
+  while (standardOutput_.held() != 0) {
+    if (stop_.level() == jobs::StopRequest::kNow) {
+      throw CommandError("interrupted before standard output took all results", kInterrupted);
+    }
+    StandardOutput::Await(-1);
+    standardOutput_.Write("");
+  }
 }
 
 }  // namespace cli

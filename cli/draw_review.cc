@@ -14,15 +14,15 @@
 namespace cli {
 
 std::optional<jobs::TextReview::Mask> ParseFindings(const std::string& names) {
-  if (names == "all") return jobs::TextReview::kAll;
   jobs::TextReview::Mask mask = 0;
   for (std::size_t from = 0; from <= names.size();) {
-    const std::size_t to = std::min(names.find(',', from), names.size());
+    // Several options are joined with line feeds.
+    const std::size_t to = std::min(names.find_first_of(",\n", from), names.size());
     const std::string name = names.substr(from, to - from);
     const auto& known = jobs::FindingNames();
     const auto found = std::find(known.begin(), known.end(), name);
-    if (found == known.end()) return std::nullopt;
-    mask |= 1U << (found - known.begin());
+    if (found == known.end() && name != "all") return std::nullopt;
+    mask |= name == "all" ? jobs::TextReview::kAll : 1U << (found - known.begin());
     from = to + 1;
   }
   return mask;

@@ -22,7 +22,8 @@ struct ReviewOptions {
   bool quiet = false;
 };
 
-// The kinds that are named, every one by "all". Nothing when one of them is unknown.
+// The kinds that are named, with commas between them; "all" names every one. Nothing when one of them is
+// unknown.
 [[nodiscard]] std::optional<jobs::TextReview::Mask> ParseFindings(const std::string& names);
 
 class DrawReview {

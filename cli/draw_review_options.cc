@@ -19,8 +19,9 @@ void AddReviewOptions(CLI::App& draw, ReviewOptions& options) {
           "--strict{all}", options.strict,
           "Fail and draw nothing for characters without a glyph, fonts that are named and not installed, "
           "keys that are not used as they stand, ink outside the page: glyphs, fonts, keys, clip, or "
-          "some of them with commas between")
+          "some of them with commas between; several --strict add up")
       ->type_name("KINDS")
+      ->multi_option_policy(CLI::MultiOptionPolicy::Join)
       ->check([](const std::string& names) {
         return ParseFindings(names) ? std::string()
                                     : "'" + names + "' is not made of glyphs, fonts, keys and clip";

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The caret is placed by columns, not characters, because wide characters take two. The text is foreign:
-// control characters never reach the terminal.
+// The caret is placed by columns, not characters, because wide characters take two and escapes several. The
+// text is foreign: control characters never reach the terminal.
 #include "failure.h"
 
 #include "error.h"
@@ -11,10 +11,12 @@
 #include <unistd.h>
 #include <uniwidth.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
+#include <string_view>
 
 namespace cli {
 
@@ -25,15 +27,26 @@ bool IsColored() {
   return isatty(STDERR_FILENO) == 1 && (noColor == nullptr || *noColor == '\0');
 }
 
-void PrintExcerpt(const jobs::Excerpt& excerpt) {
-  std::wstring line = tovkit::Utf8ToWide(excerpt.line.c_str(), static_cast<int>(excerpt.line.size()));
-  for (wchar_t& c : line) {
-    if (IsControl(c)) c = c == '\t' ? L' ' : L'?';
-    if (c >= 0xD800 && c <= 0xDFFF) c = L'\xFFFD';  // a byte that is no text
+// A tab shows as a space. Conversion ends at a NUL, so it is done piece by piece.
+std::wstring Shown(std::string_view utf8) {
+  std::wstring text;
+  for (;;) {
+    const std::size_t nul = utf8.find('\0');
+    const std::string piece(utf8.substr(0, nul));
+    text += tovkit::Utf8ToWide(piece.c_str(), static_cast<int>(piece.size()));
+    if (nul == std::string_view::npos) break;
+    text += L'\0';
+    utf8.remove_prefix(nul + 1);
   }
+  std::replace(text.begin(), text.end(), L'\t', L' ');
+  return Printable(text);
+}
+
+void PrintExcerpt(const jobs::Excerpt& excerpt) {
+  const std::wstring line = Shown(excerpt.line);
   std::size_t columns = 0;
-  for (const wchar_t c : tovkit::Utf8ToWide(excerpt.line.c_str(), static_cast<int>(excerpt.at))) {
-    // Marks take no column, and what stands for a control character takes one.
+  for (const wchar_t c : Shown(std::string_view(excerpt.line).substr(0, excerpt.at))) {
+    // Marks take no column.
     const int width = uc_width(static_cast<ucs4_t>(c), "UTF-8");
     columns += width < 0 ? 1 : static_cast<std::size_t>(width);
   }
@@ -56,6 +69,11 @@ void PrintFindings(const FindingsError& findings) {
 
 void PrintMessage(const std::string& text) {
   std::fprintf(stderr, "tovkit: %s\n", Printable(Shortened(text)).c_str());
+}
+
+void PrintMessage(const std::string& text, const jobs::Excerpt& excerpt) {
+  PrintMessage(text);
+  PrintExcerpt(excerpt);
 }
 
 void PrintFailure(const std::exception_ptr& failure) {

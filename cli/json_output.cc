@@ -19,8 +19,9 @@ using tovkit::SharedPtr;
 
 void PrintString(const char* utf8) {
   std::putchar('"');
+  // What a terminal must not get is an escape of JSON. Beyond U+FFFF there is none of it.
   for (const wchar_t c : tovkit::Utf8ToWide(utf8, -1)) {
-    if (IsControl(c) || (c >= 0xd800 && c <= 0xdfff)) {
+    if (IsEscaped(c) && c <= 0xffff) {
       std::printf("\\u%04x", static_cast<unsigned>(c));
     } else {
       if (c == '"' || c == '\\') std::putchar('\\');

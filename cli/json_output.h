@@ -10,7 +10,7 @@ tovkit::SharedPtr<tovkit::JsonValue> NewJsonArray();
 
 // Prints an array, an element a line, with spaces behind commas and colons. A byte that is no UTF-8, as in
 // some file names, becomes an escape from \udc80 to \udcff, so that the name can be found again. Control
-// characters are escapes too. Precondition: the document is not deep.
+// characters and those that cannot be seen are escapes too. Precondition: the document is not deep.
 void PrintJsonLines(const tovkit::SharedPtr<tovkit::JsonValue>& array);
 
 // Prints an object in the same way, a member a line.

@@ -19,9 +19,9 @@ namespace {
 using tovkit::JsonValue;
 using tovkit::SharedPtr;
 
-std::string Local(const char* utf8) { return Printable(tovkit::Utf8ToLocal(utf8, -1)); }
-
-std::string Text(const JsonValue& object, const char* key) { return Local(object.GetMemberString(key, "")); }
+std::string Text(const JsonValue& object, const char* key) {
+  return PrintableUtf8(object.GetMemberString(key, ""));
+}
 
 void PrintRow(const char* what, const std::string& text) { std::printf("  %-9s %s\n", what, text.c_str()); }
 

@@ -86,6 +86,8 @@ HitTestDetail HitTestPathDetail(const CorePointF& point, float tolerance, const 
   if (testFill && !detail.hit) {
     HitVisitor<true> inside = {query};
     detail.hit = CoreWalkPath(path.GetPoints(), count, inside);
+    static_assert(+kRayRight == kHitTestRayRight && +kRayDown == kHitTestRayDown &&
+                  +kRayLeft == kHitTestRayLeft && +kRayUp == kHitTestRayUp);
     detail.rays = kEveryRay & ~inside.missing;
   }
   return detail;

@@ -3,6 +3,7 @@
 // DrawTextOnDevice draws, so the two cannot disagree.
 #include "character_name.h"
 #include "description_check.h"
+#include "kept_reports.h"
 #include "report_text.h"
 #include "text_request.h"
 #include "tovkit/imaging.h"
@@ -116,6 +117,7 @@ void DescribeWarnings(const JsonValue& description, const TextRequest& request, 
     entry->SetMemberString("kind", warning.kind);
     SetText(*entry, "message", warning.message);
     if (!warning.nearest.empty()) SetText(*entry, "nearest", warning.nearest);
+    if (warning.member >= 0) entry->SetMemberInt("member", warning.member);
   }
 }
 
@@ -145,11 +147,15 @@ bool DescribeLine(const TextRequest& request, std::uint32_t limit, JsonValue& re
 // NOLINTNEXTLINE(performance-unnecessary-value-param): handles are passed by value throughout
 SharedPtr<JsonValue> DescribeText(SharedPtr<const JsonValue> description, std::uint32_t limit) {
   if (!description) return {};
+  KeptReports& kept = KeptReports::ForThisThread();
+  const ReportKey key = KeptReports::KeyOf(*description, limit);
+  if (SharedPtr<JsonValue> copy = kept.Copy(key)) return copy;
   SharedPtr<JsonValue> report = Json::Parse(nullptr, 0, nullptr);
   report->SetMemberBool("drawable", false);
   const TextRequest request = ReadTextRequest(*description);
   if (DescribeLine(request, limit, *report)) report->SetMemberBool("drawable", true);
   DescribeWarnings(*description, request, limit, *report);
+  kept.Offer(key, report);
   return report;
 }
 

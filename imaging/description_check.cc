@@ -170,27 +170,30 @@ class Checker {
   DescriptionCheck Take() { return std::move(check_); }
 
  private:
-  void Warn(const char* kind, std::string pointer, std::string message, std::string nearest = "") {
+  void Warn(const char* kind, std::string pointer, std::string message, std::string nearest = "",
+            int member = -1) {
     ++check_.count;
     if (check_.warnings.size() >= limit_) return;
-    check_.warnings.push_back({kind, std::move(pointer), std::move(message), std::move(nearest)});
+    check_.warnings.push_back({kind, std::move(pointer), std::move(message), std::move(nearest), member});
   }
 
   void CheckKeys(const JsonValue& object, const std::string& where, const KeyRules& rules,
                  const KeyRules& elsewhere) {
     std::vector<bool> seen(rules.size());
+    int member = -1;
     for (const CoreString& name : object.GetMemberNames()) {
       const std::string key = Whole(name);
+      ++member;
       const auto rule =
           std::find_if(rules.begin(), rules.end(), [&key](const KeyRule& r) { return r.name == key; });
       if (rule == rules.end()) {
-        WarnOfUnknown(key.c_str(), where, rules, elsewhere);
+        WarnOfUnknown(key.c_str(), member, where, rules, elsewhere);
         continue;
       }
       const auto index = static_cast<std::size_t>(rule - rules.begin());
       if (seen[index]) {
         Warn("duplicate-key", PointerTo(where, rule->name),
-             Quoted(rule->name) + " stands here twice; the first counts");
+             Quoted(rule->name) + " stands here twice; the first counts", "", member);
       } else {
         CheckType(*object.GetMember(rule->name), where, *rule);
       }
@@ -199,7 +202,7 @@ class Checker {
   }
 
   // The texts of a warning are made only when it is kept.
-  void WarnOfUnknown(const char* key, const std::string& where, const KeyRules& rules,
+  void WarnOfUnknown(const char* key, int member, const std::string& where, const KeyRules& rules,
                      const KeyRules& elsewhere) {
     if (check_.warnings.size() >= limit_) {
       ++check_.count;
@@ -220,7 +223,7 @@ class Checker {
       for (const std::string& name : NamesOf(rules)) all += (all.empty() ? "" : ", ") + name;
       message += "; there are " + all;
     }
-    Warn("unknown-key", PointerTo(where, key), std::move(message), std::move(nearest));
+    Warn("unknown-key", PointerTo(where, key), std::move(message), std::move(nearest), member);
   }
 
   static std::vector<std::string> NamesOf(const KeyRules& rules) {

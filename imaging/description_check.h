@@ -21,6 +21,9 @@ struct DescriptionWarning {
   std::string pointer;  // RFC 6901, from the description
   std::string message;
   std::string nearest;  // for an unknown key, the known one that may be meant; else empty
+  // For a key, which member of its object it is, from 0; else -1. A pointer cannot tell keys of the same name
+  // apart, nor name one whose bytes are no UTF-8.
+  int member;
 };
 
 struct DescriptionCheck {

@@ -9,10 +9,21 @@ namespace jobs {
 
 namespace {
 
+// Whether each run of digits is a number from 0 to 255.
+bool HoldsBytes(const std::string& text) {
+  int number = 0;
+  for (const char c : text) {
+    number = c == ' ' ? 0 : 10 * number + (c - '0');
+    if (number > 255) return false;
+  }
+  return true;
+}
+
 bool IsColorText(const std::string& text) {
   const bool isHex = text[0] == '#';
   return text.find_first_not_of(isHex ? "0123456789abcdefABCDEF" : "0123456789 ", isHex ? 1 : 0) ==
-         std::string::npos;
+             std::string::npos &&
+         (isHex || HoldsBytes(text));
 }
 
 }  // namespace

@@ -19,7 +19,6 @@ namespace {
 using Clock = WorkerProcess::Clock;
 
 constexpr double kSecondsAhead = 0.02;   // of work that a worker has at hand
-constexpr std::size_t kMostAhead = 128;  // jobs
 constexpr std::size_t kBytesAhead = 1 << 18;
 constexpr int kVainStarts = 10;
 constexpr std::chrono::seconds kStartLimit{60};
@@ -130,13 +129,15 @@ void CrewMember::Handle(WireReader message, const Deliver& deliver) {
     JobResult result = message.TakeResult();
     // Results come in the order of the jobs.
     if (jobs_.empty() || sequence != jobs_.front().sequence) throw BrokenMessage("a result of no job");
-    result.id = std::move(jobs_.front().job.id);
-    result.attempts = jobs_.front().attempts;
-    result.worker = number_;
-    bytes_ -= jobs_.front().job.text.size();
+    const RunningJob job = std::move(jobs_.front());
     jobs_.pop_front();
+    result.id = job.job.id;
+    result.attempts = job.attempts;
+    result.worker = number_;
+    result.line = job.job.line;
+    bytes_ -= job.job.text.size();
     secondsPerJob_ += kWeight * (result.seconds - secondsPerJob_);
-    deliver(sequence, std::move(result));
+    deliver(job, std::move(result));
   }
 }
 
@@ -149,6 +150,7 @@ std::optional<CrewMember::Blame> CrewMember::Replace(std::deque<RunningJob>& aga
   worker_->Kill();
   std::string end = worker_->WaitForEnd();
   if (confused_) end = "sent what is no result";
+  MarkWritten();
   if (!ready_ && ++vainStarts_ == kVainStarts) {
     throw Error(ErrorKind::kLimit, options_.program, "workers end before they begin: " + end);
   }
@@ -156,7 +158,7 @@ std::optional<CrewMember::Blame> CrewMember::Replace(std::deque<RunningJob>& aga
   for (; !jobs_.empty(); jobs_.pop_back()) {
     if (running != 0 && jobs_.back().sequence == running) {
       blame = Blame{std::move(jobs_.back()), late, seconds,
-                    late ? "job: " + WhyLate() : "job: the worker " + end};
+                    late ? "job: " + WhyLate() : "job: the worker " + end, worker_->HashOf(running)};
     } else {
       again.push_front(std::move(jobs_.back()));
     }
@@ -165,6 +167,15 @@ std::optional<CrewMember::Blame> CrewMember::Replace(std::deque<RunningJob>& aga
   added_ = WireWriter();
   Start();
   return blame;
+}
+
+// Jobs run in their order: the outputs up to the last that was written may stand, and nobody will tell of
+// them.
+void CrewMember::MarkWritten() {
+  const auto last = std::find_if(jobs_.rbegin(), jobs_.rend(), [this](const RunningJob& job) {
+    return job.sequence == worker_->Written();
+  });
+  std::for_each(last, jobs_.rend(), [](RunningJob& job) { job.job.mayStand = true; });
 }
 
 std::string CrewMember::WhyLate() const {

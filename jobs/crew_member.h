@@ -25,7 +25,7 @@ struct RunningJob {
 
 class CrewMember {
  public:
-  using Deliver = std::function<void(std::uint64_t sequence, JobResult&& result)>;
+  using Deliver = std::function<void(const RunningJob& job, JobResult&& result)>;
 
   // Why a worker ended while it ran this job.
   struct Blame {
@@ -33,6 +33,7 @@ class CrewMember {
     bool late = false;
     double seconds = 0;
     std::string text;
+    std::string jobHash;  // empty when the worker did not get so far
   };
 
   // Number and options stay the caller's. Throws Error when the worker cannot be started.
@@ -69,6 +70,7 @@ class CrewMember {
   void Start();
   void Handle(WireReader message, const Deliver& deliver);
   std::chrono::nanoseconds Lateness() const;
+  void MarkWritten();
   std::string WhyLate() const;
 
   const ExecutorOptions& options_;

@@ -4,7 +4,6 @@
 
 #include "drawing.h"
 #include "error.h"
-#include "json_source.h"
 #include "page.h"
 #include "picture_reader.h"
 #include "picture_steps.h"
@@ -24,13 +23,11 @@ namespace {
 
 std::vector<Drawing> ReadDrawings(const DrawJob& job) {
   std::vector<Drawing> drawings(job.onePage ? 1 : 0);
-  for (const Input& input : job.descriptions) {
-    if (job.onePage) {
-      drawings.front().AddLines(std::make_shared<JsonSource>(input));
-    } else {
-      AddPages(std::make_shared<JsonSource>(input), drawings);
-    }
-  }
+  const auto add = [&](const std::shared_ptr<JsonSource>& source) {
+    job.onePage ? drawings.front().AddLines(source) : AddPages(source, drawings);
+  };
+  if (job.source) add(job.source);
+  for (const Input& input : job.descriptions) add(std::make_shared<JsonSource>(input));
   return drawings;
 }
 

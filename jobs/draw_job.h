@@ -8,6 +8,7 @@
 #pragma once
 
 #include "input.h"
+#include "json_source.h"
 #include "observer.h"
 #include "output.h"
 #include "output_format.h"
@@ -16,6 +17,7 @@
 #include <tovmx/geometry.h>
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -39,6 +41,8 @@ struct DrawJob {
   const CoreDib* underPicture = nullptr;
   int underOrientation = 1;
   int effort = 0;  // 1 to 9, of a picture; 0 is the format's default
+  // A description that is read already; it comes before the others.
+  std::shared_ptr<JsonSource> source = nullptr;
 };
 
 // Throws Error; an output file then stays as it was.

@@ -3,6 +3,7 @@
 // both use the same code and cannot differ.
 #include "drawing.h"
 
+#include "text_review.h"
 #include "translated_device.h"
 
 #include <tovkit/imaging.h>
@@ -40,7 +41,7 @@ Error NoText(const MeasuredLine& line) {
     if (!isType && !isName) continue;
     std::string message = one->GetMemberString("message", "");
     if (isType) message.resize(std::min(message.rfind("; "), message.size()));  // that nothing is drawn
-    return line.source->ErrorAt(line.pointer + pointer, none + message, isName);
+    return line.source->ErrorAtOffset(OffsetOfWarning(line, *one), line.pointer + pointer, none + message);
   }
   const CoreStringList<CoreString> names = line.description->GetMemberNames();
   if (line.description->HasMember("Content") || names.GetCount() == 0) {

@@ -7,6 +7,7 @@
 #include "crew_member.h"
 #include "error.h"
 #include "folder.h"
+#include "sha256.h"
 #include "worker_process.h"
 
 #include <poll.h>
@@ -124,8 +125,8 @@ class Execution {
   }
 
   void Collect(CrewMember& member) {
-    const bool alive = member.Collect(
-        [this](std::uint64_t sequence, JobResult&& result) { Deliver(sequence, std::move(result)); });
+    const bool alive =
+        member.Collect([this](const RunningJob& job, JobResult&& result) { Settle(job, std::move(result)); });
     if (alive) return;
     std::optional<CrewMember::Blame> blame = member.Replace(again_);
     if (!blame) return;
@@ -135,7 +136,28 @@ class Execution {
       member.SendJobs();
       return;
     }
-    Deliver(blame->job.sequence, Quarantined(*blame, member.number()));
+    Settle(blame->job, Quarantined(*blame, member.number()));
+  }
+
+  void Settle(const RunningJob& job, JobResult&& result) {
+    if (result.kind != FailureKind::kNone && job.job.mayStand) RemoveUntold(job.job);
+    Deliver(job.sequence, std::move(result));
+  }
+
+  // Removes what stands of a job that has failed, unless an earlier result tells of it.
+  void RemoveUntold(const QueuedJob& job) const {
+    if (job.out.empty()) return;
+    const Folder directory(options_.runner.directory, ErrorKind::kOutput, options_.runner.kept);
+    if (!job.earlier || !IsToldOf(directory, job)) directory.RemoveFile(job.out);
+  }
+
+  static bool IsToldOf(const Folder& directory, const QueuedJob& job) {
+    try {
+      const std::string hash = Sha256OfFile(directory.OpenFile(job.out).get());
+      return hash.compare(0, job.earlier->outputHash.size(), job.earlier->outputHash) == 0;
+    } catch (const Error&) {
+      return false;
+    }
   }
 
   static JobResult Quarantined(const CrewMember::Blame& blame, int worker) {
@@ -144,6 +166,7 @@ class Execution {
     result.state = JobState::kQuarantined;
     result.kind = blame.late ? FailureKind::kDeadline : FailureKind::kCrash;
     result.message = blame.text;
+    result.jobHash = blame.jobHash;
     result.seconds = blame.seconds;
     result.attempts = 2;
     result.worker = worker;

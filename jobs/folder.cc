@@ -11,9 +11,13 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <cstring>
+#include <exception>
+#include <filesystem>
+#include <system_error>
 
 namespace jobs {
 
@@ -64,6 +68,17 @@ bool WriteAll(int fd, std::string_view bytes) {
   return true;
 }
 
+// The path of the file in an open folder.
+std::string NameIn(const OpenDescriptor& folder, const std::string& file) {
+  return "/proc/self/fd/" + std::to_string(folder.get()) + "/" + file;
+}
+
+// Where the descriptor's file is; empty when that is not known.
+std::string PathOfDescriptor(int fd) {
+  std::error_code error;
+  return std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(fd), error).string();
+}
+
 const char* WhyNoName(const std::string& name) {
   if (name.empty()) return "the name is empty";
   if (name.find('\0') != std::string::npos) return "the name holds a NUL character";
@@ -86,8 +101,12 @@ OpenDescriptor::~OpenDescriptor() {
   if (fd_ >= 0) close(fd_);
 }
 
-Folder::Folder(std::string path, ErrorKind kind)
-    : path_(std::move(path)), kind_(kind), root_(open(path_.c_str(), kFolderFlags)), openError_(errno) {}
+Folder::Folder(std::string path, ErrorKind kind, std::vector<KeptFile> kept)
+    : path_(std::move(path)),
+      kind_(kind),
+      root_(open(path_.c_str(), kFolderFlags)),
+      openError_(errno),
+      kept_(std::move(kept)) {}
 
 void Folder::Check() const {
   if (root_.get() >= 0) return;
@@ -105,6 +124,30 @@ void Folder::FailWithErrno(const std::string& name, const char* what) const {
 void Folder::CheckName(const std::string& name) const {
   if (const char* const why = WhyNoName(name))
     throw Error(ErrorKind::kInput, name.empty() ? "''" : name, why);
+}
+
+void Folder::CheckOutputName(const std::string& name) const {
+  CheckName(name);
+  const std::string prefix = TemporaryFile::kPrefix;
+  if (name.compare(name.rfind('/') + 1, prefix.size(), prefix) == 0) {
+    Fail(name, "names that begin with " + prefix + " are kept for temporary files");
+  }
+}
+
+// The part of the way that is there is followed; the rest will be made, without links.
+std::string Folder::FolderWithoutLinks(const std::string& name) const {
+  const std::string root = PathOfDescriptor(root_.get());
+  if (root.empty() || WhyNoName(name) != nullptr) return name;
+  const std::string below = root == "/" ? root : root + "/";
+  for (std::size_t to = name.size(); to != std::string::npos; to = name.rfind('/', to - 1)) {
+    const OpenDescriptor folder(OpenBelow(root_.get(), name.substr(0, to), kFolderFlags));
+    if (folder.get() < 0 && errno == ENOENT) continue;
+    const std::string path = PathOfDescriptor(folder.get());
+    if (path == root) return to == name.size() ? "" : name.substr(to + 1);
+    if (path.compare(0, below.size(), below) != 0) return name;
+    return path.substr(below.size()) + name.substr(to);
+  }
+  return name;
 }
 
 OpenDescriptor Folder::OpenFile(const std::string& name) const {
@@ -143,19 +186,45 @@ OpenDescriptor Folder::OpenParent(const std::string& name) const {
   return parent;
 }
 
+const KeptFile* Folder::FindKept(const struct stat& status) const {
+  const auto found = std::find_if(kept_.begin(), kept_.end(), [&status](const KeptFile& kept) {
+    return kept.device == status.st_dev && kept.inode == status.st_ino;
+  });
+  return found == kept_.end() ? nullptr : &*found;
+}
+
 void Folder::WriteFile(const std::string& name, std::string_view bytes) const {
-  CheckName(name);
+  CheckOutputName(name);
   const OpenDescriptor parent = OpenParent(name);
   if (parent.get() < 0) FailWithErrno(name, "cannot open its folder");
   const std::string file = name.substr(name.rfind('/') + 1);
   struct stat status = {};
   const bool stands = fstatat(parent.get(), file.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0;
   if (stands && !S_ISREG(status.st_mode)) Fail(name, "something that is no regular file stands there");
-  TemporaryFile temporary("/proc/self/fd/" + std::to_string(parent.get()) + "/" + file,
-                          stands ? status.st_mode & 07777 : NewFileMode());
+  if (const KeptFile* const kept = stands ? FindKept(status) : nullptr) Fail(name, kept->why);
+  TemporaryFile temporary(NameIn(parent, file), stands ? status.st_mode & 07777 : NewFileMode());
   if (temporary.fd() < 0) FailWithErrno(name, "cannot create the file");
   if (!WriteAll(temporary.fd(), bytes)) FailWithErrno(name, "cannot write");
   if (!temporary.Replace()) FailWithErrno(name, "cannot replace the file");
+}
+
+void Folder::RemoveFile(const std::string& name) const noexcept {
+  try {
+    CheckOutputName(name);
+    const std::size_t slash = name.rfind('/');
+    const std::string folder = slash == std::string::npos ? "." : name.substr(0, slash);
+    const OpenDescriptor parent(OpenBelow(root_.get(), folder, kFolderFlags));
+    if (parent.get() < 0) return;
+    const std::string file = name.substr(slash + 1);
+    TemporaryFile::RemoveAbandoned(NameIn(parent, file));
+    struct stat status = {};
+    if (fstatat(parent.get(), file.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 && S_ISREG(status.st_mode) &&
+        FindKept(status) == nullptr) {
+      unlinkat(parent.get(), file.c_str(), 0);
+    }
+  } catch (const std::exception&) {
+    // A name that no output has.
+  }
 }
 
 }  // namespace jobs

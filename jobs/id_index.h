@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: MIT
 // IdIndex: what is known of each id or other name, for any number of them in constant memory: the table is a
-// file without a name in the folder for temporary files, 48 bytes a place, at most three quarters of them
+// file without a name in the folder for temporary files, 64 bytes a place, at most three quarters of them
 // taken.
 //
-//   place   = fingerprint of the id, 16 bytes | line | hash of the job, 16 bytes | number
+//   place   = fingerprint of the id, 16 bytes | line | hash of the job, 16 bytes | number | hash of its
+//   output,
+//             16 bytes
 //   probing starts at the fingerprint modulo the number of places and goes up; an empty place is zeros
 #pragma once
 
@@ -23,6 +25,7 @@ class IdIndex {
     std::uint64_t line;                        // 0 for none
     std::array<std::uint64_t, 2> jobHash;      // its first 16 bytes, zeros for none
     std::uint64_t number;                      // whatever the user counts
+    std::array<std::uint64_t, 2> outputHash;   // as jobHash
   };
 
   // Throws Error when there is no room for temporary files, as every function here does.

@@ -4,7 +4,10 @@
 #include "error.h"
 #include "image_job.h"
 #include "job_kind.h"
-#include "output_format.h"
+#include "output_members.h"
+
+#include <climits>
+#include <cmath>
 
 namespace jobs {
 
@@ -16,8 +19,10 @@ CoreRect RectangleOf(const tovkit::SharedPtr<tovkit::JsonValue>& edges, const st
   bool whole = edges->Size() == 4;
   for (int i = 0; whole && i < 4; ++i) {
     const auto edge = edges->GetAt(i);
-    whole = (edge->GetType() == tovkit::JsonInt || edge->GetType() == tovkit::JsonUint) &&
-            edge->GetInt(*targets[i]);
+    // As 5.0 too, which is the same number.
+    const double number = NumberOf(*edge).value_or(NAN);
+    whole = number >= INT_MIN && number <= INT_MAX && number == std::floor(number);
+    if (whole) *targets[i] = static_cast<int>(number);
   }
   if (!whole)
     throw Error(ErrorKind::kInput, place, "four whole numbers, left, top, right and bottom, are expected");
@@ -63,9 +68,7 @@ PictureSteps TakeSteps(Members& members) {
 
 void RunImageKind(Members& members, JobBench& bench, JobResult&) {
   const std::string name = members.NeedText("image");
-  const std::string formatName = members.TakeText("format").value_or(ExtensionOf(bench.out));
-  const auto format = FindOutputFormat(formatName, OutputKind::kPicture);
-  if (!format) throw Error(ErrorKind::kInput, bench.out, WhyNoOutputFormat(formatName));
+  const WantedOutput wanted = TakeWantedOutput(members, bench.out, OutputKind::kPicture);
   const int quality = members.TakeWhole("quality", 1, 100).value_or(0);
   if (bench.input == nullptr) members.Refuse("image", "no folder of input files was given");
   ImageJob job{Input::Memory({}, name), members.TakeWhole("frame", 1, 1 << 30).value_or(1)};
@@ -73,7 +76,8 @@ void RunImageKind(Members& members, JobBench& bench, JobResult&) {
   members.Finish();
   const OpenDescriptor file = bench.input->OpenFile(name);
   job.picture = Input::Descriptor(file.get(), name);
-  job.target = ImageJob::Target{Output::Memory(&bench.output, bench.out), format->picture, quality};
+  job.target = ImageJob::Target{Output::Memory(&bench.output, bench.out), wanted.format.picture, quality,
+                                wanted.effort};
   Run(job, bench.observer);
 }
 

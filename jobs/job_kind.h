@@ -10,6 +10,7 @@
 #include <tovmx/stream.h>
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace jobs {
@@ -20,6 +21,8 @@ struct JobBench {
   Observer& observer;
   std::string out;                 // the job's "out", empty when it has none
   CoreMemoryOutputStream& output;  // takes the bytes of `out`
+  std::string_view text;           // JSON, where the job's members stand
+  const char* textName;
 };
 
 struct JobKind {

@@ -4,7 +4,9 @@
 #include "job_runner.h"
 
 #include "error.h"
+#include "excerpt.h"
 #include "input.h"
+#include "json_source.h"
 #include "places.h"
 #include "sha256.h"
 #include "text_review.h"
@@ -82,22 +84,36 @@ std::string_view BytesOf(const CoreMemoryOutputStream& stream) {
 
 }  // namespace
 
-SharedPtr<JsonValue> ParseJobLine(std::string_view line, const std::string& place) {
-  if (line.empty()) throw Error(ErrorKind::kInput, place, "empty, where a JSON object is expected");
+SharedPtr<JsonValue> ParseJobLine(std::string_view line, const std::string& name, std::uint64_t number) {
+  const auto place = [&](std::uint64_t inText, std::size_t column) {
+    return name + ":" + std::to_string(number + inText - 1) + ":" + std::to_string(column);
+  };
+  if (line.empty()) throw Error(ErrorKind::kInput, name, "empty, where a JSON object is expected");
   const tovkit::JsonDiagnosis found = tovkit::Json::Diagnose(line.data(), line.size());
   if (found.code != tovkit::kJsonAccepted) {
-    throw Error(ErrorKind::kInput, place + ", column " + std::to_string(found.codePointColumn),
-                found.message.c_str());
+    throw Error(ErrorKind::kInput, place(found.line, found.codePointColumn), found.message.c_str(),
+                ExcerptAt(line, found.offset));
   }
   auto job = tovkit::Json::Parse(line.data(), static_cast<unsigned int>(line.size()), nullptr);
-  if (job->GetType() != tovkit::JsonObject) throw Error(ErrorKind::kInput, place, "an object is expected");
+  if (job->GetType() != tovkit::JsonObject) {
+    JsonSource source(name, line, "", job);
+    const std::size_t offset = source.OffsetOf("");
+    const TextPosition at = source.PositionOf(offset);
+    throw Error(ErrorKind::kInput, place(at.line, at.column), "an object is expected",
+                ExcerptAt(line, offset));
+  }
   return job;
 }
 
 JobRunner::JobRunner(const RunnerOptions& options, std::vector<JobKind> kinds)
-    : directory_(options.directory, ErrorKind::kOutput), kinds_(std::move(kinds)), report_(options.report) {
+    : directory_(options.directory, ErrorKind::kOutput, options.kept),
+      kinds_(std::move(kinds)),
+      report_(options.report) {
   if (!options.input.empty()) input_.emplace(options.input, ErrorKind::kInput);
-  if (!options.jobTemplate.empty()) template_ = ParseJobLine(options.jobTemplate, "template");
+  if (!options.jobTemplate.empty()) {
+    templateText_ = options.jobTemplate;
+    template_ = ParseJobLine(templateText_, kTemplateName);
+  }
   RegisterFonts(options.fonts);
 }
 
@@ -125,13 +141,15 @@ JobResult JobRunner::Run(std::string_view line, const std::optional<EarlierResul
 
 void JobRunner::RunJob(std::string_view line, const std::optional<EarlierResult>& earlier,
                        JobResult& result) {
-  SharedPtr<JsonValue> job = ParseJobLine(line, "job");
+  SharedPtr<JsonValue> job = ParseJobLine(line, kJobName);
   if (template_) {
     const SharedPtr<JsonValue> data = std::exchange(job, template_->Clone());
+    RefuseDoubleMembers(data, "data");
     FillPlaces(job, *data);
   }
   const CoreString text = job->ToString();
   result.jobHash = Sha256(text.c_str());
+  if (watcher_ != nullptr) watcher_->Hashed(result.jobHash);
   const JobKind& kind = KindOf(*job, kinds_);
   Members members(job, "");
   members.TakeText("id");
@@ -139,11 +157,16 @@ void JobRunner::RunJob(std::string_view line, const std::optional<EarlierResult>
   Observer indifferent;
   std::optional<WarningCollector> collector;
   if (report_) collector.emplace(result.warnings);
-  JobBench bench{input_ ? &*input_ : nullptr, report_ ? *collector : indifferent, "", output};
+  JobBench bench{input_ ? &*input_ : nullptr,
+                 report_ ? *collector : indifferent,
+                 "",
+                 output,
+                 template_ ? std::string_view(templateText_) : line,
+                 template_ ? kTemplateName : kJobName};
   if (kind.hasOutput) {
     bench.out = members.NeedText("out");
     directory_.Check();
-    directory_.CheckName(bench.out);
+    directory_.CheckOutputName(bench.out);
   }
   result.output = bench.out;
   if (earlier && IsThere(*earlier, result)) {
@@ -156,6 +179,7 @@ void JobRunner::RunJob(std::string_view line, const std::optional<EarlierResult>
   result.bytes = output.GetSize();
   result.outputHash = Sha256(BytesOf(output));
   // Last, so that little can happen between a file that stands and its result.
+  if (watcher_ != nullptr) watcher_->Writing();
   directory_.WriteFile(bench.out, BytesOf(output));
 }
 

@@ -6,8 +6,8 @@
 //
 // The object: "id", a string; one member that names the kind, and those that go with it:
 //
-//   draw    lines as for DrawJob; size, dpi, background, format
-//   image   name of a picture; frame, steps, quality, format
+//   draw    lines as for DrawJob; size, dpi, background, over, format, effort
+//   image   name of a picture; frame, steps, quality, format, effort
 //   hit     an object: path (text) or file, element, points, tolerance, fill
 //
 // and "out", the output's name, for draw and image. Any other member is an error. share/tovkit has the
@@ -20,6 +20,7 @@
 
 #include <tovkit/json.h>
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -31,8 +32,22 @@ struct RunnerOptions {
   std::string directory = ".";          // outputs go below it
   std::string input = {};               // input files are below it; empty for none
   std::vector<std::string> fonts = {};  // font files to draw with, beside the installed ones
-  std::string jobTemplate = {};  // JSON of a job with places, which the lines then fill; empty for none
-  bool report = false;           // whether results carry warnings
+  std::string jobTemplate = {};     // JSON of a job with places, which the lines then fill; empty for none
+  bool report = false;              // whether results carry warnings
+  std::vector<KeptFile> kept = {};  // that no output may replace
+};
+
+// Is told how far a job is, for whoever has to know that when the process ends in the middle of it.
+class RunWatcher {
+ public:
+  RunWatcher() = default;
+  virtual ~RunWatcher() = default;
+  RunWatcher(const RunWatcher&) = delete;
+  RunWatcher& operator=(const RunWatcher&) = delete;
+
+  virtual void Hashed(const std::string& /*jobHash*/) {}
+  // From now on the output may stand.
+  virtual void Writing() {}
 };
 
 class JobRunner {
@@ -46,6 +61,9 @@ class JobRunner {
   [[nodiscard]] JobResult Run(std::string_view line,
                               const std::optional<EarlierResult>& earlier = std::nullopt);
 
+  // Tells the watcher, which must live as long as this, of the jobs to come.
+  void Watch(RunWatcher* watcher) { watcher_ = watcher; }
+
  private:
   void RunJob(std::string_view line, const std::optional<EarlierResult>& earlier, JobResult& result);
   bool IsThere(const EarlierResult& earlier, const JobResult& result) const;
@@ -53,11 +71,20 @@ class JobRunner {
   Folder directory_;
   std::optional<Folder> input_;
   std::vector<JobKind> kinds_;
+  std::string templateText_;
   tovkit::SharedPtr<tovkit::JsonValue> template_;
   bool report_;
+  RunWatcher* watcher_ = nullptr;
 };
 
 // The object on a line. Throws Error naming `place` when it is no JSON object.
-tovkit::SharedPtr<tovkit::JsonValue> ParseJobLine(std::string_view line, const std::string& place);
+// What messages of a runner, which knows no file, call the job's line and the template.
+inline constexpr const char* kJobName = "job";
+inline constexpr const char* kTemplateName = "template";
+
+// The object of a line, or of a template. Throws Error with the place, NAME:LINE:COLUMN, for anything else;
+// `number` is that of the text's first line.
+tovkit::SharedPtr<tovkit::JsonValue> ParseJobLine(std::string_view line, const std::string& name,
+                                                  std::uint64_t number = 1);
 
 }  // namespace jobs

@@ -6,6 +6,7 @@
 
 #include "error.h"
 #include "job_runner.h"
+#include "json_text.h"
 #include "members.h"
 #include "places.h"
 
@@ -26,7 +27,7 @@ std::string LineName(std::uint64_t line) { return "line " + std::to_string(line)
 
 FileSource::FileSource(int fd, std::string name, const std::string& jobTemplate, Format format)
     : lines_(fd, std::move(name), kLongestLine) {
-  if (!jobTemplate.empty()) template_ = ParseJobLine(jobTemplate, "template");
+  if (!jobTemplate.empty()) template_ = ParseJobLine(jobTemplate, kTemplateName);
   if (format == Format::kCsv) csv_.emplace(lines_).ReadHeader();
 }
 
@@ -59,9 +60,10 @@ std::optional<std::string> FileSource::TextMember(const char* name, const tovkit
 
 void FileSource::ReadNames(QueuedJob& job) const {
   const std::string place = LineName(job.line);
-  const auto object = ParseJobLine(job.text, place);
+  const auto object = ParseJobLine(job.text, lines_.name(), job.line);
   if (auto id = TextMember("id", *object, place)) {
     if (id->empty()) throw Error(ErrorKind::kInput, place + ": id", "empty");
+    if (!IsUtf8(*id)) throw Error(ErrorKind::kInput, place + ": id", "the text is no UTF-8");
     if (IsLineName(*id)) {
       throw Error(ErrorKind::kInput, place + ": id", "'" + *id + "' is the name of a job without an id");
     }

@@ -21,6 +21,8 @@ struct QueuedJob {
   std::optional<JobResult> refused = std::nullopt;      // why the line is no job
   std::optional<EarlierResult> earlier = std::nullopt;  // which may make the job unnecessary
   std::string out = {};                                 // the name of its output, empty for none
+  // Whether its output may stand although no result tells of it: that of a run that was killed.
+  bool mayStand = false;
 };
 
 // The id of a job that has none. No job has it for another reason.

@@ -17,6 +17,9 @@ namespace jobs {
 
 namespace {
 
+using tovkit::JsonValue;
+using tovkit::SharedPtr;
+
 constexpr std::size_t kKeptObjects = 8;
 
 // The next reference token of a pointer, which moves behind it.
@@ -39,8 +42,23 @@ std::size_t CodePoints(std::string_view text) {
 
 }  // namespace
 
-JsonSource::JsonSource(const Input& input) : name_(input.name()), root_(ReadJson(input, &text_)) {
-  if (std::string_view(text_).substr(0, 3) == "\xEF\xBB\xBF") start_ = 3;
+JsonSource::JsonSource(const Input& input) : name_(input.name()), root_(ReadJson(input, &read_)) {
+  Begin(read_);
+}
+
+JsonSource::JsonSource(std::string name, std::string_view text, std::string pointer,
+                       SharedPtr<JsonValue> value)
+    : name_(std::move(name)), base_(std::move(pointer)), root_(std::move(value)) {
+  Begin(text);
+  const tovkit::JsonType type = root_->GetType();
+  if (type != tovkit::JsonArray && type != tovkit::JsonObject) {
+    throw ErrorAt("", "neither an array nor an object");
+  }
+}
+
+void JsonSource::Begin(std::string_view text) {
+  text_ = text;
+  if (text.substr(0, 3) == "\xEF\xBB\xBF") start_ = 3;
   lastOffset_ = start_;
 }
 
@@ -66,17 +84,20 @@ const JsonSource::Members& JsonSource::MembersAt(std::size_t object) {
     at = SkipJsonString(text_, at);
     std::string key = ReadJsonString(std::string_view(text_).substr(name, at - name));
     at = SkipJsonSpace(text_, SkipJsonSpace(text_, at) + 1);  // behind the colon
-    known->second.try_emplace(std::move(key), Member{name, at});
+    known->second.names.push_back(name);
+    known->second.values.try_emplace(std::move(key), at);
     at = SkipJsonSpace(text_, SkipJsonValue(text_, at));
     if (at < text_.size() && text_[at] == ',') at = SkipJsonSpace(text_, at + 1);
   }
   return known->second;
 }
 
-std::size_t JsonSource::OffsetOf(std::string_view pointer, bool atName) {
+std::size_t JsonSource::OffsetOf(std::string_view pointer) {
+  const std::string whole = base_ + std::string(pointer);
+  std::string_view rest = whole;
   std::size_t at = SkipJsonSpace(text_, start_);
-  while (!pointer.empty() && at < text_.size()) {
-    const std::string token = TakeToken(pointer);
+  while (!rest.empty() && at < text_.size()) {
+    const std::string token = TakeToken(rest);
     if (text_[at] == '[') {
       std::size_t index = SIZE_MAX;
       std::from_chars(token.data(), token.data() + token.size(), index);
@@ -85,14 +106,21 @@ std::size_t JsonSource::OffsetOf(std::string_view pointer, bool atName) {
       at = elements[index];
     } else if (text_[at] == '{') {
       const Members& members = MembersAt(at);
-      const auto member = members.find(token);
-      if (member == members.end()) break;
-      at = atName && pointer.empty() ? member->second.name : member->second.value;
+      const auto member = members.values.find(token);
+      if (member == members.values.end()) break;
+      at = member->second;
     } else {
       break;
     }
   }
   return at;
+}
+
+std::size_t JsonSource::OffsetOfName(std::string_view object, std::size_t member) {
+  const std::size_t at = OffsetOf(object);
+  if (at == text_.size() || text_[at] != '{') return at;
+  const std::vector<std::size_t>& names = MembersAt(at).names;
+  return member < names.size() ? names[member] : at;
 }
 
 // Counts from the last place, so that the places of a long text are found in one pass.
@@ -115,8 +143,11 @@ TextPosition JsonSource::PositionOf(std::size_t offset) {
   return last_;
 }
 
-Error JsonSource::ErrorAt(std::string_view pointer, const std::string& text, bool atName) {
-  const std::size_t offset = OffsetOf(pointer, atName);
+Error JsonSource::ErrorAt(std::string_view pointer, const std::string& text) {
+  return ErrorAtOffset(OffsetOf(pointer), pointer, text);
+}
+
+Error JsonSource::ErrorAtOffset(std::size_t offset, std::string_view pointer, const std::string& text) {
   const TextPosition position = PositionOf(offset);
   return Error(ErrorKind::kInput,
                name_ + ":" + std::to_string(position.line) + ":" + std::to_string(position.column), text,

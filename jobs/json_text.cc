@@ -43,6 +43,14 @@ void AppendJsonString(std::string& json, std::string_view text) {
   json += '"';
 }
 
+bool IsUtf8(const std::string& text) {
+  if (std::all_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; })) {
+    return true;
+  }
+  const std::wstring wide = tovkit::Utf8ToWide(text.data(), static_cast<int>(text.size()));
+  return std::none_of(wide.begin(), wide.end(), [](wchar_t c) { return c >= 0xD800 && c <= 0xDFFF; });
+}
+
 std::string ValidUtf8(const std::string& local) {
   std::wstring text = tovkit::LocalToWide(local.c_str(), -1);
   std::replace_if(

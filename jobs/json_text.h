@@ -11,6 +11,9 @@ namespace jobs {
 // escape from \udc80 to \udcff, so that the name can be found again.
 void AppendJsonString(std::string& json, std::string_view text);
 
+// Whether the text is UTF-8, without surrogates.
+[[nodiscard]] bool IsUtf8(const std::string& text);
+
 // A text in the local codeset as UTF-8, with U+FFFD for bytes that are no text.
 [[nodiscard]] std::string ValidUtf8(const std::string& local);
 

@@ -8,7 +8,9 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <string_view>
 #include <utility>
+#include <vector>
 
 namespace jobs {
 
@@ -52,6 +54,28 @@ std::string TextOf(const JsonValue& string, const std::string& place) {
     throw Error(ErrorKind::kInput, place, "the text holds a NUL character");
   }
   return string.AsString(nullptr);
+}
+
+void RefuseDoubleMembers(const SharedPtr<JsonValue>& value, const std::string& place) {
+  std::vector<std::pair<SharedPtr<JsonValue>, std::string>> open = {{value, place}};
+  while (!open.empty()) {
+    const auto [at, where] = std::move(open.back());
+    open.pop_back();
+    const bool isArray = at->GetType() == tovkit::JsonArray;
+    if (!isArray && at->GetType() != tovkit::JsonObject) continue;
+    const CoreStringList<CoreString> names = at->GetMemberNames();
+    std::set<std::string_view> seen;
+    for (std::uint32_t i = 0; i < at->Size(); ++i) {
+      const int index = static_cast<int>(i);
+      const std::string name = isArray ? std::to_string(i) : names.GetAt(index).c_str();
+      const std::string inner = where + "/" + name;
+      if (!isArray && !seen.insert(names.GetAt(index).c_str()).second) {
+        throw Error(ErrorKind::kInput, inner, "the member stands twice");
+      }
+      const SharedPtr<JsonValue> item = isArray ? at->GetAt(index) : at->GetMember(name.c_str());
+      if (item) open.emplace_back(item, inner);
+    }
+  }
 }
 
 Members::Members(SharedPtr<JsonValue> object, std::string place)

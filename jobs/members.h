@@ -42,6 +42,10 @@ class Members {
   std::set<std::string> taken_;
 };
 
+// Throws Error when a member of the value, or of a value in it, stands twice. `place` names the value; a
+// place within is that with an RFC 6901 pointer behind it.
+void RefuseDoubleMembers(const tovkit::SharedPtr<tovkit::JsonValue>& value, const std::string& place);
+
 // The value of a JSON number, however large; nothing for any other value.
 [[nodiscard]] std::optional<double> NumberOf(const tovkit::JsonValue& value);
 

@@ -63,6 +63,7 @@ JobResult FailedResult(const Error& error) {
       result.kind = FailureKind::kOutput;
   }
   result.message = error.what();
+  result.excerpt = error.excerpt();
   return result;
 }
 

@@ -32,7 +32,9 @@ struct JobResult {
   int attempts = 1;
   int worker = 0;  // counted from 1; 0 when no worker saw the job
   FailureKind kind = FailureKind::kNone;
-  std::string message;  // of a failure, with its place
+  std::string message;             // of a failure, with its place
+  std::optional<Excerpt> excerpt;  // the line of JSON that a failure is in; no part of the result's line
+  std::uint64_t line = 0;          // of the job in its source; 0 when not known; no part of the line
   std::vector<std::string> warnings;
   std::optional<std::vector<bool>> hits;
 };
@@ -41,6 +43,8 @@ struct JobResult {
 struct EarlierResult {
   std::string jobHash;      // may be cut to 32 digits or more
   std::uint64_t bytes = 0;  // of its output
+  // Of the output, cut as well. The executor alone knows it.
+  std::string outputHash = {};
 };
 
 // The result of a job that failed with this error.

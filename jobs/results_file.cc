@@ -84,7 +84,9 @@ std::uint64_t RankOf(JobState state) {
 }  // namespace
 
 ResultsFile::ResultsFile(const std::string& path)
-    : path_(path), file_(open(path.c_str(), O_RDWR | O_CREAT | O_APPEND | O_CLOEXEC, 0666)) {
+    : path_(path),
+      stood_(access(path.c_str(), F_OK) == 0),
+      file_(open(path.c_str(), O_RDWR | O_CREAT | O_APPEND | O_CLOEXEC, 0666)) {
   if (file_.get() < 0) Fail(ErrorKind::kOutput, path, "cannot open the file");
   if (flock(file_.get(), LOCK_EX | LOCK_NB) != 0) {
     if (errno != EWOULDBLOCK) Fail(ErrorKind::kOutput, path, "cannot lock the file");
@@ -111,6 +113,7 @@ void ResultsFile::ReadInto(IdIndex& index) const {
     IdIndex::Entry entry = index.Find(result.id);
     entry.jobHash = PackHash(result.jobHash);
     entry.number = result.bytes;
+    entry.outputHash = PackHash(result.outputHash);
     index.Store(entry);
   });
 }

@@ -20,6 +20,10 @@ class ResultsFile {
   // Throws Error when that fails, or when another process holds the lock.
   explicit ResultsFile(const std::string& path);
 
+  int descriptor() const { return file_.get(); }
+  // Whether it was there before: an earlier run may have left something.
+  bool stood() const { return stood_; }
+
   // Adds to the index, for each job that was done, hash and bytes of its output.
   void ReadInto(IdIndex& index) const;
 
@@ -28,6 +32,7 @@ class ResultsFile {
 
  private:
   std::string path_;
+  bool stood_;
   OpenDescriptor file_;
 };
 

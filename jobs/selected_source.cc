@@ -26,7 +26,7 @@ JobResult Duplicate(const QueuedJob& job, const char* what, const std::string& n
 // The line that the job's output belongs to.
 std::uint64_t SelectedSource::OwnerOf(const QueuedJob& job) {
   if (job.out.empty()) return job.line;
-  IdIndex::Entry entry = outputs_.Find(job.out);
+  IdIndex::Entry entry = outputs_.Find(names_.WithoutLinks(job.out));
   if (entry.line == 0) {
     entry.line = job.line;
     outputs_.Store(entry);
@@ -66,7 +66,8 @@ std::optional<QueuedJob> SelectedSource::Next() {
   }
   if (owner_ != job->line) job->refused = Duplicate(*job, "the output", job->out, owner_);
   if (entry.jobHash != decltype(entry.jobHash){})
-    job->earlier = EarlierResult{UnpackHash(entry.jobHash), entry.number};
+    job->earlier = EarlierResult{UnpackHash(entry.jobHash), entry.number, UnpackHash(entry.outputHash)};
+  job->mayStand = resumed_;
   entry.line = job->line;
   index_.Store(entry);
   return job;

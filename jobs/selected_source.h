@@ -5,23 +5,27 @@
 
 #include "id_index.h"
 #include "job_source.h"
+#include "output_names.h"
 #include "shard.h"
 
 #include <cstdint>
 #include <exception>
 #include <optional>
+#include <string>
 
 namespace jobs {
 
 class SelectedSource final : public JobSource {
  public:
-  // All stay the caller's; the index holds what earlier runs did. Throws Error when there is no room for
+  // All stay the caller's; outputs go below the directory, and the index holds what earlier runs did.
+  // `resumed` when there was one, which may have been killed. Throws Error when there is no room for
   // temporary files.
-  SelectedSource(JobSource& source, Shard shard, IdIndex& index)
-      : source_(source), shard_(shard), index_(index) {}
+  SelectedSource(JobSource& source, Shard shard, IdIndex& index, const std::string& directory, bool resumed)
+      : source_(source), shard_(shard), index_(index), names_(directory), resumed_(resumed) {}
 
   // A job whose id another line has had is refused by the name of its line. An output belongs to the first
-  // line that names it, of any shard and whatever becomes of that job: others that name it are refused.
+  // line that names it, of any shard and whatever becomes of that job: others that name it, through links as
+  // well, are refused.
   std::optional<QueuedJob> Next() override;
   bool IsReady() override;
   int descriptor() const override { return source_.descriptor(); }
@@ -33,6 +37,8 @@ class SelectedSource final : public JobSource {
   JobSource& source_;
   const Shard shard_;
   IdIndex& index_;
+  OutputNames names_;
+  const bool resumed_;
   IdIndex outputs_;  // the lines that named them
   // What Next is to answer, once it is known: a job of the shard, nothing at the end, or a failure.
   bool known_ = false;

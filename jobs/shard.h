@@ -22,10 +22,13 @@ struct ShardError : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-// "I/N", I from 0 to N - 1, "auto" or "auto/N". Auto reads the variables of Slurm, SGE, LSF and Kubernetes;
-// N is needed where they do not tell it, and checked where they do. `environment` returns the value of a
-// variable, null without one, as std::getenv does. Throws ShardError.
+// "I/N", I from 0 to N - 1, "auto", "auto/N" or "auto/FIRST-LAST:STEP", the array as the scheduler was given
+// it, of which ":STEP" may be missing. Auto reads the variables of Slurm, SGE, LSF, Kubernetes and PBS; what
+// they do not tell has to be said, and what they do is checked. `environment` returns the value of a
+// variable, null without one, as std::getenv does. `note` gets what was taken for granted, empty for nothing.
+// Throws ShardError.
 [[nodiscard]] Shard ParseShard(const std::string& text,
-                               const std::function<const char*(const char*)>& environment);
+                               const std::function<const char*(const char*)>& environment,
+                               std::string* note = nullptr);
 
 }  // namespace jobs

@@ -32,7 +32,7 @@ std::string FolderOf(const std::string& target) { return target.substr(0, target
 std::string PrefixBeside(const std::string& target) {
   const std::string folder = FolderOf(target);
   char prefix[40];
-  std::snprintf(prefix, sizeof prefix, ".tovkit-%016jx-",
+  std::snprintf(prefix, sizeof prefix, "%s%016jx-", TemporaryFile::kPrefix,
                 static_cast<std::uintmax_t>(HashOf(target.substr(folder.size()))));
   return folder + prefix;
 }
@@ -58,13 +58,25 @@ void RemoveIfAbandoned(const std::string& name) {
   close(fd);
 }
 
+// Looks at so many names at least, and at more where there are some.
+void RemoveAbandonedBeside(const std::string& prefix, int probed) {
+  struct stat info {};
+  for (int number = 0; number < kNames; ++number) {
+    const std::string name = prefix + std::to_string(number);
+    const bool stands = lstat(name.c_str(), &info) == 0;
+    if (!stands && number >= probed - 1) return;
+    if (stands) probed = kProbed;
+    if (stands && S_ISREG(info.st_mode)) RemoveIfAbandoned(name);
+  }
+}
+
 }  // namespace
 
 TemporaryFile::TemporaryFile(std::string target, mode_t mode)
     : target_(std::move(target)), prefix_(PrefixBeside(target_)) {
   OpenNameless(mode);
   // Most files never need a name: then only where a name was abandoned, the others are looked for.
-  RemoveAbandoned(fd_ < 0 ? kProbed : 1);
+  RemoveAbandonedBeside(prefix_, fd_ < 0 ? kProbed : 1);
   if (fd_ < 0) OpenNamed(mode);
 }
 
@@ -76,15 +88,8 @@ TemporaryFile::~TemporaryFile() {
 
 std::string TemporaryFile::NameAt(int number) const { return prefix_ + std::to_string(number); }
 
-void TemporaryFile::RemoveAbandoned(int probed) const {
-  struct stat info {};
-  for (int number = 0; number < kNames; ++number) {
-    const std::string name = NameAt(number);
-    const bool stands = lstat(name.c_str(), &info) == 0;
-    if (!stands && number >= probed - 1) return;
-    if (stands) probed = kProbed;
-    if (stands && S_ISREG(info.st_mode)) RemoveIfAbandoned(name);
-  }
+void TemporaryFile::RemoveAbandoned(const std::string& target) {
+  RemoveAbandonedBeside(PrefixBeside(target), kProbed);
 }
 
 void TemporaryFile::OpenNameless(mode_t mode) {
@@ -151,7 +156,7 @@ bool TemporaryFile::Replace() {
   if (name_.empty()) {
     if (LinkTo(target_)) return true;
     if (errno != EEXIST) return false;
-    RemoveAbandoned(kProbed);
+    RemoveAbandonedBeside(prefix_, kProbed);
     if (!GiveName()) return false;
   }
   if (std::rename(name_.c_str(), target_.c_str()) != 0) return false;

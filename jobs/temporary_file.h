@@ -25,9 +25,13 @@ namespace jobs {
 
 class TemporaryFile {
  public:
+  static constexpr char kPrefix[] = ".tovkit-";  // of every name
+
   // Creates an empty file with these permissions in the folder of `target`; links are not followed. On
   // failure fd() is -1 and errno says why.
   TemporaryFile(std::string target, mode_t mode);
+  // Removes what killed processes left beside the target.
+  static void RemoveAbandoned(const std::string& target);
   // Removes the file, unless it has taken the target's place.
   ~TemporaryFile();
   TemporaryFile(const TemporaryFile&) = delete;
@@ -43,7 +47,6 @@ class TemporaryFile {
 
  private:
   std::string NameAt(int number) const;
-  void RemoveAbandoned(int probed) const;
   void OpenNameless(mode_t mode);
   void OpenNamed(mode_t mode);
   [[nodiscard]] bool OpenAt(const std::string& name, mode_t mode);

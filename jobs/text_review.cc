@@ -18,16 +18,19 @@ namespace {
 using tovkit::JsonValue;
 using tovkit::SharedPtr;
 
-// Where the line or one of its members stands.
-void SetPlace(const MeasuredLine& line, const std::string& pointer, bool atName, JsonValue& object) {
-  const std::size_t offset = line.source->OffsetOf(line.pointer + pointer, atName);
+void SetPlace(const MeasuredLine& line, std::size_t offset, JsonValue& object) {
   const TextPosition position = line.source->PositionOf(offset);
   object.SetMemberUint64("line", position.line);
   object.SetMemberUint64("column", position.column);
 }
 
-bool IsAtName(const JsonValue& warning) {
-  return std::string(warning.GetMemberString("kind", "")) == "unknown-key";
+struct Ink {
+  double left, top, right, bottom;
+};
+
+Ink InkOf(const JsonValue& box) {
+  const auto edge = [&box](const char* name) { return box.GetMemberDouble(name, 0); };
+  return {edge("left"), edge("top"), edge("right"), edge("bottom")};
 }
 
 struct Edge {
@@ -50,6 +53,14 @@ std::string Whole(double number) {
 }
 
 }  // namespace
+
+std::size_t OffsetOfWarning(const MeasuredLine& line, const JsonValue& warning) {
+  std::string pointer = line.pointer + warning.GetMemberString("pointer", "");
+  const int member = warning.GetMemberInt("member", -1);
+  if (member < 0) return line.source->OffsetOf(pointer);
+  pointer.resize(pointer.rfind('/'));
+  return line.source->OffsetOfName(pointer, static_cast<std::size_t>(member));
+}
 
 std::string ClippedText(const JsonValue& clipped) {
   std::string text;
@@ -84,10 +95,12 @@ bool TextReview::IsKept(Finding finding) const {
 }
 
 void TextReview::Tell(Finding finding, const MeasuredLine& line, const std::string& pointer,
-                      const std::string& text, bool atName, std::int64_t count) {
+                      const std::string& text, std::int64_t count, const JsonValue* warning) {
   if (settings_.tell) settings_.tell(finding, line.pointer + pointer, text);
   if (!IsKept(finding)) return;
-  const Error error = line.source->ErrorAt(line.pointer + pointer, text, atName);
+  const std::size_t offset =
+      warning != nullptr ? OffsetOfWarning(line, *warning) : line.source->OffsetOf(line.pointer + pointer);
+  const Error error = line.source->ErrorAtOffset(offset, line.pointer + pointer, text);
   Kind& kind = KindOf(finding);
   if (!kind.first) {
     kind.first = error;
@@ -107,7 +120,7 @@ void TextReview::LookAtGlyphs(const MeasuredLine& line, const JsonValue& report)
     Tell(Finding::kGlyphs, line, "/Content",
          std::string("no font has ") + one->GetMemberString("character", "") + " " +
              one->GetMemberString("name", ""),
-         false, one->GetMemberInt("count", 1));
+         one->GetMemberInt("count", 1));
   }
 }
 
@@ -129,19 +142,19 @@ void TextReview::LookAtKeys(const MeasuredLine& line, const JsonValue& report) {
   const int told = static_cast<int>(warnings->Size());
   for (int i = 0; i < told && IsTold(Finding::kKeys); ++i) {
     const SharedPtr<const JsonValue> one = warnings->GetAt(i);
-    Tell(Finding::kKeys, line, one->GetMemberString("pointer", ""), one->GetMemberString("message", ""),
-         IsAtName(*one));
+    Tell(Finding::kKeys, line, one->GetMemberString("pointer", ""), one->GetMemberString("message", ""), 1,
+         &*one);
   }
 }
 
 void TextReview::LookAtClip(const MeasuredLine& line, const std::optional<CoreSizeF>& page,
                             JsonValue& report) {
-  const SharedPtr<const JsonValue> ink = std::as_const(report).GetMember("ink");
-  if (!page || !ink) return;
-  const Edge edges[] = {{"left", -ink->GetMemberDouble("left", 0)},
-                        {"top", -ink->GetMemberDouble("top", 0)},
-                        {"right", ink->GetMemberDouble("right", 0) - double{page->width}},
-                        {"bottom", ink->GetMemberDouble("bottom", 0) - double{page->height}}};
+  const SharedPtr<const JsonValue> box = std::as_const(report).GetMember("ink");
+  if (!page || !box) return;
+  const Ink ink = InkOf(*box);
+  const double width = double{page->width}, height = double{page->height};
+  const Edge edges[] = {
+      {"left", -ink.left}, {"top", -ink.top}, {"right", ink.right - width}, {"bottom", ink.bottom - height}};
   SharedPtr<JsonValue> clipped;
   for (const Edge& edge : edges) {
     if (edge.beyond <= 0) continue;
@@ -149,16 +162,12 @@ void TextReview::LookAtClip(const MeasuredLine& line, const std::optional<CoreSi
     clipped->SetMemberDouble(edge.name, edge.beyond);
   }
   if (!clipped) return;
-  const bool isOutside = ink->GetMemberDouble("right", 0) <= 0 || ink->GetMemberDouble("bottom", 0) <= 0 ||
-                         ink->GetMemberDouble("left", 0) >= double{page->width} ||
-                         ink->GetMemberDouble("top", 0) >= double{page->height};
+  const bool isOutside = ink.right <= 0 || ink.bottom <= 0 || ink.left >= width || ink.top >= height;
   clipped->SetMemberBool("wholly", isOutside);
   if (!clipped->HasMember("left") && !clipped->HasMember("top")) {
     const SharedPtr<JsonValue> needs = clipped->AddObjectMember("needs");
-    needs->SetMemberDouble("width",
-                           std::ceil(std::max(double{page->width}, ink->GetMemberDouble("right", 0))));
-    needs->SetMemberDouble("height",
-                           std::ceil(std::max(double{page->height}, ink->GetMemberDouble("bottom", 0))));
+    needs->SetMemberDouble("width", std::ceil(std::max(width, ink.right)));
+    needs->SetMemberDouble("height", std::ceil(std::max(height, ink.bottom)));
   }
   ++KindOf(Finding::kClip).count;
   if (!IsTold(Finding::kClip)) return;
@@ -170,12 +179,12 @@ void TextReview::Hand(const MeasuredLine& line, JsonValue& report) const {
   const SharedPtr<JsonValue> warnings = report.GetMember("warnings");
   for (std::uint32_t i = 0; i < warnings->Size(); ++i) {
     const SharedPtr<JsonValue> warning = warnings->GetAt(static_cast<std::int32_t>(i));
-    SetPlace(line, warning->GetMemberString("pointer", ""), IsAtName(*warning), *warning);
+    SetPlace(line, OffsetOfWarning(line, *warning), *warning);
   }
   const SharedPtr<JsonValue> whole = tovkit::Json::Parse(nullptr, 0, nullptr);
   whole->SetMemberString("file", line.source->printableName().c_str());
   whole->SetMemberString("pointer", line.pointer.c_str());
-  SetPlace(line, "", false, *whole);
+  SetPlace(line, line.source->OffsetOf(line.pointer), *whole);
   for (const CoreString& name : report.GetMemberNames()) {
     whole->SetMember(name.c_str(), report.GetMember(name.c_str()));
   }

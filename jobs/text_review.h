@@ -83,7 +83,7 @@ class TextReview {
   bool IsTold(Finding finding) const;
   bool IsKept(Finding finding) const;
   void Tell(Finding finding, const MeasuredLine& line, const std::string& pointer, const std::string& text,
-            bool atName = false, std::int64_t count = 1);
+            std::int64_t count = 1, const tovkit::JsonValue* warning = nullptr);
   Kind& KindOf(Finding finding) { return kinds_[static_cast<std::size_t>(finding)]; }
   void LookAtGlyphs(const MeasuredLine& line, const tovkit::JsonValue& report);
   void LookAtFonts(const MeasuredLine& line, const tovkit::JsonValue& report);
@@ -97,6 +97,9 @@ class TextReview {
   std::vector<Error> failures_;
   std::int64_t failuresCount_ = 0;  // what they stand for
 };
+
+// Where what a warning of a report is about stands in the line's source: a value, or the name of a member.
+std::size_t OffsetOfWarning(const MeasuredLine& line, const tovkit::JsonValue& warning);
 
 // How far ink stands over which edges of the page, of "clipped" in a report, and what size of page has room
 // for it: "outside the page:

@@ -6,6 +6,8 @@
 // The executor still does not trust a worker: every size in a message is checked against the bytes that came.
 #include "wire.h"
 
+#include <utility>
+
 namespace jobs {
 
 namespace {
@@ -22,6 +24,12 @@ void WireWriter::Put(const WorkerSettings& settings) {
   Put(runner.report);
   Put(static_cast<std::uint64_t>(runner.fonts.size()));
   for (const std::string& font : runner.fonts) Put(font);
+  Put(static_cast<std::uint64_t>(runner.kept.size()));
+  for (const KeptFile& file : runner.kept) {
+    Put(file.device);
+    Put(file.inode);
+    Put(file.why);
+  }
   Put(settings.memory);
   Put(settings.parent);
 }
@@ -34,6 +42,13 @@ WorkerSettings WireReader::TakeSettings() {
   settings.runner.report = Take<bool>();
   for (auto count = Take<std::uint64_t>(); count != 0; --count)
     settings.runner.fonts.emplace_back(TakeText());
+  for (auto count = Take<std::uint64_t>(); count != 0; --count) {
+    KeptFile file;
+    file.device = Take<std::uint64_t>();
+    file.inode = Take<std::uint64_t>();
+    file.why = TakeText();
+    settings.runner.kept.push_back(std::move(file));
+  }
   settings.memory = Take<std::uint64_t>();
   settings.parent = Take<std::int64_t>();
   return settings;
@@ -49,6 +64,11 @@ void WireWriter::Put(const JobResult& result) {
   Put(result.outputHash);
   Put(result.seconds);
   Put(result.message);
+  Put(result.excerpt.has_value());
+  if (result.excerpt) {
+    Put(result.excerpt->line);
+    Put(static_cast<std::uint64_t>(result.excerpt->at));
+  }
   Put(static_cast<std::uint64_t>(result.warnings.size()));
   for (const std::string& warning : result.warnings) Put(warning);
   Put(result.hits.has_value());
@@ -70,6 +90,12 @@ JobResult WireReader::TakeResult() {
   result.outputHash = TakeText();
   result.seconds = Take<double>();
   result.message = TakeText();
+  if (Take<bool>()) {
+    result.excerpt.emplace().line = TakeText();
+    const auto at = Take<std::uint64_t>();
+    if (at > result.excerpt->line.size()) throw BrokenMessage("a place outside its line");
+    result.excerpt->at = at;
+  }
   for (auto count = Take<std::uint64_t>(); count != 0; --count) result.warnings.emplace_back(TakeText());
   if (Take<bool>()) {
     result.hits.emplace();

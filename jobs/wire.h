@@ -6,6 +6,7 @@
 #include "job_runner.h"
 #include "result.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <stdexcept>
@@ -90,10 +91,20 @@ class FrameBuffer {
   std::size_t at_ = 0;
 };
 
+inline constexpr std::size_t kMostAhead = 128;  // jobs that a worker has at a time
+
+struct HashedJob {
+  std::uint64_t sequence;
+  char hash[64];
+};
+
 // Shared memory that tells the executor which job a worker runs, however the worker ends.
 struct WorkerStatus {
   std::uint64_t sequence;     // of the job that runs, 0 for none
   std::int64_t startedNanos;  // on the monotonic clock
+  std::uint64_t written;      // the latest job whose output may stand, 0 for none
+  std::uint64_t hashedCount;  // jobs, of which the latest have their place, modulo its size, in the array
+  HashedJob hashed[kMostAhead];
 };
 
 inline constexpr int kWorkerSocket = 3;  // descriptors of a worker when it starts

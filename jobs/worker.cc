@@ -19,6 +19,7 @@
 #include <cerrno>
 #include <chrono>
 #include <csignal>
+#include <cstdlib>
 #include <exception>
 
 namespace jobs {
@@ -29,7 +30,7 @@ using Clock = std::chrono::steady_clock;
 
 constexpr std::chrono::milliseconds kHeldBack{1};  // results, to be sent together
 
-class Worker {
+class Worker final : private RunWatcher {
  public:
   explicit Worker(WorkerStatus& status) : status_(status) {}
 
@@ -42,6 +43,7 @@ class Worker {
     LimitMemory(settings.memory);
     try {
       JobRunner runner(settings.runner, kinds);
+      runner.Watch(this);
       results_.Put(true);
       if (!Flush()) return 0;
       while (Receive(message)) {
@@ -95,6 +97,14 @@ class Worker {
     return Flush();
   }
 
+  void Hashed(const std::string& jobHash) override {
+    HashedJob& job = status_.hashed[status_.hashedCount++ % kMostAhead];
+    job.sequence = 0;
+    jobHash.copy(job.hash, sizeof job.hash);
+    job.sequence = status_.sequence;
+  }
+  void Writing() override { status_.written = status_.sequence; }
+
   void Tell(std::uint64_t sequence) {
     if (sequence != 0) {
       std::atomic_ref(status_.startedNanos)
@@ -126,6 +136,9 @@ class Worker {
 }  // namespace
 
 int ServeJobs(const std::vector<JobKind>& kinds) {
+  // The same job makes the same bytes, so a page tells no time unless somebody says which.
+  const char* const date = std::getenv("SOURCE_DATE_EPOCH");
+  setenv("SOURCE_DATE_EPOCH", "0", date == nullptr || *date == '\0' ? 1 : 0);
   prctl(PR_SET_PDEATHSIG, SIGKILL);
   // A terminal sends these to every process; the executor handles them.
   for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) std::signal(signal, SIG_IGN);

@@ -155,6 +155,13 @@ std::uint64_t WorkerProcess::Running(Clock::time_point& since) const {
   return sequence;
 }
 
+std::string WorkerProcess::HashOf(std::uint64_t sequence) const {
+  for (const HashedJob& job : status_->hashed) {
+    if (sequence != 0 && job.sequence == sequence) return {job.hash, sizeof job.hash};
+  }
+  return "";
+}
+
 void WorkerProcess::Kill() {
   if (pid_ > 0) kill(pid_, SIGKILL);
 }

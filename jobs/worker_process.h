@@ -46,6 +46,11 @@ class WorkerProcess {
   // The job that runs, 0 for none, and since when.
   std::uint64_t Running(Clock::time_point& since) const;
 
+  // The latest job whose output may stand, 0 for none. Precondition: the worker has ended.
+  std::uint64_t Written() const { return status_->written; }
+  // The hash of the job, empty when the worker did not get so far. Precondition: it has ended.
+  std::string HashOf(std::uint64_t sequence) const;
+
   void Kill();
   // Closes the socket and waits a moment for the worker to end by itself.
   void Finish();

@@ -9,6 +9,7 @@
 #include <cstring>
 #include <limits>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -40,6 +41,12 @@ class WayDown {
     open_.back().inside = !isObject;
   }
   void EndName() { open_.back().inside = true; }
+
+  // "an object", "an array", or nothing outside of both.
+  const char* Innermost() const {
+    if (open_.empty()) return nullptr;
+    return open_.back().isObject ? "an object" : "an array";
+  }
 
   // RFC 6901.
   std::string Pointer() const {
@@ -86,8 +93,6 @@ const char* MessageOf(std::int32_t code) {
       return "half of a surrogate pair";
     case rapidjson::kParseErrorStringEscapeInvalid:
       return "an unknown escape, or a control character in a string";
-    case rapidjson::kParseErrorStringMissQuotationMark:
-      return "the string has no closing quotation mark";
     case rapidjson::kParseErrorNumberTooBig:
       return "the number is too big";
     case rapidjson::kParseErrorNumberMissFraction:
@@ -101,6 +106,67 @@ const char* MessageOf(std::int32_t code) {
     default:
       return "no JSON";
   }
+}
+
+// The encoding that the text seems to have, when it cannot be UTF-8; else null. (UTF-16 and UTF-32 with the
+// high byte first and no mark begin with a NUL, which is an accepted text.)
+const char* ForeignEncoding(std::string_view text) {
+  const auto begins = [text](std::string_view bytes) { return text.substr(0, bytes.size()) == bytes; };
+  constexpr std::string_view kNuls("\0\0", 2);
+  if (begins("\xFF\xFE")) return text.substr(2, 2) == kNuls ? "UTF-32" : "UTF-16";
+  if (begins("\xFE\xFF")) return "UTF-16";
+  if (text.size() < 2 || text[1] != '\0') return nullptr;
+  return text.substr(2, 2) == kNuls ? "UTF-32" : "UTF-16";
+}
+
+// Whether the rest is an escape, or the two of a surrogate pair, that the end of the text cuts off.
+bool IsCutEscape(std::string_view rest) {
+  constexpr std::size_t kEscape = 6;
+  if (rest.size() > kEscape && rest[kEscape] == '\\') {
+    return rest.substr(0, 2) == "\\u" && rest.size() < 2 * kEscape && IsCutEscape(rest.substr(kEscape));
+  }
+  if (rest == "\\") return true;
+  return rest.size() <= kEscape && rest.substr(0, 2) == "\\u" &&
+         rest.find_first_not_of("0123456789abcdefABCDEF", 2) == std::string_view::npos;
+}
+
+// What the text ends inside of, though it is expected to go on; null when it does not end there.
+const char* WhatIsCut(std::string_view text, const JsonDiagnosis& diagnosis, const WayDown& way) {
+  const std::size_t offset = diagnosis.offset;
+  switch (diagnosis.code) {
+    case rapidjson::kParseErrorStringMissQuotationMark:
+      return "a string";
+    case rapidjson::kParseErrorStringEscapeInvalid:
+    case rapidjson::kParseErrorStringUnicodeEscapeInvalidHex:
+    case rapidjson::kParseErrorStringUnicodeSurrogateInvalid:
+      return IsCutEscape(text.substr(offset)) ? "a string" : nullptr;
+    default:
+      break;
+  }
+  if (offset < text.size() || diagnosis.code == rapidjson::kParseErrorDocumentEmpty) return nullptr;
+  const bool isScalar = diagnosis.code == rapidjson::kParseErrorValueInvalid;
+  const char last = text.back();
+  if (isScalar && last >= 'a' && last <= 'z') return "a word";
+  if ((isScalar && last == '-') || diagnosis.code == rapidjson::kParseErrorNumberMissFraction ||
+      diagnosis.code == rapidjson::kParseErrorNumberMissExponent) {
+    return "a number";
+  }
+  return way.Innermost();
+}
+
+std::string Describe(std::string_view text, const JsonDiagnosis& diagnosis, const WayDown& way) {
+  if (const char* const encoding = ForeignEncoding(text)) {
+    return std::string("this looks like ") + encoding + ", and JSON is UTF-8";
+  }
+  const std::size_t end = std::min(text.find('\0'), text.size());
+  const char* const cut = WhatIsCut(text.substr(0, end), diagnosis, way);
+  const std::string message = MessageOf(diagnosis.code);
+  if (cut == nullptr) return message;
+  const std::string ends =
+      std::string(end == text.size() ? "the text ends inside " : "a NUL character ends the text inside ") +
+      cut;
+  const bool isPlain = std::strcmp(cut, "a string") == 0 || std::strcmp(cut, "a word") == 0;
+  return isPlain ? ends : ends + ": " + message;
 }
 
 // Line and columns of the offset.
@@ -139,7 +205,7 @@ JsonDiagnosis Json::Diagnose(const char* text, std::size_t length) {
   diagnosis.pointer =
       CoreString(pointer.data(),
                  static_cast<int>(std::min<std::size_t>(pointer.size(), std::numeric_limits<int>::max())));
-  diagnosis.message = MessageOf(diagnosis.code);
+  diagnosis.message = CoreString(Describe({text, length}, diagnosis, way).c_str());
   Locate(text, diagnosis);
   return diagnosis;
 }

@@ -200,9 +200,11 @@ bool CloseListedDescriptors() {
 
 }  // namespace
 
+// It fails before Linux 5.9, and where a filter does not know it.
+bool CloseInheritedRange() { return close_range(kFirstClosedFd, UINT_MAX, 0) == 0; }
+
 void CloseInheritedDescriptors() {
-  if (close_range(kFirstClosedFd, UINT_MAX, 0) == 0) return;
-  // close_range fails before Linux 5.9, and where a filter does not know it.
+  if (CloseInheritedRange()) return;
   if (!CloseListedDescriptors()) CloseEveryPossibleDescriptor();
 }
 

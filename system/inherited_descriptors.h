@@ -8,4 +8,7 @@ namespace tovkit {
 // taken that a thread of the parent may have held at the fork.
 void CloseInheritedDescriptors();
 
+// Does it in one call, where the kernel has that call; false, and nothing closed, where it has not.
+[[nodiscard]] bool CloseInheritedRange();
+
 }  // namespace tovkit

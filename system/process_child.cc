@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: MIT
 // Process: from fork to the program's first instruction.
 //
+// A child that shares the parent's memory does it when all goes well, which costs the same whatever memory
+// the parent has. Where it fails, a fork does everything again and tells what was wrong.
+//
 // Nothing in the child may take a lock, neither the heap's nor a stream's: another thread of the parent may
 // have held it at the fork, and in the child nobody would ever release it.
 #include <stdio_ext.h>
@@ -13,6 +16,7 @@
 
 #include "child_text.h"
 #include "inherited_descriptors.h"
+#include "shared_start.h"
 
 namespace tovkit {
 namespace {
@@ -27,7 +31,15 @@ void ReplaceDescriptor(int source, int target) {
 
 bool Process::unixStart() {
   if (fields.path == nullptr) return false;
-  const pid_t child = fork();
+  const auto prepare = [](const void* process) {
+    const auto& self = *static_cast<const Process*>(process);
+    self.redirectOutput();
+    if ((self.fields.flags & inheritParentFds) == 0 && !CloseInheritedRange()) return false;
+    if (self.fields.workDir != nullptr && chdir(self.fields.workDir) != 0) errno = 0;
+    return true;
+  };
+  pid_t child = StartSharingMemory(fields.path, fields.argv, prepare, this);
+  if (child == -1) child = fork();
   if (child == -1) {
     // Compatibility: the text names vfork.
     std::printf("vfork fail, errno=%d, errmsg=%s\n", errno, std::strerror(errno));

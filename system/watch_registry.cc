@@ -2,12 +2,22 @@
 // One list of watched mutexes, one lock, one thread that walks it every five seconds. Owners lock and unlock
 // without the registry's lock, which would make all watched mutexes one. They write plain fields that the
 // watchdog reads atomically, so it may misjudge for an instant (docs/behaviors.md).
+//
+// A mutex that goes leaves a hole, so that nobody has to look for its entry: entries have numbers that count
+// on, and the record of the base, which a watched mutex does not use, has its entry's as id.
+//
+//     watchRegistry   | mutex 7 | hole | mutex 9 | mutex 10 |     front = 7, holes = 1
+//
+// When half of the list is holes it is closed up: a few steps for each mutex that went.
 #include "watch_registry.h"
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
+#include <cassert>
 #include <csignal>
+#include <cstddef>
 #include <cstdio>
 #include <ctime>
 #include <deque>
@@ -28,8 +38,10 @@ constexpr int kExitPatienceMilliseconds = 100;
 
 // Built when the library is loaded; at exit the mutex goes first, then the list.
 struct Registry {
-  std::deque<WatchedMutex*> watchRegistry;
+  std::deque<WatchedMutex*> watchRegistry;  // in the order of registration; null for a hole
   Mutex registryMutex;
+  int64_t front = 1;                         // the number of the first entry
+  std::size_t holes = 0;                     // never at either end
   std::atomic<bool> watchdogStarted{false};  // written under the mutex, and by a forked child
 };
 
@@ -37,18 +49,6 @@ ExitGate gate;
 int64_t nextMutexId = 0;
 alignas(Registry) unsigned char registryStorage[sizeof(Registry)];
 Registry* registry = nullptr;
-
-void Purge(std::deque<WatchedMutex*>& entries, MutexState* WatchedMutex::*record) {
-  for (auto entry = entries.begin(); entry != entries.end();) {
-    MutexState* state = (*entry)->*record;
-    if (state != nullptr && LoadShared(state->valid)) {
-      ++entry;
-    } else {
-      delete state;
-      entry = entries.erase(entry);
-    }
-  }
-}
 
 }  // namespace
 
@@ -79,6 +79,7 @@ void WatchRegistry::Add(WatchedMutex* mutex) {
   registry->registryMutex.lock();
   try {
     registry->watchRegistry.push_back(mutex);
+    mutex->state->id = registry->front + static_cast<int64_t>(registry->watchRegistry.size()) - 1;
   } catch (...) {
     registry->registryMutex.unlock();
     gate.Leave();
@@ -113,6 +114,26 @@ void WatchRegistry::Resume(const WatchedMutex& mutex) {
   gate.Leave();
 }
 
+// Under the registry's lock, as Add and Pass are.
+void WatchRegistry::Remove(const WatchedMutex& mutex) {
+  const int64_t number = mutex.state->id;
+  if (number == 0) return;  // never added
+  std::deque<WatchedMutex*>& entries = registry->watchRegistry;
+  assert(entries[static_cast<std::size_t>(number - registry->front)] == &mutex);
+  entries[static_cast<std::size_t>(number - registry->front)] = nullptr;
+  ++registry->holes;
+  for (; !entries.empty() && entries.back() == nullptr; --registry->holes) entries.pop_back();
+  for (; !entries.empty() && entries.front() == nullptr; --registry->holes) {
+    entries.pop_front();
+    ++registry->front;
+  }
+  if (registry->holes * 2 <= entries.size()) return;
+  entries.erase(std::remove(entries.begin(), entries.end(), nullptr), entries.end());
+  registry->holes = 0;
+  int64_t next = registry->front;
+  for (WatchedMutex* entry : entries) entry->state->id = next++;
+}
+
 // Both steps happen under the registry's lock, so that the watchdog never unlocks a mutex that is being
 // freed.
 void WatchRegistry::Retire(WatchedMutex* mutex) {
@@ -124,7 +145,8 @@ void WatchRegistry::Retire(WatchedMutex* mutex) {
   }
   registry->registryMutex.lock();
   RetireMutexState(*mutex->watchState);
-  Purge(registry->watchRegistry, &WatchedMutex::watchState);
+  Remove(*mutex);
+  if (mutex->watchState->timeout >= 1) delete mutex->watchState;
   // A lock elsewhere may have found the registry taken.
   if (lacksWatchdog && !registry->watchRegistry.empty() && !StartWatchdog()) return;
   registry->registryMutex.unlock();
@@ -148,7 +170,9 @@ void* WatchRegistry::WatchdogEntry(void* /*unused*/) {
 
 void WatchRegistry::Pass() {
   registry->registryMutex.lock();
-  for (WatchedMutex* entry : registry->watchRegistry) ReleaseIfOverdue(*entry);
+  for (WatchedMutex* entry : registry->watchRegistry) {
+    if (entry != nullptr) ReleaseIfOverdue(*entry);
+  }
   registry->registryMutex.unlock();
 }
 

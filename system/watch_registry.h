@@ -19,8 +19,9 @@ class WatchRegistry {
   // Adds the mutex, and starts the watchdog unless it runs. When the start fails the registry stays locked.
   static void Add(WatchedMutex* mutex);
 
-  // Takes the POSIX mutex from a mutex that is being destroyed, then drops every entry that is no longer
-  // valid and frees its record. The record of a mutex that was never added is left behind.
+  // Takes the POSIX mutex from a mutex that is being destroyed, then drops its entry and frees its record.
+  // The record of a mutex that is not watched is left behind. What it costs does not depend on how many there
+  // are.
   static void Retire(WatchedMutex* mutex);
 
   // True in a forked child of a process with a watchdog, until the child has one.
@@ -34,6 +35,7 @@ class WatchRegistry {
  private:
   static void MarkForkedChild();
   [[nodiscard]] static bool StartWatchdog();
+  static void Remove(const WatchedMutex& mutex);
   static void* WatchdogEntry(void* unused);
   static void Pass();
   static void ReleaseIfOverdue(WatchedMutex& mutex);

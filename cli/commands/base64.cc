@@ -5,6 +5,8 @@
 
 #include <tovkit/util.h>
 
+#include <emmintrin.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
@@ -98,7 +100,19 @@ void Encode(Input& input, int width) {
   if (any) std::fputc('\n', stdout);
 }
 
-bool IsWhiteSpace(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
+// Looks at sixteen characters at a time for one that may be white space: none is above the space.
+const char* FindWhiteSpace(const char* from, const char* end) {
+  const __m128i space = _mm_set1_epi8(' ');
+  const auto isWhite = [](char c) { return c == ' ' || (c >= '\t' && c <= '\r'); };
+  for (; end - from >= 16; from += 16) {
+    const __m128i block = _mm_loadu_si128(static_cast<const __m128i*>(static_cast<const void*>(from)));
+    const bool mayBe = _mm_movemask_epi8(_mm_cmpeq_epi8(_mm_min_epu8(block, space), block)) != 0;
+    if (!mayBe) continue;
+    const char* const found = std::find_if(from, from + 16, isWhite);
+    if (found != from + 16) return found;
+  }
+  return std::find_if(from, end, isWhite);
+}
 
 bool IsOfAlphabet(char c) {
   return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '+' || c == '/';
@@ -112,8 +126,11 @@ class Decoding {
 
   // Decodes the whole groups of what came so far. False when the output takes no more.
   bool Take(const std::string& chunk) {
-    for (const char c : chunk) {
-      if (!IsWhiteSpace(c)) pending_ += c;
+    const char* const end = chunk.data() + chunk.size();
+    for (const char* from = chunk.data(); from != end;) {
+      const char* const white = FindWhiteSpace(from, end);
+      pending_.append(from, white);
+      from = white == end ? end : white + 1;
     }
     return ended_ ? CheckPadding() : DecodeFront(pending_.size() / kGroup * kGroup);
   }
@@ -126,9 +143,12 @@ class Decoding {
 
  private:
   bool DecodeFront(std::size_t size) {
-    std::size_t accepted = 0;
+    // As many bytes as whole groups make are of characters that are all of the alphabet.
+    const CoreString bytes = tovkit::Base64Decode(pending_.data(), static_cast<int>(size));
+    const bool whole = size % kGroup == 0 && static_cast<std::size_t>(bytes.GetLength()) == size / kGroup * 3;
+    std::size_t accepted = whole ? size : 0;
     while (accepted < size && IsOfAlphabet(pending_[accepted])) ++accepted;
-    const bool written = Write(tovkit::Base64Decode(pending_.data(), static_cast<int>(accepted)));
+    const bool written = Write(bytes);
     ended_ = accepted < size;
     taken_ += accepted;
     pending_.erase(0, accepted);

@@ -17,6 +17,9 @@ namespace cli {
 
 namespace {
 
+// An empty value, as of a variable that is not set, is none.
+std::string CheckNotEmpty(const std::string& text) { return text.empty() ? "the value is empty" : ""; }
+
 constexpr int kMostWorkers = 1024;
 constexpr std::uint64_t kLeastMemory = 64u << 20;
 
@@ -44,9 +47,10 @@ void AddJobOptions(CLI::App& batch, BatchOptions& options) {
       ->allow_extra_args(false)
       ->type_name("FILE");
   batch
-      .add_option(
-          "--shard", options.shard,
-          "Only the jobs whose ids belong to task I of N, from 0; auto asks the scheduler's environment")
+      .add_option("--shard", options.shard,
+                  "Only the jobs whose ids belong to task I of N, from 0; auto asks the scheduler's "
+                  "environment, auto/N "
+                  "or auto/FIRST-LAST:STEP tells what that does not")
       ->type_name("I/N");
 }
 
@@ -110,6 +114,16 @@ void AddWorkerOptions(CLI::App& batch, BatchOptions& options) {
       ->capture_default_str();
 }
 
+// Merging runs nothing.
+void CheckMergeOptions(const CLI::App& batch) {
+  for (const CLI::Option* const option : batch.parse_order()) {
+    const std::string name = option->get_name();
+    if (name != "--merge" && name != "--results" && name != "JOBS") {
+      throw UsageError("--merge only puts results together, without " + name);
+    }
+  }
+}
+
 void Check(BatchOptions& options) {
   if (options.merge) {
     if (options.files.empty()) throw UsageError("--merge needs files of results");
@@ -139,7 +153,12 @@ void AddBatchCommand(CLI::App& app) {
   AddJobOptions(*batch, *options);
   AddResultOptions(*batch, *options);
   AddWorkerOptions(*batch, *options);
-  batch->callback([options] {
+  for (const char* const name :
+       {"--template", "--data", "--directory", "--input", "--font", "--shard", "--results"}) {
+    batch->get_option(name)->check(CLI::Validator(CheckNotEmpty, ""));
+  }
+  batch->callback([options, batch] {
+    if (options->merge) CheckMergeOptions(*batch);
     Check(*options);
     options->merge ? MergeBatches(*options) : RunBatch(*options);
   });

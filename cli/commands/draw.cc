@@ -16,6 +16,7 @@
 
 #include <tovkit/util.h>
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -68,7 +69,8 @@ class DrawObserver final : public TerminalObserver {
   }
   void LinesMeasured() override { review_.Conclude(); }
   void FontSubstituted(const std::string& wanted, const std::string& actual) override {
-    if (verbose_) std::fprintf(stderr, "font: %s -> %s\n", wanted.c_str(), actual.c_str());
+    if (!verbose_) return;
+    std::fprintf(stderr, "font: %s -> %s\n", PrintableUtf8(wanted).c_str(), PrintableUtf8(actual).c_str());
   }
 
  private:
@@ -158,11 +160,22 @@ void Draw(const DrawOptions& options) {
   output.Finish();
 }
 
+// What stands there, when it is nothing that can be read again and again; else empty.
+std::string WhyNotWatched(const std::string& file) {
+  struct stat status {};
+  if (stat(file.c_str(), &status) != 0 || S_ISREG(status.st_mode)) return "";
+  if (S_ISDIR(status.st_mode)) return "a folder";
+  return S_ISFIFO(status.st_mode) ? "a pipe, which can be read only once" : "no regular file";
+}
+
 std::vector<std::string> WatchedFiles(const DrawOptions& options) {
   std::vector<std::string> files = InputFiles(options);
   if (files.empty()) throw UsageError("--watch: there is no file to watch");
   for (const std::string& file : files) {
     if (file == "-") throw UsageError("--watch: standard input does not change");
+    if (const std::string why = WhyNotWatched(file); !why.empty()) {
+      throw UsageError("--watch: " + file + " is " + why);
+    }
     if (IsOutput(file, options.output.file)) {
       throw UsageError("--watch: " + file + " is read and written, which would never end");
     }
@@ -173,9 +186,16 @@ std::vector<std::string> WatchedFiles(const DrawOptions& options) {
 
 // Draws once and after every change, until a signal ends the process. What fails leaves the output as it was.
 [[noreturn]] void DrawOnEveryChange(const DrawOptions& options) {
-  FileWatch watch(WatchedFiles(options));
+  const std::vector<std::string> files = WatchedFiles(options);
+  FileWatch watch(files);
   for (;; watch.WaitForChange()) {
     try {
+      // Another thing may have taken its place.
+      for (const std::string& file : files) {
+        if (const std::string why = WhyNotWatched(file); !why.empty()) {
+          throw CommandError(file + " is " + why);
+        }
+      }
       Draw(options);
       std::fprintf(stderr, "%s drawn; waiting for changes, Ctrl-C ends\n",
                    Printable(options.output.file).c_str());

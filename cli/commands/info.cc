@@ -21,7 +21,7 @@ namespace {
 void PrintLine(const char* what, const std::string& text) { std::printf("%-22s  %s\n", what, text.c_str()); }
 
 void PrintDirectory(const char* what, const CoreString& directory) {
-  const std::string text = Printable(tovkit::Utf8ToLocal(directory.c_str(), -1));
+  const std::string text = PrintableUtf8(directory.c_str());
   PrintLine(what, text.empty() ? "unknown" : text);
 }
 

@@ -147,13 +147,17 @@ void AddJsonCommand(CLI::App& app) {
       "--get", options->path,
       "Print the kind and the value at this path: names and indices with dots between, such as Lines.0.Font, "
       "where a backslash before a dot makes it part of a name; or a JSON pointer, such as /Lines/0/Font");
-  command
-      ->add_option("--indent", options->indent,
-                   "Print over several lines, every level this many spaces further in")
-      ->type_name("N")
-      ->check(CLI::Range(0, 16));
-  command->add_flag("--raw", options->raw, "Print a string as it is, without quotes, and no kind");
-  command->add_flag("--check", options->check, "Print nothing; the exit status tells");
+  CLI::Option* const indent =
+      command
+          ->add_option("--indent", options->indent,
+                       "Print over several lines, every level this many spaces further in")
+          ->type_name("N")
+          ->check(CLI::Range(0, 16));
+  CLI::Option* const raw =
+      command->add_flag("--raw", options->raw, "Print a string as it is, without quotes, and no kind");
+  command->add_flag("--check", options->check, "Print nothing; the exit status tells, with --get of the path")
+      ->excludes(indent)
+      ->excludes(raw);
   command->callback([options, get] {
     if (options->files.empty()) options->files = {ChosenInput("")};
     options->get = get->count() != 0;

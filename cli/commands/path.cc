@@ -60,12 +60,17 @@ constexpr std::size_t kColumns = 7;
 using Row = std::array<std::string, kColumns>;
 
 Row RowOf(const PathReport& report) {
-  return {KindOf(report),  OwnerMayOf(report), std::to_string(report.flags), report.name, report.extension,
-          report.namePart, report.path};
+  return {KindOf(report),
+          OwnerMayOf(report),
+          std::to_string(report.flags),
+          PrintableUtf8(report.name),
+          PrintableUtf8(report.extension),
+          PrintableUtf8(report.namePart),
+          PrintableUtf8(report.path)};
 }
 
 // In characters, for the padding.
-std::size_t WidthOf(const std::string& utf8) { return tovkit::Utf8ToWide(utf8.c_str(), -1).size(); }
+std::size_t WidthOf(const std::string& local) { return tovkit::LocalToWide(local.c_str(), -1).size(); }
 
 void PrintTable(const std::vector<PathReport>& reports) {
   std::vector<Row> rows = {{"KIND", "OWNER", "FLAGS", "NAME", "EXTENSION", "NAME PART", "PATH"}};
@@ -82,7 +87,6 @@ void PrintTable(const std::vector<PathReport>& reports) {
       line.append(widths[i] - WidthOf(row[i]) + 2, ' ');
     }
     line += row.back();
-    line = Printable(tovkit::Utf8ToLocal(line.c_str(), -1));
     std::printf("%s\n", line.c_str());
   }
 }

@@ -48,7 +48,7 @@ constexpr Family kFamilies[] = {
 };
 
 std::string Local(const CoreWideString& text) {
-  return Printable(tovkit::WideToLocal(text.c_str(), text.GetLength()));
+  return PrintableUtf8(tovkit::WideToUtf8(text.c_str(), text.GetLength()).c_str());
 }
 
 CoreFontLoader Fonts(const wchar_t* family) {
@@ -69,7 +69,7 @@ Finding ExamineScript(const Script& script) {
     return {check, isNeeded ? Finding::kFailed : Finding::kWarning, "none; its characters show as boxes",
             advice};
   }
-  return {check, Finding::kOk, Printable(tovkit::Utf8ToLocal(line.runs[0].family.c_str(), -1))};
+  return {check, Finding::kOk, PrintableUtf8(line.runs[0].family.c_str())};
 }
 
 Finding ExamineFamily(const Family& family) {

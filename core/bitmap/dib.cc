@@ -9,6 +9,7 @@
 // bitmap costs nothing until it is written to, and a failure is a result instead of an exception.
 #include "tovmx/dib.h"
 
+#include "large_pages.h"
 #include "pixel/color.h"
 #include "pixel/packed_index.h"
 
@@ -59,6 +60,7 @@ bool CoreDib::Create(int width, int height, int bitsPerPixel) {
   if (bytes == 0) return false;
   void* pixels = std::calloc(1, static_cast<std::size_t>(bytes));
   if (pixels == nullptr) return false;
+  base::PreferLargePages(pixels, static_cast<std::size_t>(bytes));
   std::free(pixels_);
   pixels_ = static_cast<std::uint8_t*>(pixels);
   width_ = width;

@@ -2,6 +2,8 @@
 // Whole blocks of memory compressed into zlib streams and back, with libdeflate.
 #pragma once
 
+#include "large_pages.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -17,7 +19,9 @@ struct FreeBytes {
 using ByteBlock = std::unique_ptr<std::uint8_t[], FreeBytes>;
 
 [[nodiscard]] inline ByteBlock AllocateBytes(std::size_t size) {
-  return ByteBlock(static_cast<std::uint8_t*>(std::malloc(size)));
+  ByteBlock block(static_cast<std::uint8_t*>(std::malloc(size)));
+  base::PreferLargePages(block.get(), size);
+  return block;
 }
 
 struct Deflated {

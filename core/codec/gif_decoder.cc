@@ -4,6 +4,7 @@
 #include "codec/codecs.h"
 #include "codec/format_decoder.h"
 #include "codec/gif_lzw.h"
+#include "codec/kept_frames.h"
 
 #include <gif_lib.h>
 
@@ -201,8 +202,8 @@ class GifAnimation {
     return reason_.Create(canvas_, width, height, 32);
   }
 
-  // Draws frames up to number `frame`, which is beyond Frame().
-  bool DrawUpTo(int frame) {
+  // Draws frames up to number `frame`, which is beyond Frame(), and offers those before it to `kept`.
+  bool DrawUpTo(int frame, KeptFrames& kept) {
     assert(frame > frame_);
     if (frame_ >= 0 && !stream_.Seek(position_)) return false;
     while (frame_ < frame) {
@@ -214,20 +215,22 @@ class GifAnimation {
       if (!resumable_ && frame_ + 1 < frame) return reason_.OverLimit();
       if (!DrawFrame(file_, canvas_, reason_)) return false;
       ++frame_;
+      kept.Keep(frame_, canvas_.GetBuffer());
     }
     position_ = stream_.GetPosition();
     return true;
   }
 
-  // Whether a later frame can be drawn while the caller has a copy of the canvas.
-  bool CanGoOn() const { return resumable_ && LeavesRoomForACanvas(); }
+  // Whether a later frame can be drawn.
+  bool CanGoOn() const { return resumable_; }
 
- private:
+  // Whether the canvas can stay while the caller has a copy of it.
   bool LeavesRoomForACanvas() const {
     return FitsPixelLimit(canvas_.GetWidth(), canvas_.GetHeight(), 32,
                           canvas_.GetBufferSize() + kept_.GetBufferSize());
   }
 
+ private:
   bool Keep() {
     if (kept_.GetBuffer() == nullptr &&
         !(LeavesRoomForACanvas() && kept_.Create(canvas_.GetWidth(), canvas_.GetHeight(), 32)))
@@ -264,6 +267,7 @@ class GifDecoder final : public FormatDecoder {
 
   bool ReadInfo(CoreInputStream& stream, CoreImageInfo& info) override {
     animation_.reset();
+    kept_.Clear();
     file_ = std::make_unique<GifFile>(stream, Reason());
     GifFile& file = *file_;
     if (!file.IsOpen()) return false;
@@ -304,16 +308,22 @@ class GifDecoder final : public FormatDecoder {
     });
   }
 
-  // The canvas is kept for the frame that follows, if one does and the limit leaves room for a copy.
+  // The canvas is kept, to be asked for again and for the frames that follow, if the limit leaves room for a
+  // copy.
   bool ReadAnimation(CoreInputStream& stream, int frame, CoreDib& bitmap) {
+    if (const CoreDib* kept = kept_.Find(frame)) return bitmap.CopyFrom(*kept) || Reason().OverLimit();
     std::unique_ptr<GifAnimation> animation = std::move(animation_);
-    if (animation == nullptr || animation->Frame() >= frame) {
+    if (animation != nullptr && animation->Frame() > frame) {
+      constexpr std::uint64_t kCanvases = 3;  // the bitmap, the canvas and what is covered on it
+      kept_.KeepBefore(frame, GetInfo().width, GetInfo().height, kCanvases);
+    }
+    const int present = animation == nullptr ? -1 : animation->Frame();
+    if (present > frame || present < 0 || (present < frame && !animation->CanGoOn())) {
       animation = std::make_unique<GifAnimation>(stream, *file_, Reason());
       if (!file_->Rewind() || !animation->Start()) return false;
     }
-    if (!animation->DrawUpTo(frame)) return false;
-    const bool last = frame + 1 == GetInfo().frameCount;
-    if (last || !animation->CanGoOn()) {
+    if (animation->Frame() < frame && !animation->DrawUpTo(frame, kept_)) return false;
+    if (GetInfo().frameCount == 1 || !animation->LeavesRoomForACanvas()) {
       bitmap = std::move(animation->Canvas());
       return true;
     }
@@ -324,6 +334,7 @@ class GifDecoder final : public FormatDecoder {
 
   std::unique_ptr<GifFile> file_;
   std::unique_ptr<GifAnimation> animation_;  // null when the next frame has to begin anew
+  KeptFrames kept_;
 };
 
 }  // namespace

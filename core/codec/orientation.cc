@@ -10,6 +10,8 @@
 
 namespace {
 
+using Mark = std::optional<std::uint64_t>;  // nothing where the file has none
+
 constexpr int kUpright = 1;
 constexpr int kMostSegments = 1 << 20;  // of a file; more are no camera's
 
@@ -30,7 +32,6 @@ class Fields {
   }
 
   bool Bytes(std::uint64_t offset, void* to, std::size_t size) const {
-    if (offset > std::numeric_limits<std::uint64_t>::max() - start_) return false;
     return stream_.Seek(start_ + offset) && stream_.Read(to, size) == size;
   }
 
@@ -49,61 +50,61 @@ struct DirectoryForm {
 constexpr DirectoryForm kClassic = {2, 12, 4};
 constexpr DirectoryForm kBig = {8, 20, 8};
 
-// The mark of one directory, kUpright without one; `directory` moves on to the next, or to 0.
-int MarkOfDirectory(const Fields& tiff, const DirectoryForm& form, std::uint64_t& directory) {
+// The mark of one directory; `directory` moves on to the next, or to 0.
+Mark MarkOfDirectory(const Fields& tiff, const DirectoryForm& form, std::uint64_t& directory) {
   constexpr std::uint64_t kTag = 0x112;
   constexpr std::uint64_t kMostEntries = 0xFFFF;
   const std::uint64_t count = tiff.Number(directory, form.counter).value_or(0);
   const std::uint64_t first = directory + form.counter;
   directory = 0;
-  if (count > kMostEntries) return kUpright;
-  int mark = kUpright;
+  if (count > kMostEntries) return {};
+  Mark mark;
   for (std::uint64_t entry = first; entry < first + count * form.entry; entry += form.entry) {
     if (tiff.Number(entry, 2) != kTag) continue;
-    mark = static_cast<int>(tiff.Number(entry + form.entry - form.offset, 2).value_or(kUpright));
+    mark = tiff.Number(entry + form.entry - form.offset, 2);
     break;
   }
   directory = tiff.Number(first + count * form.entry, form.offset).value_or(0);
   return mark;
 }
 
-int MarkOfTiff(CoreInputStream& stream, std::uint64_t start, int frame) {
+Mark MarkOfTiff(CoreInputStream& stream, std::uint64_t start, int frame) {
   Fields tiff(stream, start);
   const std::uint64_t order = tiff.Number(0, 2).value_or(0);
-  if (order != 0x4949 && order != 0x4D4D) return kUpright;
+  if (order != 0x4949 && order != 0x4D4D) return {};
   tiff.SetBigEndian(order == 0x4D4D);
   const bool big = tiff.Number(2, 2) == 43;
   const DirectoryForm& form = big ? kBig : kClassic;
   std::uint64_t directory = tiff.Number(big ? 8 : 4, form.offset).value_or(0);
-  int mark = kUpright;
+  Mark mark;
   for (int i = 0; i <= frame && directory != 0; ++i) {
-    if (directory > std::numeric_limits<std::int64_t>::max()) return kUpright;
+    if (directory > std::numeric_limits<std::int64_t>::max()) return {};
     mark = MarkOfDirectory(tiff, form, directory);
-    if (i < frame && directory == 0) return kUpright;
+    if (i < frame && directory == 0) return {};
   }
   return mark;
 }
 
 // The mark of what EXIF calls its body, with or without the head that JPEG puts before it.
-int MarkOfExif(CoreInputStream& stream, std::uint64_t start) {
+Mark MarkOfExif(CoreInputStream& stream, std::uint64_t start) {
   char head[6];
   const bool read = Fields(stream, start).Bytes(0, head, sizeof head);
   return MarkOfTiff(stream, read && std::memcmp(head, "Exif\0\0", 6) == 0 ? start + 6 : start, 0);
 }
 
-int MarkOfJpeg(CoreInputStream& stream, std::uint64_t start) {
+Mark MarkOfJpeg(CoreInputStream& stream, std::uint64_t start) {
   const Fields file(stream, start);
   std::uint64_t at = 2;
   for (int i = 0; i < kMostSegments; ++i) {
     const auto marker = file.Number(at, 2);
-    if (!marker || *marker < 0xFF00) return kUpright;
+    if (!marker || *marker < 0xFF00) return {};
     if (*marker == 0xFFFF) {  // a byte of padding
       ++at;
       continue;
     }
     constexpr std::uint64_t kScan = 0xFFDA, kApp1 = 0xFFE1;
     const auto length = file.Number(at + 2, 2);
-    if (*marker == kScan || !length || *length < 2) return kUpright;
+    if (*marker == kScan || !length || *length < 2) return {};
     char head[6];
     if (*marker == kApp1 && *length >= 8 && file.Bytes(at + 4, head, sizeof head) &&
         std::memcmp(head, "Exif\0\0", 6) == 0) {
@@ -111,7 +112,7 @@ int MarkOfJpeg(CoreInputStream& stream, std::uint64_t start) {
     }
     at += 2 + *length;
   }
-  return kUpright;
+  return {};
 }
 
 // PNG and WebP are rows of chunks: a length and four letters, in this order or the other.
@@ -127,21 +128,21 @@ struct ChunkForm {
 constexpr ChunkForm kPng = {8, true, 0, 4, 4, 1, "eXIf"};
 constexpr ChunkForm kWebp = {12, false, 4, 0, 0, 2, "EXIF"};
 
-int MarkOfChunks(CoreInputStream& stream, std::uint64_t start, const ChunkForm& form) {
+Mark MarkOfChunks(CoreInputStream& stream, std::uint64_t start, const ChunkForm& form) {
   Fields file(stream, start);
   file.SetBigEndian(form.bigEndian);
   std::uint64_t at = form.first;
   for (int i = 0; i < kMostSegments; ++i) {
     char name[4];
     const auto length = file.Number(at + form.length, 4);
-    if (!length || !file.Bytes(at + form.letters, name, sizeof name)) return kUpright;
+    if (!length || !file.Bytes(at + form.letters, name, sizeof name)) return {};
     if (std::memcmp(name, form.name, sizeof name) == 0) return MarkOfExif(stream, start + at + 8);
     at += 8 + (*length + form.alignment - 1) / form.alignment * form.alignment + form.behind;
   }
-  return kUpright;
+  return {};
 }
 
-int MarkOf(CoreInputStream& stream, std::uint64_t start, int frame) {
+Mark MarkOf(CoreInputStream& stream, std::uint64_t start, int frame) {
   switch (CoreDetectImageFormat(&stream)) {
     case kCoreImageTiff:
       return MarkOfTiff(stream, start, frame);
@@ -152,7 +153,7 @@ int MarkOf(CoreInputStream& stream, std::uint64_t start, int frame) {
     case kCoreImageWebp:
       return MarkOfChunks(stream, start, kWebp);
     default:
-      return kUpright;
+      return {};
   }
 }
 
@@ -161,7 +162,7 @@ int MarkOf(CoreInputStream& stream, std::uint64_t start, int frame) {
 int CoreReadOrientation(CoreInputStream* stream, int frame) {
   if (stream == nullptr || frame < 0) return kUpright;
   const std::uint64_t start = stream->GetPosition();
-  const int mark = MarkOf(*stream, start, frame);
+  const Mark mark = MarkOf(*stream, start, frame);
   stream->Seek(start);
-  return mark >= 1 && mark <= 8 ? mark : kUpright;
+  return mark && *mark >= 1 && *mark <= 8 ? static_cast<int>(*mark) : kUpright;
 }

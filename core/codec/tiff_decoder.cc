@@ -181,6 +181,7 @@ struct TiffPage {
   TiffSource source;
   TiffHandle tiff;
   TiffLayout layout;
+  int frame = 0;
 };
 
 class TiffDecoder final : public FormatDecoder {
@@ -192,7 +193,7 @@ class TiffDecoder final : public FormatDecoder {
 
   // The first page; null when there is none.
   std::unique_ptr<TiffPage> OpenFirst(CoreInputStream& stream) {
-    auto page = std::make_unique<TiffPage>(TiffPage{{&stream, start_, &Reason()}, nullptr, {}});
+    auto page = std::make_unique<TiffPage>(TiffPage{{&stream, start_, &Reason()}, nullptr, {}, 0});
     if (!stream.Seek(start_)) return nullptr;
     page->tiff = OpenTiff(page->source);
     if (page->tiff == nullptr || !ReadTiffLayout(page->tiff.get(), page->layout, Reason())) return nullptr;
@@ -234,13 +235,16 @@ class TiffDecoder final : public FormatDecoder {
   }
 
   // What the library has unpacked of a page it does not unpack again: only a directory that was just read
-  // will do.
+  // will do. It goes to any page from the first on, but knows where the next one is.
   bool GoTo(TiffPage& page, int frame) {
     const bool there = fresh_ && frame == 0;
     fresh_ = false;
     if (there) return true;
-    return TIFFSetDirectory(page.tiff.get(), static_cast<tdir_t>(frame)) != 0 &&
-           ReadTiffLayout(page.tiff.get(), page.layout, Reason());
+    TIFF* tiff = page.tiff.get();
+    const int read = frame == page.frame + 1 ? TIFFReadDirectory(tiff)
+                                             : TIFFSetDirectory(tiff, static_cast<tdir_t>(frame));
+    page.frame = frame;
+    return read != 0 && ReadTiffLayout(tiff, page.layout, Reason());
   }
 
   bool Decode(TiffPage& page, CoreDib& bitmap) {

@@ -26,7 +26,6 @@ bool TiffLayout::RowsFitBitmap() const {
 TiffLayout TiffLayout::Narrowed() const {
   TiffLayout layout = *this;
   layout.bits = 8;
-  layout.real = layout.narrow = false;
   return layout;
 }
 

@@ -2,6 +2,7 @@
 // WebP, read by libwebp straight into the bitmap; animations are composed by libwebpdemux.
 #include "codec/codecs.h"
 #include "codec/format_decoder.h"
+#include "codec/kept_frames.h"
 #include "io/read_rest.h"
 
 #include <webp/decode.h>
@@ -65,16 +66,17 @@ class WebpAnimation {
     return library_ != nullptr || reason.OverLimit();
   }
 
-  // Draws frames up to number `frame`, which is beyond Frame(), and copies the canvas.
-  bool Draw(int frame, CoreDib& bitmap, DecodeReason& reason) {
-    assert(frame > frame_);
+  // Draws frames up to number `frame`, which is not before Frame(), offers those before it to `kept`, and
+  // copies the canvas.
+  bool Draw(int frame, CoreDib& bitmap, KeptFrames& kept, DecodeReason& reason) {
+    assert(frame >= frame_);
     if (!bitmap.Create(width_, height_, 32)) return reason.OverLimit();
-    std::uint8_t* pixels = nullptr;
-    for (; frame_ < frame; ++frame_) {
+    while (frame_ < frame) {
       int timestamp = 0;
-      if (WebPAnimDecoderGetNext(library_.get(), &pixels, &timestamp) == 0) return false;
+      if (WebPAnimDecoderGetNext(library_.get(), &canvas_, &timestamp) == 0) return false;
+      kept.Keep(++frame_, canvas_);
     }
-    std::memcpy(bitmap.GetBuffer(), pixels, bitmap.GetBufferSize());
+    std::memcpy(bitmap.GetBuffer(), canvas_, bitmap.GetBufferSize());
     return true;
   }
 
@@ -83,6 +85,7 @@ class WebpAnimation {
   int width_;
   int height_;
   std::unique_ptr<WebPAnimDecoder, AnimationDeleter> library_;
+  std::uint8_t* canvas_ = nullptr;  // the library's, as the last frame left it
   int frame_ = -1;
 };
 
@@ -95,6 +98,7 @@ class WebpDecoder final : public FormatDecoder {
 
   bool ReadInfo(CoreInputStream& stream, CoreImageInfo& info) override {
     animation_.reset();
+    kept_.Clear();
     file_ = {};
     file_ = ReadFile(stream, storage_);
     WebPBitstreamFeatures& features = features_;
@@ -135,13 +139,19 @@ class WebpDecoder final : public FormatDecoder {
   }
 
   bool ReadAnimation(int frame, CoreDib& bitmap) {
+    if (const CoreDib* kept = kept_.Find(frame)) return bitmap.CopyFrom(*kept) || Reason().OverLimit();
     std::unique_ptr<WebpAnimation> animation = std::move(animation_);
-    if (animation == nullptr || animation->Frame() >= frame) {
+    if (animation != nullptr && animation->Frame() > frame) {
+      constexpr std::uint64_t kCanvases = 3;  // the bitmap and two of the library
+      kept_.KeepBefore(frame, features_.width, features_.height, kCanvases);
+      animation.reset();
+    }
+    if (animation == nullptr) {
       animation = std::make_unique<WebpAnimation>(file_, features_.width, features_.height);
       if (!animation->Start(Reason())) return false;
     }
-    if (!animation->Draw(frame, bitmap, Reason())) return false;
-    if (frame + 1 < GetInfo().frameCount) animation_ = std::move(animation);
+    if (!animation->Draw(frame, bitmap, kept_, Reason())) return false;
+    if (GetInfo().frameCount > 1) animation_ = std::move(animation);
     return true;
   }
 
@@ -150,6 +160,7 @@ class WebpDecoder final : public FormatDecoder {
   Bytes file_;
   WebPBitstreamFeatures features_{};
   std::unique_ptr<WebpAnimation> animation_;  // null when the next frame has to begin anew
+  KeptFrames kept_;
 };
 
 }  // namespace

@@ -101,19 +101,24 @@ bool CoreCanvas::IsGood() const noexcept {
          cairo_surface_status(surface_.get()) == CAIRO_STATUS_SUCCESS;
 }
 
-void CoreCanvas::SetColor(std::uint32_t argb) {
-  const auto part = [argb](int shift) { return static_cast<double>(argb >> shift & 0xFF) / 255.0; };
-  cairo_set_source_rgba(cairo_.get(), part(16), part(8), part(0), part(24));
+void CoreCanvas::Replace(tovmx::CairoSurfacePtr surface) {
+  tovmx::CairoPtr cairo(surface == nullptr ? nullptr : cairo_create(surface.get()));
+  if (cairo != nullptr && cairo_ != nullptr) {
+    cairo_path_t* path = cairo_copy_path(cairo_.get());
+    cairo_append_path(cairo.get(), path);
+    cairo_path_destroy(path);
+  }
+  cairo_ = std::move(cairo);
+  surface_ = std::move(surface);
 }
 
 bool CoreCanvas::FillPage(std::uint32_t argb) {
   if (!IsGood()) return false;
-  SetColor(argb);
+  tovmx::SetSource(cairo_.get(), argb);
   // A document has no operator but OVER; any other would turn its page into a picture.
   if (isImage_) cairo_set_operator(cairo_.get(), CAIRO_OPERATOR_SOURCE);
   cairo_paint(cairo_.get());
   cairo_set_operator(cairo_.get(), CAIRO_OPERATOR_OVER);
-  damage_ = page_;
   return IsGood();
 }
 
@@ -132,7 +137,8 @@ bool CoreCanvas::DrawText(const wchar_t* characters, int count, const CoreFontLo
   const Box ink = Transform(place, line->ink);
   if (line->ink.IsEmpty() ? !keepsText_ : !page_.Intersects(ink)) return true;
 
-  SetColor(argb);
+  if (!Prepare(ink)) return false;
+  tovmx::SetSource(cairo_.get(), argb);
   const double size = em.most * tovmx::kReferenceSize;
   const bool farOut = !Box{-kFarthest, -kFarthest, kFarthest, kFarthest}.Holds(ink);
   if (farOut || size > (keepsText_ ? kLargestPrinted : kLargestPicture)) {
@@ -140,7 +146,6 @@ bool CoreCanvas::DrawText(const wchar_t* characters, int count, const CoreFontLo
   } else {
     PaintRuns(*line, place, page_.Holds(ink));
   }
-  damage_.Add(ink);
   return IsGood();
 }
 
@@ -286,5 +291,3 @@ void CoreCanvas::Release() noexcept {
   cairo_.reset();
   surface_.reset();
 }
-
-Box CoreCanvas::TakeDamage() noexcept { return std::exchange(damage_, Box{}); }

@@ -17,6 +17,12 @@ inline bool IsFinite(const CoreMatrix& m) {
          std::isfinite(m.e) && std::isfinite(m.f);
 }
 
+// Makes a straight color, 0xAARRGGBB, the one to paint with.
+inline void SetSource(cairo_t* cairo, std::uint32_t argb) {
+  const auto part = [argb](int shift) { return static_cast<double>(argb >> shift & 0xFF) / 255.0; };
+  cairo_set_source_rgba(cairo, part(16), part(8), part(0), part(24));
+}
+
 // From device units to surface units.
 inline cairo_matrix_t PlaceOf(const CoreMatrix& matrix, double scale) {
   return {matrix.a * scale, matrix.b * scale, matrix.c * scale,
@@ -38,7 +44,7 @@ class CoreCanvas {
                 std::uint32_t argb, float pixelSize);
   bool FillPath(const CorePath& path, CoreFillMode fillMode, const CoreMatrix& matrix, std::uint32_t argb);
   bool StrokePath(const CorePath& path, float width, const CoreMatrix& matrix, std::uint32_t argb);
-  bool FillPage(std::uint32_t argb);
+  virtual bool FillPage(std::uint32_t argb);
   virtual bool Flush();
   // Ends the page of a document and starts one of another size, in surface units.
   bool NextPage(double width, double height);
@@ -52,10 +58,13 @@ class CoreCanvas {
   // Lets go of the surface, which may still write what it holds.
   void Release() noexcept;
 
-  // The part of the surface that was painted on since the last call.
-  tovmx::Box TakeDamage() noexcept;
+  // Goes on with another surface of the same size. The path, if there is one, goes along.
+  void Replace(tovmx::CairoSurfacePtr surface);
 
  private:
+  // Called before what lies beneath the ink is painted on. Returns whether the canvas is good.
+  virtual bool Prepare(const tovmx::Box& /*ink*/) { return IsGood(); }
+
   void PaintRuns(const tovmx::ShapedLine& line, const cairo_matrix_t& place, bool wholeLineVisible);
   void PaintOutlines(const tovmx::ShapedLine& line, const cairo_matrix_t& place);
   void PaintOutline(cairo_scaled_font_t* font, const cairo_glyph_t& glyph, const cairo_matrix_t& place);
@@ -63,7 +72,6 @@ class CoreCanvas {
   [[nodiscard]] bool PaintPicture(hb_face_t* face, const cairo_glyph_t& glyph, const cairo_matrix_t& place);
   void SetInvisibleFont();
   void WriteText(const tovmx::GlyphRun& run);
-  void SetColor(std::uint32_t argb);
   // Makes the path, mapped to the surface, Cairo's own. False, and Cairo has none, for one that cannot be
   // drawn.
   [[nodiscard]] bool TakePath(const CorePath& path, const CoreMatrix& matrix);
@@ -71,7 +79,6 @@ class CoreCanvas {
   tovmx::CairoSurfacePtr surface_;
   tovmx::CairoPtr cairo_;
   tovmx::Box page_;
-  tovmx::Box damage_;
   double scale_;
   bool keepsText_;  // the surface writes characters, so none may be left out
   bool isImage_;

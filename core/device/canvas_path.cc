@@ -108,13 +108,13 @@ bool CoreCanvas::TakePath(const CorePath& path, const CoreMatrix& matrix) {
 bool CoreCanvas::FillPath(const CorePath& path, CoreFillMode fillMode, const CoreMatrix& matrix,
                           std::uint32_t argb) {
   if (!TakePath(path, matrix)) return false;
-  cairo_t* cr = cairo_.get();
   tovmx::Box ink;
-  cairo_path_extents(cr, &ink.left, &ink.top, &ink.right, &ink.bottom);
-  SetColor(argb);
+  cairo_path_extents(cairo_.get(), &ink.left, &ink.top, &ink.right, &ink.bottom);
+  if (!Prepare(ink)) return false;
+  cairo_t* cr = cairo_.get();
+  tovmx::SetSource(cr, argb);
   cairo_set_fill_rule(cr, fillMode == kCoreFillEvenOdd ? CAIRO_FILL_RULE_EVEN_ODD : CAIRO_FILL_RULE_WINDING);
   cairo_fill(cr);
-  damage_.Add(ink);
   return IsGood();
 }
 
@@ -122,21 +122,21 @@ bool CoreCanvas::StrokePath(const CorePath& path, float width, const CoreMatrix&
   const cairo_matrix_t place = tovmx::PlaceOf(matrix, scale_);
   const double pen = width * LargestScale(place);
   if (!(width > 0 && pen <= CorePathDevice::kMaxReach) || !TakePath(path, matrix)) return false;
-  cairo_t* cr = cairo_.get();
   tovmx::Box ink;
-  cairo_path_extents(cr, &ink.left, &ink.top, &ink.right, &ink.bottom);
+  cairo_path_extents(cairo_.get(), &ink.left, &ink.top, &ink.right, &ink.bottom);
   cairo_matrix_t inverse = place;
   if (cairo_matrix_invert(&inverse) != CAIRO_STATUS_SUCCESS) {
-    cairo_new_path(cr);  // a pen without an area
+    cairo_new_path(cairo_.get());  // a pen without an area
     return true;
   }
-  SetColor(argb);
+  const double beyond = pen * kMiterLimit / 2;
+  if (!Prepare({ink.left - beyond, ink.top - beyond, ink.right + beyond, ink.bottom + beyond})) return false;
+  cairo_t* cr = cairo_.get();
+  tovmx::SetSource(cr, argb);
   cairo_set_matrix(cr, &place);
   cairo_set_line_width(cr, width);
   cairo_set_miter_limit(cr, kMiterLimit);
   cairo_stroke(cr);
   cairo_identity_matrix(cr);
-  const double beyond = pen * kMiterLimit / 2;
-  damage_.Add({ink.left - beyond, ink.top - beyond, ink.right + beyond, ink.bottom + beyond});
   return IsGood();
 }

@@ -1,79 +1,29 @@
 // SPDX-License-Identifier: MIT
 // Cairo paints premultiplied pixels of 32 bits; a bitmap of any other form is translated to such a surface
 // and back. Back, only pixels that changed are written, so that what nobody painted on stays as it was to
-// the bit, although the way there and back would round it.
+// the bit, although the way there and back would round it. Where the way rounds nothing, all are written:
+//
+//     24 bits, gray   every color that a pixel may have comes back as it was
+//     32 bits         does where a pixel is opaque
+//     a palette       entries may be equal, so the index counts and not only the color
 #include "device/pixels.h"
 
 #include "pixel/color.h"
 #include "pixel/packed_index.h"
 
+#include <emmintrin.h>
+
 #include <algorithm>
-#include <cmath>
-#include <cstdint>
+#include <cassert>
+#include <cstddef>
 #include <cstring>
+#include <vector>
 
 namespace tovmx {
 
 namespace {
 
-std::uint32_t Component(std::uint32_t pixel, int shift) { return pixel >> shift & 0xFF; }
-
-// The palette's entry that is nearest in color; of equals the first.
-std::uint32_t NearestEntry(const CoreDib& bitmap, std::uint32_t argb) {
-  int best = 0;
-  int bestDistance = -1;
-  for (int i = 0; i < bitmap.GetPaletteSize(); ++i) {
-    const std::uint32_t entry = bitmap.GetPaletteEntry(i);
-    const auto difference = [=](int shift, int entryShift) {
-      const int d = static_cast<int>(Component(argb, shift)) - static_cast<int>(Component(entry, entryShift));
-      return d * d;
-    };
-    const int distance = difference(16, 0) + difference(8, 8) + difference(0, 16);
-    if (bestDistance >= 0 && distance >= bestDistance) continue;
-    best = i;
-    bestDistance = distance;
-  }
-  return static_cast<std::uint32_t>(best);
-}
-
-// The bitmap's own number for a color.
-class Translator {
- public:
-  explicit Translator(const CoreDib& bitmap) : bitmap_(bitmap) {}
-
-  std::uint32_t operator()(std::uint32_t argb) {
-    if (argb == lastColor_ && known_) return lastValue_;
-    known_ = true;
-    lastColor_ = argb;
-    const int bits = bitmap_.GetBitsPerPixel();
-    if (bits >= 24) {
-      lastValue_ = argb;
-    } else if (bitmap_.GetPaletteSize() > 0) {
-      lastValue_ = NearestEntry(bitmap_, argb);
-    } else {
-      const std::uint32_t top = (1U << bits) - 1;
-      lastValue_ = (tovmx::GrayOf(argb) * top + 127) / 255;
-    }
-    return lastValue_;
-  }
-
- private:
-  const CoreDib& bitmap_;
-  bool known_ = false;
-  std::uint32_t lastColor_ = 0;
-  std::uint32_t lastValue_ = 0;
-};
-
-void SetPixel(std::uint8_t* row, int x, int bits, std::uint32_t value) {
-  const auto column = static_cast<std::size_t>(x);
-  if (bits == 32) {
-    std::memcpy(row + column * 4, &value, 4);
-  } else if (bits == 24) {
-    std::memcpy(row + column * 3, &value, 3);
-  } else {
-    tovmx::SetPackedIndex(row, column, static_cast<unsigned>(bits), value);
-  }
-}
+constexpr std::uint32_t kAlpha = 0xFF000000;
 
 std::uint32_t* SurfaceRow(cairo_surface_t* surface, int y) {
   const auto stride = static_cast<std::size_t>(cairo_image_surface_get_stride(surface));
@@ -81,42 +31,255 @@ std::uint32_t* SurfaceRow(cairo_surface_t* surface, int y) {
   return static_cast<std::uint32_t*>(row);
 }
 
-int Edge(double value, int limit) { return static_cast<int>(std::clamp(value, 0.0, double(limit))); }
+std::uint32_t Load32(const std::uint8_t* from) noexcept {
+  std::uint32_t value = 0;
+  std::memcpy(&value, from, sizeof value);
+  return value;
+}
+
+void Store32(std::uint8_t* to, std::uint32_t value) noexcept { std::memcpy(to, &value, sizeof value); }
+
+__m128i LoadFour(const void* from) noexcept { return _mm_loadu_si128(static_cast<const __m128i*>(from)); }
+
+bool AreFourOpaque(__m128i pixels) noexcept {
+  const __m128i rest = _mm_set1_epi32(0xFFFFFF);
+  const __m128i all = _mm_cmpeq_epi8(_mm_or_si128(pixels, rest), _mm_set1_epi8(-1));
+  return _mm_movemask_epi8(all) == 0xFFFF;
+}
+
+// ---- From the bitmap
+
+void Expand24(const std::uint8_t* row, int left, int right, std::uint32_t* to) noexcept {
+  const std::uint8_t* p = row + static_cast<std::size_t>(left) * 3;
+  int x = left;
+  // Four pixels are three words.
+  for (; x + 4 <= right; x += 4, p += 12) {
+    const std::uint32_t a = Load32(p);
+    const std::uint32_t b = Load32(p + 4);
+    const std::uint32_t c = Load32(p + 8);
+    to[x] = a | kAlpha;
+    to[x + 1] = a >> 24 | b << 8 | kAlpha;
+    to[x + 2] = b >> 16 | c << 16 | kAlpha;
+    to[x + 3] = c >> 8 | kAlpha;
+  }
+  for (; x < right; ++x, p += 3) {
+    to[x] = kAlpha | static_cast<std::uint32_t>(p[2]) << 16 | static_cast<std::uint32_t>(p[1]) << 8 | p[0];
+  }
+}
+
+void Expand32(const std::uint8_t* row, int left, int right, std::uint32_t* to) noexcept {
+  int x = left;
+  for (; x < right; ++x) {
+    const std::uint8_t* p = row + static_cast<std::size_t>(x) * 4;
+    for (; x + 4 <= right && AreFourOpaque(LoadFour(p)); x += 4, p += 16) std::memcpy(to + x, p, 16);
+    if (x < right) to[x] = Premultiplied(Load32(p));
+  }
+}
+
+template <unsigned bits>
+void ExpandIndices(const std::uint8_t* row, int left, int right, const std::uint32_t* colors,
+                   std::uint32_t* to) noexcept {
+  constexpr int kPerByte = 8 / bits;
+  int x = left;
+  for (; x < right && x % kPerByte != 0; ++x) to[x] = colors[PackedIndex(row, std::size_t(x), bits)];
+  for (; x + kPerByte <= right; x += kPerByte) {
+    const unsigned byte = row[x / kPerByte];
+    for (int k = 0; k < kPerByte; ++k) {
+      to[x + k] = colors[byte >> (8 - bits * static_cast<unsigned>(k + 1)) & ((1U << bits) - 1)];
+    }
+  }
+  for (; x < right; ++x) to[x] = colors[PackedIndex(row, std::size_t(x), bits)];
+}
+
+// ---- Into the bitmap
+
+void SetPixel(std::uint8_t* row, int x, int bits, std::uint32_t value) noexcept {
+  const auto column = static_cast<std::size_t>(x);
+  if (bits == 32) {
+    Store32(row + column * 4, value);
+  } else if (bits == 24) {
+    std::memcpy(row + column * 3, &value, 3);
+  } else {
+    SetPackedIndex(row, column, static_cast<unsigned>(bits), value);
+  }
+}
+
+// The opaque pixels at the front, in fours; returns the column behind them.
+int Store24(const std::uint32_t* from, std::uint8_t* row, int left, int right) noexcept {
+  std::uint8_t* p = row + static_cast<std::size_t>(left) * 3;
+  int x = left;
+  for (; x + 4 <= right && AreFourOpaque(LoadFour(from + x)); x += 4, p += 12) {
+    Store32(p, (from[x] & 0xFFFFFF) | from[x + 1] << 24);
+    Store32(p + 4, (from[x + 1] >> 8 & 0xFFFF) | from[x + 2] << 16);
+    Store32(p + 8, (from[x + 2] >> 16 & 0xFF) | from[x + 3] << 8);
+  }
+  return x;
+}
+
+int StoreGray8(const std::uint32_t* from, std::uint8_t* row, int left, int right) noexcept {
+  int x = left;
+  for (; x < right && (from[x] & kAlpha) == kAlpha; ++x) row[x] = static_cast<std::uint8_t>(GrayOf(from[x]));
+  return x;
+}
+
+void Store32s(const std::uint32_t* from, std::uint8_t* row, int left, int right) noexcept {
+  for (int x = left; x < right; ++x) {
+    std::uint8_t* p = row + static_cast<std::size_t>(x) * 4;
+    for (; x + 4 <= right && AreFourOpaque(LoadFour(from + x)); x += 4, p += 16) std::memcpy(p, from + x, 16);
+    if (x == right) return;
+    const std::uint32_t own = Load32(p);
+    // Most pixels beside the ink are clear in both.
+    if (from[x] >> 24 == own >> 24 && (from[x] == 0 || from[x] == Premultiplied(own))) continue;
+    Store32(p, Straight(from[x]));
+  }
+}
 
 }  // namespace
 
-bool IsOpaque32(const CoreDib& bitmap) {
-  if (bitmap.GetBitsPerPixel() != 32) return false;
-  for (int y = 0; y < bitmap.GetHeight(); ++y) {
+bool IsOpaque(const CoreDib& bitmap, const PixelArea& area) noexcept {
+  assert(bitmap.GetBitsPerPixel() == 32);
+  for (int y = area.top; y < area.bottom; ++y) {
     const std::uint8_t* row = bitmap.GetRow(y);
-    std::uint8_t all = 255;
-    for (int x = 0; x < bitmap.GetWidth(); ++x) all &= row[static_cast<std::size_t>(x) * 4 + 3];
-    if (all != 255) return false;
+    int x = area.left;
+    for (; x + 4 <= area.right; x += 4) {
+      if (!AreFourOpaque(LoadFour(row + static_cast<std::size_t>(x) * 4))) return false;
+    }
+    for (; x < area.right; ++x) {
+      if (row[static_cast<std::size_t>(x) * 4 + 3] != 255) return false;
+    }
   }
   return true;
 }
 
-void LoadPixels(const CoreDib& bitmap, cairo_surface_t* surface) {
-  for (int y = 0; y < bitmap.GetHeight(); ++y) {
+void FillPixels(cairo_surface_t* surface, const PixelArea& area, std::uint32_t color) noexcept {
+  for (int y = area.top; y < area.bottom; ++y) {
     std::uint32_t* row = SurfaceRow(surface, y);
-    for (int x = 0; x < bitmap.GetWidth(); ++x) row[x] = Premultiplied(bitmap.GetArgb(x, y));
+    std::fill(row + area.left, row + area.right, color);
   }
-  cairo_surface_mark_dirty(surface);
 }
 
-void StorePixels(cairo_surface_t* surface, const Box& area, CoreDib& bitmap) {
-  // One pixel more on each side: antialiasing reaches past the outline.
-  const int left = Edge(std::floor(area.left) - 1, bitmap.GetWidth());
-  const int right = Edge(std::ceil(area.right) + 1, bitmap.GetWidth());
-  const int top = Edge(std::floor(area.top) - 1, bitmap.GetHeight());
-  const int bottom = Edge(std::ceil(area.bottom) + 1, bitmap.GetHeight());
-  Translator translate(bitmap);
-  for (int y = top; y < bottom; ++y) {
-    const std::uint32_t* from = SurfaceRow(surface, y);
-    std::uint8_t* to = bitmap.GetRow(y);
-    for (int x = left; x < right; ++x) {
-      if (from[x] == Premultiplied(bitmap.GetArgb(x, y))) continue;
-      SetPixel(to, x, bitmap.GetBitsPerPixel(), translate(Straight(from[x])));
+PixelExchange::PixelExchange(CoreDib& bitmap) : bitmap_(bitmap), bits_(bitmap.GetBitsPerPixel()) {
+  ReadPalette();
+}
+
+void PixelExchange::ReadPalette() {
+  if (bits_ > 8) return;
+  const int levels = (1 << bits_) - 1;
+  const bool gray = bitmap_.GetPaletteSize() == 0;
+  for (int i = 0; i <= levels; ++i) {
+    const std::uint32_t entry = bitmap_.GetPaletteEntry(i);
+    const std::uint32_t argb = static_cast<std::uint32_t>(bitmap_.GetPaletteAlpha(i)) << 24 |
+                               (entry & 0xFF) << 16 | (entry & 0xFF00) | entry >> 16;
+    colors_[static_cast<std::size_t>(i)] =
+        gray ? kAlpha | static_cast<std::uint32_t>(i * (255 / levels)) * 0x010101U : Premultiplied(argb);
+  }
+  if (gray) {
+    match_.reset();
+  } else {
+    if (match_ == nullptr) match_ = std::make_unique<PaletteMatch>();
+    match_->Use(bitmap_);
+  }
+}
+
+// The bitmap's own number for a color.
+std::uint32_t PixelExchange::ValueOf(std::uint32_t premultiplied) {
+  const std::uint32_t argb = Straight(premultiplied);
+  if (bits_ >= 24) return argb;
+  if (match_ != nullptr) return match_->Nearest(argb);
+  const std::uint32_t top = (1U << bits_) - 1;
+  return (GrayOf(argb) * top + 127) / 255;
+}
+
+void PixelExchange::Load(const PixelArea& area, cairo_surface_t* surface) {
+  for (int y = area.top; y < area.bottom; ++y) {
+    const std::uint8_t* row = bitmap_.GetRow(y);
+    std::uint32_t* to = SurfaceRow(surface, y);
+    switch (bits_) {
+      case 32:
+        Expand32(row, area.left, area.right, to);
+        break;
+      case 24:
+        Expand24(row, area.left, area.right, to);
+        break;
+      case 8:
+        ExpandIndices<8>(row, area.left, area.right, colors_.data(), to);
+        break;
+      case 4:
+        ExpandIndices<4>(row, area.left, area.right, colors_.data(), to);
+        break;
+      default:
+        ExpandIndices<1>(row, area.left, area.right, colors_.data(), to);
+    }
+  }
+}
+
+void PixelExchange::StoreRow(const std::uint32_t* from, std::uint8_t* row, int left, int right) {
+  if (bits_ == 32) {
+    Store32s(from, row, left, right);
+    return;
+  }
+  if (match_ != nullptr) {
+    StoreIndices(from, row, left, right);
+    return;
+  }
+  for (int x = left; x < right; ++x) {
+    if (bits_ == 24) x = Store24(from, row, x, right);
+    if (bits_ == 8) x = StoreGray8(from, row, x, right);
+    if (x < right) SetPixel(row, x, bits_, ValueOf(from[x]));
+  }
+}
+
+void PixelExchange::StoreIndices(const std::uint32_t* from, std::uint8_t* row, int left, int right) {
+  const auto bits = static_cast<unsigned>(bits_);
+  for (int x = left; x < right; ++x) {
+    const std::uint32_t own = colors_[PackedIndex(row, static_cast<std::size_t>(x), bits)];
+    if (from[x] != own) SetPixel(row, x, bits_, ValueOf(from[x]));
+  }
+}
+
+void PixelExchange::Store(cairo_surface_t* surface, const PixelArea& area) {
+  for (int y = area.top; y < area.bottom; ++y) {
+    StoreRow(SurfaceRow(surface, y), bitmap_.GetRow(y), area.left, area.right);
+  }
+}
+
+namespace {
+
+// What each byte of packed indices becomes when each of its indices becomes another.
+std::array<std::uint8_t, 256> ByteMap(const std::array<std::uint8_t, 256>& indices, unsigned bits) {
+  std::array<std::uint8_t, 256> map{};
+  for (unsigned byte = 0; byte < 256; ++byte) {
+    const auto old = static_cast<std::uint8_t>(byte);
+    for (std::size_t x = 0; x < 8 / bits; ++x) {
+      SetPackedIndex(&map[byte], x, bits, indices[PackedIndex(&old, x, bits)]);
+    }
+  }
+  return map;
+}
+
+}  // namespace
+
+void PixelExchange::StoreEverywhere(std::uint32_t color) {
+  const int width = bitmap_.GetWidth();
+  const int height = bitmap_.GetHeight();
+  const std::uint32_t value = ValueOf(color);
+  if (bits_ > 8) {
+    const std::vector<std::uint32_t> from(static_cast<std::size_t>(width), color);
+    for (int y = 0; y < height; ++y) StoreRow(from.data(), bitmap_.GetRow(y), 0, width);
+    return;
+  }
+  const auto bits = static_cast<unsigned>(bits_);
+  std::array<std::uint8_t, 256> indices{};
+  for (std::size_t i = 0; i < 1U << bits; ++i) {
+    indices[i] = static_cast<std::uint8_t>(colors_[i] == color ? i : value);
+  }
+  const std::array<std::uint8_t, 256> map = ByteMap(indices, bits);
+  const std::size_t whole = static_cast<std::size_t>(width) * bits / 8;
+  for (int y = 0; y < height; ++y) {
+    std::uint8_t* row = bitmap_.GetRow(y);
+    for (std::size_t i = 0; i < whole; ++i) row[i] = map[row[i]];
+    for (std::size_t x = whole * 8 / bits; x < static_cast<std::size_t>(width); ++x) {
+      SetPackedIndex(row, x, bits, indices[PackedIndex(row, x, bits)]);
     }
   }
 }

@@ -80,3 +80,5 @@ void UnregisterApplicationFonts() {
 }
 
 }  // namespace tovmx
+
+std::uint64_t CoreFontGeneration() noexcept { return tovmx::FontGeneration(); }

@@ -218,6 +218,7 @@ std::string EncodeLocal(const wchar_t* text, std::size_t length) {
   std::string bytes;
   bytes.reserve(length);
   std::size_t i = 0;
+  const wchar_t* end = text;  // of the run for the codeset, which is looked for once
   while (i < length) {
     const std::uint32_t c = ValueOf(text[i]);
     if (c < 0x80 || IsEscapedByte(c)) {
@@ -226,7 +227,11 @@ std::string EncodeLocal(const wchar_t* text, std::size_t length) {
       continue;
     }
     const auto isOther = [](wchar_t other) { return !IsForCodeset(ValueOf(other)); };
-    const wchar_t* const end = IsTag(c) ? text + i + 1 : std::find_if(text + i, text + length, isOther);
+    if (IsTag(c)) {
+      end = text + i + 1;
+    } else if (end <= text + i) {
+      end = std::find_if(text + i, text + length, isOther);
+    }
     const std::size_t before = bytes.size();
     int error = 0;
     const auto run = static_cast<std::size_t>(end - (text + i));

@@ -54,9 +54,10 @@ class TOVKIT_API Convert {
   ///     boolean  1 or 0                1 or 0                 1.0 or 0.0               the value
   ///
   /// Numbers are cut toward zero. In ToInt every double outside the 32-bit range, and NaN, is -2147483648; in
-  /// ToUint one outside the signed 64-bit range, and NaN, is 0. Strings are read in base 10 up to the first
-  /// character that does not fit, and no digits are 0; a sign is allowed, so that "-1" is 4294967295 in
-  /// ToUint. strtod follows the decimal point of the process's locale.
+  /// ToUint one outside the signed 64-bit range, and NaN, is 0. Strings are read up to the first character
+  /// that does not fit, and no digits are 0; a sign is allowed, so that "-1" is 4294967295 in ToUint. strtol
+  /// reads in base 10; strtod reads hexadecimal numbers, infinities and NaN too and follows the decimal point
+  /// of the process's locale.
   static int ToInt(const SharedPtr<const JsonValue>& value);
   static unsigned ToUint(const SharedPtr<const JsonValue>& value);
   static float ToFloat(const SharedPtr<const JsonValue>& value);

@@ -33,9 +33,8 @@ namespace tovkit {
 /// followers are missing are skipped, and NaN or infinite numbers only make comparisons false.
 ///
 /// \param point      in path units
-/// \param tolerance  the greatest distance, in path units, at which the outline counts as hit. With a
-/// negative
-///                   one or NaN the outline is never hit.
+/// \param tolerance  in path units: curves and the ends of lines are hit within this distance, lines beside
+///                   them within 1.41 times it. With a negative one or NaN the outline is never hit.
 /// \param path       must not change during the call
 /// \param reserved   has no effect
 /// \param testFill   true: a point inside the shape is a hit as well
@@ -50,11 +49,14 @@ namespace tovkit {
 /// - A point that is outside a curve's control-point box in both x and y never hits that curve, however large
 ///   the tolerance is.
 /// - A point exactly level with a horizontal edge, or exactly above or below a vertical one, hits it at any
-///   distance. A sloping edge is hit within 1.41 times the tolerance, measured along an axis.
-/// - A ray that meets a curve exactly at a sample, or between the two neighboring samples that are farthest
-///   apart, does not cross it. The center of a circle made of four quarters is not inside.
+///   distance. Any other point beside an edge, sloping or not, hits it within 1.41 times the tolerance,
+///   measured along an axis.
 /// - A curve is sampled at 51 points and refined near the nearest one. Points of a long curve that lie
 ///   between two samples can be missed by a tolerance much smaller than their spacing.
+/// - A ray crosses a curve where the samples on either side of it are closer together than the two
+///   neighboring samples that are farthest apart. So it does not cross between these two, nor exactly at an
+///   end or at a sample whose two neighbors are as far apart. The center of a circle made of four quarters is
+///   not inside.
 /// - A vertical edge counts as crossed by the ray towards it even from above or below it, and so does a
 ///   horizontal edge from beside it.
 /// - A segment without length, such as the closing one of a subpath that ends where it began, is hit by

@@ -59,9 +59,9 @@ TOVKIT_API bool ColorToText(const std::uint32_t& color, const std::uint32_t& kin
 /// The cut is made at the end of the padded row, so padding may be blanked too.
 ///
 /// A bitmap of fewer than 8 bits per pixel is treated coarsely: on each row the bytes left / 8 up to right /
-/// 8 become 0, whatever the palette, and the bytes at the edges that the rectangle covers only in part are
-/// left alone. That suits 1 bit per pixel, where 0 is black without a palette; with 4 it blanks half the
-/// width.
+/// 8 become 0, whatever the palette. So a byte that the left edge cuts is blanked whole, and one that the
+/// right edge cuts is left alone. That suits 1 bit per pixel, where 0 is black without a palette; with 4 it
+/// blanks a quarter of the width, from a quarter of the left edge on.
 ///
 /// False, and nothing changed, for a null bitmap and an empty rectangle (left == right or top == bottom).
 TOVKIT_API bool DeleteRectDib(CoreDib* bitmap, CoreRect rect);
@@ -138,16 +138,19 @@ TOVKIT_API bool DrawTextOnDevice(CoreDevice* device, SharedPtr<const JsonValue> 
 ///     "warningCount"   of all warnings
 ///     "warnings"   what of the description is not used as it stands: "pointer" (RFC 6901, from the
 ///                  description), "kind" ("unknown-key", "duplicate-key", "wrong-type", "out-of-range",
-///                  "color" or "text"), "message" in words, and of an unknown key the "nearest" known one
+///                  "color" or "text"), "message" in words, of an unknown key the "nearest" known one, and of
+///                  an unknown or duplicate key the "member", counted from 0 in its object: a pointer cannot
+///                  tell keys of one name apart, nor name bytes that are no UTF-8
 ///
 /// At most `limit` runs, positions of missing characters and warnings are told, and 1,000 characters of any
 /// text but a pointer; the counts are of all. Time and memory grow with the description alone.
 ///
-/// A line that is new costs less than twice a measurement of it: it is shaped once, and making the document
-/// takes half as long again. One that was drawn, measured or described before is not shaped again. What
-/// remains is the document of some 40 values, a few microseconds: less than drawing the line, but ten times
-/// what asking for the extents of a kept line takes. Who wants the extents alone has
-/// CoreFontLoader::MeasureText.
+/// It costs at most twice a measurement of the same description. A line that is new is shaped once, and making
+/// the document takes half as long again. One that the thread has drawn, measured or described before is not
+/// shaped again, as long as it is among the thread's last 512 lines and 65,536 glyphs and has at most 2,048
+/// characters. A description that comes again, from the third time on, costs a copy of its report, which this
+/// thread keeps. Between the two lies a line that was drawn or measured before and is described for the first
+/// time: a few microseconds for its document of some 40 values, less than drawing it.
 ///
 /// Nothing is printed, and whatever the description holds the report is valid JSON. A null handle for an
 /// empty one.

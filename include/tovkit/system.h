@@ -230,23 +230,23 @@ class TOVKIT_API Mutex {
 /// then.
 ///
 /// The watchdog does not follow a fork(). In a child that executes no program it starts anew when a watched
-/// mutex is next locked or constructed, and then watches those that the child inherited too. When the fork
-/// fell into a look of the parent's watchdog, or into a construction or destruction by another thread, the
-/// child's mutexes stay unwatched, and its own constructions and destructions of watched mutexes block for
-/// good.
+/// mutex is next locked, constructed or destroyed, and then watches those that the child inherited too. When
+/// the fork fell into a look of the parent's watchdog, or into a construction or destruction by another
+/// thread, the child's mutexes stay unwatched, and its own constructions of watched mutexes and destructions
+/// of any WatchedMutex block for good.
 class TOVKIT_API WatchedMutex : public Mutex {
  public:
   /// `name` shows in the watchdog's lines: null counts as "SWMutex", and only 255 characters are kept.
   /// `timeout` is in seconds; below 1 the mutex is not watched. The first watched mutex starts the watchdog;
-  /// when that fails, "pthread_create error\n" is printed and every later construction or destruction of a
-  /// watched mutex blocks for good (a process that cannot watch is meant to be noticed).
+  /// when that fails, "pthread_create error\n" is printed and every later construction of a watched mutex and
+  /// destruction of any WatchedMutex blocks for good (a process that cannot watch is meant to be noticed).
   WatchedMutex(const char* name, int timeout);
 
   /// Leaves the registry. A mutex with a time-out below 1 leaves a record of some 300 bytes behind.
   /// Precondition: nobody holds the mutex or waits for it.
   ~WatchedMutex() override;
 
-  /// As Mutex, and in a forked child starts the watchdog that it lacks.
+  /// As Mutex. In a forked child lock() starts the watchdog that the child lacks, when the mutex is watched.
   void lock() override;
   void unlock() override;
 
@@ -294,7 +294,7 @@ class TOVKIT_API Process {
   enum State : int32_t {
     Starting = 0,  ///< start() is at work
     Running = 1,   ///< it was started, and no wait() has seen its end
-    Stopped = 2,   ///< there is none, or a wait() has seen its end
+    Stopped = 2,   ///< there is none, a wait() has seen its end, or the last start() failed
   };
 
   /// No child yet: pid() is 0, state() Stopped, and the child will inherit standard output and error.
@@ -328,8 +328,9 @@ class TOVKIT_API Process {
   /// `argv` with a positive `argc`, a null or empty argument, an `argc` too large for an int of slots, or a
   /// failed fork ("vfork fail, errno=%d, errmsg=%s\n"; it names vfork, whatever call was made).
   ///
-  /// A running child does not prevent another start: the object then forgets the first one. Only a call from
-  /// within start is refused, with "this process is already runing.\n".
+  /// A running child does not prevent another start: the object then forgets the first one, also when the
+  /// other start fails at its fork (pid() alone still names it). Only a call from within start is refused,
+  /// with "this process is already runing.\n".
   bool start(const char* path, int argc, const char* const* argv);
 
   /// The second half of start: fork and execute what start stored. For start's use; false before any start.

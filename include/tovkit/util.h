@@ -35,7 +35,7 @@ namespace tovkit {
 /// null text returns an empty result. They report no error: bytes that do not decode travel as U+DC80 to
 /// U+DCFF and come back as the same bytes, through UTF-8 too. A character that the target encoding lacks
 /// becomes "?". A result ends before the first NUL character of the text. A text whose result a core string
-/// cannot hold (2^31 - 1 units or more) throws std::length_error.
+/// cannot hold (2^31 - 1 units or more) throws std::length_error, and so does UTF-8 of that many bytes.
 /// @{
 
 /// Local text as wide text.
@@ -53,7 +53,7 @@ TOVKIT_API std::string WideToUtf8(const wchar_t* text, int len);
 /// Local text as UTF-8, for everything that comes from the operating system.
 TOVKIT_API std::string LocalToUtf8(const char* text, int len);
 
-/// UTF-8 as local text, for every path that is handed to the operating system.
+/// UTF-8 as local text, the form in which the operating system takes paths.
 TOVKIT_API std::string Utf8ToLocal(const char* text, int len);
 
 /// @{

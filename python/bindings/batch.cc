@@ -112,7 +112,7 @@ class Batch final : private jobs::ResultSink {
     try {
       jobs::FileSource lines(theirs_.get(), "jobs", "", jobs::FileSource::Format::kJsonLines);
       jobs::IdIndex index;
-      jobs::SelectedSource selected(lines, jobs::Shard(), index);
+      jobs::SelectedSource selected(lines, jobs::Shard(), index, options_.runner.directory, false);
       // What is left when it was stopped is nobody's.
       static_cast<void>(jobs::Executor(options_).Run(selected, *this, stop_));
     } catch (...) {

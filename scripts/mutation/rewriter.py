@@ -156,6 +156,12 @@ class Rewriter:
         return named is None or named.kind == K.PARM_DECL or (
             named.kind == K.VAR_DECL and not named.type.is_const_qualified())
 
+    @staticmethod
+    def is_fresh(text, result):
+        """Whether the expression is `Type()` of the result's type, which is what {} makes."""
+        made = re.fullmatch(rb"([\w:]+)(<.*>)?\(\)", text)
+        return made is not None and made[1].split(b"::")[-1] == result.spelling.split("<")[0].split("::")[-1].encode()
+
     def returned(self, cursor, value, function):
         text = self.slice(value)
         shown = plain(self.slice(cursor))
@@ -168,7 +174,7 @@ class Rewriter:
             plainly = result.kind not in (T.VOID, T.LVALUEREFERENCE, T.RVALUEREFERENCE)
             zero = inner.kind == K.DECL_REF_EXPR and inner.referenced is not None and (
                 inner.referenced.kind == K.ENUM_CONSTANT_DECL and inner.referenced.enum_value == 0)
-            if plainly and not zero:
+            if plainly and not zero and not self.is_fresh(text, result):
                 self.add(cursor, function, [Fault("returned value", shown + ";", "return {};")],
                          b"{ if (tovkit_mutant::On(@)) return {}; ", b" }", end=self.semicolon(cursor))
         self.expression(value, function)

@@ -8,6 +8,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <poll.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -71,6 +72,26 @@ inline std::map<std::string, std::string> FilesBelow(const std::string& folder) 
   }
   return files;
 }
+
+// For as long as the object lives, processes that lose their parent become children of the test.
+class Orphanage {
+ public:
+  Orphanage() { prctl(PR_SET_CHILD_SUBREAPER, 1); }
+  ~Orphanage() { prctl(PR_SET_CHILD_SUBREAPER, 0); }
+  Orphanage(const Orphanage&) = delete;
+  Orphanage& operator=(const Orphanage&) = delete;
+
+  // Whether every process of the test ends by itself.
+  static bool AwaitEmpty() {
+    constexpr int kPatience = 20000;  // milliseconds
+    for (int turn = 0; turn < kPatience; ++turn) {
+      const pid_t ended = waitpid(-1, nullptr, WNOHANG);
+      if (ended < 0) return true;
+      if (ended == 0) poll(nullptr, 0, 1);
+    }
+    return false;
+  }
+};
 
 class Batch : public testing::Test {
  protected:

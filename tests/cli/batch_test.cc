@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <map>
 #include <string>
@@ -72,11 +73,12 @@ TEST_F(Batch, StrangeLinesCostThemselvesOnly) {
   jobs += R"({"id": "last", "hit": {"path": "M0 0H9V9H0Z", "points": [[0, 0]]}})";
   const CommandResult result = Run({"--ordered", "-j2"}, jobs);
   EXPECT_EQ(result.status, 1);
-  EXPECT_EQ(result.err, "tovkit: 4 of 9 jobs failed\n");
+  EXPECT_EQ(result.err,
+            "tovkit: standard input:4:2: a value is expected\n  no json\n   ^\ntovkit: 4 of 9 jobs failed\n");
   const std::vector<std::string> lines = LinesOf(result.out);
   ASSERT_EQ(lines.size(), 9u);
-  EXPECT_EQ(Member(lines[3], "message"), "line 4, column 2: a value is expected");
-  EXPECT_EQ(Member(lines[4], "message"), "line 5: an object is expected");
+  EXPECT_EQ(Member(lines[3], "message"), "standard input:4:2: a value is expected");
+  EXPECT_EQ(Member(lines[4], "message"), "standard input:5:1: an object is expected");
   EXPECT_EQ(Member(lines[5], "message"), "line 6: longer than 16 MiB");
   EXPECT_EQ(Member(lines[5], "kind"), "limit");
   EXPECT_EQ(Member(lines[6], "id"), "line 7");
@@ -85,6 +87,49 @@ TEST_F(Batch, StrangeLinesCostThemselvesOnly) {
   EXPECT_EQ(lines[7].find(R"({"id":"a/../b\u0001\u000a\"","state":"done")"), 0u) << lines[7];
   EXPECT_NE(lines[8].find("\"hits\":[true]"), std::string::npos);
   EXPECT_EQ(FilesBelow(Out()).size(), 4u);
+}
+
+TEST_F(Batch, WhatIsWrongInTheJsonIsToldWithFileLineAndColumn) {
+  const std::string jobs = Path("jobs.jsonl");
+  std::ofstream(jobs) << R"({"id": "a", "draw": [{"Content": "x"}, 5], "out": "a.png"})"
+                      << "\n\n"
+                      << R"({"id": "b", "draw": {"Contnt": "x"}, "out": "b.png"})"
+                      << "\n{\"out\":}\n";
+  const CommandResult told = Run({"--ordered", jobs}, "");
+  const std::vector<std::string> lines = LinesOf(told.out);
+  ASSERT_EQ(lines.size(), 3U) << told.err;
+  EXPECT_EQ(Member(lines[0], "message"), jobs + ":1:40: element 1 is no object");
+  EXPECT_NE(lines[1].find(jobs + ":3:22: no text to draw; "), std::string::npos) << lines[1];
+  EXPECT_EQ(Member(lines[2], "message"), jobs + ":4:8: a value is expected");
+  // The first one to be told, with its line.
+  EXPECT_NE(told.err.find("\n  {\"id\": \"a\", \"draw\": [{\"Content\": \"x\"}, 5], \"out\": \"a.png\"}\n  " +
+                          std::string(39, ' ') + "^\ntovkit: 3 of 3 jobs failed\n"),
+            std::string::npos)
+      << told.err;
+}
+
+TEST_F(Batch, WhatIsWrongInATemplateIsToldWithFileLineAndColumn) {
+  const std::string file = Path("label.json");
+  const std::string data = Path("data.jsonl");
+  std::ofstream(data) << "{\"n\": \"1\"}\n{\"n\":}\n";
+  std::ofstream(file) << "{\"out\": \"{{n}}.png\",\n  \"draw\": {\"Content\": \"{{n}}\",}}";
+  const CommandResult broken = Run({"--template", file, "--data", data}, "");
+  EXPECT_EQ(broken.status, 1);
+  EXPECT_EQ(broken.err, "tovkit: " + file + ":2:31: a member's name, in quotation marks, is expected\n" +
+                            "    \"draw\": {\"Content\": \"{{n}}\",}}\n  " + std::string(30, ' ') + "^\n");
+  std::ofstream(file) << "\n [5]";
+  EXPECT_EQ(Run({"--template", file, "--data", data}, "").err,
+            "tovkit: " + file + ":2:2: an object is expected\n   [5]\n   ^\n");
+  std::ofstream(file) << "";
+  EXPECT_EQ(Run({"--template", file, "--data", data}, "").err,
+            "tovkit: " + file + ": empty, where a JSON object is expected\n");
+  // What is wrong in the filled job is wrong in the template, and what is wrong in the data there.
+  std::ofstream(file) << "{\"out\": \"{{n}}.png\",\n  \"draw\": [{\"Content\": \"{{n}}\"}, 5]}";
+  const CommandResult filled = Run({"--ordered", "--template", file, "--data", data}, "");
+  const std::vector<std::string> lines = LinesOf(filled.out);
+  ASSERT_EQ(lines.size(), 2U) << filled.err;
+  EXPECT_EQ(Member(lines[0], "message"), file + ":2:34: element 1 is no object");
+  EXPECT_EQ(Member(lines[1], "message"), data + ":2:6: a value is expected");
 }
 
 std::string Drawing(const std::string& id, const std::string& out) {
@@ -149,6 +194,10 @@ TEST_F(Batch, AutoReadsTheScheduler) {
   const CommandResult result = Run({"--shard", "auto"}, Jobs(10), slurm);
   EXPECT_EQ(result.status, 0);
   EXPECT_EQ(result.err, "tovkit: shard 1/2\n");
+  const Environment lsf = {{"LSB_JOBINDEX", "2"}, {"LSB_JOBINDEX_END", "2"}, {"LSB_JOBINDEX_STEP", "1"}};
+  EXPECT_EQ(Run({"--shard", "auto"}, Jobs(10), lsf).err,
+            "tovkit: shard 1/2; the array is taken to start at 1\n");
+  EXPECT_EQ(Run({"--shard", "auto/2-2"}, Jobs(10), lsf).err, "tovkit: shard 0/1\n");
   const CommandResult none = Run({"--shard", "auto"}, Jobs(10));
   EXPECT_EQ(none.status, 2);
   EXPECT_NE(none.err.find("--shard: no task of an array"), std::string::npos);
@@ -166,6 +215,29 @@ TEST_F(Batch, Usage) {
       {"--resume"},   {"--data", "x"},    {"--shard", "1"},   {"--template", "x"},
       {"one", "two"}, {"--merge"},        {"--recycle", "-1"}};
   for (const auto& arguments : wrong) EXPECT_EQ(Run(arguments, "").status, 2) << arguments[0];
+  // Such as a variable of a script that is not set.
+  for (const char* const option :
+       {"--shard", "--results", "--directory", "--input", "--template", "--data", "--font"}) {
+    for (const auto& arguments : {std::vector<std::string>{"batch", option, ""},
+                                  std::vector<std::string>{"batch", std::string(option) + "="}}) {
+      const CommandResult result = RunCommand(arguments, Jobs(1));
+      EXPECT_EQ(result.status, 2) << arguments[1];
+      EXPECT_EQ(result.out, "") << arguments[1];
+    }
+    EXPECT_NE(RunCommand({"batch", option, ""}).err.find(": the value is empty"), std::string::npos);
+  }
+  EXPECT_FALSE(std::filesystem::exists("0/0.png"));
+  std::ofstream(Path("r")).close();
+  EXPECT_EQ(RunCommand({"batch", "--merge", Path("r"), "--results", Path("all")}).status, 0);
+  for (const std::vector<std::string>& more : {std::vector<std::string>{"--resume", "--results", Path("all")},
+                                               {"--shard", "0/2"},
+                                               {"-j", "2"},
+                                               {"--ordered"},
+                                               {"--directory", Out()}}) {
+    std::vector<std::string> arguments = {"batch", "--merge", Path("r")};
+    arguments.insert(arguments.end(), more.begin(), more.end());
+    EXPECT_EQ(RunCommand(arguments).status, 2) << more[0];
+  }
   EXPECT_EQ(Run({}, "").status, 0) << "no jobs are all done";
   EXPECT_EQ(Run({Path("none")}, "").err, "tovkit: " + Path("none") + ": No such file or directory\n");
 }

@@ -1,18 +1,26 @@
 // SPDX-License-Identifier: MIT
 // tovkit doctor: what it looks at, and what it says when something is missing.
+#include <tovkit/imaging.h>
 #include <tovkit/json.h>
+#include <tovmx/codec.h>
 
 #include <gtest/gtest.h>
+#include <sched.h>
 #include <sys/ipc.h>
 #include <sys/shm.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cstdint>
+#include <cstdio>
 #include <fstream>
 #include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
+#include "image_support.h"
 #include "run_command.h"
 #include "scratch_dir.h"
 
@@ -94,6 +102,39 @@ TEST(Doctor, LooksAtEverything) {
   EXPECT_EQ(visit.lines.at("codeset").text, "UTF-8");
 }
 
+// How far the format takes a small smooth picture from itself, in the farthest color of any pixel.
+int LostBy(CoreImageFormat format) {
+  CoreDib picture;
+  EXPECT_TRUE(picture.Create(16, 16, 24));
+  for (int y = 0; y < 16; ++y) {
+    for (int x = 0; x < 16; ++x) {
+      const int colors[] = {4 * (x + y), 8 * y + 60, 8 * x + 60};
+      for (int c = 0; c < 3; ++c) picture.GetRow(y)[3 * x + c] = static_cast<std::uint8_t>(colors[c]);
+    }
+  }
+  CoreMemoryOutputStream bytes;
+  EXPECT_NE(tovkit::ImageEncode(&picture, format, &bytes), 0);
+  CoreMemoryInputStream in(bytes.GetData(), bytes.GetSize());
+  const std::unique_ptr<CoreDib> back(tovkit::ImageDecode(&in));
+  int lost = 0;
+  while (image::Difference(picture, *back, lost) != "") ++lost;
+  return lost;
+}
+
+TEST(Doctor, TellsHowFarAFormatIsOff) {
+  const Visit visit = Doctor();
+  int lossy = 0;
+  for (const CoreImageFormat format : image::kWritable) {
+    const int lost = LostBy(format);
+    lossy += lost > 0 ? 1 : 0;
+    EXPECT_EQ(
+        visit.lines.at(CoreImageFormatName(format)).text,
+        lost == 0 ? "there and back, exact" : "there and back, off by " + std::to_string(lost) + " of 255");
+  }
+  EXPECT_GT(lossy, 0);
+  EXPECT_EQ(visit.lines.at("GIF").text, "read");
+}
+
 TEST(Doctor, PeopleGetALineForEach) {
   const CommandResult result = RunCommand({"doctor"}, "", {{"LC_ALL", "C.UTF-8"}});
   EXPECT_EQ(result.status, 0);
@@ -167,6 +208,74 @@ TEST(Doctor, ASegmentWhoseMakerIsGoneIsToldWithItsRemoval) {
   EXPECT_EQ(line.state, "warning");
   EXPECT_NE(line.advice.find("ipcrm"), std::string::npos) << line.advice;
   EXPECT_NE(line.advice.find(" -m " + std::to_string(id)), std::string::npos) << line.advice;
+}
+
+// In a process that shares no memory with others: exact numbers.
+TEST(Doctor, SegmentsLeftBehindAreCountedAndTenOfThemNamed) {
+  std::fflush(nullptr);
+  const pid_t alone = fork();
+  ASSERT_GE(alone, 0);
+  if (alone == 0) {
+    if (unshare(CLONE_NEWIPC) != 0 && unshare(CLONE_NEWUSER | CLONE_NEWIPC) != 0) _exit(77);
+    // Neither one that is in use nor one whose maker lives is left behind.
+    shmget(IPC_PRIVATE, 9000000, IPC_CREAT | 0600);
+    int left = 0;
+    for (const int more : {0, 1, 1, 8, 1}) {
+      left += more;
+      const pid_t maker = fork();
+      if (maker == 0) {
+        for (int i = 0; i < more; ++i) shmget(IPC_PRIVATE, 5000, IPC_CREAT | 0600);
+        _exit(0);
+      }
+      waitpid(maker, nullptr, 0);
+      const Line line = Doctor().lines.at("segments left behind");
+      if (left == 0) {
+        EXPECT_EQ(line.state, "ok");
+        EXPECT_EQ(line.text, "none");
+        EXPECT_EQ(line.advice, "");
+        continue;
+      }
+      EXPECT_EQ(line.state, "warning");
+      EXPECT_EQ(line.text, std::to_string(left) + (left == 1 ? " segment, " : " segments, ") +
+                               std::to_string(left * 5000 / 1024) + " KiB, of processes that are gone");
+      EXPECT_EQ(line.advice.rfind("when nobody needs them: ipcrm -m ", 0), 0u) << line.advice;
+      int named = 0;
+      for (std::size_t at = 0; (at = line.advice.find(" -m ", at)) != std::string::npos; ++at) ++named;
+      EXPECT_EQ(named, std::min(left, 10));
+      EXPECT_EQ(line.advice.find(" ...") != std::string::npos, left > 10);
+    }
+    std::fflush(nullptr);
+    _exit(testing::Test::HasFailure() ? 1 : 0);
+  }
+  int status = 0;
+  waitpid(alone, &status, 0);
+  ASSERT_TRUE(WIFEXITED(status));
+  if (WEXITSTATUS(status) == 77) GTEST_SKIP() << "no namespace can be made here";
+  EXPECT_EQ(WEXITSTATUS(status), 0);
+}
+
+double NumberOf(const char* file) {
+  double number = 0;
+  std::ifstream(file) >> number;
+  return number;
+}
+
+TEST(Doctor, TheLimitsOfSharedMemoryAreTheKernels) {
+  const Visit visit = Doctor();
+  const auto units = [](double bytes) {
+    const auto whole = static_cast<std::uint64_t>(bytes);
+    return bytes < 10 * 1048576.0 ? std::to_string(whole / 1024) + " KiB"
+                                  : std::to_string(whole / 1048576) + " MiB";
+  };
+  const double largest = NumberOf("/proc/sys/kernel/shmmax");
+  const double all = NumberOf("/proc/sys/kernel/shmall") * static_cast<double>(sysconf(_SC_PAGESIZE));
+  std::string expected = "segments of " + (largest < 1e18 ? "up to " + units(largest) : "any size");
+  if (all < 1e18) expected += ", " + units(all) + " in all";
+  expected +=
+      ", " + std::to_string(static_cast<long>(NumberOf("/proc/sys/kernel/shmmni"))) + " of them at most";
+  EXPECT_EQ(visit.lines.at("shared memory").text, expected);
+  EXPECT_EQ(visit.lines.at("shared memory").state, "ok");
+  EXPECT_EQ(visit.lines.at("/proc").text, "readable");
 }
 
 }  // namespace

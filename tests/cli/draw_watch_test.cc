@@ -237,6 +237,20 @@ TEST_F(DrawWatch, AStormOfChangesEndsInTheLastPage) {
   EXPECT_TRUE(watcher.Runs());
 }
 
+TEST_F(DrawWatch, APipeThatTakesTheFilesPlaceHoldsNothingUp) {
+  Save("a.json", Line("one"));
+  Watcher watcher({"draw", "--watch", Path("a.json"), "-o", Path("out.png")});
+  ASSERT_TRUE(watcher.Says("out.png drawn"));
+  const std::string page = Out();
+  ASSERT_EQ(mkfifo(Path("pipe").c_str(), 0600), 0);
+  std::filesystem::rename(Path("pipe"), Path("a.json"));
+  EXPECT_TRUE(watcher.Says("a.json is a pipe"));
+  EXPECT_EQ(Out(), page);
+  Replace("a.json", Line("two"));
+  EXPECT_TRUE(watcher.Says("out.png drawn"));
+  EXPECT_EQ(Out(), Expected(Line("two")));
+}
+
 TEST_F(DrawWatch, WhatCannotBeWatchedIsRefused) {
   Save("a.json", Line("x"));
   Save("a.png", "");
@@ -251,6 +265,16 @@ TEST_F(DrawWatch, WhatCannotBeWatchedIsRefused) {
   expect({Path("a.json"), "-o", "-", "--format", "png"}, "--watch: standard output takes the page only once");
   expect({"--text", "x", "--over", Path("a.png"), "-o", Path("a.png")}, "is read and written");
   expect({Path("a.json"), "-o", Path("out.xyz")}, "is no format");
+  ASSERT_EQ(mkfifo(Path("pipe").c_str(), 0600), 0);
+  std::filesystem::create_symlink("pipe", Path("link"));
+  for (const char* pipe : {"pipe", "link"}) {
+    expect({Path(pipe), "-o", Path("out.png")},
+           std::string(pipe) + " is a pipe, which can be read only once");
+  }
+  expect({Path("a.json"), "--font", Path("pipe"), "-o", Path("out.png")}, "pipe is a pipe");
+  expect({Path("a.json"), "--over", Path("pipe"), "-o", Path("out.png")}, "pipe is a pipe");
+  expect({Path(""), "-o", Path("out.png")}, " is a folder");
+  expect({"/dev/null", "-o", Path("out.png")}, "/dev/null is no regular file");
 }
 
 }  // namespace

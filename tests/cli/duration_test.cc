@@ -51,6 +51,13 @@ TEST(Duration, AnythingElseIsToldAndChangesNothing) {
               "'" + std::string(text) + "' is not a length of time, such as 500ms, 2s, 1m or 1h");
     EXPECT_EQ(milliseconds, -7);
   }
+  const std::string length(40, 'x');
+  int kept = -7;
+  EXPECT_EQ(ReadDuration(length + "yz", kSeconds, kept),
+            "'" + length + "' is not a length of time, such as 500ms, 2s, 1m or 1h");
+  EXPECT_EQ(ReadDuration(std::string(40, '9') + "99", kSeconds, kept),
+            "'" + std::string(40, '9') + "' is longer than 24 days");
+  EXPECT_EQ(kept, -7);
   for (const char* text : {"2147483648ms", "597h", "4294967296", "99999999999999999999", "2147483.6471s",
                            "2147483647.1ms", "18446744073709551617ms"}) {
     int milliseconds = -7;

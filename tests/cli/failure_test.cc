@@ -38,9 +38,39 @@ TEST(Failure, TheCaretStandsBehindNarrowCharacters) {
   ExpectColumns("\u10ff\ua4d0\ufb00\ufe70\uff61\uffed\U0001d400", 7, 1);
 }
 
-TEST(Failure, ControlCharactersOfTheLineAreShownAsQuestionMarks) {
+TEST(Failure, WhatSteersATerminalIsEscapedInTheLine) {
   EXPECT_EQ(RunCommand({"json"}, "[1 x\x01\x1f ~\x7f\u0080\u009f\u00a0\t]").err,
-            "tovkit: standard input:1:4: a comma or ] is expected\n  [1 x?? ~???\u00a0 ]\n     ^\n");
+            "tovkit: standard input:1:4: a comma or ] is expected\n"
+            "  [1 x\\x01\\x1f ~\\x7f\\u0080\\u009f\u00a0 ]\n     ^\n");
+  EXPECT_EQ(RunCommand({"json"}, "[\"\u202e\xff\u2028\" x]").err,
+            "tovkit: standard input:1:8: a comma or ] is expected\n"
+            "  [\"\\u202e\\xff\\u2028\" x]\n" +
+                std::string(22, ' ') + "^\n");
+}
+
+// Every character that is escaped, and its neighbors that are not.
+TEST(TextOutput, WhatCannotBeSeenIsEscaped) {
+  const struct {
+    const wchar_t* text;
+    const wchar_t* printable;
+  } rows[] = {
+      {L"\t\n\r\x01\x1b ", L"\\t\\n\\r\\x01\\x1b "},
+      {L"~\x7f\x80\x9f\xa0", L"~\\x7f\\u0080\\u009f\xa0"},
+      {L"\xac\xad\xae", L"\xac\\u00ad\xae"},
+      {L"\x61b\x61c\x61d", L"\x61b\\u061c\x61d"},
+      {L"\x180d\x180e\x180f", L"\x180d\\u180e\x180f"},
+      {L"\x200a\x200b\x200c\x200d\x200e\x200f\x2010", L"\x200a\\u200b\x200c\x200d\\u200e\\u200f\x2010"},
+      {L"\x2027\x2028\x202e\x202f", L"\x2027\\u2028\\u202e\x202f"},
+      {L"\x205f\x2060\x2066\x206f\x2070", L"\x205f\\u2060\\u2066\\u206f\x2070"},
+      {L"\xdc9b\xdcff\xd800\xdfff", L"\\x9b\\xff\\ud800\\udfff"},
+      {L"\xfefe\xfeff\xff00", L"\xfefe\\ufeff\xff00"},
+      {L"\xfff8\xfff9\xfffb\xfffc", L"\xfff8\\ufff9\\ufffb\xfffc"},
+      {L"\U0010ffff\U0001f600", L"\U0010ffff\U0001f600"},
+  };
+  for (const auto& [text, printable] : rows) EXPECT_EQ(cli::Printable(std::wstring_view(text)), printable);
+  EXPECT_EQ(cli::Printable(std::wstring(1, wchar_t{0x110000})), L"\\U00110000");
+  EXPECT_EQ(cli::Printable(std::string("a\x1b[31m\xE5\xAE\x8B\xff")), "a\\x1b[31m\xE5\xAE\x8B\\xff");
+  EXPECT_EQ(cli::PrintableUtf8("\u202ea\u0301"), "\\u202ea\u0301");
 }
 
 TEST(Failure, ALineThatIsShownWholeAndOneThatIsCut) {

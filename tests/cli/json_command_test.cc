@@ -102,13 +102,13 @@ TEST(JsonCommand, PathThatLeadsNowhereFails) {
 
 TEST(JsonCommand, AnErrorInTheTextIsShownInItsLine) {
   const char* const kTable[][2] = {
-      {"[1,", ":1:4: a value is expected\n  [1,\n     ^"},
+      {"[1,", ":1:4: the text ends inside an array: a value is expected\n  [1,\n     ^"},
       {"[1,\n\t\"\u5B8B\" x,\n2]", ":2:6: a comma or ] is expected\n   \"\u5B8B\" x,\n        ^"},
       {" ", ":1:2: nothing but white space, where JSON is expected\n   \n   ^"},
       {"{}{}", ":1:3: the text goes on behind the end of its value\n  {}{}\n    ^"},
       {"[1e309]", ":1:2: the number is too big\n  [1e309]\n   ^"},
       {"[\"\x1b[31m\" 1]",
-       ":1:3: an unknown escape, or a control character in a string\n  [\"?[31m\" 1]\n    ^"},
+       ":1:3: an unknown escape, or a control character in a string\n  [\"\\x1b[31m\" 1]\n    ^"},
       {"42", ":1:1: neither an array nor an object\n  42\n  ^"},
       {"[1.8e308]", ": holds a number that is too big to be written"},
       {"{\"a\":[[{\"b\":1.8e308}]]}", ": holds a number that is too big to be written"},
@@ -130,7 +130,8 @@ TEST(JsonCommand, NamesTheFile) {
   std::fclose(file);
   const CommandResult result = RunCommand({"json", path});
   EXPECT_EQ(result.status, 1);
-  EXPECT_EQ(result.err, "tovkit: " + path + ":1:2: a value is expected\n  [\n   ^\n");
+  EXPECT_EQ(result.err,
+            "tovkit: " + path + ":1:2: the text ends inside an array: a value is expected\n  [\n   ^\n");
   const CommandResult missing = RunCommand({"json", scratch.path() + "/none"});
   EXPECT_EQ(missing.status, 1);
   EXPECT_EQ(missing.err, "tovkit: " + scratch.path() + "/none: No such file or directory\n");
@@ -149,8 +150,8 @@ TEST(JsonCommand, LargeAndDeepTexts) {
   EXPECT_TRUE(whole.out == deep + "\n");
   EXPECT_TRUE(Json({"--get", "0"}, deep).out == "array " + deep.substr(1, deep.size() - 2) + "\n");
   EXPECT_EQ(Json({}, Repeated("[", kDepth)).err,
-            "tovkit: standard input:1:1000001: a value is expected\n  ..." + Repeated("[", 60) + "\n  " +
-                std::string(63, ' ') + "^\n");
+            "tovkit: standard input:1:1000001: the text ends inside an array: a value is expected\n  ..." +
+                Repeated("[", 60) + "\n  " + std::string(63, ' ') + "^\n");
   EXPECT_EQ(Json({"--get", Repeated("0.", 2000) + "0"}, deep).status, 0);
 }
 
@@ -237,6 +238,19 @@ TEST(JsonCommand, ALeadingSlashIsAPointer) {
   EXPECT_EQ(Json({"--get", "foo.01"}, text).out, "string \"baz\"\n") << "dots are as they were";
 }
 
+TEST(JsonCommand, OtherEncodingsAreNamed) {
+  const auto said = [](const std::string& text) { return RunCommand({"json"}, text).err; };
+  EXPECT_EQ(said(std::string("{\0}\0", 4)),
+            "tovkit: standard input:1:2: this looks like UTF-16, and JSON is UTF-8\n  {\\x00}\\x00\n   ^\n");
+  EXPECT_EQ(
+      said(std::string("\0{\0}", 4)),
+      "tovkit: standard input:1:1: a NUL character, with which UTF-16 and UTF-32 may begin; JSON is UTF-8\n"
+      "  \\x00{\\x00}\n  ^\n");
+  EXPECT_EQ(said("[1, {\"a\": \"bc"),
+            "tovkit: standard input:1:14: the text ends inside a string\n  [1, {\"a\": \"bc\n" +
+                std::string(15, ' ') + "^\n");
+}
+
 TEST(JsonCommand, CheckPrintsNothingAndGoesOverEveryFile) {
   const ScratchDir dir;
   const auto file = [&dir](const char* name, const char* text) {
@@ -257,6 +271,12 @@ TEST(JsonCommand, CheckPrintsNothingAndGoesOverEveryFile) {
   EXPECT_EQ(fine.out + fine.err, "");
   EXPECT_EQ(RunCommand({"json", "--check", "--get", "a", good}).status, 0);
   EXPECT_EQ(RunCommand({"json", "--check", "--get", "b", good}).status, 1);
+  // What would be printed is none of a check's business.
+  for (const char* how : {"--raw", "--indent=2"}) {
+    const CommandResult refused = RunCommand({"json", "--check", how, good});
+    EXPECT_EQ(refused.status, 2) << how;
+    EXPECT_NE(refused.err.find("excludes --check"), std::string::npos) << refused.err;
+  }
   EXPECT_EQ(RunCommand({"json", good, good}).out, "{\"a\":1}\n{\"a\":1}\n") << "a line each";
 }
 

@@ -132,16 +132,17 @@ TEST(MonitorCommand, AnIntervalTakesAUnit) {
 }
 
 // Pixels of this color in a picture.
-int CountOf(const CoreDib& picture, std::uint32_t argb) {
+int CountOf(const CoreDib& picture, std::uint32_t argb, int end) {
   int count = 0;
   for (int y = 0; y < picture.GetHeight(); ++y) {
-    for (int x = 0; x < picture.GetWidth(); ++x) count += picture.GetArgb(x, y) == argb;
+    for (int x = 0; x < end; ++x) count += picture.GetArgb(x, y) == argb;
   }
   return count;
 }
 
 constexpr std::uint32_t kFirstLine = 0xFF0072B2;
 constexpr std::uint32_t kLimitLine = 0xFFCC0000;
+constexpr int kPlotEnd = 750;  // behind it stand the names
 
 TEST(MonitorCommand, PlotDrawsWhatWasSeenWhenASignalEndsIt) {
   const Sleeper sleeper("tovkit-mon-plot");
@@ -164,8 +165,9 @@ TEST(MonitorCommand, PlotDrawsWhatWasSeenWhenASignalEndsIt) {
     const auto picture = image::Decode(image::ReadFile(file));
     ASSERT_NE(picture, nullptr);
     EXPECT_EQ(picture->GetWidth(), 960);
-    EXPECT_GT(CountOf(*picture, kFirstLine), 20) << "the line and its name's mark";
-    EXPECT_GT(CountOf(*picture, kLimitLine), 20) << "the limit";
+    EXPECT_GT(CountOf(*picture, kFirstLine, 960), 20) << "the line and its name's mark";
+    EXPECT_GT(CountOf(*picture, kFirstLine, kPlotEnd), 0) << "the line";
+    EXPECT_GT(CountOf(*picture, kLimitLine, kPlotEnd), 20) << "the limit";
   }
 }
 
@@ -302,6 +304,15 @@ TEST(PsCommand, SortOrdersTheLines) {
   const std::string json = RunCommand({"ps", "--sort", "name", "--json"}).out;
   EXPECT_LT(json.find("tovkit-sort-a"), json.find("tovkit-sort-b"));
   EXPECT_EQ(RunCommand({"ps", "--sort", "size"}).status, 2);
+}
+
+TEST(PsCommand, ProcessesThatAreAlikeStayInTheirOrder) {
+  const Sleeper first("tovkit-sort-c");
+  const Sleeper second("tovkit-sort-c");
+  const Sleeper third("tovkit-sort-c");
+  const std::vector<std::string> unsorted = Column(RunCommand({"ps", "tovkit-sort-c"}).out, 0);
+  ASSERT_EQ(unsorted.size(), 3u);
+  EXPECT_EQ(Column(RunCommand({"ps", "tovkit-sort-c", "--sort", "name"}).out, 0), unsorted);
 }
 
 TEST(PsCommand, UnknownNameFails) {

@@ -77,7 +77,8 @@ TEST(StandardError, AFileNameCannotForgeALineNorSteerATerminal) {
                                            "a\ntovkit: \x1b[31m\xC2\x9B"
                                            "1m\xff"});
   EXPECT_EQ(result.status, 1);
-  EXPECT_EQ(result.err, "tovkit: a?tovkit: ?[31m?1m\xff: cannot open: No such file or directory\n");
+  EXPECT_EQ(result.err,
+            "tovkit: a\\ntovkit: \\x1b[31m\\u009b1m\\xff: cannot open: No such file or directory\n");
 }
 
 }  // namespace

@@ -203,7 +203,7 @@ TEST_F(Report, NothingIsSaidWithoutAFindingOrWhenNobodyWantsToHearIt) {
 
 TEST_F(Report, AControlCharacterInANoteForgesNoLine) {
   const CommandResult result = Draw(R"({"Content": "x", "Font": {"FontName": "No\nSuch\u001b[31m"}})");
-  EXPECT_TRUE(Has(result.err, "the font \"No?Such?[31m\" is not installed")) << result.err;
+  EXPECT_TRUE(Has(result.err, "the font \"No\\nSuch\\x1b[31m\" is not installed")) << result.err;
 }
 
 TEST_F(Report, StrictDrawsNothingAndSaysWhereItIs) {
@@ -297,6 +297,67 @@ TEST_F(Report, StrictTellsTwentyFindingsAndHowManyMoreThereAre) {
   EXPECT_EQ(said(30, {"--report=" + Path("r"), "--limit", "0"}), said(30))
       << "the limit is that of the report";
   EXPECT_EQ(Line(Read("r"))->GetMember("warnings")->Size(), 0U);
+}
+
+TEST_F(Report, SeveralStrictsAddUp) {
+  const std::string json = R"({"Content": "\uE123", "Fnot": 1})";
+  EXPECT_EQ(Draw(json, {"--strict=clip", "--strict=fonts"}).status, 0);
+  for (const auto& [one, other] :
+       {std::pair("keys", "glyphs"), {"glyphs", "keys"}, {"glyphs,clip", "fonts,keys"}}) {
+    const std::string said =
+        Draw(json, {std::string("--strict=") + one, std::string("--strict=") + other}).err;
+    EXPECT_TRUE(Has(said, "U+E123") && Has(said, "Fnot")) << said;
+  }
+  const std::string all = Draw(json, {"--strict"}).err;
+  EXPECT_EQ(Draw(json, {"--strict", "--strict=clip"}).err, all);
+  EXPECT_EQ(Draw(json, {"--strict=clip", "--strict"}).err, all);
+  EXPECT_EQ(Draw(json, {"--strict=clip,all"}).err, all);
+  EXPECT_EQ(Draw(json, {"--strict=clip", "--strict=glyph"}).status, 2);
+}
+
+// A pointer names neither of them.
+TEST_F(Report, KeysThatStandTwiceOrAreNoTextAreToldWhereTheyStand) {
+  const std::string json =
+      "[{\"Content\": \"x\"},\n {\"Content\": \"x\",\n  \"Fo\xFFt\": 1, \"Fo\xFFt\": 2,\n  \"Font\": "
+      "{\"FontSize\": 9,\n"
+      "   \"FontSize\": 10, \"\xC3\": 1}, \"DeltaX\": 1,   \"DeltaX\": 2, \"a\\u0000b\": 1, \"\": 1}]";
+  const CommandResult result = Draw(json, {"--report"});
+  const SharedPtr<JsonValue> report = Line(result.out, 1);
+  const SharedPtr<const JsonValue> warnings = report->GetMember("warnings");
+  const struct {
+    const char* kind;
+    const char* pointer;
+    int line;
+    int column;
+  } rows[] = {{"unknown-key", "/Fo\uFFFDt", 3, 3},   {"unknown-key", "/Fo\uFFFDt", 3, 14},
+              {"duplicate-key", "/DeltaX", 5, 44},   {"unknown-key", "/a\\u0000b", 5, 57},
+              {"unknown-key", "/", 5, 72},           {"duplicate-key", "/Font/FontSize", 5, 4},
+              {"unknown-key", "/Font/\uFFFD", 5, 20}};
+  ASSERT_EQ(warnings->Size(), std::size(rows)) << warnings->ToString().c_str();
+  for (int i = 0; i < static_cast<int>(std::size(rows)); ++i) {
+    const SharedPtr<const JsonValue> warning = warnings->GetAt(i);
+    EXPECT_STREQ(warning->GetMemberString("kind", ""), rows[i].kind) << i;
+    EXPECT_STREQ(warning->GetMemberString("pointer", ""), rows[i].pointer) << i;
+    EXPECT_EQ(warning->GetMemberInt("line", 0), rows[i].line) << i;
+    EXPECT_EQ(warning->GetMemberInt("column", 0), rows[i].column) << i;
+  }
+  // The errors stand at the same places.
+  const std::string said = Draw(json, {"--strict=keys"}).err;
+  for (const auto& row : rows) {
+    EXPECT_TRUE(Has(said, "a.json:" + std::to_string(row.line) + ":" + std::to_string(row.column) + ": "))
+        << row.pointer << said;
+  }
+}
+
+TEST_F(Report, WhatHidesInNamesIsShownOnATerminal) {
+  const std::string json = "{\"Content\": \"a\u202Eb\u2028c\u0085d\", \"Fo\u200Bnt\": {}}";
+  const std::string said = Draw(json).err;
+  EXPECT_TRUE(Has(said, "\"Fo\\u200bnt\" is no key of a line;")) << said;
+  const std::string strict = Draw(json, {"--strict=keys"}).err;
+  EXPECT_TRUE(Has(strict, "\"a\\u202eb\\u2028c\\u0085d\"")) << strict;
+  for (const char* hidden : {"\u202E", "\u2028", "\u0085", "\u200B"}) {
+    EXPECT_FALSE(Has(said + strict, hidden)) << strict;
+  }
 }
 
 TEST_F(Report, AnUnknownKindIsAUsageError) {

@@ -81,11 +81,12 @@ TEST(Usage, OddWordsAreNoTrouble) {
               "'' is no subcommand; there are base64, batch, doctor, draw, help, hit, info, image, json, "
               "monitor, pages, path, "
               "ps, run, shm");
-  ExpectUsage({"a\nb\x1b[31m"},
-              "'a?b?[31m' is no subcommand; there are base64, batch, doctor, draw, help, hit, info, image, "
-              "json, monitor, "
-              "pages, path, "
-              "ps, run, shm");
+  ExpectUsage(
+      {"a\nb\x1b[31m"},
+      "'a\\nb\\x1b[31m' is no subcommand; there are base64, batch, doctor, draw, help, hit, info, image, "
+      "json, monitor, "
+      "pages, path, "
+      "ps, run, shm");
   EXPECT_EQ(RunCommand({std::string(100'000, 'x')}).status, 2);
 }
 
@@ -148,6 +149,20 @@ TEST(Usage, HelpSpeaksOfOptionsAsTheManualDoes) {
   EXPECT_NE(HelpOf({"pages"}).find("  --count INT  "), std::string::npos);
   EXPECT_NE(HelpOf({"run"}).find("tovkit run [OPTIONS] -- PROGRAM [ARGUMENT]...\n"), std::string::npos);
   EXPECT_NE(HelpOf({"hit"}).find("\nOne of these:\n  --point "), std::string::npos) << HelpOf({"hit"});
+}
+
+TEST(Usage, HelpEndsWithWhatNoOptionTells) {
+  const char* const kTable[][2] = {
+      {"batch", "Exit status: 0 all jobs are done, 1 some failed, 75 interrupted with jobs left."},
+      {"doctor", "The exit status is 1 when something failed; a warning is no failure."},
+      {"hit", "Prints \"hit\" (exit status 0) or \"miss\" (exit status 3)."},
+      {"image", "What changes a picture happens in the order of the options:"},
+      {"run", "A TIME is a number with a unit: 500ms, 2s, 1.5m, 1h."}};
+  for (const auto& row : kTable) {
+    const std::string help = RunCommand({row[0], "--help"}).out;
+    EXPECT_NE(help.find(row[1]), std::string::npos) << help;
+    EXPECT_GT(help.find(row[1]), help.find("--help")) << help;
+  }
 }
 
 TEST(Usage, HelpForWhatThereIsNot) {

@@ -61,7 +61,7 @@ const PackRow kPackRows[] = {
     {"gray ignores further elements", Convert::ToGray, "[1, 99]", 0x00010101},
 };
 
-TEST(ConvertPack, EveryRow) {
+TEST(ConvertPack, AComponentAbove255ReachesIntoTheNextByteAndAMissingOneIsMinus1) {
   for (const PackRow& row : kPackRows) {
     SCOPED_TRACE(row.condition);
     unsigned color = kUntouched;

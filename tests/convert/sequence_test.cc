@@ -250,7 +250,7 @@ TEST(ConvertStringList, AbsentTextsAreEmptyTexts) {
   EXPECT_EQ(TextOf(Convert::StringListToJson(wide)), "[\"\"]");
 }
 
-TEST(ConvertStringList, WideTextsTravelAsUtf8) {
+TEST(ConvertStringList, WideTextsAreEncodedAsUtf8) {
   CoreStringList<CoreWideString> list;
   EXPECT_TRUE(
       Convert::JsonToStringList(Parsed("[\"\xE5\xAE\x8B\", \"\xF0\x9F\x96\x8B\", \"a\"]").root(), list));
@@ -271,7 +271,7 @@ TEST(ConvertStringList, BytesThatAreNoUtf8SurviveTheWideForm) {
   EXPECT_EQ(TextOf(Convert::StringListToJson(first)), bytes);
 }
 
-TEST(ConvertPath, WritesEveryRecordAsAPair) {
+TEST(ConvertPath, WritesEveryRecordAsAPairWithoutItsKind) {
   CorePath path;
   EXPECT_EQ(TextOf(Convert::PathToJson(path)), "[]");
   path.MoveTo(1, 2);

@@ -34,26 +34,6 @@ std::unique_ptr<CoreImageDecoder> Open(CoreInputStream& in) {
   return decoder;
 }
 
-// Counts what is read.
-class CountingInput final : public CoreInputStream {
- public:
-  explicit CountingInput(std::string bytes) : bytes_(std::move(bytes)), in_(bytes_.data(), bytes_.size()) {}
-  std::size_t Read(void* to, std::size_t size) override {
-    const std::size_t count = in_.Read(to, size);
-    total_ += count;
-    return count;
-  }
-  bool Seek(std::uint64_t position) override { return in_.Seek(position); }
-  std::uint64_t GetPosition() const override { return in_.GetPosition(); }
-  std::uint64_t GetSize() const override { return in_.GetSize(); }
-  std::uint64_t Total() const { return total_; }
-
- private:
-  std::string bytes_;
-  CoreMemoryInputStream in_;
-  std::uint64_t total_ = 0;
-};
-
 // Frame by frame, each by a decoder of its own.
 std::vector<std::unique_ptr<CoreDib>> FramesOneByOne(const std::string& bytes, int count) {
   std::vector<std::unique_ptr<CoreDib>> frames;
@@ -87,13 +67,61 @@ TEST(Animations, FramesDoNotDependOnTheOrderInWhichTheyAreAskedFor) {
 
 TEST(Animations, AWalkOverAllFramesReadsTheFileOnce) {
   for (const std::string& bytes : {LongAnimation(200), Webp()}) {
-    CountingInput in(bytes);
+    image::CountingInput in(bytes);
     const auto decoder = Open(in);
     const std::uint64_t opening = in.Total();
     for (int i = 0; i < decoder->GetInfo().frameCount; ++i)
       ASSERT_NE(decoder->GetBitmap(i, 0, 0), nullptr) << i;
     EXPECT_LE(opening, in.GetSize() + 100);
     EXPECT_LE(in.Total() - opening, in.GetSize() + 100);
+  }
+}
+
+// The frame that is there, and those right before it, are not composed from the first one again.
+TEST(Animations, AFrameAskedForAgainAndStepsBackReadLittle) {
+  const std::string bytes = LongAnimation(200);
+  const auto expected = FramesOneByOne(Animation(), kFrames);
+  CountingInput in(bytes);
+  const auto decoder = Open(in);
+  const int count = decoder->GetInfo().frameCount;
+  std::uint64_t before = in.Total();
+  ASSERT_NE(decoder->GetBitmap(count - 1, 0, 0), nullptr);
+  const std::uint64_t once = in.Total() - before;
+  before = in.Total();
+  for (int i = 0; i < 5; ++i) ASSERT_NE(decoder->GetBitmap(count - 1, 0, 0), nullptr);
+  EXPECT_EQ(in.Total(), before) << "the last frame again";
+  for (int frame = count - 2; frame >= 0; --frame) {
+    const auto got = decoder->GetBitmap(frame, 0, 0);
+    ASSERT_NE(got, nullptr) << frame;
+    // A frame of the animation shown again lies on what the showing before has left.
+    if (frame < kFrames) {
+      ASSERT_EQ(image::Difference(*expected[static_cast<std::size_t>(frame)], *got), "") << frame;
+    }
+  }
+  EXPECT_LE(in.Total() - before, 2 * once) << "all frames from the last to the first";
+}
+
+TEST(Animations, StepsBackAndForthShowTheSameFrames) {
+  for (const std::string& bytes : {LongAnimation(4), Webp()}) {
+    CoreMemoryInputStream in(bytes.data(), bytes.size());
+    const auto decoder = Open(in);
+    const int count = decoder->GetInfo().frameCount;
+    const auto expected = FramesOneByOne(bytes, count);
+    CoreCodecRegistry& registry = CoreCodecRegistry::Get();
+    const std::uint64_t usual = registry.GetPixelLimit();
+    // Room for as many frames as there are, for two, and for none.
+    for (const std::uint64_t canvases : {std::uint64_t{100}, std::uint64_t{5}, std::uint64_t{3}}) {
+      registry.SetPixelLimit(canvases * expected[0]->GetBufferSize());
+      int at = count - 1;
+      for (const int step : {0, -1, 1, 0, -2, -1, 3, -4, -1, -1, 2, -3}) {
+        at = (at + step + count) % count;
+        const auto got = decoder->GetBitmap(at, 0, 0);
+        ASSERT_NE(got, nullptr) << at;
+        ASSERT_EQ(image::Difference(*expected[static_cast<std::size_t>(at)], *got), "")
+            << at << " with room for " << canvases;
+      }
+    }
+    registry.SetPixelLimit(usual);
   }
 }
 

@@ -3,6 +3,8 @@
 // are kept: one that is marked is kept as long as the mark is found again.
 #include "font/color_pictures.h"
 
+#include "scratch_dir.h"
+
 #include <tovmx/codec.h>
 #include <tovmx/font.h>
 
@@ -14,6 +16,7 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
 #include <memory>
 #include <string>
 
@@ -164,6 +167,30 @@ TEST_F(ColorPicturesTest, AFontWithOutlinesHasNone) {
   const hb_codepoint_t letter = GlyphOf(plain.get(), L'x');
   EXPECT_EQ(pictures.Find(plain.get(), letter), nullptr);
   EXPECT_EQ(pictures.InkOf(plain.get(), letter), nullptr);
+}
+
+// Of this font only the A is a picture: all of it is ink, to its first and its last pixel.
+TEST_F(ColorPicturesTest, AFontMayHavePicturesForSomeOfItsGlyphs) {
+  const ScratchDir scratch;
+  const std::string file = scratch.path() + "/some.ttf";
+  ASSERT_EQ(std::system(("/usr/bin/python3 '" TOVKIT_SOURCE_DIR "/tests/core/picture_font.py' " +
+                         std::string(kPlainFont) + " '" + file + "'")
+                            .c_str()),
+            0);
+  const HbFacePtr some = FaceOf(file.c_str());
+  EXPECT_TRUE(ColorPictures::HasPictures(some.get()));
+  ColorPictures pictures(kPlenty);
+  const hb_codepoint_t a = GlyphOf(some.get(), L'A'), b = GlyphOf(some.get(), L'B');
+  const ColorPicture* const picture = pictures.Find(some.get(), a);
+  ASSERT_NE(picture, nullptr);
+  EXPECT_EQ(cairo_image_surface_get_width(picture->image.get()), 64);
+  const Box* const ink = pictures.InkOf(some.get(), a);
+  ASSERT_NE(ink, nullptr);
+  const Expected expected = Read(some.get(), a);
+  ASSERT_EQ(expected.picture->GetWidth(), 64);
+  ExpectNear(*ink, InkOf(expected));
+  EXPECT_EQ(pictures.Find(some.get(), b), nullptr);
+  EXPECT_EQ(pictures.InkOf(some.get(), b), nullptr);
 }
 
 TEST_F(ColorPicturesTest, EachGlyphAndOpacityIsKeptByItself) {

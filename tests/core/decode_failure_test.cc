@@ -115,6 +115,25 @@ TEST_P(DecodeFailures, APictureMayBeBeyondTheLimitWhenItIsOpenedDecodedAndScaled
   EXPECT_EQ(FailureOf(*decoder), kNone) << "a success takes the old failure away";
 }
 
+TEST(DecodeFailure, APictureOfASingleLineMayBeBeyondTheLimit) {
+  CoreCodecRegistry& registry = CoreCodecRegistry::Get();
+  const std::uint64_t usual = registry.GetPixelLimit();
+  const int sides[][2] = {{2000, 1}, {1, 2000}};
+  for (const auto& side : sides) {
+    for (const CoreImageFormat format : image::kWritable) {
+      const std::string file = image::Encode(image::MakePicture(side[0], side[1], 24), format);
+      CoreMemoryInputStream in(file.data(), file.size());
+      const auto decoder = registry.GetFactory().CreateDecoder(format);
+      ASSERT_EQ(decoder->Open(&in, kCoreOpenReadAhead), 1u) << CoreImageFormatName(format);
+      registry.SetPixelLimit(3000);
+      EXPECT_EQ(decoder->GetBitmap(0, 0, 0), nullptr);
+      EXPECT_EQ(CoreGetDecodeFailure(decoder.get()), kCoreDecodeOverLimit) << CoreImageFormatName(format);
+      registry.SetPixelLimit(usual);
+      EXPECT_NE(decoder->GetBitmap(0, 0, 0), nullptr) << CoreImageFormatName(format);
+    }
+  }
+}
+
 TEST_P(DecodeFailures, WhatIsNotThereIsNoFaultOfTheFile) {
   const std::string bytes = SampleOf(GetParam());
   CoreMemoryInputStream in(bytes.data(), bytes.size());

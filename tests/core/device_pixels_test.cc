@@ -1,9 +1,13 @@
 // SPDX-License-Identifier: MIT
 // The pixels between a bitmap of any depth and the surface that is painted on, beside a plain computation.
 #include "device/pixels.h"
+#include "device/tiles.h"
+#include "pixel/color.h"
+#include "pixel/packed_index.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <cstdlib>
@@ -15,8 +19,11 @@
 namespace {
 
 using tovmx::Box;
+using tovmx::PixelArea;
 
-constexpr Box kEverywhere = {-1e9, -1e9, 1e9, 1e9};
+PixelArea All(const CoreDib& dib) { return {0, 0, dib.GetWidth(), dib.GetHeight()}; }
+
+void Store(cairo_surface_t* from, CoreDib& to) { tovmx::PixelExchange(to).Store(from, All(to)); }
 
 // A surface whose pixels are opaque colors.
 class Painted {
@@ -62,7 +69,7 @@ std::vector<std::uint32_t> Colors() {
 CoreDib Stored(CoreDib dib, const std::vector<std::uint32_t>& colors) {
   Painted painted(dib.GetWidth(), 1);
   for (int x = 0; x < dib.GetWidth(); ++x) painted.At(x, 0) = colors[static_cast<std::size_t>(x)];
-  tovmx::StorePixels(painted.get(), kEverywhere, dib);
+  Store(painted.get(), dib);
   return dib;
 }
 
@@ -142,7 +149,7 @@ TEST(DevicePixels, OfPremultipliedPixelsTheStraightColorIsStored) {
       const unsigned part = std::min(c, alpha);
       painted.At(static_cast<int>(c), 0) = alpha << 24 | part << 16 | (alpha - part) << 8 | part / 2;
     }
-    tovmx::StorePixels(painted.get(), kEverywhere, dib);
+    Store(painted.get(), dib);
     const auto straight = [alpha](unsigned value) {
       return alpha == 0 ? 0 : static_cast<std::uint32_t>(std::floor(value * 255.0 / alpha + 0.5));
     };
@@ -166,7 +173,7 @@ TEST(DevicePixels, WhatLiesBesideTheAreaIsLeftAlone) {
     CoreDib dib = Blank(kSide, kSide, 24);
     Painted painted(kSide, kSide);
     for (int i = 0; i < kSide * kSide; ++i) painted.At(i % kSide, i / kSide) = 0xFFABCDEF;
-    tovmx::StorePixels(painted.get(), area, dib);
+    tovmx::PixelExchange(dib).Store(painted.get(), tovmx::PixelsOf(area, 1, kSide, kSide));
     for (int y = 0; y < kSide; ++y) {
       for (int x = 0; x < kSide; ++x) {
         const bool inside = x + 1 >= std::floor(area.left) && x < std::ceil(area.right) + 1 &&
@@ -186,7 +193,7 @@ TEST(DevicePixels, LoadingAndStoringKeepsTheBitsOfEveryDepth) {
       dib.GetBuffer()[i] = static_cast<std::uint8_t>(random());
     const std::vector<std::uint8_t> before(dib.GetBuffer(), dib.GetBuffer() + dib.GetBufferSize());
     Painted painted(37, 11);
-    tovmx::LoadPixels(dib, painted.get());
+    tovmx::PixelExchange(dib).Load(All(dib), painted.get());
     for (int y = 0; y < 11; ++y) {
       for (int x = 0; x < 37; ++x) {
         const std::uint32_t color = dib.GetArgb(x, y);
@@ -197,7 +204,7 @@ TEST(DevicePixels, LoadingAndStoringKeepsTheBitsOfEveryDepth) {
         ASSERT_EQ(painted.At(x, y) >> 24, alpha);
       }
     }
-    tovmx::StorePixels(painted.get(), kEverywhere, dib);
+    Store(painted.get(), dib);
     EXPECT_EQ(std::vector<std::uint8_t>(dib.GetBuffer(), dib.GetBuffer() + dib.GetBufferSize()), before)
         << bits;
   }
@@ -220,19 +227,194 @@ TEST(DevicePixels, ABoxWithoutAreaAddsNothing) {
   EXPECT_TRUE(both.left == 1 && both.top == 2 && both.right == 5 && both.bottom == 7);
 }
 
+// As if each pixel were taken and put by itself; what an area leaves out stays.
+void StorePlainly(Painted& painted, const PixelArea& area, CoreDib& dib) {
+  for (int y = area.top; y < area.bottom; ++y) {
+    for (int x = area.left; x < area.right; ++x) {
+      const std::uint32_t color = painted.At(x, y);
+      if (color == tovmx::Premultiplied(dib.GetArgb(x, y))) continue;
+      CoreDib one = Blank(1, 1, dib.GetBitsPerPixel());
+      std::vector<std::uint32_t> entries;
+      for (int i = 0; i < dib.GetPaletteSize(); ++i) entries.push_back(dib.GetPaletteEntry(i));
+      EXPECT_TRUE(one.SetPalette(entries.data(), dib.GetPaletteSize()));
+      const int bits = dib.GetBitsPerPixel();
+      if (bits <= 8) {
+        Painted pixel(1, 1);
+        pixel.At(0, 0) = color;
+        Store(pixel.get(), one);  // index 0 stays only where it has the color or is nearest
+        tovmx::SetPackedIndex(dib.GetRow(y), static_cast<std::size_t>(x), static_cast<unsigned>(bits),
+                              IndexAt(one, 0, 0));
+      } else {
+        const std::uint32_t value = tovmx::Straight(color);
+        std::memcpy(dib.GetRow(y) + x * (bits / 8), &value, static_cast<std::size_t>(bits / 8));
+      }
+    }
+  }
+}
+
+// Opaque, clear and translucent pixels in rows of any length, from any column on.
+TEST(DevicePixels, RowsAreStoredAsTheirPixelsAre) {
+  std::mt19937 random(4);
+  for (const int bits : {1, 4, 8, 24, 32}) {
+    for (int round = 0; round < 300; ++round) {
+      const int width = 1 + static_cast<int>(random() % 40);
+      CoreDib dib = Blank(width, 3, bits);
+      for (std::size_t i = 0; i < dib.GetBufferSize(); ++i) {
+        dib.GetBuffer()[i] = static_cast<std::uint8_t>(random() % 3 == 0 ? 255 : random());
+      }
+      if (bits <= 8 && round % 2 == 0) {
+        std::vector<std::uint32_t> entries(1 + random() % (1U << bits));
+        for (std::uint32_t& entry : entries) entry = random() % 4 * 0x3F2010;
+        ASSERT_TRUE(dib.SetPalette(entries.data(), static_cast<int>(entries.size())));
+      }
+      Painted painted(width, 3);
+      tovmx::PixelExchange(dib).Load(All(dib), painted.get());
+      for (int i = 0; i < 3 * width; ++i) {
+        const std::uint32_t alpha = random() % 3 == 0 ? random() % 256 : random() % 2 * 255;
+        const auto part = [&] { return alpha == 0 ? 0 : static_cast<std::uint32_t>(random() % (alpha + 1)); };
+        if (random() % 2 == 0)
+          painted.At(i % width, i / width) = alpha << 24 | part() << 16 | part() << 8 | part();
+      }
+      const int left = static_cast<int>(random() % static_cast<unsigned>(width));
+      const PixelArea area = {left, 1,
+                              left + 1 + static_cast<int>(random() % static_cast<unsigned>(width - left)), 3};
+      CoreDib plain;
+      ASSERT_TRUE(plain.CopyFrom(dib));
+      StorePlainly(painted, area, plain);
+      tovmx::PixelExchange(dib).Store(painted.get(), area);
+      ASSERT_EQ(std::memcmp(dib.GetBuffer(), plain.GetBuffer(), dib.GetBufferSize()), 0)
+          << bits << " bits, round " << round;
+    }
+  }
+}
+
+TEST(DevicePixels, OneColorEverywhereIsWhatStoringItFromASurfaceIs) {
+  std::mt19937 random(5);
+  for (const int bits : {1, 4, 8, 24, 32}) {
+    for (int round = 0; round < 200; ++round) {
+      const int width = 1 + static_cast<int>(random() % 40);
+      CoreDib dib = Blank(width, 3, bits);
+      for (std::size_t i = 0; i < dib.GetBufferSize(); ++i) {
+        dib.GetBuffer()[i] = static_cast<std::uint8_t>(random());
+      }
+      const std::vector<std::uint32_t> entries = {0x3F2010, 0, 0x3F2010};
+      ASSERT_TRUE(dib.SetPalette(entries.data(), bits == 8 && round % 2 == 0 ? 3 : 0));
+      const std::uint32_t colors[] = {0xFF10203F, 0, 0x80402010, 0xFFFFFFFF, dib.GetArgb(0, 0)};
+      const std::uint32_t color = tovmx::Premultiplied(colors[random() % 5]);
+      CoreDib stored;
+      ASSERT_TRUE(stored.CopyFrom(dib));
+      Painted painted(width, 3);
+      tovmx::FillPixels(painted.get(), All(dib), color);
+      Store(painted.get(), stored);
+      tovmx::PixelExchange(dib).StoreEverywhere(color);
+      ASSERT_EQ(std::memcmp(dib.GetBuffer(), stored.GetBuffer(), dib.GetBufferSize()), 0)
+          << bits << " bits, " << std::hex << color;
+    }
+  }
+}
+
+TEST(DevicePixels, AnotherPaletteIsTakenForWhatItIs) {
+  CoreDib dib = Blank(2, 1, 8);
+  const std::uint32_t first[] = {0x000000, 0x0000FF};
+  const std::uint32_t second[] = {0x0000FF, 0x000000};
+  ASSERT_TRUE(dib.SetPalette(first, 2));
+  tovmx::PixelExchange exchange(dib);
+  Painted painted(2, 1);
+  painted.At(0, 0) = painted.At(1, 0) = 0xFFF00000;
+  exchange.Store(painted.get(), All(dib));
+  EXPECT_EQ(dib.GetRow(0)[0], 1);
+  ASSERT_TRUE(dib.SetPalette(second, 2));
+  exchange.ReadPalette();
+  exchange.Store(painted.get(), All(dib));
+  EXPECT_EQ(dib.GetRow(0)[0], 0);
+}
+
 TEST(DevicePixels, OneTranslucentPixelAnywhereMakesABitmapTranslucent) {
-  for (const int bits : {1, 4, 8, 24}) EXPECT_FALSE(tovmx::IsOpaque32(Blank(5, 4, bits, 255))) << bits;
   CoreDib dib = Blank(5, 4, 32, 255);
   for (int i = 0; i < 20; ++i) std::memset(dib.GetRow(i / 5) + i % 5 * 4, i, 3);  // colors do not matter
-  EXPECT_TRUE(tovmx::IsOpaque32(dib));
+  EXPECT_TRUE(tovmx::IsOpaque(dib, All(dib)));
   for (int i = 0; i < 20; ++i) {
     std::uint8_t& alpha = dib.GetRow(i / 5)[i % 5 * 4 + 3];
     for (int value = 0; value < 255; ++value) {
       alpha = static_cast<std::uint8_t>(value);
-      ASSERT_FALSE(tovmx::IsOpaque32(dib)) << i << ' ' << value;
+      ASSERT_FALSE(tovmx::IsOpaque(dib, All(dib))) << i << ' ' << value;
     }
+    EXPECT_TRUE(tovmx::IsOpaque(dib, {0, 0, 5, i / 5})) << i;
+    EXPECT_TRUE(tovmx::IsOpaque(dib, {i % 5 + 1, 0, 5, 4})) << i;
     alpha = 255;
   }
+}
+
+// ---- Which parts of a page are touched
+
+std::int64_t PixelsIn(const tovmx::Damage& damage) {
+  std::int64_t sum = 0;
+  for (const PixelArea& area : damage) sum += area.Size();
+  return sum;
+}
+
+TEST(Damage, TwoCornersAreNotThePage) {
+  tovmx::Damage damage;
+  damage.Add({0, 0, 100, 20});
+  damage.Add({2900, 3980, 3000, 4000});
+  EXPECT_EQ(PixelsIn(damage), 4000);
+  damage.Add({0, 20, 100, 40});  // beside the first
+  EXPECT_EQ(PixelsIn(damage), 6000);
+  EXPECT_EQ(damage.end() - damage.begin(), 2);
+  damage.Clear();
+  EXPECT_EQ(PixelsIn(damage), 0);
+}
+
+TEST(Damage, NothingIsLostAndTheAreasStayFew) {
+  std::mt19937 random(6);
+  constexpr int kSide = 100;
+  for (int round = 0; round < 50; ++round) {
+    tovmx::Damage damage;
+    std::vector<char> touched(kSide * kSide);
+    for (int i = 0; i < 60; ++i) {
+      const int left = static_cast<int>(random() % kSide);
+      const int top = static_cast<int>(random() % kSide);
+      const PixelArea area = {left, top, std::min(kSide, left + static_cast<int>(random() % 9)),
+                              std::min(kSide, top + static_cast<int>(random() % 9))};
+      damage.Add(area);
+      for (int y = area.top; y < area.bottom; ++y) {
+        for (int x = area.left; x < area.right; ++x) touched[static_cast<std::size_t>(y * kSide + x)] = 1;
+      }
+    }
+    EXPECT_LE(damage.end() - damage.begin(), 16);
+    for (const PixelArea& area : damage) {
+      for (int y = area.top; y < area.bottom; ++y) {
+        for (int x = area.left; x < area.right; ++x) touched[static_cast<std::size_t>(y * kSide + x)] = 0;
+      }
+    }
+    EXPECT_EQ(std::count(touched.begin(), touched.end(), 1), 0);
+  }
+}
+
+TEST(Tiles, EachTileIsMadeReadyOnce) {
+  tovmx::Tiles tiles(150, 20);
+  std::int64_t made = 0;
+  const auto make = [&made](const PixelArea& tile) {
+    made += tile.Size();
+    return true;
+  };
+  ASSERT_TRUE(tiles.MakeReady({63, 7, 65, 9}, make));
+  EXPECT_EQ(made, 4 * 64 * 8);
+  ASSERT_TRUE(tiles.MakeReady({0, 0, 128, 16}, make));
+  EXPECT_EQ(made, 4 * 64 * 8);
+  ASSERT_TRUE(tiles.MakeReady({0, 0, 150, 20}, make));
+  EXPECT_EQ(made, 150 * 20);
+  std::int64_t ready = 0;
+  const auto count = [&ready](const PixelArea& part) { ready += part.Size(); };
+  tiles.ForEachReady({3, 5, 149, 19}, count);
+  EXPECT_EQ(ready, 146 * 14);
+  tiles.SetAll(false);
+  EXPECT_FALSE(tiles.MakeReady({0, 0, 1, 1}, [](const PixelArea&) { return false; }));
+  ASSERT_TRUE(tiles.MakeReady({0, 0, 1, 1}, make));
+  EXPECT_EQ(made, 150 * 20 + 64 * 8) << "what could not be made ready is not";
+  ready = 0;
+  tiles.ForEachReady({3, 5, 149, 19}, count);
+  EXPECT_EQ(ready, 61 * 3) << "of one tile";
 }
 
 }  // namespace

@@ -2,6 +2,8 @@
 #include "device_support.h"
 
 #include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cmath>
@@ -128,6 +130,47 @@ TEST(BitmapDevice, TransparentBitmapsStayTransparentWhereNoInkIs) {
   ASSERT_TRUE(device.FillPage(0x40FF0000));
   ASSERT_TRUE(device.Flush());
   EXPECT_EQ(picture.dib.GetArgb(50, 120), 0x40FF0000u);
+}
+
+// Text before the page was filled is gone, text after it is there, whatever the bitmap held before.
+TEST(BitmapDevice, ATranslucentPageHasStraightColorsOnOpaqueBitmapsToo) {
+  for (const std::uint32_t before : {0xFFFFFFFFu, 0xFF204060u, 0x80204060u, 0u}) {
+    Picture picture(200, 200);
+    for (int y = 0; y < 200; ++y) {
+      for (int x = 0; x < 200; ++x) std::memcpy(picture.dib.GetRow(y) + 4 * x, &before, 4);
+    }
+    CoreBitmapDevice device(&picture.dib);
+    ASSERT_TRUE(DrawLine(device, L"\u2588", At(120, 150), 0xFF102030, 100.0f));
+    ASSERT_TRUE(device.FillPage(0x40FF0000));
+    ASSERT_TRUE(DrawLine(device, L"\u2588", At(20, 150), 0xFF102030, 100.0f));
+    EXPECT_EQ(picture.dib.GetArgb(50, 120), 0xFF102030u) << before;
+    EXPECT_EQ(picture.dib.GetArgb(150, 120), 0x40FF0000u) << before;
+    EXPECT_EQ(picture.dib.GetArgb(199, 199), 0x40FF0000u) << before;
+    ASSERT_TRUE(device.FillPage(0xFF334455));
+    ASSERT_TRUE(device.FillPage(0));
+    ASSERT_TRUE(device.Flush());
+    EXPECT_EQ(picture.dib.GetArgb(50, 120), 0u) << before;
+    ASSERT_TRUE(device.FillPage(0xFF334455));
+    ASSERT_TRUE(device.Flush());
+    EXPECT_EQ(picture.dib.GetArgb(50, 120), 0xFF334455u) << before;
+  }
+}
+
+// Pages of memory that may not be looked at lie under all of the bitmap but its upper rows.
+TEST(BitmapDevice, OnlyWhatLiesBeneathALineIsLookedAt) {
+  for (const int bits : {8, 24, 32}) {
+    Picture picture(2000, 2000, bits);
+    const auto page = static_cast<std::uintptr_t>(sysconf(_SC_PAGESIZE));
+    const auto from = reinterpret_cast<std::uintptr_t>(picture.dib.GetRow(200)) / page * page + page;
+    const auto to = reinterpret_cast<std::uintptr_t>(picture.dib.GetRow(1999)) / page * page;
+    void* const hidden = reinterpret_cast<void*>(from);
+    ASSERT_EQ(mprotect(hidden, to - from, PROT_NONE), 0);
+    CoreBitmapDevice device(&picture.dib);
+    const bool drawn = DrawLine(device, L"Hello", At(20, 100), 0xFF102030, 50.0f);
+    ASSERT_EQ(mprotect(hidden, to - from, PROT_READ | PROT_WRITE), 0);
+    EXPECT_TRUE(drawn);
+    EXPECT_FALSE(InkOf(picture.dib).IsEmpty());
+  }
 }
 
 TEST(BitmapDevice, DpiScalesTextAndPlace) {

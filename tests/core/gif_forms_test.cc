@@ -187,6 +187,12 @@ TEST_F(GifForms, CodesThatTheTableLacksGiveNull) {
     codes[2] = 6;
     EXPECT_NE(image::Decode(Gif(Codes(codes, 3), 2, 2)), nullptr) << "the code that is learned just then";
   }
+  for (const unsigned code : {6U, 7U}) {
+    std::vector<unsigned> codes = {4, code};
+    for (int i = 0; i < kWidth * kHeight; ++i) codes.insert(codes.end(), {4, static_cast<unsigned>(i) % 4});
+    codes.push_back(5);
+    EXPECT_EQ(image::Decode(Gif(Codes(codes, 3), 2, 2)), nullptr) << code << " behind a clear";
+  }
   for (const unsigned bits : {9U, 12U, 255U}) EXPECT_EQ(image::Decode(Gif(whole, bits, 2)), nullptr) << bits;
 }
 
@@ -236,6 +242,37 @@ TEST_F(GifForms, OnlyAFrameThatFillsTheCanvasIsAPictureOfIndices) {
       }
     }
   }
+}
+
+// With room for two canvases a walk reads the file once, and with less each frame begins anew.
+TEST_F(GifForms, OnlyWithRoomForACopyAWalkGoesOn) {
+  constexpr int kCount = 8;
+  std::string file = Canvas();
+  for (int i = 0; i < kCount; ++i) {
+    file += Bytes({.indices = {0, 1, 2, 3, 2, static_cast<std::uint8_t>(i % 4)}, .transparent = 9});
+  }
+  file += ";";
+  CoreCodecRegistry& registry = CoreCodecRegistry::Get();
+  const std::uint64_t usual = registry.GetPixelLimit();
+  constexpr std::uint64_t kCanvasBytes = 24;
+  for (const std::uint64_t limit : {kCanvasBytes, 2 * kCanvasBytes - 1, 2 * kCanvasBytes}) {
+    registry.SetPixelLimit(limit);
+    image::CountingInput in(file);
+    const auto decoder = CoreCodecRegistry::Get().GetFactory().CreateDecoder(kCoreImageGif);
+    ASSERT_EQ(decoder->Open(&in, kCoreOpenReadAhead), 1u);
+    const std::uint64_t opening = in.Total();
+    for (int i = 0; i < kCount; ++i) {
+      const auto bitmap = decoder->GetBitmap(i, 0, 0);
+      ASSERT_NE(bitmap, nullptr) << i;
+      EXPECT_EQ(bitmap->GetArgb(2, 1), CanvasColor(static_cast<std::uint8_t>(i % 4))) << i;
+    }
+    if (limit == 2 * kCanvasBytes) {
+      EXPECT_LE(in.Total() - opening, file.size()) << limit;
+    } else {
+      EXPECT_GT(in.Total() - opening, 3 * file.size()) << limit;
+    }
+  }
+  registry.SetPixelLimit(usual);
 }
 
 TEST_F(GifForms, ATransparentIndexLeavesWhatIsThere) {

@@ -2,9 +2,13 @@
 // Pictures in the forms that JPEG 2000 files have besides 8 bits of gray or RGB.
 #include "jpeg2000_support.h"
 
+#include <tovmx/geometry.h>
+
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstdint>
 #include <string>
 #include <utility>
@@ -197,6 +201,91 @@ TEST(Jpeg2000Forms, InksComeOutAsLight) {
                        return argb;
                      }),
             "");
+}
+
+// What the library itself makes of a bitmap, from the start of its code on; below 0 dB without loss.
+std::string CodeOf(const CoreDib& dib, float decibels) {
+  const int count = dib.GetBitsPerPixel() / 8;
+  std::vector<opj_image_cmptparm_t> forms(static_cast<std::size_t>(count));
+  for (opj_image_cmptparm_t& form : forms) {
+    form.dx = form.dy = 1;
+    form.w = static_cast<OPJ_UINT32>(dib.GetWidth());
+    form.h = static_cast<OPJ_UINT32>(dib.GetHeight());
+    form.prec = 8;
+  }
+  opj_image_t* const image = opj_image_create(static_cast<OPJ_UINT32>(count), forms.data(),
+                                              count == 1 ? OPJ_CLRSPC_GRAY : OPJ_CLRSPC_SRGB);
+  image->x1 = forms[0].w;
+  image->y1 = forms[0].h;
+  for (int c = 0; c < count; ++c) {
+    OPJ_INT32* out = image->comps[c].data;
+    for (int y = 0; y < dib.GetHeight(); ++y) {
+      for (int x = 0; x < dib.GetWidth(); ++x)
+        *out++ = dib.GetRow(y)[x * count + (c < 3 && count > 1 ? 2 - c : c)];
+    }
+  }
+  opj_cparameters_t parameters;
+  opj_set_default_encoder_parameters(&parameters);
+  parameters.tcp_numlayers = 1;
+  parameters.tcp_mct = count == 1 ? 0 : 1;
+  const int side = std::min(dib.GetWidth(), dib.GetHeight());
+  parameters.numresolution = std::min(6, 1 + static_cast<int>(std::floor(std::log2(side))));
+  if (decibels < 0) {
+    parameters.cp_disto_alloc = 1;
+  } else {
+    parameters.irreversible = 1;
+    parameters.cp_fixed_quality = 1;
+    parameters.tcp_distoratio[0] = decibels;
+  }
+  const std::string file = Written(image, parameters, OPJ_CODEC_JP2);
+  return file.substr(file.find("\xFF\x4F\xFF\x51"));
+}
+
+TEST(Jpeg2000Forms, AQualityIsSoManyDecibelsAndNoneIsNoLoss) {
+  const CoreSize sizes[] = {{61, 47}, {1, 9}, {2, 3}, {4, 4}, {5, 70}, {40, 31}, {32, 64}, {63, 99}};
+  for (const int bits : {8, 24, 32}) {
+    for (const CoreSize size : sizes) {
+      const CoreDib dib = image::MakePicture(size.width, size.height, bits);
+      for (const int quality : {0, 1, 10, 50, 75, 100}) {
+        const std::string file = image::Encode(dib, kCoreImageJpeg2000, quality);
+        const std::size_t code = file.find("\xFF\x4F\xFF\x51");
+        ASSERT_NE(code, std::string::npos);
+        EXPECT_TRUE(file.substr(code) ==
+                    CodeOf(dib, quality == 0 ? -1.0f : 20.0f + 0.3f * static_cast<float>(quality)))
+            << bits << " bits, " << size.width << "x" << size.height << ", quality " << quality;
+      }
+    }
+  }
+}
+
+TEST(Jpeg2000Forms, PicturesOfASingleLineComeBack) {
+  for (const int bits : {8, 24, 32}) {
+    for (const CoreSize size : {CoreSize{1, 1}, CoreSize{1, 9}, CoreSize{9, 1}, CoreSize{70, 1}}) {
+      const CoreDib dib = image::MakePicture(size.width, size.height, bits);
+      const auto back = image::Decode(image::Encode(dib, kCoreImageJpeg2000));
+      ASSERT_NE(back, nullptr) << size.width << "x" << size.height;
+      EXPECT_EQ(image::Difference(dib, *back), "") << size.width << "x" << size.height;
+    }
+  }
+}
+
+// The library decodes once: whoever asks again has the file read again, which may have changed.
+TEST(Jpeg2000Forms, AFileThatChangesBehindItsDecoderGivesNull) {
+  const std::string whole = image::Encode(image::MakePicture(30, 20, 24), kCoreImageJpeg2000);
+  std::string bytes = whole + std::string(1000, '\0');
+  CoreMemoryInputStream in(bytes.data(), bytes.size());
+  const auto decoder = CoreCodecRegistry::Get().GetFactory().CreateDecoder(kCoreImageJpeg2000);
+  ASSERT_EQ(decoder->Open(&in, kCoreOpenReadAhead), 1u);
+  const auto first = decoder->GetBitmap(0, 0, 0);
+  ASSERT_NE(first, nullptr);
+  for (const std::size_t cut : {std::size_t{0}, std::size_t{20}, whole.find("jp2c") + 8, whole.size() / 2}) {
+    std::fill(bytes.begin() + static_cast<std::ptrdiff_t>(cut), bytes.end(), '\0');
+    EXPECT_EQ(decoder->GetBitmap(0, 0, 0), nullptr) << cut;
+    std::copy(whole.begin(), whole.end(), bytes.begin());
+    const auto again = decoder->GetBitmap(0, 0, 0);
+    ASSERT_NE(again, nullptr) << cut;
+    EXPECT_EQ(image::Difference(*first, *again), "");
+  }
 }
 
 }  // namespace

@@ -64,6 +64,25 @@ inline OPJ_BOOL Seek(OPJ_OFF_T position, void* data) {
   return OPJ_TRUE;
 }
 
+// Writes an image, which is freed.
+inline std::string Written(opj_image_t* image, opj_cparameters_t& parameters, OPJ_CODEC_FORMAT format) {
+  Bytes bytes;
+  opj_codec_t* const codec = opj_create_compress(format);
+  opj_stream_t* const stream = opj_stream_default_create(OPJ_FALSE);
+  opj_stream_set_write_function(stream, Write);
+  opj_stream_set_skip_function(stream, Skip);
+  opj_stream_set_seek_function(stream, Seek);
+  opj_stream_set_user_data(stream, &bytes, nullptr);
+  const bool done = opj_setup_encoder(codec, &parameters, image) != 0 &&
+                    opj_start_compress(codec, image, stream) != 0 && opj_encode(codec, stream) != 0 &&
+                    opj_end_compress(codec, stream) != 0;
+  opj_stream_destroy(stream);
+  opj_destroy_codec(codec);
+  opj_image_destroy(image);
+  EXPECT_TRUE(done);
+  return bytes.text;
+}
+
 // In tiles of so many pixels a side, or in one without a number.
 inline std::string Store(const std::vector<Component>& components, OPJ_COLOR_SPACE colors,
                          OPJ_CODEC_FORMAT format = OPJ_CODEC_JP2, int tile = 0) {
@@ -97,21 +116,7 @@ inline std::string Store(const std::vector<Component>& components, OPJ_COLOR_SPA
     parameters.tile_size_on = OPJ_TRUE;
     parameters.cp_tdx = parameters.cp_tdy = tile;
   }
-  Bytes bytes;
-  opj_codec_t* const codec = opj_create_compress(format);
-  opj_stream_t* const stream = opj_stream_default_create(OPJ_FALSE);
-  opj_stream_set_write_function(stream, Write);
-  opj_stream_set_skip_function(stream, Skip);
-  opj_stream_set_seek_function(stream, Seek);
-  opj_stream_set_user_data(stream, &bytes, nullptr);
-  const bool done = opj_setup_encoder(codec, &parameters, image) != 0 &&
-                    opj_start_compress(codec, image, stream) != 0 && opj_encode(codec, stream) != 0 &&
-                    opj_end_compress(codec, stream) != 0;
-  opj_stream_destroy(stream);
-  opj_destroy_codec(codec);
-  opj_image_destroy(image);
-  EXPECT_TRUE(done);
-  return bytes.text;
+  return Written(image, parameters, format);
 }
 
 inline constexpr char kCmyk = 12;

@@ -223,6 +223,7 @@ TEST(CoreFileOutputStream, AFullDiskRefusesMoreThanItsBufferTakes) {
   EXPECT_FALSE(out.Write(block.data(), block.size()));
   EXPECT_FALSE(out.Write(block.data(), block.size())) << "it stays full";
   EXPECT_TRUE(out.Write(nullptr, 0));
+  errno = 0;
   EXPECT_FALSE(out.Close());
   EXPECT_EQ(errno, ENOSPC);
   EXPECT_FALSE(out.Close()) << "closed already";

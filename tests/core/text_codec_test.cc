@@ -85,6 +85,18 @@ TEST(TextCodec, EscapesThatSpellACharacterDoNotBecomeIt) {
   }
 }
 
+// What stands behind the end of the text does not count, even where it would complete a spelling.
+TEST(TextCodec, ARowOfFormsEndsWithTheText) {
+  const std::string forms = Encode(Escapes("\xF0\x9F\x98\x80"));
+  ASSERT_EQ(forms.size(), 12u);
+  for (std::size_t size = 0; size <= forms.size(); ++size) {
+    const CoreWideString all = CoreTextCodec::Utf8Decode(forms.data(), static_cast<int>(size));
+    EXPECT_EQ(std::wstring(all.c_str(), static_cast<std::size_t>(all.GetLength())),
+              Decode(forms.substr(0, size)))
+        << size;
+  }
+}
+
 TEST(TextCodec, EveryRowOfEscapesComesBackFromUtf8) {
   const unsigned edges[] = {0x80, 0x8F, 0x90, 0x9F, 0xA0, 0xBF, 0xC1, 0xC2, 0xDF,
                             0xE0, 0xE5, 0xED, 0xEF, 0xF0, 0xF4, 0xF5, 0xFF};

@@ -3,10 +3,26 @@
 // long as the mark is found again.
 #include "font/text_shaper.h"
 
+#include <dlfcn.h>
 #include <gtest/gtest.h>
 
 #include <string>
 #include <utility>
+
+namespace {
+
+// What the library was told last.
+std::string* toldLanguage = nullptr;
+
+}  // namespace
+
+// Stands before the library's own.
+extern "C" void pango_context_set_language(PangoContext* context, PangoLanguage* language) {
+  static const auto own = reinterpret_cast<void (*)(PangoContext*, PangoLanguage*)>(
+      dlsym(RTLD_NEXT, "pango_context_set_language"));
+  if (toldLanguage != nullptr) *toldLanguage = pango_language_to_string(language);
+  own(context, language);
+}
 
 namespace {
 
@@ -145,6 +161,19 @@ TEST_F(TextShaperTest, TheLanguageIsThatOfTheReaders) {
       {L"No Such JP", "ja"},        {L"", "zh-cn"}};
   for (const auto& [family, language] : rows)
     EXPECT_STREQ(shaper_.Resolve(Request(family)).language, language);
+}
+
+// Fonts have forms of a character for each language, and stand in for others by it.
+TEST_F(TextShaperTest, ALineIsShapedInTheLanguageOfItsReaders) {
+  std::string told;
+  toldLanguage = &told;
+  for (const auto& [family, language] : {std::pair{L"SimSun", "zh-cn"}, std::pair{L"MingLiU", "zh-tw"},
+                                         std::pair{L"MS Mincho", "ja"}, std::pair{L"Batang", "ko"}}) {
+    told.clear();
+    EXPECT_NE(Shape(L"\u9AA8", Request(family)), nullptr);
+    EXPECT_EQ(told, language);
+  }
+  toldLanguage = nullptr;
 }
 
 }  // namespace

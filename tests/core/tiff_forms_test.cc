@@ -57,7 +57,8 @@ std::string TiffOf(std::map<int, Numbers> tags, int places, const std::string& p
   const std::size_t directory = 8;
   std::size_t more = directory + 2 + 12 * tags.size() + 4;
   const auto isShort = [&](int tag) {
-    return tag != places && tag != kXResolutionTag && tag != kYResolutionTag;
+    return tag != places && tag != kXResolutionTag && tag != kYResolutionTag &&
+           std::all_of(tags[tag].begin(), tags[tag].end(), [](unsigned number) { return number <= 0xffff; });
   };
   const auto sizeOf = [&](int tag) { return tags[tag].size() * (isShort(tag) ? 2 : 4); };
   std::size_t start = more;
@@ -205,6 +206,23 @@ TEST(TiffForms, AColorMapOf8BitNumbersIsTakenAsThatOf16) {
   }
 }
 
+// One number beyond 255, in whichever color, tells that all have 16 bits.
+TEST(TiffForms, AnyNumberOfAColorMapTellsItsWidth) {
+  for (unsigned c = 0; c < 3; ++c) {
+    for (const unsigned place : {0U, 100U, 255U}) {
+      ASSERT_NE(place, Value(0, 5, 4)) << "the color of another pixel";
+      for (const unsigned most : {255U, 256U}) {
+        Numbers map(std::size_t{3} * 256, 200);
+        map[256 * c + place] = most;
+        const auto bitmap = image::Decode(Store({kPalette, 8, {}, false, false}, {{kMapTag, map}}));
+        ASSERT_NE(bitmap, nullptr);
+        const std::uint32_t expected = most == 255 ? 0xffc8c8c8 : 0xff010101;
+        EXPECT_EQ(bitmap->GetArgb(5, 4), expected) << c << ", " << place << ", " << most;
+      }
+    }
+  }
+}
+
 TEST(TiffForms, TheUnitOfTheResolutionCounts) {
   const struct {
     unsigned unit;
@@ -235,6 +253,26 @@ TEST(TiffForms, TilesThatAreNoTilesGiveNull) {
     EXPECT_EQ(image::Decode(Store(form, {{kTileWidthTag, {side}}})), nullptr) << side << " wide";
   }
   EXPECT_EQ(image::Decode(Store(form, {{kTileHeightTag, {0}}})), nullptr);
+}
+
+TEST(TiffForms, AKindOfASampleThatIsNotThereIsNone) {
+  for (const Form& form : {Form{kRgb, 8, {kUnspecified}, false, false}, Form{kRgb, 8, {}, false, false},
+                           Form{kBlackIsZero, 8, {kUnspecified}, false, false}}) {
+    Numbers kinds(form.extra.size(), kUnspecified);
+    kinds.push_back(kStraight);
+    CoreImageInfo info;
+    const auto bitmap = image::Decode(Store(form, {{kExtraTag, kinds}}), 0, 0, 0, &info);
+    EXPECT_EQ(Mismatch(form, bitmap.get()), "") << form.Name();
+    EXPECT_EQ(info.bitsPerPixel, form.Colors() == 1 ? 8 : 24) << form.Name();
+  }
+}
+
+TEST(TiffForms, AWidthBeyondAnIntIsOverTheLimit) {
+  const std::string file = Store(kGrayForm, {{256, {0x80000000U}}});
+  CoreMemoryInputStream in(file.data(), file.size());
+  const auto decoder = CoreCodecRegistry::Get().GetFactory().CreateDecoder(kCoreImageTiff);
+  EXPECT_EQ(decoder->Open(&in, kCoreOpenReadAhead), 0u);
+  EXPECT_EQ(CoreGetDecodeFailure(decoder.get()), kCoreDecodeOverLimit);
 }
 
 TEST(TiffForms, SizesOfZeroGiveNull) {

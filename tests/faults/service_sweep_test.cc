@@ -8,6 +8,8 @@
 
 #include <unistd.h>
 
+#include <climits>
+#include <cmath>
 #include <cstdio>
 #include <deque>
 #include <string>
@@ -58,14 +60,22 @@ TEST_F(AllocationSweep, FilesAndPages) {
   });
 }
 
-TEST_F(AllocationSweep, HitTests) {
+TEST_F(AllocationSweep, AHitTestTakesNoMemoryFromTheHeapAndThrowsNothing) {
   CorePath path;
   path.MoveTo(0, 0);
   path.CubicTo(10, 0, 10, 10, 0, 10);
   path.ArcTo(5, 7, 0.3f, 1, 1, 30, 20);
   path.Close();
   SweepCall([&] { EXPECT_TRUE(tovkit::HitTestPath({5, 5}, 0.5f, path, 0, true, kCoreFillWinding)); });
-  EXPECT_EQ(points_, 0) << "a hit test takes no memory";
+  for (const float x : {5.0f, 1e30f, NAN}) {
+    for (const bool fill : {false, true}) {
+      const AllocationFaults none = AllocationFaults::OfAny(1, LONG_MAX);
+      EXPECT_NO_THROW(tovkit::HitTestPath({x, 5}, 0.5f, path, NAN, fill, kCoreFillEvenOdd));
+      EXPECT_NO_THROW(EXPECT_GE(tovkit::HitTestPathDetail({x, 5}, 0.5f, path, fill).distance, 0));
+      EXPECT_EQ(none.seen(), 0) << x;
+    }
+  }
+  EXPECT_EQ(points_, 0);
 }
 
 TEST_F(AllocationSweep, SharedMemory) {

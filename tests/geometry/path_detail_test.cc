@@ -32,21 +32,35 @@ CorePath EveryKind() {
   return path;
 }
 
-double Sampled(const CorePathPoint* p, int degree, CorePointF at) {
-  double nearest = std::numeric_limits<double>::infinity();
-  for (int i = 0; i <= 20000; ++i) {
-    const double t = i / 20000.0, u = 1 - t;
-    const double w2[] = {u * u, 2 * u * t, t * t},
-                 w3[] = {u * u * u, 3 * u * u * t, 3 * u * t * t, t * t * t};
-    double x = 0, y = 0;
-    for (int k = 0; k <= degree; ++k) {
-      const double w = degree == 2 ? w2[k] : w3[k];
-      x += w * static_cast<double>(p[k].x);
-      y += w * static_cast<double>(p[k].y);
-    }
-    nearest = std::min(nearest, std::hypot(x - static_cast<double>(at.x), y - static_cast<double>(at.y)));
+// The distance of a curve's point from another one.
+double DistanceAt(const CorePathPoint* p, int degree, double t, CorePointF at) {
+  const double u = 1 - t;
+  const double w2[] = {u * u, 2 * u * t, t * t}, w3[] = {u * u * u, 3 * u * u * t, 3 * u * t * t, t * t * t};
+  double x = 0, y = 0;
+  for (int k = 0; k <= degree; ++k) {
+    const double w = degree == 2 ? w2[k] : w3[k];
+    x += w * static_cast<double>(p[k].x);
+    y += w * static_cast<double>(p[k].y);
   }
-  return nearest;
+  return std::hypot(x - static_cast<double>(at.x), y - static_cast<double>(at.y));
+}
+
+// The least distance: every minimum of 2,000 samples, narrowed by thirds.
+double LeastDistance(const CorePathPoint* p, int degree, CorePointF at) {
+  constexpr int kSteps = 2000;
+  const auto sample = [&](int i) { return DistanceAt(p, degree, i / static_cast<double>(kSteps), at); };
+  double least = std::min(sample(0), sample(kSteps));
+  for (int i = 1; i < kSteps; ++i) {
+    if (sample(i) > sample(i - 1) || sample(i) > sample(i + 1)) continue;
+    double from = (i - 1) / static_cast<double>(kSteps), to = (i + 1) / static_cast<double>(kSteps);
+    for (int step = 0; step < 80; ++step) {
+      const double a = from + (to - from) / 3, b = to - (to - from) / 3;
+      (DistanceAt(p, degree, a, at) < DistanceAt(p, degree, b, at) ? to : from) =
+          DistanceAt(p, degree, a, at) < DistanceAt(p, degree, b, at) ? b : a;
+    }
+    least = std::min(least, DistanceAt(p, degree, from, at));
+  }
+  return least;
 }
 
 }  // namespace
@@ -74,7 +88,39 @@ TEST(HitTestDetail, TheFirstSegmentThatIsHitDecides) {
   EXPECT_EQ(Detail(path, {10, 0}, 1, true).record, 1);
 }
 
-TEST(HitTestDetail, RaysDecideWithoutARecord) {
+TEST(HitTestDetail, TheVerdictIsAlwaysThatOfHitTestPath) {
+  RandomPaths random(77);
+  int hits = 0;
+  for (int i = 0; i < 3000; ++i) {
+    const auto kind = static_cast<Numbers>(random.Below(reference::kNumberKinds));
+    const CorePath path = random.Path(kind, 4);
+    const CorePointF point = random.Point(kind);
+    const float tolerance = random.Tolerance(kind);
+    for (const bool fill : {false, true}) {
+      const bool hit = tovkit::HitTestPath(point, tolerance, path, 0, fill, kCoreFillWinding);
+      ASSERT_EQ(Detail(path, point, tolerance, fill).hit, hit) << i;
+      hits += hit ? 1 : 0;
+    }
+  }
+  EXPECT_GT(hits, 500);
+  EXPECT_LT(hits, 5500);
+}
+
+TEST(HitTestDetail, APointMayBeNearerThanTheToleranceAndNoHitOrFartherAndAHit) {
+  CorePath line, curve;
+  line.MoveTo(0, 0);
+  line.LineTo(10, 0);
+  const tovkit::HitTestDetail level = Detail(line, {1000, 0}, 1);
+  EXPECT_TRUE(level.hit);
+  EXPECT_EQ(level.distance, 990);
+  curve.MoveTo(0, 0);
+  curve.QuadTo(50, 100, 100, 0);
+  const tovkit::HitTestDetail corner = Detail(curve, {-0.3f, -0.4f}, 1);
+  EXPECT_FALSE(corner.hit);
+  EXPECT_NEAR(corner.distance, 0.5, 1e-6);
+}
+
+TEST(HitTestDetail, APointInsideTheShapeIsAHitAsWellAndTheRaysDecideWithoutARecord) {
   CorePath square;
   square.MoveTo(0, 0);
   square.LineTo(100, 0);
@@ -120,7 +166,7 @@ TEST(HitTestDetail, DistanceToACircle) {
   }
 }
 
-TEST(HitTestDetail, DistanceToRandomCurvesIsThatOfTheirNearestSample) {
+TEST(HitTestDetail, TheDistanceToRandomCurvesIsTheEuclideanOneToSomeSevenDigits) {
   RandomPaths random(31);
   for (int i = 0; i < 400; ++i) {
     const int degree = 2 + i % 2;
@@ -137,10 +183,8 @@ TEST(HitTestDetail, DistanceToRandomCurvesIsThatOfTheirNearestSample) {
       path.CubicTo(p[1].x, p[1].y, p[2].x, p[2].y, p[3].x, p[3].y);
     }
     const CorePointF point = random.Point(Numbers::kOrdinary);
-    const double expected = Sampled(p, degree, point);
-    const double distance = Detail(path, point).distance;
-    ASSERT_LE(distance, expected * (1 + 1e-6));
-    ASSERT_GE(distance, expected - 0.02) << "no nearer than the samples allow";
+    const double expected = LeastDistance(p, degree, point);
+    ASSERT_NEAR(Detail(path, point).distance, expected, expected * 2e-7 + 1e-9);
   }
 }
 
@@ -159,12 +203,26 @@ TEST(HitTestDetail, WhatDrawsNothingIsInfinitelyFar) {
   EXPECT_EQ(Detail(path, {0, 0}).record, -1);
   path.MoveTo(3, 3);
   EXPECT_EQ(Detail(path, {0, 0}).distance, infinity);
-  path.LineTo(NAN, 3);
-  EXPECT_EQ(Detail(path, {0, 0}).distance, infinity);
+  path.LineTo(3, 9);
+  EXPECT_EQ(Detail(path, {NAN, 0}).distance, infinity);
+}
+
+TEST(HitTestDetail, SegmentsWhoseNumbersAreNotFiniteDoNotCountForTheDistance) {
+  const float infinity = std::numeric_limits<float>::infinity();
+  CorePath path;
+  path.MoveTo(3, 3);
+  for (const float odd : {NAN, infinity, -infinity}) {
+    path.LineTo(odd, 3);
+    path.LineTo(1, 1);
+    path.QuadTo(1, odd, 2, 2);
+    path.CubicTo(0, 0, odd, 0, 2, 2);
+    path.ArcTo(5, odd, 0, 0, 1, 0, 0);
+    path.MoveTo(3, 3);
+  }
+  EXPECT_EQ(Detail(path, {0, 0}).distance, std::numeric_limits<double>::infinity());
   path.MoveTo(3, 0);
   path.LineTo(3, 9);
-  EXPECT_EQ(Detail(path, {0, 0}).distance, 3) << "the broken line does not hide the good one";
-  EXPECT_EQ(Detail(path, {NAN, 0}).distance, infinity);
+  EXPECT_EQ(Detail(path, {0, 0}).distance, 3) << "the broken ones do not hide the good one";
 }
 
 TEST(HitTestDetail, CurvesOfWildNumbersEnd) {

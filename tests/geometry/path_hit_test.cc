@@ -247,9 +247,8 @@ TEST(Segment, HitByThePlaceOfThePoint) {
   }
 }
 
-// The four rays of a point, each blocked by a segment of its own; without any one of them the point is
-// outside.
-TEST(Segment, EachRayNeedsItsCrossing) {
+// Each ray is blocked by a segment of its own.
+TEST(HitTest, InsideMeansThatTheRaysToTheLeftRightUpAndDownEachCrossTheOutline) {
   const std::vector<CorePointF> around[4] = {
       {{-3, -9}, {4, -8}}, {{-3, 9}, {4, 8}}, {{-9, -3}, {-8, 4}}, {{9, -3}, {8, 4}}};
   for (int without = -1; without < 4; ++without) {
@@ -260,6 +259,44 @@ TEST(Segment, EachRayNeedsItsCrossing) {
       path.LineTo(around[i][1].x, around[i][1].y);
     }
     EXPECT_EQ(Inside(path, {0, 0}, 0.1f), without == -1) << without;
+  }
+}
+
+TEST(Segment, CurvesAndTheEndsOfLinesAreHitWithinTheToleranceLinesBesideThemWithin1Point41TimesIt) {
+  const float less = std::nextafter(5.0f, 0.0f);
+  EXPECT_TRUE(Outline(Square(), {13, 14}, 5)) << "beyond a corner";
+  EXPECT_FALSE(Outline(Square(), {13, 14}, less));
+  EXPECT_TRUE(Outline(Arch(), {50, 55}, 5));
+  EXPECT_FALSE(Outline(Arch(), {50, 55}, less));
+  for (const float beside : {-7.07f, 17.07f}) {
+    EXPECT_TRUE(Outline(Square(), {5, beside}, 5));
+    EXPECT_TRUE(Outline(Square(), {beside, 5}, 5));
+  }
+  for (const float beyond : {-7.08f, 17.08f}) {
+    EXPECT_FALSE(Outline(Square(), {5, beyond}, 5));
+    EXPECT_FALSE(Outline(Square(), {beyond, 5}, 5));
+  }
+}
+
+TEST(HitTest, WithANegativeOrNaNToleranceTheOutlineIsNeverHit) {
+  for (const float never : {-1.0f, -1e-30f, -kInfinity, kNaN}) {
+    for (const CorePointF point : {CorePointF{5, 0}, {0, 0}, {10, 7}, {5, 5}}) {
+      EXPECT_FALSE(Outline(Square(), point, never)) << never;
+      EXPECT_FALSE(Outline(Arch(), {50, 50}, never)) << never;
+    }
+  }
+}
+
+TEST(Segment, APointBesideAnEdgeSlopingOrNotHitsItWithin1Point41TimesTheToleranceAlongAnAxis) {
+  for (const float rise : {0.0f, 10.0f, -60.0f}) {
+    const float middle = rise / 2;
+    const CorePath flat = Polyline({{0, 0}, {100, rise}}), steep = Polyline({{0, 0}, {rise, 100}});
+    for (const float sign : {-1.0f, 1.0f}) {
+      EXPECT_TRUE(Outline(flat, {50, middle + sign * 2.82f}, 2)) << rise;
+      EXPECT_FALSE(Outline(flat, {50, middle + sign * 2.84f}, 2)) << rise;
+      EXPECT_TRUE(Outline(steep, {middle + sign * 2.82f, 50}, 2)) << rise;
+      EXPECT_FALSE(Outline(steep, {middle + sign * 2.84f, 50}, 2)) << rise;
+    }
   }
 }
 
@@ -285,6 +322,24 @@ TEST(Curve, OutsideTheBoxInBothAxesIsNoHitWhateverTheTolerance) {
   EXPECT_FALSE(Outline(Arch(), {100.1f, -0.1f}, kInfinity));
   EXPECT_TRUE(Outline(Arch(), {-0.1f, 0}, 5));
   EXPECT_TRUE(Outline(Arch(), {0, -0.1f}, 5));
+}
+
+TEST(Curve, IsSampledAt51PointsAndRefinedNearTheNearestOne) {
+  CorePath path;
+  path.MoveTo(0, 0);
+  path.QuadTo(5000, 0, 10000, 0);  // a sample every 200
+  int sampled = 0;
+  for (int x = -10; x <= 10010; x += 10) {
+    const bool hit = Outline(path, {static_cast<float>(x), 0}, 0.5f);
+    if (x % 200 == 0) {
+      EXPECT_TRUE(hit) << x;
+      ++sampled;
+    } else if (x % 200 <= 50) {
+      EXPECT_FALSE(hit) << "between two samples, nearer to the lower one: " << x;
+    }
+  }
+  EXPECT_EQ(sampled, 51);
+  EXPECT_TRUE(Outline(path, {345, 0}, 8)) << "55 from the nearest sample, found by refinement";
 }
 
 TEST(Curve, RefinementFindsWhatLiesBetweenSamples) {
@@ -335,9 +390,25 @@ TEST(Curve, HalfOpenShapeHasNoInside) {
   EXPECT_TRUE(Inside(path, {47, 40}, 1));
 }
 
-// A sample exactly level with the point is neither above nor below it, and its two neighbors are two steps
-// apart.
-TEST(Curve, RayThroughASampleDoesNotCross) {
+// x and y of the third power: the samples are the farther apart, the nearer they are to the end.
+TEST(Curve, ARayCrossesWhereTheSamplesOnEitherSideAreCloserThanTheTwoNeighborsThatAreFarthestApart) {
+  CorePath path;
+  path.MoveTo(0, 0);
+  path.CubicTo(0, 0, 0, 0, 100, 100);
+  const auto raysFrom = [&path](float level) {
+    const unsigned right = tovkit::HitTestPathDetail({-9, level}, 1, path, true).rays;
+    EXPECT_EQ(tovkit::HitTestPathDetail({level, -9}, 1, path, true).rays, right == 1 ? 2U : right);
+    return right;
+  };
+  EXPECT_EQ(raysFrom(90), 1U) << "between 88.5 and 94.1, which are 5.6 apart";
+  for (const float level : {94.2f, 97.0f, 99.9f}) {
+    EXPECT_EQ(raysFrom(level), 0U) << "between the last two, which are farthest apart: " << level;
+  }
+  for (const float end : {0.0f, 100.0f}) EXPECT_EQ(raysFrom(end), 0U) << "exactly at an end";
+  EXPECT_EQ(raysFrom(12.5f), 1U) << "at a sample whose neighbors are closer than the last two";
+}
+
+TEST(Curve, ARayDoesNotCrossExactlyAtASampleWhoseTwoNeighborsAreAsFarApart) {
   CorePath path;
   path.MoveTo(0, 0);
   path.CubicTo(0, 130, 100, 130, 100, 0);
@@ -348,7 +419,7 @@ TEST(Curve, RayThroughASampleDoesNotCross) {
 
 // --- bad input ---
 
-TEST(BadInput, NumbersThatAreNoNumbersAreHarmless) {
+TEST(BadInput, NaNAndInfiniteNumbersOnlyMakeComparisonsFalse) {
   const float odd[] = {kNaN, kInfinity, -kInfinity, 0.0f, -0.0f, 1e-45f, 3e38f, -3e38f, 1.0f};
   for (const float a : odd) {
     for (const float b : odd) {
@@ -370,11 +441,11 @@ TEST(BadInput, NumbersThatAreNoNumbersAreHarmless) {
   }
 }
 
-TEST(BadInput, DegenerateArcsDrawNothing) {
-  const float arcs[][7] = {{0, 10, 0, 0, 1, 20, 0},         {10, 0, 0, 0, 1, 20, 0},
-                           {0, 0, 0, 0, 1, 20, 0},          {10, 10, 0, 0, 1, 0, 0},
-                           {kNaN, 10, 0, 0, 1, 20, 0},      {10, 10, kNaN, 0, 1, 20, 0},
-                           {10, 10, kInfinity, 0, 1, 20, 0}};
+TEST(BadInput, ArcsWithEqualEndsARadiusOf0OrNumbersThatAreNotFiniteDrawNothing) {
+  const float arcs[][7] = {
+      {0, 10, 0, 0, 1, 20, 0},          {10, 0, 0, 0, 1, 20, 0},    {0, 0, 0, 0, 1, 20, 0},
+      {10, 10, 0, 0, 1, 0, 0},          {kNaN, 10, 0, 0, 1, 20, 0}, {10, 10, kNaN, 0, 1, 20, 0},
+      {10, 10, kInfinity, 0, 1, 20, 0}, {10, 10, 0, 0, 1, kNaN, 0}, {10, 10, 0, 0, 1, 20, kInfinity}};
   for (const auto& a : arcs) {
     CorePath path;
     path.MoveTo(0, 0);
@@ -404,7 +475,7 @@ TEST(BadInput, AMillionRecords) {
 // --- what is not obvious ---
 
 // A quarter's largest step is the one at its end, where it runs straight along the axis.
-TEST(Oddities, SeamsOfACircleOfQuartersAreNotCrossed) {
+TEST(Oddities, TheCenterOfACircleMadeOfFourQuartersIsNotInside) {
   CorePath circle;
   circle.MoveTo(10, 0);
   circle.ArcTo(10, 10, 0, 0, 1, 0, 10);
@@ -418,15 +489,17 @@ TEST(Oddities, SeamsOfACircleOfQuartersAreNotCrossed) {
   EXPECT_FALSE(Inside(circle, {9, -9}, 0.5f));
 }
 
-TEST(Oddities, VerticalEdgeIsCrossedFromAboveIt) {
-  // Two vertical edges above the point, and roof and floor: all four rays count as crossed.
-  CorePath path = Polyline({{-9, -30}, {-9, -20}});
-  for (const auto& edge :
-       {Polyline({{9, -30}, {9, -20}}), Polyline({{-5, -9}, {5, -8}}), Polyline({{-5, 9}, {5, 8}})}) {
-    path.MoveTo(edge.GetPoints()[0].x, edge.GetPoints()[0].y);
-    path.LineTo(edge.GetPoints()[1].x, edge.GetPoints()[1].y);
+TEST(Oddities, AVerticalEdgeIsCrossedByTheRayTowardsItEvenFromAboveOrBelowAHorizontalOneFromBesideIt) {
+  using tovkit::HitTestPathDetail;
+  const CorePath vertical = Polyline({{9, 20}, {9, 30}}), horizontal = Polyline({{20, 9}, {30, 9}});
+  for (const float beyond : {-100.0f, 10.0f, 40.0f, 1000.0f}) {
+    EXPECT_EQ(HitTestPathDetail({0, beyond}, 0.5f, vertical, true).rays, +tovkit::kHitTestRayRight);
+    EXPECT_EQ(HitTestPathDetail({20, beyond}, 0.5f, vertical, true).rays, +tovkit::kHitTestRayLeft);
+    EXPECT_EQ(HitTestPathDetail({beyond, 0}, 0.5f, horizontal, true).rays, +tovkit::kHitTestRayDown);
+    EXPECT_EQ(HitTestPathDetail({beyond, 20}, 0.5f, horizontal, true).rays, +tovkit::kHitTestRayUp);
   }
-  EXPECT_TRUE(Inside(path, {0, 0}, 0.5f));
+  const CorePath sloping = Polyline({{9, 20}, {9.5f, 30}});
+  EXPECT_EQ(HitTestPathDetail({0, 10}, 0.5f, sloping, true).rays, 0U) << "a sloping one is not";
 }
 
 // The line that closes a circle of curves at its seam has no length.
@@ -441,10 +514,16 @@ TEST(Oddities, AClosedCircleOfCurvesIsHitInTheCornerRegionsOfItsSeam) {
   EXPECT_FALSE(Outline(open, corner, 1));
   EXPECT_TRUE(Outline(closed, corner, 1));
   EXPECT_FALSE(Outline(closed, corner, 0.7f)) << "beyond the tolerance";
-  const CorePath point = Polyline({{3, 3}}, true);
-  for (const float dx : {-1.0f, 0.0f, 1.0f}) {
-    for (const float dy : {-1.0f, 0.0f, 1.0f}) {
-      EXPECT_EQ(Outline(point, {3 + dx, 3 + dy}, 1.5f), dx != 0 && dy != 0) << dx << ", " << dy;
+}
+
+TEST(Oddities, ASegmentWithoutLengthIsHitByPointsOffItInBothXAndYAndByNoOthers) {
+  // The one that closes a subpath where it began, and a line of its own.
+  for (const CorePath& point : {Polyline({{3, 3}}, true), Polyline({{3, 3}, {3, 3}})}) {
+    for (const float dx : {-1.0f, 0.0f, 1.0f}) {
+      for (const float dy : {-1.0f, 0.0f, 1.0f}) {
+        EXPECT_EQ(Outline(point, {3 + dx, 3 + dy}, 1.5f), dx != 0 && dy != 0) << dx << ", " << dy;
+        EXPECT_FALSE(Outline(point, {3 + dx, 3 + dy}, 1.4f)) << "beyond the tolerance";
+      }
     }
   }
 }

@@ -67,7 +67,18 @@ TEST(DeleteRectDib, AnEightBitBitmapGetsTheBrightestPaletteIndex) {
   EXPECT_EQ(Blanked(dib, 0, 5), (Span{2, 5}));
 }
 
-TEST(DeleteRectDib, ALaterPaletteEntryWinsATie) {
+TEST(DeleteRectDib, TheBrightestEntryHasTheGreatestSumOfItsThreeComponents) {
+  // Each of the first entries is ahead in one component, in the weights of the eye, or in two of three.
+  for (const std::uint32_t brightest : {0x909090U, 0xc000c1U, 0xc0c100U, 0x00c0c1U}) {
+    CoreDib dib = MakeDib(8, 1, 8);
+    const std::uint32_t entries[] = {0x0000ff, 0x00ff00, 0xff0000, 0x80ff00, brightest, 0x00ff40};
+    ASSERT_TRUE(dib.SetPalette(entries, 6));
+    EXPECT_TRUE(DeleteRectDib(&dib, {0, 0, 8, 1}));
+    EXPECT_EQ(Blanked(dib, 0, 4), (Span{0, 8})) << std::hex << brightest;
+  }
+}
+
+TEST(DeleteRectDib, OfSeveralPaletteEntriesWithTheGreatestSumTheLastIsTaken) {
   CoreDib dib = MakeDib(8, 1, 8);
   const std::uint32_t entries[] = {0x0000ff, 0xff0000, 0x00ff00, 0x000001};
   ASSERT_TRUE(dib.SetPalette(entries, 4));
@@ -95,7 +106,7 @@ TEST(DeleteRectDib, ReversedEdgesAreSwapped) {
 }
 
 // Width 5 at 24 bits: 15 bytes of pixels, a stride of 16, and 16 / 3 is 5.
-TEST(DeleteRectDib, ClampsInEveryDirection) {
+TEST(DeleteRectDib, WhatLiesOutsideTheBitmapIsCutOff) {
   const struct {
     const char* condition;
     CoreRect rect;
@@ -137,17 +148,36 @@ TEST(DeleteRectDib, ShallowBitmapsGetWholeBytesOfZeroWhateverThePalette) {
   ASSERT_TRUE(dib.SetPalette(entries, 2));
   EXPECT_TRUE(DeleteRectDib(&dib, {9, 1, 31, 2}));
   EXPECT_EQ(Blanked(dib, 0, 0), (Span{0, 0}));
-  EXPECT_EQ(Blanked(dib, 1, 0), (Span{1, 3}))
-      << "the bytes at the edges that are covered in part are left alone";
-  CoreDib narrow = MakeDib(64, 1, 1);
-  EXPECT_TRUE(DeleteRectDib(&narrow, {1, 0, 7, 1}));
-  EXPECT_EQ(Blanked(narrow, 0, 0), (Span{0, 0}));
+  EXPECT_EQ(Blanked(dib, 1, 0), (Span{1, 3}));
 }
 
-TEST(DeleteRectDib, FourBitsAreTakenForOne) {
+TEST(DeleteRectDib, AByteThatTheLeftEdgeCutsIsBlankedWholeAndOneThatTheRightEdgeCutsIsLeftAlone) {
+  const struct {
+    int left, right;
+    Span bytes;
+  } cases[] = {{8, 16, {1, 2}}, {9, 16, {1, 2}},  {15, 16, {1, 2}}, {8, 17, {1, 2}},
+               {8, 23, {1, 2}}, {15, 31, {1, 3}}, {1, 7, {0, 0}},   {7, 9, {0, 1}}};
+  for (const auto& c : cases) {
+    CoreDib dib = MakeDib(64, 1, 1);
+    EXPECT_TRUE(DeleteRectDib(&dib, {c.left, 0, c.right, 1}));
+    EXPECT_EQ(Blanked(dib, 0, 0), c.bytes) << c.left << " to " << c.right;
+  }
+}
+
+// Two pixels to a byte: 16 bytes for 32 pixels.
+TEST(DeleteRectDib, With4BitsItBlanksAQuarterOfTheWidthFromAQuarterOfTheLeftEdgeOn) {
   CoreDib dib = MakeDib(32, 1, 4);
   EXPECT_TRUE(DeleteRectDib(&dib, {0, 0, 32, 1}));
-  EXPECT_EQ(Blanked(dib, 0, 0), (Span{0, 4})) << "a quarter of the 16 bytes";
+  EXPECT_EQ(Blanked(dib, 0, 0), (Span{0, 4})) << "8 of 32 pixels";
+  CoreDib right = MakeDib(32, 1, 4);
+  EXPECT_TRUE(DeleteRectDib(&right, {16, 0, 32, 1}));
+  EXPECT_EQ(Blanked(right, 0, 0), (Span{2, 4})) << "4 of 16 pixels, from the fourth on";
+}
+
+TEST(DeleteRectDib, The0ThatShallowBitmapsGetIsBlackWithoutAPalette) {
+  CoreDib dib = MakeDib(8, 1, 1);
+  EXPECT_TRUE(DeleteRectDib(&dib, {0, 0, 8, 1}));
+  for (int x = 0; x < 8; ++x) EXPECT_EQ(dib.GetArgb(x, 0), 0xFF000000U);
 }
 
 TEST(DeleteRectDib, ShallowBitmapsAreSafeForEveryRectangle) {

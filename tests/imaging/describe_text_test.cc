@@ -20,6 +20,7 @@ using tovkit::DescribeText;
 using tovkit::Json;
 using tovkit::JsonValue;
 using tovkit::SharedPtr;
+using ConstHandle = SharedPtr<const JsonValue>;
 
 SharedPtr<JsonValue> Parse(const std::string& text) {
   return Json::Parse(text.data(), static_cast<unsigned>(text.size()), nullptr);
@@ -210,6 +211,19 @@ TEST(DescribeText, AMisspelledKeyHasItsNearest) {
             R"("FontSize" is no key of a line; "FontSize" belongs into "Font")");
 }
 
+TEST(DescribeText, AKeySaysWhichMemberItIs) {
+  const auto report = Report(
+      "{\"Content\": \"x\", \"\xFF\": 1, \"DeltaX\": \"5\", \"DeltaX\": 1, \"\xFF\": 2, \"Font\": {\"Bold\": "
+      "true, \"Bold\": 1, \"a\": 1}}");
+  const auto warnings = report->GetMember("warnings");
+  std::string members;
+  for (std::uint32_t i = 0; i < warnings->Size(); ++i) {
+    const auto warning = warnings->GetAt(static_cast<std::int32_t>(i));
+    members += Text(*warning, "pointer") + " " + std::to_string(warning->GetMemberInt("member", -1)) + "\n";
+  }
+  EXPECT_EQ(members, "/\uFFFD 1\n/DeltaX -1\n/DeltaX 3\n/\uFFFD 4\n/Font/Bold 1\n/Font/a 2\n");
+}
+
 TEST(DescribeText, AValueThatIsNotUsedIsTold) {
   const struct {
     const char* description;
@@ -281,6 +295,50 @@ TEST(DescribeText, WhatADeviceWouldNotGetIsNotDrawable) {
   EXPECT_FALSE(DescribeText(SharedPtr<const JsonValue>()));
 }
 
+std::string Repeated(const std::string& piece, int times) {
+  std::string text;
+  for (int i = 0; i < times; ++i) text += piece;
+  return text;
+}
+
+TEST(DescribeText, TheLimitBoundsThePositionsOfMissingCharacters) {
+  const auto report = Report(R"({"Content": ")" + Repeated(R"(\uE123)", 100) + "\"}", 5);
+  const auto missing = report->GetMember("missing")->GetAt(0);
+  EXPECT_EQ(missing->GetMemberInt("count", 0), 100);
+  EXPECT_STREQ(missing->GetMember("positions")->ToString().c_str(), "[0,1,2,3,4]");
+  EXPECT_EQ(report->GetMemberInt("missingCount", 0), 100);
+}
+
+TEST(DescribeText, AtMost1000CharactersOfAnyTextAreToldButAPointerIsWhole) {
+  const std::string piece = "\xE5\xAE\x8B", most = Repeated(piece, 1000), more = most + piece;
+  EXPECT_EQ(Text(*Report(R"({"Content": ")" + most + "\"}"), "content"), most);
+  const auto report =
+      Report(R"({"Content": ")" + more + R"(", "Font": {"FontName": ")" + more + "\"}, \"" + more + "\": 1}");
+  EXPECT_EQ(Text(*report, "content"), most);
+  EXPECT_EQ(Text(*report->GetMember("font"), "wanted"), most);
+  EXPECT_EQ(Text(*report->GetMember("runs")->GetAt(0), "text"), most);
+  EXPECT_EQ(report->GetMember("runs")->GetAt(0)->GetMemberInt("count", 0), 1001);
+  EXPECT_EQ(Text(*report->GetMember("runs")->GetAt(0), "standsInFor"), most);
+  const auto warning = report->GetMember("warnings")->GetAt(0);
+  EXPECT_EQ(Text(*warning, "pointer"), "/" + more);
+  EXPECT_LT(Text(*warning, "message").size(), 1000U);
+}
+
+int CountValues(const ConstHandle& value) {
+  int count = 1;
+  for (int i = 0; value->GetType() == tovkit::JsonArray && i < static_cast<int>(value->Size()); ++i) {
+    count += CountValues(value->GetAt(i));
+  }
+  for (const CoreString& name : value->GetMemberNames()) count += CountValues(value->GetMember(name.c_str()));
+  return count;
+}
+
+TEST(DescribeText, TheDocumentOfALineHasSome40Values) {
+  const int count = CountValues(Report(R"({"Content": "Hello", "Font": {"FontName": "DejaVu Sans"}})"));
+  EXPECT_GE(count, 36);
+  EXPECT_LE(count, 44);
+}
+
 TEST(DescribeText, TheLimitBoundsWhatIsToldAndTheCountsAreOfAll) {
   std::string text = "{\"Content\": \"";
   for (int i = 0; i < 100; ++i) text += "a\\u5b8b\\uDB80\\uDC" + std::to_string(10 + i % 50);
@@ -297,13 +355,7 @@ TEST(DescribeText, TheLimitBoundsWhatIsToldAndTheCountsAreOfAll) {
   EXPECT_EQ(Report(text + "}", 0)->GetMember("warnings")->Size(), 0U);
 }
 
-std::string Repeated(const std::string& piece, int times) {
-  std::string text;
-  for (int i = 0; i < times; ++i) text += piece;
-  return text;
-}
-
-TEST(DescribeText, HostileTextsGiveValidJson) {
+TEST(DescribeText, NothingIsPrintedAndWhateverTheDescriptionHoldsTheReportIsValidJson) {
   std::string planes;
   for (unsigned c = 0x20; c <= 0x10FFFF; c += 997) {
     const auto wide = static_cast<wchar_t>(c);
@@ -325,9 +377,13 @@ TEST(DescribeText, HostileTextsGiveValidJson) {
                  "a",
                  100000),
         std::string(1000000, 'x'), Repeated("\xCC\x81", 5000)}) {
+    testing::internal::CaptureStdout();
+    testing::internal::CaptureStderr();
     Report("{\"Content\": \"" + content + "\"}");
     Report("{\"Content\": \"x\", \"" + content + "\": 1, \"Font\": {\"FontName\": \"" + content +
            "\", \"Color\": \"" + content + "\"}}");
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
   }
 }
 

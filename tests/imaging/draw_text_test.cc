@@ -113,7 +113,7 @@ TEST(DrawTextOnDevice, AnEmptyFontTakesEveryDefaultToo) {
   }
 }
 
-TEST(DrawTextOnDevice, WithoutADeviceADescriptionOrATextNothingIsDrawn) {
+TEST(DrawTextOnDevice, IsFalseForANullDeviceAnEmptyHandleAndAContentThatIsMissingEmptyOrNoString) {
   EXPECT_FALSE(DrawTextOnDevice(nullptr, Parse(R"({"Content": "ab"})")));
   RecordingDevice device;
   EXPECT_FALSE(DrawTextOnDevice(&device, SharedPtr<const JsonValue>()));
@@ -152,7 +152,7 @@ TEST(DrawTextOnDevice, TheSizeBecomesPixelsAndIsAddedToTheOffsetAsItIs) {
   EXPECT_EQ(huge.size, 2147483648.0f / 72.0f * 96.0f);
 }
 
-TEST(DrawTextOnDevice, OffsetsAreNumbersOfAnyKindOrZero) {
+TEST(DrawTextOnDevice, OffsetsAreNumbersAndAValueOfAnotherKindCountsAsMissing) {
   EXPECT_EQ(Drawn(R"({"Content": "ab", "DeltaX": -7, "DeltaY": -30})").place, At(-7, -4));
   EXPECT_EQ(Drawn(R"({"Content": "ab", "DeltaX": "7", "DeltaY": true})").place, At(0, 26));
   EXPECT_EQ(Drawn(R"({"Content": "ab", "DeltaX": 1e39, "DeltaY": 3000000000})").place, At(0, 26));
@@ -202,7 +202,7 @@ TEST(DrawTextOnDevice, ColorsReachTheDeviceOpaqueWithRedAbove) {
   EXPECT_EQ(DrawnWithFont(R"({"Color": 255})").color, 0xFF000000u);
 }
 
-TEST(DrawTextOnDevice, WhatTheDeviceAnswersIsNotLookedAt) {
+TEST(DrawTextOnDevice, TheDeviceGetsItsCallsInOrderWhateverItMakesOfThem) {
   RecordingDevice device;
   device.result = false;
   EXPECT_TRUE(DrawTextOnDevice(&device, Parse(R"({"Content": "ab"})")));
@@ -235,7 +235,7 @@ struct Picture {
   }
 };
 
-TEST(DrawTextOnDevice, InkStandsOnTheBaselineThatTheDescriptionTells) {
+TEST(DrawTextOnDevice, DrawsOneLineOfTextOnTheBaselineThatTheObjectDescribes) {
   Picture picture;
   CoreBitmapDevice device(&picture.dib);
   ASSERT_TRUE(DrawTextOnDevice(

@@ -61,7 +61,54 @@ TEST(ImageDecode, ReadsTheFirstFrameFromThePositionOfTheStream) {
   EXPECT_EQ(image::Difference(*first, *read), "");
 }
 
-TEST(ImageDecode, GivesNullForWhatIsNoImage) {
+TEST(ImageEncode, WritesWithTheDefaultQualityOfTheFormat) {
+  CoreDib dib = image::MakePicture(40, 30, 24);
+  for (const CoreImageFormat format : image::kWritable) {
+    CoreMemoryOutputStream out;
+    ASSERT_EQ(ImageEncode(&dib, format, &out), 1u);
+    const std::string written(reinterpret_cast<const char*>(out.GetData()), out.GetSize());
+    EXPECT_EQ(written, image::Encode(dib, format)) << CoreImageFormatName(format);
+    if (format == kCoreImageJpeg || format == kCoreImageWebp) {
+      EXPECT_NE(written, image::Encode(dib, format, 50)) << CoreImageFormatName(format);
+    }
+  }
+}
+
+TEST(ImageEncode, TheBitmapAndTheStreamStayTheCallers) {
+  const auto dib = std::make_unique<CoreDib>(image::MakePicture(9, 7, 24));
+  const auto out = std::make_unique<CoreMemoryOutputStream>();
+  ASSERT_EQ(ImageEncode(dib.get(), kCoreImageBmp, out.get()), 1u);
+  const std::size_t once = out->GetSize();
+  ASSERT_EQ(ImageEncode(dib.get(), kCoreImageBmp, out.get()), 1u);
+  EXPECT_EQ(out->GetSize(), 2 * once) << "behind what the stream held";
+  EXPECT_EQ(image::Difference(*dib, image::MakePicture(9, 7, 24)), "");
+}
+
+TEST(ImageDecode, TheStreamStaysTheCallers) {
+  const std::string png = image::Encode(image::MakePicture(5, 4, 24), kCoreImagePng);
+  const auto in = std::make_unique<CoreMemoryInputStream>(png.data(), png.size());
+  for (int i = 0; i < 2; ++i) {
+    ASSERT_TRUE(in->Seek(0)) << "its position is anywhere";
+    EXPECT_NE(std::unique_ptr<CoreDib>(ImageDecode(in.get())), nullptr);
+  }
+}
+
+TEST(ImageDecode, GivesNullForAnImageBeyondThePixelLimitOfTheRegistry) {
+  CoreCodecRegistry& registry = CoreCodecRegistry::Get();
+  const std::uint64_t before = registry.GetPixelLimit();
+  const std::string png = image::Encode(image::MakePicture(64, 64, 24), kCoreImagePng);
+  const auto decodes = [&png] {
+    CoreMemoryInputStream in(png.data(), png.size());
+    return std::unique_ptr<CoreDib>(ImageDecode(&in)) != nullptr;
+  };
+  EXPECT_TRUE(decodes());
+  registry.SetPixelLimit(std::uint64_t{64} * 64 * 3 - 1);
+  EXPECT_FALSE(decodes());
+  registry.SetPixelLimit(before);
+  EXPECT_TRUE(decodes());
+}
+
+TEST(ImageDecode, GivesNullForANullStreamContentOfNoKnownFormatAndABrokenImage) {
   EXPECT_EQ(ImageDecode(nullptr), nullptr);
   for (const std::string& text : {std::string(), std::string("no image"), std::string("GIF89a"),
                                   std::string("\x89PNG\r\n\x1a\n"), std::string("BM and no more")}) {
@@ -90,18 +137,20 @@ TEST(ColorToText, EveryKindButRgbLeavesTheTextUntouched) {
   }
 }
 
-TEST(AlphaBlending, AlwaysFails) {
+TEST(AlphaBlending, DoesNothingAndReturnsFalse) {
   const CoreDib dib = image::MakePicture(2, 2, 32);
   EXPECT_FALSE(tovkit::AlphaBlending(nullptr, 0));
   EXPECT_FALSE(tovkit::AlphaBlending(&dib, 0));
   EXPECT_FALSE(tovkit::AlphaBlending(&dib, 255));
   EXPECT_FALSE(tovkit::AlphaBlending(&dib, UINT32_MAX));
+  EXPECT_EQ(image::Difference(dib, image::MakePicture(2, 2, 32)), "");
 }
 
-TEST(ImageBinary, AlwaysFails) {
+TEST(ImageBinary, DoesNothingAndReturnsNull) {
   const CoreDib dib = image::MakePicture(2, 2, 32);
   EXPECT_EQ(tovkit::ImageBinary(nullptr), nullptr);
   EXPECT_EQ(tovkit::ImageBinary(&dib), nullptr);
+  EXPECT_EQ(image::Difference(dib, image::MakePicture(2, 2, 32)), "");
 }
 
 }  // namespace

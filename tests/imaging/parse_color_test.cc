@@ -78,7 +78,7 @@ TEST(ParseColor, AnyOtherNumberOfDigitsIsRefused) {
   ExpectRefusals({std::string("#" + std::string(1'000'000, 'f')).c_str()});
 }
 
-TEST(ParseColor, ABadSecondDigitSetsEveryBitFromItsPlace) {
+TEST(ParseColor, APairWithABadSecondDigitCountsAsMinus1AndSetsEveryBitFromItsPlace) {
   ExpectColors({{"#0g", 1, 0xFFFFFFFF},
                 {"#gg", 1, 0xFFFFFFFF},
                 {"#0g0000", 2, 0xFFFFFFFF},
@@ -90,7 +90,7 @@ TEST(ParseColor, ABadSecondDigitSetsEveryBitFromItsPlace) {
                 {"#0102030g", 3, 0xFFFFFFFF}});
 }
 
-TEST(ParseColor, ABadFirstDigitCountsAsMinus16) {
+TEST(ParseColor, APairWithOnlyABadFirstDigitCountsAsMinus16) {
   ExpectColors({{"#g0", 1, 0xFFFFFFF0},
                 {"#g0ff00", 2, 0xFFFFFFF0},
                 {"#g00000", 2, 0xFFFFFFF0},
@@ -143,11 +143,11 @@ TEST(ParseColor, WhiteSpaceBehindASpaceBelongsToTheNextNumber) {
   ExpectColors({{"1 \t 2 3", 3, 0x01020203}});
 }
 
-TEST(ParseColor, WordsAreZero) {
+TEST(ParseColor, AWordThatIsNoNumberIs0) {
   ExpectColors({{"red", 1, 0}, {"red 5 x", 2, 0x00000500}, {"0x10", 1, 0}, {"12abc", 1, 0x000C0C0C}});
 }
 
-TEST(ParseColor, NumbersAreNotMasked) {
+TEST(ParseColor, ANumberAbove255OrBelow0RunsIntoTheBytesAboveItsOwn) {
   ExpectColors({{"300 0 0", 2, 0x0000012C},
                 {"256", 1, 0x01010100},
                 {"-1", 1, 0xFFFFFFFF},

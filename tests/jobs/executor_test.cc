@@ -4,6 +4,7 @@
 #include "jobs/error.h"
 #include "jobs/picture_reader.h"
 #include "jobs/sanitized.h"
+#include "jobs/sha256.h"
 
 #include "scratch_dir.h"
 
@@ -37,6 +38,15 @@ using jobs::StopRequest;
 
 namespace fs = std::filesystem;
 
+// As a source reads it from the job.
+std::string OutOf(const std::string& text) {
+  const std::string begin = R"("out": ")";
+  const std::size_t at = text.find(begin);
+  if (at == std::string::npos) return "";
+  const std::size_t from = at + begin.size();
+  return text.substr(from, text.find('"', from) - from);
+}
+
 class ListSource final : public jobs::JobSource {
  public:
   explicit ListSource(std::vector<std::string> texts) : texts_(std::move(texts)) {}
@@ -46,6 +56,7 @@ class ListSource final : public jobs::JobSource {
     ++at_;
     if (texts_[at_ - 1] == "broken") throw jobs::Error(jobs::ErrorKind::kInput, "list", "broken");
     QueuedJob job{at_, std::to_string(at_), texts_[at_ - 1]};
+    job.out = OutOf(job.text);
     if (job.text == "refused") job.refused = jobs::FailedResult({jobs::ErrorKind::kInput, "list", "refused"});
     return job;
   }
@@ -203,7 +214,29 @@ TEST_F(ExecutorTest, ACrashCostsOneJob) {
   EXPECT_EQ(results_.byId["10"].kind, FailureKind::kCrash);
   EXPECT_EQ(results_.byId["10"].message, "job: the worker ended by signal 11 (Segmentation fault)");
   EXPECT_EQ(results_.byId["20"].message, "job: the worker ended with status 3");
+  EXPECT_EQ(results_.byId["10"].jobHash, jobs::Sha256(R"({"fault":"crash"})"));
+  EXPECT_EQ(results_.byId["20"].jobHash, jobs::Sha256(R"({"fault":"exit"})"));
   ExpectLabelsBut(60, {"10", "20", "30"});
+}
+
+// The output was renamed, the worker died before it told so, and the second attempt failed.
+TEST_F(ExecutorTest, NoOutputStandsThatNoResultTellsOf) {
+  const ScratchDir marks;
+  std::vector<std::string> texts = Labels(30);
+  texts[9] = R"({"untold": ")" + marks.path() + R"(/new", "out": "new"})";
+  // This one never gets to its output, so what stands there is somebody else's.
+  std::ofstream(marks.path() + "/old") << "mark";
+  std::ofstream(scratch_.path() + "/old") << "old";
+  texts[19] = R"({"untold": ")" + marks.path() + R"(/old", "out": "old"})";
+  EXPECT_TRUE(Run(Options(2), texts));
+  EXPECT_EQ(results_.byId.size(), 30u);
+  EXPECT_EQ(results_.StateOf("10"), "quarantined");
+  EXPECT_EQ(results_.StateOf("20"), "quarantined");
+  EXPECT_TRUE(fs::exists(marks.path() + "/new")) << "it was written once";
+  std::ifstream old(scratch_.path() + "/old");
+  EXPECT_EQ(std::string(std::istreambuf_iterator<char>(old), {}), "old");
+  fs::remove(scratch_.path() + "/old");
+  ExpectLabelsBut(30, {"10", "20"});
 }
 
 // A worker whose memory is in ruins may send anything.
@@ -223,6 +256,7 @@ TEST_F(ExecutorTest, NonsenseCostsTheJobThatSentIt) {
     EXPECT_EQ(lost.message,
               kind == "silent" ? "job: not done within 0.3 s" : "job: the worker sent what is no result");
     EXPECT_EQ(lost.attempts, 2);
+    EXPECT_EQ(lost.jobHash, jobs::Sha256(R"({"fault":"nonsense","file":")" + kind + "\"}"));
   }
 }
 
@@ -238,6 +272,7 @@ TEST_F(ExecutorTest, ALoopEndsAtItsDeadline) {
   EXPECT_EQ(late.kind, FailureKind::kDeadline);
   EXPECT_EQ(late.message, jobs::kSanitized ? "job: not done within 20 s" : "job: not done within 3 s");
   EXPECT_GE(late.seconds, 3);
+  EXPECT_EQ(late.jobHash, jobs::Sha256(R"({"fault":"loop"})"));
   ExpectLabelsBut(20, {"4"});
 }
 
@@ -473,6 +508,16 @@ TEST_F(ExecutorTest, MutatedPicturesCostThemselvesOnly) {
   EXPECT_GT(states["failed"], kPictures / 20);
   const std::map<std::string, std::string> files = FilesBelow(scratch_.path());
   EXPECT_EQ(files.size(), static_cast<std::size_t>(states["done"]));
+  // One worker that is never replaced makes the same of them.
+  const ScratchDir alone;
+  options.workers = 1;
+  options.recycle = 0;
+  options.runner.directory = alone.path();
+  ListSource source(texts);
+  Results again;
+  EXPECT_TRUE(Executor(options).Run(source, again, stop_));
+  for (const auto& [id, result] : again.byId) EXPECT_EQ(result.message, results_.byId[id].message) << id;
+  EXPECT_TRUE(FilesBelow(alone.path()) == files);
   for (const auto& [name, bytes] : files) {
     EXPECT_NO_THROW({
       [[maybe_unused]] const auto frame = jobs::PictureReader(jobs::Input::Memory(bytes, name)).ReadFrame(1);

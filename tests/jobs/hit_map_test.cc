@@ -5,6 +5,8 @@
 #include "jobs/path_bounds.h"
 #include "jobs/svg_path.h"
 
+#include "image_support.h"
+
 #include <tovkit/geometry.h>
 
 #include <gtest/gtest.h>
@@ -96,6 +98,35 @@ TEST(HitMap, EveryPixelIsAsItsCenterHits) {
     for (const float tolerance : {0.0f, 0.5f, 3.0f, -1.0f}) {
       for (const int size : {33, 90}) ExpectMap(path.text, path.box, tolerance, size);
     }
+  }
+}
+
+// Nothing is written beside the pixels, and the outline leaves what is beside them alone, too.
+TEST(HitMap, WhatFillsARowUpStaysZero) {
+  CoreDib map;
+  jobs::Observer silent;
+  ASSERT_TRUE(jobs::DrawHitMap(jobs::ParseSvgPath("M0 0H10V10H0Z"), 1, 33, silent, map));
+  ASSERT_EQ(map.GetStride(), 100);
+  for (int y = 0; y < map.GetHeight(); ++y) EXPECT_EQ(map.GetRow(y)[99], 0) << y;
+}
+
+// A corner is mitered whatever kinds of segments meet there: the outline is one line.
+TEST(HitMap, SegmentsOfEveryKindJoin) {
+  const auto drawn = [](const char* text) {
+    CoreDib map;
+    jobs::Observer silent;
+    EXPECT_TRUE(jobs::DrawHitMap(jobs::ParseSvgPath(text), 0, 60, silent, map)) << text;
+    return map;
+  };
+  const CoreDib lines = drawn("M0 0L8 20L16 0L24 20L24 0");
+  // Curves whose control points stand on the line, and an arc that nobody can tell from one.
+  for (const char* text :
+       {"M0 0C2 5 6 15 8 20L16 0L24 20L24 0", "M0 0L8 20C10 15 14 5 16 0L24 20L24 0",
+        "M0 0Q4 10 8 20L16 0L24 20L24 0", "M0 0L8 20Q12 10 16 0L24 20L24 0",
+        "M0 0A100000 100000 0 0 1 8 20L16 0L24 20L24 0", "M0 0L8 20A100000 100000 0 0 0 16 0L24 20L24 0",
+        "M0 0C2 5 6 15 8 20Q12 10 16 0A100000 100000 0 0 1 24 20C24 15 24 5 24 0"}) {
+    const CoreDib curves = drawn(text);
+    EXPECT_EQ(image::Difference(lines, curves, 3), "") << text;
   }
 }
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Jobs as lines of JSON: what they make, what they refuse, and where they may write.
 #include "jobs/error.h"
+#include "jobs/job_kind.h"
 #include "jobs/job_runner.h"
 #include "jobs/picture_reader.h"
 #include "jobs/places.h"
@@ -18,7 +19,9 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <new>
 #include <set>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -187,6 +190,25 @@ TEST_F(JobLine, DrawsPagesAndOverPictures) {
       "over: no folder of input files was given");
 }
 
+TEST_F(JobLine, EffortIsThatOfTheCommand) {
+  Write(In() + "/a.bmp", ContentsOfFile(TOVKIT_SOURCE_DIR "/tests/data/images/run4.bmp"));
+  jobs::RunnerOptions options = Options();
+  options.input = In();
+  JobRunner runner(options);
+  for (const std::string kind :
+       {R"("draw": {"Content": "effort"}, "size": "300x80")", R"("image": "a.bmp")"}) {
+    std::vector<std::uint64_t> sizes;
+    for (const std::string effort : {"1", "5", "9"}) {
+      const JobResult result = runner.Run("{" + kind + R"(, "effort": )" + effort + R"(, "out": "x.png"})");
+      ASSERT_EQ(result.state, JobState::kDone) << result.message;
+      sizes.push_back(result.bytes);
+    }
+    const JobResult without = runner.Run("{" + kind + R"(, "out": "x.png"})");
+    EXPECT_EQ(without.bytes, sizes[1]) << kind;
+    EXPECT_GE(sizes[0], sizes[2]) << kind;
+  }
+}
+
 TEST_F(JobLine, HitAnswersInTheResult) {
   JobRunner runner(Options());
   const JobResult result = runner.Run(
@@ -203,9 +225,9 @@ TEST_F(JobLine, WhatIsNoJobIsToldWithItsPlace) {
     const char* message;
   } cases[] = {
       {"", "job: empty, where a JSON object is expected"},
-      {"{\"draw\": ", "job, column 10: a value is expected"},
-      {"[]", "job: an object is expected"},
-      {"7", "job, column 1: neither an array nor an object"},
+      {"{\"draw\": ", "job:1:10: the text ends inside an object: a value is expected"},
+      {"[]", "job:1:1: an object is expected"},
+      {"7", "job:1:1: neither an array nor an object"},
       {"{}", "job: no kind of job; there are draw, image, hit"},
       {R"({"id": 7, "draw": {"Content": "x"}, "out": "x.png"})", "id: a string is expected"},
       {R"({"id": "a\u0000b", "draw": {"Content": "x"}, "out": "x.png"})",
@@ -214,6 +236,10 @@ TEST_F(JobLine, WhatIsNoJobIsToldWithItsPlace) {
       {R"({"draw": {"Content": "x"}, "out": "x.png", "color": 1})", "color: unknown member"},
       {R"({"draw": {"Content": "x"}, "out": "x.png", "hit": {}})", "hit: unknown member"},
       {R"({"draw": {"Content": "x"}, "out": "x.png", "dpi": 96, "dpi": 97})", "dpi: the member stands twice"},
+      {R"({"draw": {"Content": "x", "Content": "y"}, "out": "x.png"})",
+       "draw/Content: the member stands twice"},
+      {R"({"draw": [[{"Content": "x"}], [{"Content": "y", "Font": {"Bold": true, "Bold": true}}]], "out": "x.pdf"})",
+       "draw/1/0/Font/Bold: the member stands twice"},
       {R"({"draw": {"Content": "x"}, "out": "x.xyz"})", "x.xyz: 'xyz' is no format that can be written"},
       {R"({"draw": {"Content": "x"}, "out": "x.png", "size": "big"})",
        "size: 'big' is no size such as 800x600"},
@@ -223,7 +249,20 @@ TEST_F(JobLine, WhatIsNoJobIsToldWithItsPlace) {
       {R"({"draw": {"Content": "x"}, "out": "x.png", "background": "red"})",
        "background: 'red' is no color: none, #gg, #rgb, #rrggbb, #ccmmyykk, or 1, 3 or 4 numbers from 0 to "
        "255"},
-      {R"({"draw": [{}], "out": "x.png"})", "draw:1:2: no text to draw; \"Content\" is missing or empty"},
+      {R"({"draw": [{}], "out": "x.png"})", "job:1:11: no text to draw; \"Content\" is missing or empty"},
+      {R"({"out": "x.png", "draw": 5})", "job:1:26: neither an array nor an object"},
+      {R"({"out": "x.png", "draw": [{"Content": "a"}, 7]})", "job:1:45: element 1 is no object"},
+      {R"({"out": "x.png", "draw": {"Font": {}, "content": "a"}})",
+       "job:1:39: no text to draw; \"content\" is no key of a line; did you mean \"Content\"?"},
+      {R"({"draw": {"Content": "x"}, "out": "x.png", "effort": 10})",
+       "effort: a whole number from 1 to 9 is expected"},
+      {R"({"draw": {"Content": "x"}, "out": "x.pdf", "effort": 5})",
+       "effort: there is no choice of it for pdf"},
+      {R"({"image": "a.png", "out": "x.jpg", "effort": 5})", "effort: there is no choice of it for jpg"},
+      {R"({"draw": {"Content": "x"}, "out": "x.png", "over": "a.png", "size": "9x9"})",
+       "size: \"over\" has its own"},
+      {R"({"draw": {"Content": "x"}, "out": "x.png", "over": "a.png", "background": "none"})",
+       "background: \"over\" has its own"},
       {R"({"image": "a.png", "out": "x.png"})", "image: no folder of input files was given"},
       {R"({"hit": {"path": "M0 0L1", "points": []}})", "path: line 1, column 7: a number is expected"},
       {R"({"hit": {"path": "M0 0", "points": [[1]]}})", "hit: points: element 0 is not [X, Y]"},
@@ -234,6 +273,46 @@ TEST_F(JobLine, WhatIsNoJobIsToldWithItsPlace) {
   for (const auto& [line, message] : cases) ExpectFailure(runner, line, FailureKind::kInput, message);
   ExpectFailure(runner, R"({"draw": {"Content": "x"}, "out": "x.png", "size": "40000x10"})",
                 FailureKind::kLimit, "x.png: a page of 40000 x 10 is too large; sides go up to 32767");
+}
+
+TEST_F(JobLine, AFailedJobThatWasReadHasItsHash) {
+  JobRunner runner(Options());
+  const std::string line = R"({"draw":{"Content":"x"},"size":"big","out":"x.png"})";
+  EXPECT_EQ(runner.Run(line).jobHash, jobs::Sha256(line));
+  EXPECT_EQ(runner.Run("{").jobHash, "");
+}
+
+TEST_F(JobLine, WhateverAKindThrowsIsAResult) {
+  const std::vector<jobs::JobKind> kinds = {
+      {"memory", [](jobs::Members&, jobs::JobBench&, JobResult&) { throw std::bad_alloc(); }, false},
+      {"other", [](jobs::Members&, jobs::JobBench&, JobResult&) { throw std::runtime_error("odd"); }, false},
+      {"fine", [](jobs::Members&, jobs::JobBench&, JobResult& result) { result.hits = {{true}}; }, false}};
+  JobRunner runner(Options(), kinds);
+  ExpectFailure(runner, R"({"memory":1})", FailureKind::kLimit, "job: not enough memory");
+  ExpectFailure(runner, R"({"other":1})", FailureKind::kInput, "job: odd");
+  ExpectFailure(runner, R"({"none":1})", FailureKind::kInput,
+                "job: no kind of job; there are memory, other, fine");
+  const JobResult fine = runner.Run(R"({"fine":1})");
+  EXPECT_EQ(fine.state, JobState::kDone);
+  EXPECT_EQ(fine.hits, std::vector<bool>{true});
+}
+
+TEST_F(JobLine, FontFilesThatAreNoneAreRefusedAtOnce) {
+  const auto failure = [this](const std::string& file) -> std::string {
+    jobs::RunnerOptions options = Options();
+    options.fonts = {"/usr/share/fonts/truetype/dejavu/DejaVuSansMono.ttf", file};
+    try {
+      const JobRunner runner(options);
+      return "";
+    } catch (const jobs::Error& e) {
+      return e.what();
+    }
+  };
+  Write(In() + "/a.ttf", "no font");
+  EXPECT_EQ(failure("/usr/share/fonts/truetype/dejavu/DejaVuSans.ttf"), "");
+  EXPECT_EQ(failure(In() + "/a.ttf"), In() + "/a.ttf: holds no font");
+  EXPECT_NE(failure(In() + "/none.ttf").find("none.ttf: "), std::string::npos);
+  EXPECT_NE(failure(In() + "/none.ttf").find("No such file or directory"), std::string::npos);
 }
 
 TEST_F(JobLine, NoNameLeadsOutOfTheFolder) {
@@ -363,6 +442,7 @@ TEST_F(JobLine, ATemplateIsFilledByTheLine) {
                                          "e\\\", {{n}}\"},\"out\":\"7.svg\"}"));
   EXPECT_EQ(Files(), std::vector<std::string>{"7.svg"});
   EXPECT_EQ(runner.Run(R"({"n": 7})").message, "{{who}}: the data have no such value");
+  EXPECT_EQ(runner.Run(R"({"n": 7, "who": "a", "who": "b"})").message, "data/who: the member stands twice");
   EXPECT_EQ(runner.Run(R"({"n": 7, "who": [1]})").message,
             "{{who}}: the value is no text, number or boolean");
 }

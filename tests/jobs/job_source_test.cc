@@ -36,7 +36,7 @@ TEST(JobSource, EveryLineIsAJobOrAFailure) {
   EXPECT_EQ(JobsOf("{\"id\": \"a\"}\r\n\n  \n{\"x\": 1}\n{\"id\": 5}\n[\n{\"id\": \"\"}\n{\"id\": \"last\"}",
                    Format::kJsonLines),
             (std::vector<std::string>{"a={\"id\": \"a\"}\r", "line 4={\"x\": 1}", "line 5={\"id\": 5}",
-                                      "line 6!line 6, column 2: a value is expected",
+                                      "line 6!jobs:6:2: the text ends inside an array: a value is expected",
                                       "line 7!line 7: id: empty", "last={\"id\": \"last\"}"}));
   const std::string longLine = "{\"id\": \"" + std::string(17 << 20, 'x') + "\"}\n";
   EXPECT_EQ(JobsOf(longLine + "{\"id\": \"b\"}", Format::kJsonLines),
@@ -85,7 +85,8 @@ TEST(JobSource, IsReadyWhenAJobOfTheShardIsThere) {
   jobs::FileSource source(ends[0], "pipe", "", jobs::FileSource::Format::kJsonLines);
   jobs::IdIndex index;
   const jobs::Shard shard{1, 2};
-  jobs::SelectedSource selected(source, shard, index);
+  const ScratchDir scratch;
+  jobs::SelectedSource selected(source, shard, index, scratch.path(), false);
   int mine = 0;
   for (int i = 0; i < 40; ++i) {
     const std::string id = std::to_string(i);

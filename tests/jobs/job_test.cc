@@ -147,7 +147,8 @@ TEST(DrawJob, AnErrorOfTheSystemHasItsNumber) {
 TEST(DrawJob, ErrorsHaveKindPlaceAndText) {
   CoreMemoryOutputStream out;
   const auto job = [&out](const char* json) { return DrawJobOf(json, out, "png"); };
-  ExpectError(job("[1,"), ErrorKind::kInput, "lines:1:4", "a value is expected");
+  ExpectError(job("[1,"), ErrorKind::kInput, "lines:1:4",
+              "the text ends inside an array: a value is expected");
   ExpectError(job("7"), ErrorKind::kInput, "lines:1:1", "neither an array nor an object");
   ExpectError(job("[7]"), ErrorKind::kInput, "lines:1:2", "element 0 is no object");
   ExpectError(job("[{}]"), ErrorKind::kInput, "lines:1:2",

@@ -13,9 +13,17 @@ using jobs::Input;
 using jobs::JsonSource;
 using jobs::TextPosition;
 
-std::string At(JsonSource& source, const std::string& pointer, bool atName = false) {
-  const TextPosition position = source.PositionOf(source.OffsetOf(pointer, atName));
+std::string PlaceOf(JsonSource& source, std::size_t offset) {
+  const TextPosition position = source.PositionOf(offset);
   return std::to_string(position.line) + ":" + std::to_string(position.column);
+}
+
+std::string At(JsonSource& source, const std::string& pointer) {
+  return PlaceOf(source, source.OffsetOf(pointer));
+}
+
+std::string AtName(JsonSource& source, const std::string& object, std::size_t member) {
+  return PlaceOf(source, source.OffsetOfName(object, member));
 }
 
 TEST(JsonSource, EveryValueHasAPlace) {
@@ -26,37 +34,77 @@ TEST(JsonSource, EveryValueHasAPlace) {
   const struct {
     const char* pointer;
     const char* value;
-    const char* name;
   } rows[] = {
-      {"", "1:2", "1:2"},
-      {"/0", "2:3", "2:3"},
-      {"/0/a", "2:9", "2:4"},
-      {"/0/font", "2:26", "2:12"},
-      {"/0/font/x~1y", "2:34", "2:27"},
-      {"/0/font/x~1y/0", "2:35", "2:35"},
-      {"/0/font/x~1y/1", "2:41", "2:41"},
-      {"/0/font/x~1y/2", "2:45", "2:45"},
-      {"/0/font/~0", "2:59", "2:54"},
-      {"/1", "3:3", "3:3"},
-      {"/1/0/0", "3:5", "3:5"},
-      {"/1/1/\u5B8B", "3:15", "3:10"},
-      {"/1/1/z", "3:26", "3:21"},
+      {"", "1:2"},
+      {"/0", "2:3"},
+      {"/0/a", "2:9"},
+      {"/0/font", "2:26"},
+      {"/0/font/x~1y", "2:34"},
+      {"/0/font/x~1y/0", "2:35"},
+      {"/0/font/x~1y/1", "2:41"},
+      {"/0/font/x~1y/2", "2:45"},
+      {"/0/font/~0", "2:59"},
+      {"/1", "3:3"},
+      {"/1/0/0", "3:5"},
+      {"/1/1/\u5B8B", "3:15"},
+      {"/1/1/z", "3:26"},
       // What is not there is where its parent is.
-      {"/2", "1:2", "1:2"},
-      {"/0/Font/x", "2:3", "2:3"},
-      {"/0/a/b", "2:9", "2:9"},
-      {"/x", "1:2", "1:2"},
+      {"/2", "1:2"},
+      {"/0/Font/x", "2:3"},
+      {"/0/a/b", "2:9"},
+      {"/x", "1:2"},
   };
   for (const auto& row : rows) EXPECT_EQ(At(source, row.pointer), row.value) << row.pointer;
   // In any order.
   for (std::size_t i = std::size(rows); i-- > 0;) {
-    EXPECT_EQ(At(source, rows[i].pointer, true), rows[i].name) << rows[i].pointer;
+    EXPECT_EQ(At(source, rows[i].pointer), rows[i].value) << rows[i].pointer;
   }
+}
+
+TEST(JsonSource, EveryNameHasAPlace) {
+  const std::string text =
+      "\xEF\xBB\xBF [\n  {\"a\": 1, \"f\\u006Fnt\" : {\"x/y\": [true, {}, \"]}\\\"\"], \"~\": -1e5}},\r\n"
+      "  [[2], {\"\u5B8B\": \"\u5B8B\u5B8B\", \"z\": null}]\n]";
+  JsonSource source(Input::Memory(text, "text"));
+  EXPECT_EQ(AtName(source, "/0", 0), "2:4");
+  EXPECT_EQ(AtName(source, "/0", 1), "2:12");
+  EXPECT_EQ(AtName(source, "/0/font", 0), "2:27");
+  EXPECT_EQ(AtName(source, "/0/font", 1), "2:54");
+  EXPECT_EQ(AtName(source, "/1/1", 0), "3:10");
+  EXPECT_EQ(AtName(source, "/1/1", 1), "3:21");
+  // What is not there is where its object is.
+  EXPECT_EQ(AtName(source, "/1/1", 2), "3:9");
+  EXPECT_EQ(AtName(source, "/1", 0), "3:3");
+  EXPECT_EQ(AtName(source, "/0/font/x~1y/1", 0), "2:41");
 }
 
 TEST(JsonSource, TheFirstOfTheSameNameCounts) {
   JsonSource source(Input::Memory(R"({"a": 1, "a": 2})", "text"));
   EXPECT_EQ(At(source, "/a"), "1:7");
+  EXPECT_EQ(AtName(source, "", 0), "1:2");
+  EXPECT_EQ(AtName(source, "", 1), "1:10");
+}
+
+// A pointer names them with U+FFFD, or not at all.
+TEST(JsonSource, NamesThatAreNoTextHavePlaces) {
+  JsonSource source(Input::Memory("{\"\xFF\xC3\": 1, \"a\\u0000b\": 2, \"\": 3, \"\xFF\xC3\": 4}", "text"));
+  EXPECT_EQ(AtName(source, "", 0), "1:2");
+  EXPECT_EQ(AtName(source, "", 1), "1:11");
+  EXPECT_EQ(AtName(source, "", 2), "1:26");
+  EXPECT_EQ(AtName(source, "", 3), "1:33");
+}
+
+// The value is that of a copy; its places are those of the text.
+TEST(JsonSource, AValueThatWasReadHasThePlacesOfItsText) {
+  const std::string text = R"({"out": "x", "draw": [{"a": 1}, 2]})";
+  const auto value = tovkit::Json::Parse(R"([{"a": "filled"}, 2])", 20, nullptr);
+  JsonSource source("job", text, "/draw", value);
+  EXPECT_EQ(source.root()->Size(), 2U);
+  EXPECT_EQ(At(source, ""), "1:22");
+  EXPECT_EQ(At(source, "/0/a"), "1:29");
+  EXPECT_EQ(AtName(source, "/0", 0), "1:24");
+  EXPECT_STREQ(source.ErrorAt("/1", "wrong").what(), "job:1:33: wrong");
+  EXPECT_THROW(JsonSource("job", text, "/out", value->GetAt(1)), Error);
 }
 
 TEST(JsonSource, AnErrorHasPlaceTextAndLine) {

@@ -35,12 +35,14 @@ std::string ShardOf(const std::string& text, const Variables& variables = {}) {
   }
 }
 
+constexpr char kWrongForm[] = "' is not I/N with I from 0 to N - 1, auto, auto/N or auto/FIRST-LAST:STEP";
+
 TEST(Shard, ByNumber) {
   EXPECT_EQ(ShardOf("0/1"), "0/1");
   EXPECT_EQ(ShardOf("3/4"), "3/4");
   for (const char* text :
        {"4/4", "1/0", "-1/4", "1", "", "/", "a/4", "1/4/", "1/b", "auto/", "auto/0", "auto/x"}) {
-    EXPECT_EQ(ShardOf(text), "'" + std::string(text) + "' is not I/N with I from 0 to N - 1, auto or auto/N");
+    EXPECT_EQ(ShardOf(text), "'" + std::string(text) + kWrongForm);
   }
 }
 
@@ -85,13 +87,74 @@ TEST(Shard, EveryScheduler) {
   EXPECT_EQ(ShardOf("auto", {{"JOB_COMPLETION_INDEX", "2"}}),
             "Kubernetes does not tell how many tasks there are: say auto/N");
   EXPECT_EQ(ShardOf("auto/3", {{"JOB_COMPLETION_INDEX", "2"}}), "2/3");
-  EXPECT_EQ(ShardOf("auto/2", {{"JOB_COMPLETION_INDEX", "2"}}), "Kubernetes: the task 2 is beyond 0 to 1");
+  EXPECT_EQ(ShardOf("auto/2", {{"JOB_COMPLETION_INDEX", "2"}}),
+            "Kubernetes: the task 2 is none of the array 0-1");
   EXPECT_EQ(ShardOf("auto/8", {{"PBS_ARRAY_INDEX", "7"}}), "7/8");
   EXPECT_EQ(ShardOf("auto/8", {{"PBS_ARRAYID", "7"}}), "7/8");
   EXPECT_EQ(ShardOf("auto", {}), "no task of an array: no variable of a scheduler is set");
   EXPECT_EQ(ShardOf("auto", {{"SGE_TASK_ID", "1x"}}), "SGE_TASK_ID='1x' is no number");
   EXPECT_EQ(ShardOf("auto/2", {{"SGE_TASK_ID", "1"}, {"PBS_ARRAY_INDEX", "1"}}),
             "SGE_TASK_ID and PBS_ARRAY_INDEX are both set: say I/N instead of auto");
+}
+
+// The array of a scheduler that tells neither where it begins nor where it ends.
+TEST(Shard, ARangeIsTheOneThatTheSchedulerWasGiven) {
+  const auto pbs = [](const char* index) { return Variables{{"PBS_ARRAY_INDEX", index}}; };
+  EXPECT_EQ(ShardOf("auto/1-10", pbs("1")), "0/10");
+  EXPECT_EQ(ShardOf("auto/1-10", pbs("10")), "9/10");
+  EXPECT_EQ(ShardOf("auto/2-9:3", pbs("8")), "2/3");
+  EXPECT_EQ(ShardOf("auto/5-5", pbs("5")), "0/1");
+  EXPECT_EQ(ShardOf("auto/1-10", pbs("11")), "PBS: the task 11 is none of the array 1-10");
+  EXPECT_EQ(ShardOf("auto/2-8:2", pbs("3")), "PBS: the task 3 is none of the array 2-8:2");
+  for (const char* text :
+       {"auto/-", "auto/1-", "auto/-4", "auto/4-1", "auto/1-4:", "auto/1-4:0", "auto/1-4:x"}) {
+    EXPECT_EQ(ShardOf(text, pbs("1")), "'" + std::string(text) + kWrongForm);
+  }
+  const Variables slurm = {{"SLURM_ARRAY_TASK_ID", "3"},
+                           {"SLURM_ARRAY_TASK_MIN", "1"},
+                           {"SLURM_ARRAY_TASK_MAX", "4"},
+                           {"SLURM_ARRAY_TASK_COUNT", "4"}};
+  EXPECT_EQ(ShardOf("auto/1-4", slurm), "2/4");
+  EXPECT_EQ(ShardOf("auto/0-4", slurm), "Slurm has the array 1-4, not 0-4");
+  EXPECT_EQ(ShardOf("auto/1-5", slurm), "Slurm has the array 1-4, not 1-5");
+  EXPECT_EQ(ShardOf("auto/1-4:2", slurm), "Slurm has 4 tasks, not 2");
+}
+
+// LSF tells the end and the step of an array, and not where it begins.
+TEST(Shard, ArraysOfLsf) {
+  const auto lsf = [](const char* index, const char* end, const char* step) {
+    return Variables{{"LSB_JOBINDEX", index}, {"LSB_JOBINDEX_END", end}, {"LSB_JOBINDEX_STEP", step}};
+  };
+  EXPECT_EQ(ShardOf("auto", lsf("4", "9", "3")), "1/3") << "1-9:3";
+  EXPECT_EQ(ShardOf("auto", lsf("2", "10", "2")),
+            "LSF: the array does not start at 1: say auto/FIRST-LAST:STEP");
+  EXPECT_EQ(ShardOf("auto/5", lsf("2", "10", "2")), "0/5") << "2-10:2";
+  EXPECT_EQ(ShardOf("auto/6", lsf("5", "10", "1")), "0/6") << "5-10";
+  EXPECT_EQ(ShardOf("auto/6", lsf("4", "10", "1")), "LSF: the task 4 is none of the array 5-10");
+  EXPECT_EQ(ShardOf("auto/3", lsf("4", "9", "3")), "1/3") << "1-9:3, whose last task is 7";
+  EXPECT_EQ(ShardOf("auto/11", lsf("4", "10", "1")), "LSF has 10 tasks, not 11");
+  EXPECT_EQ(ShardOf("auto/5-10", lsf("7", "10", "1")), "2/6");
+  EXPECT_EQ(ShardOf("auto/5-9", lsf("7", "10", "1")), "LSF has the array 5-10, not 5-9");
+}
+
+TEST(Shard, WhatIsTakenForGrantedIsTold) {
+  const auto note = [](const std::string& text, const Variables& variables) {
+    std::string told;
+    [[maybe_unused]] const jobs::Shard shard = jobs::ParseShard(
+        text,
+        [&variables](const char* name) -> const char* {
+          const auto found = variables.find(name);
+          return found == variables.end() ? nullptr : found->second.c_str();
+        },
+        &told);
+    return told;
+  };
+  const Variables lsf = {{"LSB_JOBINDEX", "4"}, {"LSB_JOBINDEX_END", "9"}};
+  EXPECT_EQ(note("auto", lsf), "the array is taken to start at 1");
+  EXPECT_EQ(note("auto/9", lsf), "");
+  EXPECT_EQ(note("auto/8", {{"PBS_ARRAY_INDEX", "7"}}), "the array is taken to be 0-7");
+  EXPECT_EQ(note("auto/0-7", {{"PBS_ARRAY_INDEX", "7"}}), "");
+  EXPECT_EQ(note("auto/8", {{"JOB_COMPLETION_INDEX", "7"}}), "");
 }
 
 TEST(Shard, EveryIdIsInOneShard) {

@@ -38,6 +38,10 @@ TEST(Background, EveryWayToWriteAColor) {
                 // 254 * 254 / 255 is 253.004, 127 * 254 / 255 is 126.502
                 {"#01018001", 0xFFFDFD7F},
                 {"0 0 0 1", 0xFFFEFEFE},
+                {" 0051  102 153 ", 0xFF336699},
+                {"256", std::nullopt},
+                {"0 0 300", std::nullopt},
+                {"99999999999999999999", std::nullopt},
                 {"red", std::nullopt},
                 {"", std::nullopt},
                 {"1 2", std::nullopt},

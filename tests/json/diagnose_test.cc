@@ -47,7 +47,7 @@ TEST(JsonDiagnose, NamesCodePlaceAndReason) {
       {"[\"\\ud800\"]", 9, nullptr, "half of a surrogate pair"},
       {"[\"\\q\"]", 10, nullptr, "an unknown escape, or a control character in a string"},
       {"[\"a\nb\"]", 10, nullptr, "an unknown escape, or a control character in a string"},
-      {"[\"abc", 11, nullptr, "the string has no closing quotation mark"},
+      {"[\"abc", 11, nullptr, "the text ends inside a string"},
       {"[1e309]", 13, nullptr, "the number is too big"},
       {"[1.]", 14, nullptr, "a digit is expected behind the decimal point"},
       {"[1e]", 15, nullptr, "a digit is expected in the exponent"},
@@ -64,6 +64,60 @@ TEST(JsonDiagnose, NamesCodePlaceAndReason) {
       EXPECT_EQ(PlaceOf(found), row.place) << row.text;
     }
     EXPECT_STREQ(found.message.c_str(), row.message) << row.text;
+  }
+}
+
+// Cut at every byte, the words say inside of what.
+TEST(JsonDiagnose, ATextThatEndsEarlySaysInsideOfWhat) {
+  const std::string text = R"({"a": [-1.5e+3, true, "x\n\u12aB\ud83d\uDE00", {}]})";
+  // A letter for each length: a number that is whole as far as it goes ends inside its array.
+  const std::string inside = " ossoooananannaaawwwaaassssssssssssssssssssssaaaoao";
+  ASSERT_EQ(inside.size(), text.size());
+  for (std::size_t length = 1; length < text.size(); ++length) {
+    const std::string message = Diagnose(text.substr(0, length)).message.c_str();
+    const char* const cut = inside[length] == 'o'   ? "the text ends inside an object: "
+                            : inside[length] == 'a' ? "the text ends inside an array: "
+                            : inside[length] == 's' ? "the text ends inside a string"
+                            : inside[length] == 'w' ? "the text ends inside a word"
+                                                    : "the text ends inside a number: ";
+    EXPECT_EQ(message.find(cut), 0U) << length << " " << text.substr(0, length) << " " << message;
+  }
+  EXPECT_STREQ(Diagnose("[1,").message.c_str(), "the text ends inside an array: a value is expected");
+  EXPECT_STREQ(Diagnose("{\"a\"").message.c_str(),
+               "the text ends inside an object: a colon is expected behind a member's name");
+  EXPECT_STREQ(Diagnose("[1e").message.c_str(),
+               "the text ends inside a number: a digit is expected in the exponent");
+  EXPECT_STREQ(Diagnose(std::string("[1,\0 2]", 8)).message.c_str(),
+               "a NUL character ends the text inside an array: a value is expected");
+  EXPECT_STREQ(Diagnose("nul").message.c_str(), "the text ends inside a word");
+  // What is wrong and not cut off keeps its words.
+  for (const char* wrong : {"[\"\\u12x", "[\"\\ud83dx", "[\"\\ud83d\\n", "[\"\\q", "[\"\\ud83d\\u12x"}) {
+    EXPECT_STRNE(Diagnose(wrong).message.c_str(), "the text ends inside a string") << wrong;
+  }
+}
+
+TEST(JsonDiagnose, UTF16AndUTF32AreNamed) {
+  const auto bytes = [](const std::u32string& text, int width, bool bigEndian) {
+    std::string result;
+    for (const char32_t c : text) {
+      for (int i = 0; i < width; ++i) {
+        const int shift = 8 * (bigEndian ? width - 1 - i : i);
+        result += static_cast<char>(c >> shift & 0xFF);
+      }
+    }
+    return result;
+  };
+  for (const std::u32string text : {U"{\"a\": 1}", U"[1]", U" [1]", U"\"x\"", U"[\u5B8B]"}) {
+    for (const int width : {2, 4}) {
+      const std::string message = width == 2 ? "this looks like UTF-16, and JSON is UTF-8"
+                                             : "this looks like UTF-32, and JSON is UTF-8";
+      EXPECT_EQ(Diagnose(bytes(text, width, false)).message.c_str(), message);
+      EXPECT_EQ(Diagnose(bytes(U"\uFEFF" + text, width, false)).message.c_str(), message);
+      // Others begin with a NUL.
+      if (width == 2) {
+        EXPECT_EQ(Diagnose(bytes(U"\uFEFF" + text, width, true)).message.c_str(), message);
+      }
+    }
   }
 }
 

@@ -37,7 +37,7 @@ TEST(JsonElements, TypedReadsGiveTheFallbackOutsideTheArray) {
   }
 }
 
-TEST(JsonElements, OfAnythingButAnArrayAreAbsent) {
+TEST(JsonElements, OfAnythingButAnArrayAreAbsentAndNeitherSetNorInsertedNorRemoved) {
   for (const char* const text : kNotArrays) {
     SCOPED_TRACE(text);
     const Element value(text);

@@ -44,6 +44,12 @@ class OperatorTest(unittest.TestCase):
         source = "struct S { int n; }; S f(S s) { return s; } bool g(S* s) { return s; } void h() { return; } int& i(int& n) { return n; }"
         self.assertEqual([fault[1:] for fault in faults(source)], [("return s;", "return {};"), ("return s", "return !(s)")])
 
+    def test_a_fresh_result_is_none_to_replace(self):
+        source = "template <typename T> struct P {}; struct S {}; P<int> Make(); "
+        self.assertEqual(faults(source + "P<int> f() { return P<int>(); } S g() { return S(); }"), [])
+        self.assertEqual([fault[1:] for fault in faults(source + "P<int> f() { return Make(); }")],
+                         [("return Make();", "return {};")])
+
     def test_comparisons_of_classes(self):
         self.assertIn(("relation", "s == t", "s != t"),
                       faults("#include <string>\nbool f(std::string s, std::string t) { return s == t; }"))

@@ -149,6 +149,26 @@ class StubbornInput final : public CoreInputStream {
   std::uint64_t position_ = 0;
 };
 
+// Counts what is read.
+class CountingInput final : public CoreInputStream {
+ public:
+  explicit CountingInput(std::string bytes) : bytes_(std::move(bytes)), in_(bytes_.data(), bytes_.size()) {}
+  std::size_t Read(void* to, std::size_t size) override {
+    const std::size_t count = in_.Read(to, size);
+    total_ += count;
+    return count;
+  }
+  bool Seek(std::uint64_t position) override { return in_.Seek(position); }
+  std::uint64_t GetPosition() const override { return in_.GetPosition(); }
+  std::uint64_t GetSize() const override { return in_.GetSize(); }
+  std::uint64_t Total() const { return total_; }
+
+ private:
+  std::string bytes_;
+  CoreMemoryInputStream in_;
+  std::uint64_t total_ = 0;
+};
+
 // Takes `limit` bytes and refuses the rest.
 class FullOutput final : public CoreOutputStream {
  public:

@@ -21,7 +21,7 @@
 
 namespace faults {
 
-Fault pthreadCreate, fork, closeRange, posixSpawn, semTimedwait, waitpid, execv, dup2, usleep;
+Fault pthreadCreate, fork, clone, closeRange, posixSpawn, semTimedwait, waitpid, execv, dup2, usleep;
 Fault malloc, mremap;
 std::atomic<std::size_t> blockSize{0};
 std::atomic<void*> countedBlocks[100];
@@ -61,8 +61,8 @@ bool Fault::Strikes() {
 }
 
 void Reset() {
-  for (Fault* fault : {&pthreadCreate, &fork, &closeRange, &posixSpawn, &semTimedwait, &waitpid, &execv,
-                       &dup2, &usleep, &malloc, &mremap}) {
+  for (Fault* fault : {&pthreadCreate, &fork, &clone, &closeRange, &posixSpawn, &semTimedwait, &waitpid,
+                       &execv, &dup2, &usleep, &malloc, &mremap}) {
     fault->Reset();
   }
   blockSize = 0;
@@ -117,6 +117,12 @@ int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*
 pid_t fork() noexcept {
   static const auto next = faults::Next<pid_t (*)()>("fork");
   return faults::fork.Strikes() ? -1 : next();
+}
+
+int clone(int (*run)(void*), void* stack, int flags, void* argument, ...) noexcept {
+  using Clone = int (*)(int (*)(void*), void*, int, void*, ...);
+  static const auto next = faults::Next<Clone>("clone");
+  return faults::clone.Strikes() ? -1 : next(run, stack, flags, argument);
 }
 
 int pthread_cond_wait(pthread_cond_t* condition, pthread_mutex_t* mutex) {

@@ -36,7 +36,7 @@ class Fault {
   std::atomic<int> calls_{0};
 };
 
-extern Fault pthreadCreate, fork, closeRange, posixSpawn, semTimedwait, waitpid, execv, dup2, usleep;
+extern Fault pthreadCreate, fork, clone, closeRange, posixSpawn, semTimedwait, waitpid, execv, dup2, usleep;
 extern Fault malloc, mremap;
 
 // malloc counts and fails only for blocks of this size or, with 0, never.

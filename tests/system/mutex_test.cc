@@ -13,6 +13,7 @@
 #include <deque>
 #include <fstream>
 #include <memory>
+#include <random>
 #include <string>
 #include <thread>
 #include <type_traits>
@@ -188,7 +189,7 @@ TEST(WatchedMutexTest, OnlyAnUnwatchedOneLeavesItsRecordBehind) {
   faults::Reset();
 }
 
-TEST(WatchedMutexTest, Names) {
+TEST(WatchedMutexTest, ANullNameCountsAsSWMutexAndOnly255CharactersAreKept) {
   const std::string text(300, 'n');
   for (const size_t length : {size_t{0}, size_t{1}, size_t{254}, size_t{255}, size_t{256}, size_t{300}}) {
     WatchedMutex mutex(text.substr(0, length).c_str(), 10);
@@ -298,6 +299,31 @@ TEST(WatchdogTest, WalksInOrderOfConstructionAndForgetsTheDestroyed) {
     ASSERT_EQ(lines.size(), expected.size()) << lines;
   }
   EXPECT_EQ(lines, expected);
+}
+
+// Many come and go in no order, and holes in the list are closed up again and again.
+TEST(WatchdogTest, ThoseThatStayAreWalkedInOrderHoweverManyWent) {
+  std::mt19937 random(7);
+  std::vector<std::unique_ptr<WatchedMutex>> mutexes;
+  for (int i = 0; i < 3000; ++i) {
+    mutexes.push_back(std::make_unique<WatchedMutex>(std::to_string(i).c_str(), 1));
+    if (random() % 3 == 0) mutexes[random() % mutexes.size()].reset();
+  }
+  for (int i = 0; i < 3000; ++i) mutexes[random() % mutexes.size()].reset();
+  std::string expected;
+  testing::internal::CaptureStdout();
+  WatchedMutex* last = nullptr;
+  for (const auto& mutex : mutexes) {
+    if (mutex == nullptr) continue;
+    last = mutex.get();
+    mutex->lock();
+    expected += std::string("timeout 1 Mutex ") + WatchStateOf(*mutex).name +
+                " start is N \nnow is N compel release1\n";
+  }
+  ASSERT_NE(last, nullptr);
+  EXPECT_TRUE(BecomesReleased(*last));
+  mutexes.clear();
+  EXPECT_EQ(ReleaseLines(testing::internal::GetCapturedStdout()), expected);
 }
 
 TEST(WatchdogTest, MutexesComeAndGoWhileItLooks) {

@@ -342,7 +342,7 @@ TEST(ProcessMonitorLoop, ProcessThatCannotBeReadCountsWithTheNumberReadBefore) {
   EXPECT_EQ(RunLoop(monitor, 1), line(back, back.lastMem)) << "each pass starts from an empty value";
 }
 
-TEST(ProcessMonitorLoop, SettingsMayChangeAndBeReadWhileTheLoopRuns) {
+TEST(ProcessMonitorLoop, BesideARunningLoopOtherThreadsMayUpdateReadAndKill) {
   FakeProc proc;
   proc.Put(1, "shared", 100);
   ProcessMonitor monitor;
@@ -364,6 +364,14 @@ TEST(ProcessMonitorLoop, SettingsMayChangeAndBeReadWhileTheLoopRuns) {
   for (int i = 0; i < 500 || passes < 10; ++i) {
     monitor.updateById(Settings(1, i % 2 == 0, 0, 0), 1);
     monitor.updateById(Settings(1, true, 0, 1000 + i), 4);
+    PROC_INFO_DATA named = Settings(0, false, -i, 0);
+    std::strcpy(named.name, "shared");
+    monitor.updateByName(named, 2);
+    EXPECT_EQ(RecordOf(monitor, 1).interval, -i);
+    char value[256] = {};
+    EXPECT_EQ(monitor.readStatusValue(1, "VmRSS", value), 1);
+    EXPECT_STREQ(value, "100");
+    EXPECT_EQ(monitor.killProcess(1L << 40), 1);
     EXPECT_EQ(RecordOf(monitor, 1).maxMem, 1000 + i);
     EXPECT_EQ(RecordOf(monitor, 1).lastMem, 100);
   }

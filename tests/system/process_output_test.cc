@@ -31,6 +31,21 @@ namespace {
 
 using tovkit::Process;
 
+TEST_F(ProcessTest, TheDescriptorsForTheChildsOutputAndErrorStayTheCallers) {
+  const OutputFiles files;
+  {
+    Process process;
+    EXPECT_TRUE(process.setOutputFds(files.out(), files.err()));
+    ASSERT_TRUE(StartShell(process, "echo data; echo trouble >&2"));
+    ASSERT_TRUE(process.wait(kPatience));
+    process.setOutputFds(-1, -1);
+  }
+  EXPECT_EQ(write(files.out(), "more\n", 5), 5);
+  EXPECT_EQ(write(files.err(), "more\n", 5), 5);
+  EXPECT_EQ(files.outText(), "data\nmore\n");
+  EXPECT_EQ(files.errText(), "trouble\nmore\n");
+}
+
 TEST_F(ProcessTest, RedirectsOutputAndError) {
   const OutputFiles files;
   Process process;
@@ -71,7 +86,7 @@ TEST_F(ProcessTest, AnOutputDescriptorOfOneClosesStandardOutput) {
   EXPECT_EQ(files.errText(), "closed\n");
 }
 
-TEST_F(ProcessTest, AnErrorDescriptorAloneChangesNothing) {
+TEST_F(ProcessTest, SetOutputFdsTakesEffectOnlyForAStdoutFdAboveZeroAndThenForBoth) {
   const OutputFiles files;
   for (const int out : {-1, 0}) {
     Process process;
@@ -82,9 +97,14 @@ TEST_F(ProcessTest, AnErrorDescriptorAloneChangesNothing) {
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "trouble\n");
     EXPECT_EQ(files.errText(), "");
   }
+  Process process;
+  process.setOutputFds(files.out(), files.err());
+  ASSERT_TRUE(StartShell(process, "echo data; echo trouble >&2"));
+  ASSERT_TRUE(process.wait(kPatience));
+  EXPECT_EQ(files.outText() + files.errText(), "data\ntrouble\n");
 }
 
-TEST_F(ProcessTest, ChangesTheWorkingDirectory) {
+TEST_F(ProcessTest, ChangesTheWorkingDirectoryAndABadOneIsNotTold) {
   const OutputFiles files;
   Process process;
   process.setOutputFds(files.out(), files.err());
@@ -98,6 +118,17 @@ TEST_F(ProcessTest, ChangesTheWorkingDirectory) {
   ASSERT_NE(getcwd(here, sizeof here), nullptr);
   EXPECT_EQ(files.outText(), std::string("/usr\n") + here + "\n") << "a bad directory is not told";
   EXPECT_EQ(files.errText(), "");
+}
+
+TEST_F(ProcessTest, ChangesTheWorkingDirectoryBeforeThePathIsLookedUp) {
+  const OutputFiles files;
+  Process process;
+  process.setOutputFds(files.out(), files.err());
+  process.setWorkingDirectory("/bin");
+  const char* arguments[] = {"here"};
+  ASSERT_TRUE(process.start("./echo", 1, arguments));
+  ASSERT_TRUE(process.wait(kPatience));
+  EXPECT_EQ(files.outText(), "here\n");
 }
 
 // What the program finds open, as /bin/ls tells it; its own directory stream is one of them.
@@ -138,6 +169,7 @@ Outcome StartWithManyOpen(int many) {
   Process process;
   process.setOutputFds(files.out(), files.err());
   Outcome outcome;
+  // Between fork and exec the child calls unixCloseFDInheritFromParent().
   outcome.open = DescriptorsOfAChild(process, files);
   outcome.errors = files.errText();
   outcome.pid = process.pid();
@@ -155,7 +187,17 @@ TEST_F(ProcessTest, InheritedDescriptorsAreClosedByTheKernelAlone) {
   }
 }
 
-TEST_F(ProcessTest, InheritParentFdsKeepsThem) {
+TEST_F(ProcessTest, WithoutInheritParentFdsTheChildClosesAllDescriptorsAboveTwo) {
+  const ManyDescriptors many(20);
+  const OutputFiles files;
+  Process process;
+  process.addFlags(Process::inheritParentFds | 0x80);
+  process.removeFlags(Process::inheritParentFds);
+  process.setOutputFds(files.out(), files.err());
+  EXPECT_EQ(DescriptorsOfAChild(process, files), kNothingInherited);
+}
+
+TEST_F(ProcessTest, WithInheritParentFdsTheChildKeepsEveryDescriptorThatItInherits) {
   const ManyDescriptors many(20);
   const OutputFiles files;
   Process process;
@@ -187,7 +229,7 @@ class ListingTest : public ProcessTest {
   std::optional<ScopedVariable> search_;
 };
 
-TEST_F(ListingTest, ClosesWhatAShellLists) {
+TEST_F(ListingTest, TheShellListsTheDescriptorsWithLsWhereTheKernelCannotCloseARange) {
   for (const int error : {ENOSYS, EPERM}) {
     faults::closeRange.Fail(error, 1000);
     for (const int count : {1, 7, 100, 300, 700}) {  // listings of less and of more than 1,024 bytes
@@ -206,7 +248,7 @@ TEST_F(ListingTest, RunsInAShellAndIsAskedForTheChild) {
       << outcome.errors;
 }
 
-TEST_F(ListingTest, ClosesEveryPossibleDescriptorWhenNoShellStarts) {
+TEST_F(ListingTest, ToldOnStandardErrorWhenNoShellCanBeStartedAndEveryPossibleDescriptorIsClosed) {
   faults::posixSpawn.Fail(ENOMEM, 1000);
   const Outcome outcome = StartWithManyOpen(20);
   EXPECT_EQ(outcome.open, kNothingInherited);
@@ -245,7 +287,7 @@ TEST_F(ListingTest, ClosesEveryPossibleDescriptorWhenLsIsNotFound) {
       << "the shell's own words: " << outcome.errors;
 }
 
-TEST_F(ListingTest, ClosesEveryPossibleDescriptorWhenTheListingTellsNothing) {
+TEST_F(ListingTest, EveryPossibleDescriptorIsClosedWhereTheListingDoesNotWork) {
   for (const char* script : {"exit 0", "echo nonsense", "kill -9 $$", "exec /bin/ls -Q \"$@\"",
                              "echo 0 1 2; exit 1", "/bin/ls \"$@\" | head -n 4; exit 0"}) {
     PutListing(script);
@@ -307,7 +349,7 @@ TEST_F(ListingTest, TakesALongListingInPieces) {
   EXPECT_EQ(outcome.errors, "");
 }
 
-TEST_F(ListingTest, ClosesEveryPossibleDescriptorWhenAListingIsCutByLackOfMemory) {
+TEST_F(ListingTest, ToldOnStandardErrorWhenMemoryIsShortAndEveryPossibleDescriptorIsClosed) {
   PutListing("/bin/ls \"$@\" | head -n 5; head -c 100000 /dev/zero | tr '\\0' ' '; exec /bin/ls \"$@\"");
   faults::mremap.Fail(ENOMEM, 1000, 1);
   const Outcome outcome = StartWithManyOpen(20);
@@ -369,7 +411,7 @@ TEST_F(ListingTest, AMissingProgramIsToldWithWhatTheParentHasPrintedLeftToThePar
       "PROC-ERROR: execv fail, errno=2, errmsg=No such file or directory\nunwritten text of the parent\n");
 }
 
-TEST_F(ProcessTest, ClosesTheDescriptorsOfTheCallingProcess) {
+TEST_F(ProcessTest, ClosesEveryDescriptorAboveTwoOfTheCallingProcess) {
   for (const int error : {0, ENOSYS}) {
     const pid_t child = fork();
     if (child == 0) {

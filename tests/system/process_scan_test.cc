@@ -59,7 +59,7 @@ TEST(ProcessMonitorScan, FindsThisProcessInTheRealProc) {
   EXPECT_TRUE(record.valid);
 }
 
-TEST(ProcessMonitorScan, KeepsDirectoryOrderAndSkipsWhatIsNoNumber) {
+TEST(ProcessMonitorScan, OneRecordForEachProcessInTheOrderOfProc) {
   FakeProc proc;
   for (const long pid : {4000, 7, 12, 1, 300, 88}) proc.Put(pid, "p" + std::to_string(pid), pid * 2);
   proc.Entry("self");
@@ -82,6 +82,15 @@ TEST(ProcessMonitorScan, KeepsDirectoryOrderAndSkipsWhatIsNoNumber) {
   }
   EXPECT_EQ(met, expected);
   EXPECT_EQ(met.size(), 6u);
+}
+
+TEST(ProcessMonitorScan, MemoryValuesAreTheKernelsNumbersInKilobytes) {
+  FakeProc proc;
+  proc.Put(5, "Name:\tfive\nVmRSS:\t  123456 kB\n");
+  ProcessMonitor monitor;
+  const PROC_INFO_DATA record = RecordOf(monitor, 5);
+  EXPECT_EQ(record.lastMem, 123456);
+  EXPECT_EQ(monitor.getProcInfo(5), 123456);
 }
 
 TEST(ProcessMonitorScan, EntryThatOnlyStartsWithADigitCountsByItsNumber) {
@@ -166,7 +175,7 @@ TEST(ProcessMonitorScan, KernelThreadWithoutMemoryLinesHasMemoryZero) {
   EXPECT_EQ(RecordOf(monitor, 2).lastMem, 0);
 }
 
-TEST(ProcessMonitorScan, ClearsTheOutputFirst) {
+TEST(ProcessMonitorScan, ReplacesTheContentsOfTheOutput) {
   FakeProc proc;
   proc.Put(1, "a", 1);
   ProcessMonitor monitor;
@@ -196,7 +205,7 @@ TEST(ProcessMonitorScan, FailureInTheConstructorLeavesAnEmptyTable) {
   EXPECT_TRUE(monitor.getAll().empty());
 }
 
-TEST(ProcessMonitorScan, LeavesExactlyOneDescriptorOpen) {
+TEST(ProcessMonitorScan, EveryScanLeavesItsDirectoryStreamOpen) {
   const std::size_t before = OpenDescriptors();
   ProcessMonitor monitor;
   EXPECT_EQ(OpenDescriptors(), before + 1);
@@ -210,6 +219,9 @@ TEST(ProcessMonitorScan, LeavesExactlyOneDescriptorOpen) {
   monitor.readStatusValue(getpid(), "VmRSS", value);
   monitor.readStatusValue(getpid(), "NoSuchKey", value);
   EXPECT_EQ(OpenDescriptors(), before + 4) << "a status file stayed open";
+  std::deque<PROC_INFO_DATA> records;
+  EXPECT_EQ(monitor.scan(records), 0);
+  EXPECT_EQ(OpenDescriptors(), before + 5);
 }
 
 struct StatusRow {

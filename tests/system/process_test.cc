@@ -9,8 +9,10 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <climits>
+#include <csignal>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -58,7 +60,7 @@ TEST_F(ProcessTest, FieldsStandInTheirFixedOrder) {
                 Process::inheritParentFds == 1);
 }
 
-TEST_F(ProcessTest, Fresh) {
+TEST_F(ProcessTest, NoChildYetPidIsZeroAndStateStopped) {
   Process process;
   EXPECT_EQ(process.pid(), 0U);
   EXPECT_EQ(process.exitCode(), kNoExitCode);
@@ -71,11 +73,36 @@ TEST_F(ProcessTest, Fresh) {
   EXPECT_TRUE(process.wait(-1));
   process.terminate();
   EXPECT_FALSE(process.unixStart()) << "nothing to execute";
-  EXPECT_EQ(faults::fork.calls(), 0);
+  EXPECT_EQ(faults::clone.calls() + faults::fork.calls(), 0);
   EXPECT_EQ(faults::waitpid.calls(), 0);
 }
 
-TEST_F(ProcessTest, FlagsAndSettings) {
+TEST_F(ProcessTest, TheChildOfAFreshObjectInheritsStandardOutputAndError) {
+  Process process;
+  testing::internal::CaptureStdout();
+  testing::internal::CaptureStderr();
+  ASSERT_TRUE(StartShell(process, "echo data; echo trouble >&2"));
+  ASSERT_TRUE(process.wait(kPatience));
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "data\n");
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "trouble\n");
+}
+
+TEST_F(ProcessTest, UnixStartForksAndExecutesWhatStartStored) {
+  const OutputFiles files;
+  Process process;
+  process.setOutputFds(files.out(), files.err());
+  ASSERT_TRUE(StartShell(process, "echo again; exit 7"));
+  ASSERT_TRUE(process.wait(kPatience));
+  const auto first = process.pid();
+  ASSERT_TRUE(process.unixStart());
+  EXPECT_NE(process.pid(), first);
+  int status = 0;
+  ASSERT_EQ(waitpid(static_cast<pid_t>(process.pid()), &status, 0), static_cast<pid_t>(process.pid()));
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 7);
+  EXPECT_EQ(files.outText(), "again\nagain\n");
+}
+
+TEST_F(ProcessTest, FlagsAreSetAddedAndRemovedAndDescriptorsKept) {
   Process process;
   process.setFlags(6);
   process.addFlags(9);
@@ -85,6 +112,10 @@ TEST_F(ProcessTest, FlagsAndSettings) {
   EXPECT_TRUE(process.setOutputFds(7, -3));
   EXPECT_EQ(FieldsOf(process).stdoutFd, 7);
   EXPECT_EQ(FieldsOf(process).stderrFd, -3);
+}
+
+TEST_F(ProcessTest, TheWorkingDirectoryIsCopiedAndNullOrEmptyIsTheCallers) {
+  Process process;
   process.setWorkingDirectory("/tmp");
   EXPECT_STREQ(FieldsOf(process).workDir, "/tmp");
   process.setWorkingDirectory(FieldsOf(process).workDir);
@@ -124,7 +155,7 @@ TEST_F(ProcessTest, RefusedStartsDoNotFork) {
     EXPECT_FALSE(process.start(c.path, c.argc, c.argv)) << c.condition;
     EXPECT_EQ(process.state(), Process::Stopped) << c.condition;
   }
-  EXPECT_EQ(faults::fork.calls(), 0);
+  EXPECT_EQ(faults::clone.calls() + faults::fork.calls(), 0);
 }
 
 TEST_F(ProcessTest, CopiesMadeBeforeARefusedArgumentStayOwned) {
@@ -157,12 +188,12 @@ TEST_F(ProcessTest, ASecondStartWhoseAllocationFailsLeavesNothingOfTheFirst) {
     Process process;
     ASSERT_TRUE(StartShell(process, "exit 3"));
     ASSERT_TRUE(process.wait(kPatience));
-    const int forks = faults::fork.calls();
+    const int forks = faults::clone.calls() + faults::fork.calls();
     faults::blockSize = c.block;
     faults::malloc.Fail(ENOMEM, 1);
     EXPECT_THROW(process.start(path.c_str(), 99, arguments.data()), std::bad_alloc);
     faults::blockSize = 0;
-    EXPECT_EQ(faults::fork.calls(), forks) << "no child";
+    EXPECT_EQ(faults::clone.calls() + faults::fork.calls(), forks) << "no child";
     EXPECT_EQ(process.state(), Process::Stopped);
     EXPECT_EQ(process.exitCode(), 3);
     EXPECT_EQ(FieldsOf(process).argCount, c.slots);
@@ -203,14 +234,14 @@ TEST_F(ProcessTest, PathAndArgumentsAreCopied) {
   EXPECT_TRUE(process.wait(kPatience));
 }
 
-TEST_F(ProcessTest, OnlyTheStateStartingIsRefused) {
+TEST_F(ProcessTest, OnlyACallFromWithinStartIsRefused) {
   Process process;
   FieldsOf(process).state = Process::Starting;
   testing::internal::CaptureStdout();
   EXPECT_FALSE(process.start("/bin/true", 0, nullptr));
   EXPECT_EQ(testing::internal::GetCapturedStdout(), "this process is already runing.\n");
   FieldsOf(process).state = Process::Stopped;
-  EXPECT_EQ(faults::fork.calls(), 0);
+  EXPECT_EQ(faults::clone.calls() + faults::fork.calls(), 0);
 
   ASSERT_TRUE(StartShell(process, "exit 1"));
   const auto first = static_cast<pid_t>(process.pid());
@@ -221,7 +252,20 @@ TEST_F(ProcessTest, OnlyTheStateStartingIsRefused) {
   EXPECT_EQ(waitpid(first, nullptr, 0), first) << "the first one is forgotten, not reaped";
 }
 
-TEST_F(ProcessTest, ExitCodes) {
+TEST_F(ProcessTest, ARunningChildIsForgottenByTheNextStartAndLivesOn) {
+  Process process;
+  ASSERT_TRUE(StartShell(process, "sleep 100"));
+  const auto first = static_cast<pid_t>(process.pid());
+  ASSERT_TRUE(StartShell(process, "exit 2"));
+  EXPECT_TRUE(process.wait(kPatience));
+  EXPECT_EQ(waitpid(first, nullptr, WNOHANG), 0) << "neither ended nor reaped";
+  int status = 0;
+  kill(first, SIGTERM);
+  ASSERT_EQ(waitpid(first, &status, 0), first);
+  EXPECT_EQ(WTERMSIG(status), SIGTERM) << "it was this signal that ended it";
+}
+
+TEST_F(ProcessTest, WaitIsTrueWhenTheChildHasEndedAndExitCodeIsItsExitStatus) {
   for (const int code : {0, 1, 3, 127, 255}) {
     Process process;
     ASSERT_TRUE(StartShell(process, "exit " + std::to_string(code)));
@@ -272,6 +316,7 @@ TEST_F(ProcessTest, TheStateIsStartingRunningStopped) {
   ASSERT_EQ(registered, 0);
   Process process;
   EXPECT_EQ(process.state(), Process::Stopped);
+  faults::clone.Fail(ENOSYS);  // a fork it is then, which tells of itself
   forking = &process;
   const bool started = process.start("/bin/true", 0, nullptr);
   forking = nullptr;
@@ -282,8 +327,52 @@ TEST_F(ProcessTest, TheStateIsStartingRunningStopped) {
   EXPECT_EQ(process.state(), Process::Stopped);
 }
 
+// What a program is told of its signals and descriptors, and what is left in the parent.
+TEST_F(ProcessTest, AChildThatSharesTheParentsMemoryIsLikeAForkedOne) {
+  const auto handler = std::signal(SIGUSR1, [](int) {});
+  sigset_t blocked, earlier, after;
+  sigemptyset(&blocked);
+  sigaddset(&blocked, SIGUSR2);
+  pthread_sigmask(SIG_BLOCK, &blocked, &earlier);
+  std::string told[2];
+  for (const bool forked : {false, true}) {
+    if (forked) faults::clone.Fail(ENOSYS);
+    const int before = faults::fork.calls();
+    const OutputFiles files;
+    Process process;
+    process.setOutputFds(files.out(), files.err());
+    process.setWorkingDirectory("/usr");
+    ASSERT_TRUE(StartShell(process, "pwd; ls /proc/self/fd; grep Sig /proc/self/status"));
+    ASSERT_TRUE(process.wait(kPatience));
+    told[forked ? 1 : 0] = files.outText();
+    const bool forks = forked || kSanitized;
+    EXPECT_EQ(faults::fork.calls() - before, forks ? 1 : 0);
+  }
+  pthread_sigmask(SIG_SETMASK, &earlier, &after);
+  std::signal(SIGUSR1, handler);
+  EXPECT_EQ(told[0], told[1]);
+  EXPECT_EQ(told[0].find("/usr\n0\n1\n2\n"), 0U) << told[0];
+  EXPECT_TRUE(sigismember(&after, SIGUSR2) == 1 && sigismember(&after, SIGUSR1) == 0);
+}
+
+TEST_F(ProcessTest, OfAChildThatCouldNotExecuteOneIsLeft) {
+  static std::atomic<int> heard{0};
+  heard = 0;
+  const auto handler = std::signal(SIGCHLD, [](int) { ++heard; });
+  testing::internal::CaptureStdout();
+  Process process;
+  ASSERT_TRUE(process.start("/no such program", 0, nullptr));
+  ASSERT_TRUE(process.wait(kPatience));
+  testing::internal::GetCapturedStdout();
+  std::signal(SIGCHLD, handler);
+  EXPECT_EQ(heard, 1);
+  EXPECT_EQ(waitpid(-1, nullptr, __WALL | WNOHANG), -1);
+  EXPECT_EQ(errno, ECHILD);
+}
+
 TEST_F(ProcessTest, AFailedForkIsToldAndStops) {
   Process process;
+  faults::clone.Fail(EAGAIN);
   faults::fork.Fail(EAGAIN);
   testing::internal::CaptureStdout();
   EXPECT_FALSE(process.start("/bin/true", 0, nullptr));
@@ -291,6 +380,32 @@ TEST_F(ProcessTest, AFailedForkIsToldAndStops) {
             "vfork fail, errno=11, errmsg=Resource temporarily unavailable\n");
   EXPECT_EQ(process.state(), Process::Stopped);
   EXPECT_EQ(process.pid(), 0U);
+}
+
+TEST_F(ProcessTest, AFailedForkForgetsTheChildOfAnEarlierStart) {
+  Process process;
+  const char* const arguments[] = {"-c", "read line"};
+  int ends[2];
+  ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
+  const int input = dup(STDIN_FILENO);
+  dup2(ends[0], STDIN_FILENO);
+  ASSERT_TRUE(process.start("/bin/sh", 2, arguments));
+  dup2(input, STDIN_FILENO);
+  close(input);
+  close(ends[0]);
+  const auto child = static_cast<pid_t>(process.pid());
+  faults::fork.Fail(EAGAIN);
+  testing::internal::CaptureStdout();
+  EXPECT_FALSE(process.start("/bin/true", 0, nullptr));
+  EXPECT_NE(testing::internal::GetCapturedStdout(), "");
+  EXPECT_EQ(process.state(), Process::Stopped);
+  EXPECT_EQ(process.pid(), static_cast<std::uint64_t>(child));
+  EXPECT_TRUE(process.wait(0)) << "it waits for nobody";
+  process.terminate();
+  close(ends[1]);
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_TRUE(WIFEXITED(status)) << "nobody ended it before its input did";
 }
 
 TEST_F(ProcessTest, AProgramThatCannotBeExecutedExitsWithZero) {

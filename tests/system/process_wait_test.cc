@@ -4,6 +4,7 @@
 #include "build_kind.h"
 #include "process_support.h"
 #include "stopwatch.h"
+#include "test_access.h"
 
 #include <sys/time.h>
 #include <sys/wait.h>
@@ -110,7 +111,7 @@ TEST_F(ProcessTest, AChildThatSomebodyElseReapedHasStopped) {
   EXPECT_EQ(process.exitCode(), kNoExitCode);
 }
 
-TEST_F(ProcessTest, WhereChildrenAreIgnoredTheExitCodeIsLost) {
+TEST_F(ProcessTest, AChildOfAProgramThatIgnoresSigchldLeavesTheExitCodeAsItWas) {
   const auto before = std::signal(SIGCHLD, SIG_IGN);
   Process process;
   EXPECT_TRUE(StartShell(process, "exit 6"));
@@ -120,11 +121,44 @@ TEST_F(ProcessTest, WhereChildrenAreIgnoredTheExitCodeIsLost) {
   std::signal(SIGCHLD, before);
 }
 
-TEST_F(ProcessTest, TerminateKillsAndKeepsTheExitCode) {
+TEST_F(ProcessTest, AChildEndedByASignalLeavesTheExitCodeAsItWas) {
+  Process process;
+  for (const int signal : {SIGKILL, SIGTERM, SIGSEGV}) {
+    ASSERT_TRUE(StartShell(process, "ulimit -c 0; kill -" + std::to_string(signal) + " $$"));
+    ASSERT_TRUE(process.wait(kPatience));
+    EXPECT_EQ(process.exitCode(), kNoExitCode) << signal;
+  }
+  ASSERT_TRUE(StartShell(process, "exit 3"));
+  ASSERT_TRUE(process.wait(kPatience));
+  ASSERT_TRUE(StartShell(process, "kill -15 $$"));
+  ASSERT_TRUE(process.wait(kPatience));
+  EXPECT_EQ(process.exitCode(), 3);
+}
+
+// Another process bears the number by now.
+TEST_F(ProcessTest, AChildThatIsKnownToHaveEndedIsNotKilled) {
+  const pid_t bystander = fork();
+  if (bystander == 0) {
+    for (;;) pause();
+  }
+  {
+    Process process;
+    ASSERT_TRUE(StartShell(process, "exit 3"));
+    ASSERT_TRUE(process.wait(kPatience));
+    (process.*tovkit::TestAccess::processFields).pid = static_cast<uint64_t>(bystander);
+    process.terminate();
+  }
+  kill(bystander, SIGTERM);
+  int status = 0;
+  ASSERT_EQ(waitpid(bystander, &status, 0), bystander);
+  EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGTERM) << status;
+}
+
+TEST_F(ProcessTest, TerminateSendsSigkillAndTheStateStaysUntilWaitSeesTheEnd) {
   Process process;
   ASSERT_TRUE(StartShell(process, "exit 3"));
   ASSERT_TRUE(process.wait(kPatience));
-  ASSERT_TRUE(StartShell(process, "exec sleep 1000"));
+  ASSERT_TRUE(StartShell(process, "trap '' TERM INT HUP; exec sleep 1000"));
   process.terminate();
   EXPECT_EQ(process.state(), Process::Running) << "until wait sees the end";
   EXPECT_TRUE(process.wait(kPatience));

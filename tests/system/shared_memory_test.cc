@@ -12,8 +12,10 @@
 #include <csignal>
 #include <cstdint>
 #include <cstring>
+#include <optional>
 #include <random>
 #include <string>
+#include <utility>
 
 using tovkit::SharedMemory;
 
@@ -123,7 +125,7 @@ TEST_F(SharedMemoryTest, CreateMakesASegmentWithTheModeOfTheFlags) {
   EXPECT_FALSE(Exists()) << "each object removed its segment";
 }
 
-TEST_F(SharedMemoryTest, CreateAsksForANewSegmentOnly) {
+TEST_F(SharedMemoryTest, CreateFailsWhenTheSegmentExists) {
   SharedMemory memory(name());
   ASSERT_TRUE(memory.Create(64, kRead));
   EXPECT_EQ(faults::lastShared().mode, IPC_CREAT | IPC_EXCL | 0444);
@@ -132,7 +134,7 @@ TEST_F(SharedMemoryTest, CreateAsksForANewSegmentOnly) {
   EXPECT_EQ(second.GetErrorMessage(), CallMessage("Create", EEXIST));
 }
 
-TEST_F(SharedMemoryTest, CreateTwiceFails) {
+TEST_F(SharedMemoryTest, CreateFailsWhenThisObjectHasCreatedOneAlready) {
   SharedMemory memory(name());
   ASSERT_TRUE(memory.Create(64, kRead | kWrite));
   EXPECT_FALSE(memory.Create(64, kRead | kWrite));
@@ -141,7 +143,7 @@ TEST_F(SharedMemoryTest, CreateTwiceFails) {
   EXPECT_STREQ(memory.GetErrorMessage(), "Already exists");
 }
 
-TEST_F(SharedMemoryTest, FlagsWithoutReadOrWriteAreRefused) {
+TEST_F(SharedMemoryTest, CreateAndAttachFailWithoutEitherBit) {
   struct Row {
     unsigned flags;
     const char* message;
@@ -157,13 +159,35 @@ TEST_F(SharedMemoryTest, FlagsWithoutReadOrWriteAreRefused) {
   }
 }
 
+TEST_F(SharedMemoryTest, ANewSegmentIsZeroed) {
+  SharedMemory memory(name());
+  ASSERT_TRUE(memory.Create(100000, kRead | kWrite));
+  ASSERT_TRUE(memory.Attach(kWrite));
+  const auto* const bytes = static_cast<const char*>(memory.GetData());
+  EXPECT_EQ(std::string(bytes, memory.GetSize()), std::string(100000, '\0'));
+}
+
+// As the system sees it, without an object.
+TEST_F(SharedMemoryTest, TheSegmentHoldsNothingButTheUsersBytes) {
+  const std::string users = "the users' bytes";
+  SharedMemory memory(name());
+  ASSERT_TRUE(memory.Create(static_cast<unsigned>(users.size()), kRead | kWrite));
+  ASSERT_TRUE(memory.Attach(kRead | kWrite));
+  users.copy(static_cast<char*>(memory.GetData()), users.size());
+  EXPECT_EQ(Status().shm_segsz, users.size());
+  void* const raw = shmat(shmget(key_, 0, 0), nullptr, SHM_RDONLY);
+  ASSERT_NE(reinterpret_cast<std::intptr_t>(raw), -1);
+  EXPECT_EQ(std::string(static_cast<const char*>(raw), users.size()), users);
+  EXPECT_EQ(shmdt(raw), 0);
+}
+
 TEST_F(SharedMemoryTest, SizeZeroIsRefusedByTheSystem) {
   SharedMemory memory(name());
   EXPECT_FALSE(memory.Create(0, kRead | kWrite));
   EXPECT_EQ(memory.GetErrorMessage(), CallMessage("Create", EINVAL));
 }
 
-TEST_F(SharedMemoryTest, AttachExchangesReadAndWrite) {
+TEST_F(SharedMemoryTest, WriteAloneAttachesForReadingOnlyAndReadAloneForBothUnderAReadPermission) {
   SharedMemory creator(name());
   ASSERT_TRUE(creator.Create(64, kRead | kWrite));
   struct Row {
@@ -196,7 +220,7 @@ TEST_F(SharedMemoryTest, WritesAreSeenThroughTheOtherAttachment) {
   EXPECT_STREQ(static_cast<const char*>(reader.GetData()), "hello");
 }
 
-TEST_F(SharedMemoryTest, AttachTwiceFails) {
+TEST_F(SharedMemoryTest, AttachFailsWhenThisObjectIsAttached) {
   SharedMemory memory(name());
   ASSERT_TRUE(memory.Create(64, kRead | kWrite));
   ASSERT_TRUE(memory.Attach(kRead));
@@ -287,7 +311,7 @@ TEST_F(SharedMemoryTest, DetachWithRemovalKeepsASegmentThatIsStillAttached) {
   EXPECT_EQ(user.GetData(), nullptr);
 }
 
-TEST_F(SharedMemoryTest, DestroyWithoutCreateIsTrue) {
+TEST_F(SharedMemoryTest, DestroyIsTrueAlsoWhenThereIsNone) {
   SharedMemory creator(name());
   ASSERT_TRUE(creator.Create(64, kRead | kWrite));
   SharedMemory other(name());
@@ -295,35 +319,69 @@ TEST_F(SharedMemoryTest, DestroyWithoutCreateIsTrue) {
   EXPECT_TRUE(Exists());
 }
 
+// Another process that is attached from its construction on until it is told to leave.
+class AttachedElsewhere {
+ public:
+  explicit AttachedElsewhere(const char* name) {
+    EXPECT_EQ(pipe(attached_), 0);
+    EXPECT_EQ(pipe(leave_), 0);
+    child_ = fork();
+    if (child_ == 0) {
+      close(leave_[1]);
+      SharedMemory user(name);
+      char byte = user.Attach(kRead) ? '+' : '-';
+      const bool said = write(attached_[1], &byte, 1) == 1;
+      _exit(said && read(leave_[0], &byte, 1) == 0 ? 0 : 1);
+    }
+    char byte = 0;
+    EXPECT_EQ(read(attached_[0], &byte, 1), 1);
+    EXPECT_EQ(byte, '+');
+  }
+  AttachedElsewhere(const AttachedElsewhere&) = delete;
+  AttachedElsewhere& operator=(const AttachedElsewhere&) = delete;
+  ~AttachedElsewhere() { Leave(); }
+
+  void Leave() {
+    if (child_ < 0) return;
+    close(leave_[1]);
+    waitpid(std::exchange(child_, -1), nullptr, 0);
+    for (const int fd : {attached_[0], attached_[1], leave_[0]}) close(fd);
+  }
+
+ private:
+  int attached_[2];
+  int leave_[2];
+  pid_t child_ = -1;
+};
+
 TEST_F(SharedMemoryTest, DestroyWhileAnotherProcessIsAttachedKeepsTheSegment) {
   SharedMemory memory(name());
   ASSERT_TRUE(memory.Create(64, kRead | kWrite));
-  int attached[2];
-  int leave[2];
-  ASSERT_EQ(pipe(attached), 0);
-  ASSERT_EQ(pipe(leave), 0);
-  const pid_t child = fork();
-  if (child == 0) {
-    close(leave[1]);
-    SharedMemory user(name());
-    char byte = user.Attach(kRead) ? '+' : '-';
-    const bool said = write(attached[1], &byte, 1) == 1;
-    _exit(said && read(leave[0], &byte, 1) == 0 ? 0 : 1);
-  }
-  char byte = 0;
-  ASSERT_EQ(read(attached[0], &byte, 1), 1);
-  EXPECT_EQ(byte, '+');
+  AttachedElsewhere other(name());
   EXPECT_TRUE(memory.Destroy());
   EXPECT_STREQ(memory.GetErrorMessage(), "");
   EXPECT_TRUE(Exists());
-  close(leave[1]);
-  waitpid(child, nullptr, 0);
+  other.Leave();
   EXPECT_TRUE(memory.Destroy()) << "the id was kept";
   EXPECT_FALSE(Exists());
-  for (const int fd : {attached[0], attached[1], leave[0]}) close(fd);
 }
 
-TEST_F(SharedMemoryTest, TheEndOfTheCreatorRemovesTheSegment) {
+TEST_F(SharedMemoryTest, TheEndOfTheCreatorWhileAnotherProcessIsAttachedKeepsTheSegment) {
+  std::optional<AttachedElsewhere> other;
+  {
+    SharedMemory memory(name());
+    ASSERT_TRUE(memory.Create(64, kRead | kWrite));
+    other.emplace(name());
+  }
+  EXPECT_TRUE(Exists());
+  other.reset();
+  SharedMemory memory(name());
+  ASSERT_TRUE(memory.Attach(kRead));
+  EXPECT_TRUE(memory.Detach(true));
+  EXPECT_FALSE(Exists());
+}
+
+TEST_F(SharedMemoryTest, TheEndOfAnObjectDetachesAndRemovesTheSegmentThatItCreated) {
   {
     SharedMemory memory(name());
     ASSERT_TRUE(memory.Create(64, kRead | kWrite));
@@ -363,7 +421,7 @@ TEST_F(SharedMemoryTest, TheFirstSegmentOfTheSystemIsLikeEveryOther) {
   EXPECT_FALSE(Exists());
 }
 
-TEST_F(SharedMemoryTest, FailedCallsGiveTheirMessages) {
+TEST_F(SharedMemoryTest, FailuresReturnFalseAndLeaveATextForTheErrorMessage) {
   for (const int code : {ENOMEM, EACCES, ENOSPC, 12345}) {
     SCOPED_TRACE(code);
     SharedMemory memory(name());

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include <gtest/gtest.h>
+#include <sys/mman.h>
 #include <tovkit/system.h>
 #include <unistd.h>
 
@@ -9,6 +10,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <ctime>
+#include <new>
 #include <string>
 #include <thread>
 #include <vector>
@@ -64,7 +66,7 @@ TEST_F(ThreadPoolTest, APoolThatWasNeverStartedIsDestroyedOnce) {
   EXPECT_EQ(pool.destroy(), -1);
 }
 
-TEST_F(ThreadPoolTest, APoolHasAtLeastTenWorkers) {
+TEST_F(ThreadPoolTest, StartsAsManyWorkersAsAskedAndAtLeastTen) {
   const std::pair<int, int> cases[] = {{0, 10}, {-5, 10}, {9, 10}, {10, 10}, {11, 11}, {16, 16}};
   for (const auto& [asked, expected] : cases) {
     const int workers = expected;
@@ -91,7 +93,7 @@ TEST_F(ThreadPoolTest, ANullRunnableIsRefused) {
   EXPECT_EQ(Output(), "");
 }
 
-TEST_F(ThreadPoolTest, RunsRunnablesAndFunctionsWithOneLineEach) {
+TEST_F(ThreadPoolTest, WorkersPrintTheirLineOncePerTaskOnStandardOutput) {
   class Page : public Runnable {
     int run() override { return -1; }
   } pages[3];
@@ -108,7 +110,7 @@ TEST_F(ThreadPoolTest, RunsRunnablesAndFunctionsWithOneLineEach) {
   EXPECT_EQ(Output(), four);
 }
 
-TEST_F(ThreadPoolTest, QueuedItemsRunInInsertionOrder) {
+TEST_F(ThreadPoolTest, TheQueueIsFirstInFirstOut) {
   struct Item {
     std::vector<int>* order;
     int number;
@@ -278,6 +280,37 @@ TEST_F(ThreadPoolTest, APoolWithoutWorkersTakesNoTasks) {
   WaitUntil([&] { return calls == 1; });
   EXPECT_EQ(pool.destroy(), 0);
   EXPECT_EQ(pool.destroy(), -1);
+}
+
+TEST_F(ThreadPoolTest, InitOfAPoolThatHasWorkersAlreadyIsRefusedWithoutALineAndWithoutEffect) {
+  ThreadPool pool;
+  ASSERT_EQ(pool.init(12), 0);
+  pthread_t* const ids = pool.*TestAccess::poolThreadIds;
+  for (const int count : {0, 12, 50}) EXPECT_EQ(pool.init(count), -1);
+  EXPECT_EQ(faults::pthreadCreate.calls(), 12);
+  EXPECT_EQ(pool.*TestAccess::poolThreadIds, ids);
+  EXPECT_EQ(pool.*TestAccess::poolThreadCount, 12);
+  EXPECT_EQ(pool.destroy(), 0);
+  EXPECT_EQ(Output(), "");
+}
+
+// The memory is gone the moment that the caller sees the end of the work.
+TEST_F(ThreadPoolTest, ThePoolDoesNotTouchARunnableOnceItIsFinished) {
+  class Nothing : public Runnable {
+    int run() override { return 0; }
+  };
+  const auto size = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+  ThreadPool pool;
+  ASSERT_EQ(pool.init(10), 0);
+  for (int i = 0; i < 300; ++i) {
+    void* const page = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    ASSERT_NE(page, MAP_FAILED);
+    auto* const work = new (page) Nothing;
+    ASSERT_EQ(pool.addTask(work), 0);
+    while (!work->isFinished()) std::this_thread::yield();
+    ASSERT_EQ(munmap(page, size), 0);
+  }
+  EXPECT_EQ(pool.destroy(), 0);
 }
 
 TEST_F(ThreadPoolTest, NoMemoryForTheThreadIds) {

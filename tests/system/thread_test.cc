@@ -8,6 +8,7 @@
 #include <csignal>
 #include <cstddef>
 #include <limits>
+#include <new>
 #include <thread>
 #include <type_traits>
 
@@ -62,10 +63,15 @@ TEST_F(ThreadTest, FieldsStandInTheirFixedOrder) {
   static_assert(!std::is_copy_constructible_v<Thread> && !std::is_copy_assignable_v<Thread>);
 }
 
-TEST_F(ThreadTest, NeverStartedIsDoneAtOnce) {
+TEST_F(ThreadTest, NoThreadYetTidIsZeroAndIsRunningFalse) {
   Gated thread;
   EXPECT_EQ(thread.tid(), pthread_t{0});
   EXPECT_FALSE(thread.isRunning());
+  EXPECT_EQ(faults::pthreadCreate.calls(), 0);
+}
+
+TEST_F(ThreadTest, WaitIsTrueAtOnceWhenStartWasNeverCalled) {
+  Gated thread;
   EXPECT_TRUE(thread.wait(0));
   EXPECT_TRUE(thread.wait(4000000000U));
   EXPECT_EQ(faults::semTimedwait.calls(), 0);
@@ -84,7 +90,7 @@ TEST_F(ThreadTest, RunsTheBodyOnAnotherThreadAndTellsItsEnd) {
   EXPECT_TRUE(thread.wait(0)) << "the second wait does not ask the semaphore";
 }
 
-TEST_F(ThreadTest, WaitZeroOnARunningThreadIsATimeOut) {
+TEST_F(ThreadTest, WaitIsFalseOnATimeOut) {
   Gated thread;
   thread.Start();
   EXPECT_FALSE(thread.wait(0));
@@ -186,7 +192,7 @@ TEST_F(ThreadTest, TheSemaphoreEndsWithTheObject) {
   EXPECT_EQ(faults::destroyedSemaphore.load(), mine);
 }
 
-TEST_F(ThreadTest, AnotherSemaphoreErrorIsFalse) {
+TEST_F(ThreadTest, WaitIsFalseOnAnyOtherError) {
   Gated thread;
   thread.Start();
   faults::semTimedwait.Fail(EDEADLK);
@@ -216,8 +222,9 @@ TEST_F(ThreadTest, AThreadThatCannotBeCreatedStillCountsAsRunning) {
   EXPECT_EQ(again.tid(), first) << "no other thread was started";
 }
 
-TEST_F(ThreadTest, TheSignalIsPostedBeforeTheFlagIsCleared) {
-  // Run on this thread.
+// What the POSIX thread executes, run on this thread. The object is touched after run() has returned: a true
+// from wait() alone is too early for its end, isRunning() is false only then.
+TEST_F(ThreadTest, TrueFromWaitIsTooEarlyToDestroyTheObjectThatItsThreadTouchesAfterRunHasReturned) {
   Gated thread;
   (thread.*TestAccess::threadFields).running = true;
   thread.Open();
@@ -235,6 +242,37 @@ TEST_F(ThreadTest, TheSignalIsPostedBeforeTheFlagIsCleared) {
   int posts = 0;
   sem_getvalue(&(thread.*TestAccess::threadFields).doneSignal, &posts);
   EXPECT_EQ(posts, 1);
+}
+
+// Its body waits for the test and touches the object no more.
+class Outlived : public Thread {
+ public:
+  int run() override {
+    systemId = gettid();
+    while (!open) usleep(200);
+    ended = true;
+    return 0;
+  }
+  static std::atomic<pid_t> systemId;
+  static std::atomic<bool> open, ended;
+};
+std::atomic<pid_t> Outlived::systemId{0};
+std::atomic<bool> Outlived::open{false}, Outlived::ended{false};
+
+TEST_F(ThreadTest, DestructionDoesNotStopOrJoinOrCancelTheThread) {
+  // The memory stays, since the thread tells its end in it.
+  alignas(Outlived) static unsigned char memory[sizeof(Outlived)];
+  Outlived::systemId = 0;
+  Outlived::open = Outlived::ended = false;
+  auto* const thread = new (memory) Outlived;
+  thread->start();
+  while (Outlived::systemId == 0) std::this_thread::yield();
+  thread->~Outlived();
+  EXPECT_FALSE(Outlived::ended) << "nobody waited for it";
+  EXPECT_EQ(tgkill(getpid(), Outlived::systemId, 0), 0) << "it was not stopped";
+  Outlived::open = true;
+  while (tgkill(getpid(), Outlived::systemId, 0) == 0) std::this_thread::yield();
+  EXPECT_TRUE(Outlived::ended) << "nor canceled where it slept";
 }
 
 // Its body only looks at itself.
@@ -266,7 +304,7 @@ TEST_F(ThreadTest, ABodyThatEndsBeforeStartReturnsLeavesTheObjectRunning) {
   EXPECT_TRUE(thread.isRunning());
 }
 
-TEST_F(ThreadTest, SleepsTheGivenMicroseconds) {
+TEST_F(ThreadTest, SleepsTheGivenMicrosecondsAndNotForANegativeTimeOrNaNOrOnePast2To63) {
   faults::skipSleeps = true;
   struct Case {
     float seconds;
@@ -280,8 +318,12 @@ TEST_F(ThreadTest, SleepsTheGivenMicroseconds) {
                         {0.0000019F, 1},
                         {0.1F, 100000},
                         {16.777217F, 16777218},
-                        {4294.968F, 512},  // 4294967808 microseconds, modulo 2^32
+                        {4294.968F, 512},     // 4294967808 microseconds, modulo 2^32
+                        {5e9F, 0x40000000},   // 5000000136282112, modulo 2^32
+                        {1e10F, 0x80000000},  // 10000000272564224; of greater ones the last 32 bits are 0
+                        {9.3e12F, 0},
                         {-1.0F, 0},
+                        {-4000.0F, 0},
                         {std::numeric_limits<float>::quiet_NaN(), 0},
                         {std::numeric_limits<float>::infinity(), 0}};
   for (const Case& c : cases) {
@@ -296,10 +338,17 @@ TEST_F(ThreadTest, MsleepsTheGivenMilliseconds) {
   EXPECT_EQ(faults::lastSleep, 3000U);
   EXPECT_EQ(Thread::msleep(4294968), 0);
   EXPECT_EQ(faults::lastSleep, 704U) << "modulo 2^32";
-  faults::usleep.Fail(EINTR);
-  EXPECT_EQ(Thread::msleep(1), -1);
-  faults::usleep.Fail(EINTR);
-  EXPECT_EQ(Thread::sleep(1), -1);
+}
+
+TEST_F(ThreadTest, ASleepThatASignalCutsShortReturnsMinusOneWithErrno) {
+  faults::skipSleeps = true;
+  for (int (*const call)() : {+[] { return Thread::sleep(1); }, +[] { return Thread::msleep(1); }}) {
+    EXPECT_EQ(call(), 0);
+    faults::usleep.Fail(EINTR);
+    errno = 0;
+    EXPECT_EQ(call(), -1);
+    EXPECT_EQ(errno, EINTR);
+  }
 }
 
 class Page : public Runnable {
@@ -313,7 +362,7 @@ class Page : public Runnable {
   bool finishedDuringRun = true;
 };
 
-TEST(RunnableTest, TaskRunsTheBodyAndSaysSo) {
+TEST(RunnableTest, TaskRunsTheBodyOnceAndReturnsZeroWhateverRunReturned) {
   Page page;
   EXPECT_FALSE(page.isFinished());
   for (int round = 1; round <= 2; ++round) {

@@ -37,12 +37,13 @@ thread_local bool slowTime = false;
 std::atomic<int> sleeps{0};
 std::atomic<unsigned> lastSleep{0};
 
-// Where the watchdog is to stop until nobody wants it to stop there any more, and where it stands.
-enum Place { kNowhere, kBetweenPasses, kInAPass };
+// Where the watchdog or another thread is to stop until nobody wants it to stop there any more, and where it
+// stands.
+enum Place { kNowhere, kBetweenPasses, kInAPass, kInAConstruction, kInADestruction };
 std::atomic<Place> stopAt{kNowhere}, standsAt{kNowhere};
 thread_local bool isMain = false;
 
-void StopWatchdogAt(Place here) {
+void StopAt(Place here) {
   if (isMain || stopAt != here) return;
   standsAt = here;
   while (stopAt == here) sched_yield();
@@ -71,6 +72,19 @@ constexpr std::size_t kListNode = 512;
 // From here on nobody may sleep.
 std::atomic<bool> ends{false};
 
+// Returns whether `call` is still running after a while.
+template <typename Call>
+bool Blocks(Call call) {
+  static std::atomic<bool> done;
+  done = false;
+  std::thread([call] {
+    call();
+    done = true;
+  }).detach();
+  usleep(300000);
+  return !done;
+}
+
 // The watchdog never sleeps here, so that it is awake whenever the process ends.
 int EndAwake(int spin) {
   for (WatchedMutex*& mutex : held) {
@@ -94,32 +108,30 @@ int EndBusy() {
   return 0;
 }
 
-int CreationFails() {
+// The first watched mutex starts the watchdog. When that fails, every later construction or destruction of a
+// watched mutex blocks for good.
+int FirstWatchedMutexCannotStartTheWatchdog() {
   failCreation = true;
   held[0] = new WatchedMutex("first", 5);
   failCreation = false;
+  if (creations != 1) return 1;
   held[0]->lock();
   held[0]->unlock();
-  WatchedMutex unwatched("unwatched", 0);
-  std::atomic<bool> second{false};
-  std::thread([&second] {
-    held[1] = new WatchedMutex("second", 5);
-    second = true;
-  }).detach();
-  usleep(300000);
+  const bool constructionBlocks = Blocks([] { held[1] = new WatchedMutex("second", 5); });
+  const bool destructionBlocks = Blocks([] { delete held[0]; });
   std::fflush(stdout);
-  // Destroying `unwatched` would block as well: leave by exit.
-  std::exit(second || creations != 2 ? 1 : 0);
+  return constructionBlocks && destructionBlocks ? 0 : 2;
 }
 
-int Unwatched() {
+// Below 1 a mutex is not watched: no watchdog is started for it.
+int ATimeoutBelowOneIsNotWatched() {
   const WatchedMutex zero("zero", 0), negative("negative", -7);
   return creations == 0 ? 0 : 1;
 }
 
-// A hold is overdue from the second after its time-out on, and a lock time before the epoch's first second
-// never is.
-int StrictlyOverdue() {
+// The timeout is in seconds. A hold is overdue from the second after its time-out on, and a lock time before
+// the epoch's first second never is.
+int TimeoutIsInSeconds() {
   fixedTime = 1000;
   WatchedMutex mutex("strict", 2);
   mutex.lock();
@@ -208,19 +220,6 @@ int InForkedChild(Place place, Body body) {
   return WIFEXITED(status) ? WEXITSTATUS(status) : 99;
 }
 
-// Returns whether `call` is still running after a while.
-template <typename Call>
-bool Blocks(Call call) {
-  static std::atomic<bool> done;
-  done = false;
-  std::thread([call] {
-    call();
-    done = true;
-  }).detach();
-  usleep(300000);
-  return !done;
-}
-
 // A forked child starts a watchdog of its own, at the first lock of a watched mutex.
 int ForkedChildLocks() {
   fixedTime = 1000;
@@ -277,19 +276,41 @@ int ForkedChildConstructs() {
   return constructed + destroyed + childOfAChild;
 }
 
-// A registry that the watchdog had locked at the fork stays locked; locks of the child do without it.
-int ForkedDuringAPass() {
+// What a child does whose registry was locked at the fork by a thread that it does not have: its mutexes stay
+// unwatched, its own constructions and destructions of watched mutexes block.
+int StaysUnwatchedAndBlocks(WatchedMutex& inherited) {
+  inherited.unlock();
+  inherited.lock();
+  inherited.unlock();
+  if (creations != 0) return 1;
+  if (!Blocks([] { held[0] = new WatchedMutex("never", 5); })) return 2;
+  return Blocks([&inherited] { inherited.~WatchedMutex(); }) ? 0 : 3;
+}
+
+// The fork falls into a look of the parent's watchdog.
+int ForkedDuringALookStaysUnwatchedAndBlocks() {
   fixedTime = 1000;
-  static WatchedMutex mutex("held", 100);
+  static auto& mutex = *new WatchedMutex("held", 100);
   mutex.lock();
-  const int result = InForkedChild(kInAPass, [] {
-    mutex.unlock();
-    mutex.lock();
-    mutex.unlock();
-    if (creations != 0) return 1;
-    return Blocks([] { held[0] = new WatchedMutex("never", 5); }) ? 0 : 2;
-  });
+  const int result = InForkedChild(kInAPass, [] { return StaysUnwatchedAndBlocks(mutex); });
   mutex.unlock();
+  return result;
+}
+
+// The fork falls into a construction or a destruction of a watched mutex by another thread.
+int ForkedDuringACallStaysUnwatchedAndBlocks(Place place) {
+  static auto& mutex = *new WatchedMutex("held", 100);
+  static auto* const brief = new WatchedMutex("brief", 100);
+  mutex.lock();
+  stopAt = place;
+  std::thread other([place] {
+    if (place == kInADestruction) delete brief;
+    // Enough for the list of the registry to grow, which happens under its lock.
+    for (int i = 0; i < 100 && place == kInAConstruction; ++i) many[i] = new WatchedMutex("many", 100);
+  });
+  const int result = InForkedChild(place, [] { return StaysUnwatchedAndBlocks(mutex); });
+  mutex.unlock();
+  other.join();
   return result;
 }
 
@@ -336,7 +357,7 @@ int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*
 unsigned sleep(unsigned seconds) {
   lastSleep = seconds;
   ++sleeps;
-  StopWatchdogAt(kBetweenPasses);
+  StopAt(kBetweenPasses);
   sched_yield();
   return 0;
 }
@@ -351,7 +372,7 @@ time_t time(time_t* out) noexcept {
   timespec now{};
   clock_gettime(CLOCK_REALTIME, &now);
   if (std::exchange(slowTime, false)) WaitForTwoPasses();
-  StopWatchdogAt(kInAPass);
+  StopAt(kInAPass);
   const time_t shifted = fixedTime >= 0 ? fixedTime.load() : now.tv_sec + timeShift;
   if (out != nullptr) *out = shifted;
   return shifted;
@@ -360,12 +381,16 @@ time_t time(time_t* out) noexcept {
 }  // extern "C"
 
 [[gnu::noinline]] void* operator new(std::size_t size) {
+  if (size == kListNode) StopAt(kInAConstruction);
   void* const block = failListNodes && size == kListNode ? nullptr : std::malloc(size);
   if (block == nullptr) throw std::bad_alloc();
   return block;
 }
-[[gnu::noinline]] void operator delete(void* block) noexcept { std::free(block); }
-[[gnu::noinline]] void operator delete(void* block, std::size_t) noexcept { std::free(block); }
+[[gnu::noinline]] void operator delete(void* block) noexcept {
+  StopAt(kInADestruction);
+  std::free(block);
+}
+[[gnu::noinline]] void operator delete(void* block, std::size_t) noexcept { operator delete(block); }
 #pragma GCC visibility pop
 
 int main(int argc, char** argv) {
@@ -373,15 +398,18 @@ int main(int argc, char** argv) {
   const std::string what = argc > 1 ? argv[1] : "";
   if (what == "end-awake") return EndAwake(argc > 2 ? std::atoi(argv[2]) : 0);
   if (what == "end-busy") return EndBusy();
-  if (what == "creation-fails") return CreationFails();
-  if (what == "unwatched") return Unwatched();
-  if (what == "strictly-overdue") return StrictlyOverdue();
+  if (what == "creation-fails") return FirstWatchedMutexCannotStartTheWatchdog();
+  if (what == "unwatched") return ATimeoutBelowOneIsNotWatched();
+  if (what == "strictly-overdue") return TimeoutIsInSeconds();
   if (what == "looks-during-lock") return LooksDuringLock();
   if (what == "end-released") return EndReleased();
   if (what == "first-ids") return FirstIds();
   if (what == "forked-child-locks") return ForkedChildLocks();
   if (what == "forked-child-constructs") return ForkedChildConstructs();
-  if (what == "forked-during-a-pass") return ForkedDuringAPass();
+  if (what == "forked-during-a-pass") return ForkedDuringALookStaysUnwatchedAndBlocks();
+  if (what == "forked-during-a-construction")
+    return ForkedDuringACallStaysUnwatchedAndBlocks(kInAConstruction);
+  if (what == "forked-during-a-destruction") return ForkedDuringACallStaysUnwatchedAndBlocks(kInADestruction);
   if (what == "forked-frozen") return ForkedFrozen();
   if (what == "forked-child-cannot-create") return ForkedChildCannotCreate();
   return 2;

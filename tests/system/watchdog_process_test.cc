@@ -62,14 +62,14 @@ TEST(WatchdogProcessTest, ProcessesEndWhileMutexesComeAndGo) {
   }
 }
 
-TEST(WatchdogProcessTest, AWatchdogThatCannotBeCreatedFreezesRegistration) {
+TEST(WatchdogProcessTest, AWatchdogThatCannotBeStartedBlocksEveryLaterConstructionOrDestruction) {
   const ScratchDir scratch;
   const std::string file = scratch.path() + "/output";
   EXPECT_EQ(RunHelper("creation-fails", "", file), 0);
   EXPECT_EQ(Contents(file), "pthread_create error\n");
 }
 
-TEST(WatchdogProcessTest, MutexesWithoutATimeOutNeverStartIt) {
+TEST(WatchdogProcessTest, MutexesWithATimeoutBelowOneNeverStartIt) {
   const ScratchDir scratch;
   const std::string file = scratch.path() + "/output";
   EXPECT_EQ(RunHelper("unwatched", "", file), 0);
@@ -111,7 +111,7 @@ struct ForkCase {
 
 class ForkedWatchdogTest : public testing::TestWithParam<ForkCase> {};
 
-TEST_P(ForkedWatchdogTest, DoesWhatItShould) {
+TEST_P(ForkedWatchdogTest, WatchesAnewOrStaysUnwatchedAsTheForkLeftIt) {
 #if defined(__SANITIZE_THREAD__)
   GTEST_SKIP() << "ThreadSanitizer has no threads in a forked child of a process with threads";
 #endif
@@ -132,7 +132,9 @@ INSTANTIATE_TEST_SUITE_P(
                              "timeout 2 Mutex forked start is 1000 \nnow is 1003 compel release1\n"
                              "timeout 2 Mutex forked start is 1000 \nnow is 2000 compel release1\n"},
                     ForkCase{"forked-child-constructs", kInheritedReleased},
-                    ForkCase{"forked-during-a-pass", ""}, ForkCase{"forked-frozen", "pthread_create error\n"},
+                    ForkCase{"forked-during-a-pass", ""}, ForkCase{"forked-during-a-construction", ""},
+                    ForkCase{"forked-during-a-destruction", ""},
+                    ForkCase{"forked-frozen", "pthread_create error\n"},
                     ForkCase{"forked-child-cannot-create", "pthread_create error\n"}),
     [](const testing::TestParamInfo<ForkCase>& instance) {
       std::string name = instance.param.what;

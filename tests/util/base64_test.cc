@@ -90,11 +90,17 @@ TEST(Base64, MalformedTextEndsSilentlyAtTheFirstForeignCharacter) {
   const struct {
     const char* text;
     const char* bytes;
-  } rows[] = {{"Zm9v\nYmFy", "foo"}, {"Zg==", "f"},        {"Zg", "f"},          {"Z", ""},
-              {"Zm8", "fo"},         {"=Zm9v", ""},        {"Zm9v=YmFy", "foo"}, {"Zm9vY", "foo"},
-              {"Zm9v YmFy", "foo"},  {"Zm9vYm-y", "foob"}, {"Zm9vYm_y", "foob"}, {"\xC3\xA9", ""},
-              {"Zm\xE9v", "f"}};
+  } rows[] = {{"Zm9v\nYmFy", "foo"}, {"Zg==", "f"},        {"=Zm9v", ""},
+              {"Zm9v=YmFy", "foo"},  {"Zm9v YmFy", "foo"}, {"Zm9vYm-y", "foob"},
+              {"Zm9vYm_y", "foob"},  {"\xC3\xA9", ""},     {"Zm\xE9v", "f"}};
   for (const auto& row : rows) EXPECT_EQ(Bytes(tovkit::Base64Decode(row.text, -1)), row.bytes) << row.text;
+}
+
+TEST(Base64, AGroupCutShortDecodesToOneByteLessThanItHasCharacters) {
+  const char* const rows[][2] = {{"Z", ""},         {"Zg", "f"},         {"Zm8", "fo"},
+                                 {"Zm9vY", "foo"},  {"Zm9vYg", "foob"},  {"Zm9vYmE", "fooba"},
+                                 {"Zm9vY=", "foo"}, {"Zm9vYg\n", "foob"}};
+  for (const auto& row : rows) EXPECT_EQ(Decode(row[0]), row[1]) << row[0];
 }
 
 TEST(Base64, KeepsNulBytesAndTellsTheLength) {

@@ -43,7 +43,7 @@ class CopyFileTest : public testing::Test {
   const ScratchDir scratch_;
 };
 
-TEST_F(CopyFileTest, EverySizeAroundTheBlocks) {
+TEST_F(CopyFileTest, CopiesTheBytesOfEverySizeAroundTheBlocks) {
   for (const std::size_t size : {0, 1, 4095, 4096, 4097, 8191, 8192, 8193, 65536, 1000003, (1 << 20) - 1,
                                  1 << 20, (1 << 20) + 1, 3 << 20}) {
     std::string content(size, '\0');
@@ -60,7 +60,7 @@ TEST_F(CopyFileTest, EmptySourceCreatesAnEmptyTarget) {
   EXPECT_EQ(Read("target"), "");
 }
 
-TEST_F(CopyFileTest, MissingSourceLeavesTheTargetUntouched) {
+TEST_F(CopyFileTest, ASourceThatCannotBeOpenedLeavesTheTargetUntouched) {
   Write("target", "kept");
   Copy("missing", "target");
   EXPECT_EQ(Read("target"), "kept");
@@ -68,7 +68,7 @@ TEST_F(CopyFileTest, MissingSourceLeavesTheTargetUntouched) {
   EXPECT_EQ(Read("new"), std::nullopt);
 }
 
-TEST_F(CopyFileTest, LongerTargetIsReplaced) {
+TEST_F(CopyFileTest, TheBytesOfTheSourceReplaceATargetWhichIsEmptiedFirst) {
   Write("source", "short");
   Write("target", std::string(10000, 'x'));
   Copy("source", "target");
@@ -91,10 +91,21 @@ TEST_F(CopyFileTest, DirectoryAsSourceGivesAnEmptyTarget) {
   EXPECT_EQ(Read("target"), "");
 }
 
-TEST_F(CopyFileTest, CopyOntoItselfEmptiesTheFile) {
+TEST_F(CopyFileTest, AFileCopiedOntoItselfBecomesEmpty) {
   Write("file", "content");
   Copy("file", "file");
   EXPECT_EQ(Read("file"), "");
+}
+
+TEST_F(CopyFileTest, NothingIsReportedOfAFailedWriteOrASourceThatCannotBeOpened) {
+  testing::internal::CaptureStdout();
+  testing::internal::CaptureStderr();
+  Write("source", "x");
+  CopyFile(Path("source").c_str(), "/dev/full");
+  Copy("no such file", "target");
+  Copy("source", "no such folder/target");
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
 }
 
 TEST_F(CopyFileTest, FailedWriteGoesUnnoticed) {
@@ -158,6 +169,10 @@ TEST_F(CopyFileTest, PermissionsAreNotCopied) {
   struct stat status = {};
   ASSERT_EQ(stat(Path("target").c_str(), &status), 0);
   EXPECT_EQ(status.st_mode & 0111, 0U);
+  ASSERT_EQ(chmod(Path("target").c_str(), 0640), 0);
+  Copy("source", "target");
+  ASSERT_EQ(stat(Path("target").c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 0777, 0640U) << "a target that is there keeps its own";
 }
 
 TEST_F(CopyFileTest, NullEmptyAndEndlessNamesDoNothing) {

@@ -34,34 +34,31 @@ bool IsInProcess(const std::string& path) {
   return true;
 }
 
-TEST(DynamicLibrary, PathFromDirectoryAndName) {
-  struct Row {
-    const char* directory;
-    const char* name;
-    const char* path;
-  };
-  const Row kTable[] = {
-      {"/opt/plugins", "codec", "/opt/plugins/libcodec.so"},
-      {"/opt/x/", "foo", "/opt/x/libfoo.so"},
-      {"C:\\x\\", "foo", "C:\\x\\libfoo.so"},
-      {"C:\\x", "foo", "C:\\x/libfoo.so"},
-      {"", "foo", "/libfoo.so"},
-      {nullptr, "foo", "/libfoo.so"},
-      {"/a", "", "/a/lib.so"},
-      {"/a", nullptr, "/a/lib.so"},
-      {"/\xff", "\xfe", "/\xff/lib\xfe.so"},
-      {"/\xE5\xAE\x8B", "\xE4\xBD\x93", "/\xE5\xAE\x8B/lib\xE4\xBD\x93.so"},
-  };
-  for (const Row& row : kTable) {
-    const DynamicLibrary library(row.directory, row.name);
-    EXPECT_STREQ(library.GetPath(), row.path);
-    EXPECT_STREQ(library.GetName(), row.name != nullptr ? row.name : "") << row.path;
-    EXPECT_STREQ(library.GetError(), "") << row.path;
-    EXPECT_FALSE(library.IsLoaded()) << row.path;
-  }
+void ExpectPath(const char* directory, const char* name, const char* path) {
+  const DynamicLibrary library(directory, name);
+  EXPECT_STREQ(library.GetPath(), path);
+  EXPECT_STREQ(library.GetName(), name != nullptr ? name : "") << path;
+  EXPECT_STREQ(library.GetError(), "") << path;
+  EXPECT_FALSE(library.IsLoaded()) << path;
 }
 
-TEST(DynamicLibrary, NameFromPath) {
+TEST(DynamicLibrary, ASlashIsPutBetweenUnlessTheDirectoryEndsInASeparator) {
+  ExpectPath("/opt/plugins", "codec", "/opt/plugins/libcodec.so");
+  ExpectPath("/opt/x/", "foo", "/opt/x/libfoo.so");
+  ExpectPath("C:\\x\\", "foo", "C:\\x\\libfoo.so");
+  ExpectPath("C:\\x", "foo", "C:\\x/libfoo.so");
+  ExpectPath("/\xff", "\xfe", "/\xff/lib\xfe.so");
+  ExpectPath("/\xE5\xAE\x8B", "\xE4\xBD\x93", "/\xE5\xAE\x8B/lib\xE4\xBD\x93.so");
+}
+
+TEST(DynamicLibrary, AnEmptyDirectoryIsTheRootAndAnEmptyNameStaysEmpty) {
+  ExpectPath("", "foo", "/libfoo.so");
+  ExpectPath(nullptr, "foo", "/libfoo.so");
+  ExpectPath("/a", "", "/a/lib.so");
+  ExpectPath("/a", nullptr, "/a/lib.so");
+}
+
+TEST(DynamicLibrary, ItsNameIsThatOfThePathWithoutLibAtItsFront) {
   struct Row {
     const char* path;
     const char* name;
@@ -183,7 +180,7 @@ TEST(DynamicLibrary, CutLibraryIsRefused) {
   EXPECT_STRNE(library.GetError(), "");
 }
 
-TEST(DynamicLibrary, ResolveBeforeLoadSaysSo) {
+TEST(DynamicLibrary, ResolveOfALibraryThatIsNotLoadedSaysSo) {
   DynamicLibrary library(PluginPath().c_str());
   EXPECT_EQ(library.Resolve("PluginAnswer"), nullptr);
   EXPECT_STREQ(library.GetError(), "Library not load");
@@ -214,6 +211,49 @@ TEST(DynamicLibrary, UnloadOfAnUnloadedLibraryEmptiesTheError) {
   library.Unload();
   EXPECT_STREQ(library.GetError(), "");
   EXPECT_FALSE(library.IsLoaded());
+}
+
+// The direct question tells the two apart: the loader has an error for a missing symbol alone.
+TEST(DynamicLibrary, ASymbolWhoseValueIsNullLooksLikeAMissingOne) {
+  void* const handle = dlopen(PluginPath().c_str(), RTLD_LAZY);
+  ASSERT_NE(handle, nullptr);
+  dlerror();
+  EXPECT_EQ(dlsym(handle, "PluginNull"), nullptr);
+  EXPECT_EQ(dlerror(), nullptr) << "the symbol is there";
+  dlclose(handle);
+  DynamicLibrary library(PluginPath().c_str());
+  ASSERT_TRUE(library.Load());
+  EXPECT_EQ(library.Resolve("PluginNull"), nullptr);
+  EXPECT_STREQ(library.GetError(), "\"PluginNull\" not found in library \"tovkit_test_plugin\"");
+}
+
+TEST(DynamicLibrary, UnloadClosesTheLibraryAndEmptiesTheError) {
+  DynamicLibrary library(PluginPath().c_str());
+  ASSERT_TRUE(library.Load());
+  EXPECT_EQ(library.Resolve("none"), nullptr);
+  ASSERT_STRNE(library.GetError(), "");
+  library.Unload();
+  EXPECT_STREQ(library.GetError(), "");
+  EXPECT_FALSE(library.IsLoaded());
+  EXPECT_FALSE(IsInProcess(PluginPath()));
+}
+
+TEST(DynamicLibrary, NameAndPathAndErrorStayValidUntilAnOperationChangesThem) {
+  DynamicLibrary library(PluginPath().c_str());
+  const char* const name = library.GetName();
+  const char* const path = library.GetPath();
+  ASSERT_TRUE(library.Load());
+  EXPECT_EQ(library.Resolve("none"), nullptr);
+  const char* const error = library.GetError();
+  EXPECT_EQ(library.Resolve(""), nullptr);  // changes no text
+  EXPECT_TRUE(library.IsLoaded());
+  EXPECT_STREQ(error, "\"none\" not found in library \"tovkit_test_plugin\"");
+  EXPECT_EQ(library.GetError(), error);
+  library.Unload();
+  EXPECT_EQ(library.GetName(), name);
+  EXPECT_EQ(library.GetPath(), path);
+  EXPECT_STREQ(name, kName);
+  EXPECT_EQ(path, PluginPath());
 }
 
 TEST(DynamicLibrary, LoadEmptiesTheErrorBeforeIt) {

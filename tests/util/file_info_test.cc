@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <fstream>
+#include <limits>
 #include <string>
 #include <type_traits>
 #include <utility>
@@ -23,8 +24,6 @@ using tovkit::GetPathFlags;
 static_assert(!std::is_copy_constructible_v<FileInfo> && !std::is_copy_assignable_v<FileInfo>);
 static_assert(std::is_nothrow_move_constructible_v<FileInfo>);
 static_assert(sizeof(FileInfo) == sizeof(void*));
-static_assert(tovkit::PathExists == 1 && tovkit::PathIsFile == 3 && tovkit::PathIsDirectory == 5 &&
-              tovkit::PathReadable == 17 && tovkit::PathWritable == 33);
 
 class FileStatus : public testing::Test {
  protected:
@@ -74,6 +73,18 @@ void ExpectFlags(const std::string& path, int flags) {
     }
     EXPECT_EQ(CheckPath(path.c_str(), mask), expected) << path << ", " << mask;
     EXPECT_EQ(CheckPath(wide.c_str(), mask), expected) << path << ", " << mask;
+  }
+}
+
+TEST_F(FileStatus, EachFlagThatCanHoldForAPathIncludesPathExists) {
+  static_assert(tovkit::PathExists == 1 && tovkit::PathIsFile == 3 && tovkit::PathIsDirectory == 5 &&
+                tovkit::PathReadable == 17 && tovkit::PathWritable == 33);
+  const std::string file = MakeFile("file", 0600);
+  EXPECT_EQ(GetPathFlags(file.c_str()), tovkit::PathIsFile | tovkit::PathReadable | tovkit::PathWritable);
+  EXPECT_EQ(GetPathFlags(MakeDirectory("d", 0000).c_str()), tovkit::PathIsDirectory);
+  for (const int flag : {tovkit::PathIsFile, tovkit::PathReadable, tovkit::PathWritable}) {
+    EXPECT_EQ(CheckPath(file.c_str(), flag), flag);
+    EXPECT_EQ(CheckPath(file.c_str(), flag) & tovkit::PathExists, tovkit::PathExists);
   }
 }
 
@@ -133,7 +144,7 @@ TEST_F(FileStatus, NullPathHasNoFlags) {
   EXPECT_FALSE(FileInfo(static_cast<const wchar_t*>(nullptr), 3).Exists());
 }
 
-TEST_F(FileStatus, NegativeMaskAsksForEverything) {
+TEST_F(FileStatus, AMaskWithoutTheBitOfPathExistsGivesZeroAndMinusOneEverything) {
   EXPECT_EQ(CheckPath(MakeFile("file", 0600).c_str(), -1), 3 | 17 | 33);
   EXPECT_EQ(CheckPath(Path("file").c_str(), -2), 0);
 }
@@ -143,6 +154,14 @@ TEST_F(FileStatus, BothSeparatorsAreRead) {
   MakeFile("d/f", 0600);
   ExpectFlags(Path("d\\f"), 3 | 17 | 33);
   ExpectFlags(Path("d\\"), 5 | 17 | 33);
+}
+
+TEST_F(FileStatus, ANegativeLengthMeansUpToTheTerminatingNul) {
+  const std::string path = MakeFile("file", 0600);
+  for (const int length : {-1, -2, std::numeric_limits<int>::min()}) {
+    EXPECT_TRUE(FileInfo(path.c_str(), length).IsFile()) << length;
+    EXPECT_TRUE(FileInfo(Wide(path).c_str(), length).IsFile()) << length;
+  }
 }
 
 TEST_F(FileStatus, LengthCutsThePath) {
@@ -163,7 +182,7 @@ TEST_F(FileStatus, NamesOfAnyBytesAreFound) {
   ExpectFlags(MakeFile("\xE5\xAE", 0600), 3 | 17 | 33);
 }
 
-TEST_F(FileStatus, StatusIsASnapshot) {
+TEST_F(FileStatus, TheStatusIsAsItWasWhenTheObjectWasMadeAndNeverRefreshed) {
   const FileInfo info(MakeFile("file", 0600).c_str(), -1);
   ASSERT_EQ(unlink(Path("file").c_str()), 0);
   EXPECT_TRUE(info.IsFile());

@@ -65,10 +65,19 @@ TEST(HugeText, AConversionWhoseResultACoreStringCannotHoldThrows) {
   EXPECT_THROW(tovkit::LocalToWide(text.text(), -1), std::length_error);
   EXPECT_THROW(tovkit::LocalToUtf8(text.text(), -1), std::length_error);
   EXPECT_THROW(tovkit::Utf8ToLocal(text.text(), -1), std::length_error);
+  EXPECT_THROW(tovkit::Utf8ToWide(text.text(), INT_MAX), std::length_error);
+  EXPECT_THROW(tovkit::LocalToUtf8(text.text(), INT_MAX), std::length_error);
   // U+5B8B, 3 bytes in UTF-8.
   const RepeatedText wide(std::string("\x8B\x5B\0\0", 4), kTooLong / 3 * sizeof(wchar_t) + sizeof(wchar_t));
   EXPECT_THROW(tovkit::WideToUtf8(wide.wide(), -1), std::length_error);
   EXPECT_THROW(tovkit::WideToLocal(wide.wide(), -1), std::length_error);
+}
+
+// The count of the characters would fit.
+TEST(HugeText, Utf8OfAsManyBytesAsACoreStringCannotHoldThrows) {
+  const RepeatedText text("\xC3\xA9", kTooLong);
+  EXPECT_THROW(tovkit::Utf8ToWide(text.text(), INT_MAX), std::length_error);
+  EXPECT_THROW(tovkit::Utf8ToLocal(text.text(), -1), std::length_error);
 }
 
 TEST(HugeText, Base64WhoseBytesACoreStringCannotHoldThrows) {

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <clocale>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -37,6 +38,45 @@ std::string Read(const std::string& path) {
 }
 
 bool IsFile(const std::string& path) { return tovkit::FileInfo(path.c_str(), -1).IsFile(); }
+
+TEST(LocalText, IsInTheCodesetOfTheEnvironmentsLcCtype) {
+  EXPECT_IN("", [] {
+    setenv("LC_CTYPE", kGbk, 1);
+    HOLDS(tovkit::LocalToWide(kSongGbk, -1) == L"\u5B8B");
+    HOLDS(tovkit::WideToLocal(L"\u5B8B", -1) == kSongGbk);
+  });
+}
+
+TEST(LocalText, IsUtf8InTheCAndPosixLocales) {
+  for (const char* const locale : {"C", "POSIX"}) {
+    EXPECT_IN(locale, [] {
+      HOLDS(tovkit::LocalToWide(kSong, -1) == L"\u5B8B");
+      HOLDS(tovkit::WideToLocal(L"\u5B8B", -1) == kSong);
+    }) << locale;
+  }
+}
+
+// What comes from the system, and what the system takes.
+TEST(LocalText, AsUtf8AndUtf8AsLocalText) {
+  EXPECT_IN(kGbk, [] {
+    HOLDS(tovkit::LocalToUtf8(kSongGbk, -1) == kSong);
+    HOLDS(tovkit::Utf8ToLocal(kSong, -1) == kSongGbk);
+    HOLDS(tovkit::LocalToUtf8(kChengGbk, 2) == kCheng);
+    HOLDS(tovkit::Utf8ToLocal(kCheng, 3) == kChengGbk);
+    HOLDS(tovkit::Utf8ToWide(kSong, -1) == L"\u5B8B" && tovkit::WideToUtf8(L"\u5B8B", -1) == kSong);
+  });
+}
+
+TEST(LocalText, ACharacterThatTheTargetEncodingLacksBecomesAQuestionMark) {
+  EXPECT_IN(kGbk, [] {
+    HOLDS(tovkit::WideToLocal(L"a\U0001F600\u5B8B", -1) == std::string("a?") + kSongGbk);
+    HOLDS(tovkit::Utf8ToLocal("a\xF0\x9F\x98\x80z", -1) == "a?z");
+  });
+  EXPECT_IN("C", [] {
+    HOLDS(tovkit::WideToLocal(std::wstring{0xD800, L'a', 0x110000}.c_str(), -1) == "?a?");
+    HOLDS(tovkit::WideToUtf8(std::wstring{0xD800, L'a', 0x110000}.c_str(), -1) == "?a?");
+  });
+}
 
 TEST(LocalNames, FileStatusIsThatOfTheLocalName) {
   EXPECT_IN(kGbk, [] {

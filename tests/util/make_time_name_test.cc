@@ -28,6 +28,16 @@ TEST(MakeTimeName, IsPrefixSecondsSuffix) {
   EXPECT_EQ(name, "x" + seconds + ".tmp");
 }
 
+TEST(MakeTimeName, TwoCallsWithinASecondReturnTheSameName) {
+  std::string seconds, secondsOfTheOther;
+  std::string first, other;
+  do {
+    first = NameOfOneSecond("x", "y", seconds);
+    other = NameOfOneSecond("x", "y", secondsOfTheOther);
+  } while (seconds != secondsOfTheOther);
+  EXPECT_EQ(first, other);
+}
+
 TEST(MakeTimeName, NullPartsCountAsEmpty) {
   std::string seconds;
   const std::string name = NameOfOneSecond(nullptr, nullptr, seconds);

@@ -58,7 +58,7 @@ TEST(ModuleInfo, SystemLibraryIsFound) {
   EXPECT_TRUE(fs::exists(directory + "libm.so.6"));
 }
 
-TEST(ModuleInfo, FirstInTheLoadersOrderWins) {
+TEST(ModuleInfo, TheFirstOfTwoLoadedObjectsIsTaken) {
   const ScratchDir scratch;
   const LoadedCopy first(scratch.path() + "/1/libtwice.so");
   const LoadedCopy second(scratch.path() + "/2/libtwice.so");
@@ -78,7 +78,7 @@ TEST(ModuleInfo, NameOfADirectoryIsNotFound) {
   EXPECT_EQ(ModuleDirectory("wanted"), "");
 }
 
-TEST(ModuleInfo, UnmatchedNameIsCutAtItsOwnLastSeparator) {
+TEST(ModuleInfo, WhenNoneIsFoundTheResultIsTheDirectoryPartOfTheNameItself) {
   EXPECT_EQ(ModuleDirectory("nosuch.so"), "");
   EXPECT_EQ(ModuleDirectory("/x/y/nosuch.so"), "/x/y/");
   EXPECT_EQ(ModuleDirectory("x/"), "x/");

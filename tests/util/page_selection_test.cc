@@ -82,19 +82,68 @@ TEST(PageRanges, OtherSpellingsAreReadAsAList) {
   }
 }
 
-TEST(PageRanges, ListsOfTenPages) {
-  struct Row {
-    const char* selection;
-    Pages numbers;
-    Pages indices;
-  };
-  const Row kTable[] = {
+struct ListRow {
+  const char* selection;
+  Pages numbers;
+  Pages indices;
+};
+
+void ExpectListsOfTenPages(const std::vector<ListRow>& rows) {
+  for (const ListRow& row : rows) {
+    EXPECT_EQ(Numbers(row.selection, 10), row.numbers) << row.selection;
+    EXPECT_EQ(Indices(row.selection, 10), row.indices) << row.selection;
+    EXPECT_EQ(Numbers(row.selection, 10, 1000), row.numbers) << row.selection << " with a base";
+    EXPECT_EQ(Indices(row.selection, 10, 1000), row.indices) << row.selection << " with a base";
+  }
+}
+
+TEST(PageRanges, NumbersAndRangesSelectTheirPagesInTheOrderGiven) {
+  ExpectListsOfTenPages({
       {"1,3,5-7", {0, 2, 4, 5, 6}, {1, 3, 5, 6, 7}},
+      {"2", {1}, {2}},
+      {"1,", {0}, {1}},
+  });
+}
+
+TEST(PageRanges, NumbersMustRiseStrictlyAndARangeMustHoldTwoPagesAtLeast) {
+  ExpectListsOfTenPages({
       {"3,2", {2}, {3}},
       {"3,3", {2}, {3}},
       {"2-2", {}, {}},
-      {"2", {1}, {2}},
-      {"0", {}, {0}},
+      {"5-3", {}, {}},
+      {"5,3-4", {4}, {5}},
+      {"5,4-6", {4}, {5}},
+      {"5,5-6", {4}, {5}},
+      {"1-3,3", {0, 1, 2}, {1, 2, 3}},
+      {"1-3,4", {0, 1, 2, 3}, {1, 2, 3, 4}},
+      {"3-5-9", {2, 3, 4, 5, 6, 7, 8}, {3, 4, 5, 6, 7, 8, 9}},
+  });
+}
+
+TEST(PageRanges, BlanksBeforeANumberAndTextBehindItAreIgnoredAndTextWithoutADigitIsZero) {
+  ExpectListsOfTenPages({
+      {" 2 - 4", {1, 2, 3}, {2, 3, 4}},
+      {"2x,3y", {1, 2}, {2, 3}},
+      {"2 x", {1}, {2}},
+      {"\t2,\n3", {1, 2}, {2, 3}},
+      {"1-+3", {0, 1, 2}, {1, 2, 3}},
+      {"+2", {1}, {2}},
+      {"1;2", {0}, {1}},
+      {"\xff\x80", {}, {0}},
+      {"010", {9}, {}},
+      {"0x9", {}, {0}},
+      {" -2", {}, {0, 1, 2}},
+      {"--2", {}, {0, 1, 2}},
+      {"x,1", {}, {0, 1}},
+  });
+}
+
+// A page outside the document, an empty segment, a dangling or leading dash, a number that is not above the
+// one before: what was appended before it stays.
+TEST(PageRanges, AnythingElseEndsTheListAtThatPointWithoutAReport) {
+  testing::internal::CaptureStdout();
+  testing::internal::CaptureStderr();
+  ExpectListsOfTenPages({
       {"4-12", {3, 4, 5, 6, 7, 8, 9}, {4, 5, 6, 7, 8, 9}},
       {"4-12,13", {3, 4, 5, 6, 7, 8, 9}, {4, 5, 6, 7, 8, 9}},
       {"9,10,11", {8, 9}, {9}},
@@ -102,41 +151,19 @@ TEST(PageRanges, ListsOfTenPages) {
       {"1,,3", {0}, {1}},
       {",1", {}, {}},
       {",", {}, {}},
-      {"1,", {0}, {1}},
       {"1,2-", {0}, {1}},
       {"1-", {}, {}},
-      {" 2 - 4", {1, 2, 3}, {2, 3, 4}},
-      {"5-3", {}, {}},
-      {"5,3-4", {4}, {5}},
-      {"5,4-6", {4}, {5}},
-      {"5,5-6", {4}, {5}},
-      {"1-3,3", {0, 1, 2}, {1, 2, 3}},
-      {"1-3,4", {0, 1, 2, 3}, {1, 2, 3, 4}},
-      {"0-2", {}, {0, 1, 2}},
       {"-5", {}, {}},
       {"-", {}, {}},
       {"-0", {}, {}},
       {"3,-", {2}, {3}},
       {"-5-", {}, {}},
-      {"3-5-9", {2, 3, 4, 5, 6, 7, 8}, {3, 4, 5, 6, 7, 8, 9}},
-      {"--2", {}, {0, 1, 2}},
-      {" -2", {}, {0, 1, 2}},
-      {"1-+3", {0, 1, 2}, {1, 2, 3}},
-      {"+2", {1}, {2}},
-      {"2x,3y", {1, 2}, {2, 3}},
-      {"2 x", {1}, {2}},
-      {"\t2,\n3", {1, 2}, {2, 3}},
-      {"010", {9}, {}},
-      {"0x9", {}, {0}},
-      {"1;2", {0}, {1}},
-      {"\xff\x80", {}, {0}},
-  };
-  for (const Row& row : kTable) {
-    EXPECT_EQ(Numbers(row.selection, 10), row.numbers) << row.selection;
-    EXPECT_EQ(Indices(row.selection, 10), row.indices) << row.selection;
-    EXPECT_EQ(Numbers(row.selection, 10, 1000), row.numbers) << row.selection << " with a base";
-    EXPECT_EQ(Indices(row.selection, 10, 1000), row.indices) << row.selection << " with a base";
-  }
+      {"0", {}, {0}},
+      {"0-2", {}, {0, 1, 2}},
+      {"3,2", {2}, {3}},
+      {"2-2", {}, {}},
+  });
+  EXPECT_EQ(testing::internal::GetCapturedStdout() + testing::internal::GetCapturedStderr(), "");
 }
 
 TEST(PageRanges, TwoCallsAppendTwice) {

@@ -6,9 +6,12 @@
 #include <climits>
 #include <cstddef>
 #include <cstring>
+#include <filesystem>
+#include <fstream>
 #include <string>
 
 #include "every_text.h"
+#include "scratch_dir.h"
 
 namespace {
 
@@ -23,7 +26,7 @@ struct Pieces {
   const char* name;
 };
 
-TEST(PathPieces, Table) {
+TEST(PathPieces, ExtensionAndNamePartAndNameOfEveryForm) {
   const Pieces kTable[] = {
       {"archive.tar.gz", ".gz", "", "archive.tar"},
       {"noext", "", "", "noext"},
@@ -65,6 +68,52 @@ TEST(PathPieces, ResultsPointIntoThePath) {
   const char* path = "dir/a.txt";
   EXPECT_EQ(GetFileExtension(path, -1), path + 5);
   EXPECT_EQ(GetFileNamePart(path, -1), path + 4);
+}
+
+TEST(PathPieces, ABareNameReturnsTheStaticEmptyText) {
+  EXPECT_STREQ(GetFileNamePart("dir/a.txt", -1), "a.txt");
+  const std::string bare = "a.txt";
+  const char* const empty = GetFileNamePart(bare.c_str(), -1);
+  EXPECT_STREQ(empty, "");
+  EXPECT_NE(empty, bare.c_str() + bare.size()) << "not the end of the path";
+  EXPECT_EQ(GetFileNamePart("another", -1), empty) << "static";
+}
+
+TEST(PathPieces, WithoutAnExtensionTheResultIsAStaticEmptyText) {
+  const std::string path = "dir/name";
+  const char* const empty = GetFileExtension(path.c_str(), -1);
+  EXPECT_STREQ(empty, "");
+  EXPECT_NE(empty, path.c_str() + path.size()) << "not the end of the path";
+  EXPECT_EQ(GetFileExtension("another", -1), empty) << "static";
+}
+
+TEST(PathPieces, AComponentWithoutAnExtensionIsGivenOnlyWhenNoDirectoryOtherThanTheRootStandsBeforeIt) {
+  const char* const rows[][2] = {{"name", "name"}, {"/name", "name"}, {"\\name", "name"},
+                                 {"dir/name", ""}, {"dir\\name", ""}, {"/dir/name", ""},
+                                 {"//name", ""},   {"./name", ""},    {"dir/name.ext", "name"},
+                                 {".profile", ""}, {"/.profile", ""}, {"name.tar.gz", "name.tar"},
+                                 {"a.b/name", ""}, {"dir/", ""},      {"/", ""}};
+  for (const auto& row : rows) EXPECT_STREQ(GetFileName(row[0], -1).c_str(), row[1]) << row[0];
+}
+
+// The same text is taken apart in the same way whatever the file system has under it.
+TEST(PathPieces, WorkOnTheTextAloneAndTouchNoFile) {
+  const ScratchDir scratch;
+  namespace fs = std::filesystem;
+  const std::string names[] = {"directory", "file", "link", "broken", "missing"};
+  fs::create_directory(scratch.path() + "/directory");
+  std::ofstream(scratch.path() + "/file") << "x";
+  fs::create_symlink("file", scratch.path() + "/link");
+  fs::create_symlink("nowhere", scratch.path() + "/broken");
+  for (const std::string& name : names) {
+    for (const char* const ending : {"", ".d", "/", "\\"}) {
+      const std::string path = scratch.path() + "/" + name + ending;
+      const std::string part = *ending == '.' || *ending == '\0' ? name + ending : "";
+      EXPECT_STREQ(GetFileNamePart(path.c_str(), -1), part.c_str()) << path;
+      EXPECT_STREQ(GetFileExtension(path.c_str(), -1), *ending == '.' ? ".d" : "") << path;
+      EXPECT_STREQ(GetFileName(path.c_str(), -1).c_str(), *ending == '.' ? name.c_str() : "") << path;
+    }
+  }
 }
 
 TEST(PathPieces, NamePartOfATrailingSeparatorPointsAtTheTerminator) {

@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
+#include <filesystem>
 #include <string>
 #include <type_traits>
 
@@ -93,7 +94,7 @@ TEST(TempFile, NullPartLeavesTheEarlierOne) {
   EXPECT_TRUE(HasFiveDigits(file.fileName(), "p_" + Pid() + "_", "_s.e"));
 }
 
-TEST(TempFile, EmptyPartRemovesTheEarlierOne) {
+TEST(TempFile, AnEmptyPartTakesTheEarlierOneAway) {
   TempFile file;
   file.setPrefix("p");
   file.setPrefix("");
@@ -131,7 +132,7 @@ TEST(TempFile, NamesOfOneSecondAreEqualAndResetTheGenerator) {
   }
 }
 
-TEST(TempFile, GivenDirectoryIsUsedAsItStands) {
+TEST(TempFile, NamesArePutDirectlyBehindTheGivenDirectoryWithoutASeparator) {
   TempFile file("/data/spool");
   file.makePath();
   EXPECT_EQ(std::string(file.path()).rfind("/data/spool" + Pid() + "_", 0), 0U) << file.path();
@@ -156,7 +157,15 @@ TEST(TempFile, PathIsMadeOnce) {
   EXPECT_EQ(file.path(), made);
 }
 
-TEST(TempFile, DestructionRemovesTheFile) {
+TEST(TempFile, MakingThePathCreatesNoFileWhichIsTheClientsPart) {
+  const ScratchDir scratch;
+  TempFile file((scratch.path() + "/").c_str());
+  file.makePath();
+  EXPECT_STRNE(file.path(), "");
+  EXPECT_TRUE(std::filesystem::is_empty(scratch.path()));
+}
+
+TEST(TempFile, DestructionRemovesTheFileAtTheMadePath) {
   const ScratchDir scratch;
   std::string path;
   {

@@ -35,7 +35,13 @@ TEST(TextConversion, Utf8AndWideAreTheSameCharacters) {
   EXPECT_EQ(WideToUtf8(L"a\u00E9\u5B8B\U0001F600", -1), "a\xC3\xA9\xE5\xAE\x8B\xF0\x9F\x98\x80");
 }
 
-TEST(TextConversion, ALengthCutsTheText) {
+TEST(TextConversion, TheSixConversionsTakeAsManyUnitsAsTheLengthSays) {
+  EXPECT_EQ(Utf8ToWide("\xC3\xA9\xC3\xA8", 2), L"\u00E9") << "bytes";
+  EXPECT_EQ(LocalToWide("\xC3\xA9\xC3\xA8", 2), L"\u00E9");
+  EXPECT_EQ(LocalToUtf8("\xC3\xA9\xC3\xA8", 2), "\xC3\xA9");
+  EXPECT_EQ(Utf8ToLocal("\xC3\xA9\xC3\xA8", 2), "\xC3\xA9");
+  EXPECT_EQ(WideToUtf8(L"\u00E9\u00E8", 1), "\xC3\xA9") << "characters";
+  EXPECT_EQ(WideToLocal(L"\u00E9\u00E8", 1), "\xC3\xA9");
   EXPECT_EQ(Utf8ToWide("abc", 2), L"ab");
   EXPECT_EQ(WideToUtf8(L"abc", 2), "ab");
   EXPECT_EQ(LocalToUtf8("abc", 2), "ab");

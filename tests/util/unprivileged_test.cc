@@ -86,6 +86,8 @@ TEST_F(Unprivileged, TheOwnersBitsTellWhoeverAsks) {
     HOLDS(status.st_uid == geteuid() || open(file.c_str(), O_RDONLY) < 0);
     HOLDS(tovkit::GetPathFlags(file.c_str()) ==
           (tovkit::PathIsFile | tovkit::PathReadable | tovkit::PathWritable));
+    const tovkit::FileInfo info(file.c_str(), -1);
+    HOLDS(info.IsReadable() && info.IsWritable());
   });
 }
 

@@ -143,6 +143,10 @@ struct CoreTextDescription {
   std::vector<CoreMissingCharacter> missing;  ///< in the order of their positions
 };
 
+/// A number that grows whenever the fonts of this process change, as by CoreFontLoader::RegisterFontFile.
+/// While it stays, a text is drawn with the same fonts, and what was found of it holds. Any thread may ask.
+TOVMX_API std::uint64_t CoreFontGeneration() noexcept;
+
 /// The families that LoadFont finds by name in the sources of a mask of CoreFontSource, sorted by their
 /// bytes, each once and by its first name, UTF-8. Empty when the sources have no font. May be called from any
 /// thread.
