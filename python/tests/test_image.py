@@ -363,3 +363,8 @@ def test_an_image_that_was_never_made_is_refused() -> None:
         bare.size
     with pytest.raises(TypeError):
         copy.copy(bare).size
+
+
+def test_pillow_does_not_take_blue_for_red() -> None:
+    with pytest.raises((AttributeError, TypeError, ValueError)):
+        PIL.Image.fromarray(tovkit.draw({"Content": "x"}, size=(5, 3)))
