@@ -2,6 +2,8 @@
 // How texts from outside (file names, process names, lines of JSON) are printed for people.
 #pragma once
 
+#include "jobs/number_text.h"
+
 #include <string>
 #include <string_view>
 
@@ -20,7 +22,6 @@ namespace cli {
 // Whether Printable shows the character by an escape.
 [[nodiscard]] bool IsEscaped(wchar_t c);
 
-// The text, with "..." for the middle of every very long row of digits.
-[[nodiscard]] std::string Shortened(const std::string& text);
+using jobs::Shortened;
 
 }  // namespace cli

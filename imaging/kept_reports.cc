@@ -7,6 +7,7 @@
 #include <tovmx/font.h>
 
 #include <functional>
+#include <memory>
 
 namespace tovkit {
 
@@ -22,8 +23,10 @@ std::string_view ViewOf(const CoreString& text) {
 }  // namespace
 
 KeptReports& KeptReports::ForThisThread() {
-  thread_local KeptReports kept;
-  return kept;
+  // On the heap: a program that loads the library while it runs has room for a few hundred bytes of these
+  // only.
+  thread_local const auto kept = std::make_unique<KeptReports>();
+  return *kept;
 }
 
 // The text ends early at a number that has none, and could then be that of two descriptions.

@@ -14,6 +14,7 @@
 #include <cstddef>
 #include <memory>
 #include <optional>
+#include <string>
 #include <vector>
 
 namespace jobs {
@@ -30,12 +31,22 @@ std::vector<Drawing> ReadDrawings(const DrawJob& job) {
   return drawings;
 }
 
-// Turned upright, and in full color, so that text of any color can be drawn on it.
-std::unique_ptr<CoreDib> ReadUnder(const Input& input) {
-  PictureReader reader(input);
-  auto picture = reader.ReadFrame(1);
-  TurnUpright(*picture, reader.ReadOrientation(1), input.name());
-  ToFullColor(*picture, input.name());
+// What the pages are drawn on, turned upright, and in full color, so that text of any color can be drawn on
+// it.
+std::unique_ptr<CoreDib> ReadUnder(const DrawJob& job) {
+  std::unique_ptr<CoreDib> picture;
+  std::string name = job.output.name();
+  if (job.under) {
+    name = job.under->name();
+    PictureReader reader(*job.under);
+    picture = reader.ReadFrame(1);
+    TurnUpright(*picture, reader.ReadOrientation(1), name);
+  } else if (job.underPicture != nullptr) {
+    picture = std::make_unique<CoreDib>();
+    if (!picture->CopyFrom(*job.underPicture)) throw Error(ErrorKind::kLimit, name, "not enough memory");
+    TurnUpright(*picture, job.underOrientation, name);
+  }
+  if (picture != nullptr) ToFullColor(*picture, name);
   return picture;
 }
 
@@ -46,30 +57,63 @@ CoreSizeF SizeOf(const DrawJob& job, const CoreDib* under) {
   return {units(under->GetWidth()), units(under->GetHeight())};
 }
 
-}  // namespace
-
-void Run(const DrawJob& job, Observer& observer) {
+void RegisterFonts(const DrawJob& job) {
   for (const std::string& file : job.fontFiles) {
     CheckReadable(file);
     if (!CoreFontLoader::RegisterFontFile(file.c_str())) {
       throw Error(ErrorKind::kInput, file, "holds no font");
     }
   }
-  const std::vector<Drawing> drawings = ReadDrawings(job);
-  const std::unique_ptr<CoreDib> under = job.under ? ReadUnder(*job.under) : nullptr;
+}
+
+// Pages with what is to be drawn on them.
+struct Layout {
+  std::vector<Drawing> drawings;
+  std::unique_ptr<CoreDib> under;
   std::vector<Placement> placements;
   std::vector<Page> pages;
-  for (const Drawing& drawing : drawings) {
+};
+
+Layout LayOut(const DrawJob& job, Observer& observer) {
+  RegisterFonts(job);
+  Layout layout{ReadDrawings(job), ReadUnder(job), {}, {}};
+  const CoreDib* const under = layout.under.get();
+  for (const Drawing& drawing : layout.drawings) {
     TextBounds bounds;
     const bool fits = !job.size && under == nullptr;
-    drawing.Measure(bounds, fits ? std::nullopt : std::optional(SizeOf(job, under.get())), observer);
-    placements.push_back(fits ? Fit(bounds) : Placement{job.size.value_or(CoreSizeF()), {}, {}});
-    pages.push_back({placements.back().size, job.dpi, job.background, under.get(), job.effort});
+    drawing.Measure(bounds, fits ? std::nullopt : std::optional(SizeOf(job, under)), observer);
+    layout.placements.push_back(fits ? Fit(bounds) : Placement{job.size.value_or(CoreSizeF()), {}, {}});
+    layout.pages.push_back({layout.placements.back().size, job.dpi, job.background, under, job.effort});
   }
   observer.LinesMeasured();
-  WritePages(job.output, job.format, pages, [&](std::size_t page, CoreDevice& device) {
-    drawings[page].Draw(placements[page], device, observer);
+  return layout;
+}
+
+}  // namespace
+
+void Run(const DrawJob& job, Observer& observer) {
+  const Layout layout = LayOut(job, observer);
+  WritePages(job.output, job.format, layout.pages, [&](std::size_t page, CoreDevice& device) {
+    layout.drawings[page].Draw(layout.placements[page], device, observer);
   });
+}
+
+void Measure(const DrawJob& job, Observer& observer) { LayOut(job, observer); }
+
+CoreDib Render(const DrawJob& job, Observer& observer) {
+  const Layout layout = LayOut(job, observer);
+  const std::string& place = job.output.name();
+  if (layout.pages.size() != 1) {
+    throw Error(ErrorKind::kInput, place,
+                "one page is drawn, and there are " + std::to_string(layout.pages.size()));
+  }
+  CoreDib picture;
+  RenderPage(
+      layout.pages[0],
+      [&](CoreDevice& device) { layout.drawings[0].Draw(layout.placements[0], device, observer); }, place,
+      picture);
+  if (IsOpaque(layout.pages[0])) CoreDropAlpha(&picture);
+  return picture;
 }
 
 }  // namespace jobs

@@ -13,6 +13,7 @@
 #include "output.h"
 #include "output_format.h"
 
+#include <tovmx/dib.h>
 #include <tovmx/geometry.h>
 
 #include <cstdint>
@@ -36,6 +37,9 @@ struct DrawJob {
   // A picture that every page is drawn on, in place of size and background; its first frame, turned as its
   // orientation mark says. The format is then a picture's.
   std::optional<Input> under = std::nullopt;
+  // The same, of a picture in memory with its orientation mark; it stays the caller's.
+  const CoreDib* underPicture = nullptr;
+  int underOrientation = 1;
   int effort = 0;  // 1 to 9, of a picture; 0 is the format's default
   // A description that is read already; it comes before the others.
   std::shared_ptr<JsonSource> source = nullptr;
@@ -43,5 +47,12 @@ struct DrawJob {
 
 // Throws Error; an output file then stays as it was.
 void Run(const DrawJob& job, Observer& observer);
+
+// Lays the lines out and draws nothing: the observer hears of every line. Throws Error.
+void Measure(const DrawJob& job, Observer& observer);
+
+// Draws the job's one page to a bitmap, which has an alpha channel unless the background is opaque; output
+// and format are not looked at. Throws Error, for several pages too.
+[[nodiscard]] CoreDib Render(const DrawJob& job, Observer& observer);
 
 }  // namespace jobs

@@ -41,7 +41,7 @@ Error NoText(const MeasuredLine& line) {
     if (!isType && !isName) continue;
     std::string message = one->GetMemberString("message", "");
     if (isType) message.resize(std::min(message.rfind("; "), message.size()));  // that nothing is drawn
-    return line.source->ErrorAtOffset(OffsetOfWarning(line, *one), none + message);
+    return line.source->ErrorAtOffset(OffsetOfWarning(line, *one), line.pointer + pointer, none + message);
   }
   const CoreStringList<CoreString> names = line.description->GetMemberNames();
   if (line.description->HasMember("Content") || names.GetCount() == 0) {

@@ -118,7 +118,7 @@ void Folder::Fail(const std::string& name, const std::string& what) const { thro
 
 void Folder::FailWithErrno(const std::string& name, const char* what) const {
   if (errno == EXDEV) Fail(name, "leads out of the folder");
-  Fail(name, std::string(what) + ": " + std::strerror(errno));
+  throw Error::OfSystem(kind_, name, what);
 }
 
 void Folder::CheckName(const std::string& name) const {

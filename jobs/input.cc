@@ -10,7 +10,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstring>
 #include <utility>
 
 namespace jobs {
@@ -18,7 +17,7 @@ namespace jobs {
 namespace {
 
 [[noreturn]] void FailWithErrno(const std::string& name) {
-  throw Error(ErrorKind::kInput, name, std::strerror(errno));
+  throw Error::OfSystem(ErrorKind::kInput, name, "");
 }
 
 // A descriptor to read from, closed at the end when it was opened here.

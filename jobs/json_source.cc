@@ -144,15 +144,16 @@ TextPosition JsonSource::PositionOf(std::size_t offset) {
 }
 
 Error JsonSource::ErrorAt(std::string_view pointer, const std::string& text) {
-  return ErrorAtOffset(OffsetOf(pointer), text);
+  return ErrorAtOffset(OffsetOf(pointer), pointer, text);
 }
 
-Error JsonSource::ErrorAtOffset(std::size_t offset, const std::string& text) {
+Error JsonSource::ErrorAtOffset(std::size_t offset, std::string_view pointer, const std::string& text) {
   if (!hasText()) return {ErrorKind::kInput, name_, text};
   const TextPosition position = PositionOf(offset);
-  return {ErrorKind::kInput,
-          name_ + ":" + std::to_string(position.line) + ":" + std::to_string(position.column), text,
-          ExcerptAt(text_, offset)};
+  return Error(ErrorKind::kInput,
+               name_ + ":" + std::to_string(position.line) + ":" + std::to_string(position.column), text,
+               ExcerptAt(text_, offset))
+      .At({position.line, position.column, std::string(pointer)});
 }
 
 }  // namespace jobs

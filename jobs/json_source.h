@@ -54,7 +54,8 @@ class JsonSource {
 
   // Of the kind kInput: "NAME:LINE:COLUMN: TEXT" with the line of the text.
   Error ErrorAt(std::string_view pointer, const std::string& text);
-  Error ErrorAtOffset(std::size_t offset, const std::string& text);
+  // The same where the value at the pointer, or its name, is known to stand.
+  Error ErrorAtOffset(std::size_t offset, std::string_view pointer, const std::string& text);
 
  private:
   struct Members {

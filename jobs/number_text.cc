@@ -35,4 +35,20 @@ std::optional<float> ParseNumber(const std::string& text) {
   return static_cast<float>(value);
 }
 
+std::string Shortened(const std::string& text) {
+  constexpr std::size_t kMostDigits = 100;  // 64 bits have 20; names of files may have a few more
+  constexpr std::size_t kKept = 10;         // at either end
+  std::string shortened;
+  for (std::size_t at = 0; at < text.size();) {
+    const std::size_t digits = std::min(text.find_first_not_of("0123456789", at), text.size()) - at;
+    if (digits <= kMostDigits) {
+      shortened += text.substr(at, digits + 1);  // with what ends them
+    } else {
+      shortened += text.substr(at, kKept) + "..." + text.substr(at + digits - kKept, kKept + 1);
+    }
+    at += digits + 1;
+  }
+  return shortened;
+}
+
 }  // namespace jobs

@@ -16,4 +16,7 @@ namespace jobs {
 // A text that is one such number and nothing else.
 [[nodiscard]] std::optional<float> ParseNumber(const std::string& text);
 
+// The text, with "..." for the middle of every very long row of digits.
+[[nodiscard]] std::string Shortened(const std::string& text);
+
 }  // namespace jobs

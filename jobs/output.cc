@@ -4,15 +4,12 @@
 
 #include "error.h"
 
-#include <cerrno>
-#include <cstring>
-
 namespace jobs {
 
 namespace {
 
 [[noreturn]] void FailToWrite(const Output& output) {
-  throw Error(ErrorKind::kOutput, output.name(), std::string("cannot write: ") + std::strerror(errno));
+  throw Error::OfSystem(ErrorKind::kOutput, output.name(), "cannot write");
 }
 
 }  // namespace

@@ -7,8 +7,6 @@
 
 #include <sys/stat.h>
 
-#include <cerrno>
-#include <cstring>
 #include <filesystem>
 #include <system_error>
 #include <utility>
@@ -18,7 +16,7 @@ namespace jobs {
 namespace {
 
 [[noreturn]] void FailWith(const std::string& target, const char* what) {
-  throw Error(ErrorKind::kOutput, target, std::string(what) + ": " + std::strerror(errno));
+  throw Error::OfSystem(ErrorKind::kOutput, target, what);
 }
 
 // The permissions that a newly created file, or the file that is replaced, would have.

@@ -81,9 +81,6 @@ PixelSize PixelSizeOf(const Page& page) {
   return {std::ceil(page.size.width * page.dpi / 96.0), std::ceil(page.size.height * page.dpi / 96.0)};
 }
 
-// Whether a picture of it needs no alpha channel.
-bool IsOpaque(const Page& page) { return page.under == nullptr && page.background >> 24 == 255; }
-
 void WriteTiff(const std::string& place, OutputWriter& writer, const std::vector<Page>& pages,
                const PaintPage& paint) {
   double bytes = 0;
@@ -121,6 +118,8 @@ void WriteOnePage(const Output& output, const OutputFormat& format, const Page& 
 }
 
 }  // namespace
+
+bool IsOpaque(const Page& page) { return page.under == nullptr && page.background >> 24 == 255; }
 
 void RenderPage(const Page& page, const std::function<void(CoreDevice&)>& paint, const std::string& place,
                 CoreDib& bitmap) {

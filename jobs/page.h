@@ -26,6 +26,9 @@ struct Page {
   int effort = 0;  // 1 to 9, of a picture; 0 is the format's default
 };
 
+// Whether a picture of it needs no alpha channel.
+bool IsOpaque(const Page& page);
+
 // Makes a bitmap of 32 bits of the page, which `paint` fills. Throws Error naming `place`, and the bitmap
 // then holds anything.
 void RenderPage(const Page& page, const std::function<void(CoreDevice&)>& paint, const std::string& place,

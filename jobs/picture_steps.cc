@@ -30,7 +30,9 @@ void CheckLimit(CoreSize size, int bits, const std::string& place) {
   throw Error(ErrorKind::kLimit, place, "a picture of " + SizeText(size) + " pixels is too large");
 }
 
-void Crop(CoreDib& picture, CoreRect rect, const std::string& place) {
+}  // namespace
+
+CoreDib Cropped(const CoreDib& picture, CoreRect rect, const std::string& place) {
   const std::string asked = std::to_string(rect.left) + "," + std::to_string(rect.top) + "," +
                             std::to_string(rect.right) + "," + std::to_string(rect.bottom);
   if (rect.left > rect.right) std::swap(rect.left, rect.right);
@@ -55,17 +57,21 @@ void Crop(CoreDib& picture, CoreRect rect, const std::string& place) {
     std::memcpy(part.GetRow(y), picture.GetRow(rect.top + y) + static_cast<std::size_t>(rect.left) * size,
                 static_cast<std::size_t>(part.GetWidth()) * size);
   }
-  picture = std::move(part);
+  return part;
 }
 
-void Resize(CoreDib& picture, const ResizeStep& step, const std::string& place) {
+CoreDib Resized(const CoreDib& picture, const ResizeStep& step, const std::string& place) {
   const CoreSize size = PixelsOf(step.size, SizeOf(picture));
   CheckLimit(size, 32, place);
-  if (!CoreResample(picture, size.width, size.height, step.filter, picture)) {
+  CoreDib resized;
+  if (!CoreResample(picture, size.width, size.height, step.filter, resized)) {
     throw Error(ErrorKind::kLimit, place,
                 "a picture of " + SizeText(size) + " pixels needs more memory than there is");
   }
+  return resized;
 }
+
+namespace {
 
 // One overload for each step.
 struct Steps {
@@ -74,8 +80,8 @@ struct Steps {
   const std::string& place;
 
   void operator()(const EraseStep& step) const { tovkit::DeleteRectDib(&picture, step.rect); }
-  void operator()(const CropStep& step) const { Crop(picture, step.rect, place); }
-  void operator()(const ResizeStep& step) const { Resize(picture, step, place); }
+  void operator()(const CropStep& step) const { picture = Cropped(picture, step.rect, place); }
+  void operator()(const ResizeStep& step) const { picture = Resized(picture, step, place); }
   void operator()(const UprightStep&) const {
     TurnUpright(picture, orientation, place);
     orientation = 1;

@@ -47,6 +47,10 @@ using PictureSteps = std::vector<PictureStep>;
 // limit; the picture then holds what the steps before made of it.
 void Apply(const PictureSteps& steps, CoreDib& picture, int orientation, const std::string& place);
 
+// What a step makes of a picture that stays as it is; throws as Apply does.
+[[nodiscard]] CoreDib Cropped(const CoreDib& picture, CoreRect rect, const std::string& place);
+[[nodiscard]] CoreDib Resized(const CoreDib& picture, const ResizeStep& step, const std::string& place);
+
 // Gives a picture of up to 8 bits a pixel 24 bits, or 32 where its palette has alpha; every other stays as it
 // is. Throws Error naming `place` beyond the registry's pixel limit.
 void ToFullColor(CoreDib& picture, const std::string& place);

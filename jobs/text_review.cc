@@ -101,7 +101,7 @@ void TextReview::Tell(Finding finding, const MeasuredLine& line, const std::stri
   if (!IsKept(finding)) return;
   const std::size_t offset =
       warning != nullptr ? OffsetOfWarning(line, *warning) : line.source->OffsetOf(line.pointer + pointer);
-  const Error error = line.source->ErrorAtOffset(offset, text);
+  const Error error = line.source->ErrorAtOffset(offset, line.pointer + pointer, text);
   Kind& kind = KindOf(finding);
   if (!kind.first) {
     kind.first = error;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // tovkit pages: the page indices that a page selection stands for.
 #include "command.h"
-#include "page_selection.h"
+#include "jobs/page_selection.h"
 #include "text_output.h"
 
 #include <tovkit/util.h>
@@ -33,7 +33,7 @@ void PrintSelected(const PagesOptions& options, const std::string& selection) {
 }
 
 void PrintPages(const PagesOptions& options) {
-  const auto stop = FindSelectionStop(options.selection, options.count, options.zeroBased ? 0 : 1);
+  const auto stop = jobs::FindSelectionStop(options.selection, options.count, options.zeroBased ? 0 : 1);
   if (!stop || options.lenient) {
     PrintSelected(options, options.selection);
     if (stop) std::fprintf(stderr, "tovkit: %s\n", Printable(stop->why).c_str());

@@ -139,6 +139,13 @@ const FontCatalog::Family* FontCatalog::MatchByFontconfig(const std::string& nam
   return found == byName_.end() ? nullptr : &families_[found->second];
 }
 
+std::vector<std::string> FontCatalog::Families() const {
+  std::vector<std::string> names;
+  for (const Family& family : families_) names.push_back(family.name);
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
 FontChoice FontCatalog::Choose(const CoreFontRequest& request) const {
   if (families_.empty()) return {};
   FontChoice choice;

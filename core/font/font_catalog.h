@@ -33,6 +33,8 @@ class FontCatalog {
   FcConfig* Config() const noexcept { return config_.get(); }
   bool IsEmpty() const noexcept { return families_.empty(); }
   FontChoice Choose(const CoreFontRequest& request) const;
+  // The name of each family, sorted, UTF-8.
+  std::vector<std::string> Families() const;
 
  private:
   struct Family {

@@ -56,3 +56,9 @@ bool CoreFontLoader::RegisterFontFile(const char* path) {
 }
 
 void CoreFontLoader::UnregisterFontFiles() { tovmx::UnregisterApplicationFonts(); }
+
+CoreStringList<CoreString> CoreListFontFamilies(int source) {
+  CoreStringList<CoreString> families;
+  for (const std::string& name : tovmx::CatalogFor(source)->Families()) families.Add(name.c_str());
+  return families;
+}

@@ -8,7 +8,7 @@
 
 #include <tovkit/util.h>
 
-#include "page_selection.h"
+#include "jobs/page_selection.h"
 #include "run_command.h"
 
 namespace {
@@ -127,7 +127,7 @@ TEST(PageSelection, StopsWhereTheLibraryDoes) {
       selection += letters[random() % letters.size()];
     const int origin = static_cast<int>(random() % 2);
     const int count = static_cast<int>(random() % 14);
-    const auto stop = cli::FindSelectionStop(selection, count, origin);
+    const auto stop = jobs::FindSelectionStop(selection, count, origin);
     const std::vector<int> all = Selected(selection, count, origin);
     if (!stop) {
       const std::string longer =

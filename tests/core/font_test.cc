@@ -4,11 +4,13 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <future>
 #include <limits>
 #include <string>
@@ -314,6 +316,26 @@ TEST_F(ApplicationFonts, TheApplicationsSourceHoldsOnlyRegisteredFiles) {
 
   CoreFontLoader::UnregisterFontFiles();
   EXPECT_FALSE(fonts.MeasureText(L"x", 1, 20.0f, extents)) << "caches must not outlive the files";
+}
+
+std::vector<std::string> FamiliesOf(int source) {
+  std::vector<std::string> families;
+  for (const CoreString& family : CoreListFontFamilies(source)) families.emplace_back(family.c_str());
+  return families;
+}
+
+TEST_F(ApplicationFonts, TheFamiliesOfASourceAreListedSortedAndOnce) {
+  EXPECT_EQ(FamiliesOf(0), std::vector<std::string>());
+  EXPECT_EQ(FamiliesOf(kCoreFontApplication), std::vector<std::string>());
+  ASSERT_TRUE(CoreFontLoader::RegisterFontFile(SystemFontFile().c_str()));
+  EXPECT_EQ(FamiliesOf(kCoreFontApplication), std::vector<std::string>{"DejaVu Sans Mono"});
+  const std::vector<std::string> all = FamiliesOf(kCoreFontAny);
+  EXPECT_EQ(std::adjacent_find(all.begin(), all.end(), std::greater_equal<>()), all.end());
+  EXPECT_TRUE(std::binary_search(all.begin(), all.end(), "AR PL UMing CN"));
+  for (const std::string& family : all) {
+    const CoreWideString name = CoreTextCodec::Utf8Decode(family.c_str(), static_cast<int>(family.size()));
+    EXPECT_FALSE(Loaded(name.c_str(), kCoreFontAny).IsSubstituted()) << family;
+  }
 }
 
 TEST_F(ApplicationFonts, ASourceWithoutBitsHasNoFonts) {

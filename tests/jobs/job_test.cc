@@ -10,8 +10,11 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
+#include <cstdint>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -66,6 +69,78 @@ TEST(DrawJob, MemoryToMemory) {
     EXPECT_EQ(picture->GetWidth(), 120);
     EXPECT_EQ(picture->GetHeight(), 40);
     EXPECT_EQ(picture->GetArgb(119, 39), 0xFF336699u);
+  }
+}
+
+TEST(DrawJob, RenderDrawsThePixelsThatRunWrites) {
+  for (const std::uint32_t background : {0xFF336699u, 0x00000000u}) {
+    CoreMemoryOutputStream out;
+    jobs::DrawJob job = DrawJobOf(R"([{"Content": "Ab"}])", out, "png");
+    job.background = background;
+    jobs::Observer silent;
+    const CoreDib drawn = jobs::Render(job, silent);
+    EXPECT_EQ(out.GetSize(), 0u);
+    jobs::Run(job, silent);
+    const auto written = PictureOf(out);
+    ASSERT_EQ(drawn.GetBitsPerPixel(), background == 0 ? 32 : 24);
+    ASSERT_EQ(drawn.GetWidth(), written->GetWidth());
+    ASSERT_EQ(drawn.GetHeight(), written->GetHeight());
+    for (int y = 0; y < drawn.GetHeight(); ++y) {
+      for (int x = 0; x < drawn.GetWidth(); ++x) ASSERT_EQ(drawn.GetArgb(x, y), written->GetArgb(x, y));
+    }
+  }
+}
+
+TEST(DrawJob, RenderTakesOnePageAndMeasureAny) {
+  struct Counter : jobs::Observer {
+    void LineMeasured(const jobs::MeasuredLine&, const std::optional<CoreSizeF>&) override { ++lines; }
+    int lines = 0;
+  };
+  CoreMemoryOutputStream out;
+  const jobs::DrawJob job = DrawJobOf(R"([[{"Content": "a"}], [{"Content": "b"}]])", out, "png");
+  Counter counter;
+  EXPECT_THROW(static_cast<void>(jobs::Render(job, counter)), Error);
+  counter.lines = 0;
+  jobs::Measure(job, counter);
+  EXPECT_EQ(counter.lines, 2);
+  EXPECT_EQ(out.GetSize(), 0u);
+}
+
+TEST(DrawJob, AnErrorInJsonHasItsPlaceForPrograms) {
+  const struct {
+    const char* json;
+    std::size_t line, column;
+    const char* pointer;
+  } kRows[] = {{"[{\"Content\": \"a\"},\n  7]", 2, 3, "/1"},
+               {"[{\"Content\": \"a\",\n \"Font\": x}]", 2, 10, "/0/Font"},
+               {"", 1, 1, ""}};
+  for (const auto& row : kRows) {
+    CoreMemoryOutputStream out;
+    jobs::Observer silent;
+    try {
+      jobs::Run(DrawJobOf(row.json, out, "png"), silent);
+      ADD_FAILURE() << row.json;
+    } catch (const Error& e) {
+      ASSERT_TRUE(e.jsonPlace()) << e.what();
+      EXPECT_EQ(e.jsonPlace()->line, row.line);
+      EXPECT_EQ(e.jsonPlace()->column, row.column);
+      EXPECT_EQ(e.jsonPlace()->pointer, row.pointer);
+      EXPECT_EQ(e.systemError(), 0);
+    }
+  }
+}
+
+TEST(DrawJob, AnErrorOfTheSystemHasItsNumber) {
+  CoreMemoryOutputStream out;
+  jobs::DrawJob job = DrawJobOf("[]", out, "png");
+  job.descriptions = {Input::File("/no/such/file")};
+  jobs::Observer silent;
+  try {
+    jobs::Run(job, silent);
+    ADD_FAILURE();
+  } catch (const Error& e) {
+    EXPECT_EQ(e.systemError(), ENOENT);
+    EXPECT_FALSE(e.jsonPlace());
   }
 }
 

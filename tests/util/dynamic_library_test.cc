@@ -193,6 +193,14 @@ TEST(DynamicLibrary, NullOrEmptySymbolKeepsTheError) {
   EXPECT_STREQ(library.GetError(), "Library not load");
   EXPECT_EQ(library.Resolve(nullptr), nullptr);
   EXPECT_STREQ(library.GetError(), "Library not load");
+  ASSERT_TRUE(library.Load());
+  EXPECT_EQ(library.Resolve("x"), nullptr);
+  const std::string error = library.GetError();
+  EXPECT_NE(error.find("\"x\" not found"), std::string::npos) << error;
+  for (const char* const symbol : {"", static_cast<const char*>(nullptr)}) {
+    EXPECT_EQ(library.Resolve(symbol), nullptr);
+    EXPECT_EQ(library.GetError(), error);
+  }
 }
 
 TEST(DynamicLibrary, MissingSymbolNamesItselfAndTheLibrary) {

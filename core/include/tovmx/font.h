@@ -146,3 +146,12 @@ struct CoreTextDescription {
 /// A number that grows whenever the fonts of this process change, as by CoreFontLoader::RegisterFontFile.
 /// While it stays, a text is drawn with the same fonts, and what was found of it holds. Any thread may ask.
 TOVMX_API std::uint64_t CoreFontGeneration() noexcept;
+
+/// The families that LoadFont finds by name in the sources of a mask of CoreFontSource, sorted by their
+/// bytes, each once and by its first name, UTF-8. Empty when the sources have no font. May be called from any
+/// thread.
+///
+/// \code{.cc}
+/// for (const CoreString& family : CoreListFontFamilies(kCoreFontAny)) std::puts(family.c_str());
+/// \endcode
+TOVMX_API CoreStringList<CoreString> CoreListFontFamilies(int source);

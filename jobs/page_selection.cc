@@ -3,14 +3,14 @@
 // returns the pages before that place. A test compares both over generated selections.
 #include "page_selection.h"
 
-#include "text_output.h"
+#include "number_text.h"
 
 #include <algorithm>
 #include <cstdlib>
 #include <set>
 #include <string_view>
 
-namespace cli {
+namespace jobs {
 
 namespace {
 
@@ -122,4 +122,4 @@ std::optional<SelectionStop> FindSelectionStop(const std::string& selection, int
   return std::nullopt;
 }
 
-}  // namespace cli
+}  // namespace jobs

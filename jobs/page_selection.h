@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 
-namespace cli {
+namespace jobs {
 
 struct SelectionStop {
   std::string selected;     // the part of the selection whose pages count
@@ -19,4 +19,4 @@ struct SelectionStop {
 [[nodiscard]] std::optional<SelectionStop> FindSelectionStop(const std::string& selection, int count,
                                                              int origin);
 
-}  // namespace cli
+}  // namespace jobs
