@@ -209,7 +209,14 @@ void RunBatch(BatchOptions options) {
     givenUp = true;
     stop.GiveUp();
   });
-  const bool finished = jobs::Executor(options.executor).Run(selected, sink, stop);
+  bool finished = false;
+  try {
+    finished = jobs::Executor(options.executor).Run(selected, sink, stop);
+  } catch (const jobs::Error&) {
+    // As of a source that breaks off: what was done before is told.
+    sink.Finish();
+    throw;
+  }
   if (givenUp && !finished) SkipTheRest(selected, sink, stop);
   sink.Finish();
   progress.End();

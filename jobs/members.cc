@@ -68,7 +68,8 @@ void RefuseDoubleMembers(const SharedPtr<JsonValue>& value, const std::string& p
     for (std::uint32_t i = 0; i < at->Size(); ++i) {
       const int index = static_cast<int>(i);
       const std::string name = isArray ? std::to_string(i) : names.GetAt(index).c_str();
-      const std::string inner = where + "/" + name;
+      std::string inner = where;
+      inner.append("/").append(name);
       if (!isArray && !seen.insert(names.GetAt(index).c_str()).second) {
         throw Error(ErrorKind::kInput, inner, "the member stands twice");
       }

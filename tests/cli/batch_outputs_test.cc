@@ -18,7 +18,6 @@ namespace {
 using batch::Batch;
 using batch::ContentsOfPath;
 using batch::FilesBelow;
-using batch::Jobs;
 using batch::LinesOf;
 using batch::Member;
 using batch::StatesOf;
