@@ -147,8 +147,8 @@ TOVKIT_API bool DrawTextOnDevice(CoreDevice* device, SharedPtr<const JsonValue> 
 ///
 /// It costs at most twice a measurement of the same description. A line that is new is shaped once, and
 /// making the document takes half as long again. One that the thread has drawn, measured or described before
-/// is not shaped again, as long as it is among the thread's last 512 lines and 65,536 glyphs and has at most
-/// 2,048 characters. A description that comes again, from the third time on, costs a copy of its report,
+/// is not shaped again, as long as it is among the thread's last 512 lines and 65,536 glyphs, or the
+/// last of all. A description that comes again, from the third time on, costs a copy of its report,
 /// which this thread keeps. Between the two lies a line that was drawn or measured before and is described
 /// for the first time: a few microseconds for its document of some 40 values, less than drawing it.
 ///
