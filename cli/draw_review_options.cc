@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The options of draw that look at the lines; draw.cc has those that place and write them.
 #include "draw_review_options.h"
-#include "line_schema.h"
+#include "schemas.h"
 
 #include <cstdio>
 #include <string>

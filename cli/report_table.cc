@@ -37,6 +37,7 @@ void ForEach(const JsonValue& report, const char* list, const char* count, const
 }
 
 std::string Place(const JsonValue& report, const JsonValue& placed) {
+  if (!placed.HasMember("line")) return Text(report, "file");
   return Text(report, "file") + ":" + std::to_string(placed.GetMemberUint64("line", 0)) + ":" +
          std::to_string(placed.GetMemberUint64("column", 0));
 }
@@ -95,6 +96,7 @@ void ReportTable::Print(const JsonValue& report) {
   std::printf("%s%s  \"%s\"\n", isFirst_ ? "" : "\n", Place(report, report).c_str(),
               Text(report, "content").c_str());
   isFirst_ = false;
+  if (report.HasMember("reason")) PrintRow("not drawn", Text(report, "reason"));
   PrintPlace(report);
   PrintRuns(report);
   PrintMissing(report);

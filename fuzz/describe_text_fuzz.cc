@@ -53,6 +53,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const CoreString written = report->ToString();
   Require(tovkit::Json::Diagnose(written.c_str(), static_cast<std::size_t>(written.GetLength())).code == 0);
   Require(report->GetMember("warnings")->Size() <= kLimit);
+  // The second time it is kept, the third time copied.
+  for (int i = 0; i < 2; ++i) {
+    Require(written.Compare(tovkit::DescribeText(root, kLimit)->ToString().c_str()) == 0);
+  }
 
   Witness witness;
   tovkit::DrawTextOnDevice(&witness, root);

@@ -14,12 +14,13 @@ namespace {
 
 // The index of the brightest palette entry, the last of several; 255 without a palette.
 int FillByte(const CoreDib& bitmap) {
+  constexpr std::int64_t kWhite = 3 * 255;  // nothing is brighter
   int fill = 255;
-  std::uint32_t brightest = 0;
-  for (int i = 0; i < bitmap.GetPaletteSize(); ++i) {
+  std::int64_t brightest = -1;
+  for (int i = bitmap.GetPaletteSize() - 1; i >= 0 && brightest < kWhite; --i) {
     const std::uint32_t entry = bitmap.GetPaletteEntry(i);
-    const std::uint32_t sum = (entry & 0xffU) + (entry >> 8 & 0xffU) + (entry >> 16 & 0xffU);
-    if (i > 0 && sum < brightest) continue;
+    const std::int64_t sum = (entry & 0xffU) + (entry >> 8 & 0xffU) + (entry >> 16 & 0xffU);
+    if (sum <= brightest) continue;
     brightest = sum;
     fill = i;
   }

@@ -121,17 +121,19 @@ void DescribeWarnings(const JsonValue& description, const TextRequest& request, 
   }
 }
 
-// False when a device would refuse the line, or draw nothing.
-bool DescribeLine(const TextRequest& request, std::uint32_t limit, JsonValue& report) {
+// Returns null, or why a device would refuse the line or draw nothing.
+const char* DescribeLine(const TextRequest& request, std::uint32_t limit, JsonValue& report) {
   const CoreMatrix place = request.Place();
-  if (request.text.IsEmpty() || !std::isfinite(place.e) || !std::isfinite(place.f)) return false;
-  if (request.fontSize > kLargestFontSize) return false;
+  if (request.text.IsEmpty()) return "there is no text";
+  if (!std::isfinite(place.e) || !std::isfinite(place.f)) return "an offset is no finite number";
+  if (request.fontSize > kLargestFontSize) return "the font size is above 75000";
+  if (request.text.GetLength() > kLongestLine) return "the text is longer than 262144 characters";
   const int maxRuns = static_cast<int>(std::min<std::uint32_t>(limit, kMaxReportRuns));
   CoreTextDescription line;
   const CoreFontLoader fonts = request.Fonts();
   if (!fonts.DescribeText(request.text.c_str(), request.text.GetLength(), request.PixelSize(), maxRuns,
                           line)) {
-    return false;
+    return "no font is installed";
   }
   DescribeRequest(request, fonts, report);
   DescribePlace(line.extents, place, report);
@@ -139,7 +141,7 @@ bool DescribeLine(const TextRequest& request, std::uint32_t limit, JsonValue& re
   const SharedPtr<JsonValue> runs = report.AddArrayMember("runs");
   for (const CoreTextRun& run : line.runs) DescribeRun(run, request, place, *runs->InsertObject(-1));
   DescribeMissing(line.missing, limit, report);
-  return true;
+  return nullptr;
 }
 
 }  // namespace
@@ -153,7 +155,11 @@ SharedPtr<JsonValue> DescribeText(SharedPtr<const JsonValue> description, std::u
   SharedPtr<JsonValue> report = Json::Parse(nullptr, 0, nullptr);
   report->SetMemberBool("drawable", false);
   const TextRequest request = ReadTextRequest(*description);
-  if (DescribeLine(request, limit, *report)) report->SetMemberBool("drawable", true);
+  if (const char* const reason = DescribeLine(request, limit, *report)) {
+    report->SetMemberString("reason", reason);
+  } else {
+    report->SetMemberBool("drawable", true);
+  }
   DescribeWarnings(*description, request, limit, *report);
   kept.Offer(key, report);
   return report;

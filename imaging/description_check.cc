@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <climits>
+#include <cmath>
 #include <cstdint>
 #include <cstring>
 #include <utility>
@@ -49,6 +50,7 @@ const KeyRules& FontKeys() {
 }
 
 constexpr int kMaxQuoted = 60;
+constexpr double kFarthest = 2147483647;
 
 std::string Quoted(const char* text) {
   const std::string all = ReportText(text, kMaxQuoted + 1);
@@ -235,7 +237,10 @@ class Checker {
   }
 
   void CheckType(const JsonValue& value, const std::string& where, const KeyRule& rule) {
-    if (Fits(value, rule.kind)) return;
+    if (Fits(value, rule.kind)) {
+      if (rule.kind == ValueKind::kNumber) CheckReach(value, where, rule);
+      return;
+    }
     const std::string pointer = PointerTo(where, rule.name);
     const std::string name = Quoted(rule.name);
     if (IsTooBig(value.GetType(), rule.kind)) {
@@ -243,8 +248,25 @@ class Checker {
     } else {
       Warn("wrong-type", pointer,
            name + " is " + Found(value.GetType()) + ", where " + Expected(rule.kind) + " is expected; " +
-               rule.otherwise);
+               rule.otherwise + Meant(value, rule.kind));
     }
+  }
+
+  // How to write a whole number that is none to the library, as 30.0 and 3e1 are not.
+  static std::string Meant(const JsonValue& value, ValueKind kind) {
+    double number = 0;
+    if (kind != ValueKind::kInteger || !value.GetDouble(number) || number != std::trunc(number)) return "";
+    if (std::fabs(number) > kFarthest) return "";
+    return "; write " + std::to_string(static_cast<std::int32_t>(number));
+  }
+
+  // Numbers of every form have the bounds of integers, which is far beyond any page.
+  void CheckReach(const JsonValue& value, const std::string& where, const KeyRule& rule) {
+    double number = 0;
+    if (!value.GetDouble(number) || (number >= -kFarthest - 1 && number <= kFarthest)) return;
+    Warn("out-of-range", PointerTo(where, rule.name),
+         Quoted(rule.name) + " is " + (number < 0 ? "below -2147483648" : "above 2147483647") +
+             ", far beyond any page");
   }
 
   // Looked for one by one only where there is any.
@@ -320,6 +342,11 @@ class Checker {
       Warn("text", "", "\"Content\", the text, is missing; nothing is drawn");
     } else if (value->GetType() == JsonString) {
       if (text.IsEmpty()) Warn("text", "/Content", "\"Content\" is empty; nothing is drawn");
+      if (text.GetLength() > kLongestLine) {
+        Warn("text", "/Content",
+             "\"Content\" has " + std::to_string(text.GetLength()) +
+                 " characters, more than the 262144 of a line; nothing is drawn");
+      }
       CheckCharacters(text);
     }
   }

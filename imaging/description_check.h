@@ -15,6 +15,9 @@ namespace tovkit {
 // In points. The em of a larger one is beyond what a device draws.
 inline constexpr int kLargestFontSize = 75000;
 
+// In characters. A device refuses a longer one.
+inline constexpr int kLongestLine = 262144;
+
 // UTF-8, all of it valid.
 struct DescriptionWarning {
   const char* kind;     // "unknown-key", "duplicate-key", "wrong-type", "out-of-range", "color", "text"

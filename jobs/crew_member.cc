@@ -18,7 +18,7 @@ namespace {
 
 using Clock = WorkerProcess::Clock;
 
-constexpr double kSecondsAhead = 0.02;   // of work that a worker has at hand
+constexpr double kSecondsAhead = 0.02;  // of work that a worker has at hand
 constexpr std::size_t kBytesAhead = 1 << 18;
 constexpr int kVainStarts = 10;
 constexpr std::chrono::seconds kStartLimit{60};

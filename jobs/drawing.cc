@@ -100,7 +100,9 @@ void Drawing::Measure(TextBounds& bounds, const std::optional<CoreSizeF>& page, 
   for (const MeasuredLine& line : lines_) {
     if (!tovkit::DrawTextOnDevice(&bounds, line.description)) throw NoText(line);
     if (!bounds.IsDrawable()) {
-      throw line.source->ErrorAt(line.pointer + "/Content", "the text is too long or no font is installed");
+      const SharedPtr<const JsonValue> report = tovkit::DescribeText(line.description, 0);
+      throw line.source->ErrorAt(line.pointer + "/Content",
+                                 report->GetMemberString("reason", "cannot be drawn"));
     }
     observer.LineMeasured(line, page);
     observer.Advance();

@@ -21,11 +21,11 @@ namespace jobs {
 class IdIndex {
  public:
   struct Entry {
-    std::array<std::uint64_t, 2> fingerprint;  // of the id; never zeros
-    std::uint64_t line;                        // 0 for none
-    std::array<std::uint64_t, 2> jobHash;      // its first 16 bytes, zeros for none
-    std::uint64_t number;                      // whatever the user counts
-    std::array<std::uint64_t, 2> outputHash;   // as jobHash
+    std::array<std::uint64_t, 2> fingerprint;      // of the id; never zeros
+    std::uint64_t line;                            // 0 for none
+    std::array<std::uint64_t, 2> jobHash;          // its first 16 bytes, zeros for none
+    std::uint64_t number;                          // whatever the user counts
+    std::array<std::uint64_t, 2> outputHash = {};  // as jobHash
   };
 
   // Throws Error when there is no room for temporary files, as every function here does.

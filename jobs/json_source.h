@@ -31,13 +31,15 @@ class JsonSource {
   explicit JsonSource(const Input& input);
 
   // A value that was read already, where it stands in the text that it was read from. The text and the
-  // value's document must live as long as the source. Throws Error when it is neither an array nor an object.
+  // value's document must live as long as the source. Without a text, for what no person has written, errors
+  // tell the name alone. Throws Error when the value is neither an array nor an object.
   JsonSource(std::string name, std::string_view text, std::string pointer,
              tovkit::SharedPtr<tovkit::JsonValue> value);
   JsonSource(const JsonSource&) = delete;
   JsonSource& operator=(const JsonSource&) = delete;
 
   const std::string& name() const { return name_; }
+  bool hasText() const { return !text_.empty(); }
   // As UTF-8, whatever bytes a file's path has.
   std::string printableName() const;
   const tovkit::SharedPtr<tovkit::JsonValue>& root() const { return root_; }

@@ -19,6 +19,7 @@ using tovkit::JsonValue;
 using tovkit::SharedPtr;
 
 void SetPlace(const MeasuredLine& line, std::size_t offset, JsonValue& object) {
+  if (!line.source->hasText()) return;
   const TextPosition position = line.source->PositionOf(offset);
   object.SetMemberUint64("line", position.line);
   object.SetMemberUint64("column", position.column);

@@ -160,7 +160,7 @@ std::string Describe(std::string_view text, const JsonDiagnosis& diagnosis, cons
   }
   const std::size_t end = std::min(text.find('\0'), text.size());
   const char* const cut = WhatIsCut(text.substr(0, end), diagnosis, way);
-  const std::string message = MessageOf(diagnosis.code);
+  std::string message = MessageOf(diagnosis.code);
   if (cut == nullptr) return message;
   const std::string ends =
       std::string(end == text.size() ? "the text ends inside " : "a NUL character ends the text inside ") +

@@ -9,7 +9,9 @@
 
 #include "member_search.h"
 #include "tree.h"
+#include "value_layout.h"
 
+#include <algorithm>
 #include <cstring>
 #include <utility>
 
@@ -24,9 +26,20 @@ const RapidjsonWrapper* Unwrap(const SharedPtr<const JsonValue>& handle) {
   return static_cast<const RapidjsonWrapper*>(handle.Get());
 }
 
+// RapidJSON would begin with room for sixteen, which most of what calls build never needs.
+constexpr rapidjson::SizeType kFirstRoom = 2;
+
+// Gives an object without room its first.
+void MakeFirstRoom(Value& object, DocumentPool& pool) {
+  if (object.MemberCount() != 0 || RoomOf(object) != 0) return;
+  StorePointer(static_cast<void*>(&object), 0, kFirstRoom, pool.Malloc(kFirstRoom * sizeof(Member)),
+               kObjectFlags);
+}
+
 // AddMember raises the capacity before it allocates; after a failed allocation the object is put back as it
 // was.
 void AppendMember(Value& object, Value& name, Value& content, DocumentPool& pool) {
+  MakeFirstRoom(object, pool);
   // RapidJSON itself moves values by their bytes.
   unsigned char before[sizeof(Value)];
   std::memcpy(before, static_cast<const void*>(&object), sizeof before);
@@ -120,9 +133,9 @@ SharedPtr<JsonValue> RapidjsonWrapper::InsertContainer(std::int32_t index, rapid
 void RapidjsonWrapper::RemoveMember(const char* key) {
   Value* found = FindMember(key);
   if (found == nullptr) return;
-  Member* member = value->MemberBegin();
-  while (&member->value != found) ++member;
-  value->RemoveMember(member);
+  Value* const first = &value->MemberBegin()->value;
+  const auto place = (found - first) * sizeof(Value) / sizeof(Member);
+  value->RemoveMember(value->MemberBegin() + place);
 }
 
 CoreStringList<CoreString> RapidjsonWrapper::GetMemberNames() const {
@@ -169,7 +182,8 @@ Value* RapidjsonWrapper::PutNew(std::int32_t index, Value content) {
   const auto size = static_cast<std::int64_t>(value->Size());
   // What an array outgrows stays in the pool. Doubling leaves a third less behind than RapidJSON's own
   // growth.
-  if (value->Size() == value->Capacity()) value->Reserve(value->Capacity() * 2, *allocator);
+  if (value->Size() == value->Capacity())
+    value->Reserve(std::max(kFirstRoom, value->Capacity() * 2), *allocator);
   value->PushBack(content, *allocator);
   Value* added = value->End() - 1;
   if (index < 0 || index >= size) return added;

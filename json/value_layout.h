@@ -56,6 +56,13 @@ inline void StorePointer(void* place, std::uint32_t size, std::uint32_t capacity
   std::memcpy(place, words, sizeof words);
 }
 
+// How many members an object has room for.
+inline std::uint32_t RoomOf(const Value& object) {
+  std::uint32_t room = 0;
+  std::memcpy(&room, reinterpret_cast<const char*>(&object) + sizeof(std::uint32_t), sizeof room);
+  return room;
+}
+
 // The values that a container holds: elements, or names and values of members in turn.
 inline const Value* FirstSlot(const Value& container) {
   return container.IsObject() ? reinterpret_cast<const Value*>(container.MemberBegin()) : container.Begin();

@@ -80,7 +80,7 @@ def write(notes, documents, build, docs):
                 file.write("\n" + batch.read())
     print(target)
     for section in sections:
-        for case, who, ratio in page.slower_rows(section):
+        for case, who, ratio in [*page.slower_rows(section), *page.dear_rows(section)]:
             if not section.reason(case, who):
                 print(f"no reason: {case.facility}/{case.name}/{who} {ratio.middle:.2f}", file=sys.stderr)
 

@@ -5,6 +5,8 @@ import textwrap
 from rows import format_factor, format_row
 
 NO_REASON = "**no reason is known yet**"
+LEAST = "least"  # the form of the same input that costs least
+DEAR = 2  # a form that costs more than so many times the least has its reason on the page
 
 HOW_TO_READ = """\
 Every row of a table is one job on one input, done by tovkit and by its peers in the same run, {rounds} rounds each in
@@ -69,6 +71,30 @@ def _slower(section, notes):
     yield ""
 
 
+def dear_rows(section):
+    """(case, who, ratio) of all forms that take more than twice as long as the one that costs least."""
+    for case in section.cases:
+        for row in case.peers:
+            ratio = case.ratio(row.who)
+            if ratio and row.who == LEAST and ratio.middle < 1 / DEAR:
+                yield case, row.who, ratio
+
+
+def _dear(section):
+    lines = {}
+    for case, who, ratio in dear_rows(section):
+        row = f"{section.label(case)} ({format_factor(1 / ratio.middle)})"
+        lines.setdefault(section.reason(case, who) or NO_REASON, []).append(row)
+    if not lines:
+        return
+    yield "More than twice the form that costs least, and why:"
+    yield ""
+    for reason, rows in lines.items():
+        yield textwrap.fill(f"- {'; '.join(rows)}: {' '.join(reason.split())}", width=119, subsequent_indent="  ",
+                            break_long_words=False, break_on_hyphens=False)
+    yield ""
+
+
 def _count(section):
     verdicts = [case.ratio(row.who).verdict for case in section.cases for row in case.peers
                 if case.ratio(row.who) and not section.is_floor(case, row.who)]
@@ -112,5 +138,6 @@ def render(sections, notes, facts, versions, rounds, charts):
         yield from _table(section, notes)
         yield ""
         yield from _slower(section, notes)
+        yield from _dear(section)
         if section.id in charts:
             yield f"![{section.title}: times faster than each peer]({charts[section.id]})"

@@ -6,9 +6,11 @@
 #include "byte_count.h"
 #include "duration.h"
 #include "input_file.h"
+#include "schemas.h"
 
 #include <algorithm>
 #include <cstdint>
+#include <cstdio>
 #include <memory>
 #include <string>
 #include <thread>
@@ -66,6 +68,13 @@ void AddResultOptions(CLI::App& batch, BatchOptions& options) {
   batch.add_flag("--fail-fast", options.failFast, "Stop at the first job that fails");
   batch.add_flag("--progress", options.progress,
                  "Show how far it is; a line every 10 s where there is no terminal");
+  batch.add_flag_callback(
+      "--schema",
+      [] {
+        std::fputs(kJobSchema, stdout);
+        throw CLI::Success();
+      },
+      "Print the JSON Schema of jobs and end");
   batch.add_flag("--merge", options.merge, "Print the last result of each job of several files of results");
 }
 

@@ -14,6 +14,7 @@
 #include "terminal_observer.h"
 #include "text_output.h"
 
+#include <tovkit/json.h>
 #include <tovkit/util.h>
 
 #include <sys/stat.h>
@@ -145,8 +146,11 @@ void Draw(const DrawOptions& options) {
   }
   JobOutput output(options.output.file);
   jobs::DrawJob job{{}, options.fontFiles, output.Target(), format};
-  const std::string text = options.text.text ? DescriptionOf(options.text) : "";
-  if (options.text.text) job.descriptions.push_back(jobs::Input::Memory(text, "--text"));
+  if (options.text.text) {
+    const std::string text = DescriptionOf(options.text);
+    job.source = std::make_shared<jobs::JsonSource>(
+        "--text", "", "", tovkit::Json::Parse(text.data(), static_cast<unsigned>(text.size()), nullptr));
+  }
   for (const std::string& file : options.files) job.descriptions.push_back(JobInput(file));
   if (!options.over.empty()) job.under = JobInput(options.over);
   job.onePage = options.onePage;
@@ -160,12 +164,13 @@ void Draw(const DrawOptions& options) {
   output.Finish();
 }
 
-// What stands there, when it is nothing that can be read again and again; else empty.
+// Says what stands there when it is nothing that can be read again and again; else empty.
 std::string WhyNotWatched(const std::string& file) {
   struct stat status {};
   if (stat(file.c_str(), &status) != 0 || S_ISREG(status.st_mode)) return "";
-  if (S_ISDIR(status.st_mode)) return "a folder";
-  return S_ISFIFO(status.st_mode) ? "a pipe, which can be read only once" : "no regular file";
+  if (S_ISDIR(status.st_mode)) return file + " is a folder";
+  return file +
+         (S_ISFIFO(status.st_mode) ? " is a pipe, which can be read only once" : " is no regular file");
 }
 
 std::vector<std::string> WatchedFiles(const DrawOptions& options) {
@@ -174,7 +179,7 @@ std::vector<std::string> WatchedFiles(const DrawOptions& options) {
   for (const std::string& file : files) {
     if (file == "-") throw UsageError("--watch: standard input does not change");
     if (const std::string why = WhyNotWatched(file); !why.empty()) {
-      throw UsageError("--watch: " + file + " is " + why);
+      throw UsageError("--watch: " + why);
     }
     if (IsOutput(file, options.output.file)) {
       throw UsageError("--watch: " + file + " is read and written, which would never end");
@@ -193,7 +198,7 @@ std::vector<std::string> WatchedFiles(const DrawOptions& options) {
       // Another thing may have taken its place.
       for (const std::string& file : files) {
         if (const std::string why = WhyNotWatched(file); !why.empty()) {
-          throw CommandError(file + " is " + why);
+          throw CommandError(why);
         }
       }
       Draw(options);

@@ -9,8 +9,9 @@ namespace {
 
 // Four pixels of four bytes become three words; what is written never reaches what is still to be read.
 void DropFromRow(const std::uint8_t* from, std::size_t width, std::uint8_t* to) noexcept {
+  constexpr std::size_t kAtOnce = 4;
   std::size_t x = 0;
-  for (; x + 4 <= width; x += 4, from += 16, to += 12) {
+  for (; x + kAtOnce <= width; x += kAtOnce, from += 16, to += 12) {
     std::uint32_t in[4];
     std::memcpy(in, from, sizeof in);
     const std::uint32_t out[3] = {(in[0] & 0xffffffU) | in[1] << 24, (in[1] >> 8 & 0xffffU) | in[2] << 16,

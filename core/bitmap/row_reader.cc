@@ -34,8 +34,9 @@ unsigned LargestIndex(const std::uint8_t* bytes, std::size_t size, unsigned bits
   const __m128i low = _mm_set1_epi8(static_cast<char>(lowest));
   __m128i largestLow = _mm_setzero_si128();   // of the last index of each byte
   __m128i largestHigh = _mm_setzero_si128();  // of those before it, at their places
+  constexpr std::size_t kBlock = 16;
   std::size_t i = 0;
-  for (; i + 16 <= size; i += 16) {
+  for (; i + kBlock <= size; i += kBlock) {
     const __m128i block = _mm_loadu_si128(static_cast<const __m128i*>(static_cast<const void*>(bytes + i)));
     largestLow = _mm_max_epu8(largestLow, _mm_and_si128(block, low));
     largestHigh = _mm_max_epu8(largestHigh, _mm_andnot_si128(low, block));

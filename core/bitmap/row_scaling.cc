@@ -106,9 +106,10 @@ void RowScaler::ScaleAlpha(float* out) const {
 }
 
 void AddWeighted(const std::vector<float>& row, float weight, std::vector<float>& sums) {
+  constexpr std::size_t kLanes = 4;
   const __m128 weights = _mm_set1_ps(weight);
   std::size_t i = 0;
-  for (; i + 4 <= sums.size(); i += 4) {
+  for (; i + kLanes <= sums.size(); i += kLanes) {
     const __m128 product = _mm_mul_ps(weights, _mm_loadu_ps(row.data() + i));
     _mm_storeu_ps(sums.data() + i, _mm_add_ps(_mm_loadu_ps(sums.data() + i), product));
   }

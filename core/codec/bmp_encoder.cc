@@ -86,12 +86,24 @@ class BmpEncoder final : public CoreImageEncoder {
     return stream.Write(head.Bytes().data(), head.Bytes().size()) && WriteRows(bitmap, alpha, stream);
   }
 
+  // Several rows are written at a time, since a call for each takes longer than the copy.
   static bool WriteRows(const CoreDib& bitmap, bool alpha, CoreOutputStream& stream) {
+    constexpr std::size_t kBlock = std::size_t{32} << 10;
     RowReader rows(bitmap, RowLayout::kBgra);
     const auto size =
         static_cast<std::size_t>(alpha ? bitmap.GetWidth() * std::int64_t{4} : bitmap.GetStride());
+    std::vector<std::uint8_t> block;
+    if (size < kBlock) block.reserve(kBlock);
     for (int y = bitmap.GetHeight() - 1; y >= 0; --y) {
-      if (!stream.Write(alpha ? rows.Row(y) : bitmap.GetRow(y), size)) return false;
+      const std::uint8_t* const row = alpha ? rows.Row(y) : bitmap.GetRow(y);
+      if (size >= kBlock) {
+        if (!stream.Write(row, size)) return false;
+        continue;
+      }
+      block.insert(block.end(), row, row + size);
+      if (y > 0 && block.size() + size <= kBlock) continue;
+      if (!stream.Write(block.data(), block.size())) return false;
+      block.clear();
     }
     return true;
   }

@@ -56,10 +56,11 @@ constexpr std::uint64_t Log2(std::uint32_t value) {
 }
 
 std::uint64_t BitsOfBlock(const std::uint8_t* data, std::size_t size) {
-  std::uint32_t counts[4][256] = {};  // so that neighbors that are equal do not wait for one another
+  constexpr std::size_t kTables = 4;
+  std::uint32_t counts[kTables][256] = {};  // so that equal neighbors do not wait for one another
   std::size_t i = 0;
-  for (; i + 4 <= size; i += 4) {
-    for (std::size_t k = 0; k < 4; ++k) ++counts[k][data[i + k]];
+  for (; i + kTables <= size; i += kTables) {
+    for (std::size_t k = 0; k < kTables; ++k) ++counts[k][data[i + k]];
   }
   for (; i < size; ++i) ++counts[0][data[i]];
   std::uint64_t bits = size * Log2(static_cast<std::uint32_t>(size));

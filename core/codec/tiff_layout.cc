@@ -6,7 +6,10 @@
 #include "codec/tiff_samples.h"
 #include "pixel/color.h"
 
+#include <emmintrin.h>
+
 #include <algorithm>
+#include <array>
 #include <climits>
 #include <cstring>
 
@@ -121,7 +124,7 @@ std::uint8_t SampleAt(const std::uint8_t* from, std::size_t i, int bits) {
   if (bits == 8) return from[i];
   std::uint16_t value = 0;
   std::memcpy(&value, from + 2 * i, sizeof value);
-  return ByteOfSample(value, 65535);
+  return static_cast<std::uint8_t>((value * 255U + 32895U) >> 16);  // rounds as ByteOfSample does
 }
 
 void StoreIndexed(const TiffLayout& layout, const std::uint8_t* from, CoreDib& to, int x, int y, int count) {
@@ -153,6 +156,35 @@ void StoreRgb(const std::uint8_t* from, std::size_t size, std::uint8_t* out, int
     out[1] = from[1];
     out[2] = red;
     if (size == 4) out[3] = from[3];
+  }
+}
+
+// (value + 127) / 255, in each of eight numbers up to 65025.
+__m128i DivideBy255(__m128i values) {
+  const __m128i raised = _mm_add_epi16(values, _mm_set1_epi16(128));
+  return _mm_srli_epi16(_mm_add_epi16(raised, _mm_srli_epi16(raised, 8)), 8);
+}
+
+// Cyan, magenta, yellow and black, a byte each, into blue, green and red; four pixels at a time.
+void StoreInks(const std::uint8_t* from, std::uint8_t* out, int count) {
+  const __m128i zero = _mm_setzero_si128();
+  const auto light = [](__m128i inks) {  // of two pixels, 16 bits an ink
+    const __m128i left = _mm_sub_epi16(_mm_set1_epi16(255), inks);
+    const __m128i ofBlack = _mm_shufflehi_epi16(_mm_shufflelo_epi16(left, 0xFF), 0xFF);
+    const __m128i swapped = _mm_shufflehi_epi16(_mm_shufflelo_epi16(left, 0xC6), 0xC6);
+    return DivideBy255(_mm_mullo_epi16(swapped, ofBlack));
+  };
+  // The last three of sixteen bytes belong to the pixel behind.
+  for (; count >= 5; count -= 4, from += 16, out += 12) {
+    const __m128i inks = _mm_loadu_si128(static_cast<const __m128i*>(static_cast<const void*>(from)));
+    alignas(16) std::uint8_t pixels[16];
+    _mm_store_si128(
+        static_cast<__m128i*>(static_cast<void*>(pixels)),
+        _mm_packus_epi16(light(_mm_unpacklo_epi8(inks, zero)), light(_mm_unpackhi_epi8(inks, zero))));
+    for (std::size_t i = 0; i < 4; ++i) std::memcpy(out + 3 * i, pixels + 4 * i, 4);
+  }
+  for (; count > 0; --count, from += 4, out += 3) {
+    for (int c = 0; c < 3; ++c) out[2 - c] = LightBehindInk(from[c], from[3]);
   }
 }
 
@@ -202,6 +234,28 @@ void StorePlane(const TiffLayout& layout, const std::uint8_t* from, int plane, s
   }
 }
 
+// Samples of 16 bits are narrowed to bytes first, a few pixels at a time.
+void StoreHalved(const TiffLayout& layout, const std::uint8_t* from, CoreDib& to, int x, int y, int count) {
+  TiffLayout narrow = layout;
+  narrow.bits = 8;
+  std::array<std::uint8_t, 4096> bytes;
+  const auto samples = static_cast<std::size_t>(layout.samples);
+  const int most = static_cast<int>(bytes.size() / samples);
+  if (most == 0)
+    return StoreSamples(
+        layout, from,
+        to.GetRow(y) + static_cast<std::size_t>(x) * (static_cast<unsigned>(layout.BitmapBits()) / 8), count);
+  while (count > 0) {
+    const int now = std::min(count, most);
+    const std::size_t size = static_cast<std::size_t>(now) * samples;
+    for (std::size_t i = 0; i < size; ++i) bytes[i] = SampleAt(from, i, 16);
+    StoreTiffSpan(narrow, bytes.data(), 0, to, x, y, now);
+    from += 2 * size;
+    x += now;
+    count -= now;
+  }
+}
+
 }  // namespace
 
 void StoreTiffSpan(const TiffLayout& layout, const std::uint8_t* from, int plane, CoreDib& to, int x, int y,
@@ -210,8 +264,10 @@ void StoreTiffSpan(const TiffLayout& layout, const std::uint8_t* from, int plane
   const auto size = static_cast<std::size_t>(layout.BitmapBits()) / 8;
   std::uint8_t* out = to.GetRow(y) + static_cast<std::size_t>(x) * size;
   if (layout.separate) return StorePlane(layout, from, plane, out, count);
-  const bool same = layout.bits == 8 && static_cast<std::size_t>(layout.samples) == size;
+  if (layout.bits == 16) return StoreHalved(layout, from, to, x, y, count);
+  const bool same = static_cast<std::size_t>(layout.samples) == size;
   if (same && layout.colors == TiffColors::kRgb) return StoreRgb(from, size, out, count);
+  if (layout.samples == 4 && layout.colors == TiffColors::kCmyk) return StoreInks(from, out, count);
   StoreSamples(layout, from, out, count);
 }
 

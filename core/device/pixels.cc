@@ -116,10 +116,11 @@ int Store24(const std::uint32_t* from, std::uint8_t* row, int left, int right) n
   return x;
 }
 
-int StoreGray8(const std::uint32_t* from, std::uint8_t* row, int left, int right) noexcept {
-  int x = left;
-  for (; x < right && (from[x] & kAlpha) == kAlpha; ++x) row[x] = static_cast<std::uint8_t>(GrayOf(from[x]));
-  return x;
+bool AreEight(const std::uint32_t* pixels, std::uint32_t color) noexcept {
+  const __m128i wanted = _mm_set1_epi32(static_cast<int>(color));
+  const __m128i same =
+      _mm_and_si128(_mm_cmpeq_epi32(LoadFour(pixels), wanted), _mm_cmpeq_epi32(LoadFour(pixels + 4), wanted));
+  return _mm_movemask_epi8(same) == 0xFFFF;
 }
 
 void Store32s(const std::uint32_t* from, std::uint8_t* row, int left, int right) noexcept {
@@ -214,26 +215,52 @@ void PixelExchange::Load(const PixelArea& area, cairo_surface_t* surface) {
 }
 
 void PixelExchange::StoreRow(const std::uint32_t* from, std::uint8_t* row, int left, int right) {
-  if (bits_ == 32) {
-    Store32s(from, row, left, right);
-    return;
-  }
-  if (match_ != nullptr) {
-    StoreIndices(from, row, left, right);
-    return;
-  }
-  for (int x = left; x < right; ++x) {
-    if (bits_ == 24) x = Store24(from, row, x, right);
-    if (bits_ == 8) x = StoreGray8(from, row, x, right);
-    if (x < right) SetPixel(row, x, bits_, ValueOf(from[x]));
+  switch (bits_) {
+    case 32:
+      Store32s(from, row, left, right);
+      break;
+    case 24:
+      for (int x = left; x < right; ++x) {
+        x = Store24(from, row, x, right);
+        if (x < right) SetPixel(row, x, bits_, ValueOf(from[x]));
+      }
+      break;
+    case 8:
+      StoreIndices<8>(from, row, left, right);
+      break;
+    case 4:
+      StoreIndices<4>(from, row, left, right);
+      break;
+    default:
+      StoreIndices<1>(from, row, left, right);
   }
 }
 
+template <unsigned bits>
 void PixelExchange::StoreIndices(const std::uint32_t* from, std::uint8_t* row, int left, int right) {
-  const auto bits = static_cast<unsigned>(bits_);
-  for (int x = left; x < right; ++x) {
-    const std::uint32_t own = colors_[PackedIndex(row, static_cast<std::size_t>(x), bits)];
-    if (from[x] != own) SetPixel(row, x, bits_, ValueOf(from[x]));
+  constexpr unsigned kMask = (1U << bits) - 1;
+  constexpr std::uint64_t kEvery =
+      ~std::uint64_t{0} / kMask;  // multiplied by an index, that index everywhere
+  constexpr int kGroup = 8;
+  for (int x = left; x < right;) {
+    const std::size_t column = static_cast<std::size_t>(x);
+    // Most of what lies around ink is eight pixels of one color, as they were.
+    if (x % kGroup == 0 && right - x >= kGroup) {
+      std::uint64_t own = 0;
+      std::memcpy(&own, row + column * bits / 8, bits);
+      const unsigned index = PackedIndex(row, column, bits);
+      const bool isOne = ((own ^ index * kEvery) & (~std::uint64_t{0} >> (64 - 8 * bits))) == 0;
+      if (isOne && AreEight(from + x, colors_[index])) {
+        x += kGroup;
+        continue;
+      }
+    }
+    const int end = std::min(right, (x / kGroup + 1) * kGroup);
+    for (; x < end; ++x) {
+      const auto place = static_cast<std::size_t>(x);
+      if (from[x] != colors_[PackedIndex(row, place, bits)])
+        SetPackedIndex(row, place, bits, ValueOf(from[x]));
+    }
   }
 }
 

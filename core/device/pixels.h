@@ -42,6 +42,7 @@ class PixelExchange {
  private:
   std::uint32_t ValueOf(std::uint32_t premultiplied);
   void StoreRow(const std::uint32_t* from, std::uint8_t* row, int left, int right);
+  template <unsigned bits>
   void StoreIndices(const std::uint32_t* from, std::uint8_t* row, int left, int right);
 
   CoreDib& bitmap_;

@@ -25,8 +25,7 @@ namespace {
 
 constexpr std::size_t kMaxTypefaces = 64;
 constexpr std::size_t kMaxLines = 512;
-constexpr std::size_t kMaxKeptGlyphs = 1 << 16;
-constexpr std::size_t kMaxKeptLength = 2048;  // characters of one line
+constexpr std::size_t kMaxKeptSize = 1 << 16;  // glyphs, or characters where those are more
 
 std::size_t Mix(std::size_t hash, std::size_t value) { return (hash ^ value) * 0x9E3779B97F4A7C15u; }
 
@@ -56,7 +55,7 @@ void TextShaper::DropStale() {
   generation_ = now;
   byHash_.clear();
   lines_.clear();
-  keptGlyphs_ = 0;
+  keptSize_ = 0;
   passing_ = {};
   typefaces_.clear();
   sources_ = {};
@@ -118,21 +117,25 @@ ShapedLine TextShaper::ShapeNow(const CoreFontRequest& request, std::wstring_vie
   return ShapeLine(context, text, pictures_);
 }
 
+std::size_t TextShaper::SizeOf(const Line& line) {
+  return std::max(line.shaped.glyphCount, line.text.size());
+}
+
 const ShapedLine* TextShaper::Keep(Line line) {
-  if (line.text.size() > kMaxKeptLength) {
-    passing_ = std::move(line.shaped);
-    return &passing_;
+  if (line.text.size() > kMaxKeptSize) {
+    passing_ = std::move(line);
+    return &passing_.shaped;
   }
   if (const auto rival = byHash_.find(line.hash); rival != byHash_.end()) {
-    keptGlyphs_ -= rival->second->shaped.glyphCount;
+    keptSize_ -= SizeOf(*rival->second);
     lines_.erase(rival->second);
     byHash_.erase(rival);
   }
-  keptGlyphs_ += line.shaped.glyphCount;
+  keptSize_ += SizeOf(line);
   lines_.push_front(std::move(line));
   byHash_[lines_.front().hash] = lines_.begin();
-  while (lines_.size() > 1 && (lines_.size() > kMaxLines || keptGlyphs_ > kMaxKeptGlyphs)) {
-    keptGlyphs_ -= lines_.back().shaped.glyphCount;
+  while (lines_.size() > 1 && (lines_.size() > kMaxLines || keptSize_ > kMaxKeptSize)) {
+    keptSize_ -= SizeOf(lines_.back());
     byHash_.erase(lines_.back().hash);
     lines_.pop_back();
   }
@@ -149,13 +152,14 @@ const ShapedLine* TextShaper::Shape(const CoreFontRequest& request, const wchar_
   DropStale();
   const std::wstring_view text(characters, length);
   const std::size_t hash = Mix(HashOf(request), std::hash<std::wstring_view>()(text));
-  if (const auto known = byHash_.find(hash); known != byHash_.end()) {
-    Line& line = *known->second;
-    if (line.text == text && line.request == request) {
-      lines_.splice(lines_.begin(), lines_, known->second);
-      return &line.shaped;
-    }
+  const auto isWanted = [&](const Line& line) {
+    return line.hash == hash && line.text == text && line.request == request;
+  };
+  if (const auto known = byHash_.find(hash); known != byHash_.end() && isWanted(*known->second)) {
+    lines_.splice(lines_.begin(), lines_, known->second);
+    return &known->second->shaped;
   }
+  if (text.size() > kMaxKeptSize && isWanted(passing_)) return &passing_.shaped;
   if (SourceFor(request.source).catalog->IsEmpty()) return nullptr;
   return Keep({hash, request, std::wstring(text), ShapeNow(request, text)});
 }

@@ -2,7 +2,7 @@
 // TextShaper: turns text and a font request into glyphs; keeps what it found for the next line.
 //
 // Every thread has its own, with its own font maps, so that nothing here locks. The caches are bounded: fonts
-// in number, lines in number and in glyphs.
+// in number, lines in number, in glyphs and in characters.
 #pragma once
 
 #include "font/color_pictures.h"
@@ -71,6 +71,7 @@ class TextShaper {
   Source& SourceFor(int source);
   Typeface& TypefaceFor(const CoreFontRequest& request);
   ShapedLine ShapeNow(const CoreFontRequest& request, std::wstring_view text);
+  static std::size_t SizeOf(const Line& line);
   const ShapedLine* Keep(Line line);
 
   std::uint64_t generation_ = 0;
@@ -78,9 +79,9 @@ class TextShaper {
   std::unordered_map<std::size_t, Typeface> typefaces_;
   std::list<Line> lines_;  // the most recently used first
   std::unordered_map<std::size_t, std::list<Line>::iterator> byHash_;
-  std::size_t keptGlyphs_ = 0;
+  std::size_t keptSize_ = 0;
   ColorPictures pictures_{kMaxPictureBytes};
-  ShapedLine passing_;  // the last line that was not worth keeping
+  Line passing_;  // the last of those that are too long to be kept beside others
 };
 
 }  // namespace tovmx

@@ -7,6 +7,7 @@
 #pragma once
 
 #include <algorithm>
+#include <array>
 #include <cassert>
 #include <cstdint>
 
@@ -35,11 +36,20 @@ constexpr std::uint8_t OverWhite(unsigned component, unsigned alpha) noexcept {
   return static_cast<std::uint8_t>((component * alpha + 255 * (255 - alpha) + 127) / 255);
 }
 
+// 2^32 / alpha, rounded up: a multiplication divides by it without a rest for what bytes can be.
+inline constexpr std::array<std::uint64_t, 256> kOverAlpha = [] {
+  std::array<std::uint64_t, 256> factors{};
+  for (std::uint64_t alpha = 1; alpha < 256; ++alpha)
+    factors[alpha] = ((std::uint64_t{1} << 32) + alpha - 1) / alpha;
+  return factors;
+}();
+
 // A premultiplied component made straight; one that is greater than alpha counts as alpha. Precondition:
 // alpha is not 0.
 constexpr std::uint8_t DivideByAlpha(unsigned component, unsigned alpha) noexcept {
-  assert(alpha != 0);
-  return static_cast<std::uint8_t>(std::min(255U, (component * 255 + alpha / 2) / alpha));
+  assert(alpha != 0 && alpha <= 255 && component <= 255);
+  return static_cast<std::uint8_t>(
+      std::min(std::uint64_t{255}, (component * 255 + alpha / 2) * kOverAlpha[alpha] >> 32));
 }
 
 constexpr std::uint32_t Premultiplied(std::uint32_t argb) noexcept {

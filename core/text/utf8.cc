@@ -120,7 +120,10 @@ std::size_t SpellingIn(const EscapedBytes& bytes) {
 }
 
 std::size_t SpellingAt(const wchar_t* text, std::size_t length) {
-  return IsEscapedByte(ValueOf(*text)) ? SpellingIn(EscapesAt(text, length)) : 0;
+  // Two escapes at least, of which the first is of a byte that begins a character.
+  if (!IsEscapedByte(ValueOf(*text)) || length < 2 || !IsEscapedByte(ValueOf(text[1]))) return 0;
+  const std::uint32_t lead = ValueOf(*text) & 0xFF;
+  return lead < 0xC2 || lead > 0xF4 ? 0 : SpellingIn(EscapesAt(text, length));
 }
 
 // The number of bytes that the character takes.
@@ -165,6 +168,33 @@ unsigned WriteCharacter(std::uint32_t c, char* out) {
   return 4;
 }
 
+// Bytes that stand in no character and begin none.
+constexpr bool IsLone(std::uint32_t byte) { return (byte >= 0x80 && byte < 0xC2) || byte > 0xF4; }
+
+// Escapes the lone bytes at the front, behind what is no character either, and returns how many.
+std::size_t EscapeLone(const unsigned char* bytes, std::size_t length, wchar_t* out) {
+  std::size_t done = 0;
+  const __m128i zero = _mm_setzero_si128();
+  const __m128i escape = _mm_set1_epi32(static_cast<int>(kEscapeBase));
+  for (; length - done >= kBlock; done += kBlock) {
+    const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes + done));
+    // As numbers with a sign, 0x80 to 0xC1 are the least, and 0xF5 to 0xFF those right below zero.
+    const __m128i low = _mm_cmpgt_epi8(_mm_set1_epi8(static_cast<char>(0xC2)), block);
+    const __m128i high = _mm_and_si128(_mm_cmpgt_epi8(block, _mm_set1_epi8(static_cast<char>(0xF4))),
+                                       _mm_cmpgt_epi8(zero, block));
+    if (_mm_movemask_epi8(_mm_or_si128(low, high)) != 0xFFFF) break;
+    const __m128i first = _mm_unpacklo_epi8(block, zero);
+    const __m128i second = _mm_unpackhi_epi8(block, zero);
+    auto* to = reinterpret_cast<__m128i*>(out + done);
+    _mm_storeu_si128(to, _mm_or_si128(_mm_unpacklo_epi16(first, zero), escape));
+    _mm_storeu_si128(to + 1, _mm_or_si128(_mm_unpackhi_epi16(first, zero), escape));
+    _mm_storeu_si128(to + 2, _mm_or_si128(_mm_unpacklo_epi16(second, zero), escape));
+    _mm_storeu_si128(to + 3, _mm_or_si128(_mm_unpackhi_epi16(second, zero), escape));
+  }
+  for (; done < length && IsLone(bytes[done]); ++done) out[done] = EscapeByte(bytes[done]);
+  return done;
+}
+
 // The scalar loops. They go on until `enough` of the input is taken.
 Utf8Progress DecodeScalar(const char* text, std::size_t length, std::size_t enough, wchar_t* const start) {
   const auto* bytes = reinterpret_cast<const unsigned char*>(text);
@@ -183,6 +213,13 @@ Utf8Progress DecodeScalar(const char* text, std::size_t length, std::size_t enou
     if (size != 0) {
       *out++ = static_cast<wchar_t>(c);
       i += size;
+      continue;
+    }
+    if (bytes[i] != 0xED) {
+      *out++ = EscapeByte(bytes[i++]);
+      const std::size_t lone = EscapeLone(bytes + i, length - i, out);
+      i += lone;
+      out += lone;
       continue;
     }
     const EscapedBytes escaped = EscapesAt(bytes + i, length - i);
@@ -227,19 +264,27 @@ const Utf8Kernels* Kernels() {
 template <typename In, typename Out, typename Kernel, typename Scalar>
 std::size_t Convert(const In* text, std::size_t length, Out* out, Kernel Utf8Kernels::*kernel,
                     Scalar scalar) {
-  constexpr std::size_t kStep = 16;
-  const Utf8Kernels* const kernels = length >= kStep ? Kernels() : nullptr;
+  // The scalar loop takes little where the kernel goes far, and more each time that it does not.
+  constexpr std::size_t kLeast = 16;
+  constexpr std::size_t kMost = 64;
+  constexpr std::size_t kFar = 16;
+  const Utf8Kernels* const kernels = length >= 16 ? Kernels() : nullptr;
+  std::size_t step = kLeast;
   Utf8Progress done = {0, 0};
   const auto advance = [&done](Utf8Progress progress) {
     done.taken += progress.taken;
     done.written += progress.written;
   };
   while (done.taken < length) {
-    if (kernels != nullptr)
-      advance((kernels->*kernel)(text + done.taken, length - done.taken, out + done.written));
-    const std::size_t left = length - done.taken;
-    advance(scalar(text + done.taken, left, kernels != nullptr && left > kStep ? kStep : left,
-                   out + done.written));
+    std::size_t left = length - done.taken;
+    if (kernels != nullptr) {
+      const Utf8Progress fast = (kernels->*kernel)(text + done.taken, left, out + done.written);
+      advance(fast);
+      left -= fast.taken;
+      step = fast.taken >= kFar ? kLeast : std::min(2 * step, kMost);
+    }
+    const bool toTheEnd = kernels == nullptr || left <= kFar;
+    advance(scalar(text + done.taken, left, toTheEnd ? left : std::min(step, left), out + done.written));
   }
   return done.written;
 }

@@ -11,15 +11,22 @@ namespace tovmx {
 
 namespace {
 
-constexpr std::size_t kBlock = 64;  // bytes decoded at a time
-constexpr std::size_t kLanes = 8;   // characters of a vector
+constexpr std::size_t kBlock = 64;    // bytes decoded at a time
+constexpr std::size_t kLanes = 8;     // characters of a vector
+constexpr std::size_t kLongSize = 4;  // bytes of a character from 0x10000 on
 
 __m256i Load(const void* from) { return _mm256_loadu_si256(static_cast<const __m256i*>(from)); }
 void Store(void* to, __m256i vector) { _mm256_storeu_si256(static_cast<__m256i*>(to), vector); }
 __m256i All(std::uint32_t value) { return _mm256_set1_epi32(static_cast<int>(value)); }
 
+__m256i Field(__m256i shifted, std::uint32_t keep) { return _mm256_and_si256(shifted, All(keep)); }
+
+bool AreAll(__m256i mask) { return _mm256_movemask_epi8(mask) == -1; }
+
 // ---- Decoding
 
+// Fewer bytes in front of something unusual are left to the scalar loop, too.
+constexpr std::size_t kWorthwhile = 24;
 constexpr std::size_t kGroup = 4;        // characters that are gathered at once
 constexpr unsigned kGroupBytes = 12;     // what they take at most
 constexpr unsigned kGroupPatterns = 81;  // three sizes each
@@ -95,22 +102,36 @@ std::uint64_t Bits(__m256i first, __m256i second) {
          static_cast<std::uint64_t>(static_cast<std::uint32_t>(_mm256_movemask_epi8(second))) << 32;
 }
 
-// The whole characters of a block: bits at their first and last bytes. None when the block holds anything
-// that is malformed or unusual.
+// The whole characters at the front of a block: bits at their first and last bytes. What is malformed or
+// unusual ends them, and so does a character that the block cuts off.
 struct Characters {
   std::uint64_t firsts;
   std::uint64_t lasts;
   std::size_t size;  // in bytes
 };
 
+// The bit where the characters in front of what is `bad` end. A character that lacks a byte begins before the
+// place where the byte should be.
+std::uint64_t EndBefore(std::uint64_t bad, std::uint64_t wrong, std::uint64_t trailing) {
+  const std::uint64_t place = _blsi_u64(bad);
+  const std::uint64_t before = ~trailing & (place - 1);
+  const bool lacksByte = (wrong & ~trailing & place) != 0 && before != 0;
+  return lacksByte ? std::uint64_t{1} << (63 - __builtin_clzll(before)) : place;
+}
+
 Characters FindCharacters(const Half& a, const Half& b) {
-  const __m256i unusual = _mm256_or_si256(IsUnusual(a), IsUnusual(b));
   const std::uint64_t high = Bits(a.bytes, b.bytes);
   const std::uint64_t of2 = Bits(IsFrom(a.bytes, 0xC0), IsFrom(b.bytes, 0xC0));
   const std::uint64_t of3 = Bits(IsFrom(a.bytes, 0xE0), IsFrom(b.bytes, 0xE0));
   const std::uint64_t trailing = high & ~of2;
-  if (trailing != (of2 << 1 | of3 << 2) || _mm256_testz_si256(unusual, unusual) == 0) return {};
-  const std::uint64_t cut = (of2 & std::uint64_t{1} << 63) | (of3 & std::uint64_t{3} << 62);
+  const std::uint64_t wrong = trailing ^ (of2 << 1 | of3 << 2);
+  const __m256i unusualA = IsUnusual(a);
+  const __m256i unusualB = IsUnusual(b);
+  const __m256i unusual = _mm256_or_si256(unusualA, unusualB);
+  std::uint64_t cut = (of2 & std::uint64_t{1} << 63) | (of3 & std::uint64_t{3} << 62);
+  if (wrong != 0 || _mm256_testz_si256(unusual, unusual) == 0) {
+    cut |= EndBefore(wrong | Bits(unusualA, unusualB), wrong, trailing);
+  }
   const std::uint64_t whole = cut != 0 ? _blsmsk_u64(cut) >> 1 : ~std::uint64_t{0};
   const std::uint64_t firsts = ~trailing & whole;
   return {firsts, firsts >> 1 | (whole ^ whole >> 1), static_cast<std::size_t>(_mm_popcnt_u64(whole))};
@@ -145,6 +166,26 @@ void WidenAscii(const char* text, wchar_t* out) {
   }
 }
 
+// Decodes the characters of four bytes at the front, eight at a time, and returns how many bytes they took.
+std::size_t DecodeLong(const char* text, std::size_t length, wchar_t* out) {
+  const __m256i highestFirst =
+      _mm256_broadcastsi128_si256(_mm_setr_epi8(3, 2, 1, 0, 7, 6, 5, 4, 11, 10, 9, 8, 15, 14, 13, 12));
+  std::size_t taken = 0;
+  for (; length - taken >= kLanes * kLongSize; taken += kLanes * kLongSize, out += kLanes) {
+    const __m256i bytes = _mm256_shuffle_epi8(Load(text + taken), highestFirst);
+    const __m256i marks = _mm256_cmpeq_epi32(Field(bytes, 0xF8C0C0C0), All(0xF0808080));
+    const __m256i bits = _mm256_and_si256(bytes, All(0x073F3F3F));
+    const __m256i characters =
+        _mm256_madd_epi16(_mm256_maddubs_epi16(bits, All(0x40014001)), All(0x10000001));
+    // Shorter forms would do below, and there is nothing above.
+    const __m256i tooLow = _mm256_cmpgt_epi32(All(0x10000), characters);
+    const __m256i tooHigh = _mm256_cmpgt_epi32(characters, All(0x10FFFF));
+    if (!AreAll(_mm256_andnot_si256(_mm256_or_si256(tooLow, tooHigh), marks))) break;
+    Store(out, characters);
+  }
+  return taken;
+}
+
 Utf8Progress Decode(const char* text, std::size_t length, wchar_t* out) {
   Utf8Progress done = {0, 0};
   // Sixteen bytes are read, and up to eight characters written, beyond a block.
@@ -159,7 +200,14 @@ Utf8Progress Decode(const char* text, std::size_t length, wchar_t* out) {
       continue;
     }
     const Characters characters = FindCharacters(first, second);
-    if (characters.size == 0) break;
+    if (characters.size < kWorthwhile) {
+      // The length of what is left, so that a long row is gone through at once.
+      const std::size_t taken = DecodeLong(block, length - done.taken, out + done.written);
+      if (taken == 0) break;
+      done.taken += taken;
+      done.written += taken / kLongSize;
+      continue;
+    }
     DecodeCharacters(block, characters, out + done.written);
     done.taken += characters.size;
     done.written += static_cast<std::size_t>(_mm_popcnt_u64(characters.firsts));
@@ -191,8 +239,6 @@ constexpr Packing MakePacking() {
 }
 
 constexpr Packing kPacking = MakePacking();
-
-__m256i Field(__m256i shifted, std::uint32_t keep) { return _mm256_and_si256(shifted, All(keep)); }
 
 // Characters below 0x10000 become their forms, in the last bytes of each lane.
 __m256i ToForms(__m256i characters, __m256i from2, __m256i from3) {
@@ -240,6 +286,38 @@ std::size_t EncodeLanes(__m256i characters, char* out) {
   return half + StorePacked(_mm256_extracti128_si256(forms, 1), bits2 >> 4, bits3 >> 4, out + half);
 }
 
+// Characters from 0x10000 to 0x10FFFF become four bytes each.
+void EncodeLong(__m256i characters, char* out) {
+  const __m256i first = _mm256_srli_epi32(characters, 18);
+  const __m256i second = Field(_mm256_srli_epi32(characters, 4), 0x3F00);
+  const __m256i third = Field(_mm256_slli_epi32(characters, 10), 0x3F0000);
+  const __m256i fourth = _mm256_slli_epi32(Field(characters, 0x3F), 24);
+  Store(out, _mm256_or_si256(_mm256_or_si256(_mm256_or_si256(first, second), _mm256_or_si256(third, fourth)),
+                             All(0x808080F0)));
+}
+
+// Escapes of bytes that begin no character, whatever follows.
+__m256i IsLone(__m256i characters) {
+  const __m256i byte = Field(characters, 0xFF);
+  const __m256i isEscape = _mm256_cmpeq_epi32(Field(characters, 0xFFFFFF80), All(0xDC80));
+  const __m256i begins =
+      _mm256_and_si256(_mm256_cmpgt_epi32(byte, All(0xC1)), _mm256_cmpgt_epi32(All(0xF5), byte));
+  return _mm256_andnot_si256(begins, isEscape);
+}
+
+// Encodes eight characters that are all long, or all escapes, and returns how many bytes count; 0 for others.
+std::size_t EncodeUnusual(__m256i characters, char* out) {
+  const __m256i isLong = _mm256_and_si256(_mm256_cmpgt_epi32(characters, All(0xFFFF)),
+                                          _mm256_cmpgt_epi32(All(0x110000), characters));
+  if (AreAll(isLong)) {
+    EncodeLong(characters, out);
+    return kLanes * kLongSize;
+  }
+  if (!AreAll(IsLone(characters))) return 0;
+  NarrowAscii(Field(characters, 0xFF), Field(characters, 0xFF), out);
+  return kLanes;
+}
+
 Utf8Progress Encode(const wchar_t* text, std::size_t length, char* out) {
   Utf8Progress done = {0, 0};
   // Each character left takes a byte at least: they pay for what the last store may write too many.
@@ -252,7 +330,13 @@ Utf8Progress Encode(const wchar_t* text, std::size_t length, char* out) {
       done.written += 2 * kLanes;
     } else {
       const __m256i unusual = _mm256_or_si256(IsUnusual(first), IsUnusual(second));
-      if (_mm256_testz_si256(unusual, unusual) == 0) break;
+      if (_mm256_testz_si256(unusual, unusual) == 0) {
+        const std::size_t size = EncodeUnusual(first, out + done.written);
+        if (size == 0) break;
+        done.written += size;
+        done.taken += kLanes;
+        continue;
+      }
       done.written += EncodeLanes(first, out + done.written);
       done.written += EncodeLanes(second, out + done.written);
     }

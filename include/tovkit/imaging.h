@@ -120,7 +120,7 @@ TOVKIT_API bool DrawTextOnDevice(CoreDevice* device, SharedPtr<const JsonValue> 
 ///
 ///     "drawable"   false when nothing would reach the page: no "Content", a text of more than 262,144
 ///                  characters, an offset that is no finite number, a "FontSize" above 75,000, no font at
-///                  all. Only warnings follow then
+///                  all. Then "reason" says which of them in words, and only warnings follow
 ///     "content"    the text
 ///     "font"       "wanted" and whether the description has "named" it, the "family" that is drawn with,
 ///                  whether it is "substituted" for the wanted one, "size" in points, "pixelSize", "bold" and
@@ -145,12 +145,12 @@ TOVKIT_API bool DrawTextOnDevice(CoreDevice* device, SharedPtr<const JsonValue> 
 /// At most `limit` runs, positions of missing characters and warnings are told, and 1,000 characters of any
 /// text but a pointer; the counts are of all. Time and memory grow with the description alone.
 ///
-/// It costs at most twice a measurement of the same description. A line that is new is shaped once, and making
-/// the document takes half as long again. One that the thread has drawn, measured or described before is not
-/// shaped again, as long as it is among the thread's last 512 lines and 65,536 glyphs and has at most 2,048
-/// characters. A description that comes again, from the third time on, costs a copy of its report, which this
-/// thread keeps. Between the two lies a line that was drawn or measured before and is described for the first
-/// time: a few microseconds for its document of some 40 values, less than drawing it.
+/// It costs at most twice a measurement of the same description. A line that is new is shaped once, and
+/// making the document takes half as long again. One that the thread has drawn, measured or described before
+/// is not shaped again, as long as it is among the thread's last 512 lines and 65,536 glyphs and has at most
+/// 2,048 characters. A description that comes again, from the third time on, costs a copy of its report,
+/// which this thread keeps. Between the two lies a line that was drawn or measured before and is described
+/// for the first time: a few microseconds for its document of some 40 values, less than drawing it.
 ///
 /// Nothing is printed, and whatever the description holds the report is valid JSON. A null handle for an
 /// empty one.

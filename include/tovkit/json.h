@@ -473,7 +473,8 @@ class TOVKIT_API Json {
 
   /// Tells whether Parse accepts `length` bytes at `text`, or up to the first NUL byte among them, and if
   /// not, where and why it stops. Prints nothing and builds no document: memory grows with the depth of
-  /// nesting and with the names of the members on the way down, and with nothing else.
+  /// nesting, with the names of the members on the way down and with the longest string, and with nothing
+  /// else.
   ///
   /// A null `text`, an empty one and a length of 0 are accepted, as by Parse.
   ///

@@ -102,6 +102,15 @@ class PageTest(unittest.TestCase):
         self.assertIn("*at best*", text)
         self.assertNotIn("Slower than a peer", text)
 
+    def test_a_form_of_more_than_twice_the_least_stands_with_its_reason(self):
+        text = self.render("form_letters/500_pixels/least", 25)
+        self.assertNotIn("Slower than a peer", text)
+        self.assertIn("- form_letters: 500_pixels (4.00×): The ink grows with the square", text)
+        self.assertIn(page.NO_REASON, self.render("form_never/heard_of/least", 25))
+
+    def test_a_form_of_twice_the_least_needs_no_reason(self):
+        self.assertNotIn("More than twice", self.render("form_letters/500_pixels/least", 50))
+
     def test_a_facility_without_notes_is_shown(self):
         self.assertIn("## unheard_of", self.render("unheard_of/case/peer", 100))
 

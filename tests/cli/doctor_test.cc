@@ -135,6 +135,20 @@ TEST(Doctor, TellsHowFarAFormatIsOff) {
   EXPECT_EQ(visit.lines.at("GIF").text, "read");
 }
 
+TEST(Doctor, WhatIsAsItShouldBeNeedsNoAdvice) {
+  const Visit visit = Doctor({{"LC_ALL", "C.UTF-8"}});
+  for (const auto& [check, line] : visit.lines) {
+    if (line.state == "ok") {
+      EXPECT_EQ(line.advice, "") << check;
+    } else {
+      EXPECT_NE(line.advice, "") << check;
+    }
+  }
+  EXPECT_EQ(visit.lines.at("Arial").state, "ok");
+  EXPECT_EQ(visit.lines.at("SimSun").text, "AR PL UMing CN stands in for it");
+  EXPECT_EQ(visit.lines.at("temporary directory").state, "ok");
+}
+
 TEST(Doctor, PeopleGetALineForEach) {
   const CommandResult result = RunCommand({"doctor"}, "", {{"LC_ALL", "C.UTF-8"}});
   EXPECT_EQ(result.status, 0);
@@ -168,6 +182,9 @@ TEST(Doctor, AScriptWithoutAFontIsAWarningWithItsPackage) {
   EXPECT_EQ(visit.lines.at("font for Chinese").advice, "apt install fonts-arphic-uming");
   EXPECT_EQ(visit.lines.at("SimSun").state, "warning");
   EXPECT_EQ(visit.lines.at("Arial").state, "warning");
+  EXPECT_NE(visit.lines.at("Arial").text.find(" stands in for it"), std::string::npos);
+  EXPECT_EQ(visit.lines.at("Arial").advice,
+            "apt install fonts-liberation for Liberation Sans, which is closer");
 }
 
 TEST(Doctor, AnUnknownLocaleAndALowerVectorLevelAreWarnings) {

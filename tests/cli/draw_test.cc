@@ -273,7 +273,7 @@ TEST_F(Draw, BadInputGivesOneLineAndLeavesTheOutputAsItWas) {
     const char* error;
   };
   const Case cases[] = {
-      {R"({"Content": "x")", "standard input:1:16: a comma or } is expected"},
+      {R"({"Content": "x")", "standard input:1:16: the text ends inside an object: a comma or } is expected"},
       {"5", "standard input:1:1: neither an array nor an object"},
       {"", "standard input: empty, where JSON is expected"},
       {"{}", "standard input:1:1: no text to draw"},
@@ -289,7 +289,7 @@ TEST_F(Draw, BadInputGivesOneLineAndLeavesTheOutputAsItWas) {
     EXPECT_EQ(ReadAll(Path("kept.png")), "kept") << c.json;
   }
   const std::string longLine = "{\"Content\": \"" + std::string(300'000, 'x') + "\"}";
-  ExpectFailure(Run(longLine, "kept.png"), "too long");
+  ExpectFailure(Run(longLine, "kept.png"), "the text is longer than 262144 characters");
   EXPECT_EQ(ReadAll(Path("kept.png")), "kept");
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator(Path("")), {}), 1)
       << "nothing is left beside it";

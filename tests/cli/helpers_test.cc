@@ -14,7 +14,9 @@
 #include <atomic>
 #include <chrono>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
+#include <functional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -135,21 +137,59 @@ TEST(FileWatch, AStormOfChangesIsSeenWhileItLasts) {
   storm.join();
 }
 
-TEST(FileWatch, EndlessQuietIsNoChange) {
+// Another file's changes are none.
+TEST(FileWatch, OnlyTheFileCounts) {
   const ScratchDir scratch;
-  const std::string file = scratch.path() + "/a";
+  const std::string file = scratch.path() + "/a", other = scratch.path() + "/other";
   std::ofstream(file) << 0;
   cli::FileWatch watch({file});
-  std::ofstream(scratch.path() + "/other") << 1;
   std::atomic<bool> changed = false;
+  std::ofstream(other) << 1;
   std::thread writer([&] {
-    for (int i = 0; i < 50; ++i) std::ofstream(scratch.path() + "/other") << i;
+    // Whoever took the other file for this one would be back long before.
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
     changed = true;
     std::ofstream(file) << 2;
   });
   watch.WaitForChange();
-  EXPECT_TRUE(changed) << "another file's changes are none";
+  EXPECT_TRUE(changed);
   writer.join();
+}
+
+// The link, what it leads to, and a folder on the way may change; each is seen again and again.
+TEST(FileWatch, EveryPieceOfAPathCounts) {
+  namespace fs = std::filesystem;
+  const ScratchDir scratch;
+  const std::string file = scratch.path() + "/folder/file", second = scratch.path() + "/second";
+  const std::string link = scratch.path() + "/links/link";
+  fs::create_directories(scratch.path() + "/folder");
+  fs::create_directories(scratch.path() + "/links");
+  std::ofstream(file) << 0;
+  std::ofstream(second) << 0;
+  fs::create_symlink("../folder/file", link);
+  cli::FileWatch watch({second, link});
+  const auto expectSeen = [&watch](const std::function<void()>& change) {
+    std::atomic<bool> changed = false;
+    std::thread changer([&] {
+      changed = true;
+      change();
+    });
+    watch.WaitForChange();
+    EXPECT_TRUE(changed);
+    changer.join();
+  };
+  for (int i = 0; i < 2; ++i) {
+    expectSeen([&] { std::ofstream(file) << i; });
+    expectSeen([&] { std::ofstream(second) << i; });
+    expectSeen([&] { fs::rename(second, second + "1"); });
+    expectSeen([&] { fs::rename(second + "1", second); });
+    expectSeen([&] {
+      fs::remove(link);
+      fs::create_symlink("../folder/file", link);
+    });
+    expectSeen([&] { fs::rename(scratch.path() + "/folder", scratch.path() + "/moved"); });
+    expectSeen([&] { fs::rename(scratch.path() + "/moved", scratch.path() + "/folder"); });
+  }
 }
 
 }  // namespace

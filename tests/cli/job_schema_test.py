@@ -176,6 +176,12 @@ NOT_IN_A_JOB = {
 }
 
 
+class Printed(unittest.TestCase):
+    def test_the_command_prints_the_schema_that_is_installed(self):
+        printed = subprocess.run([COMMAND, "batch", "--schema"], check=True, capture_output=True, text=True).stdout
+        self.assertEqual(printed, (SCHEMAS / "job.schema.json").read_text())
+
+
 class Options(unittest.TestCase):
     def test_what_a_command_can_a_job_can(self):
         schema = json.loads((SCHEMAS / "job.schema.json").read_text())

@@ -40,7 +40,7 @@ TEST(ReportTable, ARowForEverythingThatIsTold) {
                "clipped": {"left": 2.5},
                "warningCount": 3,
                "warnings": [{"line": 4, "column": 5, "message": "first"}, {"line": 6, "column": 7, "message": "second"}]})"}),
-      "a.json:3:14  \"text?\"\n"
+      "a.json:3:14  \"text\\x07\"\n"
       "  ink       1.2,-2.1 to 30.0,5.0, color #102030\n"
       "  font      \"te\" One Bold, Latn, /f/one\n"
       "            \"xt\" Two Book, for One, Hani, /f/two\n"
@@ -54,20 +54,20 @@ TEST(ReportTable, ARowForEverythingThatIsTold) {
       "            ... 3 in all\n");
 }
 
-TEST(ReportTable, WhatIsNotToldHasNoRow) {
+TEST(ReportTable, WhatIsNotToldHasNoRowAndNoPlace) {
   EXPECT_EQ(
       Printed({"{}", R"({"file": "b", "ink": {}, "runs": [], "missing": [], "warnings": [], "clipped": {}})",
                R"({"runs": [{}], "runCount": 1, "missing": [{"positions": [4]}], "warnings": [{}]})"}),
-      ":0:0  \"\"\n"
+      "  \"\"\n"
       "\n"
-      "b:0:0  \"\"\n"
+      "b  \"\"\n"
       "  ink       0.0,0.0 to 0.0,0.0, color \n"
       "  clipped   outside the page: \n"
       "\n"
-      ":0:0  \"\"\n"
+      "  \"\"\n"
       "  font      \"\"  , , \n"
       "  no glyph   , at 4\n"
-      "  check     :0:0: \n");
+      "  check     : \n");
 }
 
 TEST(ReportTable, TheEndTellsWhatLooksWrong) {

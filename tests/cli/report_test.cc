@@ -360,6 +360,38 @@ TEST_F(Report, WhatHidesInNamesIsShownOnATerminal) {
   }
 }
 
+// Nobody has written the description of --text, so nobody is shown it.
+TEST_F(Report, WhatIsWrongWithALineWithoutAFileHasNoPlace) {
+  const std::vector<std::string> arguments = {"draw",         "--text", "\uE123",     "--font-name",
+                                              "No Such Font", "-o",     Path("b.png")};
+  const auto run = [&arguments](const std::string& option) {
+    std::vector<std::string> all = arguments;
+    all.push_back(option);
+    return RunCommand(all);
+  };
+  const CommandResult strict = run("--strict=glyphs");
+  EXPECT_EQ(strict.status, 1);
+  EXPECT_EQ(strict.err, "tovkit: --text: no font has U+E123 PRIVATE USE CHARACTER\n");
+  EXPECT_TRUE(Has(RunCommand(arguments).err, "tovkit: --text: the font \"No Such Font\" is not installed"));
+  const SharedPtr<JsonValue> report = Line(run("--report").out);
+  EXPECT_STREQ(report->GetMemberString("file", ""), "--text");
+  EXPECT_FALSE(report->HasMember("line"));
+}
+
+TEST_F(Report, ATextThatIsTooLongAndNoFontAreToldApart) {
+  EXPECT_TRUE(Has(Draw("{\"Content\": \"" + std::string(262145, 'x') + "\"}").err,
+                  "a.json:1:13: the text is longer than 262144 characters\n"));
+  const std::string config = Write("fonts.conf", "<?xml version=\"1.0\"?><fontconfig><cachedir>" +
+                                                     Path("cache") + "</cachedir></fontconfig>");
+  const CommandResult result =
+      RunCommand({"draw", "--text", "x", "-o", Path("b.png")}, "", {{"FONTCONFIG_FILE", config}});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_TRUE(Has(result.err, ": no font is installed\n")) << result.err;
+  const CommandResult large =
+      Draw(R"({"Content": "x", "Font": {"FontSize": 80000}})", {"--size", "9x9", "--report"});
+  EXPECT_STREQ(Line(large.out)->GetMemberString("reason", ""), "the font size is above 75000");
+}
+
 TEST_F(Report, AnUnknownKindIsAUsageError) {
   for (const char* strict : {"--strict=glyph", "--strict=glyphs,", "--strict=glyphs,,keys"}) {
     const CommandResult result = Draw(R"({"Content": "a"})", {strict});

@@ -55,6 +55,23 @@ WRONG = [
 ]
 
 
+# Numbers as they are written, and whether an offset and a font size may be so.
+NUMBERS = [
+    ("1", True, True), ("0", True, False), ("-0", True, False), ("-1", True, False), ("26", True, True),
+    ("75000", True, True), ("75001", True, False),
+    ("0.5", True, False), ("-0.5", True, False), ("26.5", True, False), ("1e-5", True, False), ("2.65e1", True, False),
+    ("2147483647", True, False), ("2147483648", False, False), ("3000000000", False, False),
+    ("4294967296", False, False), ("99999999999999999999", False, False),
+    ("-2147483648", True, False), ("-2147483649", False, False), ("-3000000000", False, False),
+    ("2147483647.0", True, False), ("2147483647.5", False, False), ("2147483648.0", False, False),
+    ("-2147483648.0", True, False), ("-2147483648.5", False, False),
+    ("2e9", True, False), ("3e9", False, False), ("-3e9", False, False), ("3000000000.5", False, False),
+    ("1e38", False, False), ("3.5e38", False, False), ("1e300", False, False), ("-1e300", False, False),
+    ("26.0", True, None), ("3e1", True, None), ("260e-1", True, None), ("1.0", True, None), ("75000.0", True, None),
+    ("0.0", True, False), ("-1.0", True, False), ("75001.0", True, False), ("7.5001e4", True, False),
+]
+
+
 class Schema(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
@@ -64,10 +81,10 @@ class Schema(unittest.TestCase):
         cls.validator = jsonschema.Draft202012Validator(schema)
 
     def warnings(self, description):
-        """The kinds of what the command warns of; None when it refuses to draw."""
+        """The kinds of what the command warns of; None when it refuses to draw. The description may be a text."""
         with tempfile.TemporaryDirectory() as folder:
             path = pathlib.Path(folder, "a.json")
-            path.write_text(json.dumps(description))
+            path.write_text(description if isinstance(description, str) else json.dumps(description))
             done = subprocess.run([COMMAND, "draw", path, "-o", f"{folder}/a.png", "--size", "40x40", "--report"],
                                   capture_output=True, text=True)
             if done.returncode != 0:
@@ -96,6 +113,28 @@ class Schema(unittest.TestCase):
                     self.assertEqual(told, [kind])
                 else:
                     self.assertFalse(isinstance(description.get("Content"), str) and description["Content"])
+
+    def test_both_agree_on_every_form_of_a_number(self):
+        for number, offset, size in NUMBERS:
+            for text, is_right in ((f'{{"Content": "x", "DeltaX": {number}}}', offset),
+                                   (f'{{"Content": "x", "DeltaY": {number}}}', offset),
+                                   (f'{{"Content": "x", "Font": {{"FontSize": {number}}}}}', size)):
+                with self.subTest(text):
+                    told = self.warnings(text)
+                    # To a schema 26.0 is 26, which is another number to the library: only the command can tell.
+                    self.assertEqual(self.validator.is_valid(json.loads(text)), is_right is not False)
+                    if is_right:
+                        self.assertEqual(told, [])
+                    else:
+                        self.assertEqual(len(told), 1)
+                    if is_right is None:
+                        self.assertEqual(told, ["wrong-type"])
+
+    def test_a_text_that_is_too_long_is_drawn_by_neither(self):
+        for length, is_right in ((262144, True), (262145, False)):
+            description = {"Content": " " * length}
+            self.assertEqual(self.validator.is_valid(description), is_right)
+            self.assertEqual(self.warnings(description), [] if is_right else None)
 
     def test_a_page_is_not_empty(self):
         for description in ([], [[]], 5, "x", None, [5]):

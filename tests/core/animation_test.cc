@@ -81,7 +81,7 @@ TEST(Animations, AWalkOverAllFramesReadsTheFileOnce) {
 TEST(Animations, AFrameAskedForAgainAndStepsBackReadLittle) {
   const std::string bytes = LongAnimation(200);
   const auto expected = FramesOneByOne(Animation(), kFrames);
-  CountingInput in(bytes);
+  image::CountingInput in(bytes);
   const auto decoder = Open(in);
   const int count = decoder->GetInfo().frameCount;
   std::uint64_t before = in.Total();

@@ -96,4 +96,14 @@ TEST(CodecEncoding, AJpegOfManyBlocksFailsAtEachOfThem) {
   EXPECT_EQ(encoder->Encode(&dib, &out), 1u) << "an encoder is of use after failures";
 }
 
+TEST(CodecEncoding, AQualityBeyondTheScaleIsItsEnd) {
+  const CoreDib dib = MakePicture(60, 40, 24);
+  for (const CoreImageFormat format : {kCoreImageJpeg, kCoreImageWebp, kCoreImageJpeg2000}) {
+    EXPECT_TRUE(Encode(dib, format, 101) == Encode(dib, format, 100)) << CoreImageFormatName(format);
+    EXPECT_TRUE(Encode(dib, format, 1000) == Encode(dib, format, 100)) << CoreImageFormatName(format);
+    EXPECT_TRUE(Encode(dib, format, -1) == Encode(dib, format, 0)) << CoreImageFormatName(format);
+    EXPECT_FALSE(Encode(dib, format, 50) == Encode(dib, format, 100)) << CoreImageFormatName(format);
+  }
+}
+
 }  // namespace

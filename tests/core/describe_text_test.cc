@@ -6,6 +6,8 @@
 
 #include <string>
 #include <thread>
+#include <utility>
+#include <vector>
 
 namespace {
 
@@ -103,6 +105,32 @@ TEST(DescribeLine, CharactersWithoutAGlyphAreFoundInEveryDirection) {
   ASSERT_EQ(line.missing.size(), 1U);
   EXPECT_EQ(line.missing[0].position, 1);
   EXPECT_EQ(line.missing[0].character, U'\U00010AC0');
+}
+
+// What joins a character that no font has is missing with it, unless it is never drawn.
+TEST(DescribeLine, OnlyWhatIsDrawnIsMissingBesideABox) {
+  for (const wchar_t* const family : {L"Liberation Sans", L"AR PL UMing CN", L"DejaVu Sans"}) {
+    const auto missing = [family](const std::wstring& text) {
+      std::vector<std::pair<int, char32_t>> found;
+      for (const CoreMissingCharacter& each : Describe(text, Fonts(family)).missing) {
+        found.emplace_back(each.position, each.character);
+      }
+      return found;
+    };
+    using Found = std::vector<std::pair<int, char32_t>>;
+    const Found box = {{1, U'\U0010FC21'}};
+    for (const wchar_t unseen : {L'\u200B', L'\u200C', L'\u200D', L'\u2060', L'\uFE00', L'\uFE01', L'\uFE0D',
+                                 L'\U000E0100', L'\U000E0101', L'\U000E01EE', L'\U000E01EF'}) {
+      EXPECT_EQ(missing(std::wstring(L"x\U0010FC21") + unseen + L"y"), box) << std::hex << int(unseen);
+    }
+    // Marks that are drawn, from beside and between the ranges of selectors.
+    for (const wchar_t mark : {L'\U0001E000', L'\U0001DA00', L'\U000116AB'}) {
+      const Found both = {{1, U'\U0010FC21'}, {2, static_cast<char32_t>(mark)}};
+      EXPECT_EQ(missing(std::wstring(L"x\U0010FC21") + mark + L"y"), both) << std::hex << int(mark);
+      EXPECT_EQ(missing(std::wstring(L"x\U0010FC21") + mark + L'\uFE00'), both) << std::hex << int(mark);
+    }
+    EXPECT_EQ(missing(L"\U0010FC21\U0010FC22"), (Found{{0, U'\U0010FC21'}, {1, U'\U0010FC22'}}));
+  }
 }
 
 TEST(DescribeLine, WhatIsNotDrawnIsNotMissing) {

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+#include "image_support.h"
+
 #include <tovmx/dib.h>
 
 #include <gtest/gtest.h>
@@ -202,6 +204,45 @@ TEST(CoreDib, PremultiplyLeavesOtherDepthsAlone) {
   dib.Premultiply();
   dib.Unpremultiply();
   EXPECT_EQ(dib.GetRow(0)[0], 9);
+}
+
+TEST(CoreDib, APaletteThatShrinksForgetsItsEnd) {
+  CoreDib dib;
+  ASSERT_TRUE(dib.Create(4, 4, 4));
+  std::uint32_t entries[16];
+  for (std::uint32_t i = 0; i < 16; ++i) entries[i] = 0x030407 + 0x101010 * i;
+  ASSERT_TRUE(dib.SetPalette(entries, 16));
+  ASSERT_TRUE(dib.SetPaletteAlpha(1, 99));
+  EXPECT_TRUE(dib.HasAlpha());
+  ASSERT_TRUE(dib.SetPalette(entries, 3));
+  EXPECT_FALSE(dib.HasAlpha()) << "new colors are opaque";
+  EXPECT_EQ(dib.GetPaletteAlpha(1), 255);
+  EXPECT_EQ(dib.GetPaletteEntry(2), entries[2]);
+  for (const int none : {-1, 3, 4, 15, 16, 1000}) EXPECT_EQ(dib.GetPaletteEntry(none), 0u) << none;
+  ASSERT_TRUE(dib.SetPaletteAlpha(2, 255));
+  EXPECT_FALSE(dib.HasAlpha()) << "255 is what it was";
+}
+
+TEST(CoreDib, EveryPartOfAPalettesColorIsItsOwn) {
+  CoreDib dib;
+  ASSERT_TRUE(dib.Create(1, 1, 8));
+  for (int bit = 0; bit < 24; ++bit) {
+    const std::uint32_t entry = 1U << bit;
+    ASSERT_TRUE(dib.SetPalette(&entry, 1));
+    const std::uint32_t red = entry & 255, green = entry >> 8 & 255, blue = entry >> 16;
+    EXPECT_EQ(dib.GetArgb(0, 0), 0xff000000 | red << 16 | green << 8 | blue) << bit;
+  }
+}
+
+TEST(CoreDib, ACopyAndAResizedOneHaveTheirResolution) {
+  CoreDib dib = image::MakePicture(20, 10, 24), copy, resized;
+  dib.SetDpi(72, 144);
+  ASSERT_TRUE(copy.CopyFrom(dib));
+  EXPECT_EQ(copy.GetDpiX(), 72);
+  EXPECT_EQ(copy.GetDpiY(), 144);
+  ASSERT_TRUE(CoreResample(dib, 40, 30, kCoreFilterTriangle, resized));
+  EXPECT_EQ(resized.GetDpiX(), 144) << "as large on paper as before";
+  EXPECT_EQ(resized.GetDpiY(), 432);
 }
 
 }  // namespace

@@ -10,7 +10,9 @@
 
 #include <cstdint>
 #include <fstream>
+#include <sstream>
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -69,6 +71,44 @@ TEST_F(Resample, ColorIsWithinALevelOfPillow) { ExpectWithinALevelOfPillow(24); 
 // black.
 TEST_F(Resample, AlphaShowsAsWithPillow) {
   ExpectLikePillow(32, 2, [](CoreDib& dib) { dib.Premultiply(); });
+}
+
+// A row, or a column, of pixels that are their own numbers.
+CoreDib Numbered(int count, bool isRow) {
+  CoreDib dib;
+  EXPECT_TRUE(dib.Create(isRow ? count : 1, isRow ? 1 : count, 8));
+  for (int i = 0; i < count; ++i) dib.GetRow(isRow ? 0 : i)[isRow ? i : 0] = static_cast<std::uint8_t>(i);
+  return dib;
+}
+
+// The numbers of the pixels that it is made of in another length.
+std::vector<int> NearestOf(const CoreDib& line, int count, bool isRow) {
+  CoreDib made;
+  EXPECT_TRUE(CoreResample(line, isRow ? count : 1, isRow ? 1 : count, kCoreFilterNearest, made));
+  std::vector<int> picks;
+  for (int i = 0; i < count; ++i) picks.push_back(made.GetRow(isRow ? 0 : i)[isRow ? i : 0]);
+  return picks;
+}
+
+// All lengths up to 80. Where a new pixel's center lies on the edge between two old ones, ours is the later
+// one; Pillow adds up steps, and takes the one or the other as the sum is rounded.
+TEST_F(Resample, TheNearestPixelIsPillowsUnlessTwoAreAsNear) {
+  constexpr int kMost = 80;
+  std::istringstream pillow(Run(std::string("/usr/bin/python3 -W ignore '") + TOVKIT_SOURCE_DIR +
+                                "/tests/core/nearest.py' " + std::to_string(kMost)));
+  int pairs = 0;
+  for (int old = 0, now = 0; pillow >> old >> now; ++pairs) {
+    const std::vector<int> across = NearestOf(Numbered(old, true), now, true);
+    EXPECT_EQ(NearestOf(Numbered(old, false), now, false), across) << old << " " << now;
+    for (int i = 0; i < now; ++i) {
+      int pick = 0;
+      pillow >> pick;
+      const int ours = across[static_cast<std::size_t>(i)];
+      const bool isBetween = (2 * i + 1) * old % (2 * now) == 0;
+      ASSERT_TRUE(pick == ours || (isBetween && pick == ours - 1)) << old << " " << now << " " << i;
+    }
+  }
+  EXPECT_EQ(pairs, kMost * kMost);
 }
 
 TEST_F(Resample, ABitmapOfFewBitsBecomesGrayOrColor) {

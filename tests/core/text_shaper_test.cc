@@ -89,12 +89,29 @@ TEST_F(TextShaperTest, LinesAreKeptUpTo65536Glyphs) {
   EXPECT_TRUE(IsKept(Long(31)));
 }
 
-TEST_F(TextShaperTest, LinesOfUpTo2048CharactersAreKept) {
-  for (const std::size_t length : {2047U, 2048U, 2049U}) {
+// Of those that no other line has room beside, the last.
+TEST_F(TextShaperTest, LinesOfAnyLengthAreKept) {
+  for (const std::size_t length : {2048U, 2049U, 65535U, 65536U, 65537U, 262144U}) {
     const std::wstring text(length, L'H');
     Mark(text);
-    EXPECT_EQ(IsKept(text), length <= 2048) << length;
+    EXPECT_TRUE(IsKept(text)) << length;
+    Mark(L"x");
+    EXPECT_TRUE(IsKept(L"x"));
+    EXPECT_EQ(IsKept(text), length != 65536) << length;
+    EXPECT_FALSE(IsKept(std::wstring(length, L'I'))) << length;
   }
+}
+
+// They have no glyphs but take memory.
+TEST_F(TextShaperTest, CharactersThatAreNotDrawnCountToo) {
+  std::wstring texts[3];
+  for (std::size_t i = 0; i < 3; ++i) {
+    texts[i].assign(30000, L'\1');
+    texts[i].push_back(static_cast<wchar_t>(L'a' + i));
+    Mark(texts[i]);
+  }
+  EXPECT_FALSE(IsKept(texts[0]));
+  EXPECT_TRUE(IsKept(texts[2]));
 }
 
 // Else one of them would take the other's place.

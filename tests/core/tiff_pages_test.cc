@@ -40,37 +40,20 @@ TEST_F(TiffPages, PagesOfEveryDepthComeBackInOrder) {
   EXPECT_EQ(image::ReadFile(folder_ + "/errors"), "");
 }
 
-// Counts how often the file is gone about in.
-class CountingInput final : public CoreInputStream {
- public:
-  explicit CountingInput(const std::string& bytes) : in_(bytes.data(), bytes.size()) {}
-  std::size_t Read(void* to, std::size_t size) override { return in_.Read(to, size); }
-  bool Seek(std::uint64_t position) override {
-    ++seeks;
-    return in_.Seek(position);
-  }
-  std::uint64_t GetPosition() const override { return in_.GetPosition(); }
-  std::uint64_t GetSize() const override { return in_.GetSize(); }
-  int seeks = 0;
-
- private:
-  CoreMemoryInputStream in_;
-};
-
 TEST_F(TiffPages, APageBehindAnotherIsFoundFromThere) {
   constexpr int kPages = 300;
   CoreTiffPages pages;
   const CoreDib pictures[] = {image::MakePicture(20, 15, 24), image::MakePicture(20, 15, 8)};
   for (int i = 0; i < kPages; ++i) ASSERT_TRUE(pages.Add(&pictures[i % 2]));
   const std::string file = Written(pages);
-  CountingInput in(file);
+  image::CountingInput in(file);
   const auto decoder = CoreCodecRegistry::Get().GetFactory().CreateDecoder(kCoreImageTiff);
   ASSERT_EQ(decoder->Open(&in, kCoreOpenReadAhead), 1u);
   const auto seeksFor = [&](int page) {
-    const int before = in.seeks;
+    const int before = in.Seeks();
     const auto got = decoder->GetBitmap(page, 0, 0);
     EXPECT_TRUE(got != nullptr && image::Difference(pictures[page % 2], *got).empty()) << page;
-    return in.seeks - before;
+    return in.Seeks() - before;
   };
   for (int page = 0; page < kPages; ++page) EXPECT_LE(seeksFor(page), 4) << page;
   for (const int page : {kPages - 1, 5, 6, 6, 4, 299, 0, 1, 3}) seeksFor(page);

@@ -7,6 +7,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <new>
 #include <optional>
 #include <string>
 #include <thread>
@@ -113,6 +114,60 @@ TEST_F(DocumentSweep, TheFirstReleaseOfAThreadNeedsNoMemory) {
     seen = faults.seen();
   }).join();
   EXPECT_EQ(seen, 0);
+}
+
+// In a thread of its own, which keeps no block yet.
+TEST_F(DocumentSweep, WhenTheControlBlockCannotBeAllocatedTheObjectIsDeletedAndBadAllocIsThrown) {
+  struct Counted {
+    explicit Counted(int* count) : deleted(count) {}
+    Counted(const Counted&) = delete;
+    Counted& operator=(const Counted&) = delete;
+    virtual ~Counted() { ++*deleted; }
+    int* deleted;
+  };
+  std::thread([] {
+    int deleted = 0;
+    auto* const object = new Counted(&deleted);
+    long failed = 0;
+    {
+      const AllocationFaults faults = AllocationFaults::OfAny(1, 1);
+      EXPECT_THROW(SharedPtr<Counted>{object}, std::bad_alloc);
+      failed = faults.failed();
+    }
+    EXPECT_EQ(failed, 1);
+    EXPECT_EQ(deleted, 1);
+    const AllocationFaults faults = AllocationFaults::OfAny(1, 1);
+    EXPECT_THROW(Handle(), std::bad_alloc) << "a null handle allocates its block too";
+  }).join();
+}
+
+// The allocations of a diagnosis: each growth is one.
+long DiagnosisAllocations(const std::string& text) {
+  const AllocationFaults none = AllocationFaults::OfAny(LONG_MAX, 1);
+  EXPECT_EQ(Json::Diagnose(text.data(), text.size()).code, tovkit::kJsonAccepted);
+  return none.seen();
+}
+
+std::string Repeated(const std::string& piece, int count) {
+  std::string text;
+  for (int i = 0; i < count; ++i) text += piece;
+  return text;
+}
+
+TEST(Diagnosis, MemoryGrowsWithTheDepthTheNamesOnTheWayDownAndTheLongestStringAndWithNothingElse) {
+  const auto flat = [](int count) { return "[" + Repeated("1,2.5,\"a text\",{\"name\":[]},", count) + "0]"; };
+  EXPECT_EQ(DiagnosisAllocations(flat(100)), DiagnosisAllocations(flat(100000)));
+  const auto texts = [](int count, std::size_t size) {
+    return "[" + Repeated("\"" + std::string(size, 'x') + "\",", count) + "0]";
+  };
+  EXPECT_EQ(DiagnosisAllocations(texts(2, 100000)), DiagnosisAllocations(texts(200, 100000)));
+  EXPECT_LT(DiagnosisAllocations(texts(1, 100)), DiagnosisAllocations(texts(1, 1000000)));
+  const auto deep = [](int depth) { return Repeated("[", depth) + Repeated("]", depth); };
+  EXPECT_LT(DiagnosisAllocations(deep(10)), DiagnosisAllocations(deep(10000)));
+  const auto named = [](int size) {
+    return "{\"" + std::string(static_cast<std::size_t>(size), 'x') + "\":1}";
+  };
+  EXPECT_LT(DiagnosisAllocations(named(10)), DiagnosisAllocations(named(1000000)));
 }
 
 TEST_F(DocumentSweep, JsonReads) {

@@ -283,15 +283,36 @@ TEST(DescribeText, WhatIsUsedAsItStandsIsNotWarnedOf) {
   }
 }
 
+TEST(DescribeText, AWholeNumberThatIsNotReadIsToldHowToWriteIt) {
+  const auto message = [](const std::string& number) {
+    return Text(*Warning(R"({"Content": "x", "Font": {"FontSize": )" + number + "}}"), "message");
+  };
+  const std::string said =
+      "\"FontSize\" is a number with a fraction or an exponent, where an integer is expected; 26 is used";
+  EXPECT_EQ(message("30.0"), said + "; write 30");
+  EXPECT_EQ(message("3e1"), said + "; write 30");
+  EXPECT_EQ(message("2147483647.0"), said + "; write 2147483647");
+  for (const char* number : {"30.5", "3e9", "1e300", "-1e300"}) EXPECT_EQ(message(number), said) << number;
+  EXPECT_EQ(Text(*Warning(R"({"Content": "x", "DeltaY": -3e9})"), "message"),
+            "\"DeltaY\" is below -2147483648, far beyond any page");
+}
+
 TEST(DescribeText, WhatADeviceWouldNotGetIsNotDrawable) {
-  for (const std::string& text : {std::string("{}"), std::string(R"({"Content": 1})"), std::string("[]"),
-                                  std::string(R"({"Content": "x", "Font": {"FontSize": 75001}})"),
-                                  "{\"Content\": \"" + std::string(262145, 'x') + "\"}"}) {
+  for (const auto& [text, reason] :
+       {std::pair(std::string("{}"), "there is no text"),
+        {R"({"Content": 1})", "there is no text"},
+        {"[]", "there is no text"},
+        {R"({"Content": "x", "Font": {"FontSize": 75001}})", "the font size is above 75000"},
+        {"{\"Content\": \"" + std::string(262145, 'x') + "\"}",
+         "the text is longer than 262144 characters"}}) {
     const auto report = Report(text);
     EXPECT_FALSE(report->GetMemberBool("drawable", true));
+    EXPECT_EQ(Text(*report, "reason"), reason);
     EXPECT_FALSE(report->HasMember("runs"));
   }
-  EXPECT_TRUE(Report(R"({"Content": "x", "Font": {"FontSize": 75000}})")->GetMemberBool("drawable", false));
+  const auto drawable = Report(R"({"Content": "x", "Font": {"FontSize": 75000}})");
+  EXPECT_TRUE(drawable->GetMemberBool("drawable", false));
+  EXPECT_FALSE(drawable->HasMember("reason"));
   EXPECT_FALSE(DescribeText(SharedPtr<const JsonValue>()));
 }
 

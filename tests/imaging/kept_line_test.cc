@@ -82,31 +82,31 @@ TEST(KeptLine, WhatWasDrawnMeasuredOrDescribedIsNotShapedAgain) {
 
 TEST(KeptLine, IsNotShapedAgainAsLongAsItIsAmongTheLast512Lines) {
   const auto others = [](int count) {
-    for (int i = 0; i < count; ++i) Describe("other " + std::to_string(i));
+    for (int i = 0; i < count; ++i) Measure("other " + std::to_string(i));
   };
-  EXPECT_EQ(ShapingsOf(Describe, "watched"), 1);
+  EXPECT_EQ(ShapingsOf(Measure, "watched"), 1);
   others(511);
-  EXPECT_EQ(ShapingsOf(Describe, "watched"), 0);
+  EXPECT_EQ(ShapingsOf(Measure, "watched"), 0);
   others(512);
-  EXPECT_EQ(ShapingsOf(Describe, "watched"), 1);
+  EXPECT_EQ(ShapingsOf(Measure, "watched"), 1);
 }
 
 TEST(KeptLine, IsNotShapedAgainAsLongAsItIsAmongTheLast65536Glyphs) {
   const auto longOnes = [](int count) {
-    for (int i = 100; i < 100 + count; ++i) Describe(std::to_string(i) + std::string(2045, 'H'));
+    for (int i = 100; i < 100 + count; ++i) Measure(std::to_string(i) + std::string(2045, 'H'));
   };
-  Describe("watched");
+  Measure("watched");
   longOnes(31);
-  EXPECT_EQ(ShapingsOf(Describe, "watched"), 0);
+  EXPECT_EQ(ShapingsOf(Measure, "watched"), 0);
   longOnes(32);
-  EXPECT_GT(ShapingsOf(Describe, "watched"), 0);
+  EXPECT_GT(ShapingsOf(Measure, "watched"), 0);
 }
 
 TEST(KeptLine, IsNotShapedAgainWhenItHasAtMost2048Characters) {
   for (const std::size_t length : {2047U, 2048U, 2049U}) {
     const std::string content(length, 'x');
-    EXPECT_GT(ShapingsOf(Describe, content), 0) << length;
-    EXPECT_EQ(ShapingsOf(Describe, content) == 0, length <= 2048) << length;
+    EXPECT_GT(ShapingsOf(Measure, content), 0) << length;
+    EXPECT_EQ(ShapingsOf(Measure, content) == 0, length <= 2048) << length;
   }
 }
 

@@ -116,7 +116,10 @@ TEST(KeptReportsDeathTest, FontsThatComeAndGoAreSeen) {
     setenv("FONTCONFIG_FILE", config.c_str(), 1);
     const auto description = Json::Parse(R"({"Content": "a"})", 16, nullptr);
     const auto isDrawable = [&description] {
-      return DescribeText(description)->GetMemberBool("drawable", false);
+      const SharedPtr<JsonValue> report = DescribeText(description);
+      const bool drawable = report->GetMemberBool("drawable", false);
+      HOLDS(report->GetMemberString("reason", "") == std::string(drawable ? "" : "no font is installed"));
+      return drawable;
     };
     for (int round = 0; round < 3; ++round) {
       const std::uint64_t before = CoreFontGeneration();

@@ -131,14 +131,16 @@ Drawing Drawn(const jobs::Chart& chart) {
   return recorder.seen;
 }
 
-TEST(ChartPaint, TheAxesHaveTicksLinesAndUnits) {
-  const Drawing seen = Drawn({"the title", {{"one", {{0, 0}, {100, 1000}}}}});
+void ExpectAxes(double seconds, double value) {
+  const Drawing seen = Drawn({"the title", {{"one", {{0, 0}, {seconds, value}}}}});
   ExpectAt(seen.Find(L"the title"), kLeft, 26, kInk, 17);
-  ExpectAt(seen.Find(L"kB"), kLeft - 8 - WidthOf(L"kB", 13), kTop - 12);
-  ExpectAt(seen.Find(L"time in s"), (kLeft + kRight - WidthOf(L"time in s", 13)) / 2, kBottom + 40);
   EXPECT_EQ(seen.Count({kLeft, kTop}, {kLeft, kBottom}, kInk, 1), 1) << "the axis on the left";
-  const jobs::ChartScale memory = jobs::MemoryScale(1000);
-  const jobs::ChartScale time = jobs::TimeScale(100);
+  const jobs::ChartScale memory = jobs::MemoryScale(value);
+  const jobs::ChartScale time = jobs::TimeScale(seconds);
+  const std::wstring unit(memory.unit.begin(), memory.unit.end());
+  const std::wstring below = L"time in " + std::wstring(time.unit.begin(), time.unit.end());
+  ExpectAt(seen.Find(unit), kLeft - 8 - WidthOf(unit, 13), kTop - 12);
+  ExpectAt(seen.Find(below), (kLeft + kRight - WidthOf(below, 13)) / 2, kBottom + 40);
   int ticks = 0;
   for (double at = 0; at <= memory.end + memory.step / 2; at += memory.step, ++ticks) {
     const auto y = static_cast<float>(kBottom - (kBottom - kTop) * at / memory.end);
@@ -168,6 +170,11 @@ TEST(ChartPaint, TheAxesHaveTicksLinesAndUnits) {
   }
   EXPECT_EQ(seen.words.size(), static_cast<std::size_t>(ticks) + 4) << "ticks, title, two units and a name";
   EXPECT_EQ(seen.strokes.size(), static_cast<std::size_t>(ticks) + 3) << "the axis, a line and its mark";
+}
+
+TEST(ChartPaint, TheAxesHaveTicksLinesAndUnits) {
+  ExpectAxes(100, 1000);
+  ExpectAxes(20000, 3e6);
 }
 
 TEST(ChartPaint, ALineGoesThroughItsPoints) {

@@ -340,6 +340,11 @@ TEST_F(Clipping, WhatNoPixelOfThePageShowsIsWhollyOutside) {
   const int width = static_cast<int>(std::ceil(ink.right)), height = static_cast<int>(std::ceil(ink.bottom));
   EXPECT_TRUE(wholly(-width, 0, {500, 300}));
   EXPECT_FALSE(wholly(-width + 2, 20, {500, 300}));
+  EXPECT_FALSE(wholly(-width + 1, 20, {500, 300})) << "less than a pixel is inside";
+  EXPECT_FALSE(wholly(20, -height + 1, {500, 300}));
+  const Ink there = InkAt(30, 20);
+  EXPECT_TRUE(wholly(30, 20, {static_cast<float>(there.left), 300})) << "the edges of both meet";
+  EXPECT_TRUE(wholly(30, 20, {500, static_cast<float>(there.top)}));
   EXPECT_TRUE(wholly(0, -height, {500, 300}));
   EXPECT_FALSE(wholly(20, -height + 2, {500, 300}));
   EXPECT_TRUE(wholly(500, 20, {500, 300}));

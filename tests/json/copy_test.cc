@@ -103,7 +103,7 @@ TEST(JsonAssign, RootMayBecomeAScalar) {
   }
 }
 
-TEST(JsonAssign, CopiesDeeply) {
+TEST(JsonAssign, ReplacesTheValueByADeepCopyOfTheSource) {
   Handle target = Parse("{}");
   {
     Handle source = Parse(kSample);
@@ -127,7 +127,7 @@ TEST(JsonAssign, SourceMayBeTheTarget) {
   EXPECT_EQ(Text(root), kSample);
 }
 
-TEST(JsonAssign, SourceMayBeADescendant) {
+TEST(JsonAssign, SourceMayBePartOfTheSameDocumentBelowTheTarget) {
   for (const bool cloned : {false, true}) {
     Handle root = Parse("{\"a\": {\"b\": [1, \"a text that is too long to be kept within a value\"]}}");
     if (cloned) root = root->Clone();
@@ -138,7 +138,7 @@ TEST(JsonAssign, SourceMayBeADescendant) {
   }
 }
 
-TEST(JsonAssign, SourceMayBeAnAncestor) {
+TEST(JsonAssign, SourceMayBePartOfTheSameDocumentAboveTheTarget) {
   for (const bool cloned : {false, true}) {
     Handle root = Parse("{\"a\": {\"b\": [1]}}");
     if (cloned) root = root->Clone();

@@ -121,7 +121,7 @@ TEST(JsonDiagnose, UTF16AndUTF32AreNamed) {
   }
 }
 
-TEST(JsonDiagnose, AnAcceptedTextLeavesTheRecordEmpty) {
+TEST(JsonDiagnose, AnAcceptedTextLeavesEveryFieldAsItIs) {
   for (const char* text : {"", "{}", "[1.8e308]", "\xEF\xBB\xBF[null]\n"}) {
     const JsonDiagnosis found = Diagnose(text);
     EXPECT_EQ(found.code, tovkit::kJsonAccepted) << text;
@@ -131,6 +131,16 @@ TEST(JsonDiagnose, AnAcceptedTextLeavesTheRecordEmpty) {
   EXPECT_EQ(Json::Diagnose(nullptr, 5).code, tovkit::kJsonAccepted);
   EXPECT_EQ(Json::Diagnose("x", 0).code, tovkit::kJsonAccepted);
   EXPECT_EQ(Diagnose(std::string("[]\0x", 4)).code, tovkit::kJsonAccepted) << "ends at the NUL byte";
+}
+
+TEST(JsonDiagnose, CodesBesideThoseThatParsePrints) {
+  EXPECT_EQ(+tovkit::kJsonAccepted, 0);
+  EXPECT_EQ(+tovkit::kJsonRootIsScalar, 20);
+  EXPECT_EQ(+tovkit::kJsonTooLong, 21);
+  EXPECT_EQ(Diagnose("[1]").code, 0) << "Parse accepts the text";
+  EXPECT_EQ(Diagnose("1").code, 20) << "JSON, but neither an array nor an object";
+  EXPECT_EQ(Json::Diagnose("[1]", 4294967296).code, 21) << "more than 4294967295 bytes";
+  EXPECT_EQ(Json::Diagnose("[1]", 4294967295).code, 0) << "ends at the NUL byte";
 }
 
 TEST(JsonDiagnose, ATextBeyondFourGibIsTooLong) {
@@ -198,7 +208,7 @@ TEST(JsonDiagnose, MutatedTextsStopWhereThePlainParserStops) {
   EXPECT_GT(refused, 30'000);
 }
 
-TEST(JsonDiagnose, AgreesWithParseAndPrintsNothing) {
+TEST(JsonDiagnose, TellsWhetherParseAcceptsAndPrintsNothing) {
   const char* const kTexts[] = {"[1,2]", "{\"a\":}",   "7",    "[",   "{\"a\":1}",
                                 "nul",   "[\"\xFF\"]", "[01]", "[1]]"};
   for (const char* text : kTexts) {

@@ -37,7 +37,7 @@ TEST(JsonElements, TypedReadsGiveTheFallbackOutsideTheArray) {
   }
 }
 
-TEST(JsonElements, OfAnythingButAnArrayAreAbsentAndNeitherSetNorInsertedNorRemoved) {
+TEST(JsonElements, OfWhatIsNoArrayAreAbsentAndToSetInsertOrRemoveThemIsFalseWithNothingChanged) {
   for (const char* const text : kNotArrays) {
     SCOPED_TRACE(text);
     const Element value(text);

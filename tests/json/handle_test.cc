@@ -127,7 +127,7 @@ TEST(JsonHandle, CopyingCountsUpAndReleasingDown) {
   EXPECT_EQ(first.UseCount(), 1);
 }
 
-TEST(JsonHandle, MovingKeepsTheCountAndLeavesNull) {
+TEST(JsonHandle, WasMovedFromAndHasNoBlockIsNullAndMayBeAssignedCopiedOrDestroyed) {
   Handle first = Parse("{}");
   JsonValue* const object = first.Get();
   Handle second = std::move(first);
@@ -136,6 +136,7 @@ TEST(JsonHandle, MovingKeepsTheCountAndLeavesNull) {
   EXPECT_FALSE(first);  // NOLINT(bugprone-use-after-move,clang-analyzer-cplusplus.Move): looked at on purpose
   EXPECT_EQ(first.UseCount(),
             0);  // NOLINT(bugprone-use-after-move,clang-analyzer-cplusplus.Move): looked at on purpose
+  EXPECT_EQ(BlockOf(first), nullptr);
   Handle copyOfMoved = first;  // NOLINT(bugprone-use-after-move,clang-analyzer-cplusplus.Move): allowed
   EXPECT_FALSE(copyOfMoved);
   const ConstHandle third = std::move(second);
@@ -145,7 +146,7 @@ TEST(JsonHandle, MovingKeepsTheCountAndLeavesNull) {
   EXPECT_EQ(Text(first), "[]");
 }
 
-TEST(JsonHandle, AssignmentReleasesWhatWasHeld) {
+TEST(JsonHandle, AssignmentLetsGoOfTheObjectAndThenDoesAsTheConstructor) {
   Handle first = Parse("[1]");
   Handle second = Parse("[2]");
   const Handle watch = first;
@@ -178,7 +179,20 @@ TEST(JsonHandle, SwapExchangesBothPointers) {
   EXPECT_EQ(first.UseCount(), 1);
 }
 
-TEST(JsonHandle, TwoCallsGiveTwoObjects) {
+TEST(JsonHandle, TwoHandlesAreEqualWhenTheyPointAtTheSameObject) {
+  const Handle first = Parse("[1]"), other = Parse("[1]");
+  const Handle same = first;
+  EXPECT_TRUE(first == same);
+  EXPECT_FALSE(first != same);
+  EXPECT_FALSE(first == other);
+  EXPECT_TRUE(first != other);
+  const Handle null, otherNull;
+  EXPECT_NE(BlockOf(null), BlockOf(otherNull)) << "the blocks do not count";
+  EXPECT_TRUE(null == otherNull);
+  EXPECT_FALSE(first == null);
+}
+
+TEST(JsonHandle, TwoCallsThatReturnAMemberReturnTwoObjects) {
   Handle root = Parse("{\"a\": [1]}");
   EXPECT_TRUE(root->GetMember("a") != root->GetMember("a"));
   EXPECT_EQ(root->GetMember("a").UseCount(), 1);
@@ -251,6 +265,49 @@ struct Counted {
   virtual ~Counted() { ++*destroyed_; }
   int* destroyed_;
 };
+
+TEST(JsonHandle, TakesOwnershipOfTheObjectWhichMayBeNull) {
+  int destroyed = 0;
+  { const SharedPtr<Counted> handle(new Counted(&destroyed)); }
+  EXPECT_EQ(destroyed, 1);
+  const SharedPtr<Counted> null(static_cast<Counted*>(nullptr));
+  EXPECT_FALSE(null);
+  EXPECT_NE(BlockOf(null), nullptr);
+  EXPECT_EQ(null.UseCount(), 1);
+}
+
+TEST(JsonHandle, TheControlBlockForAnObjectTakesOwnershipOfItWhichMayBeNull) {
+  struct Derived final : Counted {
+    using Counted::Counted;
+  };
+  int destroyed = 0;
+  tovkit::sp_counted_base* block = new tovkit::sp_counted_impl<Counted>(new Derived(&destroyed));
+  block->release();
+  EXPECT_EQ(destroyed, 1) << "by its virtual destructor";
+  block = new tovkit::sp_counted_impl<Counted>(nullptr);
+  block->release();
+}
+
+TEST(JsonHandle, ReleaseCountsOneUserLessAndTheLastDeletesTheObjectAndTheBlock) {
+  struct Block final : tovkit::sp_counted_base {
+    explicit Block(std::string* target) : done(target) {}
+    ~Block() override { *done += "block "; }
+    void dispose() noexcept override { *done += "object "; }
+    std::string* done;
+  };
+  std::string done;
+  tovkit::sp_counted_base* const block = new Block(&done);
+  EXPECT_EQ(block->getUseCount(), 1);
+  block->addRef();
+  block->addRef();
+  EXPECT_EQ(block->getUseCount(), 3);
+  block->release();
+  block->release();
+  EXPECT_EQ(block->getUseCount(), 1);
+  EXPECT_EQ(done, "");
+  block->release();
+  EXPECT_EQ(done, "object block ");
+}
 
 TEST(JsonHandle, LastReleaseDeletesTheObjectOnce) {
   int destroyed = 0;

@@ -168,30 +168,9 @@ const Row kAcceptance[] = {
     {"1e-300", kNo, kNo, kNo, kNo, kNo, kNo, 0.0F, 1e-300},
 };
 
-template <typename T>
-void ExpectRead(const Family<T>& family, const std::optional<T>& expected, const JsonValue& value,
-                const JsonValue& object, const JsonValue& array) {
-  SCOPED_TRACE(family.name);
-  const T fallback = Sample<T>::Second();
-
-  T out = fallback;
-  EXPECT_EQ((value.*family.get)(out), expected.has_value());
-  EXPECT_EQ(Shown(out), Shown(expected.value_or(fallback)));
-
-  T empty{};
-  if constexpr (std::is_same_v<T, const char*>) empty = "";
-  bool ok = !expected.has_value();
-  EXPECT_EQ(Shown((value.*family.as)(&ok)), Shown(expected.value_or(empty)));
-  EXPECT_EQ(ok, expected.has_value());
-  EXPECT_EQ(Shown((value.*family.as)(nullptr)), Shown(expected.value_or(empty)));
-
-  EXPECT_EQ(Shown((object.*family.getMember)("key", fallback)), Shown(expected.value_or(fallback)));
-  EXPECT_EQ(Shown((object.*family.getMember)("none", fallback)), Shown(fallback));
-  EXPECT_EQ(Shown((array.*family.getAt)(0, fallback)), Shown(expected.value_or(fallback)));
-  EXPECT_EQ(Shown((array.*family.getAt)(1, fallback)), Shown(fallback));
-}
-
-TEST(JsonAcceptance, OfEveryTypeByEveryReadFamily) {
+// Calls check(family, what it is to read, the value, an object that has it as "key", an array that has it).
+template <typename Check>
+void ForEveryRowAndFamily(Check check) {
   for (const Row& row : kAcceptance) {
     SCOPED_TRACE(row.text);
     const Handle array = Parse(std::string("[") + row.text + "]");
@@ -199,8 +178,70 @@ TEST(JsonAcceptance, OfEveryTypeByEveryReadFamily) {
     const Handle value = array->GetAt(0);
     ForEachFamily([&](const auto& family) {
       using T = typename std::decay_t<decltype(family)>::T;
-      ExpectRead(family, row.Expected<T>(), *value, *object, *array);
+      SCOPED_TRACE(family.name);
+      check(family, row.Expected<T>(), *value, *object, *array);
     });
+  }
+}
+
+TEST(JsonAcceptance, ATypedReadIsTrueAndOutWrittenWhenTheTypeAcceptsTheValueElseFalseAndOutUntouched) {
+  ForEveryRowAndFamily([](const auto& family, const auto& expected, const JsonValue& value, const JsonValue&,
+                          const JsonValue&) {
+    using T = typename std::decay_t<decltype(family)>::T;
+    T out = Sample<T>::Second();
+    EXPECT_EQ((value.*family.get)(out), expected.has_value());
+    EXPECT_EQ(Shown(out), Shown(expected.value_or(Sample<T>::Second())));
+  });
+}
+
+TEST(JsonAcceptance, AsIsTheValueOr0FalseOrTheEmptyTextWhenTheTypeDoesNotAcceptItAndOkTellsWhich) {
+  ForEveryRowAndFamily([](const auto& family, const auto& expected, const JsonValue& value, const JsonValue&,
+                          const JsonValue&) {
+    using T = typename std::decay_t<decltype(family)>::T;
+    T nothing{};
+    if constexpr (std::is_same_v<T, const char*>) nothing = "";
+    bool ok = !expected.has_value();
+    EXPECT_EQ(Shown((value.*family.as)(&ok)), Shown(expected.value_or(nothing)));
+    EXPECT_EQ(ok, expected.has_value());
+    EXPECT_EQ(Shown((value.*family.as)(nullptr)), Shown(expected.value_or(nothing)));
+  });
+}
+
+TEST(JsonAcceptance, AMemberOrElementIsTheFallbackWhenThereIsNoneOrTheTypeDoesNotAcceptIt) {
+  ForEveryRowAndFamily([](const auto& family, const auto& expected, const JsonValue&, const JsonValue& object,
+                          const JsonValue& array) {
+    using T = typename std::decay_t<decltype(family)>::T;
+    const T fallback = Sample<T>::Second();
+    EXPECT_EQ(Shown((object.*family.getMember)("key", fallback)), Shown(expected.value_or(fallback)));
+    EXPECT_EQ(Shown((object.*family.getMember)("none", fallback)), Shown(fallback));
+    EXPECT_EQ(Shown((array.*family.getAt)(0, fallback)), Shown(expected.value_or(fallback)));
+    EXPECT_EQ(Shown((array.*family.getAt)(1, fallback)), Shown(fallback));
+  });
+}
+
+TEST(JsonAcceptance, ANumberWrittenWithAFractionOrAnExponentIsADoubleAndNoIntegerReadAcceptsIt) {
+  for (const char* const text : {"1.0", "0.0", "-1.5", "1e0", "1E2", "2e-1", "10.0e1"}) {
+    const Element number(text);
+    std::int32_t asInt = 0;
+    std::uint32_t asUint = 0;
+    std::int64_t asInt64 = 0;
+    std::uint64_t asUint64 = 0;
+    EXPECT_EQ(number->GetType(), tovkit::JsonDouble) << text;
+    EXPECT_FALSE(number->GetInt(asInt) || number->GetUint(asUint)) << text;
+    EXPECT_FALSE(number->GetInt64(asInt64) || number->GetUint64(asUint64)) << text;
+  }
+}
+
+TEST(JsonAcceptance, AnIntegerOutside32SignedBitsIsRefusedByFloatAndDouble) {
+  for (const char* const text : {"2147483648", "4294967295", "4294967296", "-2147483649"}) {
+    float asFloat = 0;
+    double asDouble = 0;
+    EXPECT_FALSE(Element(text)->GetFloat(asFloat) || Element(text)->GetDouble(asDouble)) << text;
+  }
+  for (const char* const text : {"2147483647", "-2147483648"}) {
+    float asFloat = 0;
+    double asDouble = 0;
+    EXPECT_TRUE(Element(text)->GetFloat(asFloat) && Element(text)->GetDouble(asDouble)) << text;
   }
 }
 

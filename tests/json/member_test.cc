@@ -59,7 +59,7 @@ TEST(JsonMembers, OfAnythingButAnObjectAreAbsent) {
   }
 }
 
-TEST(JsonMembers, FirstOfDuplicatesIsTheOneThatCounts) {
+TEST(JsonMembers, AreSearchedFromTheFirstToTheLastAndTheFirstOfTheSameNameCounts) {
   Handle object = Parse("{\"a\": 1, \"b\": 0, \"a\": 2, \"a\": 3}");
   EXPECT_EQ(object->GetMemberInt("a", 0), 1);
   EXPECT_EQ(object->GetMember("a")->AsInt(nullptr), 1);
@@ -239,7 +239,7 @@ TEST(JsonAddMember, CopiesItsKey) {
   EXPECT_TRUE(object->HasMember("a key that is too long to be kept within a value"));
 }
 
-TEST(JsonRemoveMember, MovesTheLastMemberIntoThePlace) {
+TEST(JsonRemoveMember, RemovesTheMemberNamedAndTheLastTakesItsPlace) {
   const struct {
     const char* before;
     const char* key;

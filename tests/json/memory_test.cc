@@ -7,6 +7,8 @@
 #include <malloc.h>
 
 #include <cstddef>
+#include <cstdint>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -44,6 +46,17 @@ TEST(JsonMemory, ANodelessWrapperFreesTheNodeThatItWasAssigned) {
               target.Assign(source);
             }),
             kRounds * kSmallestBlock / 2);
+}
+
+TEST(JsonMemory, AnObjectFreesWhatItOwnsTheDocumentOfARootNothingOfAnyOther) {
+  SKIP_WITHOUT_THE_HEAP_OF_THE_C_LIBRARY();
+  const std::string text = "[\"" + std::string(5000, 'x') + "\"]";
+  EXPECT_LT(GrowthOf([&text] { EXPECT_TRUE(Parse(text)); }), kRounds * kSmallestBlock / 2);
+  const Handle root = Parse(text);
+  const std::size_t before = mallinfo2().uordblks;
+  for (int i = 0; i < 100; ++i) root->GetAt(0);
+  EXPECT_GE(mallinfo2().uordblks, before) << "an element's object frees none of the document";
+  EXPECT_EQ(Text(root), text);
 }
 
 TEST(JsonMemory, AClonedAndAssignedDocumentIsFreed) {
@@ -90,6 +103,21 @@ TEST(JsonMemory, AThreadKeepsBlocksForItsNextHandles) {
     EXPECT_LT(keptBlocks(), block_cache::kMostKept + (block_cache::kMostKept == 0));
     EXPECT_EQ(keptBlocks() + block_cache::kept.room, block_cache::kMostKept);
   }).join();
+}
+
+// New ones and kept ones.
+TEST(JsonMemory, ABlockIsAlignedForADerivedClassAsStrictAsMaxAlignT) {
+  struct alignas(std::max_align_t) Block final : sp_counted_base {
+    void dispose() noexcept override {}
+  };
+  for (int round = 0; round < 2; ++round) {
+    std::vector<Block*> blocks;
+    for (int i = 0; i < 100; ++i) blocks.push_back(new Block);
+    for (Block* const block : blocks) {
+      EXPECT_EQ(reinterpret_cast<std::uintptr_t>(block) % alignof(std::max_align_t), 0U);
+      block->release();
+    }
+  }
 }
 
 TEST(JsonMemory, AThreadThatEndsReturnsTheBlocksThatItKept) {

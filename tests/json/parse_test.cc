@@ -6,6 +6,7 @@
 #include <cfloat>
 #include <cmath>
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <string>
 #include <vector>
@@ -32,6 +33,61 @@ void ExpectText(const std::string& text, const std::string& written) {
   EXPECT_EQ(outcome.err, "") << text;
 }
 
+std::string Utf8(std::uint32_t code) {
+  if (code < 0x80) return {static_cast<char>(code)};
+  std::string bytes;
+  const int tails = code < 0x800 ? 1 : code < 0x10000 ? 2 : 3;
+  bytes += static_cast<char>((tails == 1 ? 0xC0 : tails == 2 ? 0xE0 : 0xF0) | code >> (6 * tails));
+  for (int i = tails; i-- > 0;) bytes += static_cast<char>(0x80 | (code >> (6 * i) & 0x3F));
+  return bytes;
+}
+
+std::string Escape(std::uint32_t unit, bool upper = false) {
+  char text[8];
+  std::snprintf(text, sizeof text, upper ? "\\u%04X" : "\\u%04x", static_cast<unsigned>(unit));
+  return text;
+}
+
+// A high half asks for its other half; a low one alone is encoded as it is.
+TEST(JsonParse, EveryEscapeIsItsCharacter) {
+  for (const bool upper : {false, true}) {
+    std::string text = "[";
+    std::vector<std::string> expected;
+    const auto add = [&](const std::string& escapes, std::uint32_t code) {
+      text += (expected.empty() ? "\"" : ",\"") + escapes + '"';
+      expected.push_back(Utf8(code));
+    };
+    for (std::uint32_t unit = 1; unit < 0x10000; ++unit) {
+      if (unit < 0xD800 || unit > 0xDBFF) add(Escape(unit, upper), unit);
+    }
+    for (const std::uint32_t high : {0xD800U, 0xD801U, 0xD83DU, 0xDBFEU, 0xDBFFU}) {
+      for (const std::uint32_t low : {0xDC00U, 0xDC01U, 0xDE00U, 0xDFFEU, 0xDFFFU})
+        add(Escape(high, upper) + Escape(low, upper), 0x10000 + ((high - 0xD800) << 10) + (low - 0xDC00));
+    }
+    const Handle root = Parse(text + "]");
+    ASSERT_TRUE(root);
+    ASSERT_EQ(root->Size(), expected.size());
+    for (std::size_t i = 0; i < expected.size(); ++i) {
+      ASSERT_EQ(root->GetAtString(static_cast<std::uint32_t>(i), ""), expected[i]) << i;
+    }
+  }
+}
+
+TEST(JsonParse, AnEscapeThatIsNotWholeIsNone) {
+  for (const std::uint32_t high : {0xD800U, 0xDA00U, 0xDBFFU}) {
+    for (const std::string& rest :
+         {std::string(), std::string("x"), std::string("\\n"), Escape(0xD800), Escape(0xDBFF), Escape(0xE000),
+          Escape(0x41), std::string("\\uDC0"), std::string("\\xDC00")}) {
+      EXPECT_FALSE(ParseCaptured("[\"" + Escape(high) + rest + "\"]").root) << rest;
+    }
+  }
+  for (const char* digits : {"", "0", "00", "004", "004g", "g041", "0g41", "00g1", "/041", ":041", "@041",
+                             "`041", "G041", "-041", "+041", " 041"}) {
+    EXPECT_FALSE(ParseCaptured(std::string("[\"\\u") + digits + "\"]").root) << digits;
+    EXPECT_FALSE(ParseCaptured(std::string("[\"\\u") + digits).root) << digits;
+  }
+}
+
 TEST(JsonParse, NothingToReadGivesANewEmptyObject) {
   const struct {
     const char* text;
@@ -52,16 +108,6 @@ TEST(JsonParse, NothingToReadGivesANewEmptyObject) {
 TEST(JsonParse, OnlyWhiteSpaceIsCodeOne) {
   for (const char* const text : {" ", "\n", "\t", "\r", " \t\r\n ", "\xEF\xBB\xBF", "\xEF\xBB\xBF "}) {
     ExpectError(text, 1);
-  }
-}
-
-TEST(JsonParse, ScalarRootsAreRefused) {
-  for (const char* const text : {"42", "-1", "1.5", "\"text\"", "\"\"", "true", "false", "null", " null "}) {
-    const ParseOutcome outcome = ParseCaptured(text);
-    EXPECT_FALSE(outcome.root) << text;
-    EXPECT_EQ(outcome.root.UseCount(), 1) << text;
-    EXPECT_EQ(outcome.out, kRootLine) << text;
-    EXPECT_EQ(outcome.err, "") << text;
   }
 }
 
@@ -195,9 +241,26 @@ TEST(JsonParse, EveryErrorCodeThatATextCanProvoke) {
   for (const auto& row : kTable) ExpectError(row.text, row.code);
 }
 
+TEST(JsonParse, TheRootMustBeAnArrayOrAnObjectAndCommentsTrailingCommasNaNAndInfinityAreErrors) {
+  for (const char* const text : {"42", "-1", "1.5", "\"text\"", "\"\"", "true", "false", "null", " null "}) {
+    const ParseOutcome outcome = ParseCaptured(text);
+    EXPECT_FALSE(outcome.root) << text;
+    EXPECT_EQ(outcome.root.UseCount(), 1) << text;
+    EXPECT_EQ(outcome.out, kRootLine) << text;
+    EXPECT_EQ(outcome.err, "") << text;
+  }
+  for (const char* const text :
+       {"[1,]", "{\"a\":1,}", "[// comment\n1]", "[1] // comment", "[/* comment */1]", "[1]/**/", "[NaN]",
+        "[nan]", "{\"a\":NaN}", "[Infinity]", "[-Infinity]", "[inf]", "[-inf]"}) {
+    const ParseOutcome outcome = ParseCaptured(text);
+    EXPECT_FALSE(outcome.root) << text;
+    EXPECT_EQ(outcome.out.rfind("Parse json error. code=", 0), 0U) << text;
+  }
+}
+
 // The codes 12, 16 and 17 tell of checks that are off: of UTF-8, of a handler that stops, and of another way
 // to parse. No text reaches them.
-TEST(JsonParse, InvalidUtf8IsNoError) {
+TEST(JsonParse, InvalidUtf8InsideAStringIsKeptAsItIs) {
   for (const char* const text :
        {"[\"\xFF\"]", "[\"\x80\"]", "[\"\xC0\x80\"]", "[\"\xED\xA0\x80\"]", "[\"\xF8\x88\x80\x80\x80\"]"}) {
     ExpectText(text, text);
@@ -358,11 +421,13 @@ TEST(JsonParse, DenormalsAreRead) {
   }
 }
 
-TEST(JsonParse, OverflowBeyondTheDigitCheckIsInfinite) {
+TEST(JsonParse, Doubles1Point8e308AndAboveAreReadAsInfinity) {
   // The exponent is in range, the product is not: the text is read and cannot be written.
   const Handle root = Parse("[1.8e308]");
   ASSERT_TRUE(root);
-  EXPECT_TRUE(std::isinf(root->GetAtDouble(0, 0)));
+  EXPECT_EQ(root->GetAtDouble(0, 0), HUGE_VAL);
+  EXPECT_EQ(ParsedNumber("-1.8e308"), -HUGE_VAL);
+  EXPECT_EQ(ParsedNumber("9.9e308"), HUGE_VAL);
   EXPECT_EQ(Text(root), "[");
 }
 
@@ -381,7 +446,7 @@ TEST(JsonParse, NumbersOfAThousandDigits) {
   EXPECT_EQ(ParsedNumber("0." + zeros + "1e-2147483639"), 0.0);
 }
 
-TEST(JsonParse, OptionsAreNotRead) {
+TEST(JsonParse, OptionsAreNotReadAndMayBeNull) {
   const auto* const wild = reinterpret_cast<const tovkit::JsonParseOptions*>(1);
   EXPECT_EQ(Text(tovkit::Json::Parse("[1]", 3, wild)), "[1]");
 }

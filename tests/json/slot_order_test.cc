@@ -34,7 +34,7 @@ struct Slot {
       SLOT(before##Uint64##after), SLOT(before##String##after), SLOT(before##Bool##after), \
       SLOT(before##Float##after), SLOT(before##Double##after)
 
-TEST(JsonSlots, EightyOperationsInOrder) {
+TEST(JsonSlots, TheOrderOfTheEightyVirtualOperationsAndOfTheEightTypesOfEachFamily) {
   using Keyed = Handle (JsonValue::*)(const char*);
   using KeyedConst = ConstHandle (JsonValue::*)(const char*) const;
   using Indexed = Handle (JsonValue::*)(std::int32_t);
@@ -120,7 +120,9 @@ TEST(JsonSlots, CallsByNumberReachTheOperations) {
   EXPECT_EQ(Text(object), "{\"c\":-1,\"b\":2.5}");
 }
 
-TEST(JsonSlots, ControlBlockDisposesInSlotTwo) { EXPECT_EQ(SlotOf(&tovkit::sp_counted_base::dispose), 2U); }
+TEST(JsonSlots, TheOrderOfTheControlBlocksVirtualOperationsIsTheDestructorsThenDispose) {
+  EXPECT_EQ(SlotOf(&tovkit::sp_counted_base::dispose), 2U);
+}
 
 // A node as the compiler lays it out.
 struct Node {

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstring>
 #include <random>
+#include <stdexcept>
 #include <string>
 
 namespace {
@@ -31,7 +32,9 @@ TEST(JsonWrite, IsCompactInStoredOrder) {
   }
 }
 
-TEST(JsonWrite, OptionsChangeNothing) {
+TEST(JsonWrite, OptionsAreNotReadAndMayBeNull) {
+  const auto* const wild = reinterpret_cast<const tovkit::JsonWriteOptions*>(1);
+  EXPECT_EQ(Bytes(tovkit::Json::Write(Parse("[1]"), wild)), "[1]");
   const tovkit::JsonWriteOptions write;
   const tovkit::JsonParseOptions parse;
   EXPECT_EQ(Bytes(tovkit::Json::Write(tovkit::Json::Parse("[ 1 ]", 5, &parse), &write)), "[1]");
@@ -222,6 +225,21 @@ TEST(JsonWrite, LargeDocuments) {
   array->InsertString(-1, megabyte.c_str());
   expected += ",\"" + megabyte + "\"]";
   EXPECT_EQ(Text(array), expected);
+}
+
+// The document takes half a gigabyte, the text and its copy two each.
+TEST(JsonWrite, ThrowsLengthErrorWhenTheTextHasMoreThan2147483646Bytes) {
+  constexpr int kMost = 2147483646;
+  if (sysconf(_SC_PHYS_PAGES) < (8L << 30) / sysconf(_SC_PAGESIZE)) GTEST_SKIP() << "8 GB of memory";
+  Handle array = Parse("[]");
+  constexpr int kEscaped = 17'000'000, kElements = 20;
+  const std::string escaped(kEscaped, '\x01');  // six bytes each
+  for (int i = 0; i < kElements; ++i) array->InsertString(-1, escaped.c_str());
+  const std::string rest(kMost - 4 - kElements * (kEscaped * 6 + 3), 'x');
+  array->InsertString(-1, rest.c_str());
+  EXPECT_EQ(array->ToString().GetLength(), kMost);
+  array->SetAtString(kElements, (rest + "x").c_str());
+  EXPECT_THROW(array->ToString(), std::length_error);
 }
 
 TEST(JsonWrite, ParsedAgainIsTheSameText) {

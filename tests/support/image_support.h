@@ -149,7 +149,7 @@ class StubbornInput final : public CoreInputStream {
   std::uint64_t position_ = 0;
 };
 
-// Counts what is read.
+// Counts what is read, and how often the position is set.
 class CountingInput final : public CoreInputStream {
  public:
   explicit CountingInput(std::string bytes) : bytes_(std::move(bytes)), in_(bytes_.data(), bytes_.size()) {}
@@ -158,15 +158,20 @@ class CountingInput final : public CoreInputStream {
     total_ += count;
     return count;
   }
-  bool Seek(std::uint64_t position) override { return in_.Seek(position); }
+  bool Seek(std::uint64_t position) override {
+    ++seeks_;
+    return in_.Seek(position);
+  }
   std::uint64_t GetPosition() const override { return in_.GetPosition(); }
   std::uint64_t GetSize() const override { return in_.GetSize(); }
   std::uint64_t Total() const { return total_; }
+  int Seeks() const { return seeks_; }
 
  private:
   std::string bytes_;
   CoreMemoryInputStream in_;
   std::uint64_t total_ = 0;
+  int seeks_ = 0;
 };
 
 // Takes `limit` bytes and refuses the rest.

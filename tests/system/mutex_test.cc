@@ -127,7 +127,8 @@ char StateOfThread(pid_t id) {
   return behindName == std::string::npos ? '?' : line[behindName + 2];
 }
 
-TEST(MutexTest, AThreadThatLocksTwiceWaitsForAnotherToUnlock) {
+// Non-recursive; only another thread's unlock ends the wait.
+TEST(MutexTest, LockBlocksForGoodWhenTheCallingThreadHoldsItAlready) {
 #ifdef __SANITIZE_THREAD__
   GTEST_SKIP() << "ThreadSanitizer ends a program that does so";
 #endif

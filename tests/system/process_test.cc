@@ -1,22 +1,28 @@
 // SPDX-License-Identifier: MIT
 // Starting a process: its fields, what is refused, what the child gets, what fails.
 #include "build_kind.h"
+#include "holds.h"
 #include "process_support.h"
 #include "test_access.h"
 
 #include <tovkit/system.h>
 
+#include <libintl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <cerrno>
 #include <climits>
+#include <clocale>
 #include <csignal>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
+#include <filesystem>
+#include <fstream>
 #include <new>
 #include <string>
 #include <type_traits>
@@ -254,7 +260,7 @@ TEST_F(ProcessTest, OnlyACallFromWithinStartIsRefused) {
 
 TEST_F(ProcessTest, ARunningChildIsForgottenByTheNextStartAndLivesOn) {
   Process process;
-  ASSERT_TRUE(StartShell(process, "sleep 100"));
+  ASSERT_TRUE(StartShell(process, "exec sleep 100"));
   const auto first = static_cast<pid_t>(process.pid());
   ASSERT_TRUE(StartShell(process, "exit 2"));
   EXPECT_TRUE(process.wait(kPatience));
@@ -394,6 +400,7 @@ TEST_F(ProcessTest, AFailedForkForgetsTheChildOfAnEarlierStart) {
   close(input);
   close(ends[0]);
   const auto child = static_cast<pid_t>(process.pid());
+  faults::clone.Fail(EAGAIN);
   faults::fork.Fail(EAGAIN);
   testing::internal::CaptureStdout();
   EXPECT_FALSE(process.start("/bin/true", 0, nullptr));
@@ -428,6 +435,44 @@ TEST_F(ProcessTest, AProgramThatCannotBeExecutedExitsWithZero) {
     const std::string output = testing::internal::GetCapturedStdout();
     EXPECT_EQ(output, std::string(c.line) + "unwritten text of the parent\n") << c.path;
   }
+}
+
+// A catalog of messages, as gettext reads it, with this one translation.
+void WriteCatalog(const std::string& path, const std::string& message, const std::string& translation) {
+  constexpr std::uint32_t kHeader = 28, kTable = 8;
+  const auto length = [](const std::string& text) { return static_cast<std::uint32_t>(text.size()); };
+  const std::uint32_t messageAt = kHeader + 2 * kTable, translationAt = messageAt + length(message) + 1;
+  const std::uint32_t words[] = {
+      0x950412de,   0, 1, kHeader, kHeader + kTable, 0, 0, length(message), messageAt, length(translation),
+      translationAt};
+  std::ofstream out(path, std::ios::binary);
+  out.write(reinterpret_cast<const char*>(words), sizeof words);
+  out << message << '\0' << translation << '\0';
+}
+
+TEST_F(ProcessTest, AProgramThatCannotBeExecutedIsToldInEnglishWhateverTheLocale) {
+  const ScratchDir scratch;
+  const OutputFiles files;
+  std::filesystem::create_directories(scratch.path() + "/de/LC_MESSAGES");
+  WriteCatalog(scratch.path() + "/de/LC_MESSAGES/libc.mo", "No such file or directory", "Nicht da");
+  const pid_t child = fork();
+  if (child == 0) {
+    setenv("LOCPATH", TOVKIT_TEST_LOCALES, 1);
+    setenv("LC_ALL", "de_DE.ISO-8859-1", 1);
+    unsetenv("LANGUAGE");
+    HOLDS(std::setlocale(LC_ALL, "") != nullptr);
+    HOLDS(bindtextdomain("libc", scratch.path().c_str()) != nullptr);
+    HOLDS(std::string(std::strerror(ENOENT)) == "Nicht da");
+    Process process;
+    process.setOutputFds(files.out(), files.err());
+    HOLDS(process.start("/no such program", 0, nullptr) && process.wait(kPatience) &&
+          process.exitCode() == 0);
+    _exit(0);
+  }
+  int status = -1;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_EQ(status, 0);
+  EXPECT_EQ(files.outText(), "PROC-ERROR: execv fail, errno=2, errmsg=No such file or directory\n");
 }
 
 TEST_F(ProcessTest, AFailedExecutionLeavesTheParentsStreamsAndExitHandlersAlone) {

@@ -125,7 +125,7 @@ TEST_F(SharedMemoryTest, CreateMakesASegmentWithTheModeOfTheFlags) {
   EXPECT_FALSE(Exists()) << "each object removed its segment";
 }
 
-TEST_F(SharedMemoryTest, CreateFailsWhenTheSegmentExists) {
+TEST_F(SharedMemoryTest, CreateFailsWhenTheSegmentExistsAlready) {
   SharedMemory memory(name());
   ASSERT_TRUE(memory.Create(64, kRead));
   EXPECT_EQ(faults::lastShared().mode, IPC_CREAT | IPC_EXCL | 0444);
@@ -159,7 +159,7 @@ TEST_F(SharedMemoryTest, CreateAndAttachFailWithoutEitherBit) {
   }
 }
 
-TEST_F(SharedMemoryTest, ANewSegmentIsZeroed) {
+TEST_F(SharedMemoryTest, CreatesAZeroedSegmentOfSizeBytes) {
   SharedMemory memory(name());
   ASSERT_TRUE(memory.Create(100000, kRead | kWrite));
   ASSERT_TRUE(memory.Attach(kWrite));
@@ -381,7 +381,7 @@ TEST_F(SharedMemoryTest, TheEndOfTheCreatorWhileAnotherProcessIsAttachedKeepsThe
   EXPECT_FALSE(Exists());
 }
 
-TEST_F(SharedMemoryTest, TheEndOfAnObjectDetachesAndRemovesTheSegmentThatItCreated) {
+TEST_F(SharedMemoryTest, TheEndOfTheCreatorDetachesAndRemovesItsSegment) {
   {
     SharedMemory memory(name());
     ASSERT_TRUE(memory.Create(64, kRead | kWrite));

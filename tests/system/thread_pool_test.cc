@@ -313,7 +313,7 @@ TEST_F(ThreadPoolTest, ThePoolDoesNotTouchARunnableOnceItIsFinished) {
   EXPECT_EQ(pool.destroy(), 0);
 }
 
-TEST_F(ThreadPoolTest, NoMemoryForTheThreadIds) {
+TEST_F(ThreadPoolTest, InitPrintsALineWhenMemoryIsShort) {
   SKIP_WITHOUT_OWN_MALLOC();
   ThreadPool pool;
   faults::blockSize = 123 * sizeof(pthread_t);
@@ -355,7 +355,7 @@ TEST_F(ThreadPoolTest, TheFirstWorkerCannotBeCreated) {
   EXPECT_EQ(Output(), "pthread_create error\n");
 }
 
-TEST_F(ThreadPoolTest, WorkersBeforeOneThatCannotBeCreatedKeepRunning) {
+TEST_F(ThreadPoolTest, WorkersCreatedBeforeOneThatCannotBeStayAndTakeTasks) {
   std::atomic<int> calls{0};
   auto pool = std::make_unique<ThreadPool>();
   faults::pthreadCreate.Fail(EAGAIN, 1, 4);

@@ -109,7 +109,7 @@ TEST_F(ThreadTest, StartsAgainAfterTheBodyEnded) {
   }
 }
 
-TEST_F(ThreadTest, ASecondStartWhileTheBodyRunsStartsASecondThread) {
+TEST_F(ThreadTest, ASecondStartWhileTheBodyRunsStartsASecondThreadWhoseIdIsTid) {
   // Lives on: nothing tells that the second thread is through with it.
   static Gated& thread = *new Gated;
   thread.Start();

@@ -144,7 +144,7 @@ class TOVMX_API CoreDib {
 
 /// How CoreResample makes new pixels of old ones.
 enum CoreFilter : std::uint32_t {
-  kCoreFilterNearest = 0,   ///< the old pixel beneath the new one's center; makes no new colors
+  kCoreFilterNearest = 0,   ///< the old pixel beneath the new one's center, of two the later; no new colors
   kCoreFilterTriangle = 1,  ///< linear interpolation; soft
   kCoreFilterCubic = 2,     ///< Catmull and Rom's cubic spline; sharper
   kCoreFilterLanczos = 3,   ///< a windowed sinc of three lobes; the sharpest, with faint rings beside edges
