@@ -148,7 +148,7 @@ Error JsonSource::ErrorAt(std::string_view pointer, const std::string& text) {
 }
 
 Error JsonSource::ErrorAtOffset(std::size_t offset, std::string_view pointer, const std::string& text) {
-  if (!hasText()) return {ErrorKind::kInput, name_, text};
+  if (!hasText()) return Error(ErrorKind::kInput, name_, text).At({0, 0, std::string(pointer)});
   const TextPosition position = PositionOf(offset);
   return Error(ErrorKind::kInput,
                name_ + ":" + std::to_string(position.line) + ":" + std::to_string(position.column), text,
