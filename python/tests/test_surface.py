@@ -23,7 +23,8 @@ ELSEWHERE: dict[str, dict[str, str]] = {
              "limit": "describe", "quiet": "warnings", "schema": "the command"},
     "hit": {"point": "points", "map": "left out", "format": "left out", "size": "left out", "id": "Path.read"},
     "batch": {"template": "a generator", "data": "a generator", "jobs": "workers", "shard": "a generator",
-              "results": "the iterator", "resume": "a generator", "fail-fast": "Result.check", "merge": "a dict"},
+              "results": "the iterator", "resume": "a generator", "fail-fast": "Result.check", "merge": "a dict",
+              "schema": "the command"},
     "pages": {},
     "image": {"output": "save", "info": "properties"},
 }
