@@ -28,7 +28,11 @@ class BatchSink final : public jobs::ResultSink {
   // `failing` is called for each job that fails.
   BatchSink(jobs::ResultsFile* file, BatchProgress& progress, const jobs::StopRequest& stop, BatchNames names,
             std::function<void()> failing)
-      : file_(file), progress_(progress), stop_(stop), names_(std::move(names)), failing_(std::move(failing)) {}
+      : file_(file),
+        progress_(progress),
+        stop_(stop),
+        names_(std::move(names)),
+        failing_(std::move(failing)) {}
 
   void Notice(const jobs::JobResult& result) override;
   // A job that was skipped for an earlier result is not written: the file has its line already.

@@ -149,8 +149,9 @@ class TOVMX_API CorePageDevice : public CorePathDevice {
 };
 
 /// Draws into a bitmap of any depth. Pixels without ink keep their bits; a palette or gray bitmap gets the
-/// nearest color it has. A 32-bit bitmap is drawn into at once as long as all that was drawn on is opaque, any
-/// other at Flush. What lies far from all that is drawn is not looked at, whatever the size of the bitmap.
+/// nearest color it has. A 32-bit bitmap is drawn into at once as long as all that was drawn on is opaque,
+/// any other at Flush. What lies far from all that is drawn is not looked at, whatever the size of the
+/// bitmap.
 class TOVMX_API CoreBitmapDevice final : public CorePageDevice {
  public:
   /// The widest and highest bitmap that can be drawn into.
