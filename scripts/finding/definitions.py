@@ -119,6 +119,8 @@ class Tree:
             found = found or [f for f in self.named(name) if f.path.stem in self.stems(function.path)]
             if len(found) <= 3:
                 yield from found
+                # What a visitor does with each value is in its members, which nobody here calls by name.
+                yield from (f for c in found if c.is_class for f in self.members(c.last()) if f.path == c.path)
 
     def stems(self, path):
         """Names of the headers that the file includes, and of those of the core, which are not named as its sources."""
