@@ -152,7 +152,14 @@ py::str Represent(const Image& image) {
   return py::str("<tovkit.Image {} {} x {}>").format(image.mode(), pixels->GetWidth(), pixels->GetHeight());
 }
 
-void SetBufferProtocol(PyHeapTypeObject* type) {
+// An object that was made past everything that makes images would hold none, and its memory anything.
+PyObject* RefuseNew(PyTypeObject*, PyObject*, PyObject*) {
+  PyErr_SetString(PyExc_TypeError, "tovkit.Image has no constructor: use open(), fromarray() or draw()");
+  return nullptr;
+}
+
+void SetSlots(PyHeapTypeObject* type) {
+  type->ht_type.tp_new = RefuseNew;
   type->ht_type.tp_as_buffer = &type->as_buffer;
   type->as_buffer.bf_getbuffer = Image::GetBuffer;
   type->as_buffer.bf_releasebuffer = Image::ReleaseBuffer;
@@ -458,7 +465,7 @@ was asked for the memory stays until the image itself is gone.
 }  // namespace
 
 void BindImage(py::module_& module) {
-  Class image(module, "Image", py::custom_type_setup(SetBufferProtocol), R"(A picture in memory.
+  Class image(module, "Image", py::custom_type_setup(SetSlots), R"(A picture in memory.
 
 ``open`` reads one, ``tovkit.draw`` draws one, ``fromarray`` and ``from_pillow`` take one over. Methods
 that change a picture return a new one and leave this one alone, so images can be shared among threads;

@@ -119,15 +119,7 @@ int Image::GetBuffer(PyObject* self, Py_buffer* view, int flags) {
     PyErr_SetString(PyExc_BufferError, "no view is given");
     return -1;
   }
-  try {
-    auto& image = py::cast<Image&>(py::handle(self));
-    if (image.FillView(*view, flags) != 0) return -1;
-  } catch (const std::exception&) {
-    // An object whose __init__ never ran.
-    view->obj = nullptr;
-    PyErr_SetString(PyExc_BufferError, "the object is no image yet");
-    return -1;
-  }
+  if (py::cast<Image&>(py::handle(self)).FillView(*view, flags) != 0) return -1;
   Py_INCREF(self);
   view->obj = self;
   return 0;

@@ -356,13 +356,10 @@ def test_hostile_bytes_are_decode_errors(data: bytes, head: bytes) -> None:
 def test_an_image_that_was_never_made_is_refused() -> None:
     with pytest.raises(TypeError):
         Image()
-    bare = Image.__new__(Image)
-    with pytest.raises(BufferError):
-        view_of(bare)
-    with pytest.raises((TypeError, ValueError)):
-        bare.size
     with pytest.raises(TypeError):
-        copy.copy(bare).size
+        Image.__new__(Image)
+    with pytest.raises(TypeError):
+        object.__new__(Image)
 
 
 def test_pillow_does_not_take_blue_for_red() -> None:

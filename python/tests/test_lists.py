@@ -101,13 +101,17 @@ def test_colors(text: str, color: tuple[int, int, int, int]) -> None:
 
 
 def test_processes_are_those_of_the_command(command: str) -> None:
-    sleeper = subprocess.Popen(["sleep", "1000"])
+    sleeper = subprocess.Popen(["cat"], stdin=subprocess.PIPE, stdout=subprocess.PIPE)
+    assert sleeper.stdin is not None and sleeper.stdout is not None
+    # Once it has answered it has its name and its memory.
+    sleeper.stdin.write(b"ready\n")
+    sleeper.stdin.flush()
+    assert sleeper.stdout.readline() == b"ready\n"
     try:
         before = {p.pid: p for p in tovkit.processes()}
         listed = json.loads(subprocess.run([command, "ps", "--json"], check=True, capture_output=True).stdout)
     finally:
-        sleeper.kill()
-        sleeper.wait()
+        sleeper.communicate()
     told = {entry["pid"]: entry for entry in listed}
     for pid in (sleeper.pid, os.getpid(), 1):
         assert before[pid].name == told[pid]["name"]

@@ -270,7 +270,10 @@ class Clipping : public Reviewed {
         {R"("Content": "Ink", "DeltaX": )" + std::to_string(x) + R"(, "DeltaY": )" + std::to_string(y)});
   }
   static Ink InkAt(int x, int y) {
-    const auto ink = tovkit::DescribeText(Parsed(LineAt(x, y))->GetAt(0), 9)->GetMember("ink");
+    // The parts of a document are there as long as its root is.
+    const auto lines = Parsed(LineAt(x, y));
+    const auto report = tovkit::DescribeText(lines->GetAt(0), 9);
+    const auto ink = report->GetMember("ink");
     return {ink->GetMemberDouble("left", 0), ink->GetMemberDouble("top", 0), ink->GetMemberDouble("right", 0),
             ink->GetMemberDouble("bottom", 0)};
   }

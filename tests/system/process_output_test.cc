@@ -39,11 +39,14 @@ TEST_F(ProcessTest, TheDescriptorsForTheChildsOutputAndErrorStayTheCallers) {
     ASSERT_TRUE(StartShell(process, "echo data; echo trouble >&2"));
     ASSERT_TRUE(process.wait(kPatience));
     process.setOutputFds(-1, -1);
+    EXPECT_EQ(write(files.out(), "more\n", 5), 5);
+    EXPECT_EQ(write(files.err(), "more\n", 5), 5);
+    EXPECT_TRUE(process.setOutputFds(files.out(), files.err()));
   }
-  EXPECT_EQ(write(files.out(), "more\n", 5), 5);
-  EXPECT_EQ(write(files.err(), "more\n", 5), 5);
-  EXPECT_EQ(files.outText(), "data\nmore\n");
-  EXPECT_EQ(files.errText(), "trouble\nmore\n");
+  EXPECT_EQ(write(files.out(), "after\n", 6), 6) << "the end of the object closes nothing";
+  EXPECT_EQ(write(files.err(), "after\n", 6), 6);
+  EXPECT_EQ(files.outText(), "data\nmore\nafter\n");
+  EXPECT_EQ(files.errText(), "trouble\nmore\nafter\n");
 }
 
 TEST_F(ProcessTest, RedirectsOutputAndError) {

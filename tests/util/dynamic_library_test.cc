@@ -275,6 +275,8 @@ TEST(DynamicLibrary, EmptyPathIsTheProgramItself) {
   DynamicLibrary program("");
   ASSERT_TRUE(program.Load()) << program.GetError();
   EXPECT_NE(program.Resolve("malloc"), nullptr);
+  // Of a library that the program was linked with, and the C library was not.
+  EXPECT_NE(program.Resolve("cairo_version"), nullptr);
 }
 
 TEST(DynamicLibrary, PathsOfAnyBytesLoad) {
