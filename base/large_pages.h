@@ -18,12 +18,12 @@ inline constexpr std::size_t kLeastForLargePages = std::size_t{4} << 20;  // two
 // A hint for a block that was just allocated and has not been written to. Where the system does not follow
 // it nothing is different; errno stays as it is.
 inline void PreferLargePages(void* block, std::size_t size) {
-  constexpr std::uintptr_t kPage = 4096;
+  constexpr std::size_t kPage = 4096;
   if (block == nullptr || size < kLeastForLargePages) return;
-  const std::uintptr_t first = (reinterpret_cast<std::uintptr_t>(block) + kPage - 1) / kPage * kPage;
-  const std::uintptr_t last = (reinterpret_cast<std::uintptr_t>(block) + size) / kPage * kPage;
+  // Whole pages only; the size is far above one of them.
+  const std::size_t skipped = (kPage - reinterpret_cast<std::uintptr_t>(block) % kPage) % kPage;
   const int before = errno;
-  madvise(reinterpret_cast<void*>(first), last - first, MADV_HUGEPAGE);
+  madvise(static_cast<char*>(block) + skipped, (size - skipped) / kPage * kPage, MADV_HUGEPAGE);
   errno = before;
 }
 

@@ -26,7 +26,8 @@ KeptReports& KeptReports::ForThisThread() {
   // On the heap: a program that loads the library while it runs has room for a few hundred bytes of these
   // only.
   thread_local const auto kept = std::make_unique<KeptReports>();
-  return *kept;
+  return *kept;  // NOLINT(clang-analyzer-cplusplus.NewDelete): the pointer is the thread's and not the
+                 // block's
 }
 
 // The text ends early at a number that has none, and could then be that of two descriptions.

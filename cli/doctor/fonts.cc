@@ -48,7 +48,7 @@ constexpr Family kFamilies[] = {
 };
 
 std::string Local(const CoreWideString& text) {
-  return PrintableUtf8(tovkit::WideToUtf8(text.c_str(), text.GetLength()).c_str());
+  return PrintableUtf8(tovkit::WideToUtf8(text.c_str(), text.GetLength()));
 }
 
 CoreFontLoader Fonts(const wchar_t* family) {

@@ -174,7 +174,7 @@ py::object AnswerAll(const py::object& pointsObject, const CorePath& path, const
   std::vector<Value> values(points.size());
   {
     const py::gil_scoped_release released;
-    Split(points.size(), static_cast<std::size_t>(path.GetPointCounter() + 1),
+    Split(points.size(), static_cast<std::size_t>(path.GetPointCounter()) + 1,
           [&](std::size_t from, std::size_t to) {
             for (std::size_t i = from; i < to; ++i) values[i] = answer(points[i]);
           });

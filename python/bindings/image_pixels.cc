@@ -20,8 +20,8 @@ CoreDib Widened(const CoreDib& packed) {
   if (!wide.Create(packed.GetWidth(), packed.GetHeight(), 8)) throw std::bad_alloc();
   wide.SetDpi(packed.GetDpiX(), packed.GetDpiY());
   const int colors = packed.GetPaletteSize();
-  std::vector<std::uint32_t> palette;
-  for (int i = 0; i < colors; ++i) palette.push_back(packed.GetPaletteEntry(i));
+  std::vector<std::uint32_t> palette(static_cast<std::size_t>(colors));
+  for (int i = 0; i < colors; ++i) palette[static_cast<std::size_t>(i)] = packed.GetPaletteEntry(i);
   if (colors > 0) wide.SetPalette(palette.data(), colors);
   for (int i = 0; i < colors; ++i) wide.SetPaletteAlpha(i, packed.GetPaletteAlpha(i));
   const unsigned scale = colors > 0 ? 1 : 255 / most;
