@@ -2,7 +2,7 @@
 """python3 bench/page BUILD [--rounds N] [SECTION...]: runs the benchmarks of a build and writes the page.
 
 All sections go to docs/benchmarks.md. Named ones go to BUILD/benchmarks.md, since a page holds one run. What bench/batch
-and bench/batch_limit have measured is kept in batch.md and ends the page.
+and bench/batch_limit have measured is kept in batch.md, what bench/python has in python.md; both end the page.
 """
 import argparse
 import json
@@ -76,8 +76,9 @@ def write(notes, documents, build, docs):
         for line in page.render(sections, notes, facts, versions, rounds, charts):
             file.write(line + "\n")
         if docs != build:
-            with open(os.path.join(HERE, "batch.md"), encoding="utf-8") as batch:
-                file.write("\n" + batch.read())
+            for kept in ("batch.md", "python.md"):
+                with open(os.path.join(HERE, kept), encoding="utf-8") as section:
+                    file.write("\n" + section.read())
     print(target)
     for section in sections:
         for case, who, ratio in [*page.slower_rows(section), *page.dear_rows(section)]:
