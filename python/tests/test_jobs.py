@@ -36,7 +36,7 @@ def test_a_job_is_run_here(tmp_path: pathlib.Path) -> None:
 
 @pytest.mark.parametrize(("job", "kind", "message"), [
     ({"id": "1"}, ValueError, "no kind of job"), (label(1, out="../x.png"), tovkit.Error, "x.png"),
-    (label(1, colour=1), ValueError, "colour"), (label(1, size="900000x9"), tovkit.LimitError, "too large"),
+    (label(1, colors=1), ValueError, "colors"), (label(1, size="900000x9"), tovkit.LimitError, "too large"),
     ("{", ValueError, "job"), ("", ValueError, "empty"), ("[]", ValueError, "object"),
     ({"draw": float("nan")}, ValueError, "job: ")])
 def test_a_job_that_fails_is_an_error(job: Any, kind: type[Exception], message: str, tmp_path: pathlib.Path) -> None:
