@@ -67,8 +67,8 @@ def test_drawing_over_an_image_its_file_and_its_bytes(tmp_path: pathlib.Path) ->
 
 
 def test_a_misspelled_key_is_a_warning_and_strictly_an_error() -> None:
-    line = {"Content": "a", "Font": {"Colour": "#f00"}}
-    with pytest.warns(tovkit.DescriptionWarning, match="lines/Font/Colour: .*Color"):
+    line = {"Content": "a", "Font": {"Colors": "#f00"}}
+    with pytest.warns(tovkit.DescriptionWarning, match="lines/Font/Colors: .*Color"):
         tovkit.draw(line)
     with pytest.warns(tovkit.DescriptionWarning):
         tovkit.draw_pdf(line)
@@ -76,10 +76,10 @@ def test_a_misspelled_key_is_a_warning_and_strictly_an_error() -> None:
         tovkit.draw_svg(line)
     with pytest.raises(tovkit.JsonError) as caught:
         tovkit.draw(line, strict=True)
-    assert (caught.value.pointer, caught.value.line, caught.value.column) == ("/Font/Colour", 0, 0)
+    assert (caught.value.pointer, caught.value.line, caught.value.column) == ("/Font/Colors", 0, 0)
     with pytest.raises(tovkit.JsonError) as caught:
-        tovkit.draw('{"Content": "a",\n "Colour": 1}', strict=True)
-    assert (caught.value.pointer, caught.value.line, caught.value.column) == ("/Colour", 2, 2)
+        tovkit.draw('{"Content": "a",\n "Colors": 1}', strict=True)
+    assert (caught.value.pointer, caught.value.line, caught.value.column) == ("/Colors", 2, 2)
     assert str(caught.value).startswith("lines:2:2: ")
     with warnings.catch_warnings(record=True) as seen:
         warnings.simplefilter("default")
@@ -89,7 +89,7 @@ def test_a_misspelled_key_is_a_warning_and_strictly_an_error() -> None:
 
 
 def test_reports_are_those_of_the_command(command: str, tmp_path: pathlib.Path) -> None:
-    lines = [LINE, {"Content": "b\U0010fffd", "Colour": 1, "DeltaX": 500}]
+    lines = [LINE, {"Content": "b\U0010fffd", "Colors": 1, "DeltaX": 500}]
     (tmp_path / "lines.json").write_text(json.dumps(lines, separators=(",", ":")))
     run = subprocess.run([command, "draw", "-q", tmp_path / "lines.json", "-o", tmp_path / "a.png", "--size", "200x50",
                           f"--report={tmp_path / 'report'}"], check=True, capture_output=True)

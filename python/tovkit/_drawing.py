@@ -129,9 +129,9 @@ def describe(lines: Lines, *, size: Size | None = None, fonts: Fonts = (), limit
     OSError), TypeError.
 
     >>> import tovkit
-    >>> report = tovkit.describe({"Content": "Hello", "Colour": "#f00"})[0]
+    >>> report = tovkit.describe({"Content": "Hello", "Colors": "#f00"})[0]
     >>> report["warnings"][0]["pointer"]
-    '/Colour'
+    '/Colors'
     """
     import json
 

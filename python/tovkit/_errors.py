@@ -102,7 +102,7 @@ class DescriptionWarning(UserWarning):
     >>> import tovkit, warnings
     >>> with warnings.catch_warnings(record=True) as caught:
     ...     warnings.simplefilter("always")
-    ...     picture = tovkit.draw({"Content": "a", "Colour": "#f00"})
+    ...     picture = tovkit.draw({"Content": "a", "Colors": "#f00"})
     >>> print(caught[0].category.__name__)
     DescriptionWarning
     """

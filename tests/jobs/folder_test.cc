@@ -4,7 +4,7 @@
 #include "jobs/id_index.h"
 
 #include "failing_call.h"
-#include "scratch_dir.h"
+#include "scratch_files.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -17,8 +17,6 @@
 #include <cstdint>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
 
 namespace {
@@ -26,27 +24,7 @@ namespace {
 namespace fs = std::filesystem;
 using jobs::Folder;
 
-class FolderTest : public testing::Test {
- protected:
-  std::string Path(const std::string& name) const { return scratch_.path() + "/" + name; }
-  void Write(const std::string& name, const std::string& text) const { std::ofstream(Path(name)) << text; }
-  std::string Read(const std::string& name) const {
-    std::ifstream in(Path(name), std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
-  }
-  // What goes wrong, or an empty text.
-  template <typename Action>
-  static std::string FailureOf(Action action) {
-    try {
-      action();
-      return "";
-    } catch (const jobs::Error& e) {
-      return e.what();
-    }
-  }
-
-  ScratchDir scratch_;
-};
+class FolderTest : public ScratchFiles {};
 
 TEST_F(FolderTest, TheSizeIsThatOfARegularFile) {
   Write("empty", "");

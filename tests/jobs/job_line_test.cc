@@ -4,7 +4,6 @@
 #include "jobs/job_kind.h"
 #include "jobs/job_runner.h"
 #include "jobs/picture_reader.h"
-#include "jobs/places.h"
 #include "jobs/result.h"
 #include "jobs/sha256.h"
 
@@ -15,7 +14,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -445,63 +443,6 @@ TEST_F(JobLine, ATemplateIsFilledByTheLine) {
   EXPECT_EQ(runner.Run(R"({"n": 7, "who": "a", "who": "b"})").message, "data/who: the member stands twice");
   EXPECT_EQ(runner.Run(R"({"n": 7, "who": [1]})").message,
             "{{who}}: the value is no text, number or boolean");
-}
-
-TEST(Places, OnlyNamesInPairsOfBraces) {
-  const char text[] = R"({"a": "1", "b c": "2", "t": true, "z": null, "n": -2.5})";
-  const auto data = tovkit::Json::Parse(text, sizeof text - 1, nullptr);
-  const struct {
-    const char* text;
-    const char* filled;
-  } cases[] = {{"", ""},
-               {"{{a}}", "1"},
-               {"x{{a}}y{{b c}}z", "x1y2z"},
-               {"{{t}}{{z}}{{n}}", "true-2.5"},
-               {"{{}}", "{{}}"},
-               {"{a}", "{a}"},
-               {"{{a", "{{a"},
-               {"{{a}", "{{a}"},
-               {"{{{a}}}", "{1}"},
-               {"{{ {{a}}", "{{ 1"},
-               {"}}{{", "}}{{"}};
-  for (const auto& [in, out] : cases) EXPECT_EQ(jobs::FillText(in, *data), out) << in;
-}
-
-TEST(Places, NamesOfMembersStay) {
-  const char text[] = R"({"{{a}}": ["{{a}}", {"x": "{{a}}"}, 5]})";
-  const char values[] = R"({"a": "\"], 1: {"})";
-  const auto job = tovkit::Json::Parse(text, sizeof text - 1, nullptr);
-  jobs::FillPlaces(job, *tovkit::Json::Parse(values, sizeof values - 1, nullptr));
-  EXPECT_STREQ(job->ToString().c_str(), R"({"{{a}}":["\"], 1: {",{"x":"\"], 1: {"},5]})");
-}
-
-TEST(JobResult, LineAndBack) {
-  JobResult result;
-  result.id = "a/\"\\\n\x01\xC3\xA9";
-  result.output = "x\xFF.png";
-  result.bytes = 5000000000;
-  result.jobHash = "ab";
-  result.outputHash = "cd";
-  result.seconds = 0.25;
-  result.worker = 2;
-  result.warnings = {"w1", "w2"};
-  EXPECT_EQ(
-      ToJsonLine(result),
-      "{\"id\":\"a/\\\"\\\\\\u000a\\u0001\xC3\xA9\",\"state\":\"done\",\"output\":\"x\\udcff.png\",\"bytes\":"
-      "5000000000,\"jobSha256\":\"ab\",\"outputSha256\":\"cd\",\"seconds\":0.250000,\"attempts\":1,"
-      "\"worker\":2,"
-      "\"warnings\":[\"w1\",\"w2\"]}\n");
-  result.output.clear();
-  result.state = JobState::kQuarantined;
-  result.kind = FailureKind::kCrash;
-  result.message = "m";
-  result.hits = std::vector<bool>{true, false};
-  const auto back = jobs::ParseResultLine(ToJsonLine(result));
-  ASSERT_TRUE(back);
-  EXPECT_EQ(ToJsonLine(*back), ToJsonLine(result));
-  for (const char* text : {"", "{}", "x", "[]", R"({"id": "1"})", R"({"id":"1","state":"odd"})"}) {
-    EXPECT_FALSE(jobs::ParseResultLine(text)) << text;
-  }
 }
 
 }  // namespace

@@ -5,7 +5,7 @@
 #include "jobs/results_file.h"
 
 #include "failing_call.h"
-#include "scratch_dir.h"
+#include "scratch_files.h"
 
 #include <gtest/gtest.h>
 #include <sys/resource.h>
@@ -113,6 +113,35 @@ TEST(ResultLine, AnErrorIsAFailureOfItsKind) {
   }
 }
 
+TEST(ResultLine, HasNamesOfAnyBytesAndComesBack) {
+  JobResult result;
+  result.id = "a/\"\\\n\x01\xC3\xA9";
+  result.output = "x\xFF.png";
+  result.bytes = 5000000000;
+  result.jobHash = "ab";
+  result.outputHash = "cd";
+  result.seconds = 0.25;
+  result.worker = 2;
+  result.warnings = {"w1", "w2"};
+  EXPECT_EQ(
+      ToJsonLine(result),
+      "{\"id\":\"a/\\\"\\\\\\u000a\\u0001\xC3\xA9\",\"state\":\"done\",\"output\":\"x\\udcff.png\",\"bytes\":"
+      "5000000000,\"jobSha256\":\"ab\",\"outputSha256\":\"cd\",\"seconds\":0.250000,\"attempts\":1,"
+      "\"worker\":2,"
+      "\"warnings\":[\"w1\",\"w2\"]}\n");
+  result.output.clear();
+  result.state = JobState::kQuarantined;
+  result.kind = FailureKind::kCrash;
+  result.message = "m";
+  result.hits = std::vector<bool>{true, false};
+  const auto back = jobs::ParseResultLine(ToJsonLine(result));
+  ASSERT_TRUE(back);
+  EXPECT_EQ(ToJsonLine(*back), ToJsonLine(result));
+  for (const char* text : {"", "{}", "x", "[]", R"({"id": "1"})", R"({"id":"1","state":"odd"})"}) {
+    EXPECT_FALSE(jobs::ParseResultLine(text)) << text;
+  }
+}
+
 class ResultsFiles : public testing::Test {
  protected:
   std::string Path(const std::string& name = "r.jsonl") const { return scratch_.path() + "/" + name; }
@@ -129,15 +158,6 @@ class ResultsFiles : public testing::Test {
     result.bytes = bytes;
     if (bytes != 0) result.output = id + ".png";
     return ToJsonLine(result);
-  }
-  template <typename Action>
-  static std::string FailureOf(Action action) {
-    try {
-      action();
-      return "";
-    } catch (const jobs::Error& e) {
-      return e.what();
-    }
   }
 
   ScratchDir scratch_;

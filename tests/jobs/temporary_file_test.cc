@@ -3,7 +3,7 @@
 #include "jobs/temporary_file.h"
 
 #include "failing_call.h"
-#include "scratch_dir.h"
+#include "scratch_files.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -17,7 +17,6 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
-#include <iterator>
 #include <string>
 #include <vector>
 
@@ -26,14 +25,8 @@ namespace {
 namespace fs = std::filesystem;
 using jobs::TemporaryFile;
 
-class TemporaryFiles : public testing::Test {
+class TemporaryFiles : public ScratchFiles {
  protected:
-  std::string Path(const std::string& name) const { return scratch_.path() + "/" + name; }
-  void Write(const std::string& name, const std::string& text) const { std::ofstream(Path(name)) << text; }
-  std::string Read(const std::string& name) const {
-    std::ifstream in(Path(name), std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
-  }
   std::vector<std::string> Names() const {
     std::vector<std::string> names;
     for (const auto& entry : fs::directory_iterator(scratch_.path()))
@@ -69,8 +62,6 @@ class TemporaryFiles : public testing::Test {
     ASSERT_GE(file.fd(), 0);
     EXPECT_EQ(write(file.fd(), text.data(), text.size()), static_cast<ssize_t>(text.size()));
   }
-
-  ScratchDir scratch_;
 };
 
 TEST_F(TemporaryFiles, AFileTakesTheTargetsPlaceOrVanishes) {
