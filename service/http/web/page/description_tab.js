@@ -75,7 +75,6 @@ export class DescriptionTab {
 
   query(format) {
     const background = find('text-background').value;
-    find('text-color').disabled = background !== 'color';
     return [['format', format], ['size', find('text-size').value.trim()], ['dpi', find('text-dpi').value],
       ['background', background === 'color' ? find('text-color').value : background]];
   }
@@ -91,6 +90,7 @@ export class DescriptionTab {
 
   update() {
     this.changed();
+    find('text-color').disabled = find('text-background').value !== 'color';
     find('text-sheet').classList.add('stale');
     this.schedule();
   }

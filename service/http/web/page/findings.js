@@ -3,7 +3,7 @@
 //
 // A finding is {from, to, severity ('error', 'warning' or 'missing'), message, fix}; a fix is {from, to, text, label}.
 import {characterPlaces, nodeAt, readPlaces, tokenAt} from './json_places.js';
-import {plural} from './dom.js';
+import {numberText, plural} from './dom.js';
 
 // The offset of a line and column, both from 1. Columns count characters, and one beyond U+FFFF is two units here.
 export function offsetOf(text, line, column) {
@@ -53,6 +53,15 @@ function* ofFont(root, line) {
     `${line.font.wanted} is not installed; ${line.font.family} stands in for it`);
 }
 
+// Ink outside the page. "clipped" has how far it reaches beyond which edges.
+function* ofClipped(root, line) {
+  const edges = ['left', 'top', 'right', 'bottom'].filter((edge) => line.clipped?.[edge] > 0);
+  if (edges.length === 0) return;
+  const node = nodeAt(root, `${line.pointer ?? ''}/Content`) ?? nodeAt(root, line.pointer ?? '');
+  const beyond = edges.map((edge) => `${numberText(line.clipped[edge], 3)} units beyond the ${edge} edge`).join(', ');
+  if (node) yield finding([node.from, node.to], 'warning', `Outside the page: ${beyond}`);
+}
+
 // Of the answer of /v1/describe.
 export function findingsOfReport(text, report) {
   const root = readPlaces(text);
@@ -63,7 +72,7 @@ export function findingsOfReport(text, report) {
       const node = nodeAt(root, line.pointer ?? '') ?? {from: 0};
       found.push(finding(tokenAt(text, node.from), 'error', `This line is not drawn: ${line.reason}`));
     }
-    found.push(...ofFont(root, line), ...ofMissing(root, line));
+    found.push(...ofFont(root, line), ...ofClipped(root, line), ...ofMissing(root, line));
   }
   return found.sort((a, b) => a.from - b.from);
 }
