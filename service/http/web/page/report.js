@@ -4,6 +4,7 @@
 import {element, numberText, plural} from './dom.js';
 
 const kMostLines = 20;
+const kMostRuns = 50;
 
 const kScripts = {
   Arab: 'Arabic', Hans: 'Han', Hani: 'Han', Hebr: 'Hebrew', Latn: 'Latin', Cyrl: 'Cyrillic', Grek: 'Greek',
@@ -42,13 +43,14 @@ function ribbon(line) {
 
 function runTable(line, number) {
   const head = ['Text', 'Script', 'Font', 'Stands in for'].map((name) => element('th', {scope: 'col'}, name));
-  const rows = (line.runs ?? []).slice(0, 50).map((run) => element('tr', {},
+  const rows = (line.runs ?? []).slice(0, kMostRuns).map((run) => element('tr', {},
     element('td', {class: 'sample', dir: 'auto'}, run.text),
     element('td', {}, `${kScripts[run.script] ?? run.script}${run.direction === 'rtl' ? ', right to left' : ''}`),
     element('td', {}, run.family, run.style && run.style !== 'Regular' ? element('span', {class: 'soft'}, ` ${run.style}`) : null),
     element('td', {class: run.standsInFor ? 'substitute' : 'soft'}, run.standsInFor ?? '–')));
   return element('div', {class: 'table-frame', tabindex: '0', role: 'region', 'aria-label': `Runs of line ${number}`},
-    element('table', {}, element('thead', {}, element('tr', {}, ...head)), element('tbody', {}, ...rows)));
+    element('table', {class: 'runs'},
+      element('thead', {class: number > 1 ? 'visually-hidden' : ''}, element('tr', {}, ...head)), element('tbody', {}, ...rows)));
 }
 
 function missingList(line) {
@@ -64,10 +66,12 @@ function lineSection(line, at, count) {
     : [`${font.family ?? ''} ${font.size ?? ''} pt`, font.bold && 'bold', font.italic && 'italic', line.color,
       line.ink && `${numberText(line.ink.right - line.ink.left)} × ${numberText(line.ink.bottom - line.ink.top)} units of ink`]
       .filter(Boolean).join(' · ');
-  return element('article', {class: 'line-report'},
-    element('h3', {}, count > 1 ? `Line ${at + 1}` : 'The line', element('span', {class: 'soft'}, ` ${facts}`)),
-    line.drawable === false ? null : ribbon(line), missingList(line),
-    line.drawable === false ? null : runTable(line, at + 1));
+  const heading = element('h3', {}, count > 1 ? `Line ${at + 1}` : 'The line', element('span', {class: 'soft'}, ` ${facts}`));
+  if (line.drawable === false) return element('article', {class: 'line-report'}, heading);
+  // A row of the table says it all of a line in one font without gaps.
+  const hasParts = line.runs?.length > 1 || line.missing?.length > 0;
+  return element('article', {class: 'line-report'}, heading, hasParts ? ribbon(line) : null, missingList(line),
+    runTable(line, at + 1));
 }
 
 export function summaryOfReport(report) {
@@ -88,7 +92,6 @@ export function showReport(place, report) {
   const shown = report.lines.slice(0, kMostLines);
   const rest = report.lines.length + (report.moreLines ?? 0) - shown.length;
   place.replaceChildren(
-    ...(report.notes?.length ? [element('ul', {class: 'notes'}, ...report.notes.map((note) => element('li', {}, note)))] : []),
     ...shown.map((line, at) => lineSection(line, at, report.lines.length)),
     ...(rest > 0 ? [element('p', {class: 'soft'}, `and ${plural(rest, 'more line')}`)] : []));
 }
