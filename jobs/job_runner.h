@@ -35,6 +35,8 @@ struct RunnerOptions {
   std::string jobTemplate = {};     // JSON of a job with places, which the lines then fill; empty for none
   bool report = false;              // whether results carry warnings
   std::vector<KeptFile> kept = {};  // that no output may replace
+  // When not 0, an output is part of its result and no file, and at most so many bytes long.
+  std::uint64_t inlineLimit = 0;
 };
 
 // Is told how far a job is, for whoever has to know that when the process ends in the middle of it.
@@ -74,6 +76,7 @@ class JobRunner {
   std::string templateText_;
   tovkit::SharedPtr<tovkit::JsonValue> template_;
   bool report_;
+  std::uint64_t inlineLimit_;
   RunWatcher* watcher_ = nullptr;
 };
 
