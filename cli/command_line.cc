@@ -35,6 +35,10 @@ void AddPathCommand(CLI::App& app);
 void AddPsCommand(CLI::App& app);
 void AddRunCommand(CLI::App& app);
 void AddShmCommand(CLI::App& app);
+#ifdef TOVKIT_WITH_AMQP
+void AddSubmitCommand(CLI::App& app);
+void AddWorkerCommand(CLI::App& app);
+#endif
 
 namespace {
 
@@ -55,6 +59,10 @@ void AddCommands(CLI::App& app) {
   AddPsCommand(app);
   AddRunCommand(app);
   AddShmCommand(app);
+#ifdef TOVKIT_WITH_AMQP
+  AddSubmitCommand(app);
+  AddWorkerCommand(app);
+#endif
 }
 
 constexpr int kDone = 0;
