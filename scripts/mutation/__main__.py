@@ -95,11 +95,14 @@ def prepare(options, found):
 
 
 def name_unused(options, files, accepted):
-    """The accepted entries of the files, wholly looked at, that match no fault; those of files that are gone."""
+    """The accepted entries whose line is gone, and those of the files, wholly looked at, that match no fault."""
+    strays = accepted.strays(ROOT)
+    for entry in strays:
+        say("Accepted, but its line is gone: " + " | ".join(entry))
     if options.all:
-        gone = set() if options.only else {path for path, *_ in accepted.entries} - files
-        for entry in accepted.unused(files | gone):
-            say("Accepted, but no fault of the sources: " + " | ".join(entry))
+        for entry in accepted.unused(files):
+            if entry not in strays:
+                say("Accepted, but no fault of the sources: " + " | ".join(entry))
 
 
 def try_faults(options, trials, faults, accepted):
