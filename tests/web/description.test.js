@@ -113,6 +113,7 @@ test('keys and values are completed', async () => {
   await page.keyboard.press('Control+Space');
   await page.waitForSelector('.CodeMirror-hints');
   assert.deepEqual(await page.locator('.hint-label').allTextContents(), ['FontSize', 'FontName', 'Bold', 'Italic', 'Color']);
+  await assertAccessible(page);
   await page.keyboard.press('ArrowDown');
   await page.keyboard.press('ArrowDown');
   await page.keyboard.press('Enter');
@@ -191,6 +192,8 @@ test('pages are turned, and a PDF has all of them', async () => {
     await page.waitForFunction((wanted) => document.getElementById('text-page-label').textContent === wanted, label);
   }
   assert.ok(await page.isDisabled('#text-next'));
+  await page.click('#text-previous');
+  await page.waitForFunction(() => document.getElementById('text-page-label').textContent === 'Page 2 of 3');
   assert.notEqual((await caption(page)).split(' px')[0], first.split(' px')[0]);
   await page.selectOption('#text-format', 'pdf');
   const {bytes} = await downloadOf(page, () => page.click('#text-controls >> text=Download'));
