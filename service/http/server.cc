@@ -256,6 +256,7 @@ class Server {
 }  // namespace
 
 int RunServer(const ServerOptions& options, const std::function<void(const std::string&)>& listening) {
+  std::signal(SIGPIPE, SIG_IGN);  // a log that nobody reads any more ends nothing
   RaiseDescriptorLimit();
   for (const std::string& font : options.executor.runner.fonts) jobs::CheckReadable(font);
   ListenSocket socket = OpenSocket(options);
