@@ -9,6 +9,9 @@
 #include "service/http/listen_socket.h"
 #include "service/http/server.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <climits>
 #include <cstdint>
@@ -33,21 +36,25 @@ struct ServeOptions {
   std::string log = "text";
 };
 
-CLI::Option* AddBytes(CLI::App& app, const std::string& name, std::uint64_t least, std::uint64_t most,
-                      std::uint64_t& bytes, const std::string& usual, const std::string& what) {
-  return app
-      .add_option(
-          name,
-          [&bytes, name, least, most](const CLI::results_t& texts) {
-            const auto given = ParseByteCount(texts.front());
-            if (!given || (*given != 0 && *given < least) ||
-                (least != 0 && *given == 0 && name != "--memory") || *given > most) {
-              throw CLI::ValidationError(name, "'" + texts.front() + "' is no size that is allowed here");
-            }
-            bytes = *given;
-            return true;
-          },
-          what)
+// The sizes that an option takes.
+struct SizeRange {
+  std::uint64_t least, most;
+  bool orZero;
+};
+
+void AddBytes(CLI::App& app, const std::string& name, const SizeRange& range, std::uint64_t& bytes,
+              const std::string& usual, const std::string& what) {
+  app.add_option(
+         name,
+         [&bytes, name, range](const CLI::results_t& texts) {
+           const auto given = ParseByteCount(texts.front());
+           const bool fits =
+               given && ((*given >= range.least && *given <= range.most) || (range.orZero && *given == 0));
+           if (!fits) throw CLI::ValidationError(name, "'" + texts.front() + "' is no size that fits here");
+           bytes = *given;
+           return true;
+         },
+         what)
       ->type_name("SIZE")
       ->default_str(usual);
 }
@@ -98,7 +105,8 @@ void AddAddressOptions(CLI::App& serve, ServeOptions& options) {
 }
 
 void AddLimitOptions(CLI::App& serve, service::ServerOptions& server) {
-  AddBytes(serve, "--max-body", 1, kLargestBody, server.maxBody, "16M", "The largest body of a request");
+  AddBytes(serve, "--max-body", {1, kLargestBody, false}, server.maxBody, "16M",
+           "The largest body of a request");
   serve.add_option("--max-pixels", server.maxPixels, "The most pixels of a picture")
       ->type_name("N")
       ->check(CLI::Validator(CLI::Range(1, 500'000'000)))
@@ -114,7 +122,8 @@ void AddLimitOptions(CLI::App& serve, service::ServerOptions& server) {
   AddTime(serve, "--timeout", server.executor.timeout, "30s", "How long a job may take");
   AddTime(serve, "--client-time", server.clientTime, "30s",
           "How long a client may take to send a request, to take the answer, and be silent in between");
-  AddBytes(serve, "--cache", 0, UINT64_MAX, server.cache, "256M", "Answers that are kept; 0 for none");
+  AddBytes(serve, "--cache", {0, UINT64_MAX, true}, server.cache, "256M",
+           "Answers that are kept; 0 for none");
 }
 
 void AddWorkerOptions(CLI::App& serve, jobs::ExecutorOptions& executor) {
@@ -123,7 +132,7 @@ void AddWorkerOptions(CLI::App& serve, jobs::ExecutorOptions& executor) {
   serve.add_option("-j,--jobs", executor.workers, "Worker processes (default: one for each processor)")
       ->type_name("N")
       ->check(CLI::Validator(CLI::Range(1, kMostWorkers)));
-  AddBytes(serve, "--memory", kLeastMemory, UINT64_MAX, executor.memory, "1G",
+  AddBytes(serve, "--memory", {kLeastMemory, UINT64_MAX, true}, executor.memory, "1G",
            "Address space of a worker, from 64M on; 0 for no limit");
   serve.add_option("--recycle", executor.recycle, "Jobs after which a worker is replaced; 0 for never")
       ->type_name("N")
@@ -138,16 +147,24 @@ void AddWorkerOptions(CLI::App& serve, jobs::ExecutorOptions& executor) {
 }
 
 [[noreturn]] void Serve(ServeOptions& options) {
+  // Where one of them is closed, the next file opened would take its place, and what is printed would go
+  // there.
+  for (const int standard : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    if (fcntl(standard, F_GETFD) < 0) open("/dev/null", standard == STDIN_FILENO ? O_WRONLY : O_RDWR);
+  }
   service::ServerOptions& server = options.server;
   if (!options.tokenFile.empty()) server.guard.token = service::ReadToken(options.tokenFile);
   server.log = options.log == "none"   ? service::LogFormat::kNone
                : options.log == "json" ? service::LogFormat::kJson
                                        : service::LogFormat::kText;
-  const int status = service::RunServer(server, [](const std::string& url) {
-    std::printf("Listening on %s\n", url.c_str());
-    std::fflush(stdout);
-  });
-  throw ExitStatus{status};
+  try {
+    throw ExitStatus{service::RunServer(server, [](const std::string& url) {
+      std::printf("Listening on %s\n", url.c_str());
+      std::fflush(stdout);
+    })};
+  } catch (const service::NoTokenError& e) {
+    throw UsageError(e.what());
+  }
 }
 
 }  // namespace

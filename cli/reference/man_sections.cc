@@ -47,6 +47,10 @@ const std::vector<ManSection> kManSections = {
        "echo '{\"id\": \"1\", \"draw\": {\"Content\": \"Hello\"}, \"out\": \"1.png\"}' > jobs.jsonl\n"
        "tovkit batch jobs.jsonl --directory out --results results.jsonl --resume",
        "Draw many pages, a job on each line, and go on where an earlier run ended:"},
+      {ManEntry::kExample,
+       "tovkit serve &\n"
+       "curl --json '{\"Content\": \"Hello\"}' 'http://127.0.0.1:8017/v1/draw?size=400x120' -o hello.png",
+       "Draw over HTTP; the page at http://127.0.0.1:8017/ shows what there is:"},
       {ManEntry::kExample, "tovkit run --timeout 2m --kill-after 10s --stdout uname.txt -- uname -a",
        "Give a program two minutes, and all that it has started ten seconds more after TERM:"}}},
     {"EXIT STATUS",
@@ -67,7 +71,9 @@ const std::vector<ManSection> kManSections = {
       {ManEntry::kTerm, "TMPDIR",
        "Where batch keeps its table of ids, in a file without a name (default: /tmp)."},
       {ManEntry::kTerm, "TOVKIT_JOB",
-       "The worker program of batch (default: libexec/tovkit/tovkit-job beside the library)."},
+       "The worker program of batch and serve (default: libexec/tovkit/tovkit-job beside the library)."},
+      {ManEntry::kTerm, "LISTEN_FDS, LISTEN_PID, NOTIFY_SOCKET",
+       "How systemd passes a socket to serve, and hears that it is ready."},
       {ManEntry::kTerm, "TOVKIT_SIMD",
        "scalar, avx2 or avx512: the vector code to use. The results are the same."}}},
     {"FILES",
@@ -77,7 +83,8 @@ const std::vector<ManSection> kManSections = {
        "system has no files without a name. What a killed run leaves there, the next to the same output "
        "removes."},
       {ManEntry::kTerm, "share/tovkit/job.schema.json, result.schema.json",
-       "JSON Schemas of the jobs that batch reads and the results that it writes."}}},
+       "JSON Schemas of the jobs that batch reads and the results that it writes."},
+      {ManEntry::kTerm, "share/tovkit/openapi.json", "What serve answers, as OpenAPI 3.1 has it."}}},
     {"SEE ALSO",
      {{ManEntry::kPage, "base64", "(1),"},
       {ManEntry::kPage, "fc-list", "(1),"},

@@ -29,7 +29,8 @@ using Clock = std::chrono::steady_clock;
 constexpr std::chrono::milliseconds kLongestHeadTime{10000};
 constexpr std::chrono::milliseconds kLinger{2000};
 constexpr std::uint64_t kMostDiscarded = 1u << 20;
-constexpr std::size_t kLargestFraming = 16384;  // of chunks, that is not taken yet
+constexpr std::uint64_t kMostHeld = 512u << 20;  // bytes of bodies, of all connections
+constexpr std::size_t kLargestFraming = 16384;   // of chunks, that is not taken yet
 
 std::string Date() {
   const std::time_t now = std::time(nullptr);
@@ -209,6 +210,8 @@ void Connection::TakeBody() {
     taken += parser.put(asio::buffer(bytes_.data() + taken, bytes_.size() - taken), error);
   }
   bytes_.erase(0, taken);
+  if (!Hold(taken))
+    return Refuse({Problem::kBusy, "the bodies of other requests take all the memory for them"});
   if (error == http::error::body_limit) {
     return Refuse({Problem::kBodyTooLarge,
                    "the body has more than " + std::to_string(transport_.options.maxBody) + " bytes"});
@@ -219,6 +222,17 @@ void Connection::TakeBody() {
   if (parser.is_done()) return Answer();
   if (bytes_.size() > kLargestFraming) return Refuse({Problem::kBadRequest, "the chunks cannot be read"});
   Read();
+}
+
+bool Connection::Hold(std::size_t bytes) {
+  held_ += bytes;
+  transport_.held += bytes;
+  return transport_.held <= std::max(kMostHeld, 2 * transport_.options.maxBody);
+}
+
+void Connection::LetGo() {
+  transport_.held -= held_;
+  held_ = 0;
 }
 
 void Connection::Answer() {
@@ -278,6 +292,7 @@ std::string Connection::HeadOf(const Response& response, std::size_t bytes) cons
 
 void Connection::Send(Response&& response) {
   state_ = State::kWriting;
+  LetGo();
   response_ = std::move(response);
   keepsAlive_ = keepsAlive_ && !response_.close && !transport_.isDraining;
   const std::size_t bytes = response_.body ? response_.body->size() : 0;
@@ -316,6 +331,7 @@ void Connection::Drain() {
 void Connection::Close() {
   if (state_ == State::kClosed) return;
   state_ = State::kClosed;
+  LetGo();
   timer_.cancel();
   if (ticket_ != 0) transport_.service.TakeBack(ticket_);
   ticket_ = 0;

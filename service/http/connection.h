@@ -33,6 +33,7 @@ struct Transport {
   std::function<void(const std::shared_ptr<class Connection>&)> ended =
       nullptr;  // is told of each that is no more
   bool isDraining = false;
+  std::uint64_t held = 0;   // bytes of bodies whose requests are not answered
   std::string prefix = {};  // of the ids of requests
   std::uint64_t nextRequest = 1;
 };
@@ -67,6 +68,10 @@ class Connection final : public std::enable_shared_from_this<Connection> {
   void TakeHead(std::size_t size);
   void ReadHead();
   void TakeBody();
+  // Counts bytes of a body, and what of them there were when the request is answered. False when all
+  // connections together hold too many.
+  [[nodiscard]] bool Hold(std::size_t bytes);
+  void LetGo();
   void Answer();
   void WatchForEnd();
   void Refuse(const Problem& problem);
@@ -92,6 +97,7 @@ class Connection final : public std::enable_shared_from_this<Connection> {
   Response response_;
   std::string head_;
   std::uint64_t discarded_ = 0;
+  std::uint64_t held_ = 0;  // bytes of the body
 };
 
 }  // namespace service

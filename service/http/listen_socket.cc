@@ -9,6 +9,7 @@
 #include <fcntl.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
 
@@ -123,8 +124,10 @@ ListenSocket Described(OpenDescriptor&& opened, const std::string& place) {
   return made;
 }
 
-// Removes a Unix socket that nobody listens on any more.
+// Removes a Unix socket that nobody listens on any more. Connecting to a plain file is refused as well.
 void RemoveAbandoned(const Wanted& wanted) {
+  struct stat status = {};
+  if (lstat(wanted.address.local.sun_path, &status) != 0 || !S_ISSOCK(status.st_mode)) return;
   const OpenDescriptor probe(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
   if (connect(probe.get(), &wanted.address.any, wanted.size) != 0 && errno == ECONNREFUSED) {
     unlink(wanted.address.local.sun_path);

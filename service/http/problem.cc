@@ -35,6 +35,7 @@ constexpr Kind kKinds[] = {
     {500, "crash", "The job ended its worker", false},
     {500, "internal", "Something went wrong here", false},
     {503, "too-many-connections", "Too many connections", true},
+    {503, "busy", "Too much is asked at the moment", true},
     {503, "draining", "The service is about to end", true},
     {504, "late", "The job took too long", false},
 };

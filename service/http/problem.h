@@ -33,6 +33,7 @@ struct Problem {
     kCrash,
     kInternal,
     kTooManyConnections,
+    kBusy,
     kDraining,
     kLate,
   };

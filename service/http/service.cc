@@ -43,10 +43,10 @@ Response TaggedResponse(const Request& request, const std::string& tag, const ch
 
 // A failure's text without its place, which has members of its own.
 std::string DetailOf(const jobs::JobResult& result) {
-  std::string text = result.message;
-  if (text.compare(0, 4, "body") != 0) return text;
+  const std::string& text = result.message;
   const std::size_t end = text.find(": ");
-  return end == std::string::npos ? text : text.substr(end + 2);
+  const bool hasPlace = text.compare(0, 4, "body") == 0 || text.compare(0, 6, "answer") == 0;
+  return hasPlace && end != std::string::npos ? text.substr(end + 2) : text;
 }
 
 // The kind of job that a request is for: hits are a list or a picture.
@@ -200,7 +200,7 @@ JobDesk::Ticket Service::AnswerJob(Request&& request, const Route& route, const 
     ++metrics_.cacheHits;
     const bool has = NamesTag(request.ifNoneMatch, tag);
     Response response =
-        has ? TaggedResponse(request, tag, "private, no-cache") : ResponseOfAnswer(*kept, tag, true);
+        has ? TaggedResponse(request, tag, "private, no-cache") : ResponseOfAnswer(kept, tag, true);
     reply(Finished(std::move(response), request, route.path));
     return 0;
   }
@@ -215,7 +215,7 @@ JobDesk::Ticket Service::AnswerJob(Request&& request, const Route& route, const 
   request.body.clear();
   const auto told = [this, request, path = route.path, digest, tag, reply](const JobDesk::Outcome& outcome) {
     if (outcome.answer) cache_.Add(digest, outcome.answer);
-    Response response = outcome.answer ? ResponseOfAnswer(*outcome.answer, tag, false)
+    Response response = outcome.answer ? ResponseOfAnswer(outcome.answer, tag, false)
                                        : ResponseOfFailure(outcome.result, request.id);
     reply(Finished(std::move(response), request, path));
   };
@@ -225,19 +225,21 @@ JobDesk::Ticket Service::AnswerJob(Request&& request, const Route& route, const 
                             : Problem{Problem::kQueueFull, std::to_string(options_.queue) + " jobs wait"});
 }
 
-Response Service::ResponseOfAnswer(const Answer& answer, const std::string& tag, bool isKept) const {
+Response Service::ResponseOfAnswer(const std::shared_ptr<const Answer>& answer, const std::string& tag,
+                                   bool isKept) const {
   Response response;
-  response.headers.emplace_back("Content-Type", answer.mediaType);
+  response.headers.emplace_back("Content-Type", answer->mediaType);
   response.headers.emplace_back("ETag", tag);
   response.headers.emplace_back("Cache-Control", "private, no-cache");
   response.headers.emplace_back("X-Cache", isKept ? "hit" : "miss");
-  response.body = std::make_shared<const std::string>(answer.bytes);
+  response.body = std::shared_ptr<const std::string>(answer, &answer->bytes);
   return response;
 }
 
 Response Service::ResponseOfFailure(const jobs::JobResult& result, const std::string& id) const {
   switch (result.kind) {
     case jobs::FailureKind::kInput:
+    case jobs::FailureKind::kOutput:  // the format does not hold what is asked for, as several pages
       return ResponseOf({Problem::kInvalidBody, DetailOf(result), {}, result.place});
     case jobs::FailureKind::kLimit:
       return ResponseOf({Problem::kTooManyPixels, DetailOf(result), {}, result.place});

@@ -53,7 +53,8 @@ class Service {
   std::optional<Response> RefuseRoute(const Request& head, const Route* route) const;
   Response AnswerNow(const Request& request, const Route& route);
   JobDesk::Ticket AnswerJob(Request&& request, const Route& route, const Reply& reply);
-  Response ResponseOfAnswer(const Answer& answer, const std::string& tag, bool isKept) const;
+  Response ResponseOfAnswer(const std::shared_ptr<const Answer>& answer, const std::string& tag,
+                            bool isKept) const;
   Response ResponseOfFailure(const jobs::JobResult& result, const std::string& id) const;
   Response Page(const Request& request) const;
   std::string MetricsText();

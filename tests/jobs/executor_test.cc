@@ -74,6 +74,7 @@ class Results final : public jobs::ResultSink {
     if (seen) seen(result);
   }
 
+  void WorkerReplaced() override { ++replaced; }
   void Pause() override {
     if (paused) paused();
   }
@@ -85,6 +86,7 @@ class Results final : public jobs::ResultSink {
 
   std::map<std::string, JobResult> byId;
   std::vector<std::string> order;
+  int replaced = 0;
   std::function<void(const JobResult&)> seen;
   std::function<void()> paused;
 };
@@ -217,6 +219,29 @@ TEST_F(ExecutorTest, ACrashCostsOneJob) {
   EXPECT_EQ(results_.byId["10"].jobHash, jobs::Sha256(R"({"fault":"crash"})"));
   EXPECT_EQ(results_.byId["20"].jobHash, jobs::Sha256(R"({"fault":"exit"})"));
   ExpectLabelsBut(60, {"10", "20", "30"});
+}
+
+TEST_F(ExecutorTest, OneAttemptWhereNoMoreAreWanted) {
+  ExecutorOptions options = Options(2);
+  options.attempts = 1;
+  std::vector<std::string> texts = Labels(20);
+  texts[9] = Fault("crash");
+  EXPECT_TRUE(Run(options, texts));
+  EXPECT_EQ(results_.byId.size(), 20u);
+  EXPECT_EQ(results_.byId["10"].state, JobState::kQuarantined);
+  EXPECT_EQ(results_.byId["10"].attempts, 1);
+  EXPECT_EQ(results_.replaced, 1);
+  ExpectLabelsBut(20, {"10"});
+}
+
+// The second job lets the first one end. It runs in the other worker, or never.
+TEST_F(ExecutorTest, NoJobWaitsBehindAnotherWhereNoneIsSentAhead) {
+  ExecutorOptions options = Options(2);
+  options.ahead = false;
+  const std::string flag = scratch_.path() + "/flag.png";
+  EXPECT_TRUE(Run(options, {Fault("await", flag), Label(2), Label(3),
+                            R"({"draw": {"Content": "x"}, "size": "9x9", "out": "flag.png"})"}));
+  for (const char* const id : {"1", "2", "3", "4"}) EXPECT_EQ(results_.StateOf(id), "done") << id;
 }
 
 // The output was renamed, the worker died before it told so, and the second attempt failed.

@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <cstdlib>
 #include <fstream>
 #include <string>
 
@@ -102,6 +103,14 @@ TEST_F(TokenFileTest, TheFirstLine) {
   EXPECT_EQ(Failure("0123456789abcdef\nnotes\n"), "");
   EXPECT_EQ(token_, "0123456789abcdef");
   EXPECT_EQ(Failure("0123456789abcdef", 0400), "");
+}
+
+TEST_F(TokenFileTest, CredentialsMayBeReadByTheirGroup) {
+  setenv("CREDENTIALS_DIRECTORY", scratch_.path().c_str(), 1);
+  EXPECT_EQ(Failure("0123456789abcdef", 0440), "");
+  EXPECT_NE(Failure("0123456789abcdef", 0444), "");
+  unsetenv("CREDENTIALS_DIRECTORY");
+  EXPECT_NE(Failure("0123456789abcdef", 0440), "");
 }
 
 TEST_F(TokenFileTest, FilesThatAreRefused) {

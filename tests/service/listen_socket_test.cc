@@ -10,6 +10,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <fstream>
 #include <string>
 
 namespace {
@@ -53,6 +54,14 @@ TEST(ListenSocketTest, AnAbandonedUnixSocketIsReplacedAndALivingOneIsNot) {
   EXPECT_TRUE(living.isLoopback);
   EXPECT_EQ(living.url, address);
   EXPECT_THROW((void)Listen(address), jobs::Error);
+}
+
+TEST(ListenSocketTest, AFileIsNotReplaced) {
+  const ScratchDir scratch;
+  const std::string file = scratch.path() + "/file";
+  std::ofstream(file) << "text";
+  EXPECT_THROW((void)Listen("unix:" + file), jobs::Error);
+  EXPECT_EQ(access(file.c_str(), F_OK), 0);
 }
 
 }  // namespace

@@ -1,0 +1,111 @@
+// SPDX-License-Identifier: MIT
+// Jobs that name no file: the input comes with the job, the answer goes with the result.
+#include "jobs/job_runner.h"
+
+#include "jobs/executor.h"
+#include "jobs/live_source.h"
+
+#include "scratch_files.h"
+
+#include <tovkit/json.h>
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace {
+
+using jobs::FailureKind;
+using jobs::JobResult;
+using jobs::JobState;
+
+constexpr char kLine[] = R"({"Content": "Hello"})";
+
+class InlineJobTest : public ScratchFiles {
+ protected:
+  JobResult Run(const std::string& job, const std::string& input) {
+    jobs::RunnerOptions options;
+    options.directory = scratch_.path();
+    options.namesNoFiles = true;
+    jobs::JobRunner runner(options, jobs::InlineKinds());
+    return runner.Run(job, std::nullopt, input);
+  }
+
+  std::string Failure(const std::string& job, const std::string& input) {
+    const JobResult result = Run(job, input);
+    EXPECT_EQ(result.kind, FailureKind::kInput) << result.message;
+    EXPECT_EQ(result.answer, "");
+    return result.message;
+  }
+};
+
+TEST_F(InlineJobTest, ThePageIsThatOfAJobWithAFile) {
+  const JobResult drawn = Run(R"({"draw": {"format": "png", "size": "90x30", "effort": 9}})", kLine);
+  ASSERT_EQ(drawn.state, JobState::kDone) << drawn.message;
+  EXPECT_EQ(drawn.mediaType, "image/png");
+  jobs::RunnerOptions options;
+  options.directory = scratch_.path();
+  jobs::JobRunner runner(options);
+  const JobResult written =
+      runner.Run(R"({"draw": {"Content": "Hello"}, "size": "90x30", "effort": 9, "out": "page.png"})");
+  ASSERT_EQ(written.state, JobState::kDone) << written.message;
+  EXPECT_EQ(drawn.answer, Read("page.png"));
+  EXPECT_EQ(drawn.bytes, drawn.answer.size());
+}
+
+TEST_F(InlineJobTest, PicturesGoThere) {
+  const std::string png = Run(R"({"draw": {"format": "png", "size": "90x30"}})", kLine).answer;
+  const JobResult small =
+      Run(R"({"image": {"format": "bmp", "steps": [{"crop": [0, 0, 9, 5]}, {"resize": "200%"}]}})", png);
+  EXPECT_EQ(small.mediaType, "image/bmp");
+  const JobResult info = Run(R"({"info": {}})", small.answer);
+  EXPECT_EQ(info.mediaType, "application/json");
+  EXPECT_EQ(info.answer.rfind(R"({"format":"bmp","width":18,"height":10,)", 0), 0u) << info.answer;
+}
+
+TEST_F(InlineJobTest, FailuresTellTheirPlaceInTheInput) {
+  const JobResult broken = Run(R"({"draw": {"format": "png"}})", "[\n {\"Content\": 5]");
+  ASSERT_TRUE(broken.place);
+  EXPECT_EQ(broken.place->line, 2u);
+  EXPECT_EQ(broken.place->column, 15u);
+  const JobResult hit = Run(R"({"hit": {}})", R"({"path": "M0 0", "points": [[1, 2], [3]]})");
+  ASSERT_TRUE(hit.place);
+  EXPECT_EQ(hit.place->pointer, "/points");
+  EXPECT_EQ(hit.place->column, 28u);
+}
+
+TEST_F(InlineJobTest, NoMemberNamesAFile) {
+  Write("page.json", kLine);
+  for (const char* const job :
+       {R"({"draw": {"format": "png"}, "out": "x.png"})",
+        R"({"draw": {"format": "png", "over": "page.json"}})", R"({"image": "page.json", "format": "png"})",
+        R"({"hit": {"file": "page.json"}})", R"({"draw": "page.json"})"}) {
+    Failure(job, kLine);
+  }
+  EXPECT_EQ(Read("x.png"), "");
+  Failure(R"({"hit": {}})", R"({"file": "page.json", "points": []})");
+}
+
+TEST_F(InlineJobTest, LimitsOfPixelsAreThoseOfTheOptions) {
+  jobs::ExecutorOptions options;
+  options.runner.directory = scratch_.path();
+  options.runner.namesNoFiles = true;
+  options.runner.pixelLimit = 100 * 100 * 4;
+  struct Results final : jobs::ResultSink {
+    void Take(const JobResult& result) override { kinds[result.id] = result.kind; }
+    std::map<std::string, FailureKind> kinds;
+  } results;
+  jobs::LiveSource source(2);
+  for (const char* const size : {"100x100", "100x101"}) {
+    jobs::QueuedJob job{0, size, R"({"draw": {"format": "png", "size": ")" + std::string(size) + "\"}}"};
+    job.input = kLine;
+    ASSERT_EQ(source.Add(std::move(job)), jobs::LiveSource::Added::kQueued);
+  }
+  source.Close();
+  const jobs::StopRequest stop;
+  EXPECT_TRUE(jobs::Executor(options).Run(source, results, stop));
+  EXPECT_EQ(results.kinds["100x100"], FailureKind::kNone);
+  EXPECT_EQ(results.kinds["100x101"], FailureKind::kLimit);
+}
+
+}  // namespace
