@@ -20,15 +20,18 @@ install(EXPORT tovkitTargets NAMESPACE tovkit:: DESTINATION ${CMAKE_INSTALL_LIBD
 if(TARGET tovkit_command)
   install(TARGETS tovkit_command DESTINATION ${CMAKE_INSTALL_BINDIR})
   install(TARGETS tovkit_worker DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/tovkit)
-  install(FILES share/tovkit/line.schema.json share/tovkit/job.schema.json share/tovkit/result.schema.json DESTINATION ${CMAKE_INSTALL_DATADIR}/tovkit)
+  install(FILES share/tovkit/openapi.json share/tovkit/line.schema.json share/tovkit/job.schema.json share/tovkit/result.schema.json DESTINATION ${CMAKE_INSTALL_DATADIR}/tovkit)
   install(FILES "${PROJECT_BINARY_DIR}/cli/tovkit.1" DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
   install(FILES "${PROJECT_BINARY_DIR}/cli/tovkit.bash" RENAME tovkit
           DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
   install(FILES "${PROJECT_BINARY_DIR}/cli/_tovkit" DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions)
   install(FILES "${PROJECT_BINARY_DIR}/cli/tovkit.fish" DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d)
-  # The units of the service start nothing until somebody enables them.
-  configure_file(packaging/systemd/tovkit.service.in "${PROJECT_BINARY_DIR}/packaging/tovkit.service" @ONLY)
-  install(FILES "${PROJECT_BINARY_DIR}/packaging/tovkit.service" packaging/systemd/tovkit.socket DESTINATION ${TOVKIT_SYSTEMD_DIR})
+  if(TARGET tovkit_http)
+    # The units of the service start nothing until somebody enables them.
+    configure_file(packaging/systemd/tovkit.service.in "${PROJECT_BINARY_DIR}/packaging/tovkit.service" @ONLY)
+    install(FILES "${PROJECT_BINARY_DIR}/packaging/tovkit.service" packaging/systemd/tovkit.socket
+            DESTINATION ${TOVKIT_SYSTEMD_DIR})
+  endif()
 endif()
 
 configure_package_config_file(cmake/tovkitConfig.cmake.in "${PROJECT_BINARY_DIR}/tovkitConfig.cmake"
