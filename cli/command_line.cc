@@ -38,6 +38,10 @@ void AddRunCommand(CLI::App& app);
 void AddServeCommand(CLI::App& app);
 #endif
 void AddShmCommand(CLI::App& app);
+#ifdef TOVKIT_WITH_AMQP
+void AddSubmitCommand(CLI::App& app);
+void AddWorkerCommand(CLI::App& app);
+#endif
 
 namespace {
 
@@ -61,6 +65,10 @@ void AddCommands(CLI::App& app) {
   AddServeCommand(app);
 #endif
   AddShmCommand(app);
+#ifdef TOVKIT_WITH_AMQP
+  AddSubmitCommand(app);
+  AddWorkerCommand(app);
+#endif
 }
 
 constexpr int kDone = 0;

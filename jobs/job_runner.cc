@@ -110,7 +110,8 @@ JobRunner::JobRunner(const RunnerOptions& options, std::vector<JobKind> kinds)
     : directory_(options.directory, ErrorKind::kOutput, options.kept),
       kinds_(std::move(kinds)),
       report_(options.report),
-      namesNoFiles_(options.namesNoFiles) {
+      namesNoFiles_(options.namesNoFiles),
+      inlineLimit_(options.inlineLimit) {
   if (options.pixelLimit != 0) CoreCodecRegistry::Get().SetPixelLimit(options.pixelLimit);
   if (!options.input.empty()) input_.emplace(options.input, ErrorKind::kInput);
   if (!options.jobTemplate.empty()) {
@@ -170,7 +171,7 @@ void JobRunner::RunJob(std::string_view line, const std::optional<EarlierResult>
                  input};
   if (kind.hasOutput) {
     bench.out = members.NeedText("out");
-    directory_.Check();
+    if (inlineLimit_ == 0) directory_.Check();
     directory_.CheckOutputName(bench.out);
   }
   result.output = bench.out;
@@ -187,6 +188,15 @@ void JobRunner::RunJob(std::string_view line, const std::optional<EarlierResult>
   if (!kind.hasOutput) return;
   result.bytes = output.GetSize();
   result.outputHash = Sha256(BytesOf(output));
+  if (inlineLimit_ != 0) {
+    if (result.bytes > inlineLimit_) {
+      throw Error(ErrorKind::kLimit, "out",
+                  "the output has " + std::to_string(result.bytes) + " bytes, of which a result takes " +
+                      std::to_string(inlineLimit_) + " at most");
+    }
+    result.content = BytesOf(output);
+    return;
+  }
   // Last, so that little can happen between a file that stands and its result.
   if (watcher_ != nullptr) watcher_->Writing();
   directory_.WriteFile(bench.out, BytesOf(output));

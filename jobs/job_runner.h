@@ -38,6 +38,8 @@ struct RunnerOptions {
   bool namesNoFiles = false;
   std::uint64_t pixelLimit = 0;     // bytes, as CoreCodecRegistry's; 0 leaves that alone
   std::vector<KeptFile> kept = {};  // that no output may replace
+  // When not 0, an output is part of its result and no file, and at most so many bytes long.
+  std::uint64_t inlineLimit = 0;
 };
 
 // Is told how far a job is, for whoever has to know that when the process ends in the middle of it.
@@ -80,6 +82,7 @@ class JobRunner {
   tovkit::SharedPtr<tovkit::JsonValue> template_;
   bool report_;
   bool namesNoFiles_;
+  std::uint64_t inlineLimit_;
   RunWatcher* watcher_ = nullptr;
 };
 

@@ -30,6 +30,10 @@ struct QueuedJob {
 // The id of a job that has none. No job has it for another reason.
 [[nodiscard]] std::string LineName(std::uint64_t line);
 
+// Throws Error with the place for a text that may not be the id of a job: an empty one, no UTF-8, or the name
+// of a job without an id.
+void CheckId(const std::string& id, const std::string& place);
+
 class JobSource {
  public:
   JobSource() = default;

@@ -27,7 +27,8 @@ struct JobResult {
   std::string output;  // its name, empty without one
   std::uint64_t bytes = 0;
   std::string jobHash;  // SHA-256 of the job, compact and with its places filled; empty when it was not read
-  std::string outputHash;  // SHA-256 of the output's bytes
+  std::string outputHash;              // SHA-256 of the output's bytes
+  std::optional<std::string> content;  // the output's bytes, where no file has them
   double seconds = 0;
   int attempts = 1;
   int worker = 0;  // counted from 1; 0 when no worker saw the job

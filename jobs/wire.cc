@@ -26,6 +26,7 @@ void WireWriter::Put(const WorkerSettings& settings) {
   Put(runner.pixelLimit);
   Put(static_cast<std::uint64_t>(runner.fonts.size()));
   for (const std::string& font : runner.fonts) Put(font);
+  Put(runner.inlineLimit);
   Put(static_cast<std::uint64_t>(runner.kept.size()));
   for (const KeptFile& file : runner.kept) {
     Put(file.device);
@@ -46,6 +47,7 @@ WorkerSettings WireReader::TakeSettings() {
   settings.runner.pixelLimit = Take<std::uint64_t>();
   for (auto count = Take<std::uint64_t>(); count != 0; --count)
     settings.runner.fonts.emplace_back(TakeText());
+  settings.runner.inlineLimit = Take<std::uint64_t>();
   for (auto count = Take<std::uint64_t>(); count != 0; --count) {
     KeptFile file;
     file.device = Take<std::uint64_t>();
@@ -66,6 +68,8 @@ void WireWriter::Put(const JobResult& result) {
   Put(result.bytes);
   Put(result.jobHash);
   Put(result.outputHash);
+  Put(result.content.has_value());
+  if (result.content) Put(*result.content);
   Put(result.seconds);
   Put(result.message);
   Put(result.excerpt.has_value());
@@ -100,6 +104,7 @@ JobResult WireReader::TakeResult() {
   result.bytes = Take<std::uint64_t>();
   result.jobHash = TakeText();
   result.outputHash = TakeText();
+  if (Take<bool>()) result.content = TakeText();
   result.seconds = Take<double>();
   result.message = TakeText();
   if (Take<bool>()) {

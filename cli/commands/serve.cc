@@ -143,11 +143,14 @@ void AddWorkerOptions(CLI::App& serve, jobs::ExecutorOptions& executor) {
   server.log = options.log == "none"   ? service::LogFormat::kNone
                : options.log == "json" ? service::LogFormat::kJson
                                        : service::LogFormat::kText;
-  const int status = service::RunServer(server, [](const std::string& url) {
-    std::printf("Listening on %s\n", url.c_str());
-    std::fflush(stdout);
-  });
-  throw ExitStatus{status};
+  try {
+    throw ExitStatus{service::RunServer(server, [](const std::string& url) {
+      std::printf("Listening on %s\n", url.c_str());
+      std::fflush(stdout);
+    })};
+  } catch (const service::NoTokenError& e) {
+    throw UsageError(e.what());
+  }
 }
 
 }  // namespace

@@ -8,6 +8,7 @@
 #include "listen_socket.h"
 
 #include "jobs/error.h"
+#include "jobs/input.h"
 #include "jobs/worker_process.h"
 
 #include <boost/asio/basic_socket_acceptor.hpp>
@@ -66,7 +67,7 @@ ListenSocket OpenSocket(const ServerOptions& options) {
   std::optional<ListenSocket> passed = TakePassedSocket();
   ListenSocket socket = passed ? std::move(*passed) : Listen(options.listen);
   if (!socket.isLoopback && options.guard.token.empty()) {
-    throw Error(ErrorKind::kInput, socket.url, "others can reach this address, so --token-file is needed");
+    throw NoTokenError(socket.url);
   }
   return socket;
 }
@@ -111,6 +112,8 @@ class Server {
 
   int Run(const std::function<void(const std::string&)>& listening) {
     acceptor_.assign(Protocol(listen_.family, 0), fcntl(listen_.descriptor.get(), F_DUPFD_CLOEXEC, 16));
+    listen_.descriptor =
+        jobs::OpenDescriptor();  // so that nobody listens any more when the acceptor is closed
     signals_.async_wait([this](const error_code& error, int) { OnSignal(error); });
     desk_.Start();
     Tick();
@@ -254,6 +257,7 @@ class Server {
 
 int RunServer(const ServerOptions& options, const std::function<void(const std::string&)>& listening) {
   RaiseDescriptorLimit();
+  for (const std::string& font : options.executor.runner.fonts) jobs::CheckReadable(font);
   ListenSocket socket = OpenSocket(options);
   return Server(options, std::move(socket)).Run(listening);
 }

@@ -9,6 +9,7 @@
 #include "access_log.h"
 #include "guard.h"
 
+#include "jobs/error.h"
 #include "jobs/executor.h"
 
 #include <chrono>
@@ -31,9 +32,16 @@ struct ServerOptions {
   LogFormat log = LogFormat::kText;
 };
 
+// Others can reach the address, so anybody of them could use it.
+class NoTokenError final : public jobs::Error {
+ public:
+  explicit NoTokenError(const std::string& url)
+      : Error(jobs::ErrorKind::kInput, url, "others can reach this address, so --token-file is needed") {}
+};
+
 // Serves until SIGTERM or SIGINT; a second one ends at once. Calls `listening` when clients can connect.
-// Returns the exit status. Throws jobs::Error when it cannot listen, when others could reach it without a
-// token, and when no worker can be started.
+// Returns the exit status. Throws NoTokenError, and jobs::Error when it cannot listen or no worker can be
+// started.
 int RunServer(const ServerOptions& options, const std::function<void(const std::string& url)>& listening);
 
 }  // namespace service

@@ -43,10 +43,10 @@ Response TaggedResponse(const Request& request, const std::string& tag, const ch
 
 // A failure's text without its place, which has members of its own.
 std::string DetailOf(const jobs::JobResult& result) {
-  std::string text = result.message;
-  if (text.compare(0, 4, "body") != 0) return text;
+  const std::string& text = result.message;
   const std::size_t end = text.find(": ");
-  return end == std::string::npos ? text : text.substr(end + 2);
+  const bool hasPlace = text.compare(0, 4, "body") == 0 || text.compare(0, 6, "answer") == 0;
+  return hasPlace && end != std::string::npos ? text.substr(end + 2) : text;
 }
 
 // The kind of job that a request is for: hits are a list or a picture.
@@ -238,6 +238,7 @@ Response Service::ResponseOfAnswer(const Answer& answer, const std::string& tag,
 Response Service::ResponseOfFailure(const jobs::JobResult& result, const std::string& id) const {
   switch (result.kind) {
     case jobs::FailureKind::kInput:
+    case jobs::FailureKind::kOutput:  // the format does not hold what is asked for, as several pages
       return ResponseOf({Problem::kInvalidBody, DetailOf(result), {}, result.place});
     case jobs::FailureKind::kLimit:
       return ResponseOf({Problem::kTooManyPixels, DetailOf(result), {}, result.place});
