@@ -1,6 +1,5 @@
-#!/usr/bin/python3
 # SPDX-License-Identifier: MIT
-"""usage: bench/service BUILD [--seconds N] [--rounds N] [--node FOLDER] [--page]
+"""usage: python3 bench/service BUILD [--seconds N] [--rounds N] [--page]
 
 Measures tovkit serve beside Flask with Pillow and Node with @napi-rs/canvas, two processes each, on the same label of three
 lines: requests a second and times at 1, 16 and 256 connections by wrk, times at half of that load by h2load. Each round
