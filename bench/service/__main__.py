@@ -80,6 +80,19 @@ class Running:
             self.process.wait()
 
 
+def processor_seconds(session):
+    """Of all processes of a session so far."""
+    total = 0
+    for file in pathlib.Path("/proc").glob("[0-9]*/stat"):
+        try:
+            fields = file.read_text().rpartition(")")[2].split()
+        except OSError:
+            continue
+        if int(fields[3]) == session:
+            total += int(fields[11]) + int(fields[12])
+    return total / os.sysconf("SC_CLK_TCK")
+
+
 def run_wrk(port, connections, seconds, same):
     out = subprocess.run(["wrk", "--threads", "1", "--connections", str(connections), "--duration", f"{seconds}s", "--timeout", "30s",
                           "--script", str(HERE / "label.lua"), f"http://127.0.0.1:{port}", "--", "one" if same else "new"],
@@ -119,9 +132,13 @@ def measure_round(arguments, folder, scratch):
     found = {}
     for who in random.sample(list(NAMES), len(NAMES)):
         port = free_port()
-        with Running(commands(arguments.build, port, folder)[who], port):
+        with Running(commands(arguments.build, port, folder)[who], port) as running:
             run_wrk(port, 16, 1, who == "cached")
-            rows = {str(count): run_wrk(port, count, arguments.seconds, who == "cached") for count in CONNECTIONS}
+            rows = {}
+            for count in CONNECTIONS:
+                before = processor_seconds(running.process.pid)
+                row = rows[str(count)] = run_wrk(port, count, arguments.seconds, who == "cached")
+                row["cost"] = (processor_seconds(running.process.pid) - before) / (row["rate"] * arguments.seconds)
             if who != "cached":
                 rows["half"] = run_h2load(port, rows["16"]["rate"] / 2, arguments.seconds, scratch)
         found[who] = rows
