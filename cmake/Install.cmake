@@ -26,6 +26,12 @@ if(TARGET tovkit_command)
           DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
   install(FILES "${PROJECT_BINARY_DIR}/cli/_tovkit" DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions)
   install(FILES "${PROJECT_BINARY_DIR}/cli/tovkit.fish" DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d)
+  if(TARGET tovkit_http)
+    # The units of the service start nothing until somebody enables them.
+    configure_file(packaging/systemd/tovkit.service.in "${PROJECT_BINARY_DIR}/packaging/tovkit.service" @ONLY)
+    install(FILES "${PROJECT_BINARY_DIR}/packaging/tovkit.service" packaging/systemd/tovkit.socket
+            DESTINATION ${TOVKIT_SYSTEMD_DIR})
+  endif()
 endif()
 
 configure_package_config_file(cmake/tovkitConfig.cmake.in "${PROJECT_BINARY_DIR}/tovkitConfig.cmake"

@@ -11,6 +11,8 @@
 #include <boost/beast/http/parser.hpp>
 #include <boost/beast/http/string_body.hpp>
 
+#include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <sys/socket.h>
 
 #include <algorithm>
@@ -31,6 +33,10 @@ constexpr std::chrono::milliseconds kLinger{2000};
 constexpr std::uint64_t kMostDiscarded = 1u << 20;
 constexpr std::uint64_t kMostHeld = 512u << 20;  // bytes of bodies, of all connections
 constexpr std::size_t kLargestFraming = 16384;   // of chunks, that is not taken yet
+// What the kernel takes of a response beyond what the client is ready for. Megabytes, as it would by itself,
+// are a lot for many clients that read slowly, and the time to copy them is one in which nobody else is
+// served.
+constexpr int kMostUnsent = 256 << 10;
 
 std::string Date() {
   const std::time_t now = std::time(nullptr);
@@ -70,7 +76,10 @@ Connection::Connection(Socket&& socket, Transport& transport)
 
 Connection::~Connection() = default;
 
-void Connection::Start() { BeginRequest(); }
+void Connection::Start() {
+  setsockopt(socket_.native_handle(), IPPROTO_TCP, TCP_NOTSENT_LOWAT, &kMostUnsent, sizeof kMostUnsent);
+  BeginRequest();
+}
 
 void Connection::BeginRequest() {
   Request next;
@@ -99,6 +108,11 @@ void Connection::Wait(std::chrono::milliseconds time) {
 
 void Connection::OnDeadline() {
   const bool isAsking = state_ == State::kHead || state_ == State::kBody;
+  if (state_ == State::kWriting) {
+    // Else the kernel goes on with what the client has not taken, for as long as that one likes.
+    const linger reset = {1, 0};
+    setsockopt(socket_.native_handle(), SOL_SOCKET, SO_LINGER, &reset, sizeof reset);
+  }
   if (!isAsking) return Close();
   Refuse({Problem::kSlowRequest, state_ == State::kHead ? "the head of the request was not there in time"
                                                         : "the body of the request was not there in time"});

@@ -4,40 +4,42 @@
 
 #include "jobs/json_text.h"
 
+#include <iterator>
+
 namespace service {
 
 namespace {
 
 struct Kind {
-  int status;
   const char* name;
   const char* title;
+  int status;
   bool close;  // the connection is of no use any more
 };
 
 // In the order of Problem::Type.
 constexpr Kind kKinds[] = {
-    {400, "bad-request", "The request is broken", true},
-    {400, "bad-parameter", "A parameter of the query cannot be used", false},
-    {401, "unauthorized", "A token is needed", false},
-    {403, "foreign-origin", "Pages of other sites may not use this service", false},
-    {404, "not-found", "There is nothing here", false},
-    {405, "method-not-allowed", "The method is not for this", false},
-    {406, "not-acceptable", "The answer is of a type that was not asked for", false},
-    {408, "slow-request", "The request took too long to arrive", true},
-    {413, "body-too-large", "The body is too large", true},
-    {413, "too-many-pixels", "The job needs more than it may have", false},
-    {415, "unsupported-type", "The body is of another type", false},
-    {421, "wrong-host", "The request is for another host", false},
-    {422, "invalid-body", "The body cannot be used", false},
-    {429, "queue-full", "Too many jobs wait", false},
-    {431, "head-too-large", "The head of the request is too large", true},
-    {500, "crash", "The job ended its worker", false},
-    {500, "internal", "Something went wrong here", false},
-    {503, "too-many-connections", "Too many connections", true},
-    {503, "busy", "Too much is asked at the moment", true},
-    {503, "draining", "The service is about to end", true},
-    {504, "late", "The job took too long", false},
+    {"bad-request", "The request is broken", 400, true},
+    {"bad-parameter", "A parameter of the query cannot be used", 400, false},
+    {"unauthorized", "A token is needed", 401, false},
+    {"foreign-origin", "Pages of other sites may not use this service", 403, false},
+    {"not-found", "There is nothing here", 404, false},
+    {"method-not-allowed", "The method is not for this", 405, false},
+    {"not-acceptable", "The answer is of a type that was not asked for", 406, false},
+    {"slow-request", "The request took too long to arrive", 408, true},
+    {"body-too-large", "The body is too large", 413, true},
+    {"too-many-pixels", "The job needs more than it may have", 413, false},
+    {"unsupported-type", "The body is of another type", 415, false},
+    {"wrong-host", "The request is for another host", 421, false},
+    {"invalid-body", "The body cannot be used", 422, false},
+    {"queue-full", "Too many jobs wait", 429, false},
+    {"head-too-large", "The head of the request is too large", 431, true},
+    {"crash", "The job ended its worker", 500, false},
+    {"internal", "Something went wrong here", 500, false},
+    {"too-many-connections", "Too many connections", 503, true},
+    {"busy", "Too much is asked at the moment", 503, true},
+    {"draining", "The service is about to end", 503, true},
+    {"late", "The job took too long", 504, false},
 };
 static_assert(std::size(kKinds) == Problem::kLate + 1);
 

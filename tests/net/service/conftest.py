@@ -1,0 +1,42 @@
+# SPDX-License-Identifier: MIT
+"""pytest tests/net/service --build BUILD [--long]"""
+import pathlib
+import resource
+import sys
+
+import pytest
+
+sys.path.insert(0, str(pathlib.Path(__file__).parent))
+resource.setrlimit(resource.RLIMIT_NOFILE, (resource.getrlimit(resource.RLIMIT_NOFILE)[1],) * 2)
+resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
+
+from server import Server  # noqa: E402
+
+
+def pytest_addoption(parser):
+    parser.addoption("--build", default="build/release", help="the build to test")
+    parser.addoption("--long", action="store_true", help="15 minutes of load instead of 2")
+
+
+@pytest.fixture(scope="session")
+def build(request):
+    return pathlib.Path(request.config.getoption("--build")).resolve()
+
+
+@pytest.fixture(scope="session")
+def load_seconds(request):
+    return 900 if request.config.getoption("--long") else 120
+
+
+@pytest.fixture
+def start(build):
+    """start(option...) is a server that ends with the test."""
+    begun = []
+
+    def begin(*options, **settings):
+        begun.append(Server(build, *options, **settings))
+        return begun[-1].__enter__()
+
+    yield begin
+    for server in begun:
+        server.__exit__(None, None, None)
