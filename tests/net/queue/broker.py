@@ -30,6 +30,15 @@ def can_connect(port):
         return tried.connect_ex(("127.0.0.1", port)) == 0
 
 
+LIVE = []  # brokers to end with this process
+
+
+def end_all(number, _):
+    for broker in LIVE:
+        broker.__exit__()
+    os._exit(128 + number)
+
+
 class Broker:
     """`settings` are lines of rabbitmq.conf; `tls` is a folder with ca.pem, server.pem and server.key."""
 
@@ -64,6 +73,9 @@ class Broker:
         return f"{scheme}://{self.user}:{password or self.password}@{host}:{port or self.port}{rest}"
 
     def start(self):
+        if self not in LIVE:
+            LIVE.append(self)
+            signal.signal(signal.SIGTERM, end_all)
         if self.epmd is None:
             self.epmd = subprocess.Popen(["epmd", "-relaxed_command_check"], env=self.environment,
                                          stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)

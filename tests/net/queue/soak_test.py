@@ -52,8 +52,9 @@ class SoakTest(QueueTest):
         try:
             for restart, end in enumerate((self.broker.stop, self.broker.kill), 1):
                 def far_enough():
-                    if submit.process.poll() is not None:
-                        raise AssertionError(submit.errors())
+                    self.assertIsNone(submit.process.poll(), submit.errors())
+                    for worker in workers:
+                        self.assertIn(worker.process.poll(), (None, -signal.SIGKILL), worker.errors())
                     return results.exists() and results.read_bytes().count(b"\n") >= restart * COUNT // 3
                 await_that(far_enough, submit.errors, 200)
                 end()

@@ -128,8 +128,9 @@ class QueueTest(unittest.TestCase):
         return channel.queue_declare(queue or self.queue, passive=True).method.message_count
 
     def worker(self, *words, name="worker", address=None, environment=None):
-        worker = Process(self.folder, name, ["worker", "--queue", self.queue, "--result-queue", self.results, "--jobs", "2",
-                                             *words], address or self.broker.url(), environment)
+        jobs = () if "--jobs" in words else ("--jobs", "2")
+        worker = Process(self.folder, name, ["worker", "--queue", self.queue, "--result-queue", self.results, *jobs, *words],
+                         address or self.broker.url(), environment)
         self.addCleanup(worker.end)
         return worker
 
