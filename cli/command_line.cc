@@ -34,6 +34,9 @@ void AddPagesCommand(CLI::App& app);
 void AddPathCommand(CLI::App& app);
 void AddPsCommand(CLI::App& app);
 void AddRunCommand(CLI::App& app);
+#ifdef TOVKIT_WITH_SERVICE
+void AddServeCommand(CLI::App& app);
+#endif
 void AddShmCommand(CLI::App& app);
 #ifdef TOVKIT_WITH_AMQP
 void AddSubmitCommand(CLI::App& app);
@@ -58,6 +61,9 @@ void AddCommands(CLI::App& app) {
   AddPathCommand(app);
   AddPsCommand(app);
   AddRunCommand(app);
+#ifdef TOVKIT_WITH_SERVICE
+  AddServeCommand(app);
+#endif
   AddShmCommand(app);
 #ifdef TOVKIT_WITH_AMQP
   AddSubmitCommand(app);

@@ -23,6 +23,8 @@ struct QueuedJob {
   std::string out = {};                                 // the name of its output, empty for none
   // Whether its output may stand although no result tells of it: that of a run that was killed.
   bool mayStand = false;
+  // What a job that names no file works on: JSON or a picture.
+  std::string input = {};
 };
 
 // The id of a job that has none. No job has it for another reason.

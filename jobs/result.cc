@@ -74,6 +74,7 @@ JobResult FailedResult(const Error& error) {
   }
   result.message = error.what();
   result.excerpt = error.excerpt();
+  result.place = error.jsonPlace();
   return result;
 }
 

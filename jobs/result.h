@@ -38,6 +38,11 @@ struct JobResult {
   std::uint64_t line = 0;          // of the job in its source; 0 when not known; no part of the line
   std::vector<std::string> warnings;
   std::optional<std::vector<bool>> hits;
+  // No part of the line: what a job that names no file has for an answer, and where in its input a failure
+  // is.
+  std::string answer = {};
+  std::string mediaType = {};  // of the answer
+  std::optional<JsonPlace> place = std::nullopt;
 };
 
 // What is known of a job that was done before.
