@@ -66,7 +66,7 @@ class Broker:
             "RABBITMQ_MNESIA_BASE": str(self.folder / "mnesia"), "RABBITMQ_LOG_BASE": str(self.folder / "log"),
             "RABBITMQ_ENABLED_PLUGINS_FILE": str(self.folder / "enabled_plugins"),
             "RABBITMQ_PID_FILE": str(self.folder / "pid"), "RABBITMQ_DIST_PORT": str(self.distribution_port),
-            "RABBITMQ_SERVER_ADDITIONAL_ERL_ARGS": "-kernel inet_dist_use_interface {127,0,0,1}",
+            "RABBITMQ_SERVER_ADDITIONAL_ERL_ARGS": "-start_epmd false -kernel inet_dist_use_interface {127,0,0,1}",
             "ERL_EPMD_ADDRESS": "127.0.0.1", "ERL_EPMD_PORT": str(self.epmd_port)}
 
     def url(self, password=None, port=None, scheme="amqp", host="127.0.0.1", rest=""):
