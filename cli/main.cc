@@ -2,4 +2,9 @@
 // The tovkit command: every facility of the library in a person's hands.
 #include "command_line.h"
 
-int main(int argc, char** argv) { return cli::RunCommandLine(argc, argv); }
+#include <tovmx/font.h>
+
+int main(int argc, char** argv) {
+  CoreShareFontConfiguration();
+  return cli::RunCommandLine(argc, argv);
+}

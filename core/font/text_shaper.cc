@@ -7,8 +7,6 @@
 // the generation of the application's fonts has moved on, all three are dropped.
 #include "font/text_shaper.h"
 
-#include "font/line_shaping.h"
-
 #include <pango/pangocairo.h>
 #include <pango/pangofc-fontmap.h>
 
@@ -110,11 +108,13 @@ const FontChoice& TextShaper::Resolve(const CoreFontRequest& request) {
 }
 
 ShapedLine TextShaper::ShapeNow(const CoreFontRequest& request, std::wstring_view text) {
-  const Typeface& face = TypefaceFor(request);
+  Typeface& face = TypefaceFor(request);
   PangoContext* context = SourceFor(request.source).context.get();
   pango_context_set_font_description(context, face.description.get());
   pango_context_set_language(context, pango_language_from_string(face.choice.language));
-  return ShapeLine(context, text, pictures_);
+  if (face.isUsed && face.plain == nullptr) face.plain = std::make_unique<PlainItem>(context);
+  face.isUsed = true;
+  return ShapeLine(context, text, face.plain.get(), pictures_);
 }
 
 std::size_t TextShaper::SizeOf(const Line& line) {

@@ -8,6 +8,7 @@
 #include "font/color_pictures.h"
 #include "font/font_catalog.h"
 #include "font/font_request.h"
+#include "font/line_shaping.h"
 #include "font/shaped_line.h"
 
 #include <pango/pango.h>
@@ -59,6 +60,8 @@ class TextShaper {
     CoreFontRequest request;
     FontChoice choice;
     std::unique_ptr<PangoFontDescription, Release<pango_font_description_free>> description;
+    bool isUsed = false;  // a line was shaped: from the second on the plain item pays
+    std::unique_ptr<PlainItem> plain;
   };
   struct Line {
     std::size_t hash = 0;
