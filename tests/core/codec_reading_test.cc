@@ -72,6 +72,29 @@ TEST(CodecReading, TheFirstBitmapTakesNothingOfTheHeadAgain) {
   }
 }
 
+// Memory that holds the rest of the file shows whoever reads on.
+TEST(CodecReading, BehindAPositionAFileEndsWhereItsStreamDoes) {
+  constexpr std::size_t kStart = 5000;
+  for (const CoreImageFormat format : image::kFormats) {
+    const std::string file = FileOf(format);
+    const std::string all = std::string(kStart, 'x') + file;
+    ASSERT_LT(file.size(), 2 * kStart);
+    for (std::size_t kept = file.size(); kept > 16; kept -= std::max<std::size_t>(1, file.size() / 40)) {
+      SCOPED_TRACE(std::string(CoreImageFormatName(format)) + ", " + std::to_string(kept) + " bytes of " +
+                   std::to_string(file.size()));
+      CoreImageInfo info, alone;
+      const auto expected = image::Decode(file.substr(0, kept), 0, 0, 0, &alone);
+      CoreMemoryInputStream in(all.data(), kStart + kept);
+      ASSERT_TRUE(in.Seek(kStart));
+      const auto found = image::Decode(in, 0, 0, 0, &info);
+      ASSERT_EQ(found == nullptr, expected == nullptr);
+      EXPECT_EQ(info.frameCount, alone.frameCount);
+      if (expected == nullptr) continue;
+      EXPECT_EQ(image::Difference(*found, *expected), "");
+    }
+  }
+}
+
 TEST(CodecReading, JpegAndBmpAreReadFromFrontToBack) {
   for (const CoreImageFormat format : {kCoreImageJpeg, kCoreImageBmp}) {
     SCOPED_TRACE(CoreImageFormatName(format));
