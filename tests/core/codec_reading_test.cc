@@ -72,19 +72,24 @@ TEST(CodecReading, TheFirstBitmapTakesNothingOfTheHeadAgain) {
   }
 }
 
-// Memory that holds the rest of the file shows whoever reads on.
+// Memory that holds the rest of the file behind the stream, and another one before it, shows whoever leaves
+// it.
 TEST(CodecReading, BehindAPositionAFileEndsWhereItsStreamDoes) {
-  constexpr std::size_t kStart = 5000;
+  constexpr std::size_t kStart = 10000;
   for (const CoreImageFormat format : image::kFormats) {
     const std::string file = FileOf(format);
-    const std::string all = std::string(kStart, 'x') + file;
-    ASSERT_LT(file.size(), 2 * kStart);
-    for (std::size_t kept = file.size(); kept > 16; kept -= std::max<std::size_t>(1, file.size() / 40)) {
+    std::string other = image::Encode(image::MakePicture(61, 47, 24, 9), format);
+    ASSERT_LE(other.size(), kStart);
+    other.resize(kStart, 'x');
+    const std::string all = other + std::string(kStart, 'x') + file;
+    const char* const stream = all.data() + kStart;
+    for (std::size_t cut = 0; cut < 40; ++cut) {
+      const std::size_t kept = file.size() - cut * file.size() / 40;
       SCOPED_TRACE(std::string(CoreImageFormatName(format)) + ", " + std::to_string(kept) + " bytes of " +
                    std::to_string(file.size()));
       CoreImageInfo info, alone;
       const auto expected = image::Decode(file.substr(0, kept), 0, 0, 0, &alone);
-      CoreMemoryInputStream in(all.data(), kStart + kept);
+      CoreMemoryInputStream in(stream, kStart + kept);
       ASSERT_TRUE(in.Seek(kStart));
       const auto found = image::Decode(in, 0, 0, 0, &info);
       ASSERT_EQ(found == nullptr, expected == nullptr);
