@@ -159,6 +159,17 @@ TEST(PdfPagesDevice, EachPageHasItsSizeAndItsText) {
             "Page 1 size: 225 x 75 pts\nPage 2 size: 72 x 144 pts\nPage 3 size: 375 x 300 pts\n");
 }
 
+TEST(PdfPagesDevice, APageWithoutAnythingIsAPage) {
+  CoreMemoryOutputStream stream;
+  CorePdfPagesDevice device(&stream, 300, 100);
+  EXPECT_TRUE(DrawLine(device, L"first", At(10, 50)));
+  ASSERT_TRUE(device.NextPage(96, 192));
+  ASSERT_TRUE(device.NextPage(192, 96));
+  EXPECT_TRUE(device.Finish());
+  EXPECT_EQ(AsPopplerSees(stream, "pdfinfo -l 9 $f | grep '^Page.*size:' | tr -s ' '"),
+            "Page 1 size: 225 x 75 pts\nPage 2 size: 72 x 144 pts\nPage 3 size: 144 x 72 pts\n");
+}
+
 TEST(PdfPagesDevice, OnePageIsThatOfThePdfDevice) {
   ASSERT_EQ(setenv("SOURCE_DATE_EPOCH", "86400", 1), 0);
   EXPECT_EQ(Document<CorePdfPagesDevice>(L"Hello \u5B8B"), Document<CorePdfDevice>(L"Hello \u5B8B"));
