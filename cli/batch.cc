@@ -13,6 +13,7 @@
 #include "jobs/output_format.h"
 #include "jobs/results_file.h"
 #include "jobs/selected_source.h"
+#include "retried.h"
 
 #include <fcntl.h>
 #include <strings.h>
@@ -68,7 +69,10 @@ struct Source {
 Source OpenSource(const std::string& file) {
   Source source;
   source.name = InputName(file);
-  if (file != "-") source.opened = jobs::OpenDescriptor(open(file.c_str(), O_RDONLY | O_CLOEXEC));
+  if (file != "-") {
+    source.opened =
+        jobs::OpenDescriptor(base::Retried([&] { return open(file.c_str(), O_RDONLY | O_CLOEXEC); }));
+  }
   source.fd = file == "-" ? STDIN_FILENO : source.opened.get();
   struct stat status = {};
   if (source.fd < 0 || fstat(source.fd, &status) != 0) {
