@@ -6,12 +6,15 @@
 #include <tovkit/imaging.h>
 #include <tovmx/codec.h>
 
+#include <tiffio.h>
 #include <unistd.h>
+#include <tiffio.hxx>
 
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
 #include <memory>
+#include <sstream>
 
 namespace {
 
@@ -127,6 +130,68 @@ Form WriteBmp(const char* name, int bits, int colors) {
             };
           }};
 }
+
+// To a file, and the same in memory.
+Form WriteBmpTo(const char* name, bool file) {
+  return {name, [file]() -> Work {
+            const auto picture = std::make_shared<CoreDib>(MakePicture());
+            if (!file) {
+              return [picture] {
+                CoreMemoryOutputStream out;
+                tovkit::ImageEncode(picture.get(), kCoreImageBmp, &out);
+              };
+            }
+            const std::string path = "/dev/shm/tovkit-bench-" + std::to_string(getpid()) + ".bmp";
+            const std::shared_ptr<void> removed(nullptr, [path](void*) { unlink(path.c_str()); });
+            return [picture, path, removed] {
+              CoreFileOutputStream out(path.c_str());
+              tovkit::ImageEncode(picture.get(), kCoreImageBmp, &out);
+            };
+          }};
+}
+
+[[maybe_unused]] const bool kBmpTo =
+    bench::RegisterForms("form_bmp_to", {WriteBmpTo("memory", false), WriteBmpTo("a_file", true)});
+
+// ---- Samples of a TIFF, uncompressed
+
+std::string TiffOf(int samples, int bits) {
+  constexpr std::uint32_t kSide = 800;
+  std::ostringstream file;
+  TIFF* const tiff = TIFFStreamOpen("bench", &file);
+  TIFFSetField(tiff, TIFFTAG_IMAGEWIDTH, kSide);
+  TIFFSetField(tiff, TIFFTAG_IMAGELENGTH, kSide);
+  TIFFSetField(tiff, TIFFTAG_BITSPERSAMPLE, bits);
+  TIFFSetField(tiff, TIFFTAG_SAMPLESPERPIXEL, samples);
+  TIFFSetField(tiff, TIFFTAG_PHOTOMETRIC,
+               samples == 1   ? PHOTOMETRIC_MINISBLACK
+               : samples == 3 ? PHOTOMETRIC_RGB
+                              : PHOTOMETRIC_SEPARATED);
+  TIFFSetField(tiff, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
+  TIFFSetField(tiff, TIFFTAG_COMPRESSION, COMPRESSION_NONE);
+  TIFFSetField(tiff, TIFFTAG_ROWSPERSTRIP, 16);
+  std::vector<std::uint8_t> row(static_cast<std::size_t>(kSide) *
+                                static_cast<std::size_t>(samples * bits / 8));
+  for (std::uint32_t y = 0; y < kSide; ++y) {
+    for (std::size_t i = 0; i < row.size(); ++i) row[i] = static_cast<std::uint8_t>(i * 7 + y * 3);
+    TIFFWriteScanline(tiff, row.data(), y, 0);
+  }
+  TIFFClose(tiff);
+  return file.str();
+}
+
+Form DecodeTiff(const char* name, int samples, int bits) {
+  return {name, [samples, bits]() -> Work {
+            const auto file = std::make_shared<Opened>(TiffOf(samples, bits), kCoreImageTiff);
+            return [file] { file->decoder->GetBitmap(0, 0, 0); };
+          }};
+}
+
+// Gray rows of 8 bits go into the bitmap as they are, so they are not the form to compare with.
+[[maybe_unused]] const bool kTiff = bench::RegisterForms(
+    "form_tiff_800_by_800_of",
+    {DecodeTiff("8_bits_rgb", 3, 8), DecodeTiff("8_bits_cmyk", 4, 8), DecodeTiff("16_bits_gray", 1, 16),
+     DecodeTiff("16_bits_rgb", 3, 16), DecodeTiff("16_bits_cmyk", 4, 16)});
 
 // All of the same number of bytes.
 [[maybe_unused]] const bool kBmp =

@@ -1,14 +1,17 @@
 #!/usr/bin/python3
 # SPDX-License-Identifier: MIT
-"""Whole jobs as whole processes: a page of text to PNG, PDF and SVG, a thousand labels, one hello.
+"""Whole jobs as whole processes: a page of text to PNG, PDF and SVG, a thousand labels, one hello, Base64 back to bytes.
 
 Beside the command stand tools that people use for the same, and programs written for it over Cairo with Pango and over
 Qt (job_peers). Before the clock starts the sizes of the pictures are compared; pango-view chooses the size of its picture
 by the text, which is a little smaller than the page.
 """
+import base64
+import filecmp
 import json
 import os
 import pathlib
+import random
 import subprocess
 import sys
 
@@ -77,6 +80,9 @@ def prepare():
         for i in range(LABELS):
             print(json.dumps({"id": str(i), "draw": description(label_lines(i)), "size": "400x120",
                               "background": "#ff", "out": f"ours/{i}.png"}), file=jobs)
+    noise = random.Random(1).randbytes(16 << 20)
+    pathlib.Path("noise.b64").write_bytes(base64.encodebytes(noise))
+    pathlib.Path("noise").write_bytes(noise)
     os.environ["XDG_RUNTIME_DIR"] = os.getcwd()  # Qt says that there is none
     for folder in ("ours", "cairo", "qt", "pillow"):
         pathlib.Path(folder).mkdir()
@@ -126,6 +132,8 @@ def cases():
                   "pillow": by_hand("pillow", "hello.txt", (200, 60, 96), ["pillow.png"]),
                   "imagemagick": annotated([(10, 10, 16, "Hello, world")], (200, 60, 96), "imagemagick.png"),
                   "pango_view": pango_view(["--text=Hello, world"], 16, 96, "pango_view.png")},
+        "base64_decode_16_MiB": {"tovkit": ["sh", "-c", f"exec {TOVKIT} base64 -d noise.b64 >tovkit.bytes"],
+                                 "coreutils": ["sh", "-c", "exec base64 -d noise.b64 >coreutils.bytes"]},
     }
 
 
@@ -141,6 +149,8 @@ def check(case, of_case):
             sizes[who] = {process_rows.picture_size(f"{folder}/{i}.png") for i in (0, LABELS - 1)}
         elif case in ("a4_png", "hello"):
             sizes[who] = {process_rows.picture_size(f"{who}.png")}
+        elif case == "base64_decode_16_MiB" and not filecmp.cmp(f"{who}.bytes", "noise", shallow=False):
+            sys.exit(f"{case}: {who} decodes to other bytes")
     if len(set().union(*sizes.values())) > 1:
         sys.exit(f"{case}: the results differ: {sizes}")
 

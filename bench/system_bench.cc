@@ -21,6 +21,7 @@
 #include <cstdio>
 #include <ctime>
 #include <memory>
+#include <mutex>
 #include <thread>
 #include <vector>
 
@@ -61,6 +62,42 @@ void MutexPthreadAndTime(benchmark::State& state) {
     benchmark::DoNotOptimize(time(nullptr));
   }
   pthread_mutex_destroy(&mutex);
+}
+
+// The same as a class.
+class PthreadAndTime {
+ public:
+  ~PthreadAndTime() { pthread_mutex_destroy(&mutex_); }
+  void lock() {
+    pthread_mutex_lock(&mutex_);
+    benchmark::DoNotOptimize(time(nullptr));
+  }
+  void unlock() {
+    pthread_mutex_unlock(&mutex_);
+    benchmark::DoNotOptimize(time(nullptr));
+  }
+
+ private:
+  pthread_mutex_t mutex_ = PTHREAD_MUTEX_INITIALIZER;
+};
+
+// What a lock and an unlock take while another thread does nothing else.
+template <typename Lockable>
+void Contended(benchmark::State& state) {
+  Lockable mutex;
+  std::atomic<bool> ends{false};
+  std::thread other([&] {
+    while (!ends) {
+      mutex.lock();
+      mutex.unlock();
+    }
+  });
+  for (auto _ : state) {
+    mutex.lock();
+    mutex.unlock();
+  }
+  ends = true;
+  other.join();
 }
 
 // ---- Pool ----
@@ -293,6 +330,9 @@ BENCHMARK(MutexTovkit)->Name("mutex/lock_unlock/tovkit");
 BENCHMARK(MutexPthreadAndTime)->Name("mutex/lock_unlock/pthread_and_time");
 BENCHMARK(MutexTovkitWatched)->Name("mutex/lock_unlock_watched/tovkit");
 BENCHMARK(MutexPthreadAndTime)->Name("mutex/lock_unlock_watched/pthread_and_time");
+BENCHMARK(Contended<tovkit::Mutex>)->Name("mutex/contended/tovkit")->UseRealTime();
+BENCHMARK(Contended<PthreadAndTime>)->Name("mutex/contended/pthread_and_time")->UseRealTime();
+BENCHMARK(Contended<std::mutex>)->Name("mutex/contended/std_mutex")->UseRealTime();
 
 BENCHMARK(HandOver<TovkitPool, 1>)->Name("pool/hand_over/tovkit")->UseRealTime();
 BENCHMARK(HandOver<GlibPool, 1>)->Name("pool/hand_over/glib")->UseRealTime();

@@ -7,13 +7,14 @@
 #include "error.h"
 #include "failure.h"
 #include "input_file.h"
+#include "job_file.h"
+#include "stopping.h"
 
 #include "jobs/folder.h"
 #include "jobs/id_index.h"
 #include "jobs/output_format.h"
 #include "jobs/results_file.h"
 #include "jobs/selected_source.h"
-#include "retried.h"
 
 #include <fcntl.h>
 #include <strings.h>
@@ -21,7 +22,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -35,52 +35,6 @@ namespace cli {
 namespace {
 
 constexpr std::size_t kLongestTemplate = 16u << 20;
-
-jobs::StopRequest* stopRequest = nullptr;
-
-// For as long as the object lives, signals that ask for the end are passed to the executor. Signals that the
-// caller had ignored stay ignored.
-class Stopping {
- public:
-  explicit Stopping(jobs::StopRequest& stop) {
-    stopRequest = &stop;
-    std::signal(SIGPIPE, SIG_IGN);
-    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
-      struct sigaction before {};
-      sigaction(signal, nullptr, &before);
-      if (before.sa_handler != SIG_IGN) std::signal(signal, [](int) { stopRequest->Raise(); });
-    }
-  }
-  ~Stopping() {
-    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) std::signal(signal, SIG_IGN);
-  }
-  Stopping(const Stopping&) = delete;
-  Stopping& operator=(const Stopping&) = delete;
-};
-
-// The file of jobs or data, with its size where it has one.
-struct Source {
-  jobs::OpenDescriptor opened;
-  int fd = -1;
-  std::string name;
-  std::uint64_t size = 0;
-};
-
-Source OpenSource(const std::string& file) {
-  Source source;
-  source.name = InputName(file);
-  if (file != "-") {
-    source.opened =
-        jobs::OpenDescriptor(base::Retried([&] { return open(file.c_str(), O_RDONLY | O_CLOEXEC); }));
-  }
-  source.fd = file == "-" ? STDIN_FILENO : source.opened.get();
-  struct stat status = {};
-  if (source.fd < 0 || fstat(source.fd, &status) != 0) {
-    throw CommandError(source.name + ": " + std::strerror(errno));
-  }
-  if (S_ISREG(status.st_mode)) source.size = static_cast<std::uint64_t>(status.st_size);
-  return source;
-}
 
 void MakeFolder(const jobs::RunnerOptions& runner) {
   // Where that fails, the jobs that need the folder do.
@@ -189,7 +143,7 @@ void RunBatch(BatchOptions options) {
     jobs::ParseJobLine(runner.jobTemplate, InputName(options.templateFile));
   }
   const std::string& file = options.templateFile.empty() ? options.files.front() : options.dataFile;
-  const Source source = OpenSource(file);
+  const JobFile source = OpenJobFile(file);
   jobs::FileSource lines(
       source.fd, source.name, runner.jobTemplate,
       options.templateFile.empty() ? jobs::FileSource::Format::kJsonLines : FormatOf(file));

@@ -34,7 +34,14 @@ void AddPagesCommand(CLI::App& app);
 void AddPathCommand(CLI::App& app);
 void AddPsCommand(CLI::App& app);
 void AddRunCommand(CLI::App& app);
+#ifdef TOVKIT_WITH_SERVICE
+void AddServeCommand(CLI::App& app);
+#endif
 void AddShmCommand(CLI::App& app);
+#ifdef TOVKIT_WITH_AMQP
+void AddSubmitCommand(CLI::App& app);
+void AddWorkerCommand(CLI::App& app);
+#endif
 
 namespace {
 
@@ -54,7 +61,14 @@ void AddCommands(CLI::App& app) {
   AddPathCommand(app);
   AddPsCommand(app);
   AddRunCommand(app);
+#ifdef TOVKIT_WITH_SERVICE
+  AddServeCommand(app);
+#endif
   AddShmCommand(app);
+#ifdef TOVKIT_WITH_AMQP
+  AddSubmitCommand(app);
+  AddWorkerCommand(app);
+#endif
 }
 
 constexpr int kDone = 0;

@@ -20,7 +20,7 @@ install(EXPORT tovkitTargets NAMESPACE tovkit:: DESTINATION ${CMAKE_INSTALL_LIBD
 if(TARGET tovkit_command)
   install(TARGETS tovkit_command DESTINATION ${CMAKE_INSTALL_BINDIR})
   install(TARGETS tovkit_worker DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/tovkit)
-  install(FILES share/tovkit/line.schema.json share/tovkit/job.schema.json share/tovkit/result.schema.json DESTINATION ${CMAKE_INSTALL_DATADIR}/tovkit)
+  install(FILES share/tovkit/openapi.json share/tovkit/line.schema.json share/tovkit/job.schema.json share/tovkit/result.schema.json DESTINATION ${CMAKE_INSTALL_DATADIR}/tovkit)
   install(FILES "${PROJECT_BINARY_DIR}/cli/tovkit.1" DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
   install(FILES "${PROJECT_BINARY_DIR}/cli/tovkit.bash" RENAME tovkit
           DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)

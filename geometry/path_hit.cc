@@ -4,39 +4,17 @@
 // A point is inside when rays to the right, down, left and up each cross the outline at least once; this is
 // neither of the usual fill rules. Segments are tested in order and the first hit ends the walk. A segment
 // that is not hit can only add crossings, so the inside test also ends once no ray is missing.
-#include "arc_hit.h"
-#include "curve_hit.h"
+#include "hit_visitor.h"
 #include "path_distance.h"
-#include "segment_hit.h"
+#include "prepared_path.h"
 
 #include <tovkit/geometry.h>
-#include <tovmx/path_walk.h>
+
+#include <new>
 
 namespace tovkit {
 
 namespace {
-
-template <bool kWithRays>
-struct HitVisitor {
-  const HitQuery& query;
-  unsigned missing = kWithRays ? kEveryRay : kNoRay;
-
-  bool Line(const CorePathPoint& a, const CorePathPoint& b) {
-    return HitTestSegment(query, a, b, missing) || (kWithRays && missing == kNoRay);
-  }
-  bool Close(const CorePathPoint& from, const CorePathPoint& start) { return Line(from, start); }
-  bool Quad(const CorePathPoint* points) { return HitTestCurve<2, kWithRays>(query, points, missing); }
-  bool Cubic(const CorePathPoint* points) { return HitTestCurve<3, kWithRays>(query, points, missing); }
-  bool Arc(const CorePathPoint* arc) {
-    if (ArcCandidates(query, arc, missing) == 0) return false;
-    CorePathPoint curves[1 + 3 * kCoreMaxArcCurves];
-    const int count = CoreArcToCubics(arc, curves);
-    for (int k = 0; k < count; ++k) {
-      if (Cubic(curves + 3 * k)) return true;
-    }
-    return false;
-  }
-};
 
 template <bool kWithRays>
 bool Passes(const CorePath& path, const HitQuery& query) {
@@ -91,6 +69,21 @@ HitTestDetail HitTestPathDetail(const CorePointF& point, float tolerance, const 
     detail.rays = kEveryRay & ~inside.missing;
   }
   return detail;
+}
+
+void HitTestPathPoints(const CorePointF* points, std::size_t count, float tolerance, const CorePath& path,
+                       bool testFill, bool* hits) {
+  if (PreparedPath::IsWorthwhile(path, count, tolerance)) {
+    try {
+      const PreparedPath prepared(path, tolerance, testFill, count);
+      for (std::size_t i = 0; i < count; ++i) hits[i] = prepared.Touches(points[i]);
+      return;
+    } catch (const std::bad_alloc&) {
+      // The slow way needs no memory.
+    }
+  }
+  for (std::size_t i = 0; i < count; ++i)
+    hits[i] = HitTestPath(points[i], tolerance, path, 0, testFill, kCoreFillWinding);
 }
 
 }  // namespace tovkit

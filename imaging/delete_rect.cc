@@ -2,6 +2,8 @@
 // Whole bytes are filled, row by row. What is brightest depends on the palette where there is one.
 #include <tovkit/imaging.h>
 
+#include <emmintrin.h>
+
 #include <algorithm>
 #include <cassert>
 #include <cstddef>
@@ -12,18 +14,44 @@ namespace tovkit {
 
 namespace {
 
+constexpr std::uint32_t kWhite = 3 * 255;  // nothing is brighter
+
+std::uint32_t Brightness(std::uint32_t entry) {
+  return (entry & 0xffU) + (entry >> 8 & 0xffU) + (entry >> 16 & 0xffU);
+}
+
+// Of four entries.
+__m128i Brightness(const std::uint32_t* entries) {
+  const __m128i colors = _mm_loadu_si128(static_cast<const __m128i*>(static_cast<const void*>(entries)));
+  const __m128i byte = _mm_set1_epi32(0xff);
+  return _mm_add_epi32(_mm_and_si128(colors, byte),
+                       _mm_add_epi32(_mm_and_si128(_mm_srli_epi32(colors, 8), byte),
+                                     _mm_and_si128(_mm_srli_epi32(colors, 16), byte)));
+}
+
+// What the brightest of the entries comes to.
+std::uint32_t MostBrightness(const std::uint32_t* entries, std::size_t count) {
+  __m128i most = _mm_setzero_si128();  // the sums are small enough to be compared as numbers of 16 bits
+  std::size_t i = 0;
+  for (; i + 4 <= count; i += 4) most = _mm_max_epi16(most, Brightness(entries + i));
+  std::uint32_t lanes[4];
+  _mm_storeu_si128(static_cast<__m128i*>(static_cast<void*>(lanes)), most);
+  std::uint32_t brightest = *std::max_element(lanes, lanes + 4);
+  for (; i < count; ++i) brightest = std::max(brightest, Brightness(entries[i]));
+  return brightest;
+}
+
 // The index of the brightest palette entry, the last of several; 255 without a palette.
 int FillByte(const CoreDib& bitmap) {
-  constexpr std::int64_t kWhite = 3 * 255;  // nothing is brighter
-  int fill = 255;
-  std::int64_t brightest = -1;
-  for (int i = bitmap.GetPaletteSize() - 1; i >= 0 && brightest < kWhite; --i) {
-    const std::uint32_t entry = bitmap.GetPaletteEntry(i);
-    const std::int64_t sum = (entry & 0xffU) + (entry >> 8 & 0xffU) + (entry >> 16 & 0xffU);
-    if (sum <= brightest) continue;
-    brightest = sum;
-    fill = i;
-  }
+  const int size = bitmap.GetPaletteSize();
+  if (size == 0) return 255;
+  const std::uint32_t* const entries = bitmap.GetPalette();
+  // White is often the last.
+  const bool endsWhite = Brightness(entries[size - 1]) == kWhite;
+  const std::uint32_t brightest =
+      endsWhite ? kWhite : MostBrightness(entries, static_cast<std::size_t>(size));
+  int fill = size - 1;
+  while (Brightness(entries[fill]) != brightest) --fill;
   return fill;
 }
 

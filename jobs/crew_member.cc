@@ -25,12 +25,15 @@ constexpr std::chrono::seconds kStartLimit{60};
 constexpr std::chrono::seconds kSilence{1};
 constexpr double kWeight = 0.1;  // of the latest job in the average
 
-std::size_t Ahead(double secondsPerJob) {
-  const double jobs = kSecondsAhead / std::max(secondsPerJob, 1e-6);
-  return std::clamp<std::size_t>(static_cast<std::size_t>(jobs), 2, kMostAhead);
-}
+std::size_t SizeOf(const QueuedJob& job) { return job.text.size() + job.input.size(); }
 
 }  // namespace
+
+std::size_t CrewMember::Ahead() const {
+  if (!options_.ahead) return 1;
+  const double jobs = kSecondsAhead / std::max(secondsPerJob_, 1e-6);
+  return std::clamp<std::size_t>(static_cast<std::size_t>(jobs), 2, kMostAhead);
+}
 
 CrewMember::CrewMember(const ExecutorOptions& options, int number) : options_(options), number_(number) {
   Start();
@@ -48,12 +51,10 @@ void CrewMember::Start() {
 }
 
 bool CrewMember::WantsJobs() const {
-  return !retired_ && jobs_.size() <= Ahead(secondsPerJob_) / 2 && bytes_ < kBytesAhead;
+  return !retired_ && jobs_.size() <= Ahead() / 2 && bytes_ < kBytesAhead;
 }
 
-bool CrewMember::HasRoom() const {
-  return !retired_ && jobs_.size() < Ahead(secondsPerJob_) && bytes_ < kBytesAhead;
-}
+bool CrewMember::HasRoom() const { return !retired_ && jobs_.size() < Ahead() && bytes_ < kBytesAhead; }
 
 void CrewMember::Add(RunningJob&& job) {
   added_.Put(job.sequence);
@@ -63,7 +64,8 @@ void CrewMember::Add(RunningJob&& job) {
     added_.Put(job.job.earlier->bytes);
   }
   added_.Put(job.job.text);
-  bytes_ += job.job.text.size();
+  added_.Put(job.job.input);
+  bytes_ += SizeOf(job.job);
   jobs_.push_back(std::move(job));
   retired_ = ++given_ == options_.recycle;
 }
@@ -135,7 +137,7 @@ void CrewMember::Handle(WireReader message, const Deliver& deliver) {
     result.attempts = job.attempts;
     result.worker = number_;
     result.line = job.job.line;
-    bytes_ -= job.job.text.size();
+    bytes_ -= SizeOf(job.job);
     secondsPerJob_ += kWeight * (result.seconds - secondsPerJob_);
     deliver(job, std::move(result));
   }

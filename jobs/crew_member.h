@@ -67,6 +67,8 @@ class CrewMember {
   void Dismiss();
 
  private:
+  // How many jobs it has at a time.
+  std::size_t Ahead() const;
   void Start();
   void Handle(WireReader message, const Deliver& deliver);
   std::chrono::nanoseconds Lateness() const;
@@ -78,7 +80,7 @@ class CrewMember {
   std::unique_ptr<WorkerProcess> worker_;
   std::deque<RunningJob> jobs_;  // in the order in which they run
   WireWriter added_;
-  std::size_t bytes_ = 0;    // of the jobs' texts
+  std::size_t bytes_ = 0;    // of the jobs
   std::uint64_t given_ = 0;  // jobs, to this worker
   bool ready_ = false;       // it has begun
   bool killedLate_ = false;

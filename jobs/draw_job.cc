@@ -98,7 +98,12 @@ void Run(const DrawJob& job, Observer& observer) {
   });
 }
 
-void Measure(const DrawJob& job, Observer& observer) { LayOut(job, observer); }
+std::vector<CoreSizeF> Measure(const DrawJob& job, Observer& observer) {
+  const Layout layout = LayOut(job, observer);
+  std::vector<CoreSizeF> sizes;
+  for (const Placement& placement : layout.placements) sizes.push_back(placement.size);
+  return sizes;
+}
 
 CoreDib Render(const DrawJob& job, Observer& observer) {
   const Layout layout = LayOut(job, observer);

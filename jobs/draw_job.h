@@ -48,8 +48,9 @@ struct DrawJob {
 // Throws Error; an output file then stays as it was.
 void Run(const DrawJob& job, Observer& observer);
 
-// Lays the lines out and draws nothing: the observer hears of every line. Throws Error.
-void Measure(const DrawJob& job, Observer& observer);
+// Lays the lines out and draws nothing: the observer hears of every line. Returns the sizes of the pages.
+// Throws Error.
+std::vector<CoreSizeF> Measure(const DrawJob& job, Observer& observer);
 
 // Draws the job's one page to a bitmap, which has an alpha channel unless the background is opaque; output
 // and format are not looked at. Throws Error, for several pages too.

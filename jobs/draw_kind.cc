@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: MIT
 // The JSON of a job that draws, as a DrawJob. Every member is read and refused before anything is drawn.
-#include "background.h"
 #include "draw_job.h"
 #include "error.h"
 #include "job_kind.h"
 #include "output_members.h"
-#include "page_size.h"
+#include "page_members.h"
 
 namespace jobs {
 
@@ -17,18 +16,9 @@ void RunDrawKind(Members& members, JobBench& bench, JobResult&) {
   job.source = std::make_shared<JsonSource>(bench.textName, bench.text, "/draw", draw);
   job.effort = wanted.effort;
   const auto over = members.TakeText("over");
-  const auto size = members.TakeText("size");
-  if (size) {
-    job.size = ParsePageSize(*size);
-    if (!job.size) members.Refuse("size", "'" + *size + "' is no size such as 800x600");
-  }
-  if (const auto dpi = members.TakeNumber("dpi", 1, 4800)) job.dpi = static_cast<float>(*dpi);
-  const auto background = members.TakeText("background");
-  if (background) {
-    const auto color = ParseBackground(*background);
-    if (!color) members.Refuse("background", "'" + *background + "' is no color: none, " + kColorForms);
-    job.background = *color;
-  }
+  const bool size = TakePageSize(members, job);
+  TakeDpi(members, job);
+  const bool background = TakeBackground(members, job);
   members.Finish();
   if (over && (size || background)) members.Refuse(size ? "size" : "background", "\"over\" has its own");
   if (over && bench.input == nullptr) members.Refuse("over", "no folder of input files was given");

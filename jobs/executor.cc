@@ -129,9 +129,11 @@ class Execution {
         member.Collect([this](const RunningJob& job, JobResult&& result) { Settle(job, std::move(result)); });
     if (alive) return;
     std::optional<CrewMember::Blame> blame = member.Replace(again_);
+    sink_.WorkerReplaced();
     if (!blame) return;
     // It is tried again in the fresh worker, and nowhere else.
-    if (++blame->job.attempts <= 2) {
+    if (blame->job.attempts < options_.attempts) {
+      ++blame->job.attempts;
       member.Add(std::move(blame->job));
       member.SendJobs();
       return;
@@ -168,7 +170,7 @@ class Execution {
     result.message = blame.text;
     result.jobHash = blame.jobHash;
     result.seconds = blame.seconds;
-    result.attempts = 2;
+    result.attempts = blame.job.attempts;
     result.worker = worker;
     return result;
   }

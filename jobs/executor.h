@@ -2,8 +2,9 @@
 // The executor: runs jobs in worker processes, so that a crash, an endless loop or a gigabyte costs one job.
 //
 // A worker is started once and fed through a socket. When it dies, or its job takes too long, it is killed
-// and replaced. That job is tried once more in the fresh worker and then quarantined; other jobs that the
-// worker had are run elsewhere. The executor holds a bounded number of jobs at a time and no pixels.
+// and replaced. That job is tried once more in the fresh worker, unless one attempt is all it has, and then
+// quarantined; other jobs that the worker had are run elsewhere. The executor holds a bounded number of jobs
+// at a time and no pixels.
 //
 //   Executor executor(options);
 //   StopRequest stop;
@@ -33,6 +34,8 @@ struct ExecutorOptions {
   std::chrono::milliseconds timeout{60000};  // of a job, by the wall clock
   std::uint64_t recycle = 10000;             // jobs after which a worker is replaced, 0 for never
   bool ordered = false;                      // results in the order of the jobs
+  int attempts = 2;                          // after which a job that ends its worker is quarantined
+  bool ahead = true;                         // a worker gets its next jobs while one runs
 };
 
 // Who takes the results.
@@ -47,6 +50,8 @@ class ResultSink {
   virtual void Notice(const JobResult&) {}
   // One result for each job. What it throws ends the run.
   virtual void Take(const JobResult& result) = 0;
+  // A worker has ended and another one takes its place.
+  virtual void WorkerReplaced() {}
   // No further results have come for the moment: the time to write those taken. Called at least a few times a
   // second.
   virtual void Pause() {}

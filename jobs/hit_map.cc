@@ -20,11 +20,7 @@ namespace {
 
 constexpr float kStrokeWidth = 1.5f;  // pixels
 
-// The part of the path's plane that the picture shows.
-struct View {
-  double left, top, scale;
-  int width, height;
-
+struct View : HitMapView {
   CorePathPoint ToPixels(const CorePathPoint& p) const {
     return {static_cast<float>((p.x - left) * scale), static_cast<float>((p.y - top) * scale), 0};
   }
@@ -33,7 +29,9 @@ struct View {
   }
 };
 
-View ViewOf(const CorePath& path, float tolerance, int size) {
+}  // namespace
+
+HitMapView ViewOfHitMap(const CorePath& path, float tolerance, int size) {
   const Bounds bounds = BoundsOf(path);
   double margin = 0.08 * std::max(bounds.Width(), bounds.Height());
   if (tolerance > 0 && std::isfinite(tolerance)) margin += 1.5 * static_cast<double>(tolerance);
@@ -46,6 +44,8 @@ View ViewOf(const CorePath& path, float tolerance, int size) {
   };
   return {bounds.from.x - margin, bounds.from.y - margin, scale, pixels(width), pixels(height)};
 }
+
+namespace {
 
 // The outline in pixels. The path's own coordinates may be beyond what a matrix of floats brings back.
 class OutlineBuilder {
@@ -125,7 +125,7 @@ void Put(std::uint8_t* pixel, std::uint32_t argb) {
 
 bool DrawHitMap(const CorePath& path, float tolerance, int size, Observer& observer, CoreDib& map) {
   assert(path.GetPointCounter() >= 0 && size >= 1 && size <= CoreBitmapDevice::kMaxSide);
-  const View view = ViewOf(path, tolerance, size);
+  const View view = {ViewOfHitMap(path, tolerance, size)};
   if (!map.Create(view.width, view.height, 24)) return false;
   observer.BeginPart("map", view.height);
   for (int row = 0; row < view.height; ++row) {

@@ -23,6 +23,7 @@ struct JobBench {
   CoreMemoryOutputStream& output;  // takes the bytes of `out`
   std::string_view text;           // JSON, where the job's members stand
   const char* textName;
+  std::string_view inlined = {};  // the input of a job that names no file
 };
 
 struct JobKind {
@@ -39,5 +40,16 @@ void RunHitKind(Members& members, JobBench& bench, JobResult& result);
 
 // draw, image and hit.
 std::vector<JobKind> StandardKinds();
+
+// The kinds of jobs that name no file: the input comes with the job, the output goes with the result. The
+// member of the kind's name holds its options.
+//
+//   draw      a description -> the page      size, dpi, background, one-page, format, effort
+//   describe  a description -> JSON          size, one-page
+//   image     a picture -> a picture         frame, steps, quality, format, effort
+//   info      a picture -> JSON
+//   hit       path and points -> JSON        the input is that of a hit job
+//   map       path -> a picture              size, format; the same
+std::vector<JobKind> InlineKinds();
 
 }  // namespace jobs

@@ -11,6 +11,7 @@
 #include "sha256.h"
 #include "text_review.h"
 
+#include <tovmx/codec.h>
 #include <tovmx/font.h>
 
 #include <chrono>
@@ -108,7 +109,10 @@ SharedPtr<JsonValue> ParseJobLine(std::string_view line, const std::string& name
 JobRunner::JobRunner(const RunnerOptions& options, std::vector<JobKind> kinds)
     : directory_(options.directory, ErrorKind::kOutput, options.kept),
       kinds_(std::move(kinds)),
-      report_(options.report) {
+      report_(options.report),
+      namesNoFiles_(options.namesNoFiles),
+      inlineLimit_(options.inlineLimit) {
+  if (options.pixelLimit != 0) CoreCodecRegistry::Get().SetPixelLimit(options.pixelLimit);
   if (!options.input.empty()) input_.emplace(options.input, ErrorKind::kInput);
   if (!options.jobTemplate.empty()) {
     templateText_ = options.jobTemplate;
@@ -117,7 +121,8 @@ JobRunner::JobRunner(const RunnerOptions& options, std::vector<JobKind> kinds)
   RegisterFonts(options.fonts);
 }
 
-JobResult JobRunner::Run(std::string_view line, const std::optional<EarlierResult>& earlier) {
+JobResult JobRunner::Run(std::string_view line, const std::optional<EarlierResult>& earlier,
+                         std::string_view input) {
   const auto start = std::chrono::steady_clock::now();
   JobResult result;
   const auto fail = [&result](const Error& error) {
@@ -127,7 +132,7 @@ JobResult JobRunner::Run(std::string_view line, const std::optional<EarlierResul
     result = std::move(failed);
   };
   try {
-    RunJob(line, earlier, result);
+    RunJob(line, earlier, input, result);
   } catch (const Error& error) {
     fail(error);
   } catch (const std::bad_alloc&) {
@@ -140,7 +145,7 @@ JobResult JobRunner::Run(std::string_view line, const std::optional<EarlierResul
 }
 
 void JobRunner::RunJob(std::string_view line, const std::optional<EarlierResult>& earlier,
-                       JobResult& result) {
+                       std::string_view input, JobResult& result) {
   SharedPtr<JsonValue> job = ParseJobLine(line, kJobName);
   if (template_) {
     const SharedPtr<JsonValue> data = std::exchange(job, template_->Clone());
@@ -162,10 +167,11 @@ void JobRunner::RunJob(std::string_view line, const std::optional<EarlierResult>
                  "",
                  output,
                  template_ ? std::string_view(templateText_) : line,
-                 template_ ? kTemplateName : kJobName};
+                 template_ ? kTemplateName : kJobName,
+                 input};
   if (kind.hasOutput) {
     bench.out = members.NeedText("out");
-    directory_.Check();
+    if (inlineLimit_ == 0) directory_.Check();
     directory_.CheckOutputName(bench.out);
   }
   result.output = bench.out;
@@ -175,9 +181,22 @@ void JobRunner::RunJob(std::string_view line, const std::optional<EarlierResult>
     return;
   }
   kind.run(members, bench, result);
+  if (namesNoFiles_) {
+    result.answer = BytesOf(output);
+    result.bytes = result.answer.size();
+  }
   if (!kind.hasOutput) return;
   result.bytes = output.GetSize();
   result.outputHash = Sha256(BytesOf(output));
+  if (inlineLimit_ != 0) {
+    if (result.bytes > inlineLimit_) {
+      throw Error(ErrorKind::kLimit, "out",
+                  "the output has " + std::to_string(result.bytes) + " bytes, of which a result takes " +
+                      std::to_string(inlineLimit_) + " at most");
+    }
+    result.content = BytesOf(output);
+    return;
+  }
   // Last, so that little can happen between a file that stands and its result.
   if (watcher_ != nullptr) watcher_->Writing();
   directory_.WriteFile(bench.out, BytesOf(output));

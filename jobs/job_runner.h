@@ -32,9 +32,14 @@ struct RunnerOptions {
   std::string directory = ".";          // outputs go below it
   std::string input = {};               // input files are below it; empty for none
   std::vector<std::string> fonts = {};  // font files to draw with, beside the installed ones
-  std::string jobTemplate = {};     // JSON of a job with places, which the lines then fill; empty for none
-  bool report = false;              // whether results carry warnings
+  std::string jobTemplate = {};  // JSON of a job with places, which the lines then fill; empty for none
+  bool report = false;           // whether results carry warnings
+  // The jobs are of InlineKinds: they bring their input and take their answer with them.
+  bool namesNoFiles = false;
+  std::uint64_t pixelLimit = 0;     // bytes, as CoreCodecRegistry's; 0 leaves that alone
   std::vector<KeptFile> kept = {};  // that no output may replace
+  // When not 0, an output is part of its result and no file, and at most so many bytes long.
+  std::uint64_t inlineLimit = 0;
 };
 
 // Is told how far a job is, for whoever has to know that when the process ends in the middle of it.
@@ -57,15 +62,17 @@ class JobRunner {
 
   // Runs the job of one line, in template mode the job that the line fills. Every failure of the job is a
   // result. It is skipped when the earlier result was of the same job and its output is still there. Id,
-  // attempts and worker of the result are left alone.
+  // attempts and worker of the result are left alone. `input` is that of a job that names no file.
   [[nodiscard]] JobResult Run(std::string_view line,
-                              const std::optional<EarlierResult>& earlier = std::nullopt);
+                              const std::optional<EarlierResult>& earlier = std::nullopt,
+                              std::string_view input = {});
 
   // Tells the watcher, which must live as long as this, of the jobs to come.
   void Watch(RunWatcher* watcher) { watcher_ = watcher; }
 
  private:
-  void RunJob(std::string_view line, const std::optional<EarlierResult>& earlier, JobResult& result);
+  void RunJob(std::string_view line, const std::optional<EarlierResult>& earlier, std::string_view input,
+              JobResult& result);
   bool IsThere(const EarlierResult& earlier, const JobResult& result) const;
 
   Folder directory_;
@@ -74,6 +81,8 @@ class JobRunner {
   std::string templateText_;
   tovkit::SharedPtr<tovkit::JsonValue> template_;
   bool report_;
+  bool namesNoFiles_;
+  std::uint64_t inlineLimit_;
   RunWatcher* watcher_ = nullptr;
 };
 

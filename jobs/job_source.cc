@@ -25,6 +25,13 @@ bool IsLineName(const std::string& id) {
 
 std::string LineName(std::uint64_t line) { return "line " + std::to_string(line); }
 
+void CheckId(const std::string& id, const std::string& place) {
+  if (id.empty()) throw Error(ErrorKind::kInput, place, "empty");
+  if (!IsUtf8(id)) throw Error(ErrorKind::kInput, place, "the text is no UTF-8");
+  if (IsLineName(id))
+    throw Error(ErrorKind::kInput, place, "'" + id + "' is the name of a job without an id");
+}
+
 FileSource::FileSource(int fd, std::string name, const std::string& jobTemplate, Format format)
     : lines_(fd, std::move(name), kLongestLine) {
   if (!jobTemplate.empty()) template_ = ParseJobLine(jobTemplate, kTemplateName);
@@ -62,11 +69,7 @@ void FileSource::ReadNames(QueuedJob& job) const {
   const std::string place = LineName(job.line);
   const auto object = ParseJobLine(job.text, lines_.name(), job.line);
   if (auto id = TextMember("id", *object, place)) {
-    if (id->empty()) throw Error(ErrorKind::kInput, place + ": id", "empty");
-    if (!IsUtf8(*id)) throw Error(ErrorKind::kInput, place + ": id", "the text is no UTF-8");
-    if (IsLineName(*id)) {
-      throw Error(ErrorKind::kInput, place + ": id", "'" + *id + "' is the name of a job without an id");
-    }
+    CheckId(*id, place + ": id");
     job.id = std::move(*id);
   }
   try {

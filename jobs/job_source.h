@@ -23,10 +23,16 @@ struct QueuedJob {
   std::string out = {};                                 // the name of its output, empty for none
   // Whether its output may stand although no result tells of it: that of a run that was killed.
   bool mayStand = false;
+  // What a job that names no file works on: JSON or a picture.
+  std::string input = {};
 };
 
 // The id of a job that has none. No job has it for another reason.
 [[nodiscard]] std::string LineName(std::uint64_t line);
+
+// Throws Error with the place for a text that may not be the id of a job: an empty one, no UTF-8, or the name
+// of a job without an id.
+void CheckId(const std::string& id, const std::string& place);
 
 class JobSource {
  public:

@@ -33,6 +33,29 @@ std::string OutputFormatNames(OutputKind kind) {
   return std::string("png, jpg, tif, webp, jp2, bmp") + (kind == OutputKind::kPage ? ", pdf, svg" : "");
 }
 
+const char* MediaTypeOf(const OutputFormat& format) {
+  if (format.document == OutputFormat::Document::kPdf) return "application/pdf";
+  if (format.document == OutputFormat::Document::kSvg) return "image/svg+xml";
+  switch (format.picture) {
+    case kCoreImagePng:
+      return "image/png";
+    case kCoreImageJpeg:
+      return "image/jpeg";
+    case kCoreImageTiff:
+      return "image/tiff";
+    case kCoreImageGif:
+      return "image/gif";
+    case kCoreImageWebp:
+      return "image/webp";
+    case kCoreImageJpeg2000:
+      return "image/jp2";
+    case kCoreImageBmp:
+      return "image/bmp";
+    default:
+      return "application/octet-stream";
+  }
+}
+
 std::string ExtensionOf(const std::string& file) {
   const std::string name = file.substr(file.rfind('/') + 1);
   const std::size_t dot = name.rfind('.');

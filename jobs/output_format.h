@@ -33,6 +33,9 @@ std::string WhyNoOutputFormat(const std::string& name);
 // The names of the formats, for messages: "png, jpg".
 std::string OutputFormatNames(OutputKind kind);
 
+// "image/png": what HTTP calls the format.
+const char* MediaTypeOf(const OutputFormat& format);
+
 // What stands behind the last dot of a file's name, empty without a dot.
 std::string ExtensionOf(const std::string& file);
 

@@ -6,6 +6,7 @@
 #include "json_text.h"
 
 #include <tovkit/json.h>
+#include <tovkit/util.h>
 
 #include <cstdio>
 
@@ -37,6 +38,15 @@ void AppendText(std::string& json, const char* name, const std::string& text) {
   AppendJsonString(json, text);
 }
 
+void AppendBase64(std::string& json, const std::string& bytes) {
+  AppendName(json, "outputBase64");
+  const CoreString text = tovkit::Base64Encode(reinterpret_cast<const unsigned char*>(bytes.data()),
+                                               static_cast<int>(bytes.size()));
+  json += '"';
+  json.append(text.c_str(), static_cast<std::size_t>(text.GetLength()));
+  json += '"';
+}
+
 void AppendSeconds(std::string& json, double seconds) {
   char text[40];
   std::snprintf(text, sizeof text, "%.6f", seconds);
@@ -64,6 +74,7 @@ JobResult FailedResult(const Error& error) {
   }
   result.message = error.what();
   result.excerpt = error.excerpt();
+  result.place = error.jsonPlace();
   return result;
 }
 
@@ -79,6 +90,7 @@ std::string ToJsonLine(const JobResult& result) {
   }
   AppendText(json, "jobSha256", result.jobHash);
   AppendText(json, "outputSha256", result.outputHash);
+  if (result.content) AppendBase64(json, *result.content);
   if (result.hits) {
     AppendName(json, "hits");
     json += '[';
@@ -122,6 +134,10 @@ std::optional<JobResult> ParseResultLine(std::string_view line) {
   result.bytes = json->GetMemberUint64("bytes", 0);
   result.jobHash = json->GetMemberString("jobSha256", "");
   result.outputHash = json->GetMemberString("outputSha256", "");
+  if (json->HasMember("outputBase64")) {
+    const CoreString bytes = tovkit::Base64Decode(json->GetMemberString("outputBase64", ""), -1);
+    result.content.emplace(bytes.c_str(), static_cast<std::size_t>(bytes.GetLength()));
+  }
   result.seconds = json->GetMemberDouble("seconds", 0);
   result.attempts = json->GetMemberInt("attempts", 1);
   result.worker = json->GetMemberInt("worker", 0);

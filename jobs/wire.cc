@@ -22,8 +22,11 @@ void WireWriter::Put(const WorkerSettings& settings) {
   Put(runner.input);
   Put(runner.jobTemplate);
   Put(runner.report);
+  Put(runner.namesNoFiles);
+  Put(runner.pixelLimit);
   Put(static_cast<std::uint64_t>(runner.fonts.size()));
   for (const std::string& font : runner.fonts) Put(font);
+  Put(runner.inlineLimit);
   Put(static_cast<std::uint64_t>(runner.kept.size()));
   for (const KeptFile& file : runner.kept) {
     Put(file.device);
@@ -40,8 +43,11 @@ WorkerSettings WireReader::TakeSettings() {
   settings.runner.input = TakeText();
   settings.runner.jobTemplate = TakeText();
   settings.runner.report = Take<bool>();
+  settings.runner.namesNoFiles = Take<bool>();
+  settings.runner.pixelLimit = Take<std::uint64_t>();
   for (auto count = Take<std::uint64_t>(); count != 0; --count)
     settings.runner.fonts.emplace_back(TakeText());
+  settings.runner.inlineLimit = Take<std::uint64_t>();
   for (auto count = Take<std::uint64_t>(); count != 0; --count) {
     KeptFile file;
     file.device = Take<std::uint64_t>();
@@ -62,6 +68,8 @@ void WireWriter::Put(const JobResult& result) {
   Put(result.bytes);
   Put(result.jobHash);
   Put(result.outputHash);
+  Put(result.content.has_value());
+  if (result.content) Put(*result.content);
   Put(result.seconds);
   Put(result.message);
   Put(result.excerpt.has_value());
@@ -71,6 +79,14 @@ void WireWriter::Put(const JobResult& result) {
   }
   Put(static_cast<std::uint64_t>(result.warnings.size()));
   for (const std::string& warning : result.warnings) Put(warning);
+  Put(result.answer);
+  Put(result.mediaType);
+  Put(result.place.has_value());
+  if (result.place) {
+    Put(static_cast<std::uint64_t>(result.place->line));
+    Put(static_cast<std::uint64_t>(result.place->column));
+    Put(result.place->pointer);
+  }
   Put(result.hits.has_value());
   if (!result.hits) return;
   std::string hits;
@@ -88,6 +104,7 @@ JobResult WireReader::TakeResult() {
   result.bytes = Take<std::uint64_t>();
   result.jobHash = TakeText();
   result.outputHash = TakeText();
+  if (Take<bool>()) result.content = TakeText();
   result.seconds = Take<double>();
   result.message = TakeText();
   if (Take<bool>()) {
@@ -97,6 +114,13 @@ JobResult WireReader::TakeResult() {
     result.excerpt->at = at;
   }
   for (auto count = Take<std::uint64_t>(); count != 0; --count) result.warnings.emplace_back(TakeText());
+  result.answer = TakeText();
+  result.mediaType = TakeText();
+  if (Take<bool>()) {
+    const auto line = Take<std::uint64_t>();
+    const auto column = Take<std::uint64_t>();
+    result.place = JsonPlace{line, column, std::string(TakeText())};
+  }
   if (Take<bool>()) {
     result.hits.emplace();
     for (const char hit : TakeText()) result.hits->push_back(hit == '1');

@@ -43,7 +43,7 @@ class Worker final : private RunWatcher {
     if (getppid() != settings.parent) return 0;
     LimitMemory(settings.memory);
     try {
-      JobRunner runner(settings.runner, kinds);
+      JobRunner runner(settings.runner, settings.runner.namesNoFiles ? InlineKinds() : kinds);
       runner.Watch(this);
       results_.Put(true);
       if (!Flush()) return 0;
@@ -88,7 +88,8 @@ class Worker final : private RunWatcher {
         earlier->bytes = jobs.Take<std::uint64_t>();
       }
       Tell(sequence);
-      const JobResult result = runner.Run(jobs.TakeText(), earlier);
+      const std::string_view text = jobs.TakeText();
+      const JobResult result = runner.Run(text, earlier, jobs.TakeText());
       Tell(0);
       results_.Put(sequence);
       results_.Put(result);

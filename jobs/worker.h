@@ -9,7 +9,8 @@
 
 namespace jobs {
 
-// Serves jobs of these kinds until the executor closes the socket. Returns the exit status.
+// Serves jobs of these kinds, or of InlineKinds where the executor says so, until the executor closes the
+// socket. Returns the exit status.
 int ServeJobs(const std::vector<JobKind>& kinds);
 
 }  // namespace jobs

@@ -8,7 +8,7 @@
 
 int main() {
   if (isatty(STDIN_FILENO) == 1) {
-    std::fputs("tovkit-job: started by tovkit batch, not by hand\n", stderr);
+    std::fputs("tovkit-job: started by tovkit batch and tovkit serve, not by hand\n", stderr);
     return 2;
   }
   return jobs::ServeJobs(jobs::StandardKinds());

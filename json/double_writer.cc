@@ -133,8 +133,8 @@ char* WriteDouble(double number, char* text) {
     return rapidjson::internal::Prettify(text, decimal.length, decimal.exponent, 324);
   }
   text[whole] = '.';
+  assert(decimal.length - whole <= 16);  // 17 digits tell every double apart
   StoreBytes(text + whole + 1, LoadBytes(decimal.digits + whole));
-  StoreBytes(text + whole + 17, LoadBytes(decimal.digits + whole + 16));
   return text + decimal.length + 1;
 }
 

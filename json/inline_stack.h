@@ -10,6 +10,7 @@
 
 #include "heap_allocator.h"
 
+#include <algorithm>
 #include <cassert>
 #include <cstddef>
 #include <cstring>
@@ -37,7 +38,7 @@ class InlineStack {
   [[gnu::noinline]] T* Grow(T* top, std::size_t count) {
     const auto used = static_cast<std::size_t>(top - first_);
     const auto capacity = static_cast<std::size_t>(limit_ - first_);
-    const std::size_t room = used + count > capacity * 2 ? used + count : capacity * 2;
+    const std::size_t room = std::max(used + count, 2 * capacity);
     auto* const grown =
         static_cast<T*>(HeapAllocator::Shared().Realloc(grown_, capacity * sizeof(T), room * sizeof(T)));
     if (grown_ == nullptr) std::memcpy(static_cast<void*>(grown), inside_, used * sizeof(T));

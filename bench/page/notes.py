@@ -13,6 +13,7 @@ class Section:
     input: str = ""
     floors: list = field(default_factory=list)  # rows that do less than the job: a bound, not a peer
     reasons: dict = field(default_factory=dict)  # "facility/case/who" (with * and ?) to why it is slower
+    missed: list = field(default_factory=list)  # goals that are missed: what takes the time, and what was tried
     cases: list = field(default_factory=list)
 
     def label(self, case):

@@ -95,6 +95,17 @@ def _dear(section):
     yield ""
 
 
+def _missed(section):
+    if not section.missed:
+        return
+    yield "Goals that are missed, what takes the time, and what was tried:"
+    yield ""
+    for text in section.missed:
+        yield textwrap.fill(f"- {' '.join(text.split())}", width=119, subsequent_indent="  ", break_long_words=False,
+                            break_on_hyphens=False)
+    yield ""
+
+
 def _count(section):
     verdicts = [case.ratio(row.who).verdict for case in section.cases for row in case.peers
                 if case.ratio(row.who) and not section.is_floor(case, row.who)]
@@ -139,5 +150,6 @@ def render(sections, notes, facts, versions, rounds, charts):
         yield ""
         yield from _slower(section, notes)
         yield from _dear(section)
+        yield from _missed(section)
         if section.id in charts:
             yield f"![{section.title}: times faster than each peer]({charts[section.id]})"

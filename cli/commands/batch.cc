@@ -3,17 +3,13 @@
 #include "command.h"
 
 #include "batch.h"
-#include "byte_count.h"
-#include "duration.h"
+#include "executor_options.h"
 #include "input_file.h"
 #include "schemas.h"
 
-#include <algorithm>
-#include <cstdint>
 #include <cstdio>
 #include <memory>
 #include <string>
-#include <thread>
 
 namespace cli {
 
@@ -21,9 +17,6 @@ namespace {
 
 // An empty value, as of a variable that is not set, is none.
 std::string CheckNotEmpty(const std::string& text) { return text.empty() ? "the value is empty" : ""; }
-
-constexpr int kMostWorkers = 1024;
-constexpr std::uint64_t kLeastMemory = 64u << 20;
 
 void AddJobOptions(CLI::App& batch, BatchOptions& options) {
   CLI::Option* const jobTemplate =
@@ -78,51 +71,6 @@ void AddResultOptions(CLI::App& batch, BatchOptions& options) {
   batch.add_flag("--merge", options.merge, "Print the last result of each job of several files of results");
 }
 
-void AddWorkerOptions(CLI::App& batch, BatchOptions& options) {
-  options.executor.workers = std::max(1, static_cast<int>(std::thread::hardware_concurrency()));
-  batch
-      .add_option("-j,--jobs", options.executor.workers, "Worker processes (default: one for each processor)")
-      ->type_name("N")
-      ->check(CLI::Validator(CLI::Range(1, kMostWorkers)));
-  batch
-      .add_option(
-          "--timeout",
-          [&options](const CLI::results_t& texts) {
-            int milliseconds = 0;
-            std::string error = ReadDuration(texts.front(), kSeconds, milliseconds);
-            if (error.empty() && milliseconds == 0) error = "a job needs some time";
-            if (!error.empty()) throw CLI::ValidationError("--timeout", error);
-            options.executor.timeout = std::chrono::milliseconds(milliseconds);
-            return true;
-          },
-          "How long a job may take; a bare number is seconds")
-      ->type_name("TIME")
-      ->default_str("60s");
-  batch
-      .add_option(
-          "--memory",
-          [&options](const CLI::results_t& texts) {
-            const auto bytes = ParseByteCount(texts.front());
-            if (!bytes || (*bytes != 0 && *bytes < kLeastMemory)) {
-              throw CLI::ValidationError("--memory",
-                                         "'" + texts.front() + "' is no size from 64M on, and not 0");
-            }
-            options.executor.memory = *bytes;
-            return true;
-          },
-          "Address space of a worker, such as 512M; 0 for no limit")
-      ->type_name("SIZE")
-      ->default_str("1G");
-  batch
-      .add_option("--recycle", options.executor.recycle, "Jobs after which a worker is replaced; 0 for never")
-      ->type_name("N")
-      ->check([](const std::string& text) {
-        const bool isCount = !text.empty() && text.find_first_not_of("0123456789") == std::string::npos;
-        return isCount ? std::string() : "'" + text + "' is no number of jobs";
-      })
-      ->capture_default_str();
-}
-
 // Merging runs nothing.
 void CheckMergeOptions(const CLI::App& batch) {
   for (const CLI::Option* const option : batch.parse_order()) {
@@ -161,7 +109,7 @@ void AddBatchCommand(CLI::App& app) {
                     "Jobs, a line each; standard input when missing or -; results for --merge");
   AddJobOptions(*batch, *options);
   AddResultOptions(*batch, *options);
-  AddWorkerOptions(*batch, *options);
+  AddExecutorOptions(*batch, options->executor);
   for (const char* const name :
        {"--template", "--data", "--directory", "--input", "--font", "--shard", "--results"}) {
     batch->get_option(name)->check(CLI::Validator(CheckNotEmpty, ""));

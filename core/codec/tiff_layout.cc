@@ -149,6 +149,12 @@ void StorePixel(const TiffLayout& layout, const std::uint8_t* samples, std::uint
   }
 }
 
+void StoreGray(const TiffLayout& layout, const std::uint8_t* from, std::uint8_t* out, int count) {
+  const std::uint8_t flip = layout.photometric == PHOTOMETRIC_MINISWHITE ? 255 : 0;
+  std::transform(from, from + count, out,
+                 [flip](std::uint8_t sample) { return static_cast<std::uint8_t>(sample ^ flip); });
+}
+
 void StoreRgb(const std::uint8_t* from, std::size_t size, std::uint8_t* out, int count) {
   for (int i = 0; i < count; ++i, from += size, out += size) {
     const std::uint8_t red = from[0];
@@ -234,6 +240,24 @@ void StorePlane(const TiffLayout& layout, const std::uint8_t* from, int plane, s
   }
 }
 
+// SampleAt for each of `count` samples of 16 bits.
+void NarrowHalves(const std::uint8_t* from, std::size_t count, std::uint8_t* to) {
+  const __m128i zero = _mm_setzero_si128();
+  const auto rounded = [](__m128i value) {
+    const __m128i by255 = _mm_sub_epi32(_mm_slli_epi32(value, 8), value);
+    return _mm_srli_epi32(_mm_add_epi32(by255, _mm_set1_epi32(32895)), 16);
+  };
+  std::size_t i = 0;
+  for (; i + 8 <= count; i += 8) {
+    const __m128i eight =
+        _mm_loadu_si128(static_cast<const __m128i*>(static_cast<const void*>(from + 2 * i)));
+    const __m128i bytes =
+        _mm_packs_epi32(rounded(_mm_unpacklo_epi16(eight, zero)), rounded(_mm_unpackhi_epi16(eight, zero)));
+    _mm_storel_epi64(static_cast<__m128i*>(static_cast<void*>(to + i)), _mm_packus_epi16(bytes, zero));
+  }
+  for (; i < count; ++i) to[i] = SampleAt(from, i, 16);
+}
+
 // Samples of 16 bits are narrowed to bytes first, a few pixels at a time.
 void StoreHalved(const TiffLayout& layout, const std::uint8_t* from, CoreDib& to, int x, int y, int count) {
   TiffLayout narrow = layout;
@@ -248,7 +272,7 @@ void StoreHalved(const TiffLayout& layout, const std::uint8_t* from, CoreDib& to
   while (count > 0) {
     const int now = std::min(count, most);
     const std::size_t size = static_cast<std::size_t>(now) * samples;
-    for (std::size_t i = 0; i < size; ++i) bytes[i] = SampleAt(from, i, 16);
+    NarrowHalves(from, size, bytes.data());
     StoreTiffSpan(narrow, bytes.data(), 0, to, x, y, now);
     from += 2 * size;
     x += now;
@@ -267,6 +291,7 @@ void StoreTiffSpan(const TiffLayout& layout, const std::uint8_t* from, int plane
   if (layout.bits == 16) return StoreHalved(layout, from, to, x, y, count);
   const bool same = static_cast<std::size_t>(layout.samples) == size;
   if (same && layout.colors == TiffColors::kRgb) return StoreRgb(from, size, out, count);
+  if (same && layout.colors == TiffColors::kGray) return StoreGray(layout, from, out, count);
   if (layout.samples == 4 && layout.colors == TiffColors::kCmyk) return StoreInks(from, out, count);
   StoreSamples(layout, from, out, count);
 }

@@ -15,6 +15,7 @@
 #include <locale.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstdint>
 #include <numeric>
@@ -188,6 +189,34 @@ std::wstring EscapeEveryByte(const char* text, std::size_t length) {
   return wide;
 }
 
+// What iconv makes of a character that stands alone, kept: text of most languages is ASCII with single
+// letters of others in between, for each of which it would be called.
+struct KeptCode {
+  std::uint32_t character = 0;  // none
+  bool taken = false;
+  std::uint8_t size = 0;
+  char bytes[kLongestUnit] = {};
+};
+
+// As Converter::Convert does for one character, in the initial shift state.
+std::size_t EncodeAlone(const wchar_t* text, std::string& bytes) {
+  thread_local std::array<KeptCode, 256> kept;
+  const std::uint32_t c = ValueOf(*text);
+  KeptCode& code = kept[c % kept.size()];
+  if (code.character != c) {
+    const std::size_t before = bytes.size();
+    int error = 0;
+    const std::size_t taken = Encoder().Convert(text, 1, bytes, error);
+    const std::size_t size = bytes.size() - before;
+    if (size > kLongestUnit) return taken;
+    code = {c, taken == 1, static_cast<std::uint8_t>(size), {}};
+    bytes.copy(code.bytes, size, before);
+    return taken;
+  }
+  bytes.append(code.bytes, code.size);
+  return code.taken ? 1 : 0;
+}
+
 }  // namespace
 
 const char* LocalCodesetName() {
@@ -233,9 +262,11 @@ std::string EncodeLocal(const wchar_t* text, std::size_t length) {
       end = std::find_if(text + i, text + length, isOther);
     }
     const std::size_t before = bytes.size();
-    int error = 0;
     const auto run = static_cast<std::size_t>(end - (text + i));
-    const std::size_t taken = run == 0 ? 0 : Encoder().Convert(text + i, run, bytes, error);
+    std::size_t taken = 0;
+    if (run == 1) taken = EncodeAlone(text + i, bytes);
+    int error = 0;
+    if (run > 1) taken = Encoder().Convert(text + i, run, bytes, error);
     i += taken;
     if (run == 0 || taken < run || bytes.size() == before) {
       bytes += kReplacement;

@@ -299,12 +299,56 @@ std::size_t EncodeUtf8(const wchar_t* text, std::size_t length, char* out) {
   return Convert(text, length, out, &Utf8Kernels::encode, EncodeScalar);
 }
 
+namespace {
+
+__m128i IsEscape(__m128i characters) {
+  return _mm_cmpeq_epi32(_mm_and_si128(characters, _mm_set1_epi32(~0x7F)), _mm_set1_epi32(0xDC80));
+}
+
+// Adds the sizes of the characters at the front, in fours, up to an escape that may begin a row which spells
+// a character, and returns how many.
+std::size_t AddSizes(const wchar_t* text, std::size_t length, std::size_t& size) {
+  const auto load = [text](std::size_t at) {
+    return _mm_loadu_si128(reinterpret_cast<const __m128i*>(text + at));
+  };
+  std::size_t done = 0;
+  __m128i beyondOne = _mm_setzero_si128();
+  // The sums of the four lanes are far from overflowing in so many.
+  for (const std::size_t end = std::min(length, std::size_t{1} << 28); end - done >= 5; done += 4) {
+    const __m128i c = load(done);
+    const __m128i byte = _mm_and_si128(c, _mm_set1_epi32(0xFF));
+    const __m128i begins = _mm_and_si128(_mm_cmpgt_epi32(byte, _mm_set1_epi32(0xC1)),
+                                         _mm_cmpgt_epi32(_mm_set1_epi32(0xF5), byte));
+    const __m128i inRow = _mm_and_si128(IsEscape(c), IsEscape(load(done + 1)));
+    if (_mm_movemask_epi8(_mm_and_si128(inRow, begins)) != 0) break;
+    // Surrogates, escapes and what is no character take one byte, as do negative numbers.
+    const __m128i surrogate =
+        _mm_cmpeq_epi32(_mm_and_si128(c, _mm_set1_epi32(~0x7FF)), _mm_set1_epi32(0xD800));
+    const __m128i one = _mm_or_si128(surrogate, _mm_cmpgt_epi32(c, _mm_set1_epi32(0x10FFFF)));
+    const __m128i from2 = _mm_cmpgt_epi32(c, _mm_set1_epi32(0x7F));
+    const __m128i from3 = _mm_cmpgt_epi32(c, _mm_set1_epi32(0x7FF));
+    const __m128i from4 = _mm_cmpgt_epi32(c, _mm_set1_epi32(0xFFFF));
+    const __m128i more = _mm_add_epi32(_mm_add_epi32(from2, from3), from4);
+    beyondOne = _mm_sub_epi32(beyondOne, _mm_andnot_si128(one, more));
+  }
+  std::uint32_t sums[4];
+  _mm_storeu_si128(reinterpret_cast<__m128i*>(sums), beyondOne);
+  size += done + sums[0] + sums[1] + sums[2] + sums[3];
+  return done;
+}
+
+}  // namespace
+
 std::size_t Utf8Size(const wchar_t* text, std::size_t length) {
   std::size_t size = 0;
   for (std::size_t i = 0; i < length;) {
-    const std::size_t spelling = SpellingAt(text + i, length - i);
-    size += spelling != 0 ? spelling * kFormSize : SizeOf(ValueOf(text[i]));
-    i += spelling != 0 ? spelling : 1;
+    i += AddSizes(text + i, length - i, size);
+    // What stopped it, or the rest.
+    for (const std::size_t end = std::min(length, i + 8); i < end;) {
+      const std::size_t spelling = SpellingAt(text + i, length - i);
+      size += spelling != 0 ? spelling * kFormSize : SizeOf(ValueOf(text[i]));
+      i += spelling != 0 ? spelling : 1;
+    }
   }
   return size;
 }

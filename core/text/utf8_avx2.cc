@@ -1,29 +1,12 @@
 // SPDX-License-Identifier: MIT
-// UTF-8 with AVX2. Includes no header with inline code of its own: what is compiled here runs on processors
-// with AVX2 and BMI1 only.
-#include "text/utf8_kernels.h"
-
-#include <immintrin.h>
-
-#include <cstdint>
+// UTF-8 to wide text with AVX2. What is compiled here runs on processors with AVX2 and BMI1 only.
+#include "text/utf8_avx2.h"
 
 namespace tovmx {
 
 namespace {
 
-constexpr std::size_t kBlock = 64;    // bytes decoded at a time
-constexpr std::size_t kLanes = 8;     // characters of a vector
-constexpr std::size_t kLongSize = 4;  // bytes of a character from 0x10000 on
-
-__m256i Load(const void* from) { return _mm256_loadu_si256(static_cast<const __m256i*>(from)); }
-void Store(void* to, __m256i vector) { _mm256_storeu_si256(static_cast<__m256i*>(to), vector); }
-__m256i All(std::uint32_t value) { return _mm256_set1_epi32(static_cast<int>(value)); }
-
-__m256i Field(__m256i shifted, std::uint32_t keep) { return _mm256_and_si256(shifted, All(keep)); }
-
-bool AreAll(__m256i mask) { return _mm256_movemask_epi8(mask) == -1; }
-
-// ---- Decoding
+constexpr std::size_t kBlock = 64;  // bytes decoded at a time
 
 // Fewer bytes in front of something unusual are left to the scalar loop, too.
 constexpr std::size_t kWorthwhile = 24;
@@ -186,6 +169,136 @@ std::size_t DecodeLong(const char* text, std::size_t length, wchar_t* out) {
   return taken;
 }
 
+// ---- Decoding what is mixed
+//
+// Characters of one to four bytes among each other, and bytes that are no UTF-8, which become escapes. Every
+// byte begins something, a character or an escape, unless a whole character in front of it needs it.
+
+// How the bytes of two characters move to their lanes, found by the bits that mark their last bytes.
+struct PairGathering {
+  signed char order[256][8];
+};
+
+constexpr PairGathering MakePairGathering() {
+  PairGathering gathering = {};
+  for (unsigned ends = 0; ends < 256; ++ends) {
+    int place = 0;
+    for (int lane = 0; lane < 2; ++lane) {
+      int size = 1;
+      while (size < 4 && (ends >> (place + size - 1) & 1) == 0) ++size;
+      if (ends >> place == 0) size = 1;
+      for (int k = 0; k < 4; ++k)
+        gathering.order[ends][4 * lane + k] = static_cast<signed char>(k < size ? place + size - 1 - k : -1);
+      place += size;
+    }
+  }
+  return gathering;
+}
+
+constexpr PairGathering kPairGathering = MakePairGathering();
+
+// First bytes by the length of their characters, of which each is as short as it may be.
+struct Leads {
+  std::uint64_t of2;
+  std::uint64_t of3;
+  std::uint64_t of4;
+  std::uint64_t ofSurrogates;  // begin rows that may spell something: left to the scalar loop
+};
+
+Leads FindLeads(const Half& a, const Half& b) {
+  const auto bits = [&a, &b](auto find) { return Bits(find(a), find(b)); };
+  const auto from = [&bits](unsigned least) {
+    return bits([least](const Half& h) { return IsFrom(h.bytes, least); });
+  };
+  const auto is = [&bits](unsigned value) {
+    return bits([value](const Half& h) { return Is(h.bytes, value); });
+  };
+  const auto next = [&bits](unsigned least) {
+    return bits([least](const Half& h) { return IsFrom(h.next, least); });
+  };
+  const std::uint64_t from3 = from(0xE0);
+  const std::uint64_t from4 = from(0xF0);
+  Leads leads = {from(0xC2) & ~from3, from3 & ~from4, 0, 0};
+  const std::uint64_t nextIsHigh = next(0xA0);
+  leads.of3 &= ~(is(0xE0) & ~nextIsHigh);
+  leads.ofSurrogates = is(0xED) & nextIsHigh;
+  if (from4 != 0) {
+    const std::uint64_t nextFrom90 = next(0x90);
+    leads.of4 = from4 & ~from(0xF5) & ~(is(0xF0) & ~nextFrom90) & ~(is(0xF4) & nextFrom90);
+  }
+  return leads;
+}
+
+// Characters and escapes at the front of a block, up to a row of surrogates or a character that it cuts off.
+Characters FindMixed(const Half& a, const Half& b) {
+  const Leads leads = FindLeads(a, b);
+  const std::uint64_t trailing = Bits(a.bytes, b.bytes) & ~Bits(IsFrom(a.bytes, 0xC0), IsFrom(b.bytes, 0xC0));
+  const std::uint64_t one = trailing >> 1;
+  const std::uint64_t two = one & trailing >> 2;
+  const std::uint64_t whole2 = leads.of2 & one;
+  const std::uint64_t whole3 = leads.of3 & two;
+  const std::uint64_t whole4 = leads.of4 & two & trailing >> 3;
+  const std::uint64_t needed = (whole2 | whole3 | whole4) << 1 | (whole3 | whole4) << 2 | whole4 << 3;
+  const std::uint64_t cut = leads.ofSurrogates | (leads.of2 & std::uint64_t{1} << 63) |
+                            (leads.of3 & std::uint64_t{3} << 62) | (leads.of4 & std::uint64_t{7} << 61);
+  const std::uint64_t whole = cut != 0 ? _blsmsk_u64(cut) >> 1 : ~std::uint64_t{0};
+  const std::uint64_t firsts = ~needed & whole;
+  return {firsts, firsts >> 1 | (whole ^ whole >> 1), static_cast<std::size_t>(_mm_popcnt_u64(whole))};
+}
+
+// The lanes of the next two characters, in the lower half; what stands in lanes without one means nothing.
+__m128i GatherPair(const char* text, std::uint64_t& firsts, std::uint64_t lasts) {
+  const std::uint64_t place = _tzcnt_u64(firsts);
+  const unsigned ends = static_cast<unsigned>(lasts >> (place & 63)) & 0xFF;
+  firsts = _blsr_u64(_blsr_u64(firsts));
+  const __m128i bytes = _mm_loadl_epi64(static_cast<const __m128i*>(static_cast<const void*>(text + place)));
+  const auto* order = static_cast<const void*>(kPairGathering.order[ends]);
+  return _mm_shuffle_epi8(bytes, _mm_loadl_epi64(static_cast<const __m128i*>(order)));
+}
+
+__m256i EscapeAlone(__m256i lanes, __m256i characters) {
+  const __m256i alone =
+      _mm256_and_si256(_mm256_cmpgt_epi32(lanes, All(0x7F)), _mm256_cmpgt_epi32(All(0x100), lanes));
+  return _mm256_blendv_epi8(characters, _mm256_or_si256(lanes, All(0xDC00)), alone);
+}
+
+// Writes up to a vector more than the characters.
+void DecodeMixed(const char* text, const Characters& characters, wchar_t* out) {
+  for (std::uint64_t firsts = characters.firsts; firsts != 0; out += kLanes) {
+    __m128i pairs[4];
+    for (__m128i& pair : pairs) pair = GatherPair(text, firsts, characters.lasts);
+    const __m256i lanes =
+        _mm256_set_m128i(_mm_unpacklo_epi64(pairs[2], pairs[3]), _mm_unpacklo_epi64(pairs[0], pairs[1]));
+    // As in DecodeCharacters; the first of four bytes makes its lane negative.
+    const __m256i keep = _mm256_blendv_epi8(All(0x000F3F7F), All(0x073F3F3F), _mm256_srai_epi32(lanes, 31));
+    const __m256i bits = _mm256_and_si256(lanes, keep);
+    const __m256i values = _mm256_madd_epi16(_mm256_maddubs_epi16(bits, All(0x40014001)), All(0x10000001));
+    Store(out, EscapeAlone(lanes, values));
+  }
+}
+
+// ASCII and escapes, a character a byte: a whole block is written, whatever counts of it.
+void WidenBytes(const char* text, wchar_t* out) {
+  for (std::size_t i = 0; i < kBlock; i += kLanes) {
+    const auto* eight = static_cast<const __m128i*>(static_cast<const void*>(text + i));
+    const __m256i lanes = _mm256_cvtepu8_epi32(_mm_loadl_epi64(eight));
+    Store(out + i, EscapeAlone(lanes, lanes));
+  }
+}
+
+// The same for a block that is mixed; returns no progress where little of it can be taken.
+Utf8Progress DecodeMixedBlock(const char* block, const Half& first, const Half& second, wchar_t* out) {
+  const Characters characters = FindMixed(first, second);
+  if (characters.size < kWorthwhile) return {0, 0};
+  const auto count = static_cast<std::size_t>(_mm_popcnt_u64(characters.firsts));
+  if (count == characters.size) {
+    WidenBytes(block, out);
+  } else {
+    DecodeMixed(block, characters, out);
+  }
+  return {characters.size, count};
+}
+
 Utf8Progress Decode(const char* text, std::size_t length, wchar_t* out) {
   Utf8Progress done = {0, 0};
   // Sixteen bytes are read, and up to eight characters written, beyond a block.
@@ -203,9 +316,11 @@ Utf8Progress Decode(const char* text, std::size_t length, wchar_t* out) {
     if (characters.size < kWorthwhile) {
       // The length of what is left, so that a long row is gone through at once.
       const std::size_t taken = DecodeLong(block, length - done.taken, out + done.written);
-      if (taken == 0) break;
-      done.taken += taken;
-      done.written += taken / kLongSize;
+      const Utf8Progress progress = taken != 0 ? Utf8Progress{taken, taken / kLongSize}
+                                               : DecodeMixedBlock(block, first, second, out + done.written);
+      if (progress.taken == 0) break;
+      done.taken += progress.taken;
+      done.written += progress.written;
       continue;
     }
     DecodeCharacters(block, characters, out + done.written);
@@ -215,138 +330,8 @@ Utf8Progress Decode(const char* text, std::size_t length, wchar_t* out) {
   return done;
 }
 
-// ---- Encoding
-
-// How the bytes of four characters move together. Each character has its form in the last bytes of a word;
-// the index has a bit for each that takes two bytes or more, and four places above it one for each that takes
-// three.
-struct Packing {
-  signed char order[256][16];
-};
-
-constexpr Packing MakePacking() {
-  Packing packing = {};
-  for (int index = 0; index < 256; ++index) {
-    int place = 0;
-    for (int lane = 0; lane < 4; ++lane) {
-      const int size = 1 + (index >> lane & 1) + (index >> (4 + lane) & 1);
-      for (int k = 4 - size; k < 4; ++k)
-        packing.order[index][place++] = static_cast<signed char>(4 * lane + k);
-    }
-    while (place < 16) packing.order[index][place++] = -1;
-  }
-  return packing;
-}
-
-constexpr Packing kPacking = MakePacking();
-
-// Characters below 0x10000 become their forms, in the last bytes of each lane.
-__m256i ToForms(__m256i characters, __m256i from2, __m256i from3) {
-  const __m256i last = _mm256_slli_epi32(characters, 24);
-  const __m256i fields = _mm256_or_si256(
-      _mm256_or_si256(Field(last, 0x3F000000), Field(_mm256_slli_epi32(characters, 10), 0x3F0000)),
-      Field(_mm256_srli_epi32(characters, 4), 0x0F00));
-  const __m256i marks = _mm256_blendv_epi8(All(0x80C00000), All(0x8080E000), from3);
-  return _mm256_blendv_epi8(last, _mm256_or_si256(fields, marks), from2);
-}
-
-// Writes sixteen bytes and returns how many of them count.
-std::size_t StorePacked(__m128i forms, unsigned from2, unsigned from3, char* out) {
-  const unsigned index = from2 | from3 << 4;
-  const auto* const order = static_cast<const __m128i*>(static_cast<const void*>(kPacking.order[index]));
-  _mm_storeu_si128(static_cast<__m128i*>(static_cast<void*>(out)),
-                   _mm_shuffle_epi8(forms, _mm_loadu_si128(order)));
-  return 4 + static_cast<std::size_t>(__builtin_popcount(index));
-}
-
-unsigned LaneBits(__m256i mask) {
-  return static_cast<unsigned>(_mm256_movemask_ps(_mm256_castsi256_ps(mask)));
-}
-
-// Surrogates, escapes among them, and what lies beyond the first 0x10000 characters.
-__m256i IsUnusual(__m256i characters) {
-  const __m256i surrogate = _mm256_cmpeq_epi32(Field(characters, 0xFFFFF800), All(0xD800));
-  return _mm256_or_si256(surrogate, _mm256_andnot_si256(All(0xFFFF), characters));
-}
-
-// Sixteen characters below 0x80 become sixteen bytes.
-void NarrowAscii(__m256i first, __m256i second, char* out) {
-  const __m256i bytes = _mm256_packus_epi16(_mm256_packus_epi32(first, second), _mm256_setzero_si256());
-  const __m256i joined = _mm256_permutevar8x32_epi32(bytes, _mm256_setr_epi32(0, 4, 1, 5, 2, 3, 6, 7));
-  _mm_storeu_si128(static_cast<__m128i*>(static_cast<void*>(out)), _mm256_castsi256_si128(joined));
-}
-
-std::size_t EncodeLanes(__m256i characters, char* out) {
-  const __m256i from2 = _mm256_cmpgt_epi32(characters, All(0x7F));
-  const __m256i from3 = _mm256_cmpgt_epi32(characters, All(0x7FF));
-  const __m256i forms = ToForms(characters, from2, from3);
-  const unsigned bits2 = LaneBits(from2);
-  const unsigned bits3 = LaneBits(from3);
-  const std::size_t half = StorePacked(_mm256_castsi256_si128(forms), bits2 & 15, bits3 & 15, out);
-  return half + StorePacked(_mm256_extracti128_si256(forms, 1), bits2 >> 4, bits3 >> 4, out + half);
-}
-
-// Characters from 0x10000 to 0x10FFFF become four bytes each.
-void EncodeLong(__m256i characters, char* out) {
-  const __m256i first = _mm256_srli_epi32(characters, 18);
-  const __m256i second = Field(_mm256_srli_epi32(characters, 4), 0x3F00);
-  const __m256i third = Field(_mm256_slli_epi32(characters, 10), 0x3F0000);
-  const __m256i fourth = _mm256_slli_epi32(Field(characters, 0x3F), 24);
-  Store(out, _mm256_or_si256(_mm256_or_si256(_mm256_or_si256(first, second), _mm256_or_si256(third, fourth)),
-                             All(0x808080F0)));
-}
-
-// Escapes of bytes that begin no character, whatever follows.
-__m256i IsLone(__m256i characters) {
-  const __m256i byte = Field(characters, 0xFF);
-  const __m256i isEscape = _mm256_cmpeq_epi32(Field(characters, 0xFFFFFF80), All(0xDC80));
-  const __m256i begins =
-      _mm256_and_si256(_mm256_cmpgt_epi32(byte, All(0xC1)), _mm256_cmpgt_epi32(All(0xF5), byte));
-  return _mm256_andnot_si256(begins, isEscape);
-}
-
-// Encodes eight characters that are all long, or all escapes, and returns how many bytes count; 0 for others.
-std::size_t EncodeUnusual(__m256i characters, char* out) {
-  const __m256i isLong = _mm256_and_si256(_mm256_cmpgt_epi32(characters, All(0xFFFF)),
-                                          _mm256_cmpgt_epi32(All(0x110000), characters));
-  if (AreAll(isLong)) {
-    EncodeLong(characters, out);
-    return kLanes * kLongSize;
-  }
-  if (!AreAll(IsLone(characters))) return 0;
-  NarrowAscii(Field(characters, 0xFF), Field(characters, 0xFF), out);
-  return kLanes;
-}
-
-Utf8Progress Encode(const wchar_t* text, std::size_t length, char* out) {
-  Utf8Progress done = {0, 0};
-  // Each character left takes a byte at least: they pay for what the last store may write too many.
-  while (length - done.taken >= 3 * kLanes) {
-    const __m256i first = Load(text + done.taken);
-    const __m256i second = Load(text + done.taken + kLanes);
-    const __m256i both = _mm256_or_si256(first, second);
-    if (_mm256_testz_si256(both, All(~0x7FU)) != 0) {
-      NarrowAscii(first, second, out + done.written);
-      done.written += 2 * kLanes;
-    } else {
-      const __m256i unusual = _mm256_or_si256(IsUnusual(first), IsUnusual(second));
-      if (_mm256_testz_si256(unusual, unusual) == 0) {
-        const std::size_t size = EncodeUnusual(first, out + done.written);
-        if (size == 0) break;
-        done.written += size;
-        done.taken += kLanes;
-        continue;
-      }
-      done.written += EncodeLanes(first, out + done.written);
-      done.written += EncodeLanes(second, out + done.written);
-    }
-    done.taken += 2 * kLanes;
-  }
-  return done;
-}
-
 }  // namespace
 
-const Utf8Kernels kUtf8Avx2 = {Decode, Encode};
+const Utf8Kernels kUtf8Avx2 = {Decode, EncodeUtf8Avx2};
 
 }  // namespace tovmx

@@ -24,6 +24,8 @@
 #include <tovmx/geometry.h>
 #include <tovmx/path.h>
 
+#include <cstddef>
+
 namespace tovkit {
 
 /// \defgroup hit_testing Hit testing
@@ -100,7 +102,8 @@ struct HitTestDetail {
 /// \param testFill   true: a point inside the shape is a hit as well
 /// \return the verdict and its reasons
 ///
-/// Takes no memory from the heap and throws nothing. Costs some 100 ns a curve: it looks at every segment.
+/// Takes no memory from the heap and throws nothing. Looks at every segment, which takes some 3 microseconds
+/// for a curve.
 ///
 /// \code{.cc}
 /// CorePath line;
@@ -110,6 +113,29 @@ struct HitTestDetail {
 /// \endcode
 [[nodiscard]] TOVKIT_API HitTestDetail HitTestPathDetail(const CorePointF& point, float tolerance,
                                                          const CorePath& path, bool testFill);
+
+/// Asks HitTestPath for many points at once: hits[i] becomes what it answers for points[i], always. From some
+/// hundred points on the path is prepared first, and then the time of a point hardly depends on the number of
+/// segments.
+///
+/// \param points     `count` of them, in path units; not null unless `count` is 0
+/// \param count      how many
+/// \param tolerance  as for HitTestPath
+/// \param path       must not change during the call
+/// \param testFill   true: points inside the shape are hits as well
+/// \param hits       room for `count` answers; all of them are written
+///
+/// Takes memory for the time of the call: some 400 bytes for each line of the path, and up to 20 KB for each
+/// curve (2 KB where there are more than 2,000). Without it, the points are asked one by one, which takes
+/// none. Throws nothing and starts no threads: to use several, give each a part of the points.
+///
+/// \code{.cc}
+/// const CorePointF points[] = {{5, 5}, {5, 0}, {20, 20}};
+/// bool hits[3];
+/// HitTestPathPoints(points, 3, 0.5f, square, false, hits);   // false, true, false
+/// \endcode
+TOVKIT_API void HitTestPathPoints(const CorePointF* points, std::size_t count, float tolerance,
+                                  const CorePath& path, bool testFill, bool* hits);
 
 /// @}
 

@@ -11,6 +11,7 @@
 #include <cmath>
 #include <cstring>
 #include <limits>
+#include <memory>
 #include <system_error>
 #include <thread>
 #include <vector>
@@ -19,10 +20,14 @@ namespace python {
 
 namespace {
 
-constexpr std::size_t kWorkForThread = 1 << 18;  // points times records
+constexpr std::size_t kReadsForThread = 1 << 16;     // points that are only copied
+constexpr std::size_t kHitTestsForThread = 1 << 14;  // points that are tested against a prepared path
+constexpr std::size_t kWorkForThread = 1 << 14;      // points times records, each of which is looked at
 constexpr std::size_t kMostThreads = 64;
 
-using ReadNumber = float (*)(const char*);
+// Reads pairs of numbers that lie `row` bytes apart, the second of each `column` bytes behind the first.
+using ReadPairs = void (*)(const char* from, Py_ssize_t row, Py_ssize_t column, CorePointF* to,
+                           std::size_t count);
 
 template <typename Number>
 float ReadAs(const char* from) {
@@ -42,38 +47,64 @@ float ReadAs<double>(const char* from) {
   return static_cast<float>(number);
 }
 
+template <typename Number>
+void ReadPairsAs(const char* from, Py_ssize_t row, Py_ssize_t column, CorePointF* to, std::size_t count) {
+  for (std::size_t i = 0; i < count; ++i, from += row)
+    to[i] = {ReadAs<Number>(from), ReadAs<Number>(from + column)};
+}
+
 // How elements of a buffer's format are read; null for what is no number in the machine's order.
-ReadNumber ReaderOf(const Py_buffer& view) {
+ReadPairs ReaderOf(const Py_buffer& view) {
   std::string_view format = view.format == nullptr ? "B" : view.format;
   if (format.size() == 2 && (format[0] == '@' || format[0] == '=' || format[0] == '<'))
     format.remove_prefix(1);
   if (format.size() != 1) return nullptr;
   switch (format[0]) {
     case 'f':
-      return view.itemsize == 4 ? &ReadAs<float> : nullptr;
+      return view.itemsize == 4 ? &ReadPairsAs<float> : nullptr;
     case 'd':
-      return view.itemsize == 8 ? &ReadAs<double> : nullptr;
+      return view.itemsize == 8 ? &ReadPairsAs<double> : nullptr;
     case 'b':
-      return &ReadAs<std::int8_t>;
+      return &ReadPairsAs<std::int8_t>;
     case 'B':
-      return &ReadAs<std::uint8_t>;
+      return &ReadPairsAs<std::uint8_t>;
     case 'h':
-      return &ReadAs<std::int16_t>;
+      return &ReadPairsAs<std::int16_t>;
     case 'H':
-      return &ReadAs<std::uint16_t>;
+      return &ReadPairsAs<std::uint16_t>;
     case 'i':
     case 'l':
     case 'q':
     case 'n':
-      return view.itemsize == 8 ? &ReadAs<std::int64_t> : &ReadAs<std::int32_t>;
+      return view.itemsize == 8 ? &ReadPairsAs<std::int64_t> : &ReadPairsAs<std::int32_t>;
     case 'I':
     case 'L':
     case 'Q':
     case 'N':
-      return view.itemsize == 8 ? &ReadAs<std::uint64_t> : &ReadAs<std::uint32_t>;
+      return view.itemsize == 8 ? &ReadPairsAs<std::uint64_t> : &ReadPairsAs<std::uint32_t>;
     default:
       return nullptr;
   }
+}
+
+// Calls work(from, to) for ranges that cover 0 to `count`, in threads when each has `least` to do.
+template <typename Work>
+void Split(std::size_t count, std::size_t least, const Work& work) {
+  const std::size_t parts = std::clamp<std::size_t>(
+      std::min<std::size_t>(count / least, std::thread::hardware_concurrency()), 1, kMostThreads);
+  std::vector<std::thread> threads;
+  std::size_t from = 0;
+  for (std::size_t part = 1; part < parts; ++part) {
+    const std::size_t to = count / parts * part;
+    try {
+      threads.emplace_back(work, from, to);
+    } catch (const std::system_error&) {
+      work(from, to);
+    }
+    from = to;
+  }
+  work(from, count);
+  for (std::thread& thread : threads) thread.join();
 }
 
 struct View {
@@ -90,7 +121,7 @@ struct View {
 std::vector<CorePointF> PointsOfBuffer(const py::object& array) {
   const View held(array);
   const Py_buffer& view = held.buffer;
-  const ReadNumber read = ReaderOf(view);
+  const ReadPairs read = ReaderOf(view);
   if (read == nullptr) {
     RefuseValue("points", "elements of the format '" + std::string(view.format) + "' are no numbers to read");
   }
@@ -100,12 +131,11 @@ std::vector<CorePointF> PointsOfBuffer(const py::object& array) {
   // Strides of 0 make a large shape of a few bytes.
   if (view.shape[0] > PY_SSIZE_T_MAX / 64) RefuseValue("points", "there are too many");
   std::vector<CorePointF> points(static_cast<std::size_t>(view.shape[0]));
-  const char* from = static_cast<const char*>(view.buf);
   const py::gil_scoped_release released;
-  for (CorePointF& point : points) {
-    point = {read(from), read(from + view.strides[1])};
-    from += view.strides[0];
-  }
+  Split(points.size(), kReadsForThread, [&](std::size_t from, std::size_t to) {
+    read(static_cast<const char*>(view.buf) + static_cast<Py_ssize_t>(from) * view.strides[0],
+         view.strides[0], view.strides[1], points.data() + from, to - from);
+  });
   return points;
 }
 
@@ -145,53 +175,31 @@ py::object NumpyOf(const py::object& object) {
   return py::isinstance(object, module.attr("ndarray")) ? module : py::object(py::none());
 }
 
-// Calls work(from, to) for ranges that cover 0 to `count`, in threads where `cost` of each is worth one.
-template <typename Work>
-void Split(std::size_t count, std::size_t cost, const Work& work) {
-  const std::size_t worth = count * std::max<std::size_t>(cost, 1) / kWorkForThread;
-  const std::size_t parts = std::clamp<std::size_t>(
-      std::min<std::size_t>(worth, std::thread::hardware_concurrency()), 1, kMostThreads);
-  std::vector<std::thread> threads;
-  std::size_t from = 0;
-  for (std::size_t part = 1; part < parts; ++part) {
-    const std::size_t to = count / parts * part;
-    try {
-      threads.emplace_back(work, from, to);
-    } catch (const std::system_error&) {
-      work(from, to);
-    }
-    from = to;
-  }
-  work(from, count);
-  for (std::thread& thread : threads) thread.join();
-}
-
-// What `answer` says of each point, in the kind of the question.
+// What `answer` says of the points, in the kind of the question. It is given ranges of them and of their
+// values, each of at least `least`.
 template <typename Value, typename Answer>
-py::object AnswerAll(const py::object& pointsObject, const CorePath& path, const char* type,
+py::object AnswerAll(const py::object& pointsObject, const char* type, std::size_t least,
                      const Answer& answer) {
   const std::vector<CorePointF> points = PointsOf(pointsObject);
-  std::vector<Value> values(points.size());
+  const std::unique_ptr<Value[]> values(new Value[points.size()]);
   {
     const py::gil_scoped_release released;
-    Split(points.size(), static_cast<std::size_t>(path.GetPointCounter()) + 1,
-          [&](std::size_t from, std::size_t to) {
-            for (std::size_t i = from; i < to; ++i) values[i] = answer(points[i]);
-          });
+    Split(points.size(), least, [&](std::size_t from, std::size_t to) {
+      answer(points.data() + from, to - from, values.get() + from);
+    });
   }
   if (const py::object numpy = NumpyOf(pointsObject); !numpy.is_none()) {
-    const auto bytes = py::reinterpret_steal<py::object>(
-        PyByteArray_FromStringAndSize(reinterpret_cast<const char*>(values.data()),
-                                      static_cast<Py_ssize_t>(values.size() * sizeof(Value))));
+    const auto bytes = py::reinterpret_steal<py::object>(PyByteArray_FromStringAndSize(
+        reinterpret_cast<const char*>(values.get()), static_cast<Py_ssize_t>(points.size() * sizeof(Value))));
     if (!bytes) throw py::error_already_set();
     return numpy.attr("frombuffer")(bytes, type);
   }
-  py::list list(values.size());
-  for (std::size_t i = 0; i < values.size(); ++i) {
+  py::list list(points.size());
+  for (std::size_t i = 0; i < points.size(); ++i) {
     if constexpr (std::is_same_v<Value, double>) {
       list[i] = py::float_(values[i]);
     } else {
-      list[i] = py::bool_(values[i] != 0);
+      list[i] = py::bool_(values[i]);
     }
   }
   return list;
@@ -206,17 +214,20 @@ float ToleranceOf(const py::object& tolerance) {
 py::object HitTest(const py::object& path, const py::object& points, const py::object& tolerance, bool fill) {
   const CorePath records = PathFrom(path);
   const float distance = ToleranceOf(tolerance);
-  return AnswerAll<std::uint8_t>(points, records, "?", [&](const CorePointF& point) {
-    return tovkit::HitTestPath(point, distance, records, 0, fill, kCoreFillWinding) ? std::uint8_t{1}
-                                                                                    : std::uint8_t{0};
-  });
+  return AnswerAll<bool>(points, "?", kHitTestsForThread,
+                         [&](const CorePointF* asked, std::size_t count, bool* hits) {
+                           tovkit::HitTestPathPoints(asked, count, distance, records, fill, hits);
+                         });
 }
 
 py::object Distance(const py::object& path, const py::object& points) {
   const CorePath records = PathFrom(path);
-  return AnswerAll<double>(points, records, "d", [&](const CorePointF& point) {
-    return tovkit::HitTestPathDetail(point, 0, records, false).distance;
-  });
+  const std::size_t least = kWorkForThread / static_cast<std::size_t>(records.GetPointCounter() + 2) + 1;
+  return AnswerAll<double>(points, "d", least,
+                           [&](const CorePointF* asked, std::size_t count, double* distances) {
+                             for (std::size_t i = 0; i < count; ++i)
+                               distances[i] = tovkit::HitTestPathDetail(asked[i], 0, records, false).distance;
+                           });
 }
 
 py::object Detail(const py::object& path, const py::object& point, const py::object& tolerance, bool fill) {

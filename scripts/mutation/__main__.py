@@ -16,7 +16,7 @@ import suite
 import trial
 import units
 from accepted import Accepted
-from order import draw
+from plan import Plan
 
 ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 BUILD = os.path.join(ROOT, "build", "release")
@@ -30,6 +30,8 @@ def parse_arguments():
     what.add_argument("--since", metavar="REV", help="only in lines that differ from this revision")
     what.add_argument("--all", action="store_true", help="in every line")
     parser.add_argument("--minutes", type=float, default=0, help="try faults for this long (default: until all are tried)")
+    parser.add_argument("--sample", metavar="N", type=int, default=0,
+                        help="plant only the first N faults of the order, which makes the build a quick one")
     parser.add_argument("--seed", default="1", help="draws the order in which faults are tried (default: 1)")
     parser.add_argument("--only", metavar="PART", action="append", default=[],
                         help="only faults of this folder or file; may be repeated")
@@ -95,14 +97,17 @@ def prepare(options, found):
 
 
 def name_unused(options, files, accepted):
-    """The accepted entries of the files, wholly looked at, that match no fault; those of files that are gone."""
+    """The accepted entries whose line is gone, and those of the files, wholly looked at, that match no fault."""
+    strays = accepted.strays(ROOT)
+    for entry in strays:
+        say("Accepted, but its line is gone: " + " | ".join(entry))
     if options.all:
-        gone = set() if options.only else {path for path, *_ in accepted.entries} - files
-        for entry in accepted.unused(files | gone):
-            say("Accepted, but no fault of the sources: " + " | ".join(entry))
+        for entry in accepted.unused(files):
+            if entry not in strays:
+                say("Accepted, but no fault of the sources: " + " | ".join(entry))
 
 
-def try_faults(options, trials, faults, accepted):
+def try_faults(options, trials, plan, order):
     start = last = time.monotonic()
 
     def progress(done):
@@ -111,12 +116,9 @@ def try_faults(options, trials, faults, accepted):
             last = time.monotonic()
             lost = sum(each["outcome"] not in report.NOTICED for each in done)
             say(f"{(last - start) / 60:.0f} min: {len(done)} tried, {lost} not noticed")
-    refused = [fault for fault in faults.values() if accepted.accepts(fault)]
-    numbers = {fault["number"] for fault in refused}
-    order = draw([fault for fault in faults.values() if fault["number"] not in numbers], options.seed)
     with open(os.path.join(WORK, "out", "outcomes.jsonl"), "w", encoding="utf-8") as log:
         outcomes = trials.run_all(order, options.jobs, options.minutes * 60, log, progress)
-    said = report.Report(outcomes, faults.values(), refused)
+    said = report.Report(outcomes, plan.faults, plan.accepted)
     say(f"Tried {len(outcomes)} of {len(order)} faults (seed {options.seed}) in {(time.monotonic() - start) / 60:.1f} min\n")
     say(said.table() + "\n")
     if said.survivors:
@@ -146,9 +148,9 @@ def main():
         found = find(options, files, changed)
         count = sum(len(site.faults) for sites in found.values() for site in sites)
         say(f"{count} faults in {len(found)} files, found in {time.monotonic() - start:.0f} s")
+        scheme = schemes.Schemata(ROOT, WORK, found)
+        scheme.write()
         if options.list:
-            scheme = schemes.Schemata(ROOT, WORK, found)
-            scheme.write()
             faults = schemes.list_faults(scheme).values()
             for fault in faults:
                 note = " (accepted)" if accepted.accepts(fault) else ""
@@ -158,8 +160,9 @@ def main():
             return 0
         if not count:
             return 0
-        scheme, trials = prepare(options, found)
-        status = try_faults(options, trials, schemes.list_faults(scheme), accepted)
+        plan = Plan(scheme, accepted, options.seed, options.sample)
+        scheme, trials = prepare(options, plan.sites() if options.sample else found)
+        status = try_faults(options, trials, plan, plan.order(scheme))
         name_unused(options, files, accepted)
         return status
 

@@ -8,6 +8,8 @@ An entry is matched by the text of its line and of its fault, so that it moves w
     fault: count > left -> count >= left
     reason: equivalent: both branches leave the same count
 """
+import os
+
 FIELDS = ("file", "line", "fault", "reason")
 
 
@@ -54,6 +56,17 @@ class Accepted:
             return False
         self.used.add(key)
         return True
+
+    def strays(self, root):
+        """The entries whose line stands nowhere in their file, or whose file is gone."""
+        lines = {}
+        for path in {key[0] for key in self.entries}:
+            try:
+                with open(os.path.join(root, path), encoding="utf-8", errors="replace") as source:
+                    lines[path] = {line.strip() for line in source.read().split("\n")}
+            except FileNotFoundError:
+                lines[path] = set()
+        return [key for key in self.entries if key[1] not in lines[key[0]]]
 
     def unused(self, files):
         """The entries of these files that no fault has matched."""

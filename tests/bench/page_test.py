@@ -111,6 +111,11 @@ class PageTest(unittest.TestCase):
     def test_a_form_of_twice_the_least_needs_no_reason(self):
         self.assertNotIn("More than twice", self.render("form_letters/500_pixels/least", 50))
 
+    def test_missed_goals_end_the_tables_of_their_section(self):
+        text = self.render("codec/encode_png_page/libpng", 300)
+        self.assertIn("Goals that are missed, what takes the time, and what was tried:\n\n- PNG with a palette", text)
+        self.assertNotIn("Goals that are missed", self.render("base64_encode/64KiB/memcpy", 50))
+
     def test_a_facility_without_notes_is_shown(self):
         self.assertIn("## unheard_of", self.render("unheard_of/case/peer", 100))
 

@@ -308,6 +308,39 @@ TEST(TextCodec, TextsOfEveryLengthAndMixtureDecodeAsTheTableSays) {
   }
 }
 
+// Escapes of bytes that begin characters, end them and do neither, beside one another and beside characters:
+// whatever spells a character on the way must come back as it was.
+TEST(TextCodec, LongMixturesOfEscapesAndCharactersComeBack) {
+  const wchar_t kinds[] = {0x41,   0xE9,   0x4E2D, 0x1F600, 0xDC80, 0xDC8F, 0xDC90, 0xDCBF,
+                           0xDCC1, 0xDCC2, 0xDCE0, 0xDCE9,  0xDCED, 0xDCF0, 0xDCF4, 0xDCF5};
+  std::mt19937 random(3);
+  for (int round = 0; round < 20000; ++round) {
+    const std::size_t some = 1 + random() % std::size(kinds);
+    const std::size_t first = random() % std::size(kinds);
+    std::wstring text;
+    for (std::size_t length = random() % 200; text.size() < length;)
+      text += kinds[(first + random() % some) % std::size(kinds)];
+    ASSERT_EQ(Decode(Encode(text)), text) << Hex(Encode(text));
+  }
+}
+
+// The room for a long text is counted to the byte, so that one too few would be noticed.
+TEST(TextCodec, TextsThatAreCountedFirstEncodeAsTheirParts) {
+  const wchar_t kinds[] = {0x41,   0x7F,    0x80,     0x7FF,    0x800,      0xD7FF, 0xD800, 0xDC80,
+                           0xDCFF, 0x10000, 0x10FFFF, 0x110000, 0x7FFFFFFF, -1,     0xE000, 0xFFFF};
+  std::mt19937 random(4);
+  for (std::size_t round = 0; round < 3; ++round) {
+    std::wstring text;
+    std::string expected;
+    while (text.size() < (std::size_t{1} << 20) + round) {
+      const wchar_t c = kinds[random() % std::size(kinds)];
+      text += c;
+      expected += Encode(std::wstring(1, c));
+    }
+    ASSERT_EQ(Encode(text), expected);
+  }
+}
+
 TEST(TextCodec, CharactersOfEveryKindEncodeAloneAsTogether) {
   const std::uint32_t kinds[] = {0x41,    0x7F,     0x80,     0x7FF,      0x800,     0xD7FF, 0xD800,
                                  0xDC7F,  0xDC80,   0xDCFF,   0xDD00,     0xDFFF,    0xE000, 0xFFFF,

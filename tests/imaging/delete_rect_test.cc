@@ -6,6 +6,7 @@
 #include <climits>
 #include <cstring>
 #include <ostream>
+#include <random>
 #include <vector>
 
 namespace {
@@ -88,6 +89,29 @@ TEST(DeleteRectDib, OfSeveralPaletteEntriesWithTheGreatestSumTheLastIsTaken) {
   ASSERT_TRUE(dib.SetPalette(black, 3));
   EXPECT_TRUE(DeleteRectDib(&dib, {0, 0, 8, 1}));
   EXPECT_EQ(dib.GetRow(0)[0], 2) << "all black: still the last";
+}
+
+TEST(DeleteRectDib, OfPalettesOfEverySizeTheLastOfTheBrightestIsTaken) {
+  std::mt19937 random(1);
+  for (int round = 0; round < 2000; ++round) {
+    const int size = 1 + static_cast<int>(random() % 256);
+    // Few colors, so that several are equally bright; in some palettes one of them is white.
+    const std::uint32_t step = round % 3 == 0 ? 0xff : 0x55;
+    std::vector<std::uint32_t> entries(static_cast<std::size_t>(size));
+    for (std::uint32_t& entry : entries)
+      entry = (random() % 2 + (round % 2 != 0 ? random() % 2 : 0)) * step | random() % 2 * step << 8 |
+              random() % 2 * step << 16;
+    int expected = 0;
+    const auto sum = [&](int i) {
+      const std::uint32_t entry = entries[static_cast<std::size_t>(i)];
+      return (entry & 0xff) + (entry >> 8 & 0xff) + (entry >> 16 & 0xff);
+    };
+    for (int i = 1; i < size; ++i) expected = sum(i) >= sum(expected) ? i : expected;
+    CoreDib dib = MakeDib(4, 1, 8);
+    ASSERT_TRUE(dib.SetPalette(entries.data(), size));
+    ASSERT_TRUE(DeleteRectDib(&dib, {0, 0, 4, 1}));
+    ASSERT_EQ(dib.GetRow(0)[0], expected) << size << " entries, round " << round;
+  }
 }
 
 TEST(DeleteRectDib, GrayAnd32BitsGet255InEveryByte) {

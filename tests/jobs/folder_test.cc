@@ -2,6 +2,7 @@
 // Folder: what names lead to below it, and files that come whole.
 #include "jobs/folder.h"
 #include "jobs/id_index.h"
+#include "jobs/sha256.h"
 
 #include "failing_call.h"
 #include "scratch_files.h"
@@ -328,6 +329,26 @@ TEST(IdIndexFile, HasANameOnlyWhereItMust) {
     });
   }
   before == nullptr ? unsetenv("TMPDIR") : setenv("TMPDIR", kept.c_str(), 1);
+}
+
+// An entry stands in a place as soon as any bit of its hash is set: here the halves have none in common.
+TEST(IdIndexFile, AnIdWhoseHashHasHalvesWithoutACommonBitKeepsItsPlace) {
+  const std::string rare = "56802339";
+  const std::array<std::uint64_t, 2> hash = jobs::PackHash(jobs::Sha256(rare));
+  ASSERT_EQ(hash[0] & hash[1], 0u);
+  jobs::IdIndex index;
+  jobs::IdIndex::Entry entry = index.Find(rare);
+  entry.line = 7;
+  index.Store(entry);
+  // The lowest bits choose the place.
+  int neighbors = 0;
+  for (int i = 0; neighbors < 2; ++i) {
+    const std::string id = "id" + std::to_string(i);
+    if ((jobs::PackHash(jobs::Sha256(id))[0] ^ hash[0]) % 4096 != 0) continue;
+    ++neighbors;
+    index.Store(index.Find(id));
+  }
+  EXPECT_EQ(index.Find(rare).line, 7u);
 }
 
 TEST(IdIndexFile, AHashHas32DigitsAndMore) {

@@ -95,6 +95,32 @@ TEST_F(JobLine, DrawMakesItsFileAndTellsOfIt) {
   EXPECT_EQ(Files(), std::vector<std::string>{"a/b/42.png"});
 }
 
+TEST_F(JobLine, AnOutputMayBePartOfItsResultAndNoFile) {
+  const char* const line = R"({"id": "42", "draw": {"Content": "Ab"}, "size": "40x12", "out": "a/42.png"})";
+  JobRunner files(Options());
+  const JobResult written = files.Run(line);
+  const std::string bytes = ContentsOfFile(Out() + "/a/42.png");
+  fs::remove_all(Out());
+  jobs::RunnerOptions options = Options();
+  options.inlineLimit = bytes.size();
+  JobRunner runner(options);
+  const JobResult result = runner.Run(line);
+  ASSERT_EQ(result.state, JobState::kDone) << result.message;
+  EXPECT_EQ(result.content, bytes);
+  EXPECT_EQ(result.output, "a/42.png");
+  EXPECT_EQ(result.outputHash, written.outputHash);
+  EXPECT_FALSE(written.content);
+  EXPECT_FALSE(fs::exists(Out()));
+  fs::create_directory(Out());
+  options.inlineLimit = bytes.size() - 1;
+  JobRunner small(options);
+  ExpectFailure(small, line, FailureKind::kLimit,
+                "out: the output has " + std::to_string(bytes.size()) + " bytes, of which a result takes " +
+                    std::to_string(bytes.size() - 1) + " at most");
+  ExpectFailure(runner, R"({"draw": {"Content": "Ab"}, "out": "../a.png"})", FailureKind::kInput,
+                files.Run(R"({"draw": {"Content": "Ab"}, "out": "../a.png"})").message);
+}
+
 TEST_F(JobLine, FormatMayDifferFromTheExtension) {
   JobRunner runner(Options());
   const JobResult result = runner.Run(R"({"draw": {"Content": "Ab"}, "out": "page", "format": "svg"})");

@@ -56,6 +56,23 @@ TEST(ResultLine, HoldsEverything) {
             "\n");
 }
 
+TEST(ResultLine, CarriesAnOutputAsBase64) {
+  JobResult result;
+  result.id = "a";
+  result.output = "x";
+  result.bytes = 4;
+  result.content = std::string("\0\xFF\n\"", 4);
+  const std::string line = ToJsonLine(result);
+  EXPECT_NE(line.find(R"("bytes":4,"outputBase64":"AP8KIg==",)"), std::string::npos) << line;
+  const std::optional<JobResult> back = jobs::ParseResultLine(line);
+  ASSERT_TRUE(back);
+  EXPECT_EQ(back->content, result.content);
+  EXPECT_FALSE(jobs::ParseResultLine(ToJsonLine(JobResult()))->content);
+  // Of no bytes at all.
+  result.content = "";
+  EXPECT_EQ(jobs::ParseResultLine(ToJsonLine(result))->content, "");
+}
+
 TEST(ResultLine, ComesBackAsItWas) {
   const JobResult full = Full();
   const std::optional<JobResult> back = jobs::ParseResultLine(ToJsonLine(full));

@@ -1,5 +1,7 @@
 # SPDX-License-Identifier: MIT
 """Which faults are tried and in what order, which survivors are accepted, and what the report says."""
+import os
+import tempfile
 import unittest
 
 import support  # noqa: F401
@@ -71,9 +73,18 @@ class AcceptedTest(unittest.TestCase):
         entries = accepted.Accepted(accepted.entry_of(fault(1)) + "reason: equivalent\n")
         self.assertTrue(entries.accepts(fault(1)))
 
-    def test_the_file_of_the_repository_can_be_read(self):
-        with open(support.os.path.join(support.TOOL, "accepted.txt"), encoding="utf-8") as entries:
-            accepted.Accepted(entries.read())
+    def test_an_entry_whose_line_or_file_is_gone_is_a_stray(self):
+        with tempfile.TemporaryDirectory() as root:
+            os.mkdir(os.path.join(root, "util"))
+            with open(os.path.join(root, "util", "a.cc"), "w", encoding="utf-8") as source:
+                source.write("void f() {\n  if (a < b) return;\n}\n")
+            self.assertEqual(accepted.Accepted(self.entry).strays(root), [])
+            for gone in (self.entry.replace("a.cc", "b.cc"), self.entry.replace("if (a", "while (a")):
+                self.assertEqual(len(accepted.Accepted(gone).strays(root)), 1)
+
+    def test_every_line_that_the_repository_accepts_stands_in_its_file(self):
+        with open(os.path.join(support.TOOL, "accepted.txt"), encoding="utf-8") as entries:
+            self.assertEqual(accepted.Accepted(entries.read()).strays(os.path.join(support.TOOL, "..", "..")), [])
 
 
 class ReportTest(unittest.TestCase):

@@ -6,11 +6,14 @@ import tempfile
 import unittest
 
 import support
+import accepted
+import order
+import plan
 import schemata
 import units
 
 
-class SchemataTest(unittest.TestCase):
+class SchemaFolder(unittest.TestCase):
     def setUp(self):
         folder = tempfile.TemporaryDirectory()
         self.addCleanup(folder.cleanup)
@@ -28,6 +31,8 @@ class SchemataTest(unittest.TestCase):
         scheme.write()
         return scheme
 
+
+class SchemataTest(SchemaFolder):
     def compile(self, path):
         run = subprocess.run(["c++", "-std=c++20", "-fsyntax-only", os.path.join(self.root, "work", "sources", path)],
                              capture_output=True, text=True, check=False)
@@ -79,6 +84,40 @@ Only f(int a) {
         output = (f"/other/mutant.h:9:1: error: no match\n{self.root}/util/a.cc:3:7:   required from here\n"
                   f"{self.root}/util/a.cc:5:2: warning: odd\n")
         self.assertEqual(units.read_errors(output, self.root), {("util/a.cc", 3, 7)})
+
+
+class PlanTest(SchemaFolder):
+    sources = {"util_a": "int f(int a) { return a < 2; }\n", "util_b": "int g(int a) { return a + 2; }\n",
+               "json_c": "int h(int a) { return a * 3; }\n"}
+
+    def test_a_sample_is_the_beginning_of_the_order_and_planted_alone(self):
+        nothing = accepted.Accepted("")
+        for seed in ("1", "2", "3"):
+            whole = plan.Plan(self.schemata(**self.sources), nothing, seed)
+            some = plan.Plan(self.schemata(**self.sources), nothing, seed, 4)
+            built = schemata.Schemata(self.root, os.path.join(self.root, "work"), some.sites())
+            built.write()
+            tried = [(fault["file"], fault["original"], fault["changed"]) for fault in some.order(built)]
+            all_of_it = whole.order(self.schemata(**self.sources))
+            self.assertEqual(len(tried), 4)
+            self.assertEqual(len(all_of_it), len(some.faults))
+            planted = {(fault["file"], fault["changed"]) for fault in schemata.list_faults(built).values()}
+            self.assertLessEqual({(file, changed) for file, _, changed in tried}, planted)
+            self.assertLess(len(planted), len(some.faults))
+
+    def test_the_order_is_that_of_the_seed_without_what_is_accepted(self):
+        entry = "file: util/b.cc\nline: int g(int a) { return a + 2; }\nfault: a + 2 -> a - 2\nreason: none\n"
+        scheme = self.schemata(**self.sources)
+        made = plan.Plan(scheme, accepted.Accepted(entry), "1")
+        self.assertEqual([fault["changed"] for fault in made.accepted], ["a - 2"])
+        expected = order.draw([fault for fault in made.faults if fault["changed"] != "a - 2"], "1")
+        self.assertEqual(made.order(scheme), expected)
+
+    def test_what_does_not_compile_is_not_tried(self):
+        scheme = self.schemata(util_a="int f(int a) {\n  return a + 2;\n}\n")
+        made = plan.Plan(scheme, accepted.Accepted(""), "1")
+        scheme.leave_out({("util/a.cc", 2, 3)})
+        self.assertLess(len(made.order(scheme)), len(made.faults))
 
 
 class UnitsTest(unittest.TestCase):

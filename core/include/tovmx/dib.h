@@ -124,6 +124,10 @@ class TOVMX_API CoreDib {
   /// The bytes that Create would need for such a bitmap, 0 when it would refuse the arguments.
   static std::uint64_t BytesNeeded(int width, int height, int bitsPerPixel) noexcept;
 
+  /// All GetPaletteSize() palette colors, as GetPaletteEntry has them one by one; may be null without a
+  /// palette. Valid until the palette or the bitmap changes.
+  const std::uint32_t* GetPalette() const noexcept { return palette_.data(); }
+
  private:
   std::size_t RowOffset(int row) const noexcept {
     return static_cast<std::size_t>(stride_) * static_cast<std::size_t>(row);

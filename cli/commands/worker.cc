@@ -1,0 +1,140 @@
+// SPDX-License-Identifier: MIT
+// tovkit worker: runs the jobs that come from a queue of a broker.
+#include "command.h"
+
+#include "broker_options.h"
+#include "byte_count.h"
+#include "duration.h"
+#include "executor_options.h"
+#include "failure.h"
+#include "stopping.h"
+
+#include "queue/worker.h"
+
+#include <cstdint>
+#include <cstdio>
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <system_error>
+
+namespace cli {
+
+namespace {
+
+constexpr std::uint64_t kLeastMessage = 1024;
+constexpr std::uint64_t kMostMessage = 256u << 20;
+constexpr std::uint64_t kMostInline = 256u << 20;
+constexpr int kMostPrefetch = 65535;
+
+struct WorkerCommand {
+  BrokerOptions broker;
+  queue::WorkerOptions options;
+  std::uint64_t inlineLimit = 8u << 20;
+  bool isInline = false;
+  int prefetch = 0;  // 0 for twice the workers
+};
+
+void AddSize(CLI::App& worker, const char* name, std::uint64_t& bytes, std::uint64_t least,
+             std::uint64_t most, const char* shown, const char* help) {
+  worker
+      .add_option(
+          name,
+          [name, &bytes, least, most](const CLI::results_t& texts) {
+            std::string text = texts.front();
+            const std::string error = ReplaceByteCount(text, least, most);
+            if (!error.empty()) throw CLI::ValidationError(name, error);
+            bytes = std::stoull(text);
+            return true;
+          },
+          help)
+      ->type_name("SIZE")
+      ->default_str(shown);
+}
+
+void AddJobOptions(CLI::App& worker, WorkerCommand& command) {
+  jobs::RunnerOptions& runner = command.options.executor.runner;
+  CLI::Option* const directory =
+      worker.add_option("-C,--directory", runner.directory, "Outputs go below this folder")
+          ->type_name("DIR")
+          ->capture_default_str();
+  worker.add_flag("--inline", command.isInline, "Outputs are part of the results, as Base64, and no files")
+      ->excludes(directory);
+  AddSize(worker, "--max-inline", command.inlineLimit, 1, kMostInline, "8M",
+          "With --inline, the largest output; a job with a larger one fails");
+  AddSize(worker, "--max-message", command.broker.settings.longest, kLeastMessage, kMostMessage, "16M",
+          "The largest message that is a job");
+  worker.add_option("--input", runner.input, "Input files are below this folder; without it there are none")
+      ->type_name("DIR");
+  worker.add_option("--font", runner.fonts, "A font file to draw with, beside the installed ones")
+      ->allow_extra_args(false)
+      ->type_name("FILE");
+  worker.add_flag("--report", runner.report, "Results carry warnings, such as missing fonts");
+}
+
+void AddQueueOptions(CLI::App& worker, WorkerCommand& command) {
+  AddBrokerOptions(worker, command.broker);
+  worker.get_option("--result-queue")->required();
+  worker
+      .add_option(
+          "--prefetch", command.prefetch,
+          "Messages that the broker hands out before they are acknowledged (default: twice the workers)")
+      ->type_name("N")
+      ->check(CLI::Validator(CLI::Range(1, kMostPrefetch)));
+  worker
+      .add_option(
+          "--idle-exit",
+          [&command](const CLI::results_t& texts) {
+            int milliseconds = 0;
+            std::string error = ReadDuration(texts.front(), kSeconds, milliseconds);
+            if (error.empty() && milliseconds == 0) error = "a job needs some time to come";
+            if (!error.empty()) throw CLI::ValidationError("--idle-exit", error);
+            command.options.courier.idle = std::chrono::milliseconds(milliseconds);
+            return true;
+          },
+          "End when no job has come for so long; a bare number is seconds")
+      ->type_name("TIME");
+}
+
+void RunWorkerCommand(WorkerCommand& command) {
+  ReadBrokerAddress(command.broker);
+  queue::CourierOptions& courier = command.options.courier;
+  courier.broker = command.broker.settings;
+  courier.jobQueue = command.broker.jobQueue;
+  courier.resultQueue = command.broker.resultQueue;
+  courier.declare = command.broker.declare;
+  courier.prefetch = command.prefetch != 0 ? command.prefetch : 2 * command.options.executor.workers;
+  if (courier.jobQueue == courier.resultQueue) throw UsageError("jobs and results need a queue each");
+  if (command.isInline) {
+    command.options.executor.runner.inlineLimit = command.inlineLimit;
+  } else {
+    std::error_code ignored;
+    std::filesystem::create_directories(command.options.executor.runner.directory, ignored);
+  }
+  jobs::StopRequest stop;
+  const Stopping stopping(stop, Stopping::kEnd);
+  const auto counts =
+      queue::RunWorker(command.options, stop, [](const std::string& text) { PrintMessage(text); });
+  PrintMessage(std::to_string(counts.done) + " jobs done, " + std::to_string(counts.failed) + " failed, " +
+               std::to_string(counts.dead) + " of them to the dead letters");
+}
+
+}  // namespace
+
+void AddWorkerCommand(CLI::App& app) {
+  const auto command = std::make_shared<WorkerCommand>();
+  CLI::App* const worker = app.add_subcommand("worker", "Run the jobs that come from a queue of RabbitMQ");
+  worker->footer(
+      "A message is a job as of tovkit batch, its result is a message to the queue of results. A job is\n"
+      "acknowledged when the broker has its result, so that whatever ends, none is lost. Exit status: 0 "
+      "after\n"
+      "INT or TERM, which let what runs finish; 1 when the broker refuses the worker; 75 at once by a "
+      "second\n"
+      "signal.");
+  AddQueueOptions(*worker, *command);
+  AddJobOptions(*worker, *command);
+  AddExecutorOptions(*worker, command->options.executor);
+  worker->callback([command] { RunWorkerCommand(*command); });
+}
+
+}  // namespace cli

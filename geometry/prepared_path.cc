@@ -1,0 +1,329 @@
+// SPDX-License-Identifier: MIT
+#include "prepared_path.h"
+
+#include "curve_pieces.h"
+#include "hit_visitor.h"
+
+#include <tovkit/geometry.h>
+
+#include <algorithm>
+#include <cmath>
+#include <iterator>
+#include <limits>
+
+namespace tovkit {
+
+namespace {
+
+constexpr std::size_t kFewPoints = 256;
+constexpr std::size_t kManyPoints = 8192;    // from here on curves are worth their pieces
+constexpr std::size_t kMostInPieces = 2048;  // curves: these take the most memory
+constexpr float kLargest = 1e15f;            // the numbers for which squares and products are finite
+constexpr float kThinnest = 1e-28f;          // a line whose products do not underflow
+constexpr float kInfinity = std::numeric_limits<float>::infinity();
+
+float Down(double value) { return std::nextafter(static_cast<float>(value), -kInfinity); }
+float Up(double value) { return std::nextafter(static_cast<float>(value), kInfinity); }
+
+bool IsUsual(float number) { return std::fabs(number) <= kLargest; }
+
+// Both coordinates of a box: 0 is x, 1 is y.
+struct Box {
+  float low[2] = {kInfinity, kInfinity};
+  float high[2] = {-kInfinity, -kInfinity};
+
+  void Add(const CorePathPoint& point) {
+    low[0] = std::min(low[0], point.x), high[0] = std::max(high[0], point.x);
+    low[1] = std::min(low[1], point.y), high[1] = std::max(high[1], point.y);
+  }
+  float Size(int axis) const { return high[axis] - low[axis]; }
+  float Largest(int axis) const { return std::max(-low[axis], high[axis]); }
+  double Rounding() const {
+    return static_cast<double>(kSlackFactor) * static_cast<double>(std::max(Largest(0), Largest(1)));
+  }
+};
+
+Box BoxOf(const PreparedSegment& segment) {
+  Box box;
+  for (int i = 0; i <= segment.degree; ++i) box.Add(segment.points[i]);
+  return box;
+}
+
+// Where a ray goes: along the axis `across`, towards greater values or less.
+struct Way {
+  int across;
+  float sign;
+  int Along() const { return 1 - across; }
+};
+constexpr Way kWays[4] = {{0, 1}, {1, 1}, {0, -1}, {1, -1}};
+
+// The greatest coordinate of the box in the way's direction.
+float Front(const Box& box, const Way& way) {
+  return way.sign > 0 ? box.high[way.across] : -box.low[way.across];
+}
+
+struct Collector {
+  std::vector<PreparedSegment>& segments;
+
+  bool Add(const CorePathPoint* points, int degree) {
+    PreparedSegment segment{{}, degree};
+    std::copy(points, points + degree + 1, segment.points);
+    segments.push_back(segment);
+    return false;
+  }
+  bool Line(const CorePathPoint& a, const CorePathPoint& b) {
+    segments.push_back({{a, b}, 1});
+    return false;
+  }
+  bool Close(const CorePathPoint& from, const CorePathPoint& start) { return Line(from, start); }
+  bool Quad(const CorePathPoint* points) { return Add(points, 2); }
+  bool Cubic(const CorePathPoint* points) { return Add(points, 3); }
+  bool Arc(const CorePathPoint* arc) {
+    CorePathPoint curves[1 + 3 * kCoreMaxArcCurves];
+    const int count = CoreArcToCubics(arc, curves);
+    for (int k = 0; k < count; ++k) Add(curves + 3 * k, 3);
+    return false;
+  }
+};
+
+template <bool kWithRays>
+bool Test(const PreparedSegment& segment, HitVisitor<kWithRays>& visitor) {
+  switch (segment.degree) {
+    case 1:
+      return visitor.Line(segment.points[0], segment.points[1]);
+    case 2:
+      return visitor.Quad(segment.points);
+    default:
+      return visitor.Cubic(segment.points);
+  }
+}
+
+float LargestStep(const float* values) {
+  float step = 0;
+  for (int k = 0; k + 1 < kSamples; ++k) step = std::max(step, std::fabs(values[k + 1] - values[k]));
+  return step;
+}
+
+// How far a curve may be from the straight lines between neighboring samples: an eighth of the square of
+// their distance, 0.02, times the greatest second derivative.
+double Sagitta(const PreparedSegment& segment) {
+  double bend = 0;
+  for (int i = 0; i + 2 <= segment.degree; ++i) {
+    const CorePathPoint* p = segment.points + i;
+    bend = std::max(bend, std::hypot(static_cast<double>(p[0].x) - 2.0 * static_cast<double>(p[1].x) +
+                                         static_cast<double>(p[2].x),
+                                     static_cast<double>(p[0].y) - 2.0 * static_cast<double>(p[1].y) +
+                                         static_cast<double>(p[2].y)));
+  }
+  return 0.00005001 * segment.degree * (segment.degree - 1) * bend;
+}
+
+}  // namespace
+
+// What the tables and the grid are made of.
+struct PreparedPath::Parts {
+  Box box;
+  std::vector<BandEntry> rays[4];
+  std::vector<BandEntry> levels[2];
+  std::vector<Stick> sticks;
+  int front[4] = {-1, -1, -1, -1};  // of the lines that a ray meets wherever it is: the farthest in its way
+};
+
+bool PreparedPath::IsWorthwhile(const CorePath& path, std::size_t count, float tolerance) {
+  return path.GetPointCounter() > 0 && count >= kFewPoints && IsUsual(tolerance);
+}
+
+PreparedPath::PreparedPath(const CorePath& path, float tolerance, bool testFill, std::size_t count)
+    : path_(path), tolerance_(tolerance), testFill_(testFill), testOutline_(tolerance >= 0) {
+  Collector collector{segments_};
+  CoreWalkPath(path.GetPoints(), path.GetPointCounter() + 1, collector);
+  const auto curves = static_cast<std::size_t>(std::count_if(
+      segments_.begin(), segments_.end(), [](const PreparedSegment& segment) { return segment.degree > 1; }));
+  inPieces_ = count >= kManyPoints && curves <= kMostInPieces;
+  Parts parts;
+  for (int i = 0; i < static_cast<int>(segments_.size()); ++i) Prepare(i, parts);
+  for (int ray = 0; ray < 4; ++ray) {
+    const Way& way = kWays[ray];
+    if (parts.front[ray] >= 0)
+      parts.rays[ray].push_back({-kInfinity, kInfinity, kInfinity, parts.front[ray]});
+    rays_[ray].Build(parts.rays[ray], parts.box.low[way.Along()], parts.box.high[way.Along()]);
+  }
+  for (int axis = 0; axis < 2; ++axis)
+    levels_[axis].Build(parts.levels[axis], parts.box.low[axis], parts.box.high[axis]);
+  near_.Build(parts.sticks);
+}
+
+void PreparedPath::Prepare(int index, Parts& parts) {
+  const PreparedSegment& segment = segments_[static_cast<std::size_t>(index)];
+  const bool usual =
+      std::all_of(segment.points, segment.points + segment.degree + 1,
+                  [](const CorePathPoint& point) { return IsUsual(point.x) && IsUsual(point.y); });
+  const Box box = BoxOf(segment);
+  const auto isThin = [&](int axis) { return box.Size(axis) > 0 && box.Size(axis) < kThinnest; };
+  if (!usual || (segment.degree == 1 && (isThin(0) || isThin(1)))) {
+    unusual_.push_back(index);
+    return;
+  }
+  for (int i = 0; i <= segment.degree; ++i) parts.box.Add(segment.points[i]);
+  segment.degree == 1 ? PrepareLine(index, parts) : PrepareCurve(index, parts);
+}
+
+// A point hits a line, but for that beside it, if it is within the reach of it: what it measures along an
+// axis ends on the line. Beyond the line's box in x and level with an end, the line is taken to go on;
+// upright, it is nowhere level. So it is in y.
+void PreparedPath::PrepareLine(int index, Parts& parts) {
+  const PreparedSegment& segment = segments_[static_cast<std::size_t>(index)];
+  const Box box = BoxOf(segment);
+  if (testFill_) AddLineRays(index, parts);
+  if (!testOutline_) return;
+  const HitQuery query(0, 0, tolerance_);
+  const double reach = static_cast<double>(_mm_cvtss_f32(query.segmentReach)) + 2 * box.Rounding();
+  const CorePathPoint &a = segment.points[0], &b = segment.points[1];
+  parts.sticks.push_back({{a.x, a.y}, {b.x, b.y}, Up(reach), index, false});
+  for (int axis = 0; axis < 2; ++axis) {
+    if (!(box.Size(1 - axis) > 0)) continue;
+    for (const float level : {box.low[axis], box.high[axis]}) {
+      parts.levels[axis].push_back({level, level, kInfinity, index});
+      if (!(box.Size(axis) > 0)) break;
+    }
+  }
+}
+
+// The ray crosses where the line, computed, is within its box. That is within the box's range along, and as
+// far beyond it as rounding may hide that the line has left the range across; for a line that stands upright
+// to the ray, anywhere.
+void PreparedPath::AddLineRays(int index, Parts& parts) const {
+  const PreparedSegment& segment = segments_[static_cast<std::size_t>(index)];
+  const Box box = BoxOf(segment);
+  const double diagonal = HitQuery(0, 0, tolerance_).diagonal;
+  for (int ray = 0; ray < 4; ++ray) {
+    const Way& way = kWays[ray];
+    const double along = box.Size(way.Along()), across = box.Size(way.across);
+    if (!(along > 0)) continue;
+    int& front = parts.front[ray];
+    if (!(across > 0)) {
+      if (front < 0 || Front(box, way) > Front(BoxOf(segments_[static_cast<std::size_t>(front)]), way))
+        front = index;
+      continue;
+    }
+    const double hidden = std::min(
+        std::max(along * static_cast<double>(box.Largest(way.across)) * 0x1p-18, 1e-29) / across, 1e30);
+    const double bound =
+        static_cast<double>(Front(box, way)) - diagonal + std::fabs(diagonal) * 0x1p-20 + 1e-30;
+    parts.rays[ray].push_back({Down(static_cast<double>(box.low[way.Along()]) - hidden),
+                               Up(static_cast<double>(box.high[way.Along()]) + hidden), Up(bound), index});
+  }
+}
+
+void PreparedPath::PrepareCurve(int index, Parts& parts) {
+  const PreparedSegment& segment = segments_[static_cast<std::size_t>(index)];
+  const CurveKernel& kernel = ActiveCurveKernel();
+  float control[2][4] = {};
+  for (int i = 0; i <= segment.degree; ++i) {
+    control[0][i] = segment.points[i].x;
+    control[1][i] = segment.points[i].y;
+  }
+  SampleRow samples[2];
+  for (int axis = 0; axis < 2; ++axis)
+    (segment.degree == 2 ? kernel.sampleQuad : kernel.sampleCubic)(control[axis], samples[axis]);
+  if (testFill_) AddCurveRays(index, samples, parts);
+  if (testOutline_) AddCurveSticks(index, samples, parts);
+}
+
+void PreparedPath::AddCurveRays(int index, const SampleRow* samples, Parts& parts) const {
+  const Box box = BoxOf(segments_[static_cast<std::size_t>(index)]);
+  for (int ray = 0; ray < 4; ++ray) {
+    const Way& way = kWays[ray];
+    const float *along = samples[way.Along()].value, *across = samples[way.across].value;
+    const float low = box.low[way.Along()], high = box.high[way.Along()];
+    if (!inPieces_) {
+      const double rounding = box.Rounding();
+      parts.rays[ray].push_back({Down(static_cast<double>(low) - rounding),
+                                 Up(static_cast<double>(high) + rounding),
+                                 Up(static_cast<double>(Front(box, way)) + rounding), index});
+      continue;
+    }
+    RaySamples row;
+    std::copy(along, along + kSamples, row.along);
+    for (int k = 0; k < kSamples; ++k) row.across[k] = way.sign * across[k];
+    row.largestStep = LargestStep(along);
+    row.takesEqual = way.sign < 0;
+    AddCrossingPieces(row, low, high, parts.rays[ray]);
+    // Rounding may put samples outside the box, and there the curve counts for some points only.
+    const auto [least, most] = std::minmax_element(along, along + kSamples);
+    if (*least < low || *most > high) parts.rays[ray].push_back({*least, *most, kInfinity, index});
+  }
+}
+
+// A hit is within the tolerance of a place on the curve between two samples. Samples close together share a
+// stick.
+void PreparedPath::AddCurveSticks(int index, const SampleRow* samples, Parts& parts) const {
+  const PreparedSegment& segment = segments_[static_cast<std::size_t>(index)];
+  const double reach = static_cast<double>(HitQuery(0, 0, tolerance_).curveReach) +
+                       2 * BoxOf(segment).Rounding() + Sagitta(segment);
+  const float shared = tolerance_ / 4;
+  const auto at = [&](int k) { return CorePointF{samples[0].value[k], samples[1].value[k]}; };
+  for (int from = 0, to = 0; from + 1 < kSamples; from = to) {
+    const auto isShared = [&](int k) {
+      return std::hypot(at(k).x - at(from).x, at(k).y - at(from).y) <= shared;
+    };
+    for (to = from + 1; to + 1 < kSamples && isShared(to) && isShared(to + 1);) ++to;
+    const bool single = to == from + 1;
+    parts.sticks.push_back({at(from), single ? at(to) : at(from),
+                            Up(single ? reach : reach + static_cast<double>(shared) * 1.001), index, true});
+  }
+}
+
+bool PreparedPath::Touches(const CorePointF& point) const {
+  if (!IsUsual(point.x) || !IsUsual(point.y))
+    return HitTestPath(point, tolerance_, path_, 0, testFill_, kCoreFillWinding);
+  return (testFill_ && IsInside(point.x, point.y)) || (testOutline_ && IsOnOutline(point.x, point.y));
+}
+
+bool PreparedPath::IsInside(float x, float y) const {
+  unsigned missing = kEveryRay;
+  if (!unusual_.empty()) {
+    const HitQuery query(x, y, tolerance_);
+    HitVisitor<true> visitor{query};
+    for (const int index : unusual_) {
+      if (Test(segments_[static_cast<std::size_t>(index)], visitor)) return true;
+    }
+    missing = visitor.missing;
+  }
+  const float along[4] = {y, x, y, x}, across[4] = {x, y, -x, -y};
+  for (unsigned ray = 0; ray < 4; ++ray) {
+    if ((missing >> ray & 1u) == 0) continue;
+    const auto ask = [&](int segment) { return IsCrossed(segment, 1u << ray, x, y); };
+    if (!rays_[ray].Any(along[ray], across[ray], ask)) return false;
+  }
+  return true;
+}
+
+bool PreparedPath::IsOnOutline(float x, float y) const {
+  const auto ask = [&](int segment) { return IsHit(segment, x, y); };
+  if (near_.Any(x, y, tolerance_, [&](int segment, bool within) {
+        if (within) {
+          const Box box = BoxOf(segments_[static_cast<std::size_t>(segment)]);
+          if ((x >= box.low[0] && x <= box.high[0]) || (y >= box.low[1] && y <= box.high[1])) return true;
+        }
+        return ask(segment);
+      }))
+    return true;
+  if (levels_[0].Any(x, 0, ask) || levels_[1].Any(y, 0, ask)) return true;
+  return std::any_of(unusual_.begin(), unusual_.end(), ask);
+}
+
+bool PreparedPath::IsHit(int index, float x, float y) const {
+  const HitQuery query(x, y, tolerance_);
+  HitVisitor<false> visitor{query};
+  return Test(segments_[static_cast<std::size_t>(index)], visitor);
+}
+
+bool PreparedPath::IsCrossed(int index, unsigned ray, float x, float y) const {
+  const HitQuery query(x, y, tolerance_);
+  HitVisitor<true> visitor{query, ray};
+  Test(segments_[static_cast<std::size_t>(index)], visitor);
+  return visitor.missing == kNoRay;
+}
+
+}  // namespace tovkit

@@ -1,0 +1,191 @@
+// SPDX-License-Identifier: MIT
+// Many points at once: what HitTestPathPoints answers is what HitTestPath answers, for every point.
+#include "hit_paths.h"
+#include "random_paths.h"
+
+#include <tovkit/geometry.h>
+#include <tovmx/path_walk.h>
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstddef>
+#include <cstdio>
+#include <limits>
+#include <memory>
+#include <string>
+#include <vector>
+
+using reference::Numbers;
+using reference::RandomPaths;
+
+namespace {
+
+constexpr float kInfinity = std::numeric_limits<float>::infinity();
+
+#ifdef __SANITIZE_ADDRESS__
+constexpr int kDivisor = 20;
+#else
+constexpr int kDivisor = 1;
+#endif
+
+// So many that a path is prepared, and so many that its curves are looked at piece by piece.
+constexpr std::size_t kSome = 300;
+constexpr std::size_t kMany = 8192;
+
+std::vector<bool> Answers(const std::vector<CorePointF>& points, float tolerance, const CorePath& path,
+                          bool fill) {
+  const std::unique_ptr<bool[]> hits(new bool[points.size() + 1]);
+  hits[points.size()] = true;
+  tovkit::HitTestPathPoints(points.data(), points.size(), tolerance, path, fill, hits.get());
+  EXPECT_TRUE(hits[points.size()]) << "written behind the answers";
+  return std::vector<bool>(hits.get(), hits.get() + points.size());
+}
+
+struct Tally {
+  int hits = 0;
+  int misses = 0;
+};
+
+// False, with a message, where an answer differs from that of the single call.
+bool Agree(const std::vector<CorePointF>& points, float tolerance, const CorePath& path, Tally& tally) {
+  for (const bool fill : {false, true}) {
+    const std::vector<bool> answers = Answers(points, tolerance, path, fill);
+    for (std::size_t i = 0; i < points.size(); ++i) {
+      const bool expected = tovkit::HitTestPath(points[i], tolerance, path, 0, fill, kCoreFillWinding);
+      ++(expected ? tally.hits : tally.misses);
+      if (answers[i] == expected) continue;
+      char text[200];
+      std::snprintf(text, sizeof text, "point %a,%a tolerance %a fill %d of %zu expected %d\n",
+                    static_cast<double>(points[i].x), static_cast<double>(points[i].y),
+                    static_cast<double>(tolerance), fill, points.size(), expected);
+      std::string all = text;
+      for (int k = 0; k <= path.GetPointCounter() && k < 60; ++k) {
+        const CorePathPoint& p = path.GetPoints()[k];
+        std::snprintf(text, sizeof text, "{%a, %a, 0x%x},\n", static_cast<double>(p.x),
+                      static_cast<double>(p.y), p.flags);
+        all += text;
+      }
+      ADD_FAILURE() << all;
+      return false;
+    }
+  }
+  return true;
+}
+
+float Stepped(float value, int steps) {
+  for (; steps > 0; --steps) value = std::nextafterf(value, kInfinity);
+  for (; steps < 0; ++steps) value = std::nextafterf(value, -kInfinity);
+  return value;
+}
+
+// Places on the segments: ends, the samples of curves as the hit test computes them, places on lines.
+struct PlacesOn {
+  std::vector<CorePointF> places;
+  RandomPaths& random;
+
+  bool Line(const CorePathPoint& a, const CorePathPoint& b) {
+    places.push_back({a.x, a.y});
+    places.push_back({b.x, b.y});
+    const float t = random.Unit();
+    places.push_back({a.x + (b.x - a.x) * t, a.y + (b.y - a.y) * t});
+    return false;
+  }
+  bool Close(const CorePathPoint& from, const CorePathPoint& start) { return Line(from, start); }
+  bool Quad(const CorePathPoint* p) {
+    const float t = Parameter();
+    const float u = 1.0f - t, w0 = u * u, w1 = 2.0f * t * u, w2 = t * t;
+    places.push_back({w0 * p[0].x + w1 * p[1].x + w2 * p[2].x, w0 * p[0].y + w1 * p[1].y + w2 * p[2].y});
+    return false;
+  }
+  bool Cubic(const CorePathPoint* p) {
+    const double t = Parameter(), u = 1.0f - static_cast<float>(t);
+    const double w0 = u * u * u, w1 = 3.0 * t * u * u, w2 = 3.0 * t * t * u, w3 = t * t * t;
+    places.push_back({static_cast<float>(w0 * p[0].x + w1 * p[1].x + w2 * p[2].x + w3 * p[3].x),
+                      static_cast<float>(w0 * p[0].y + w1 * p[1].y + w2 * p[2].y + w3 * p[3].y)});
+    return false;
+  }
+  bool Arc(const CorePathPoint* arc) {
+    CorePathPoint curves[1 + 3 * kCoreMaxArcCurves];
+    const int count = CoreArcToCubics(arc, curves);
+    for (int k = 0; k < count; ++k) Cubic(curves + 3 * k);
+    return false;
+  }
+
+ private:
+  float Parameter() { return static_cast<float>(random.Below(51)) / 50.0f; }
+};
+
+// Points anywhere, and those that meet comparisons with equal values or nearly so: on segments, at the reach of
+// the tolerance from them, level with them, and with coordinates of two of them.
+std::vector<CorePointF> PointsFor(const CorePath& path, Numbers kind, float tolerance, std::size_t count,
+                                  RandomPaths& random) {
+  PlacesOn on{{}, random};
+  for (int i = 0; i < 4; ++i) CoreWalkPath(path.GetPoints(), path.GetPointCounter() + 1, on);
+  on.places.push_back(random.Point(kind));
+  const auto any = [&] { return on.places[random.Below(static_cast<std::uint32_t>(on.places.size()))]; };
+  const auto step = [&](float value) { return Stepped(value, static_cast<int>(random.Below(5)) - 2); };
+  std::vector<CorePointF> points;
+  while (points.size() < count) {
+    const float reach = tolerance * (random.Below(2) == 0 ? 1.0f : 1.41421356f);
+    switch (random.Below(6)) {
+      case 0:
+        points.push_back({step(any().x), step(any().y)});
+        break;
+      case 1: {
+        const CorePointF place = any();
+        points.push_back({step(place.x), step(place.y)});
+        break;
+      }
+      case 2: {
+        const CorePointF place = any();
+        points.push_back({step(place.x + reach), random.Below(2) == 0 ? place.y : place.y - reach});
+        break;
+      }
+      case 3:
+        points.push_back({any().x, random.Number(kind)});
+        break;
+      case 4:
+        points.push_back({random.Number(kind), any().y});
+        break;
+      default:
+        points.push_back(random.Point(kind));
+        break;
+    }
+  }
+  return points;
+}
+
+std::string NumbersName(const testing::TestParamInfo<Numbers>& kind) {
+  static const char* const names[] = {"Ordinary", "Grid", "Tiny", "Huge", "Wild"};
+  return names[static_cast<int>(kind.param)];
+}
+
+class ReferencePoints : public testing::TestWithParam<Numbers> {
+ protected:
+  // Paths of up to `operations`, each asked for `count` points.
+  void Compare(std::uint64_t seed, int paths, int operations, std::size_t count) {
+    RandomPaths random(seed + static_cast<std::uint64_t>(GetParam()));
+    Tally tally;
+    for (int i = 0; i < paths; ++i) {
+      CorePath path = random.Path(GetParam(), 1 + static_cast<int>(random.Below(operations)));
+      if (random.Below(2) == 0) path.Close();
+      const float tolerance = random.Tolerance(GetParam());
+      if (!Agree(PointsFor(path, GetParam(), tolerance, count, random), tolerance, path, tally)) return;
+    }
+    EXPECT_GT(tally.hits, 500 / kDivisor);
+    EXPECT_GT(tally.misses, 500 / kDivisor);
+  }
+};
+
+}  // namespace
+
+TEST_P(ReferencePoints, SinglePointsInSmallPaths) { Compare(1, 3000 / kDivisor, 3, kSome); }
+TEST_P(ReferencePoints, SomePointsInPathsOfAnySize) { Compare(2, 1000 / kDivisor, 60, kSome); }
+TEST_P(ReferencePoints, ManyPointsInSmallPaths) { Compare(3, 200 / kDivisor, 3, kMany); }
+TEST_P(ReferencePoints, ManyPointsInPathsOfAnySize) { Compare(4, 60 / kDivisor, 60, kMany); }
+
+INSTANTIATE_TEST_SUITE_P(Numbers, ReferencePoints,
+                         testing::Values(Numbers::kOrdinary, Numbers::kGrid, Numbers::kTiny, Numbers::kHuge,
+                                         Numbers::kWild),
+                         NumbersName);

@@ -1,0 +1,117 @@
+// SPDX-License-Identifier: MIT
+// Who may ask, and what a file with a token may be like.
+#include "service/http/guard.h"
+
+#include "jobs/error.h"
+
+#include "scratch_dir.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <fstream>
+#include <string>
+
+namespace {
+
+using service::EqualInConstantTime;
+using service::Guard;
+using service::GuardOptions;
+using service::Problem;
+using service::Request;
+
+int StatusFor(const GuardOptions& options, const Request& request, bool needsToken = false) {
+  const auto problem = Guard(options).Refuse(request, needsToken);
+  return problem ? service::StatusOf(problem->type) : 200;
+}
+
+Request For(const std::string& host) {
+  Request request;
+  request.method = "POST";
+  request.host = host;
+  return request;
+}
+
+TEST(GuardTest, HostsOfALoopbackAddress) {
+  for (const char* const host : {"localhost", "LocalHost:80", "127.0.0.1", "[::1]:8017"}) {
+    EXPECT_EQ(StatusFor({}, For(host)), 200) << host;
+  }
+  for (const char* const host :
+       {"", "example.org", "localhost.example.org", "127.0.0.2", "[::2]", "::1", "[::1]x"}) {
+    EXPECT_EQ(StatusFor({}, For(host)), 421) << host;
+  }
+}
+
+TEST(GuardTest, HostsOfAnotherAddress) {
+  GuardOptions options;
+  options.isLoopback = false;
+  options.hosts = {"draw.example.org"};
+  Request request = For("10.1.2.3:80");
+  EXPECT_EQ(StatusFor(options, request), 421);
+  request.local = "10.1.2.3";
+  EXPECT_EQ(StatusFor(options, request), 200);
+  EXPECT_EQ(StatusFor(options, For("127.0.0.1")), 421);
+  EXPECT_EQ(StatusFor(options, For("Draw.Example.org:443")), 200);
+}
+
+TEST(GuardTest, Tokens) {
+  GuardOptions options;
+  options.token = "0123456789abcdef";
+  Request request = For("localhost");
+  EXPECT_EQ(StatusFor(options, request), 200);
+  EXPECT_EQ(StatusFor(options, request, true), 401);
+  for (const char* const wrong :
+       {"Bearer", "Bearer ", "0123456789abcdef", "Basic 0123456789abcdef", "Bearer 0123456789abcde",
+        "Bearer 0123456789abcdeg", "Bearer  0123456789abcdef", "Bearer 0123456789abcdef0123456789abcdef"}) {
+    request.authorization = wrong;
+    EXPECT_EQ(StatusFor(options, request, true), 401) << wrong;
+  }
+  for (const char* const right : {"Bearer 0123456789abcdef", "bearer 0123456789abcdef"}) {
+    request.authorization = right;
+    EXPECT_EQ(StatusFor(options, request, true), 200) << right;
+  }
+}
+
+TEST(GuardTest, EqualTexts) {
+  EXPECT_TRUE(EqualInConstantTime("", ""));
+  EXPECT_TRUE(EqualInConstantTime("abc", "abc"));
+  for (const char* const other : {"", "ab", "abd", "abcabc", "xbc"})
+    EXPECT_FALSE(EqualInConstantTime(other, "abc"));
+  EXPECT_FALSE(EqualInConstantTime("a", ""));
+}
+
+class TokenFileTest : public testing::Test {
+ protected:
+  std::string Failure(const std::string& text, mode_t mode = 0600) {
+    const std::string file = scratch_.path() + "/token";
+    std::ofstream(file) << text;
+    chmod(file.c_str(), mode);
+    try {
+      token_ = service::ReadToken(file);
+      return "";
+    } catch (const jobs::Error& e) {
+      return e.text();
+    }
+  }
+
+  ScratchDir scratch_;
+  std::string token_;
+};
+
+TEST_F(TokenFileTest, TheFirstLine) {
+  EXPECT_EQ(Failure("0123456789abcdef\nnotes\n"), "");
+  EXPECT_EQ(token_, "0123456789abcdef");
+  EXPECT_EQ(Failure("0123456789abcdef", 0400), "");
+}
+
+TEST_F(TokenFileTest, FilesThatAreRefused) {
+  EXPECT_EQ(Failure("0123456789abcdef\n", 0640), "others may read the token; chmod 600 keeps it secret");
+  EXPECT_NE(Failure("0123456789abcde\n"), "");
+  EXPECT_NE(Failure("\n0123456789abcdef\n"), "");
+  EXPECT_NE(Failure("0123456789 abcdef\n"), "");
+  EXPECT_NE(Failure(std::string(5000, 'a')), "");
+  EXPECT_THROW(service::ReadToken(scratch_.path() + "/none"), jobs::Error);
+  EXPECT_THROW(service::ReadToken(scratch_.path()), jobs::Error);
+}
+
+}  // namespace
