@@ -75,7 +75,10 @@ double AddRun(ShapedLine& line, PangoItem* item, PangoGlyphString* glyphs, const
   PangoFont* font = item->analysis.font;
   if (font == nullptr) return pen;
   cairo_scaled_font_t* scaled = pango_cairo_font_get_scaled_font(PANGO_CAIRO_FONT(font));
-  if (scaled == nullptr) return pen;
+  if (scaled == nullptr || cairo_scaled_font_status(scaled) != CAIRO_STATUS_SUCCESS) {
+    line.isWhole = false;
+    return pen;
+  }
 
   GlyphRun run;
   run.font.reset(cairo_scaled_font_reference(scaled));

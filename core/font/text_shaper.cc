@@ -51,6 +51,10 @@ void TextShaper::DropStale() {
   const std::uint64_t now = FontGeneration();
   if (now == generation_) return;
   generation_ = now;
+  ForgetAll();
+}
+
+void TextShaper::ForgetAll() {
   byHash_.clear();
   lines_.clear();
   keptSize_ = 0;
@@ -161,7 +165,14 @@ const ShapedLine* TextShaper::Shape(const CoreFontRequest& request, const wchar_
   }
   if (text.size() > kMaxKeptSize && isWanted(passing_)) return &passing_.shaped;
   if (SourceFor(request.source).catalog->IsEmpty()) return nullptr;
-  return Keep({hash, request, std::wstring(text), ShapeNow(request, text)});
+  ShapedLine shaped = ShapeNow(request, text);
+  if (!shaped.isWhole) {
+    // Pango remembers a font that it could not open, and the next call may find it again.
+    shaped = {};
+    ForgetAll();
+    return nullptr;
+  }
+  return Keep({hash, request, std::wstring(text), std::move(shaped)});
 }
 
 }  // namespace tovmx
