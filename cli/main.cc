@@ -3,7 +3,6 @@
 #include "command_line.h"
 #include "standard_output.h"
 
-
 #include <tovmx/font.h>
 
 int main(int argc, char** argv) {
