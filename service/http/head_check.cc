@@ -109,14 +109,14 @@ std::string WhyHeadIsRefused(std::string_view head) {
     };
     if (std::any_of(line.begin(), line.end(), isControl)) return "a control character stands in the head";
     if (count < 0) {
-      const std::string why = WhyLineIsRefused(line, isOld);
+      std::string why = WhyLineIsRefused(line, isOld);
       if (!why.empty()) return why;
       continue;
     }
     const std::size_t colon = line.find(':');
     if (colon == std::string_view::npos || !IsToken(line.substr(0, colon)))
       return "a line of the head is no NAME: VALUE";
-    const std::string why = fields.WhyRefused(line.substr(0, colon), Trimmed(line.substr(colon + 1)));
+    std::string why = fields.WhyRefused(line.substr(0, colon), Trimmed(line.substr(colon + 1)));
     if (!why.empty()) return why;
   }
   if (fields.hosts == 0) return "Host is missing";

@@ -131,7 +131,7 @@ std::optional<Response> Service::RefuseRoute(const Request& head, const Route* r
   return std::nullopt;
 }
 
-JobDesk::Ticket Service::Handle(Request&& request, Reply reply) {
+JobDesk::Ticket Service::Handle(Request&& request, const Reply& reply) {
   const Route* const route = FindRoute(request.path);
   if (route != nullptr && route->kind != nullptr) return AnswerJob(std::move(request), *route, reply);
   Response response = route != nullptr ? AnswerNow(request, *route) : Page(request);

@@ -38,7 +38,7 @@ class Service {
 
   // Answers a request that was not refused: calls `reply` once, now or later. The ticket takes back what is
   // not answered yet, 0 when there is nothing.
-  JobDesk::Ticket Handle(Request&& request, Reply reply);
+  JobDesk::Ticket Handle(Request&& request, const Reply& reply);
   void TakeBack(JobDesk::Ticket ticket) { desk_.TakeBack(ticket); }
 
   // From now on it is not ready, and takes no jobs.

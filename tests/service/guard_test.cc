@@ -18,7 +18,6 @@ namespace {
 using service::EqualInConstantTime;
 using service::Guard;
 using service::GuardOptions;
-using service::Problem;
 using service::Request;
 
 int StatusFor(const GuardOptions& options, const Request& request, bool needsToken = false) {
