@@ -3,6 +3,7 @@
 
 #include "error.h"
 #include "input_file.h"
+#include "retried.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -16,7 +17,10 @@ namespace cli {
 JobFile OpenJobFile(const std::string& file) {
   JobFile source;
   source.name = InputName(file);
-  if (file != "-") source.opened = jobs::OpenDescriptor(open(file.c_str(), O_RDONLY | O_CLOEXEC));
+  if (file != "-") {
+    source.opened =
+        jobs::OpenDescriptor(base::Retried([&] { return open(file.c_str(), O_RDONLY | O_CLOEXEC); }));
+  }
   source.fd = file == "-" ? STDIN_FILENO : source.opened.get();
   struct stat status = {};
   if (source.fd < 0 || fstat(source.fd, &status) != 0) {

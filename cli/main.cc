@@ -1,5 +1,12 @@
 // SPDX-License-Identifier: MIT
 // The tovkit command: every facility of the library in a person's hands.
 #include "command_line.h"
+#include "standard_output.h"
 
-int main(int argc, char** argv) { return cli::RunCommandLine(argc, argv); }
+#include <tovmx/font.h>
+
+int main(int argc, char** argv) {
+  cli::PrintRetried();
+  CoreShareFontConfiguration();
+  return cli::RunCommandLine(argc, argv);
+}

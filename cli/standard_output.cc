@@ -4,6 +4,7 @@
 #include "standard_output.h"
 
 #include "error.h"
+#include "retried.h"
 
 #include <poll.h>
 #include <sys/stat.h>
@@ -12,6 +13,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
+#include <cstdio>
 #include <cstring>
 
 namespace cli {
@@ -23,6 +25,11 @@ constexpr int kLongestWait = 200;  // milliseconds
 bool IsRegularFile(int fd) {
   struct stat status = {};
   return fstat(fd, &status) == 0 && S_ISREG(status.st_mode);
+}
+
+ssize_t WriteOut(void* /*cookie*/, const char* from, std::size_t size) {
+  const ssize_t count = base::Retried([=] { return write(STDOUT_FILENO, from, size); });
+  return std::max<ssize_t>(count, 0);
 }
 
 bool HasRoom() {
@@ -52,6 +59,13 @@ void StandardOutput::Write(const std::string& text) {
 void StandardOutput::Await(int descriptor) {
   pollfd polled[] = {{STDOUT_FILENO, POLLOUT, 0}, {descriptor, POLLIN, 0}};
   poll(polled, 2, kLongestWait);
+}
+
+void PrintRetried() {
+  std::FILE* const out = fopencookie(nullptr, "w", {nullptr, WriteOut, nullptr, nullptr});
+  if (out == nullptr) return;
+  if (isatty(STDOUT_FILENO) == 1) std::setvbuf(out, nullptr, _IOLBF, BUFSIZ);
+  stdout = out;
 }
 
 void WriteToStandardOutput(const std::string& text) {

@@ -111,8 +111,8 @@ void RunSubmit(const SubmitCommand& command) {
     results = std::make_unique<jobs::ResultsFile>(command.results);
     if (command.resume) results->ReadInto(index);
   }
-  // Outputs are on other machines, so two jobs of one output are found by its name alone.
-  jobs::SelectedSource selected(lines, jobs::Shard(), index, "/", command.resume);
+  // Where outputs are on other machines, two jobs of one output are found by its name alone.
+  jobs::SelectedSource selected(lines, jobs::Shard(), index, command.directory, command.resume);
   jobs::StopRequest stop;
   const Stopping stopping(stop, Stopping::kEnd);
   const OutputSink* outputs = nullptr;

@@ -2,11 +2,10 @@
 // PNG beside plain libpng: the same files are taken, with the same pixels, whether they lie in memory or come
 // through a stream without a view. Checksums of chunks are put right on most inputs, so that more than these
 // is looked at.
+#include "picture_fields.h"
 #include "png_reference.h"
 
 #include <tovmx/codec.h>
-
-#include <zlib.h>
 
 #include <algorithm>
 #include <cstddef>
@@ -21,25 +20,6 @@ extern "C" std::size_t LLVMFuzzerMutate(std::uint8_t* data, std::size_t size, st
 namespace {
 
 constexpr std::uint64_t kMostBytes = std::uint64_t{4} << 20;
-
-void PutWord(std::uint8_t* at, std::uint32_t value) {
-  for (int i = 0; i < 4; ++i) at[i] = static_cast<std::uint8_t>(value >> (24 - 8 * i));
-}
-
-std::uint32_t WordAt(const std::uint8_t* at) {
-  return static_cast<std::uint32_t>(at[0]) << 24 | static_cast<std::uint32_t>(at[1]) << 16 |
-         static_cast<std::uint32_t>(at[2]) << 8 | at[3];
-}
-
-void PutChecksumsRight(std::uint8_t* data, std::size_t size) {
-  for (std::size_t at = 8; size - at >= 12 && at < size;) {
-    const std::size_t content = WordAt(data + at);
-    if (content > size - at - 12) return;
-    PutWord(data + at + 8 + content,
-            static_cast<std::uint32_t>(crc32(0, data + at + 4, static_cast<uInt>(content + 4))));
-    at += content + 12;
-  }
-}
 
 std::unique_ptr<CoreDib> Decode(CoreInputStream& in) {
   const auto decoder = CoreCodecRegistry::Get().GetFactory().CreateDecoder(kCoreImagePng);
@@ -79,7 +59,7 @@ void ExpectSame(const CoreDib* expected, const CoreDib* got) {
 extern "C" std::size_t LLVMFuzzerCustomMutator(std::uint8_t* data, std::size_t size, std::size_t most,
                                                unsigned seed) {
   size = LLVMFuzzerMutate(data, size, most);
-  if (seed % 8 != 0 && size > 8) PutChecksumsRight(data, size);
+  if (seed % 8 != 0 && size > 8) fuzz::PutPngChecksumsRight(data, size);
   return size;
 }
 

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "band_table.h"
 
+#include "float_steps.h"
+
 #include <algorithm>
 #include <cmath>
 
@@ -13,11 +15,9 @@ constexpr float kNarrowest = 1e-25f;  // a range that still has a width to divid
 
 }  // namespace
 
-// In B bands over the width W an entry of the width w has 1 + B * w / W places, so with B = 2 E W / sum(w)
-// the E entries have 3 E.
+// In B bands over the width W an entry of the width w has 1 + B * w / W places, so with B = 4 E W / sum(w)
+// the E entries have 5 E.
 void BandTable::Build(const std::vector<BandEntry>& entries, float low, float high) {
-  entries_.clear();
-  starts_.clear();
   if (entries.empty()) return;
   const double width = static_cast<double>(high) - static_cast<double>(low);
   double covered = 0;
@@ -27,7 +27,7 @@ void BandTable::Build(const std::vector<BandEntry>& entries, float low, float hi
   }
   double bands = 1;
   if (high - low > kNarrowest) {
-    const double wanted = 2 * static_cast<double>(entries.size());
+    const double wanted = 4 * static_cast<double>(entries.size());
     bands =
         std::max(1.0, std::floor(std::min({kMostBands, wanted, wanted * width / std::max(covered, 1e-300)})));
   }
@@ -61,12 +61,52 @@ void BandTable::SortBands() {
     for (std::uint32_t i = from; i < to; ++i) {
       const BandEntry entry = entries_[i];
       entries_[kept++] = entry;
-      if (entry.segment == kCertain && BandOf(entry.from) < band && band < BandOf(entry.to)) break;
+      if (entry.segment == kCertain && !Begins(entry, band) && !Ends(entry, band)) break;
     }
     from = to;
   }
   starts_.back() = kept;
   entries_.resize(kept);
+  bands_.resize(starts_.size() - 1);
+  for (std::size_t band = 0; band < bands_.size(); ++band) bands_[band] = BandFrom(band);
+}
+
+// The place where the answers change is an end of a range within the band, or its neighbor.
+BandTable::Band BandTable::BandFrom(std::size_t number) const {
+  const BandEntry* const first = entries_.data() + starts_[number];
+  const BandEntry* const last = entries_.data() + starts_[number + 1];
+  const auto isAsked = [](const BandEntry& entry) { return entry.segment != kCertain; };
+  const auto divides = [&](float split) {
+    return std::all_of(first, last, [&](const BandEntry& e) {
+      return isAsked(e) || ((!Begins(e, number) || e.from == split || e.from == NextUp(split)) &&
+                            (!Ends(e, number) || e.to == split || e.to == NextDown(split)));
+    });
+  };
+  Band band;
+  if (const BandEntry* const asked = std::find_if(first, last, isAsked); asked != last)
+    band.asked = asked->bound;
+  const BandEntry* const any = std::find_if(first, last, [&](const BandEntry& entry) {
+    return !isAsked(entry) && (Begins(entry, number) || Ends(entry, number));
+  });
+  if (any != last) {
+    const float end = Begins(*any, number) ? any->from : any->to;
+    const float places[] = {end, NextUp(end), NextDown(end)};
+    const float* const split = std::find_if(places, places + 3, divides);
+    if (split == places + 3) {
+      band.asked = std::max(band.asked, first->bound);
+      return band;
+    }
+    band.split = *split;
+  }
+  for (const BandEntry* entry = first; entry != last; ++entry) {
+    if (isAsked(*entry)) continue;
+    const bool holds[] = {!Begins(*entry, number), entry->from <= band.split && band.split <= entry->to,
+                          !Ends(*entry, number)};
+    for (int place = 0; place < 3; ++place) {
+      if (holds[place]) band.bounds[place] = std::max(band.bounds[place], entry->bound);
+    }
+  }
+  return band;
 }
 
 }  // namespace tovkit

@@ -7,13 +7,15 @@
 //     kept     a   | a b | b c ...            the greatest bound first, none behind one that always answers
 //
 // An entry answers for the coordinates `along` of its range and those across that are less than its bound:
-// with yes, or by asking a segment.
+// with yes, or by asking a segment. Where nobody is to be asked, and the answers of a band change at one
+// place at the most, three bounds say it all: those below the place, at it, and above.
 //
 // Thread-safety: a table that is built may be asked from any thread.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <vector>
 
 namespace tovkit {
@@ -29,13 +31,25 @@ inline constexpr int kCertain = -1;
 
 class BandTable {
  public:
-  // Bands of equal width between `low` and `high`, as many as give each entry some three places.
+  enum class Answer { kNo, kYes, kAsk };
+
+  // Bands of equal width between `low` and `high`, as many as give each entry some five places.
   void Build(const std::vector<BandEntry>& entries, float low, float high);
 
-  // Whether an entry for (along, across) says yes; both are finite. `ask` takes a segment.
+  // The answer for (along, across), both finite, if there is one without asking.
+  Answer Look(float along, float across) const {
+    const Band& band = bands_[BandOf(along)];
+    const unsigned place =
+        static_cast<unsigned>(along >= band.split) + static_cast<unsigned>(along > band.split);
+    if (across < band.bounds[place]) return Answer::kYes;
+    return across < band.asked ? Answer::kAsk : Answer::kNo;
+  }
+
+  // The answer in any case. `ask` takes a segment.
   template <typename Ask>
   bool Any(float along, float across, const Ask& ask) const {
-    if (entries_.empty()) return false;
+    const Answer answer = Look(along, across);
+    if (answer != Answer::kAsk) return answer == Answer::kYes;
     const std::size_t band = BandOf(along);
     const BandEntry* const end = entries_.data() + starts_[band + 1];
     for (const BandEntry* at = entries_.data() + starts_[band]; at != end && across < at->bound; ++at) {
@@ -46,16 +60,34 @@ class BandTable {
   }
 
  private:
+  static constexpr float kNowhere = -std::numeric_limits<float>::infinity();
+
+  struct Band {
+    float split = 0;                                   // where the answers change
+    float bounds[3] = {kNowhere, kNowhere, kNowhere};  // yes below it, at it, above it
+    float asked = kNowhere;                            // the bound of those that are to be asked
+  };
+
   // Never decreases as `along` grows, so that a range lies in the bands of its ends and those between.
   std::size_t BandOf(float along) const {
-    const float band = (along - low_) * scale_;
-    return static_cast<std::size_t>(band > 0.0f ? (band < last_ ? band : last_) : 0.0f);
+    float band = (along - low_) * scale_;
+    band = band > 0.0f ? band : 0.0f;
+    return static_cast<std::size_t>(static_cast<int>(band < last_ ? band : last_));
+  }
+  // Whether the range begins within the band, and whether it ends there.
+  bool Begins(const BandEntry& entry, std::size_t band) const {
+    return entry.from > kNowhere && BandOf(entry.from) == band;
+  }
+  bool Ends(const BandEntry& entry, std::size_t band) const {
+    return entry.to < -kNowhere && BandOf(entry.to) == band;
   }
   void SortBands();
+  Band BandFrom(std::size_t number) const;
 
   float low_ = 0;
   float scale_ = 0;  // bands to the unit
   float last_ = 0;   // the number of the last band
+  std::vector<Band> bands_ = std::vector<Band>(1);
   std::vector<std::uint32_t> starts_;
   std::vector<BandEntry> entries_;
 };

@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "curve_pieces.h"
 
+#include "float_steps.h"
+
 #include <algorithm>
-#include <cmath>
 #include <limits>
 
 namespace tovkit {
@@ -53,10 +54,10 @@ class Pieces {
     from = std::max(from, low_);
     to = std::min(to, high_);
     if (farthest == -kInfinity || from > to) return;
-    const float bound = takesEqual_ ? std::nextafter(farthest, kInfinity) : farthest;
+    const float bound = takesEqual_ ? NextUp(farthest) : farthest;
     if (entries_.size() > first_) {
       BandEntry& last = entries_.back();
-      if (last.bound == bound && std::nextafter(last.to, kInfinity) >= from) {
+      if (last.bound == bound && NextUp(last.to) >= from) {
         last.to = to;
         return;
       }
@@ -84,8 +85,7 @@ void AddCrossingPieces(const RaySamples& samples, float low, float high, std::ve
     while (last + 1 < kSamples && sorted.along[last + 1] == value) ++last;
     if (last + 1 == kSamples) break;
     if (first > 0) pieces.Add(value, value, Farthest(sorted, first - 1, last + 1, step));
-    pieces.Add(std::nextafter(value, kInfinity), std::nextafter(sorted.along[last + 1], -kInfinity),
-               Farthest(sorted, last, last + 1, step));
+    pieces.Add(NextUp(value), NextDown(sorted.along[last + 1]), Farthest(sorted, last, last + 1, step));
   }
 }
 

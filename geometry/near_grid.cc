@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "near_grid.h"
 
+#include "float_steps.h"
+
 #include <algorithm>
 #include <limits>
 
@@ -12,9 +14,6 @@ constexpr std::size_t kLargestSide = 512;
 constexpr double kPlacesOfStick = 8;      // on the average, at most
 constexpr double kRowOverlap = 1.0 / 64;  // of a row: more than rounding moves a point
 constexpr float kInfinity = std::numeric_limits<float>::infinity();
-
-float Down(double value) { return std::nextafter(static_cast<float>(value), -kInfinity); }
-float Up(double value) { return std::nextafter(static_cast<float>(value), kInfinity); }
 
 // The places of all sticks in a grid of side * side cells are about
 //   the sticks + side * linear + side^2 * area
@@ -46,8 +45,8 @@ void NearGrid::ForEachCell(const Stick& stick, const Visit& visit) const {
     const double x = ax + (bx - ax) * (std::clamp(y, lowY, highY) - ay) / (by - ay);
     return std::clamp(x, lowX, highX);
   };
-  const std::size_t first = IndexOf(Down(lowY - reach) - low_.y, scale_.y);
-  const std::size_t last = IndexOf(Up(highY + reach) - low_.y, scale_.y);
+  const std::size_t first = IndexOf(Below(lowY - reach) - low_.y, scale_.y);
+  const std::size_t last = IndexOf(Above(highY + reach) - low_.y, scale_.y);
   for (std::size_t row = first; row <= last; ++row) {
     double left = lowX, right = highX;
     if (highY > lowY && first < last) {
@@ -60,8 +59,8 @@ void NearGrid::ForEachCell(const Stick& stick, const Visit& visit) const {
       left = std::min(enter, leave);
       right = std::max(enter, leave);
     }
-    const std::size_t to = IndexOf(Up(right + reach) - low_.x, scale_.x);
-    for (std::size_t column = IndexOf(Down(left - reach) - low_.x, scale_.x); column <= to; ++column)
+    const std::size_t to = IndexOf(Above(right + reach) - low_.x, scale_.x);
+    for (std::size_t column = IndexOf(Below(left - reach) - low_.x, scale_.x); column <= to; ++column)
       visit(row * side_ + column);
   }
 }
@@ -73,10 +72,10 @@ void NearGrid::Build(const std::vector<Stick>& sticks) {
   for (const Stick& stick : sticks) {
     const double reach = stick.reach;
     for (const CorePointF& end : {stick.a, stick.b}) {
-      low_.x = std::min(low_.x, Down(static_cast<double>(end.x) - reach));
-      low_.y = std::min(low_.y, Down(static_cast<double>(end.y) - reach));
-      high_.x = std::max(high_.x, Up(static_cast<double>(end.x) + reach));
-      high_.y = std::max(high_.y, Up(static_cast<double>(end.y) + reach));
+      low_.x = std::min(low_.x, Below(static_cast<double>(end.x) - reach));
+      low_.y = std::min(low_.y, Below(static_cast<double>(end.y) - reach));
+      high_.x = std::max(high_.x, Above(static_cast<double>(end.x) + reach));
+      high_.y = std::max(high_.y, Above(static_cast<double>(end.y) + reach));
     }
   }
   const double width = static_cast<double>(high_.x) - static_cast<double>(low_.x);
@@ -88,6 +87,7 @@ void NearGrid::Build(const std::vector<Stick>& sticks) {
                            kPlacesOfStick * static_cast<double>(sticks.size()) ||
                        side_ * side_ > 8 * sticks.size() + 64))
     side_ /= 2;
+  last_ = static_cast<float>(side_ - 1);
   scale_ = {static_cast<float>(static_cast<double>(side_) / width),
             static_cast<float>(static_cast<double>(side_) / height)};
 

@@ -62,9 +62,9 @@ class NearGrid {
 
   // Never decreases as `from` grows.
   std::size_t IndexOf(float from, float scale) const {
-    const float index = from * scale;
-    const auto last = static_cast<float>(side_ - 1);
-    return static_cast<std::size_t>(index > 0.0f ? (index < last ? index : last) : 0.0f);
+    float index = from * scale;
+    index = index > 0.0f ? index : 0.0f;
+    return static_cast<std::size_t>(static_cast<int>(index < last_ ? index : last_));
   }
   template <typename Visit>
   void ForEachCell(const Stick& stick, const Visit& visit) const;
@@ -73,6 +73,7 @@ class NearGrid {
   CorePointF high_ = {0, 0};
   CorePointF scale_;  // cells to the unit
   std::size_t side_ = 1;
+  float last_ = 0;  // side_ - 1
   std::vector<std::uint32_t> starts_;
   std::vector<std::uint32_t> places_;  // what `near_` has for each cell
   std::vector<Near> near_;

@@ -2,13 +2,14 @@
 #include "prepared_path.h"
 
 #include "curve_pieces.h"
+#include "float_steps.h"
 #include "hit_visitor.h"
 
 #include <tovkit/geometry.h>
 
 #include <algorithm>
+#include <cfloat>
 #include <cmath>
-#include <iterator>
 #include <limits>
 
 namespace tovkit {
@@ -21,9 +22,6 @@ constexpr std::size_t kMostInPieces = 2048;  // curves: these take the most memo
 constexpr float kLargest = 1e15f;            // the numbers for which squares and products are finite
 constexpr float kThinnest = 1e-28f;          // a line whose products do not underflow
 constexpr float kInfinity = std::numeric_limits<float>::infinity();
-
-float Down(double value) { return std::nextafter(static_cast<float>(value), -kInfinity); }
-float Up(double value) { return std::nextafter(static_cast<float>(value), kInfinity); }
 
 bool IsUsual(float number) { return std::fabs(number) <= kLargest; }
 
@@ -60,6 +58,19 @@ constexpr Way kWays[4] = {{0, 1}, {1, 1}, {0, -1}, {1, -1}};
 // The greatest coordinate of the box in the way's direction.
 float Front(const Box& box, const Way& way) {
   return way.sign > 0 ? box.high[way.across] : -box.low[way.across];
+}
+
+// The least float that `front` is not more than `distance` away from, in single precision.
+float LeastNotMoreThan(float distance, float front) {
+  float yes = -kInfinity, no = kInfinity;
+  for (float middle = 0; yes < middle && middle < no;) {
+    (front - middle > distance ? yes : no) = middle;
+    const double between =
+        (static_cast<double>(std::max(yes, -FLT_MAX)) + static_cast<double>(std::min(no, FLT_MAX))) / 2;
+    middle = static_cast<float>(between);
+    if (middle == no) middle = NextDown(no);
+  }
+  return no;
 }
 
 struct Collector {
@@ -144,8 +155,11 @@ PreparedPath::PreparedPath(const CorePath& path, float tolerance, bool testFill,
   for (int i = 0; i < static_cast<int>(segments_.size()); ++i) Prepare(i, parts);
   for (int ray = 0; ray < 4; ++ray) {
     const Way& way = kWays[ray];
-    if (parts.front[ray] >= 0)
-      parts.rays[ray].push_back({-kInfinity, kInfinity, kInfinity, parts.front[ray]});
+    if (parts.front[ray] >= 0) {
+      const float front = Front(BoxOf(segments_[static_cast<std::size_t>(parts.front[ray])]), way);
+      const float diagonal = HitQuery(0, 0, tolerance_).diagonal;
+      parts.rays[ray].push_back({-kInfinity, kInfinity, LeastNotMoreThan(diagonal, front), kCertain});
+    }
     rays_[ray].Build(parts.rays[ray], parts.box.low[way.Along()], parts.box.high[way.Along()]);
   }
   for (int axis = 0; axis < 2; ++axis)
@@ -179,7 +193,7 @@ void PreparedPath::PrepareLine(int index, Parts& parts) {
   const HitQuery query(0, 0, tolerance_);
   const double reach = static_cast<double>(_mm_cvtss_f32(query.segmentReach)) + 2 * box.Rounding();
   const CorePathPoint &a = segment.points[0], &b = segment.points[1];
-  parts.sticks.push_back({{a.x, a.y}, {b.x, b.y}, Up(reach), index, false});
+  parts.sticks.push_back({{a.x, a.y}, {b.x, b.y}, Above(reach), index, false});
   for (int axis = 0; axis < 2; ++axis) {
     if (!(box.Size(1 - axis) > 0)) continue;
     for (const float level : {box.low[axis], box.high[axis]}) {
@@ -210,8 +224,9 @@ void PreparedPath::AddLineRays(int index, Parts& parts) const {
         std::max(along * static_cast<double>(box.Largest(way.across)) * 0x1p-18, 1e-29) / across, 1e30);
     const double bound =
         static_cast<double>(Front(box, way)) - diagonal + std::fabs(diagonal) * 0x1p-20 + 1e-30;
-    parts.rays[ray].push_back({Down(static_cast<double>(box.low[way.Along()]) - hidden),
-                               Up(static_cast<double>(box.high[way.Along()]) + hidden), Up(bound), index});
+    parts.rays[ray].push_back({Below(static_cast<double>(box.low[way.Along()]) - hidden),
+                               Above(static_cast<double>(box.high[way.Along()]) + hidden), Above(bound),
+                               index});
   }
 }
 
@@ -238,9 +253,9 @@ void PreparedPath::AddCurveRays(int index, const SampleRow* samples, Parts& part
     const float low = box.low[way.Along()], high = box.high[way.Along()];
     if (!inPieces_) {
       const double rounding = box.Rounding();
-      parts.rays[ray].push_back({Down(static_cast<double>(low) - rounding),
-                                 Up(static_cast<double>(high) + rounding),
-                                 Up(static_cast<double>(Front(box, way)) + rounding), index});
+      parts.rays[ray].push_back({Below(static_cast<double>(low) - rounding),
+                                 Above(static_cast<double>(high) + rounding),
+                                 Above(static_cast<double>(Front(box, way)) + rounding), index});
       continue;
     }
     RaySamples row;
@@ -270,7 +285,8 @@ void PreparedPath::AddCurveSticks(int index, const SampleRow* samples, Parts& pa
     for (to = from + 1; to + 1 < kSamples && isShared(to) && isShared(to + 1);) ++to;
     const bool single = to == from + 1;
     parts.sticks.push_back({at(from), single ? at(to) : at(from),
-                            Up(single ? reach : reach + static_cast<double>(shared) * 1.001), index, true});
+                            Above(single ? reach : reach + static_cast<double>(shared) * 1.001), index,
+                            true});
   }
 }
 
@@ -280,19 +296,24 @@ bool PreparedPath::Touches(const CorePointF& point) const {
   return (testFill_ && IsInside(point.x, point.y)) || (testOutline_ && IsOnOutline(point.x, point.y));
 }
 
+// Nearly all points get their answers without a question and without a branch that could be guessed wrong.
 bool PreparedPath::IsInside(float x, float y) const {
-  unsigned missing = kEveryRay;
-  if (!unusual_.empty()) {
-    const HitQuery query(x, y, tolerance_);
-    HitVisitor<true> visitor{query};
-    for (const int index : unusual_) {
-      if (Test(segments_[static_cast<std::size_t>(index)], visitor)) return true;
-    }
-    missing = visitor.missing;
-  }
   const float along[4] = {y, x, y, x}, across[4] = {x, y, -x, -y};
+  bool all = true, asks = !unusual_.empty();
+  for (int ray = 0; ray < 4; ++ray) {
+    const BandTable::Answer answer = rays_[ray].Look(along[ray], across[ray]);
+    all &= answer == BandTable::Answer::kYes;
+    asks |= answer == BandTable::Answer::kAsk;
+  }
+  if (!asks) return all;
+
+  const HitQuery query(x, y, tolerance_);
+  HitVisitor<true> visitor{query};
+  for (const int index : unusual_) {
+    if (Test(segments_[static_cast<std::size_t>(index)], visitor)) return true;
+  }
   for (unsigned ray = 0; ray < 4; ++ray) {
-    if ((missing >> ray & 1u) == 0) continue;
+    if ((visitor.missing >> ray & 1u) == 0) continue;
     const auto ask = [&](int segment) { return IsCrossed(segment, 1u << ray, x, y); };
     if (!rays_[ray].Any(along[ray], across[ray], ask)) return false;
   }

@@ -123,7 +123,6 @@ void CrewMember::Handle(WireReader message, const Deliver& deliver) {
   if (!ready_) {
     if (!message.Take<bool>()) throw Error(ErrorKind::kInput, "worker", message.TakeResult().message);
     ready_ = true;
-    vainStarts_ = 0;
     return;
   }
   while (!message.AtEnd()) {
@@ -131,6 +130,7 @@ void CrewMember::Handle(WireReader message, const Deliver& deliver) {
     JobResult result = message.TakeResult();
     // Results come in the order of the jobs.
     if (jobs_.empty() || sequence != jobs_.front().sequence) throw BrokenMessage("a result of no job");
+    vainStarts_ = 0;
     const RunningJob job = std::move(jobs_.front());
     jobs_.pop_front();
     result.id = job.job.id;
@@ -153,8 +153,10 @@ std::optional<CrewMember::Blame> CrewMember::Replace(std::deque<RunningJob>& aga
   std::string end = worker_->WaitForEnd();
   if (confused_) end = "sent what is no result";
   MarkWritten();
-  if (!ready_ && ++vainStarts_ == kVainStarts) {
-    throw Error(ErrorKind::kLimit, options_.program, "workers end before they begin: " + end);
+  // Of a job that is to blame the attempts are counted.
+  if (running == 0 && ++vainStarts_ == kVainStarts) {
+    throw Error(ErrorKind::kLimit, options_.program,
+                (ready_ ? "workers end without a result: " : "workers end before they begin: ") + end);
   }
   std::optional<Blame> blame;
   for (; !jobs_.empty(); jobs_.pop_back()) {

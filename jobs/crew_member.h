@@ -60,7 +60,7 @@ class CrewMember {
 
   // Replaces a worker that has ended, and ends one that has not. The job that it was running, if any, is to
   // blame and returned; of a worker that fell silent or sent what is no result, the one that was due. The
-  // others go to the front of `again`. Throws Error when workers keep ending before they begin.
+  // others go to the front of `again`. Throws Error when workers keep ending without a result.
   [[nodiscard]] std::optional<Blame> Replace(std::deque<RunningJob>& again);
 
   // Lets the worker go.

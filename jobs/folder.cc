@@ -3,6 +3,7 @@
 // component is never followed: the file comes by link and rename, which take a link's own place.
 #include "folder.h"
 
+#include "retried.h"
 #include "temporary_file.h"
 
 #include <fcntl.h>
@@ -31,7 +32,8 @@ int OpenNoLinks(int root, const std::string& name, int flags) {
     const std::size_t slash = name.find('/', from);
     const bool last = slash == std::string::npos;
     const std::string component = name.substr(from, last ? slash : slash - from);
-    const int fd = openat(at.get(), component.c_str(), (last ? flags : kFolderFlags) | O_NOFOLLOW);
+    const int fd = base::Retried(
+        [&] { return openat(at.get(), component.c_str(), (last ? flags : kFolderFlags) | O_NOFOLLOW); });
     if (last) return fd;
     at = OpenDescriptor(fd);
     from = slash + 1;
@@ -44,7 +46,7 @@ int OpenBelow(int root, const std::string& name, int flags) {
   open_how how = {};
   how.flags = static_cast<std::uint64_t>(flags);
   how.resolve = RESOLVE_BENEATH | RESOLVE_NO_MAGICLINKS;
-  const long fd = syscall(SYS_openat2, root, name.c_str(), &how, sizeof how);
+  const long fd = base::Retried([&] { return syscall(SYS_openat2, root, name.c_str(), &how, sizeof how); });
   // Kernels before 5.6 do not have the call, and filters of containers refuse calls that they do not know.
   if (fd < 0 && (errno == ENOSYS || errno == EPERM)) return OpenNoLinks(root, name, flags);
   return static_cast<int>(fd);
@@ -61,9 +63,9 @@ mode_t NewFileMode() {
 
 bool WriteAll(int fd, std::string_view bytes) {
   while (!bytes.empty()) {
-    const ssize_t written = write(fd, bytes.data(), bytes.size());
-    if (written < 0 && errno != EINTR) return false;
-    if (written > 0) bytes.remove_prefix(static_cast<std::size_t>(written));
+    const ssize_t written = base::Retried([&] { return write(fd, bytes.data(), bytes.size()); });
+    if (written < 0) return false;
+    bytes.remove_prefix(static_cast<std::size_t>(written));
   }
   return true;
 }
@@ -104,7 +106,7 @@ OpenDescriptor::~OpenDescriptor() {
 Folder::Folder(std::string path, ErrorKind kind, std::vector<KeptFile> kept)
     : path_(std::move(path)),
       kind_(kind),
-      root_(open(path_.c_str(), kFolderFlags)),
+      root_(base::Retried([this] { return open(path_.c_str(), kFolderFlags); })),
       openError_(errno),
       kept_(std::move(kept)) {}
 

@@ -9,6 +9,8 @@
 
 #include <tovkit/geometry.h>
 
+#include <memory>
+
 namespace jobs {
 
 namespace {
@@ -26,12 +28,10 @@ void WriteMap(const HitJob& job, const CorePath& path, Observer& observer) {
 
 std::vector<bool> Run(const HitJob& job, Observer& observer) {
   const CorePath path = ReadPath(job.path, job.id, observer);
-  std::vector<bool> hits;
-  for (const CorePointF point : job.points) {
-    hits.push_back(tovkit::HitTestPath(point, job.tolerance, path, 0, job.fill, kCoreFillWinding));
-  }
+  const std::unique_ptr<bool[]> hits(new bool[job.points.size()]);
+  tovkit::HitTestPathPoints(job.points.data(), job.points.size(), job.tolerance, path, job.fill, hits.get());
   if (job.map) WriteMap(job, path, observer);
-  return hits;
+  return std::vector<bool>(hits.get(), hits.get() + job.points.size());
 }
 
 }  // namespace jobs

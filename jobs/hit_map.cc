@@ -13,6 +13,9 @@
 #include <algorithm>
 #include <cassert>
 #include <cmath>
+#include <cstddef>
+#include <memory>
+#include <new>
 
 namespace jobs {
 
@@ -112,10 +115,40 @@ class OutlineBuilder {
   const CorePathPoint* last_ = nullptr;  // the end of the last segment
 };
 
-std::uint32_t ColorAt(const CorePath& path, float tolerance, CorePointF point) {
-  if (!tovkit::HitTestPath(point, tolerance, path, 0, true, kCoreFillWinding)) return kMapMiss;
-  return tovkit::HitTestPath(point, tolerance, path, 0, false, kCoreFillWinding) ? kMapOutline : kMapInside;
-}
+// The verdicts on the pixels of some rows, of both tests, which are asked for many pixels at once.
+class Verdicts {
+ public:
+  static constexpr int kPixels = 1 << 18;  // of the rows together; of a longer row, its own
+
+  // Of the rows from `first` on; false when memory is short.
+  bool Ask(const CorePath& path, float tolerance, const View& view, int first, int rows) {
+    const auto count = static_cast<std::size_t>(view.width) * static_cast<std::size_t>(rows);
+    if (!points_) {
+      points_.reset(new (std::nothrow) CorePointF[count]);
+      shape_.reset(new (std::nothrow) bool[count]);
+      outline_.reset(new (std::nothrow) bool[count]);
+    }
+    if (!points_ || !shape_ || !outline_) return false;
+    for (int row = 0; row < rows; ++row) {
+      for (int column = 0; column < view.width; ++column)
+        points_[static_cast<std::size_t>(row) * static_cast<std::size_t>(view.width) +
+                static_cast<std::size_t>(column)] = view.CenterOf(column, first + row);
+    }
+    tovkit::HitTestPathPoints(points_.get(), count, tolerance, path, true, shape_.get());
+    tovkit::HitTestPathPoints(points_.get(), count, tolerance, path, false, outline_.get());
+    return true;
+  }
+
+  std::uint32_t ColorOf(std::size_t pixel) const {
+    if (!shape_[pixel]) return kMapMiss;
+    return outline_[pixel] ? kMapOutline : kMapInside;
+  }
+
+ private:
+  std::unique_ptr<CorePointF[]> points_;
+  std::unique_ptr<bool[]> shape_;
+  std::unique_ptr<bool[]> outline_;
+};
 
 void Put(std::uint8_t* pixel, std::uint32_t argb) {
   for (int i = 0; i < 3; ++i) pixel[i] = static_cast<std::uint8_t>(argb >> (8 * i));
@@ -128,12 +161,17 @@ bool DrawHitMap(const CorePath& path, float tolerance, int size, Observer& obser
   const View view = {ViewOfHitMap(path, tolerance, size)};
   if (!map.Create(view.width, view.height, 24)) return false;
   observer.BeginPart("map", view.height);
-  for (int row = 0; row < view.height; ++row) {
-    std::uint8_t* pixel = map.GetRow(row);
-    for (int column = 0; column < view.width; ++column, pixel += 3) {
-      Put(pixel, ColorAt(path, tolerance, view.CenterOf(column, row)));
+  const int atOnce = std::clamp(Verdicts::kPixels / view.width, 1, view.height);
+  Verdicts verdicts;
+  for (int first = 0; first < view.height; first += atOnce) {
+    const int rows = std::min(atOnce, view.height - first);
+    if (!verdicts.Ask(path, tolerance, view, first, rows)) return false;
+    std::size_t asked = 0;
+    for (int row = first; row < first + rows; ++row) {
+      std::uint8_t* pixel = map.GetRow(row);
+      for (int column = 0; column < view.width; ++column, pixel += 3) Put(pixel, verdicts.ColorOf(asked++));
+      observer.Advance();
     }
-    observer.Advance();
   }
   observer.EndPart();
   OutlineBuilder builder(view);

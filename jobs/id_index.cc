@@ -4,6 +4,7 @@
 #include "id_index.h"
 
 #include "error.h"
+#include "retried.h"
 #include "sha256.h"
 
 #include <fcntl.h>
@@ -31,22 +32,25 @@ constexpr std::uint64_t kFirstPlaces = 4096;
 OpenDescriptor OpenNameless(std::uint64_t places) {
   std::error_code error;
   std::string name = std::filesystem::temp_directory_path(error).string();
-  int fd = open(name.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600);
+  int fd = base::Retried([&] { return open(name.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600); });
   if (fd < 0) {
     name += "/tovkit-ids-XXXXXX";
     fd = mkostemp(name.data(), O_CLOEXEC);
     if (fd >= 0) unlink(name.c_str());
   }
-  if (fd < 0 || ftruncate(fd, static_cast<off_t>(places * sizeof(IdIndex::Entry))) != 0) Fail();
+  const auto bytes = static_cast<off_t>(places * sizeof(IdIndex::Entry));
+  if (fd < 0 || base::Retried([=] { return ftruncate(fd, bytes); }) != 0) Fail();
   return OpenDescriptor(fd);
 }
 
 void ReadPlace(int fd, std::uint64_t place, IdIndex::Entry& entry) {
-  if (pread(fd, &entry, sizeof entry, static_cast<off_t>(place * sizeof entry)) != sizeof entry) Fail();
+  const auto at = static_cast<off_t>(place * sizeof entry);
+  if (base::Retried([&] { return pread(fd, &entry, sizeof entry, at); }) != sizeof entry) Fail();
 }
 
 void WritePlace(int fd, std::uint64_t place, const IdIndex::Entry& entry) {
-  if (pwrite(fd, &entry, sizeof entry, static_cast<off_t>(place * sizeof entry)) != sizeof entry) Fail();
+  const auto at = static_cast<off_t>(place * sizeof entry);
+  if (base::Retried([&] { return pwrite(fd, &entry, sizeof entry, at); }) != sizeof entry) Fail();
 }
 
 bool IsTaken(const IdIndex::Entry& entry) { return (entry.fingerprint[0] | entry.fingerprint[1]) != 0; }
@@ -101,7 +105,8 @@ void IdIndex::Grow() {
   std::vector<Entry> entries(kFirstPlaces);
   for (std::uint64_t from = 0; from < count; from += entries.size()) {
     const std::size_t bytes = entries.size() * sizeof(Entry);
-    if (pread(old.get(), entries.data(), bytes, static_cast<off_t>(from * sizeof(Entry))) !=
+    const auto at = static_cast<off_t>(from * sizeof(Entry));
+    if (base::Retried([&] { return pread(old.get(), entries.data(), bytes, at); }) !=
         static_cast<ssize_t>(bytes)) {
       Fail();
     }

@@ -72,12 +72,12 @@ class Segments {
     CoreWalkPath(path.GetPoints(), path.GetPointCounter() + 1, *this);
   }
 
-  // As JSON; null for a record that begins none.
-  std::string JsonOf(int record) const {
-    const auto found = segments_.find(record);
-    if (found == segments_.end()) return "null";
-    std::string json = std::string(R"({"type":")") + found->second.type + R"(","points":[)";
-    for (const CorePointF& point : found->second.points) {
+  // The segment that decided a point, as JSON; null for a record that begins none.
+  std::string JsonOf(int record, const CorePointF& decided, float tolerance) const {
+    const Segment* const segment = Find(record, decided, tolerance);
+    if (segment == nullptr) return "null";
+    std::string json = std::string(R"({"type":")") + segment->type + R"(","points":[)";
+    for (const CorePointF& point : segment->points) {
       json += json.back() == '[' ? "[" : ",[";
       AppendNumber(json, static_cast<double>(point.x));
       json += ',';
@@ -87,12 +87,14 @@ class Segments {
     return json + "]}";
   }
 
-  bool Line(const CorePathPoint& from, const CorePathPoint& to) { return Add("line", &to, {&from, &to}); }
-  bool Quad(const CorePathPoint* p) { return Add("quadratic", p + 1, {p, p + 1, p + 2}); }
-  bool Cubic(const CorePathPoint* p) { return Add("cubic", p + 1, {p, p + 1, p + 2, p + 3}); }
-  bool Arc(const CorePathPoint* p) { return Add("arc", p + 1, {p, p + 4}); }
+  bool Line(const CorePathPoint& from, const CorePathPoint& to) {
+    return Add("line", &to, {&from, &to}, segments_);
+  }
+  bool Quad(const CorePathPoint* p) { return Add("quadratic", p + 1, {p, p + 1, p + 2}, segments_); }
+  bool Cubic(const CorePathPoint* p) { return Add("cubic", p + 1, {p, p + 1, p + 2, p + 3}, segments_); }
+  bool Arc(const CorePathPoint* p) { return Add("arc", p + 1, {p, p + 4}, segments_); }
   bool Close(const CorePathPoint& from, const CorePathPoint& start) {
-    return Add("close", &from, {&from, &start});
+    return Add("close", &from, {&from, &start}, closings_);
   }
 
  private:
@@ -101,17 +103,33 @@ class Segments {
     std::vector<CorePointF> points;
   };
 
-  // Of a line that a subpath is closed after, the line counts.
-  bool Add(const char* type, const CorePathPoint* record,
-           std::initializer_list<const CorePathPoint*> points) {
+  using ByRecord = std::map<int, Segment>;
+
+  bool Add(const char* type, const CorePathPoint* record, std::initializer_list<const CorePathPoint*> points,
+           ByRecord& segments) {
     Segment segment{type, {}};
     for (const CorePathPoint* const point : points) segment.points.push_back({point->x, point->y});
-    segments_.emplace(static_cast<int>(record - records_), std::move(segment));
+    segments.emplace(static_cast<int>(record - records_), std::move(segment));
     return false;
   }
 
+  // A line that a subpath is closed after and the closing have one record. The line is tested first, so the
+  // closing decided where the line by itself is no hit.
+  const Segment* Find(int record, const CorePointF& decided, float tolerance) const {
+    const auto segment = segments_.find(record);
+    const auto closing = closings_.find(record);
+    if (closing == closings_.end()) return segment == segments_.end() ? nullptr : &segment->second;
+    if (segment == segments_.end()) return &closing->second;
+    CorePath line;
+    line.MoveTo(segment->second.points.front().x, segment->second.points.front().y);
+    line.LineTo(segment->second.points.back().x, segment->second.points.back().y);
+    const bool isLine = tovkit::HitTestPath(decided, tolerance, line, 0, false, kCoreFillWinding);
+    return isLine ? &segment->second : &closing->second;
+  }
+
   const CorePathPoint* records_;
-  std::map<int, Segment> segments_;
+  ByRecord segments_;
+  ByRecord closings_;
 };
 
 void AppendRays(std::string& json, unsigned rays) {
@@ -131,7 +149,8 @@ void AppendRays(std::string& json, unsigned rays) {
   json += ']';
 }
 
-void AppendDetail(std::string& json, const tovkit::HitTestDetail& detail, const Segments& segments) {
+void AppendDetail(std::string& json, const CorePointF& point, float tolerance,
+                  const tovkit::HitTestDetail& detail, const Segments& segments) {
   json += detail.hit ? R"({"hit":true,"distance":)" : R"({"hit":false,"distance":)";
   if (std::isfinite(detail.distance)) {
     AppendNumber(json, detail.distance);
@@ -139,7 +158,7 @@ void AppendDetail(std::string& json, const tovkit::HitTestDetail& detail, const 
     json += "null";
   }
   json += R"(,"record":)" + (detail.record < 0 ? "null" : std::to_string(detail.record));
-  json += R"(,"segment":)" + segments.JsonOf(detail.record);
+  json += R"(,"segment":)" + segments.JsonOf(detail.record, point, tolerance);
   AppendRays(json, detail.rays);
   json += '}';
 }
@@ -168,7 +187,7 @@ void RunInlineHitKind(Members& members, JobBench& bench, JobResult& result) {
   std::string json = R"({"results":[)";
   for (const CorePointF point : question.job.points) {
     if (json.back() != '[') json += ',';
-    AppendDetail(json,
+    AppendDetail(json, point, question.job.tolerance,
                  tovkit::HitTestPathDetail(point, question.job.tolerance, question.path, question.job.fill),
                  segments);
   }

@@ -4,6 +4,7 @@
 #include "input.h"
 
 #include "error.h"
+#include "retried.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -25,7 +26,9 @@ class Reader {
  public:
   Reader(int fd, const std::string& name) : name_(name), fd_(fd), opened_(false) {}
   explicit Reader(const std::string& path)
-      : name_(path), fd_(open(path.c_str(), O_RDONLY | O_CLOEXEC)), opened_(true) {
+      : name_(path),
+        fd_(base::Retried([&] { return open(path.c_str(), O_RDONLY | O_CLOEXEC); })),
+        opened_(true) {
     if (fd_ < 0) FailWithErrno(path);
   }
   ~Reader() {
@@ -36,10 +39,7 @@ class Reader {
 
   // 0 at the end.
   std::size_t Read(char* to, std::size_t size) {
-    ssize_t length = 0;
-    do {
-      length = read(fd_, to, size);
-    } while (length < 0 && errno == EINTR);
+    const ssize_t length = base::Retried([&] { return read(fd_, to, size); });
     if (length < 0) FailWithErrno(name_);
     return static_cast<std::size_t>(length);
   }

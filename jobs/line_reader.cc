@@ -3,6 +3,7 @@
 #include "line_reader.h"
 
 #include "error.h"
+#include "retried.h"
 
 #include <poll.h>
 #include <unistd.h>
@@ -17,10 +18,7 @@ namespace jobs {
 bool LineReader::Fill() {
   buffer_.resize(65536);
   searched_ = 0;
-  ssize_t length = 0;
-  do {
-    length = read(fd_, buffer_.data(), buffer_.size());
-  } while (length < 0 && errno == EINTR);
+  const ssize_t length = base::Retried([this] { return read(fd_, buffer_.data(), buffer_.size()); });
   const int error = errno;
   buffer_.resize(static_cast<std::size_t>(std::max<ssize_t>(length, 0)));
   at_ = 0;
@@ -36,8 +34,7 @@ bool LineReader::IsReady() {
     pollfd input = {fd_, POLLIN, 0};
     if (poll(&input, 1, 0) == 0) return false;
     char piece[65536];
-    const ssize_t length = read(fd_, piece, sizeof piece);
-    if (length < 0 && errno == EINTR) continue;
+    const ssize_t length = base::Retried([&] { return read(fd_, piece, sizeof piece); });
     if (length <= 0) return true;
     buffer_.erase(0, at_);
     searched_ -= std::min(searched_, at_);

@@ -5,6 +5,7 @@
 
 #include "error.h"
 #include "line_reader.h"
+#include "retried.h"
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -47,14 +48,14 @@ off_t CompleteBytes(int fd, off_t size) {
 bool IsCutResult(int fd, off_t from) {
   constexpr std::string_view kBegin = "{\"id\":";
   char begin[kBegin.size()] = {};
-  const ssize_t length = pread(fd, begin, sizeof begin, from);
+  const ssize_t length = base::Retried([&] { return pread(fd, begin, sizeof begin, from); });
   if (length <= 0) return false;
   const std::string_view found(begin, static_cast<std::size_t>(length));
   return found == kBegin.substr(0, found.size()) || found.find_first_not_of('\0') == found.npos;
 }
 
 OpenDescriptor OpenToRead(const std::string& path) {
-  OpenDescriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  OpenDescriptor file(base::Retried([&] { return open(path.c_str(), O_RDONLY | O_CLOEXEC); }));
   if (file.get() < 0) Fail(ErrorKind::kInput, path, "cannot open the file");
   return file;
 }
@@ -84,11 +85,11 @@ std::uint64_t RankOf(JobState state) {
 }  // namespace
 
 ResultsFile::ResultsFile(const std::string& path)
-    : path_(path),
-      stood_(access(path.c_str(), F_OK) == 0),
-      file_(open(path.c_str(), O_RDWR | O_CREAT | O_APPEND | O_CLOEXEC, 0666)) {
+    : path_(path), stood_(access(path.c_str(), F_OK) == 0), file_(base::Retried([&] {
+        return open(path.c_str(), O_RDWR | O_CREAT | O_APPEND | O_CLOEXEC, 0666);
+      })) {
   if (file_.get() < 0) Fail(ErrorKind::kOutput, path, "cannot open the file");
-  if (flock(file_.get(), LOCK_EX | LOCK_NB) != 0) {
+  if (base::Retried([&] { return flock(file_.get(), LOCK_EX | LOCK_NB); }) != 0) {
     if (errno != EWOULDBLOCK) Fail(ErrorKind::kOutput, path, "cannot lock the file");
     throw Error(ErrorKind::kOutput, path, "another batch is writing its results there");
   }
@@ -101,7 +102,7 @@ ResultsFile::ResultsFile(const std::string& path)
   if (complete != status.st_size && !IsCutResult(file_.get(), complete)) {
     throw Error(ErrorKind::kOutput, path, "no file of results: its last line is none");
   }
-  if (complete != status.st_size && ftruncate(file_.get(), complete) != 0) {
+  if (complete != status.st_size && base::Retried([&] { return ftruncate(file_.get(), complete); }) != 0) {
     Fail(ErrorKind::kOutput, path, "cannot cut off the last line");
   }
 }
@@ -122,8 +123,8 @@ void ResultsFile::Append(const std::string& lines) {
   struct stat before = {};
   fstat(file_.get(), &before);
   for (std::size_t at = 0; at < lines.size();) {
-    const ssize_t length = write(file_.get(), lines.data() + at, lines.size() - at);
-    if (length < 0 && errno == EINTR) continue;
+    const ssize_t length =
+        base::Retried([&] { return write(file_.get(), lines.data() + at, lines.size() - at); });
     if (length < 0) {
       const int error = errno;
       // If this fails too, the next run cuts the rest off.

@@ -3,6 +3,8 @@
 // drawing it.
 #include "sha256.h"
 
+#include "retried.h"
+
 #include <openssl/evp.h>
 #include <unistd.h>
 
@@ -49,12 +51,11 @@ std::string Sha256OfFile(int fd) {
   bool hashed = context != nullptr && EVP_DigestInit_ex(context.get(), Method(), nullptr) == 1;
   char piece[65536];
   for (off_t at = 0; hashed;) {
-    const ssize_t read = pread(fd, piece, sizeof piece, at);
-    if (read < 0 && errno != EINTR) return "";
-    if (read == 0) break;
-    if (read < 0) continue;
-    hashed = EVP_DigestUpdate(context.get(), piece, static_cast<std::size_t>(read)) == 1;
-    at += read;
+    const ssize_t count = base::Retried([&] { return pread(fd, piece, sizeof piece, at); });
+    if (count < 0) return "";
+    if (count == 0) break;
+    hashed = EVP_DigestUpdate(context.get(), piece, static_cast<std::size_t>(count)) == 1;
+    at += count;
   }
   unsigned char digest[EVP_MAX_MD_SIZE];
   unsigned int length = 0;

@@ -3,6 +3,8 @@
 // elsewhere the file has a name that the next run knows and clears away.
 #include "temporary_file.h"
 
+#include "retried.h"
+
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
@@ -47,8 +49,11 @@ bool IsAt(const std::string& name, const struct stat& file) {
 // Removes the file if it is one of ours whose owner is dead.
 void RemoveIfAbandoned(const std::string& name) {
   constexpr int kFlags = O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
-  int fd = open(name.c_str(), O_RDONLY | kFlags);
-  if (fd < 0 && errno == EACCES) fd = open(name.c_str(), O_WRONLY | kFlags);
+  const auto openAs = [&](int mode) {
+    return base::Retried([&] { return open(name.c_str(), mode | kFlags); });
+  };
+  int fd = openAs(O_RDONLY);
+  if (fd < 0 && errno == EACCES) fd = openAs(O_WRONLY);
   if (fd < 0) return;
   struct stat file {};
   if (fstat(fd, &file) == 0 && S_ISREG(file.st_mode) && file.st_uid == geteuid() &&
@@ -94,7 +99,8 @@ void TemporaryFile::RemoveAbandoned(const std::string& target) {
 
 void TemporaryFile::OpenNameless(mode_t mode) {
   const std::string folder = FolderOf(target_);
-  const int fd = open(folder.empty() ? "." : folder.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600);
+  const char* const path = folder.empty() ? "." : folder.c_str();
+  const int fd = base::Retried([=] { return open(path, O_TMPFILE | O_RDWR | O_CLOEXEC, 0600); });
   if (fd < 0) return;
   // The only path of a file without a name leads through /proc, which may be missing.
   static const bool isThere = access(PathOf(fd).c_str(), F_OK) == 0;
@@ -117,11 +123,12 @@ void TemporaryFile::OpenNamed(mode_t mode) {
 
 bool TemporaryFile::OpenAt(const std::string& name, mode_t mode) {
   const EndHeldBack held;
-  const int fd = open(name.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+  const int fd =
+      base::Retried([&] { return open(name.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600); });
   if (fd < 0) return false;
   // Before the lock was held, another process may have taken the file for abandoned and removed it.
   struct stat file {};
-  flock(fd, LOCK_EX);
+  base::Retried([=] { return flock(fd, LOCK_EX); });
   if (fstat(fd, &file) != 0 || !IsAt(name, file)) {
     close(fd);
     errno = EEXIST;

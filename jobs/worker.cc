@@ -6,6 +6,7 @@
 
 #include "error.h"
 #include "job_runner.h"
+#include "retried.h"
 #include "sanitized.h"
 #include "wire.h"
 
@@ -69,8 +70,7 @@ class Worker final : private RunWatcher {
   bool Receive(std::string_view& message) {
     char piece[65536];
     while (!frames_.Next(message)) {
-      const ssize_t length = read(kWorkerSocket, piece, sizeof piece);
-      if (length < 0 && errno == EINTR) continue;
+      const ssize_t length = base::Retried([&] { return read(kWorkerSocket, piece, sizeof piece); });
       if (length <= 0) return false;
       frames_.Append(piece, static_cast<std::size_t>(length));
     }
@@ -121,9 +121,10 @@ class Worker final : private RunWatcher {
     if (results_.empty()) return true;
     const std::string frame = results_.TakeFrame();
     for (std::size_t at = 0; at < frame.size();) {
-      const ssize_t length = send(kWorkerSocket, frame.data() + at, frame.size() - at, MSG_NOSIGNAL);
-      if (length < 0 && errno != EINTR) return false;
-      if (length > 0) at += static_cast<std::size_t>(length);
+      const ssize_t length = base::Retried(
+          [&] { return send(kWorkerSocket, frame.data() + at, frame.size() - at, MSG_NOSIGNAL); });
+      if (length < 0) return false;
+      at += static_cast<std::size_t>(length);
     }
     return true;
   }

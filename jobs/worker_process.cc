@@ -4,6 +4,7 @@
 #include "worker_process.h"
 
 #include "error.h"
+#include "retried.h"
 #include "sanitized.h"
 
 #include <tovkit/util.h>
@@ -94,7 +95,8 @@ WorkerProcess::WorkerProcess(const std::string& program, const WorkerSettings& s
   socket_ = MoveUp(ends[0]);
   const OpenDescriptor theirs = MoveUp(ends[1]);
   const OpenDescriptor page = MoveUp(memfd_create("tovkit-job", MFD_CLOEXEC));
-  if (socket_.get() < 0 || theirs.get() < 0 || ftruncate(page.get(), sizeof(WorkerStatus)) != 0) {
+  if (socket_.get() < 0 || theirs.get() < 0 ||
+      base::Retried([&] { return ftruncate(page.get(), sizeof(WorkerStatus)); }) != 0) {
     Fail(program, errno);
   }
   fcntl(socket_.get(), F_SETFL, O_NONBLOCK);
@@ -125,9 +127,9 @@ void WorkerProcess::Send(const std::string& frame) {
 
 void WorkerProcess::SendMore() {
   while (HasMoreToSend()) {
-    const ssize_t length =
-        send(socket_.get(), toSend_.data() + sent_, toSend_.size() - sent_, MSG_NOSIGNAL | MSG_DONTWAIT);
-    if (length < 0 && errno == EINTR) continue;
+    const ssize_t length = base::Retried([this] {
+      return send(socket_.get(), toSend_.data() + sent_, toSend_.size() - sent_, MSG_NOSIGNAL | MSG_DONTWAIT);
+    });
     // A dead worker is noticed when its socket is read.
     if (length < 0) return;
     sent_ += static_cast<std::size_t>(length);
@@ -139,8 +141,8 @@ void WorkerProcess::SendMore() {
 bool WorkerProcess::Receive() {
   char piece[65536];
   for (;;) {
-    const ssize_t length = recv(socket_.get(), piece, sizeof piece, MSG_DONTWAIT);
-    if (length < 0 && errno == EINTR) continue;
+    const ssize_t length =
+        base::Retried([&] { return recv(socket_.get(), piece, sizeof piece, MSG_DONTWAIT); });
     if (length < 0) return errno == EAGAIN || errno == EWOULDBLOCK;
     if (length == 0) return false;
     frames_.Append(piece, static_cast<std::size_t>(length));
@@ -176,7 +178,7 @@ void WorkerProcess::Finish() {
 std::string WorkerProcess::WaitForEnd() {
   if (pid_ <= 0) return "";
   int status = 0;
-  while (waitpid(pid_, &status, 0) < 0 && errno == EINTR) continue;
+  base::Retried([&] { return waitpid(pid_, &status, 0); });
   pid_ = -1;
   if (WIFSIGNALED(status)) {
     return "ended by signal " + std::to_string(WTERMSIG(status)) + " (" + strsignal(WTERMSIG(status)) + ")";

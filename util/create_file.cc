@@ -3,12 +3,14 @@
 // The path is cut in place for each, which needs no memory that could be short on the way back.
 #include "tovkit/util.h"
 
+#include "retried.h"
+
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cstddef>
-#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -56,9 +58,9 @@ class MadeDirectories {
 
 // Creates an empty file unless one is there.
 bool TouchFile(const char* path) {
-  std::FILE* file = std::fopen(path, "a");
-  if (file == nullptr) return false;
-  std::fclose(file);
+  const int fd = base::Retried([=] { return open(path, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0666); });
+  if (fd < 0) return false;
+  close(fd);
   return true;
 }
 

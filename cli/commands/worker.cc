@@ -24,7 +24,7 @@ namespace {
 
 constexpr std::uint64_t kLeastMessage = 1024;
 constexpr std::uint64_t kMostMessage = 256u << 20;
-constexpr std::uint64_t kMostInline = 256u << 20;
+constexpr std::uint64_t kMostInline = 128u << 20;  // results are read back in lines of twice that
 constexpr int kMostPrefetch = 65535;
 
 struct WorkerCommand {

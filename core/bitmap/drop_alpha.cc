@@ -2,21 +2,25 @@
 // From 32 bits to 24 in place.
 #include "tovmx/dib.h"
 
+#include <emmintrin.h>
+
 #include <cstdlib>
 #include <cstring>
 
 namespace {
 
-// Four pixels of four bytes become three words; what is written never reaches what is still to be read.
+// Four pixels of four bytes become two times six bytes. Two more are written behind them, which never reaches
+// what is still to be read: rows are no farther to the right than they were.
 void DropFromRow(const std::uint8_t* from, std::size_t width, std::uint8_t* to) noexcept {
   constexpr std::size_t kAtOnce = 4;
+  const __m128i first = _mm_set1_epi64x(0xffffff);
+  const __m128i second = _mm_set1_epi64x(0xffffff000000);
   std::size_t x = 0;
   for (; x + kAtOnce <= width; x += kAtOnce, from += 16, to += 12) {
-    std::uint32_t in[4];
-    std::memcpy(in, from, sizeof in);
-    const std::uint32_t out[3] = {(in[0] & 0xffffffU) | in[1] << 24, (in[1] >> 8 & 0xffffU) | in[2] << 16,
-                                  (in[2] >> 16 & 0xffU) | in[3] << 8};
-    std::memcpy(to, out, sizeof out);
+    const __m128i in = _mm_loadu_si128(static_cast<const __m128i*>(static_cast<const void*>(from)));
+    const __m128i out = _mm_or_si128(_mm_and_si128(in, first), _mm_and_si128(_mm_srli_epi64(in, 8), second));
+    _mm_storel_epi64(static_cast<__m128i*>(static_cast<void*>(to)), out);
+    _mm_storel_epi64(static_cast<__m128i*>(static_cast<void*>(to + 6)), _mm_unpackhi_epi64(out, out));
   }
   for (; x < width; ++x, from += 4, to += 3) {
     for (int i = 0; i < 3; ++i) to[i] = from[i];

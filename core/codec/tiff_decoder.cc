@@ -157,7 +157,16 @@ bool ReadOther(TIFF* tiff, const TiffLayout& layout, CoreDib& bitmap, DecodeReas
   return true;
 }
 
+// A pixel may have 65,535 samples, and nearly no bytes in the file: the time that they take has a bound too.
+bool HasBoundedSamples(const TiffLayout& layout) {
+  const std::uint64_t pixels =
+      static_cast<std::uint64_t>(layout.width) * static_cast<unsigned>(layout.height);
+  return layout.samples <= 4 ||
+         pixels <= CoreCodecRegistry::Get().GetPixelLimit() / static_cast<unsigned>(layout.samples);
+}
+
 bool IsReadable(TIFF* tiff, const TiffLayout& layout, DecodeReason& reason) {
+  if (!HasBoundedSamples(layout)) return reason.OverLimit();
   std::uint16_t compression = COMPRESSION_NONE;
   TIFFGetFieldDefaulted(tiff, TIFFTAG_COMPRESSION, &compression);
   if (TIFFIsCODECConfigured(compression) == 0) return reason.Unsupported("TIFF compression %u", compression);

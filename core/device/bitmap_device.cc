@@ -5,6 +5,7 @@
 //     straight   a tile is ready when its pixels were found opaque; the first that are not begin the copy
 //     copy       a tile is ready when the copy has its pixels, those of the bitmap or of the last FillPage
 #include "device/canvas.h"
+#include "device/copy_surface.h"
 #include "device/pixels.h"
 #include "device/tiles.h"
 
@@ -32,10 +33,8 @@ tovmx::CairoSurfacePtr SurfaceOver(CoreDib& bitmap) {
       bitmap.GetBuffer(), CAIRO_FORMAT_ARGB32, bitmap.GetWidth(), bitmap.GetHeight(), bitmap.GetStride()));
 }
 
-// Takes memory only where it is written to.
-tovmx::CairoSurfacePtr EmptyCopy(const CoreDib& bitmap) {
-  return tovmx::CairoSurfacePtr(
-      cairo_image_surface_create(CAIRO_FORMAT_ARGB32, bitmap.GetWidth(), bitmap.GetHeight()));
+tovmx::CairoSurfacePtr CopyOf(const CoreDib& bitmap) {
+  return tovmx::CopySurface::Make(bitmap.GetWidth(), bitmap.GetHeight());
 }
 
 // The color that Cairo paints for a straight one, premultiplied.
@@ -56,8 +55,8 @@ std::uint32_t PaintedColor(std::uint32_t argb) {
 class BitmapCanvas final : public CoreCanvas {
  public:
   BitmapCanvas(CoreDib& bitmap, float dpi)
-      : CoreCanvas(bitmap.GetBitsPerPixel() == 32 ? SurfaceOver(bitmap) : EmptyCopy(bitmap),
-                   bitmap.GetWidth(), bitmap.GetHeight(), dpi / 96.0),
+      : CoreCanvas(bitmap.GetBitsPerPixel() == 32 ? SurfaceOver(bitmap) : CopyOf(bitmap), bitmap.GetWidth(),
+                   bitmap.GetHeight(), dpi / 96.0),
         bitmap_(bitmap),
         isStraight_(bitmap.GetBitsPerPixel() == 32),
         tiles_(bitmap.GetWidth(), bitmap.GetHeight()),
@@ -115,7 +114,7 @@ class BitmapCanvas final : public CoreCanvas {
   // What was painted so far is in the bitmap, from where the tiles come.
   void BeginCopy() {
     isStraight_ = false;
-    Replace(EmptyCopy(bitmap_));
+    Replace(CopyOf(bitmap_));
     tiles_.SetAll(false);
   }
 
@@ -127,6 +126,7 @@ class BitmapCanvas final : public CoreCanvas {
         cairo_surface_flush(Surface());
       }
       loads = true;
+      tovmx::CopySurface::Touch(Surface(), tile.top, tile.bottom);
       if (background_.has_value()) {
         tovmx::FillPixels(Surface(), tile, *background_);
       } else {

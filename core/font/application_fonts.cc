@@ -17,6 +17,7 @@ struct Shelf {
   std::vector<std::string> files;
   // One catalog for each source mask from 1 to 3, made when it is first asked for.
   std::array<std::shared_ptr<const FontCatalog>, 4> catalogs;
+  bool sharesNext = false;  // the configuration of the next catalog of the machine's fonts
 };
 
 std::atomic<std::uint64_t> generation{1};
@@ -58,6 +59,10 @@ std::shared_ptr<const FontCatalog> CatalogFor(int source) {
     const bool application = (mask & kCoreFontApplication) != 0;
     catalog = std::make_shared<const FontCatalog>((mask & kCoreFontSystem) != 0,
                                                   application ? shelf.files : std::vector<std::string>());
+    if (shelf.sharesNext && (mask & kCoreFontSystem) != 0 && catalog->Config() != nullptr) {
+      FcConfigSetCurrent(catalog->Config());
+      shelf.sharesNext = false;
+    }
   }
   return catalog;
 }
@@ -79,6 +84,17 @@ void UnregisterApplicationFonts() {
   FilesChanged(shelf);
 }
 
+// A catalog that was made before stays as it is, and Pango has read its own configuration by then.
+void ShareFontConfiguration() {
+  static std::atomic<bool> called{false};
+  if (called.exchange(true)) return;
+  Shelf& shelf = TheShelf();
+  const std::lock_guard guard(shelf.mutex);
+  shelf.sharesNext = true;
+}
+
 }  // namespace tovmx
+
+void CoreShareFontConfiguration() noexcept { tovmx::ShareFontConfiguration(); }
 
 std::uint64_t CoreFontGeneration() noexcept { return tovmx::FontGeneration(); }

@@ -55,6 +55,9 @@ class FontCatalog {
   std::unordered_map<std::string, std::size_t> byFullName_;  // folded full and PostScript names
 };
 
+// See CoreShareFontConfiguration.
+void ShareFontConfiguration();
+
 // The catalog of a source mask at this moment; sources outside the mask's bits count as none.
 std::shared_ptr<const FontCatalog> CatalogFor(int source);
 

@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <numeric>
 #include <string>
 #include <vector>
 
@@ -74,7 +75,10 @@ double AddRun(ShapedLine& line, PangoItem* item, PangoGlyphString* glyphs, const
   PangoFont* font = item->analysis.font;
   if (font == nullptr) return pen;
   cairo_scaled_font_t* scaled = pango_cairo_font_get_scaled_font(PANGO_CAIRO_FONT(font));
-  if (scaled == nullptr) return pen;
+  if (scaled == nullptr || cairo_scaled_font_status(scaled) != CAIRO_STATUS_SUCCESS) {
+    line.isWhole = false;
+    return pen;
+  }
 
   GlyphRun run;
   run.font.reset(cairo_scaled_font_reference(scaled));
@@ -134,16 +138,45 @@ std::vector<PangoItem*> InVisualOrder(GList* items) {
   return order;
 }
 
+// A weak direction yields to the first letter that has one (Unicode Bidirectional Algorithm, P2 and P3).
+GList* Itemize(PangoContext* context, const std::string& text) {
+  return pango_itemize_with_base_dir(context, PANGO_DIRECTION_WEAK_LTR, text.c_str(), 0,
+                                     static_cast<int>(text.size()), nullptr, nullptr);
+}
+
+bool IsLetter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
+
 }  // namespace
 
-ShapedLine ShapeLine(PangoContext* context, std::wstring_view wide, ColorPictures& pictures) {
+PlainItem::PlainItem(PangoContext* context) {
+  std::string ascii(0x7F - 0x20, '\0');
+  std::iota(ascii.begin(), ascii.end(), ' ');
+  const ItemList items(Itemize(context, ascii));
+  if (items == nullptr || items->next != nullptr) return;
+  const auto* const item = static_cast<PangoItem*>(items->data);
+  if (item->analysis.font != nullptr && item->analysis.level == 0)
+    item_.reset(pango_item_copy(const_cast<PangoItem*>(item)));
+}
+
+PangoItem* PlainItem::For(const std::string& text) const {
+  const auto isPrintable = [](char c) { return c >= ' ' && c <= '~'; };
+  // Without a letter the line would have another script.
+  if (item_ == nullptr || !std::all_of(text.begin(), text.end(), isPrintable) ||
+      std::none_of(text.begin(), text.end(), IsLetter))
+    return nullptr;
+  PangoItem* const item = pango_item_copy(item_.get());
+  item->length = item->num_chars = static_cast<int>(text.size());
+  return item;
+}
+
+ShapedLine ShapeLine(PangoContext* context, std::wstring_view wide, const PlainItem* plain,
+                     ColorPictures& pictures) {
   ShapedLine line;
   const std::string text = DrawableText(wide.data(), static_cast<int>(wide.size()));
   if (text.empty()) return line;
   const int length = static_cast<int>(text.size());
-  // A weak direction yields to the first letter that has one (Unicode Bidirectional Algorithm, P2 and P3).
-  const ItemList items(pango_itemize_with_base_dir(context, PANGO_DIRECTION_WEAK_LTR, text.c_str(), 0, length,
-                                                   nullptr, nullptr));
+  PangoItem* const whole = plain != nullptr ? plain->For(text) : nullptr;
+  const ItemList items(whole != nullptr ? g_list_prepend(nullptr, whole) : Itemize(context, text));
   const std::unique_ptr<PangoGlyphString, Release<pango_glyph_string_free>> glyphs(pango_glyph_string_new());
   double pen = 0;
   for (PangoItem* item : InVisualOrder(items.get())) {

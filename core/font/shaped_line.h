@@ -46,6 +46,7 @@ struct ShapedLine {
   Box ink;
   Box logical;
   std::size_t glyphCount = 0;
+  bool isWhole = true;  // else the file of a font cannot be read now, and its glyphs are missing
   mutable std::unique_ptr<const CoreTextDescription> told;  // what was told of it, at kReferenceSize
 };
 

@@ -7,8 +7,6 @@
 // the generation of the application's fonts has moved on, all three are dropped.
 #include "font/text_shaper.h"
 
-#include "font/line_shaping.h"
-
 #include <pango/pangocairo.h>
 #include <pango/pangofc-fontmap.h>
 
@@ -53,6 +51,10 @@ void TextShaper::DropStale() {
   const std::uint64_t now = FontGeneration();
   if (now == generation_) return;
   generation_ = now;
+  ForgetAll();
+}
+
+void TextShaper::ForgetAll() {
   byHash_.clear();
   lines_.clear();
   keptSize_ = 0;
@@ -110,11 +112,13 @@ const FontChoice& TextShaper::Resolve(const CoreFontRequest& request) {
 }
 
 ShapedLine TextShaper::ShapeNow(const CoreFontRequest& request, std::wstring_view text) {
-  const Typeface& face = TypefaceFor(request);
+  Typeface& face = TypefaceFor(request);
   PangoContext* context = SourceFor(request.source).context.get();
   pango_context_set_font_description(context, face.description.get());
   pango_context_set_language(context, pango_language_from_string(face.choice.language));
-  return ShapeLine(context, text, pictures_);
+  if (face.isUsed && face.plain == nullptr) face.plain = std::make_unique<PlainItem>(context);
+  face.isUsed = true;
+  return ShapeLine(context, text, face.plain.get(), pictures_);
 }
 
 std::size_t TextShaper::SizeOf(const Line& line) {
@@ -161,7 +165,14 @@ const ShapedLine* TextShaper::Shape(const CoreFontRequest& request, const wchar_
   }
   if (text.size() > kMaxKeptSize && isWanted(passing_)) return &passing_.shaped;
   if (SourceFor(request.source).catalog->IsEmpty()) return nullptr;
-  return Keep({hash, request, std::wstring(text), ShapeNow(request, text)});
+  ShapedLine shaped = ShapeNow(request, text);
+  if (!shaped.isWhole) {
+    // Pango remembers a font that it could not open, and the next call may find it again.
+    shaped = {};
+    ForgetAll();
+    return nullptr;
+  }
+  return Keep({hash, request, std::wstring(text), std::move(shaped)});
 }
 
 }  // namespace tovmx

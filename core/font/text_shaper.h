@@ -8,6 +8,7 @@
 #include "font/color_pictures.h"
 #include "font/font_catalog.h"
 #include "font/font_request.h"
+#include "font/line_shaping.h"
 #include "font/shaped_line.h"
 
 #include <pango/pango.h>
@@ -34,8 +35,8 @@ class TextShaper {
 
   // The line's glyphs at kReferenceSize, valid until the next call. A negative count means up to the NUL.
   // Null for a line that is refused: null characters, a size that is no positive finite number, more than
-  // kMaxLineLength characters, a source without fonts. Devices and MeasureText ask here, so that they refuse
-  // the same lines.
+  // kMaxLineLength characters, a source without fonts, a font whose file cannot be read now. Devices and
+  // MeasureText ask here, so that they refuse the same lines.
   [[nodiscard]] const ShapedLine* Shape(const CoreFontRequest& request, const wchar_t* characters, int count,
                                         float pixelSize);
 
@@ -59,6 +60,8 @@ class TextShaper {
     CoreFontRequest request;
     FontChoice choice;
     std::unique_ptr<PangoFontDescription, Release<pango_font_description_free>> description;
+    bool isUsed = false;  // a line was shaped: from the second on the plain item pays
+    std::unique_ptr<PlainItem> plain;
   };
   struct Line {
     std::size_t hash = 0;
@@ -68,6 +71,7 @@ class TextShaper {
   };
 
   void DropStale();
+  void ForgetAll();
   Source& SourceFor(int source);
   Typeface& TypefaceFor(const CoreFontRequest& request);
   ShapedLine ShapeNow(const CoreFontRequest& request, std::wstring_view text);

@@ -3,6 +3,8 @@
 // nothing does not throw stdio's buffer away.
 #include "tovmx/stream.h"
 
+#include "retried_file.h"
+
 #include <sys/types.h>
 
 #include <algorithm>
@@ -55,15 +57,15 @@ bool CoreMemoryOutputStream::Write(const void* from, std::size_t size) {
 
 namespace {
 
-std::FILE* OpenFile(const char* path, const char* mode) {
-  if (path != nullptr) return std::fopen(path, mode);
+std::FILE* OpenFile(const char* path, bool writes) {
+  if (path != nullptr) return tovmx::OpenRetriedFile(path, writes);
   errno = EINVAL;
   return nullptr;
 }
 
 }  // namespace
 
-CoreFileInputStream::CoreFileInputStream(const char* path) : file_(OpenFile(path, "rbe")) {
+CoreFileInputStream::CoreFileInputStream(const char* path) : file_(OpenFile(path, false)) {
   if (file_ == nullptr) return;
   if (fseeko(file_, 0, SEEK_END) == 0) {
     const off_t end = ftello(file_);
@@ -99,7 +101,7 @@ bool CoreFileInputStream::Seek(std::uint64_t position) {
 std::uint64_t CoreFileInputStream::GetPosition() const { return position_; }
 std::uint64_t CoreFileInputStream::GetSize() const { return size_; }
 
-CoreFileOutputStream::CoreFileOutputStream(const char* path) : file_(OpenFile(path, "wbe")) {}
+CoreFileOutputStream::CoreFileOutputStream(const char* path) : file_(OpenFile(path, true)) {}
 
 CoreFileOutputStream::~CoreFileOutputStream() {
   if (file_ != nullptr) std::fclose(file_);

@@ -205,6 +205,12 @@ struct Leads {
   std::uint64_t ofSurrogates;  // begin rows that may spell something: left to the scalar loop
 };
 
+// Bytes that stand in no character or only behind its first.
+__m256i IsLone(__m256i bytes) {
+  const __m256i trails = _mm256_andnot_si256(IsFrom(bytes, 0xC2), IsFrom(bytes, 0x80));
+  return _mm256_or_si256(trails, IsFrom(bytes, 0xF5));
+}
+
 Leads FindLeads(const Half& a, const Half& b) {
   const auto bits = [&a, &b](auto find) { return Bits(find(a), find(b)); };
   const auto from = [&bits](unsigned least) {
@@ -288,6 +294,8 @@ void WidenBytes(const char* text, wchar_t* out) {
 
 // The same for a block that is mixed; returns no progress where little of it can be taken.
 Utf8Progress DecodeMixedBlock(const char* block, const Half& first, const Half& second, wchar_t* out) {
+  // Rows of bytes that begin nothing are the scalar loop's, which goes through them at once.
+  if (AreAll(_mm256_and_si256(IsLone(first.bytes), IsLone(second.bytes)))) return {0, 0};
   const Characters characters = FindMixed(first, second);
   if (characters.size < kWorthwhile) return {0, 0};
   const auto count = static_cast<std::size_t>(_mm_popcnt_u64(characters.firsts));

@@ -141,10 +141,20 @@ std::size_t StorePair(__m128i forms, unsigned index, char* out) {
   return 2 + static_cast<std::size_t>(__builtin_popcount(index));
 }
 
+// So few characters beyond ASCII among eight are sooner written one by one.
+constexpr int kFew = 2;
+
 // Encodes the eight characters at `text`, of one to four bytes and escapes, and returns how many bytes count;
-// 0 where a surrogate is, a number that is no character, or an escape that may begin a row which spells one.
+// 0 where a surrogate is, a number that is no character, an escape that may begin a row which spells one, and
+// where the scalar loop is faster.
 std::size_t EncodeMixed(const wchar_t* text, __m256i characters, char* out) {
   const __m256i escapes = IsEscape(characters);
+  const auto from = [&](std::uint32_t least) {
+    return _mm256_andnot_si256(escapes, _mm256_cmpgt_epi32(characters, All(least - 1)));
+  };
+  const __m256i from2 = from(0x80);
+  const unsigned longer = LaneBits(from2);
+  if (longer != 0 && __builtin_popcount(longer) <= kFew) return 0;
   const __m256i surrogates = _mm256_cmpeq_epi32(Field(characters, 0xFFFFF800), All(0xD800));
   const __m256i inRange =
       _mm256_andnot_si256(_mm256_srai_epi32(characters, 31), _mm256_cmpgt_epi32(All(0x110000), characters));
@@ -153,14 +163,14 @@ std::size_t EncodeMixed(const wchar_t* text, __m256i characters, char* out) {
   const __m256i plain =
       _mm256_and_si256(_mm256_or_si256(escapes, _mm256_xor_si256(surrogates, All(~0U))), inRange);
   if (!AreAll(_mm256_andnot_si256(beginsRow, plain))) return 0;
-  const auto from = [&](std::uint32_t least) {
-    return _mm256_andnot_si256(escapes, _mm256_cmpgt_epi32(characters, All(least - 1)));
-  };
-  const __m256i from2 = from(0x80);
+  if (longer == 0) {
+    NarrowAscii(Field(characters, 0xFF), Field(characters, 0xFF), out);
+    return kLanes;
+  }
   const __m256i from3 = from(0x800);
   const __m256i from4 = from(0x10000);
   const __m256i forms = _mm256_blendv_epi8(ToForms(characters, from2, from3), ToLongForms(characters), from4);
-  const unsigned bits[3] = {LaneBits(from2), LaneBits(from3), LaneBits(from4)};
+  const unsigned bits[3] = {longer, LaneBits(from3), LaneBits(from4)};
   const auto index = [&bits](unsigned pair) {
     return (bits[0] >> 2 * pair & 3) | (bits[1] >> 2 * pair & 3) << 2 | (bits[2] >> 2 * pair & 3) << 4;
   };

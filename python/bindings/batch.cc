@@ -230,18 +230,28 @@ py::str RunJob(const py::object& line, const py::object& directory, const py::ob
   return {result};
 }
 
+PyObject* RefuseNewBatch(PyTypeObject*, PyObject*, PyObject*) {
+  PyErr_SetString(PyExc_TypeError, "Batch has no constructor: use batch()");
+  return nullptr;
+}
+
 }  // namespace
 
 void BindBatch(py::module_& module) {
-  py::class_<Batch>(module, "Batch",
-                    "Batch(workers, directory, input, fonts, report, timeout, memory, recycle, "
-                    "ordered)\n--\n\nJobs in worker processes.")
-      .def(py::init(&MakeBatch), py::arg("workers"), py::arg("directory"), py::arg("input"), py::arg("fonts"),
-           py::arg("report"), py::arg("timeout"), py::arg("memory"), py::arg("recycle"), py::arg("ordered"))
+  py::class_<Batch>(module, "Batch", py::custom_type_setup([](PyHeapTypeObject* type) {
+                      // An object that was made past batch() would hold none.
+                      type->ht_type.tp_new = RefuseNewBatch;
+                    }),
+                    "Jobs in worker processes.")
       .def("put", &Batch::Put, py::arg("job"), "put(self, job)\n--\n\nAdds a job: JSON on one line.")
       .def("next", &Batch::Next,
            "next(self)\n--\n\nWaits for the next result, a line of JSON; None at the end.")
       .def("stop", &Batch::Stop, "stop(self)\n--\n\nEnds the workers.");
+  module.def("batch", &MakeBatch, py::arg("workers"), py::arg("directory"), py::arg("input"),
+             py::arg("fonts"), py::arg("report"), py::arg("timeout"), py::arg("memory"), py::arg("recycle"),
+             py::arg("ordered"),
+             "batch(workers, directory, input, fonts, report, timeout, memory, recycle, ordered)\n--\n\n"
+             "Starts worker processes for jobs.");
   module.def("run_job", &RunJob,
              "run_job(job, directory, input, fonts, report, /)\n--\n\n"
              "Runs a job in this process; its result as a line of JSON.");

@@ -152,14 +152,14 @@ py::str Represent(const Image& image) {
   return py::str("<tovkit.Image {} {} x {}>").format(image.mode(), pixels->GetWidth(), pixels->GetHeight());
 }
 
-// An object that was made past everything that makes images would hold none, and its memory anything.
-PyObject* RefuseNew(PyTypeObject*, PyObject*, PyObject*) {
+PyObject* RefuseNewImage(PyTypeObject*, PyObject*, PyObject*) {
   PyErr_SetString(PyExc_TypeError, "tovkit.Image has no constructor: use open(), fromarray() or draw()");
   return nullptr;
 }
 
+// An object that was made past everything that makes images would hold none, and its memory anything.
 void SetSlots(PyHeapTypeObject* type) {
-  type->ht_type.tp_new = RefuseNew;
+  type->ht_type.tp_new = RefuseNewImage;
   type->ht_type.tp_as_buffer = &type->as_buffer;
   type->as_buffer.bf_getbuffer = Image::GetBuffer;
   type->as_buffer.bf_releasebuffer = Image::ReleaseBuffer;

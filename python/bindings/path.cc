@@ -22,7 +22,15 @@ constexpr double kPi = 3.14159265358979323846;
 
 float Coordinate(const Object& value, const char* name) { return NumberOf(value, name); }
 
-Path& Of(const Object& self) { return py::cast<Path&>(self); }
+// Path.__new__ alone makes an object without a path, and pybind11 would hand over memory that holds anything.
+Path& Of(const Object& self) {
+  if (!py::isinstance<Path>(self)) RefuseType("self", "a Path", self);
+  auto* const instance = reinterpret_cast<py::detail::instance*>(self.ptr());
+  if (!instance->get_value_and_holder().holder_constructed()) {
+    throw py::type_error("path: it was made without Path.__init__");
+  }
+  return py::cast<Path&>(self);
+}
 
 // Whether an operation that draws has a point to start from.
 Path& Started(const Object& self) {
@@ -82,14 +90,14 @@ Path ReadFile(const Object& file, const Object& id) {
   return {jobs::ReadPath(jobs::Input::File(path), element, indifferent)};
 }
 
-py::str Represent(const Path& path) {
-  return py::str("<tovkit.Path of {} records>").format(path.records.GetPointCounter() + 1);
+py::str Represent(const Object& self) {
+  return py::str("<tovkit.Path of {} records>").format(Of(self).records.GetPointCounter() + 1);
 }
 
 }  // namespace
 
 CorePath PathFrom(const Object& path) {
-  if (py::isinstance<Path>(path)) return py::cast<const Path&>(path).records;
+  if (py::isinstance<Path>(path)) return Of(path).records;
   if (PyUnicode_Check(path.ptr())) return jobs::ParseSvgPath(TextOf(path, "path"));
   RefuseType("path", "a Path or the text of an SVG path", path);
 }
@@ -190,7 +198,7 @@ Closes the subpath with a line to its start. Returns the path. Raises ValueError
 <tovkit.Path of 3 records>
 )");
   path.def(
-      "copy", [](const Path& self) { return self; }, R"(copy(self)
+      "copy", [](const Object& self) { return Path(Of(self)); }, R"(copy(self)
 --
 
 Returns a path of its own with the same records.

@@ -77,3 +77,31 @@ def test_jobs_are_loaded_when_they_are_asked_for() -> None:
 def test_the_version_is_that_of_the_command(command: str) -> None:
     text = subprocess.run([command, "--version"], check=True, capture_output=True, text=True).stdout
     assert text.split() == ["tovkit", tovkit.__version__]
+
+
+def bound_classes() -> list[type]:
+    return [found for found in vars(tovkit._tovkit).values()
+            if isinstance(found, type) and type(found).__name__ == "pybind11_type"]
+
+
+def test_every_bound_class_is_looked_at() -> None:
+    assert {bound.__name__ for bound in bound_classes()} == {"Batch", "Image", "Path"}
+
+
+@pytest.mark.parametrize("bound", bound_classes())
+def test_an_object_made_past_its_constructor_is_refused(bound: type) -> None:
+    try:
+        unmade = bound.__new__(bound)
+    except TypeError:
+        return
+    with pytest.raises(TypeError):
+        repr(unmade)
+    with pytest.raises(TypeError):
+        tovkit.hit_test(unmade, [(0, 0)])
+    numbers = range(8)
+    for name, method in vars(bound).items():
+        if not callable(method) or isinstance(method, staticmethod) or name.startswith("__"):
+            continue
+        parameters = len(inspect.signature(method).parameters) - 1
+        with pytest.raises(TypeError):
+            method(unmade, *numbers[:parameters])

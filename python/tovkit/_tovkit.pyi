@@ -114,19 +114,19 @@ def processes() -> list[Process]: ...
 def fonts() -> list[str]: ...
 def run_job(__job: str, __directory: object, __input: object, __fonts: object, __report: bool) -> str: ...
 
+def batch(
+    workers: object,
+    directory: object,
+    input: object,
+    fonts: object,
+    report: bool,
+    timeout: float,
+    memory: int,
+    recycle: int,
+    ordered: bool,
+) -> Batch: ...
+
 class Batch:
-    def __init__(
-        self,
-        workers: object,
-        directory: object,
-        input: object,
-        fonts: object,
-        report: bool,
-        timeout: float,
-        memory: int,
-        recycle: int,
-        ordered: bool,
-    ) -> None: ...
     def put(self, job: str) -> None: ...
     def next(self) -> str | None: ...
     def stop(self) -> None: ...

@@ -198,7 +198,7 @@ def map(jobs: Iterable[Job], *, workers: int | None = None, directory: _Path = "
     [[True]]
     """
     os.makedirs(directory, exist_ok=True)
-    batch = _tovkit.Batch(workers, directory, input, fonts, report, timeout, memory, recycle, ordered)
+    batch = _tovkit.batch(workers, directory, input, fonts, report, timeout, memory, recycle, ordered)
     results = _results(batch, iter(jobs), _AHEAD * (workers or os.cpu_count() or 1))
     return _shown(results, jobs) if progress else results
 

@@ -5,8 +5,8 @@ import re
 import subprocess
 
 # Folders that are not there yet are looked at when they are.
-FOLDERS = ("base", "core", "json", "convert", "imaging", "util", "geometry", "system", "jobs", "service", "queue", "python",
-           "cli", "include")
+FOLDERS = ("base", "core", "json", "convert", "imaging", "util", "geometry", "system", "jobs", "service", "python", "cli",
+           "include")
 SUFFIXES = (".cc", ".h")
 
 

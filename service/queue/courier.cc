@@ -294,7 +294,8 @@ bool Courier::IsOver() {
     if (abandoned_) return true;
     last_ = finishing_ && results_.empty();
   }
-  return last_ && (ledger_.unsettled() == 0 || Clock::now() - drained_ > kPatience);
+  // What the broker has sent back is not waited for.
+  return last_ && (ledger_.unsettled() == ledger_.postponed() || Clock::now() - drained_ > kPatience);
 }
 
 // Waits until the descriptor can be read, somebody wants something, or the time is over.

@@ -30,6 +30,7 @@ enum State : std::uint64_t { kUnknown, kExpected, kSent, kAnswered };
 constexpr std::size_t kMostSending = 1000;           // messages that are not confirmed
 constexpr std::size_t kMostSendingBytes = 16 << 20;  // of them
 constexpr milliseconds kTurn{200};
+constexpr std::chrono::seconds kNoneLeft{3};  // without a result that was there before
 
 bool IsOf(const jobs::IdIndex::Entry& job, const jobs::JobResult& result) {
   return result.jobHash.empty() || jobs::PackHash(result.jobHash) == job.jobHash;
@@ -98,7 +99,7 @@ void Submission::Open(Connection& connection) {
   }
   served_ = true;
   blocked_ = false;
-  resend_ = heard_ = Clock::now();
+  resend_ = heard_ = arrived_ = Clock::now();
 }
 
 bool Submission::ServeConnection(jobs::JobSource& source) {
@@ -107,6 +108,8 @@ bool Submission::ServeConnection(jobs::JobSource& source) {
   Connection::Event event;
   for (;;) {
     const bool stopping = stop_.level() != jobs::StopRequest::kNone;
+    // Some may have gone another way since they were counted.
+    if (Clock::now() - arrived_ > kNoneLeft) waiting_ = 0;
     if (!stopping && waiting_ == 0) Send(connection, source);
     while (connection.Next(event)) Handle(event);
     sink_.Pause();
@@ -232,6 +235,7 @@ void Submission::Handle(const Connection::Event& event) {
 // A result that is not ours stays without an answer, and so goes back to its queue with the connection.
 void Submission::TakeResult(const Message& message) {
   if (waiting_ != 0) --waiting_;
+  arrived_ = Clock::now();
   const std::optional<jobs::JobResult> result =
       message.size > options_.broker.longest ? std::nullopt : jobs::ParseResultLine(message.body);
   jobs::IdIndex::Entry entry = result ? jobs_.Find(result->id) : jobs::IdIndex::Entry();

@@ -100,7 +100,8 @@ class Submission {
   std::vector<std::uint64_t> taken_;        // tags of results that the sink has, not yet written
   std::uint64_t waiting_ = 0;               // results that were there before, still to come
   std::uint64_t others_ = 0;                // results that are not ours
-  Clock::time_point heard_ = Clock::now();  // the last result
+  Clock::time_point arrived_;               // the last result
+  Clock::time_point heard_ = Clock::now();  // the last one that was ours
 };
 
 // The SHA-256 of a job as its result tells it; empty for a text that is no job.

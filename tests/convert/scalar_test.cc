@@ -350,7 +350,7 @@ TEST(ConvertTextDeathTest, LongerTextsEndTheProcess) {
   EXPECT_DEATH(Convert::ToText(FakeDouble(1e56), 0), "a text of 64 bytes does not fit a buffer of 64 bytes");
   EXPECT_DEATH(Convert::ToText(FakeDouble(0.5), 62), "a text of 64 bytes does not fit a buffer of 64 bytes");
   EXPECT_DEATH(Convert::ToText(FakeDouble(0.5), 63), "does not fit a buffer of 64 bytes");
-  EXPECT_DEATH(Convert::ToText(FakeDouble(0.5), 64), "does not fit a buffer of 64 bytes");
+  EXPECT_DEATH(Convert::ToText(FakeDouble(0.5), 64), "a text of 66 bytes does not fit a buffer of 64 bytes");
   EXPECT_DEATH(Convert::ToText(FakeDouble(0.5), std::numeric_limits<int>::max()),
                "does not fit a buffer of 64 bytes");
   EXPECT_DEATH(Convert::ToText(FakeFloat(1e30f), 40), "does not fit a buffer of 64 bytes");

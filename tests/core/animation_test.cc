@@ -44,6 +44,37 @@ std::vector<std::unique_ptr<CoreDib>> FramesOneByOne(const std::string& bytes, i
   return frames;
 }
 
+// Its position cannot be set while it is stuck.
+class StickingInput final : public CoreInputStream {
+ public:
+  explicit StickingInput(const std::string& bytes) : in_(bytes.data(), bytes.size()) {}
+  std::size_t Read(void* to, std::size_t size) override { return in_.Read(to, size); }
+  bool Seek(std::uint64_t position) override { return !stuck && in_.Seek(position); }
+  std::uint64_t GetPosition() const override { return in_.GetPosition(); }
+  std::uint64_t GetSize() const override { return in_.GetSize(); }
+
+  bool stuck = false;
+
+ private:
+  CoreMemoryInputStream in_;
+};
+
+TEST(Animations, AFrameThatCannotBeReachedGivesNullAndComesLater) {
+  const std::string bytes = Animation();
+  const auto expected = FramesOneByOne(bytes, kFrames);
+  StickingInput in(bytes);
+  const auto decoder = Open(in);
+  ASSERT_NE(decoder->GetBitmap(0, 0, 0), nullptr);
+  for (int frame = 1; frame < kFrames; ++frame) {
+    in.stuck = true;
+    EXPECT_EQ(decoder->GetBitmap(frame, 0, 0), nullptr) << frame;
+    in.stuck = false;
+    const auto found = decoder->GetBitmap(frame, 0, 0);
+    ASSERT_NE(found, nullptr) << frame;
+    EXPECT_EQ(image::Difference(*found, *expected[static_cast<std::size_t>(frame)]), "") << frame;
+  }
+}
+
 TEST(Animations, FramesDoNotDependOnTheOrderInWhichTheyAreAskedFor) {
   for (const std::string& bytes : {LongAnimation(3), Webp()}) {
     image::StubbornInput in(bytes, UINT64_MAX);

@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <fstream>
+#include <iterator>
 #include <memory>
 #include <set>
 #include <string>
@@ -257,6 +258,37 @@ TEST(WebpDetails, ABrokenFrameGivesNull) {
   const auto got = decoder->GetBitmap(0, 0, 0);
   ASSERT_NE(got, nullptr);
   EXPECT_EQ(image::Difference(*got, *first), "");
+}
+
+// More than are narrowed at a time; the first counts.
+TEST(TiffDetails, APixelMayHaveThousandsOfSamples) {
+  constexpr std::uint32_t kSamples = 5000;
+  const auto put = [](std::string& to, std::uint32_t value, int bytes) {
+    for (int i = 0; i < bytes; ++i) to += static_cast<char>(value >> (8 * i));
+  };
+  const struct {
+    std::uint32_t tag, type, count, value;
+  } entries[] = {{256, 4, 1, 2},        {257, 4, 1, 1}, {258, 3, kSamples, 122},
+                 {259, 3, 1, 1},        {262, 3, 1, 1}, {273, 4, 1, 122 + 2 * kSamples},
+                 {277, 3, 1, kSamples}, {278, 4, 1, 1}, {279, 4, 1, 4 * kSamples}};
+  std::string file("II*\0\x08\0\0\0", 8);
+  put(file, std::size(entries), 2);
+  for (const auto& entry : entries) {
+    put(file, entry.tag, 2);
+    put(file, entry.type, 2);
+    put(file, entry.count, 4);
+    put(file, entry.value, 4);
+  }
+  file.resize(122);  // no directory behind it
+  for (std::uint32_t i = 0; i < kSamples; ++i) put(file, 16, 2);
+  for (const std::uint32_t first : {0x4000U, 0xC0FFU}) {
+    put(file, first, 2);
+    for (std::uint32_t i = 1; i < kSamples; ++i) put(file, 0xFFFF, 2);
+  }
+  const auto picture = image::Decode(file);
+  ASSERT_NE(picture, nullptr);
+  EXPECT_EQ(picture->GetArgb(0, 0) & 0xFFFFFF, 0x404040U);
+  EXPECT_EQ(picture->GetArgb(1, 0) & 0xFFFFFF, 0xC0C0C0U);
 }
 
 // Box by box: the resolution is one in the header box, which a file need not have.

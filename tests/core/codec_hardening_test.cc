@@ -315,6 +315,18 @@ TEST_F(CodecHardening, ATiffWhosePixelsClaimThousandsOfSamplesIsRefusedBeforeIts
       0);
 }
 
+// 182 bytes of a fax with 1,601 samples to a pixel: 8 by 25,094 pixels, whose 321 million samples took
+// seconds.
+TEST_F(CodecHardening, ATiffOfFewBytesAndManySamplesIsRefusedBeforeTheyAreUnpacked) {
+  const std::string file = image::ReadFile(TOVKIT_SOURCE_DIR "/tests/data/many_samples.tif");
+  ASSERT_EQ(file.size(), 182u);
+  CoreMemoryInputStream in(file.data(), file.size());
+  const auto decoder = CoreCodecRegistry::Get().GetFactory().CreateDecoder(kCoreImageTiff);
+  ASSERT_NE(decoder->Open(&in, kCoreOpenReadAhead), 0);
+  EXPECT_EQ(decoder->GetBitmap(0, 0, 0), nullptr);
+  EXPECT_EQ(CoreGetDecodeFailure(decoder.get()), kCoreDecodeOverLimit);
+}
+
 TEST_F(CodecHardening, ATiffWhosePixelsHaveMoreBitsThanAnIntCountsIsHarmless) {
   const std::string bytes =
       TiffWithEntries({{kTiffBits, std::string("\3\0\1\0\0\0\x50\xe0\0\0", 10)},     // 57,424

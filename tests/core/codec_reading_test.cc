@@ -72,6 +72,34 @@ TEST(CodecReading, TheFirstBitmapTakesNothingOfTheHeadAgain) {
   }
 }
 
+// Memory that holds the rest of the file behind the stream, and another one before it, shows whoever leaves
+// it.
+TEST(CodecReading, BehindAPositionAFileEndsWhereItsStreamDoes) {
+  constexpr std::size_t kStart = 10000;
+  for (const CoreImageFormat format : image::kFormats) {
+    const std::string file = FileOf(format);
+    std::string other = image::Encode(image::MakePicture(61, 47, 24, 9), format);
+    ASSERT_LE(other.size(), kStart);
+    other.resize(kStart, 'x');
+    const std::string all = other + std::string(kStart, 'x') + file;
+    const char* const stream = all.data() + kStart;
+    for (std::size_t cut = 0; cut < 40; ++cut) {
+      const std::size_t kept = file.size() - cut * file.size() / 40;
+      SCOPED_TRACE(std::string(CoreImageFormatName(format)) + ", " + std::to_string(kept) + " bytes of " +
+                   std::to_string(file.size()));
+      CoreImageInfo info, alone;
+      const auto expected = image::Decode(file.substr(0, kept), 0, 0, 0, &alone);
+      CoreMemoryInputStream in(stream, kStart + kept);
+      ASSERT_TRUE(in.Seek(kStart));
+      const auto found = image::Decode(in, 0, 0, 0, &info);
+      ASSERT_EQ(found == nullptr, expected == nullptr);
+      EXPECT_EQ(info.frameCount, alone.frameCount);
+      if (expected == nullptr) continue;
+      EXPECT_EQ(image::Difference(*found, *expected), "");
+    }
+  }
+}
+
 TEST(CodecReading, JpegAndBmpAreReadFromFrontToBack) {
   for (const CoreImageFormat format : {kCoreImageJpeg, kCoreImageBmp}) {
     SCOPED_TRACE(CoreImageFormatName(format));

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
 #include <thread>
 #include <utility>
@@ -130,6 +131,8 @@ TEST(DescribeLine, OnlyWhatIsDrawnIsMissingBesideABox) {
       EXPECT_EQ(missing(std::wstring(L"x\U0010FC21") + mark + L'\uFE00'), both) << std::hex << int(mark);
     }
     EXPECT_EQ(missing(L"\U0010FC21\U0010FC22"), (Found{{0, U'\U0010FC21'}, {1, U'\U0010FC22'}}));
+    // A letter and a mark of one script, which are shaped together.
+    EXPECT_EQ(missing(L"x\U0001E800\U0001E8D0"), (Found{{1, U'\U0001E800'}, {2, U'\U0001E8D0'}}));
   }
 }
 
@@ -166,6 +169,14 @@ TEST(DescribeLine, TheRunsAreBoundedAndCounted) {
   EXPECT_EQ(line.runs.size(), 7U);
   EXPECT_EQ(line.runCount, 100);
   EXPECT_TRUE(Describe(text, Fonts(), 0).runs.empty());
+}
+
+TEST(DescribeLine, ALineThatIsKeptHasAsManyRunsAsAreAskedFor) {
+  for (const int most : {16, 3, 1, 0, -1, 4, 2}) {
+    const CoreTextDescription line = Describe(L"a\u5b8bb\u5b8b", Fonts(), most);
+    EXPECT_EQ(line.runs.size(), static_cast<std::size_t>(std::clamp(most, 0, 4))) << most;
+    EXPECT_EQ(line.runCount, 4);
+  }
 }
 
 std::string Everything(const CoreTextDescription& line) {

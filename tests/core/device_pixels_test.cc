@@ -185,6 +185,26 @@ TEST(DevicePixels, WhatLiesBesideTheAreaIsLeftAlone) {
   }
 }
 
+// Wherever in a byte an area begins and ends.
+TEST(DevicePixels, LoadingFillsTheAreaAlone) {
+  for (const int bits : {1, 4, 8, 24, 32}) {
+    const CoreDib dib = Blank(24, 1, bits, 0xA5);
+    for (int left = 0; left < 24; ++left) {
+      for (int right = left + 1; right <= 24; ++right) {
+        Painted painted(24, 1);
+        for (int x = 0; x < 24; ++x) painted.At(x, 0) = 0x12345678;
+        CoreDib copy;
+        ASSERT_TRUE(copy.CopyFrom(dib));
+        tovmx::PixelExchange(copy).Load({left, 0, right, 1}, painted.get());
+        for (int x = 0; x < 24; ++x) {
+          ASSERT_EQ(painted.At(x, 0) == 0x12345678, x < left || x >= right)
+              << x << " of " << left << " to " << right << ", " << bits << " bits";
+        }
+      }
+    }
+  }
+}
+
 TEST(DevicePixels, LoadingAndStoringKeepsTheBitsOfEveryDepth) {
   std::mt19937 random(3);
   for (const int bits : {1, 4, 8, 24, 32}) {

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "device_support.h"
+#include "document_facts.h"
 
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -41,7 +42,8 @@ TEST(SvgDevice, WritesADocumentOfTheGivenSizeTheSameTwice) {
   EXPECT_EQ(first.rfind("<?xml", 0), 0u);
   EXPECT_NE(first.find("width=\"300px\" height=\"100px\" viewBox=\"0 0 300 100\""), std::string::npos);
   EXPECT_NE(first.find("</svg>"), std::string::npos);
-  EXPECT_NE(first.find("rgb(20%,40%,60%)"), std::string::npos);
+  EXPECT_TRUE(document::SvgHasColor(first, 0x33, 0x66, 0x99));
+  EXPECT_FALSE(document::SvgHasColor(first, 0x33, 0x66, 0x98));
 }
 
 TEST(PdfDevice, WritesADocumentWithoutTheClock) {
@@ -51,16 +53,8 @@ TEST(PdfDevice, WritesADocumentWithoutTheClock) {
   unsetenv("SOURCE_DATE_EPOCH");
   EXPECT_EQ(first, second);
   EXPECT_EQ(first.rfind("%PDF-", 0), 0u);
-  EXPECT_NE(first.find("19700102000000Z"), std::string::npos);
+  EXPECT_EQ(document::PdfDate(first), "19700102000000Z");
   EXPECT_NE(first.find("%%EOF"), std::string::npos);
-}
-
-// What stands in the file as its date, without the prefix that Cairo puts before the present one alone.
-std::string DateOf(const std::string& pdf) {
-  const std::string key = "/CreationDate (";
-  const std::size_t at = pdf.find(key) + key.size();
-  const std::string date = pdf.substr(at, pdf.find(')', at) - at);
-  return date.rfind("D:", 0) == 0 ? date.substr(2) : date;
 }
 
 TEST(PdfDevice, ASourceDateOfAnyYearWithFourDigitsIsWritten) {
@@ -71,18 +65,18 @@ TEST(PdfDevice, ASourceDateOfAnyYearWithFourDigitsIsWritten) {
                                                        {"253402300799", "99991231235959Z"}};
   for (const auto& [date, written] : cases) {
     ASSERT_EQ(setenv("SOURCE_DATE_EPOCH", date, 1), 0);
-    EXPECT_EQ(DateOf(Document<CorePdfDevice>(L"Hello")), written) << date;
+    EXPECT_EQ(document::PdfDate(Document<CorePdfDevice>(L"Hello")), written) << date;
   }
   unsetenv("SOURCE_DATE_EPOCH");
 }
 
 TEST(PdfDevice, ASourceDateThatIsNoneIsIgnored) {
   unsetenv("SOURCE_DATE_EPOCH");
-  const std::string year = DateOf(Document<CorePdfDevice>(L"Hello")).substr(0, 4);
+  const std::string year = document::PdfDate(Document<CorePdfDevice>(L"Hello")).substr(0, 4);
   for (const char* date : {"", "soon", "12x", "99999999999999999999", "253402300800", "67767976233532799",
                            "67767976233532800", "-30610224001"}) {
     ASSERT_EQ(setenv("SOURCE_DATE_EPOCH", date, 1), 0);
-    const std::string written = DateOf(Document<CorePdfDevice>(L"Hello"));
+    const std::string written = document::PdfDate(Document<CorePdfDevice>(L"Hello"));
     EXPECT_LE(std::stoi(written.substr(0, 4)) - std::stoi(year), 1) << date << " " << written;
     EXPECT_GE(std::stoi(written.substr(0, 4)), std::stoi(year)) << date << " " << written;
   }
@@ -157,6 +151,17 @@ TEST(PdfPagesDevice, EachPageHasItsSizeAndItsText) {
             "first|goes|on|two|third|");
   EXPECT_EQ(AsPopplerSees(stream, "pdfinfo -l 9 $f | grep '^Page.*size:' | tr -s ' '"),
             "Page 1 size: 225 x 75 pts\nPage 2 size: 72 x 144 pts\nPage 3 size: 375 x 300 pts\n");
+}
+
+TEST(PdfPagesDevice, APageWithoutAnythingIsAPage) {
+  CoreMemoryOutputStream stream;
+  CorePdfPagesDevice device(&stream, 300, 100);
+  EXPECT_TRUE(DrawLine(device, L"first", At(10, 50)));
+  ASSERT_TRUE(device.NextPage(96, 192));
+  ASSERT_TRUE(device.NextPage(192, 96));
+  EXPECT_TRUE(device.Finish());
+  EXPECT_EQ(AsPopplerSees(stream, "pdfinfo -l 9 $f | grep '^Page.*size:' | tr -s ' '"),
+            "Page 1 size: 225 x 75 pts\nPage 2 size: 72 x 144 pts\nPage 3 size: 144 x 72 pts\n");
 }
 
 TEST(PdfPagesDevice, OnePageIsThatOfThePdfDevice) {

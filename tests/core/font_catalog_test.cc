@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <string>
 #include <vector>
 
@@ -82,6 +83,20 @@ TEST(FontCatalog, WithoutFontsThereIsNoChoice) {
   EXPECT_FALSE(latin.IsEmpty());
   EXPECT_EQ(Chosen(L"SimSun", L"", latin).families, "DejaVu Sans") << "nothing at all for those scripts";
   EXPECT_TRUE(Chosen(L"SimSun", L"", latin).substituted);
+}
+
+// In processes of their own, where nobody has asked for fonts before.
+TEST(FontConfiguration, IsTheProcessesOwnOnlyWhereItIsShared) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  const auto isCurrent = [] { return tovmx::CatalogFor(kCoreFontAny)->Config() == FcConfigGetCurrent(); };
+  EXPECT_EXIT(std::exit(isCurrent() ? 1 : 0), testing::ExitedWithCode(0), "");
+  EXPECT_EXIT(
+      {
+        tovmx::ShareFontConfiguration();
+        tovmx::ShareFontConfiguration();
+        std::exit(isCurrent() ? 0 : 1);
+      },
+      testing::ExitedWithCode(0), "");
 }
 
 }  // namespace

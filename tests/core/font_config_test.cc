@@ -109,6 +109,24 @@ TEST_F(FontConfigTest, TheWeightDecidesWhereNothingElseDoes) {
   }
 }
 
+// On a share that comes back, for one.
+TEST_F(FontConfigTest, AFontThatCannotBeReadFailsItsLinesUntilItCanAgain) {
+  const FontConfig config({"LiberationSans-Regular.ttf"});
+  const std::string file = std::filesystem::path(config.File()).replace_filename("0/font.ttf");
+  EXPECT_WITH(config, [&file] {
+    HOLDS(FamilyFor(400, false) == "Liberation Sans");
+    const std::filesystem::path font = std::filesystem::read_symlink(file);
+    std::filesystem::remove(file);
+    CoreFontLoader fonts(nullptr);
+    fonts.LoadFont(L"Liberation Sans", L"", kCoreFontSystem, 400, false);
+    CoreTextExtents extents;
+    HOLDS(!fonts.MeasureText(L"text", -1, 10, extents));
+    std::filesystem::create_symlink(font, file);
+    HOLDS(fonts.MeasureText(L"text", -1, 10, extents));
+    HOLDS(extents.logical.right > 10);
+  });
+}
+
 // A comma would end the name in a list of families.
 TEST_F(FontConfigTest, AFamilyWithACommaInItsNameIsNotTaken) {
   const FontConfig config({"LiberationSans-Regular.ttf", "LiberationSerif-Regular.ttf"},

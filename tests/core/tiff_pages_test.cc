@@ -40,6 +40,21 @@ TEST_F(TiffPages, PagesOfEveryDepthComeBackInOrder) {
   EXPECT_EQ(image::ReadFile(folder_ + "/errors"), "");
 }
 
+// 42 and 43 are the marks of the two forms.
+TEST_F(TiffPages, WhatMayNotFitFourGigabytesBecomesABigTiff) {
+  constexpr std::uint64_t kMost = std::uint64_t{3} << 30;
+  const CoreDib picture = image::MakePicture(20, 15, 24);
+  for (const std::uint64_t bytes : {std::uint64_t{0}, kMost, kMost + 1}) {
+    CoreTiffPages pages(bytes);
+    ASSERT_TRUE(pages.Add(&picture));
+    const std::string file = Written(pages);
+    EXPECT_EQ(file.substr(0, 3), bytes > kMost ? "II+" : "II*") << bytes;
+    const auto back = image::Decode(file);
+    ASSERT_NE(back, nullptr);
+    EXPECT_EQ(image::Difference(picture, *back), "");
+  }
+}
+
 TEST_F(TiffPages, APageBehindAnotherIsFoundFromThere) {
   constexpr int kPages = 300;
   CoreTiffPages pages;

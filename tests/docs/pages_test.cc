@@ -96,7 +96,7 @@ TEST(Pages, EveryRelativeLinkLeadsSomewhere) {
 
 // But for the line of its license.
 TEST(Pages, ABlockBelowTheNameOfAFileHoldsThatFile) {
-  const std::regex name("<!-- ([A-Za-z0-9_./]+) -->");
+  const std::regex name("<!-- ([A-Za-z0-9_./@-]+) -->");
   int blocks = 0;
   for (const fs::path& page : Pages()) {
     const std::vector<std::string> lines = Lines(Read(page));

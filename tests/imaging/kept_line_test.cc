@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// A line that was drawn, measured or described before is not shaped again, whoever asks next.
+// A line that was drawn, measured or described before is not shaped again, whoever asks next, and the report
+// of one that is described again and again is not made again.
 #include <tovkit/imaging.h>
 #include <tovkit/json.h>
 #include <tovmx/device.h>
@@ -15,6 +16,7 @@
 namespace {
 
 int shapings = 0;
+int namesAsked = 0;  // of fonts
 
 }  // namespace
 
@@ -27,6 +29,17 @@ void pango_shape_item(void* item, const char* text, int length, void* attributes
   static auto* const next =
       reinterpret_cast<decltype(&pango_shape_item)>(dlsym(RTLD_NEXT, "pango_shape_item"));
   next(item, text, length, attributes, glyphs, flags);
+}
+
+// What it takes are a pattern, the name of a property, a number and where the text goes.
+extern "C" [[gnu::visibility("default")]] int FcPatternGetString(const void* pattern, const char* object,
+                                                                 int n, unsigned char** text);
+
+int FcPatternGetString(const void* pattern, const char* object, int n, unsigned char** text) {
+  ++namesAsked;
+  static auto* const next =
+      reinterpret_cast<decltype(&FcPatternGetString)>(dlsym(RTLD_NEXT, "FcPatternGetString"));
+  return next(pattern, object, n, text);
 }
 
 namespace {
@@ -108,6 +121,21 @@ TEST(KeptLine, IsNotShapedAgainAtOnceWhateverItsLength) {
     EXPECT_GT(ShapingsOf(Measure, content), 0) << length;
     EXPECT_EQ(ShapingsOf(Measure, content), 0) << length;
   }
+}
+
+// A line of so many runs is kept without the names of their fonts.
+TEST(KeptReport, IsMadeTwiceAndNotAgain) {
+  std::string content;
+  for (int i = 0; i < 20; ++i) content += "a\u5B8B";
+  const auto namesOf = [&content] {
+    const int before = namesAsked;
+    Describe(content);
+    return namesAsked - before;
+  };
+  EXPECT_GT(namesOf(), 0);
+  EXPECT_GT(namesOf(), 0);
+  EXPECT_EQ(namesOf(), 0);
+  EXPECT_EQ(namesOf(), 0);
 }
 
 }  // namespace

@@ -437,6 +437,15 @@ TEST_F(ExecutorTest, ABrokenSourceIsToldOfWhenItsJobsAreDone) {
   EXPECT_EQ(results_.byId.size(), 10u);
 }
 
+TEST_F(ExecutorTest, WorkersWhoseResultsGetNowhereAreNoEndlessLoop) {
+  try {
+    Run(Options(2), std::vector<std::string>(9, R"({"fault": "dumb"})"));
+    ADD_FAILURE() << "ended as if all were well";
+  } catch (const jobs::Error& e) {
+    EXPECT_STREQ(e.what(), TOVKIT_FAULTY_WORKER ": workers end without a result: ended with status 0");
+  }
+}
+
 TEST_F(ExecutorTest, WorkersThatCannotBeginAreNoEndlessLoop) {
   const auto failure = [this](const ExecutorOptions& options) {
     try {

@@ -62,6 +62,9 @@ void SendNonsense(const std::string& kind) {
   if (write(jobs::kWorkerSocket, bytes.data(), bytes.size()) < 0) std::abort();
 }
 
+// Its results get nowhere from here on.
+void FallSilent() { shutdown(jobs::kWorkerSocket, SHUT_WR); }
+
 void RunFault(jobs::Members& members, jobs::JobBench& bench, jobs::JobResult& result) {
   const std::string fault = members.NeedText("fault");
   const std::string file = members.TakeText("file").value_or("");
@@ -73,6 +76,7 @@ void RunFault(jobs::Members& members, jobs::JobBench& bench, jobs::JobResult& re
   if (fault == "once") CrashOnce(file);
   if (fault == "await") Await(file);
   if (fault == "nonsense") SendNonsense(file);
+  if (fault == "dumb") FallSilent();
   if (fault == "pid") bench.observer.Warn(std::to_string(getpid()));
   result.hits.emplace();
 }

@@ -74,6 +74,28 @@ TEST_F(InlineJobTest, FailuresTellTheirPlaceInTheInput) {
   EXPECT_EQ(hit.place->column, 28u);
 }
 
+TEST_F(InlineJobTest, TheClosingLineIsToldFromTheLineBeforeIt) {
+  // Both have the record of the corner (100, 100).
+  const JobResult hit = Run(
+      R"({"hit": {}})", R"({"path": "M 0 0 H 100 V 100 Z", "points": [[100, 60], [50, 50], [100, 100]]})");
+  EXPECT_EQ(hit.answer.rfind(R"({"results":[{"hit":true,"distance":0,"record":2,)"
+                             R"("segment":{"type":"line","points":[[100,0],[100,100]]},"rays":[]},)"
+                             R"({"hit":true,"distance":0,"record":2,)"
+                             R"("segment":{"type":"close","points":[[100,100],[0,0]]},"rays":[]},)"
+                             R"({"hit":true,"distance":0,"record":2,)"
+                             R"("segment":{"type":"line","points":[[100,0],[100,100]]},"rays":[]}])",
+                             0),
+            0u)
+      << hit.answer;
+}
+
+TEST_F(InlineJobTest, TheClosingLineOfACurveHasTheRecordOfItsEnd) {
+  const JobResult hit = Run(R"({"hit": {}})", R"({"path": "M 0 0 Q 50 100 100 0 Z", "points": [[50, 0]]})");
+  EXPECT_NE(hit.answer.find(R"("record":2,"segment":{"type":"close","points":[[100,0],[0,0]]})"),
+            std::string::npos)
+      << hit.answer;
+}
+
 TEST_F(InlineJobTest, NoMemberNamesAFile) {
   Write("page.json", kLine);
   for (const char* const job :

@@ -54,6 +54,7 @@ TEST(JsonDiagnose, NamesCodePlaceAndReason) {
       {"\r\n 42", 20, "3 2:2:2 ''", "neither an array nor an object"},
       {"\"x\"", 20, "0 1:1:1 ''", "neither an array nor an object"},
       {"[\"\u5B8B\u00E9\" 1]", 7, "9 1:10:7 ''", "a comma or ] is expected"},
+      {"\xEF\xBB\xBFx", 3, "3 1:1:1 ''", "a value is expected"},
       {"\xEF\xBB\xBF[1 2]", 7, "6 1:4:4 ''", "a comma or ] is expected"},
       {"{\"a/b~c\":{\"\":x}}", 3, "13 1:14:14 '/a~1b~0c/'", "a value is expected"},
   };

@@ -14,6 +14,7 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <iterator>
 #include <utility>
 
@@ -108,7 +109,10 @@ extern "C" {
 int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*entry)(void*),
                    void* argument) {
   static const auto next = faults::Next<decltype(&pthread_create)>("pthread_create");
-  if (faults::pthreadCreate.Strikes()) return errno;
+  if (faults::pthreadCreate.Strikes()) {
+    std::memset(thread, 0x5A, sizeof *thread);  // what stands there after a failure is not defined
+    return errno;
+  }
   const int result = next(thread, attributes, entry, argument);
   faults::CallOnce(faults::afterThreadCreate);
   return result;

@@ -229,6 +229,7 @@ test('files of the page may be kept for good, the page itself is asked for', asy
   assert.doesNotMatch(policy, /unsafe/);
   const html = await answer.text();
   assert.doesNotMatch(html, /\sstyle=|<style|\son\w+=|javascript:|https?:/);
+  assert.match(html, /<noscript>.*needs JavaScript/);
   const [script] = /assets\/[0-9a-f]+\/app\.js/.exec(html);
   const file = await fetch(service.address + script);
   assert.match(file.headers.get('Cache-Control'), /immutable/);

@@ -6,7 +6,9 @@
 #include <fstream>
 #include <iterator>
 #include <regex>
+#include <stdexcept>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace {

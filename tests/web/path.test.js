@@ -89,6 +89,8 @@ test('tolerance and the inside change the verdict', async () => {
 
 test('the closing line points to the Z', async () => {
   const page = await openPath('M 0 0 H 100 V 100 Z');
+  await probe(page, 70, 20);
+  await verdict(page, 'Miss');
   await probe(page, 50, 50);
   await verdict(page, 'Hit');
   assert.match(await fact(page, 'Decided by'), /the closing line$/);

@@ -10,12 +10,17 @@ import {startService} from './service.js';
 
 const kTarget = fileURLToPath(new URL('../../docs/images/service.png', import.meta.url));
 const kDescription = `[
-  {"Content": "A page of several lines", "DeltaX": 40, "DeltaY": 30,
-   "Font": {"FontName": "Times New Roman", "FontSize": 30, "Color": "#1F4E79"}},
-  {"Content": "每一行都有自己的位置", "DeltaX": 40, "DeltaY": 90,
+  {"Content": "A page of several lines",
+   "DeltaX": 40, "DeltaY": 30,
+   "Font": {"FontName": "Times New Roman",
+            "FontSize": 30, "Color": "#1F4E79"}},
+  {"Content": "每一行都有自己的位置",
+   "DeltaX": 40, "DeltaY": 90,
    "Font": {"FontSize": 22, "Color": "#80"}},
-  {"Content": "ואפילו מימין לשמאל", "DeltaX": 40, "DeltaY": 140,
-   "Font": {"FontName": "Arial", "Itallic": true, "Color": "#C0392B"}}
+  {"Content": "ואפילו מימין לשמאל",
+   "DeltaX": 40, "DeltaY": 140,
+   "Font": {"FontName": "Arial", "Itallic": true,
+            "Color": "#C0392B"}}
 ]`;
 
 const folder = mkdtempSync(join(tmpdir(), 'tovkit-screenshot-'));

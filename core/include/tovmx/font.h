@@ -155,3 +155,14 @@ TOVMX_API std::uint64_t CoreFontGeneration() noexcept;
 /// for (const CoreString& family : CoreListFontFamilies(kCoreFontAny)) std::puts(family.c_str());
 /// \endcode
 TOVMX_API CoreStringList<CoreString> CoreListFontFamilies(int source);
+
+/// For a program in which nobody but this core asks for fonts, such as its command: the fontconfig
+/// configuration that the core reads becomes the process's own as well, which Pango otherwise has read a
+/// second time, in some milliseconds. What is drawn stays the same. To be called before fonts are first used;
+/// later calls change nothing. No call for a library: others would be told of the core's own settings, such
+/// as outlines without hinting. May be called from any thread.
+///
+/// \code{.cc}
+/// CoreShareFontConfiguration();  // at the beginning of main
+/// \endcode
+TOVMX_API void CoreShareFontConfiguration() noexcept;

@@ -30,6 +30,15 @@ def can_connect(port):
         return tried.connect_ex(("127.0.0.1", port)) == 0
 
 
+LIVE = []  # brokers to end with this process
+
+
+def end_all(number, _):
+    for broker in LIVE:
+        broker.__exit__()
+    os._exit(128 + number)
+
+
 class Broker:
     """`settings` are lines of rabbitmq.conf; `tls` is a folder with ca.pem, server.pem and server.key."""
 
@@ -57,13 +66,16 @@ class Broker:
             "RABBITMQ_MNESIA_BASE": str(self.folder / "mnesia"), "RABBITMQ_LOG_BASE": str(self.folder / "log"),
             "RABBITMQ_ENABLED_PLUGINS_FILE": str(self.folder / "enabled_plugins"),
             "RABBITMQ_PID_FILE": str(self.folder / "pid"), "RABBITMQ_DIST_PORT": str(self.distribution_port),
-            "RABBITMQ_SERVER_ADDITIONAL_ERL_ARGS": "-kernel inet_dist_use_interface {127,0,0,1}",
+            "RABBITMQ_SERVER_ADDITIONAL_ERL_ARGS": "-start_epmd false -kernel inet_dist_use_interface {127,0,0,1}",
             "ERL_EPMD_ADDRESS": "127.0.0.1", "ERL_EPMD_PORT": str(self.epmd_port)}
 
     def url(self, password=None, port=None, scheme="amqp", host="127.0.0.1", rest=""):
         return f"{scheme}://{self.user}:{password or self.password}@{host}:{port or self.port}{rest}"
 
     def start(self):
+        if self not in LIVE:
+            LIVE.append(self)
+            signal.signal(signal.SIGTERM, end_all)
         if self.epmd is None:
             self.epmd = subprocess.Popen(["epmd", "-relaxed_command_check"], env=self.environment,
                                          stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)

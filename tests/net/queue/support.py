@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: MIT
 """What the tests of the queue share: a scratch folder, jobs, the command, an independent client of the broker (pika)."""
 import base64
+import contextlib
 import hashlib
 import json
 import os
@@ -16,6 +17,8 @@ import pika
 BUILD = pathlib.Path(os.environ["BUILD"]).resolve()
 TOVKIT = str(BUILD / "cli/tovkit")
 SECONDS = 120
+# Tens of thousands of small files are made and removed.
+MEMORY = "/dev/shm" if os.access("/dev/shm", os.W_OK) else None
 
 
 def job(number, **members):
@@ -82,12 +85,18 @@ class Process:
             self.process.wait()
 
 
+def close(connection):
+    """A connection, which the end of a broker may have closed before."""
+    with contextlib.suppress(pika.exceptions.AMQPError):
+        connection.close()
+
+
 class QueueTest(unittest.TestCase):
     """Each test has a folder and queues of its own; `broker` is the class's."""
     broker = None
 
     def setUp(self):
-        scratch = tempfile.TemporaryDirectory(prefix="tovkit-queue-")
+        scratch = tempfile.TemporaryDirectory(prefix="tovkit-queue-", dir=MEMORY)
         self.addCleanup(scratch.cleanup)
         self.folder = pathlib.Path(scratch.name)
         self.queue, self.results = f"jobs {self.id()}"[-100:], f"results {self.id()}"[-100:]
@@ -95,7 +104,7 @@ class QueueTest(unittest.TestCase):
     def client(self):
         """A channel with confirms."""
         connection = pika.BlockingConnection(pika.URLParameters(self.broker.url()))
-        self.addCleanup(lambda: connection.is_open and connection.close())
+        self.addCleanup(close, connection)
         channel = connection.channel()
         channel.confirm_delivery()
         return channel
@@ -128,8 +137,9 @@ class QueueTest(unittest.TestCase):
         return channel.queue_declare(queue or self.queue, passive=True).method.message_count
 
     def worker(self, *words, name="worker", address=None, environment=None):
-        worker = Process(self.folder, name, ["worker", "--queue", self.queue, "--result-queue", self.results, "--jobs", "2",
-                                             *words], address or self.broker.url(), environment)
+        jobs = () if "--jobs" in words else ("--jobs", "2")
+        worker = Process(self.folder, name, ["worker", "--queue", self.queue, "--result-queue", self.results, *jobs, *words],
+                         address or self.broker.url(), environment)
         self.addCleanup(worker.end)
         return worker
 

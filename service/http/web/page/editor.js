@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // An editor with findings marked where they are, in the text, beside the line and in a list below.
-import {element} from './dom.js';
+import {element, find} from './dom.js';
 
 const kNames = {error: 'Error', warning: 'Warning', missing: 'Missing', note: 'Note'};
 
@@ -41,7 +41,7 @@ export class Editor {
 
   hint(alone) {
     this.cm.showHint({
-      completeSingle: alone, closeCharacters: /[\s,:{}[\]]/, hint: () => this.hints(),
+      completeSingle: alone, closeCharacters: /[\s,:{}[\]]/, hint: () => this.hints(), container: find('main'),
     });
   }
 
@@ -50,20 +50,28 @@ export class Editor {
     const offset = cm.indexFromPos(cm.getCursor());
     const {from, list} = this.complete(this.text, offset);
     const rest = this.text.slice(offset).match(/^[\w#]*"?/)[0].length;
-    return {
+    const data = {
       from: cm.posFromIndex(from),
       to: cm.posFromIndex(this.text[from] === '"' ? offset + rest : offset),
       list: list.map(({text, back, label, note}) => ({
         displayText: label,
         text,
         render: (item) => item.append(element('span', {class: 'hint-label'}, label), element('span', {class: 'hint-note'}, note)),
-        hint: (_, data) => {
+        hint: () => {
+          // A key that has its colon already gets no other.
           const colon = text.includes('": ') && /^\s*:/.test(this.text.slice(cm.indexFromPos(data.to)));
           cm.replaceRange(colon ? text.slice(0, text.indexOf('": ') + 1) : text, data.from, data.to);
           if (back && !colon) cm.moveH(-back, 'char');
         },
       })),
     };
+    // A list has to have a name, and one that scrolls a way in; the keys go to the editor all the same.
+    globalThis.CodeMirror.on(data, 'shown', () => {
+      const {hints} = cm.state.completionActive.widget;
+      hints.setAttribute('aria-label', 'Completions');
+      hints.tabIndex = 0;
+    });
+    return data;
   }
 
   annotations() {

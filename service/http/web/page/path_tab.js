@@ -94,8 +94,9 @@ export class PathTab {
       this.show(answer);
     } catch (problem) {
       if (problem.atFault !== 'input') throw problem;
-      this.editor.show([findingOfProblem(text, problem)]);
-      say(`No path: ${problem.detail}`);
+      const inPath = placeInPath(problem);
+      this.editor.show([findingOfProblem(text, inPath)]);
+      say(`No path: ${inPath.detail}`);
     }
     return undefined;
   }
@@ -182,6 +183,13 @@ export class PathTab {
     this.editor.refresh();
     this.update();
   }
+}
+
+// The place of a problem is that of the path in the request; where in the path, its text says: "path: line 2, column 6: ...".
+function placeInPath(problem) {
+  const match = /line (\d+), column (\d+): (.*)/s.exec(problem.detail);
+  return match ? {line: Number(match[1]), column: Number(match[2]), detail: match[3]}
+    : {line: null, detail: problem.detail.replace(/^path: /, '')};
 }
 
 // The decided segment as path data; an arc is shown by its ends, and the map shows it already.
