@@ -10,6 +10,7 @@ import slow_clients
 from server import SLOW_MACHINE, Load, label, wait_until
 
 COUNT = 500
+TURN = 0.004  # seconds
 
 
 @contextlib.contextmanager
@@ -49,7 +50,8 @@ def test_normal_requests_are_not_kept_waiting(start):
             assert found["left"] + sum(found["dropped"].values()) == COUNT
         wait_until(lambda: server.metrics()["tovkit_connections"] <= 2, "connections that end")
     print(f"p99 alone {1e3 * min(alone):.1f} ms, beside {COUNT} slow clients {1e3 * min(beside):.1f} ms")
-    assert min(beside) <= 2 * min(alone), (alone, beside)
+    # Where that is little, the turns that the scheduler gives to one process or another are more than the rest.
+    assert min(beside) <= max(2 * min(alone), min(alone) + TURN), (alone, beside)
 
 
 def test_slow_clients_are_dropped_though_each_second_brings_a_byte(start):
