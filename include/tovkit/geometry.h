@@ -130,9 +130,12 @@ struct HitTestDetail {
 /// none. Throws nothing and starts no threads: to use several, give each a part of the points.
 ///
 /// \code{.cc}
-/// const CorePointF points[] = {{5, 5}, {5, 0}, {20, 20}};
-/// bool hits[3];
-/// HitTestPathPoints(points, 3, 0.5f, square, false, hits);   // false, true, false
+/// CorePath line;
+/// line.MoveTo(0, 0);
+/// line.LineTo(10, 0);
+/// const CorePointF points[] = {{5, 0.2f}, {5, 3}};
+/// bool hits[2];
+/// HitTestPathPoints(points, 2, 0.5f, line, false, hits);   // true, false
 /// \endcode
 TOVKIT_API void HitTestPathPoints(const CorePointF* points, std::size_t count, float tolerance,
                                   const CorePath& path, bool testFill, bool* hits);
