@@ -38,8 +38,8 @@ class StandardOutput {
 // Waits until all of the text is written. Throws CommandError when writing fails.
 void WriteToStandardOutput(const std::string& text);
 
-// From here on a signal that interrupts a write of printf and its like is no failure of these. Before anything
-// is printed.
+// From here on a signal that interrupts a write of printf and its like is no failure of these. Before
+// anything is printed.
 void PrintRetried();
 
 }  // namespace cli

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // The input is a point, a tolerance and records as they lie in memory: the shipped hit test against the
-// reference.
+// reference, and many points at once against single ones.
 #include "reference_hit.h"
 
 #include <tovkit/geometry.h>
@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <vector>
 
 namespace {
 
@@ -25,6 +26,24 @@ bool HasLongReduction(const CorePath& path) {
       return true;
   }
   return false;
+}
+
+// Many points at once, with the coordinates of records: the answers of the single calls.
+void ComparePoints(const CorePath& path, CorePointF point, float tolerance) {
+  constexpr int kPoints = 256;
+  const int records = path.GetPointCounter() + 1;
+  std::vector<CorePointF> points(kPoints, point);
+  for (int i = 1; i < kPoints && records > 0; ++i) {
+    if (i % 3 != 1) points[static_cast<std::size_t>(i)].x = path.GetPoints()[i % records].x;
+    if (i % 3 != 2) points[static_cast<std::size_t>(i)].y = path.GetPoints()[i / 3 % records].y;
+  }
+  for (const bool fill : {false, true}) {
+    bool hits[kPoints];
+    tovkit::HitTestPathPoints(points.data(), points.size(), tolerance, path, fill, hits);
+    for (std::size_t i = 0; i < points.size(); ++i) {
+      if (hits[i] != tovkit::HitTestPath(points[i], tolerance, path, 0, fill, kCoreFillEvenOdd)) std::abort();
+    }
+  }
 }
 
 }  // namespace
@@ -50,5 +69,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (detail.hit != tovkit::HitTestPath(point, head[2], path, 0, fill, kCoreFillEvenOdd)) std::abort();
     if (detail.record > path.GetPointCounter() || std::isnan(detail.distance)) std::abort();
   }
+  ComparePoints(path, {head[0], head[1]}, head[2]);
   return 0;
 }

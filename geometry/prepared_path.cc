@@ -18,7 +18,8 @@ namespace {
 
 constexpr std::size_t kFewPoints = 256;
 constexpr std::size_t kManyPoints = 8192;    // from here on curves are worth their pieces
-constexpr std::size_t kMostInPieces = 2048;  // curves: these take the most memory
+constexpr std::size_t kMostInPieces = 1024;  // curves: these take the most memory
+constexpr int kMostRecords = 1 << 17;        // of a path that is prepared
 constexpr float kLargest = 1e15f;            // the numbers for which squares and products are finite
 constexpr float kThinnest = 1e-28f;          // a line whose products do not underflow
 constexpr float kInfinity = std::numeric_limits<float>::infinity();
@@ -60,14 +61,18 @@ float Front(const Box& box, const Way& way) {
   return way.sign > 0 ? box.high[way.across] : -box.low[way.across];
 }
 
-// The least float that `front` is not more than `distance` away from, in single precision.
-float LeastNotMoreThan(float distance, float front) {
+// The bound of an upright line: the least coordinate from which its ray does not cross the line at `front`.
+// With a negative distance, points beside the line may have it on either side. Then it is right of them and
+// above, and `comesSecond` are the rays to the left and down.
+float BoundOf(float front, float distance, bool comesSecond) {
+  const auto crosses = [&](float at) {
+    return front - at > distance && !(comesSecond && at - front > distance);
+  };
   float yes = -kInfinity, no = kInfinity;
   for (float middle = 0; yes < middle && middle < no;) {
-    (front - middle > distance ? yes : no) = middle;
-    const double between =
-        (static_cast<double>(std::max(yes, -FLT_MAX)) + static_cast<double>(std::min(no, FLT_MAX))) / 2;
-    middle = static_cast<float>(between);
+    (crosses(middle) ? yes : no) = middle;
+    middle = static_cast<float>(
+        (static_cast<double>(std::max(yes, -FLT_MAX)) + static_cast<double>(std::min(no, FLT_MAX))) / 2);
     if (middle == no) middle = NextDown(no);
   }
   return no;
@@ -141,7 +146,8 @@ struct PreparedPath::Parts {
 };
 
 bool PreparedPath::IsWorthwhile(const CorePath& path, std::size_t count, float tolerance) {
-  return path.GetPointCounter() > 0 && count >= kFewPoints && IsUsual(tolerance);
+  return path.GetPointCounter() > 0 && path.GetPointCounter() < kMostRecords && count >= kFewPoints &&
+         IsUsual(tolerance);
 }
 
 PreparedPath::PreparedPath(const CorePath& path, float tolerance, bool testFill, std::size_t count)
@@ -158,7 +164,8 @@ PreparedPath::PreparedPath(const CorePath& path, float tolerance, bool testFill,
     if (parts.front[ray] >= 0) {
       const float front = Front(BoxOf(segments_[static_cast<std::size_t>(parts.front[ray])]), way);
       const float diagonal = HitQuery(0, 0, tolerance_).diagonal;
-      parts.rays[ray].push_back({-kInfinity, kInfinity, LeastNotMoreThan(diagonal, front), kCertain});
+      parts.rays[ray].push_back(
+          {-kInfinity, kInfinity, BoundOf(front, diagonal, ray == 1 || ray == 2), kCertain});
     }
     rays_[ray].Build(parts.rays[ray], parts.box.low[way.Along()], parts.box.high[way.Along()]);
   }

@@ -125,14 +125,18 @@ struct HitTestDetail {
 /// \param testFill   true: points inside the shape are hits as well
 /// \param hits       room for `count` answers; all of them are written
 ///
-/// Takes memory for the time of the call: some 400 bytes for each line of the path, and up to 20 KB for each
-/// curve (2 KB where there are more than 2,000). Without it, the points are asked one by one, which takes
-/// none. Throws nothing and starts no threads: to use several, give each a part of the points.
+/// Takes memory for the time of the call: up to 2 KB for each line of the path and 50 KB for each curve, 6 KB
+/// where there are more than 1,024 curves or fewer than 8,192 points. Without it, and with a path of more
+/// than 131,072 records, the points are asked one by one, which takes none. Throws nothing and starts no
+/// threads: to use several, give each a part of the points.
 ///
 /// \code{.cc}
-/// const CorePointF points[] = {{5, 5}, {5, 0}, {20, 20}};
-/// bool hits[3];
-/// HitTestPathPoints(points, 3, 0.5f, square, false, hits);   // false, true, false
+/// CorePath line;
+/// line.MoveTo(0, 0);
+/// line.LineTo(10, 0);
+/// const CorePointF points[] = {{5, 0.2f}, {5, 3}};
+/// bool hits[2];
+/// HitTestPathPoints(points, 2, 0.5f, line, false, hits);   // true, false
 /// \endcode
 TOVKIT_API void HitTestPathPoints(const CorePointF* points, std::size_t count, float tolerance,
                                   const CorePath& path, bool testFill, bool* hits);

@@ -209,6 +209,11 @@ Returns a path of its own with the same records.
 >>> start
 <tovkit.Path of 1 records>
 )");
+  path.def(
+      "__copy__", [](const Object& self) { return Path(Of(self)); }, "__copy__(self)\n--\n\nAs ``copy``.");
+  path.def(
+      "__deepcopy__", [](const Object& self, const Object&) { return Path(Of(self)); }, py::arg("memo"),
+      "__deepcopy__(self, memo)\n--\n\nAs ``copy``.");
   path.def("__repr__", &Represent, "__repr__(self)\n--\n\nHow many records it has.");
 }
 

@@ -3,6 +3,7 @@
 
 from __future__ import annotations
 
+import copy
 import math
 import pathlib
 from typing import Any
@@ -167,3 +168,22 @@ def test_paths_that_are_none(tmp_path: pathlib.Path) -> None:
     assert repr(Path.read(tmp_path / "a.svg", "b")) == "<tovkit.Path of 1 records>"
     with pytest.raises(tovkit.InputError):
         Path.read(tmp_path / "a.svg", "c")
+
+
+def test_copies_are_paths_of_their_own() -> None:
+    path = Path("M 0 0 L 10 0")
+    for twin in (path.copy(), copy.copy(path), copy.deepcopy(path)):
+        twin.line_to(10, 10)
+        assert repr(twin) == "<tovkit.Path of 3 records>"
+    assert repr(path) == "<tovkit.Path of 2 records>"
+
+
+@pytest.mark.parametrize("count", [1, 255, 256, 8191, 8192, 70_000, 200_001])
+@pytest.mark.parametrize("kind", ["float64", "float32", "int16"])
+def test_answers_do_not_depend_on_how_many_are_asked_for(count: int, kind: str) -> None:
+    points = np.random.default_rng(count).uniform(-20, 130, (count, 2)).astype(kind)
+    whole = tovkit.hit_test(CURVES, points, 3, True)
+    some = np.linspace(0, count - 1, min(count, 200)).astype(int)
+    singles = [tovkit.hit_test(CURVES, [(float(x), float(y))], 3, True)[0] for x, y in points[some]]
+    assert whole[some].tolist() == singles
+    assert whole.shape == (count,)

@@ -10,7 +10,7 @@ from ._errors import DescriptionWarning, InputError
 
 TYPE_CHECKING = False
 if TYPE_CHECKING:
-    from collections.abc import Iterable, Mapping, Sequence
+    from collections.abc import Callable, Iterable, Mapping, Sequence
     from os import PathLike
     from typing import Any, Union
 
@@ -24,15 +24,21 @@ if TYPE_CHECKING:
     Fonts = Union[Path, Iterable[Path]]
 
 
+_encode: Callable[[object], str] | None = None
+
+
 def _text_of(lines: Lines) -> tuple[str, bool]:
     """The JSON of the lines, and whether it was made of objects."""
     if isinstance(lines, str):
         return lines, False
-    # Not before it is needed: most of the time that it takes to import the package would go into it.
-    import json
+    global _encode
+    if _encode is None:
+        # Not before it is needed: most of the time that it takes to import the package would go into it.
+        import json
 
+        _encode = json.JSONEncoder(allow_nan=False, separators=(",", ":")).encode
     try:
-        return json.dumps(lines, allow_nan=False, separators=(",", ":")), True
+        return _encode(lines), True
     except TypeError as error:
         raise TypeError(f"lines: {error}") from None
     except ValueError as error:

@@ -142,8 +142,8 @@ class TOVMX_API CoreCodecRegistry {
 
   /// @{
   /// The most bytes of pixels that a decoder may hold at once for one image, the planes that a library
-  /// unpacks before the bitmap is filled included; 1 GiB unless changed. Checked before pixels are allocated. A TIFF with more than four samples to a
-  /// pixel has no more samples than that either.
+  /// unpacks before the bitmap is filled included; 1 GiB unless changed. Checked before pixels are allocated.
+  /// A TIFF with more than four samples to a pixel has no more samples than that either.
   std::uint64_t GetPixelLimit() const noexcept { return pixelLimit_.load(std::memory_order_relaxed); }
   void SetPixelLimit(std::uint64_t bytes) noexcept { pixelLimit_.store(bytes, std::memory_order_relaxed); }
   /// @}

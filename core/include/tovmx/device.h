@@ -51,8 +51,8 @@ class TOVMX_API CoreDevice {
   ///
   /// False, and nothing drawn, for null characters, more than 262,144 of them, a matrix with a number that is
   /// not finite, a size that is not finite or not above 0, fonts from a source that has none, a font
-  /// whose file cannot be read at the moment, and a device that has failed. Text that lies outside the page, or whose em is below 1/64 or above 100,000 pixels,
-  /// leaves no ink and returns true.
+  /// whose file cannot be read at the moment, and a device that has failed. Text that lies outside the page,
+  /// or whose em is below 1/64 or above 100,000 pixels, leaves no ink and returns true.
   virtual bool DrawText(const wchar_t* characters, int count, const CoreFontLoader& fonts,
                         const CoreMatrix& matrix, std::uint32_t argb, float pixelSize) = 0;
 
