@@ -15,6 +15,7 @@
 #include <set>
 #include <string>
 #include <utility>
+#include <vector>
 
 namespace {
 
@@ -260,17 +261,20 @@ TEST(WebpDetails, ABrokenFrameGivesNull) {
   EXPECT_EQ(image::Difference(*got, *first), "");
 }
 
-// More than are narrowed at a time; the first counts.
-TEST(TiffDetails, APixelMayHaveThousandsOfSamples) {
-  constexpr std::uint32_t kSamples = 5000;
+// A gray picture of 16 bits whose pixels have these samples, of which the first is its level and the others
+// are white.
+std::string DeepTiff(const std::vector<std::uint32_t>& levels, std::uint32_t samples) {
   const auto put = [](std::string& to, std::uint32_t value, int bytes) {
     for (int i = 0; i < bytes; ++i) to += static_cast<char>(value >> (8 * i));
   };
+  constexpr std::uint32_t kBehind = 122;  // the directory
+  const auto width = static_cast<std::uint32_t>(levels.size());
+  const std::uint32_t depths = samples == 1 ? 16 : samples == 2 ? 0x100010 : kBehind;
   const struct {
     std::uint32_t tag, type, count, value;
-  } entries[] = {{256, 4, 1, 2},        {257, 4, 1, 1}, {258, 3, kSamples, 122},
-                 {259, 3, 1, 1},        {262, 3, 1, 1}, {273, 4, 1, 122 + 2 * kSamples},
-                 {277, 3, 1, kSamples}, {278, 4, 1, 1}, {279, 4, 1, 4 * kSamples}};
+  } entries[] = {{256, 4, 1, width},   {257, 4, 1, 1}, {258, 3, samples, depths},
+                 {259, 3, 1, 1},       {262, 3, 1, 1}, {273, 4, 1, kBehind + 2 * samples},
+                 {277, 3, 1, samples}, {278, 4, 1, 1}, {279, 4, 1, 2 * width * samples}};
   std::string file("II*\0\x08\0\0\0", 8);
   put(file, std::size(entries), 2);
   for (const auto& entry : entries) {
@@ -279,16 +283,30 @@ TEST(TiffDetails, APixelMayHaveThousandsOfSamples) {
     put(file, entry.count, 4);
     put(file, entry.value, 4);
   }
-  file.resize(122);  // no directory behind it
-  for (std::uint32_t i = 0; i < kSamples; ++i) put(file, 16, 2);
-  for (const std::uint32_t first : {0x4000U, 0xC0FFU}) {
-    put(file, first, 2);
-    for (std::uint32_t i = 1; i < kSamples; ++i) put(file, 0xFFFF, 2);
+  put(file, 0, 4);
+  for (std::uint32_t i = 0; i < samples; ++i) put(file, 16, 2);
+  for (const std::uint32_t level : levels) {
+    put(file, level, 2);
+    for (std::uint32_t i = 1; i < samples; ++i) put(file, 0xFFFF, 2);
   }
-  const auto picture = image::Decode(file);
-  ASSERT_NE(picture, nullptr);
-  EXPECT_EQ(picture->GetArgb(0, 0) & 0xFFFFFF, 0x404040U);
-  EXPECT_EQ(picture->GetArgb(1, 0) & 0xFFFFFF, 0xC0C0C0U);
+  return file;
+}
+
+// Up to more than are narrowed at a time.
+TEST(TiffDetails, APixelMayHaveThousandsOfSamples) {
+  for (const std::uint32_t samples : {1U, 2U, 4095U, 4096U, 4097U, 5000U}) {
+    for (const std::vector<std::uint32_t>& levels :
+         {std::vector<std::uint32_t>{0x4000}, {0x4000, 0xC0FF}, {0, 0xFFFF, 0x8000}}) {
+      SCOPED_TRACE(std::to_string(levels.size()) + " pixels of " + std::to_string(samples) + " samples");
+      const auto picture = image::Decode(DeepTiff(levels, samples));
+      ASSERT_NE(picture, nullptr);
+      ASSERT_EQ(picture->GetWidth(), static_cast<int>(levels.size()));
+      for (int x = 0; x < picture->GetWidth(); ++x) {
+        const std::uint32_t level = levels[static_cast<std::size_t>(x)];
+        EXPECT_EQ(picture->GetArgb(x, 0) & 0xFFFFFF, (level * 255 + 32767) / 65535 * 0x10101) << x;
+      }
+    }
+  }
 }
 
 // Box by box: the resolution is one in the header box, which a file need not have.

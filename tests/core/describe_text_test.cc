@@ -131,8 +131,6 @@ TEST(DescribeLine, OnlyWhatIsDrawnIsMissingBesideABox) {
       EXPECT_EQ(missing(std::wstring(L"x\U0010FC21") + mark + L'\uFE00'), both) << std::hex << int(mark);
     }
     EXPECT_EQ(missing(L"\U0010FC21\U0010FC22"), (Found{{0, U'\U0010FC21'}, {1, U'\U0010FC22'}}));
-    // A letter and a mark of one script, which are shaped together.
-    EXPECT_EQ(missing(L"x\U0001E800\U0001E8D0"), (Found{{1, U'\U0001E800'}, {2, U'\U0001E8D0'}}));
   }
 }
 

@@ -122,6 +122,15 @@ TEST(DescribeText, TellsWhatStandsInForWhat) {
   EXPECT_EQ(Text(*report->GetMember("runs")->GetAt(0), "standsInFor"), "No Such Font");
 }
 
+// A longer word is not compared with any.
+TEST(DescribeText, AKeyOfUpTo32CharactersHasANearestOne) {
+  for (const std::size_t length : {7U, 31U, 32U, 33U}) {
+    const std::string key = "Contnt" + std::string(length - 6, '_');
+    const std::string message = Text(*Warning("{\"Content\": \"x\", \"" + key + "\": 1}"), "message");
+    EXPECT_EQ(message.find("did you mean \"Content\"?") != std::string::npos, length <= 32) << message;
+  }
+}
+
 // A NUL in a name makes it another one, and ends a text.
 TEST(DescribeText, NulsAreTold) {
   for (const char* text :
