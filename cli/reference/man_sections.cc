@@ -49,7 +49,9 @@ const std::vector<ManSection> kManSections = {
        "Draw many pages, a job on each line, and go on where an earlier run ended:"},
       {ManEntry::kExample,
        "tovkit serve &\n"
-       "curl --json '{\"Content\": \"Hello\"}' 'http://127.0.0.1:8017/v1/draw?size=400x120' -o hello.png",
+       "curl -s --retry 9 --retry-connrefused --json '{\"Content\": \"Hello\"}' -o label.png \\\n"
+       "  'http://127.0.0.1:8017/v1/draw?size=400x120'\n"
+       "kill $!",
        "Draw over HTTP; the page at http://127.0.0.1:8017/ shows what there is:"},
       {ManEntry::kExample, "tovkit run --timeout 2m --kill-after 10s --stdout uname.txt -- uname -a",
        "Give a program two minutes, and all that it has started ten seconds more after TERM:"}}},
