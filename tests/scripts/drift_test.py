@@ -41,8 +41,15 @@ class CompareTest(unittest.TestCase):
         self.assertEqual(drift.compare({"a x": 3.0}, [{"a x": 2.0}] * 3), ([], []))
 
     def test_rows_that_are_not_recorded(self):
-        fallen, _ = drift.compare({"a x": 1.0, "b x": 1.0}, [{"a x": 1.0, "c x": 1.0}] * 3)
-        self.assertEqual(fallen, ["other rows than recorded: b x, c x"])
+        fallen, shaky = drift.compare({"a x": 1.0, "b x": 1.0}, [{"a x": 1.0, "c x": 1.0}] * 3)
+        self.assertEqual(fallen, ["not recorded: c x"])
+        self.assertEqual(shaky, ["not measured: b x"])
+
+    def test_the_processor_is_told_by_its_model(self):
+        with tempfile.NamedTemporaryFile("w", suffix="cpuinfo") as file:
+            file.write("vendor_id\t: Somebody\ncpu family\t: 6\nmodel\t\t: 143\nmodel name\t: A name\ncpu MHz\t: 1\n")
+            file.flush()
+            self.assertEqual(drift.processor(file.name), "vendor_id Somebody, cpu family 6, model 143")
 
     def test_levels(self):
         with tempfile.NamedTemporaryFile("w", suffix="cpuinfo") as file:
@@ -60,7 +67,7 @@ class ProgramTest(unittest.TestCase):
         (self.build / "bench").mkdir()
         self.record = self.build / "drift.json"
 
-    def run_tool(self, ours, ratio, level="scalar"):
+    def run_tool(self, ours, ratio, level="scalar", processor=drift.processor()):
         rows = {}
         for program, cases in drift.CASES.items():
             times = self.build / f"{program}.times"
@@ -69,7 +76,7 @@ class ProgramTest(unittest.TestCase):
             file.write_text(PROGRAM.format(times=str(times), cases=list(cases), peers=cases))
             file.chmod(0o755)
             rows.update({f"{case} {peer}": ratio for case, peer in cases.items()})
-        self.record.write_text(json.dumps({"level": level, "ratios": rows}))
+        self.record.write_text(json.dumps({"level": level, "processor": processor, "ratios": rows}))
         done = subprocess.run([sys.executable, "-B", drift.__file__, self.build, "--file", self.record],
                               capture_output=True, text=True, check=False, env={**os.environ, "TOVKIT_SIMD": "wrong"})
         self.assertEqual(done.stderr, "")
@@ -88,6 +95,11 @@ class ProgramTest(unittest.TestCase):
         status, said = self.run_tool([100, 50, 100], 2.0)
         self.assertEqual(status, 0)
         self.assertTrue(said[0].startswith("warning: "))
+
+    def test_slower_on_another_processor_is_a_warning(self):
+        status, said = self.run_tool([100, 90, 80], 2.0, processor="vendor_id Somebody")
+        self.assertEqual(status, 0)
+        self.assertIn("recorded on another processor", said[0])
 
     @staticmethod
     def count():

@@ -88,7 +88,7 @@ class FaultsTest(QueueTest):
     def test_what_ends_its_worker_twice_goes_to_the_dead_letters(self):
         channel = self.declare()
         worker = self.working("--timeout", "1ms")
-        slow = job("slow", size="3000x3000")
+        slow = job("slow", size="9000x9000")
         self.put(channel, slow)
         result = self.take_result(channel)
         self.assertEqual((result["state"], result["kind"], result["attempts"]), ("quarantined", "deadline", 2))
