@@ -1,5 +1,6 @@
 # SPDX-License-Identifier: MIT
 """pytest tests/net/service --build BUILD [--long]"""
+import os
 import pathlib
 import resource
 import sys
@@ -15,7 +16,7 @@ from server import Server  # noqa: E402
 
 def pytest_addoption(parser):
     parser.addoption("--build", default="build/release", help="the build to test")
-    parser.addoption("--long", action="store_true", help="15 minutes of load instead of 2")
+    parser.addoption("--long", action="store_true", help="15 minutes of load instead of 2, or of 20 seconds where CI is set")
 
 
 @pytest.fixture(scope="session")
@@ -25,7 +26,9 @@ def build(request):
 
 @pytest.fixture(scope="session")
 def load_seconds(request):
-    return 900 if request.config.getoption("--long") else 120
+    if request.config.getoption("--long"):
+        return 900
+    return 20 if os.environ.get("CI") else 120
 
 
 @pytest.fixture

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""Two minutes (--long: fifteen) at 90 % of what the server can do: memory and descriptors do not grow."""
+"""Two minutes (--long: fifteen, where CI is set 20 seconds) at 90 % of what the server can do: memory and descriptors do not grow."""
 import json
 import random
 import shutil
