@@ -27,9 +27,15 @@ bool IsRegularFile(int fd) {
   return fstat(fd, &status) == 0 && S_ISREG(status.st_mode);
 }
 
+// The C library takes a short count for an error; a pipe has one where a signal came in the middle.
 ssize_t WriteOut(void* /*cookie*/, const char* from, std::size_t size) {
-  const ssize_t count = base::Retried([=] { return write(STDOUT_FILENO, from, size); });
-  return std::max<ssize_t>(count, 0);
+  std::size_t done = 0;
+  while (done < size) {
+    const ssize_t count = base::Retried([&] { return write(STDOUT_FILENO, from + done, size - done); });
+    if (count < 0) break;
+    done += static_cast<std::size_t>(count);
+  }
+  return static_cast<ssize_t>(done);
 }
 
 bool HasRoom() {

@@ -153,8 +153,10 @@ std::optional<CrewMember::Blame> CrewMember::Replace(std::deque<RunningJob>& aga
   std::string end = worker_->WaitForEnd();
   if (confused_) end = "sent what is no result";
   MarkWritten();
-  // Of a job that is to blame the attempts are counted.
-  if (running == 0 && ++vainStarts_ == kVainStarts) {
+  // Of a job that is to blame the attempts are counted. One that had begun and nothing to do was no vain
+  // start.
+  const bool wasIdle = ready_ && jobs_.empty();
+  if (running == 0 && !wasIdle && ++vainStarts_ == kVainStarts) {
     throw Error(ErrorKind::kLimit, options_.program,
                 (ready_ ? "workers end without a result: " : "workers end before they begin: ") + end);
   }

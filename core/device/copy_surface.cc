@@ -24,7 +24,9 @@ struct Block {
   std::size_t first = SIZE_MAX;  // what was touched, to before `last`
   std::size_t last = 0;
 
-  bool IsWorthKeeping() const { return last <= first || last - first <= CopySurface::kMostKept; }
+  bool IsWorthKeeping() const {
+    return size <= CopySurface::kLargestKept && (last <= first || last - first <= CopySurface::kMostKept);
+  }
 };
 
 // Surfaces may outlive it, at the end of a thread.
@@ -46,6 +48,7 @@ void GiveBack(void* given) {
 
 std::unique_ptr<Block> TakeBlock(std::size_t size) {
   if (!isThreadEnding && spare.block != nullptr && spare.block->size >= size) return std::move(spare.block);
+  if (!isThreadEnding) spare.block.reset();  // too small, and its room may be needed
   std::unique_ptr<Block> block(new (std::nothrow) Block);
   if (block == nullptr) return nullptr;
   block->bytes.reset(static_cast<unsigned char*>(std::malloc(size)));

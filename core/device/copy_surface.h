@@ -23,6 +23,8 @@ class CopySurface {
 
   // What a thread keeps at most of memory that was touched.
   static constexpr std::size_t kMostKept = std::size_t{4} << 20;
+  // And of address space, which may be limited.
+  static constexpr std::size_t kLargestKept = std::size_t{48} << 20;
 };
 
 }  // namespace tovmx

@@ -186,8 +186,9 @@ std::size_t EncodeMixed(const wchar_t* text, __m256i characters, char* out) {
 
 Utf8Progress EncodeUtf8Avx2(const wchar_t* text, std::size_t length, char* out) {
   Utf8Progress done = {0, 0};
-  // Each character left takes a byte at least: they pay for what the last store may write too many.
-  while (length - done.taken >= 3 * kLanes) {
+  // Sixteen bytes are stored for the last four characters, which take four at least. Each one behind them
+  // takes one: twelve of those pay for what is stored too many.
+  while (length - done.taken >= 3 * kLanes + 4) {
     const __m256i first = Load(text + done.taken);
     const __m256i second = Load(text + done.taken + kLanes);
     const __m256i both = _mm256_or_si256(first, second);

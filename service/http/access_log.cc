@@ -4,6 +4,7 @@
 
 #include "jobs/json_text.h"
 
+#include <poll.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -15,6 +16,7 @@ namespace service {
 namespace {
 
 constexpr std::size_t kLongestPath = 200;
+constexpr std::size_t kLongestNote = 300;  // a line stays below PIPE_BUF, even where each byte is escaped
 
 std::string TimeNow() {
   const auto now = std::chrono::system_clock::now();
@@ -43,7 +45,7 @@ std::string Text(const Request& request, const Response& response, std::uint64_t
                 seconds);
   std::string line = TimeNow() + " " + request.client + " \"" + request.method + " " +
                      request.path.substr(0, kLongestPath) + "\"" + numbers + request.id;
-  if (response.status >= 500) line += " " + response.note;
+  if (response.status >= 500) line += " " + response.note.substr(0, kLongestNote);
   return Visible(std::move(line)) + "\n";
 }
 
@@ -59,7 +61,7 @@ std::string Json(const Request& request, const Response& response, std::uint64_t
   line += numbers;
   if (response.status >= 500) {
     line += ",\"error\":";
-    jobs::AppendJsonString(line, response.note);
+    jobs::AppendJsonString(line, response.note.substr(0, kLongestNote));
   }
   return line + "}\n";
 }
@@ -69,6 +71,9 @@ std::string Json(const Request& request, const Response& response, std::uint64_t
 void AccessLog::Write(const Request& request, const Response& response, std::uint64_t bytes,
                       double seconds) const {
   if (format_ == LogFormat::kNone) return;
+  // Nobody waits for a reader of the log: a line that it has no room for is lost.
+  pollfd ready = {STDERR_FILENO, POLLOUT, 0};
+  if (poll(&ready, 1, 0) != 1 || (ready.revents & POLLOUT) == 0) return;
   const std::string line = (format_ == LogFormat::kText ? Text : Json)(request, response, bytes, seconds);
   [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, line.data(), line.size());
 }

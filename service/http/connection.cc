@@ -31,8 +31,10 @@ using Clock = std::chrono::steady_clock;
 constexpr std::chrono::milliseconds kLongestHeadTime{10000};
 constexpr std::chrono::milliseconds kLinger{2000};
 constexpr std::uint64_t kMostDiscarded = 1u << 20;
-constexpr std::uint64_t kMostHeld = 512u << 20;  // bytes of bodies, of all connections
+constexpr std::uint64_t kMostHeld = 512u << 20;  // bytes of bodies that come and go, of all connections
+constexpr std::size_t kSmallBody = 64u << 10;    // of an answer that is not counted
 constexpr std::size_t kLargestFraming = 16384;   // of chunks, that is not taken yet
+constexpr int kClientGone = 499;                 // in log and metrics, as proxies have it
 // What the kernel takes of a response beyond what the client is ready for. Megabytes, as it would by itself,
 // are a lot for many clients that read slowly, and the time to copy them is one in which nobody else is
 // served.
@@ -63,6 +65,17 @@ struct Connection::Parser {
   std::string Field(http::field field) const {
     const auto value = request.get()[field];
     return {value.data(), value.size()};
+  }
+
+  // Of a field that may come several times, which means the same as one list.
+  std::string List(http::field field) const {
+    std::string list;
+    const auto [from, to] = request.get().equal_range(field);
+    for (auto at = from; at != to; ++at) {
+      if (!list.empty()) list += ", ";
+      list.append(at->value().data(), at->value().size());
+    }
+    return list;
   }
 
   http::request_parser<http::string_body> request;
@@ -208,10 +221,10 @@ void Connection::ReadHead() {
   request_.query = mark < target.size() ? target.substr(mark + 1) : "";
   request_.host = parser_->Field(http::field::host);
   request_.contentType = parser_->Field(http::field::content_type);
-  request_.accept = parser_->Field(http::field::accept);
+  request_.accept = parser_->List(http::field::accept);
   request_.origin = parser_->Field(http::field::origin);
   request_.authorization = parser_->Field(http::field::authorization);
-  request_.ifNoneMatch = parser_->Field(http::field::if_none_match);
+  request_.ifNoneMatch = parser_->List(http::field::if_none_match);
   request_.isPreflight = head.find(http::field::access_control_request_method) != head.end();
   keepsAlive_ = head.keep_alive();
 }
@@ -241,7 +254,8 @@ void Connection::TakeBody() {
 bool Connection::Hold(std::size_t bytes) {
   held_ += bytes;
   transport_.held += bytes;
-  return transport_.held <= std::max(kMostHeld, 2 * transport_.options.maxBody);
+  // What is alone may be of any size.
+  return transport_.held == held_ || transport_.held <= std::max(kMostHeld, 2 * transport_.options.maxBody);
 }
 
 void Connection::LetGo() {
@@ -251,7 +265,8 @@ void Connection::LetGo() {
 
 void Connection::Answer() {
   state_ = State::kJob;
-  timer_.cancel();
+  // Not cancel(), which leaves a handler alone that is due already.
+  timer_.expires_at(Clock::time_point::max());
   const std::uint64_t serial = ++answered_;
   Request asked = request_;
   asked.body = std::move(parser_->request.get().body());
@@ -307,6 +322,12 @@ std::string Connection::HeadOf(const Response& response, std::size_t bytes) cons
 void Connection::Send(Response&& response) {
   state_ = State::kWriting;
   LetGo();
+  if (response.body && response.body->size() > kSmallBody && !Hold(response.body->size())) {
+    LetGo();
+    response = transport_.service.Finished(
+        ResponseOf({Problem::kBusy, "other answers take all the memory for them"}), request_,
+        response.endpoint);
+  }
   response_ = std::move(response);
   keepsAlive_ = keepsAlive_ && !response_.close && !transport_.isDraining;
   const std::size_t bytes = response_.body ? response_.body->size() : 0;
@@ -326,7 +347,17 @@ void Connection::OnSent() {
   const double seconds = std::chrono::duration<double>(Clock::now() - since_).count();
   transport_.log.Write(request_, response_, response_.body ? response_.body->size() : 0, seconds);
   response_ = {};
+  LetGo();
   keepsAlive_ ? BeginRequest() : Linger();
+}
+
+// A request that will have no answer, or not all of it.
+void Connection::NoteGone() {
+  Response gone;
+  gone.status = kClientGone;
+  gone.endpoint = response_.endpoint.empty() ? "other" : response_.endpoint;
+  transport_.metrics.CountRequest(gone.endpoint, gone.status);
+  transport_.log.Write(request_, gone, 0, std::chrono::duration<double>(Clock::now() - since_).count());
 }
 
 // Closing while bytes are on their way here would end the connection before the client has read the response.
@@ -344,6 +375,7 @@ void Connection::Drain() {
 
 void Connection::Close() {
   if (state_ == State::kClosed) return;
+  if (state_ == State::kBody || state_ == State::kJob || state_ == State::kWriting) NoteGone();
   state_ = State::kClosed;
   LetGo();
   timer_.cancel();

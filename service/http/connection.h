@@ -78,6 +78,7 @@ class Connection final : public std::enable_shared_from_this<Connection> {
   void Send(Response&& response);
   std::string HeadOf(const Response& response, std::size_t bytes) const;
   void OnSent();
+  void NoteGone();
   void Linger();
 
   Socket socket_;

@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <ctime>
 #include <fstream>
 
 namespace service {
@@ -55,7 +56,8 @@ std::uint64_t OpenDescriptors() {
   return count < 3 ? 0 : count - 3;  // "." and "..", and the folder itself
 }
 
-// Seconds since 1970, of the system's start and the process's clock ticks since then.
+// Seconds since 1970. The process's start is known in clock ticks since the system's, which is as long ago as
+// CLOCK_BOOTTIME tells.
 double StartTime() {
   std::ifstream in("/proc/self/stat");
   std::string line;
@@ -65,14 +67,13 @@ double StartTime() {
   if (behindName == std::string::npos) return 0;
   std::sscanf(line.c_str() + behindName + 2,
               "%*c %*d %*d %*d %*d %*d %*u %*u %*u %*u %*u %*u %*u %*d %*d %*d %*d %*d %*d %llu", &ticks);
-  std::ifstream stat("/proc/stat");
-  for (std::string word; stat >> word;) {
-    double boot = 0;
-    if (word == "btime" && stat >> boot) {
-      return boot + static_cast<double>(ticks) / static_cast<double>(sysconf(_SC_CLK_TCK));
-    }
-  }
-  return 0;
+  const auto secondsOf = [](clockid_t clock) {
+    timespec time = {};
+    clock_gettime(clock, &time);
+    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
+  };
+  return secondsOf(CLOCK_REALTIME) - secondsOf(CLOCK_BOOTTIME) +
+         static_cast<double>(ticks) / static_cast<double>(sysconf(_SC_CLK_TCK));
 }
 
 void AppendProcess(std::string& text) {

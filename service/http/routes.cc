@@ -94,7 +94,7 @@ bool Accepts(const std::string& accept, const std::string& mediaType) {
 bool NamesTag(const std::string& ifNoneMatch, const std::string& tag) {
   return AnyElement(ifNoneMatch, [&tag](std::string_view element) {
     if (element.substr(0, 2) == "W/") element.remove_prefix(2);
-    return element == "*" || element == tag;
+    return element == tag;
   });
 }
 

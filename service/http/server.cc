@@ -47,13 +47,23 @@ constexpr std::chrono::milliseconds kTick{100};
 constexpr std::chrono::seconds kDrainBeyondJobs{5};  // for answers to go out
 constexpr int kMostAtOnce = 64;                      // connections that are accepted
 constexpr std::size_t kMostTurnedAway = 64;          // at a time; others are just closed
+constexpr rlim_t kOwnDescriptors = 64;               // of logs, files and libraries
+constexpr rlim_t kOfWorker = 8;
 
-// Connections, workers and files have one descriptor each.
-void RaiseDescriptorLimit() {
+// Connections, workers and files have one descriptor each. Throws Error where there are not enough: clients
+// would take those that a new worker needs.
+void RaiseDescriptorLimit(const ServerOptions& options) {
   rlimit limit = {};
   if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return;
   limit.rlim_cur = limit.rlim_max;
   setrlimit(RLIMIT_NOFILE, &limit);
+  const rlim_t own = kOwnDescriptors + kOfWorker * static_cast<rlim_t>(options.executor.workers);
+  const rlim_t wanted = own + kMostTurnedAway + options.maxConnections;
+  if (limit.rlim_cur != RLIM_INFINITY && limit.rlim_cur < wanted) {
+    throw jobs::Error(jobs::ErrorKind::kLimit, "--max-connections",
+                      "takes a limit of " + std::to_string(wanted) + " open files, which is " +
+                          std::to_string(limit.rlim_cur));
+  }
 }
 
 std::string RandomPrefix() {
@@ -257,7 +267,7 @@ class Server {
 
 int RunServer(const ServerOptions& options, const std::function<void(const std::string&)>& listening) {
   std::signal(SIGPIPE, SIG_IGN);  // a log that nobody reads any more ends nothing
-  RaiseDescriptorLimit();
+  RaiseDescriptorLimit(options);
   for (const std::string& font : options.executor.runner.fonts) jobs::CheckReadable(font);
   ListenSocket socket = OpenSocket(options);
   return Server(options, std::move(socket)).Run(listening);

@@ -37,7 +37,7 @@ Response TaggedResponse(const Request& request, const std::string& tag, const ch
   Response response;
   response.headers.emplace_back("ETag", tag);
   response.headers.emplace_back("Cache-Control", cacheControl);
-  if (NamesTag(request.ifNoneMatch, tag)) response.status = 304;
+  if (request.ifNoneMatch == "*" || NamesTag(request.ifNoneMatch, tag)) response.status = 304;
   return response;
 }
 
@@ -205,7 +205,7 @@ JobDesk::Ticket Service::AnswerJob(Request&& request, const Route& route, const 
     return 0;
   }
   // The tag tells a body that was answered once, by this build: a client has it of nobody else.
-  if (request.ifNoneMatch != "*" && NamesTag(request.ifNoneMatch, tag)) {
+  if (NamesTag(request.ifNoneMatch, tag)) {
     reply(Finished(TaggedResponse(request, tag, "private, no-cache"), request, route.path));
     return 0;
   }

@@ -98,6 +98,9 @@ Address ParseAddress(const std::string& text, const std::string& place) {
 }
 
 Address ReadAddressFile(const std::string& path) {
+  if (path.find("://") != std::string::npos)
+    Refuse("--amqp-file",
+           "takes the name of a file; everybody on this machine can read an address given here");
   const jobs::OpenDescriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
   struct stat status = {};
   if (file.get() < 0 || fstat(file.get(), &status) != 0) {

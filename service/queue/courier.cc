@@ -120,7 +120,6 @@ void Courier::Open(Connection& connection) {
         options_.resultQueue + "'");
   served_ = true;
   canceled_ = blocked_ = false;
-  busy_ = Clock::now();
 }
 
 void Courier::ServeConnection() {
@@ -160,6 +159,7 @@ void Courier::Pause(const BrokerError& error) {
   while (!IsOver() && Clock::now() < end) {
     // What runs for the connection that is gone has no use, and its results are void.
     TakeResults();
+    EndWhenIdle();
     Await(-1, std::chrono::ceil<milliseconds>(end - Clock::now()));
   }
 }

@@ -239,14 +239,14 @@ void Submission::TakeResult(const Message& message) {
   const std::optional<jobs::JobResult> result =
       message.size > options_.broker.longest ? std::nullopt : jobs::ParseResultLine(message.body);
   jobs::IdIndex::Entry entry = result ? jobs_.Find(result->id) : jobs::IdIndex::Entry();
-  if (entry.number == kUnknown) {
+  // One of an older text of the job, or of somebody's whose jobs have the same names.
+  if (entry.number == kUnknown || !IsOf(entry, *result)) {
     ++others_;
     return;
   }
   heard_ = Clock::now();
   taken_.push_back(message.tag);
-  // A second one of a job that ran twice, or one of an older text.
-  if (entry.number == kAnswered || !IsOf(entry, *result)) return;
+  if (entry.number == kAnswered) return;  // of a job that ran twice
   if (entry.number == kSent) --outstanding_;
   entry.number = kAnswered;
   jobs_.Store(entry);

@@ -4,11 +4,13 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "run_command.h"
@@ -64,6 +66,50 @@ TEST(Streams, EveryFormatGoesToStandardOutputAsItGoesToAFile) {
       EXPECT_TRUE(piped.out == Contents(file)) << file;
     }
   }
+}
+
+// Waits until a process can do nothing more by itself: it waits, or has ended.
+void AwaitSilence(pid_t pid) {
+  std::string state = "R";
+  while (state == "R") {
+    std::ifstream in("/proc/" + std::to_string(pid) + "/stat");
+    std::string line((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    state = line.substr(line.rfind(')') + 2, 1);
+    std::this_thread::yield();
+  }
+}
+
+TEST(Streams, AStopInTheMiddleOfAWriteLosesNothing) {
+  const std::string whole = RunCommand({"pages", "1-100000", "--count", "100000"}).out;
+  int ends[2];
+  ASSERT_EQ(pipe(ends), 0);
+  const pid_t pid = fork();
+  ASSERT_GE(pid, 0);
+  if (pid == 0) {
+    dup2(ends[1], STDOUT_FILENO);
+    close(ends[0]);
+    close(ends[1]);
+    execl(TOVKIT_COMMAND, "tovkit", "pages", "1-100000", "--count", "100000", nullptr);
+    _exit(127);
+  }
+  close(ends[1]);
+  std::string text;
+  std::string block(4096, '\0');
+  int status = 0;
+  for (ssize_t count = 0; (count = read(ends[0], block.data(), block.size())) > 0;) {
+    text.append(block, 0, static_cast<std::size_t>(count));
+    if (text.size() > 20000) continue;
+    AwaitSilence(pid);
+    ASSERT_EQ(kill(pid, SIGSTOP), 0);
+    ASSERT_EQ(waitpid(pid, &status, WUNTRACED), pid);
+    ASSERT_TRUE(WIFSTOPPED(status));
+    ASSERT_EQ(kill(pid, SIGCONT), 0);
+  }
+  close(ends[0]);
+  ASSERT_EQ(waitpid(pid, &status, 0), pid);
+  EXPECT_EQ(status, 0);
+  EXPECT_EQ(text.size(), whole.size());
+  EXPECT_TRUE(text == whole);
 }
 
 TEST(Streams, StandardOutputNeedsAFormat) {

@@ -341,6 +341,17 @@ TEST(TextCodec, TextsThatAreCountedFirstEncodeAsTheirParts) {
   }
 }
 
+// Texts of a million characters have exactly the room that they take: a sanitizer sees what goes beyond.
+TEST(TextCodec, NothingIsWrittenBehindALargeText) {
+  for (std::size_t left = 0; left < 33; ++left) {
+    std::wstring text((std::size_t{1} << 20) + left, L'a');
+    text[text.size() - 24] = L'\xE4';
+    std::string expected(text.size() + 1, 'a');
+    expected.replace(text.size() - 24, 2, "\xC3\xA4");
+    ASSERT_TRUE(Encode(text) == expected) << left;
+  }
+}
+
 TEST(TextCodec, CharactersOfEveryKindEncodeAloneAsTogether) {
   const std::uint32_t kinds[] = {0x41,    0x7F,     0x80,     0x7FF,      0x800,     0xD7FF, 0xD800,
                                  0xDC7F,  0xDC80,   0xDCFF,   0xDD00,     0xDFFF,    0xE000, 0xFFFF,

@@ -249,7 +249,7 @@ class ServeTest(unittest.TestCase):
         self.assertEqual((again.headers["X-Cache"], again.headers["ETag"], again.body),
                          ("hit", first.headers["ETag"], first.body))
         jobs = self.server.metric('tovkit_jobs_total{kind="draw",state="done"}')
-        for tag in [first.headers["ETag"], "*", '"x", W/' + first.headers["ETag"]]:
+        for tag in [first.headers["ETag"], '"x", W/' + first.headers["ETag"]]:
             answer = self.server.post("/v1/draw?size=61x20", LINE, If_None_Match=tag)
             self.assertEqual((answer.status, answer.body, answer.headers["ETag"]), (304, b"", first.headers["ETag"]))
         self.assertEqual(self.server.metric('tovkit_jobs_total{kind="draw",state="done"}'), jobs)
