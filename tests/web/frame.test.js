@@ -1,20 +1,9 @@
 // SPDX-License-Identifier: MIT
 // What surrounds the tabs: keyboard, colors, widths, shared addresses, the links of the footer.
 import assert from 'node:assert/strict';
-import {after, before, test} from 'node:test';
-import {assertAccessible, assertQuiet, drawn, editorText, mapped, openPage, startBrowser, write} from './browser.js';
-import {startService} from './service.js';
-
-let service;
-let browser;
-before(async () => {
-  service = await startService();
-  browser = await startBrowser();
-});
-after(async () => {
-  await browser?.close();
-  await service?.stop();
-});
+import {test} from 'node:test';
+import {assertAccessible, assertQuiet, drawn, editorText, mapped, openPage, write} from './browser.js';
+import {browser, service} from './site.js';
 
 const focused = (page) => page.evaluate(() => document.activeElement.id || document.activeElement.closest('[id]')?.id);
 const addressHas = (page, text) => page.waitForFunction((wanted) => location.hash.includes(wanted), text);

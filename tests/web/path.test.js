@@ -1,20 +1,9 @@
 // SPDX-License-Identifier: MIT
 // The tab of paths in the browser.
 import assert from 'node:assert/strict';
-import {after, before, test} from 'node:test';
-import {assertAccessible, assertQuiet, downloadOf, kRefused, mapped, openPage, startBrowser, write} from './browser.js';
-import {startService} from './service.js';
-
-let service;
-let browser;
-before(async () => {
-  service = await startService();
-  browser = await startBrowser();
-});
-after(async () => {
-  await browser?.close();
-  await service?.stop();
-});
+import {test} from 'node:test';
+import {assertAccessible, assertQuiet, downloadOf, kRefused, mapped, openPage, write} from './browser.js';
+import {browser, service} from './site.js';
 
 const verdict = (page, text) =>
   page.waitForFunction((wanted) => document.getElementById('path-verdict').textContent === wanted, text);

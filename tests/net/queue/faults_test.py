@@ -4,21 +4,12 @@ import json
 import os
 import pathlib
 import signal
-import tempfile
 import unittest
 
-from broker import Broker
 from support import QueueTest, await_that, job, output_of
 
 
 class FaultsTest(QueueTest):
-    @classmethod
-    def setUpClass(cls):
-        scratch = tempfile.TemporaryDirectory(prefix="tovkit-queue-")
-        cls.addClassCleanup(scratch.cleanup)
-        cls.broker = Broker(pathlib.Path(scratch.name) / "broker")
-        cls.enterClassContext(cls.broker)
-
     def test_a_job_is_done_and_its_result_carries_its_names(self):
         channel = self.declare()
         worker = self.working("-C", "out")

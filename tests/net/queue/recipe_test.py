@@ -4,10 +4,8 @@ import os
 import pathlib
 import shutil
 import subprocess
-import tempfile
 import unittest
 
-from broker import Broker
 from support import BUILD, QueueTest, read_lines
 
 EXAMPLES = pathlib.Path(__file__).resolve().parents[3] / "examples/queue"
@@ -15,13 +13,6 @@ COUNT = 1000
 
 
 class RecipeTest(QueueTest):
-    @classmethod
-    def setUpClass(cls):
-        scratch = tempfile.TemporaryDirectory(prefix="tovkit-queue-")
-        cls.addClassCleanup(scratch.cleanup)
-        cls.broker = Broker(pathlib.Path(scratch.name) / "broker")
-        cls.enterClassContext(cls.broker)
-
     def test_the_recipe_runs(self):
         self.draw_once(COUNT)
         environment = {**os.environ, "PATH": f"{BUILD / 'cli'}:{os.environ['PATH']}", "TOVKIT_AMQP_URL": self.broker.url()}

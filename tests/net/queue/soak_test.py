@@ -2,14 +2,11 @@
 """Jobs through three workers, of which one is killed every few seconds, and a broker that is restarted twice."""
 import json
 import os
-import pathlib
 import signal
-import tempfile
 import threading
 import time
 import unittest
 
-from broker import Broker
 from support import QueueTest, await_that, read_lines
 
 COUNT = int(os.environ.get("COUNT", "10000"))
@@ -18,13 +15,6 @@ KILLED_EVERY = 3  # seconds
 
 
 class SoakTest(QueueTest):
-    @classmethod
-    def setUpClass(cls):
-        scratch = tempfile.TemporaryDirectory(prefix="tovkit-queue-")
-        cls.addClassCleanup(scratch.cleanup)
-        cls.broker = Broker(pathlib.Path(scratch.name) / "broker")
-        cls.enterClassContext(cls.broker)
-
     def start_worker(self):
         self.started = getattr(self, "started", 0) + 1
         return self.worker("-C", "out", "--jobs", "1", "--prefetch", "8", name=f"worker{self.started}")

@@ -1,23 +1,13 @@
 # SPDX-License-Identifier: MIT
 """tovkit submit, whole and interrupted."""
 import json
-import pathlib
 import signal
-import tempfile
 import unittest
 
-from broker import Broker
 from support import QueueTest, await_that, job, read_lines, write_jobs
 
 
 class SubmitTest(QueueTest):
-    @classmethod
-    def setUpClass(cls):
-        scratch = tempfile.TemporaryDirectory(prefix="tovkit-queue-")
-        cls.addClassCleanup(scratch.cleanup)
-        cls.broker = Broker(pathlib.Path(scratch.name) / "broker")
-        cls.enterClassContext(cls.broker)
-
     def test_outputs_and_results_are_those_of_a_batch(self):
         self.draw_once(200)
         self.declare()

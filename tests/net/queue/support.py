@@ -14,6 +14,8 @@ import unittest
 
 import pika
 
+from broker import Broker
+
 BUILD = pathlib.Path(os.environ["BUILD"]).resolve()
 TOVKIT = str(BUILD / "cli/tovkit")
 SECONDS = 120
@@ -93,7 +95,17 @@ def close(connection):
 
 class QueueTest(unittest.TestCase):
     """Each test has a folder and queues of its own; `broker` is the class's."""
-    broker = None
+
+    @classmethod
+    def start_broker(cls, folder):
+        return Broker(folder / "broker")
+
+    @classmethod
+    def setUpClass(cls):
+        scratch = tempfile.TemporaryDirectory(prefix="tovkit-queue-")
+        cls.addClassCleanup(scratch.cleanup)
+        cls.broker = cls.start_broker(pathlib.Path(scratch.name))
+        cls.enterClassContext(cls.broker)
 
     def setUp(self):
         scratch = tempfile.TemporaryDirectory(prefix="tovkit-queue-", dir=MEMORY)

@@ -1,8 +1,6 @@
 # SPDX-License-Identifier: MIT
 """TLS with an authority of the test's own: only the right certificate for the right name is talked to."""
-import pathlib
 import subprocess
-import tempfile
 import unittest
 
 from broker import Broker
@@ -24,14 +22,11 @@ def make_certificates(folder):
 
 class TlsTest(QueueTest):
     @classmethod
-    def setUpClass(cls):
-        scratch = tempfile.TemporaryDirectory(prefix="tovkit-queue-")
-        cls.addClassCleanup(scratch.cleanup)
-        cls.tls = pathlib.Path(scratch.name) / "tls"
+    def start_broker(cls, folder):
+        cls.tls = folder / "tls"
         cls.tls.mkdir()
         make_certificates(cls.tls)
-        cls.broker = Broker(pathlib.Path(scratch.name) / "broker", tls=cls.tls)
-        cls.enterClassContext(cls.broker)
+        return Broker(folder / "broker", tls=cls.tls)
 
     def address(self, host):
         return self.broker.url(scheme="amqps", port=self.broker.tls_port, host=host)
