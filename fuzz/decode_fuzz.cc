@@ -17,6 +17,8 @@ extern "C" std::size_t LLVMFuzzerMutate(std::uint8_t* data, std::size_t size, st
 
 namespace {
 
+constexpr CoreImageFormat kFormat = TOVMX_FUZZ_FORMAT;
+
 std::uint32_t OddValue(std::uint32_t value, std::minstd_rand& random) {
   constexpr std::uint32_t kOdd[] = {0,       1,          2,          3,         4,      8,
                                     0x7F,    0x80,       0xFF,       0x7FFF,    0x8000, 0xFFFF,
@@ -40,14 +42,14 @@ std::uint32_t OddValue(std::uint32_t value, std::minstd_rand& random) {
 extern "C" std::size_t LLVMFuzzerCustomMutator(std::uint8_t* data, std::size_t size, std::size_t most,
                                                unsigned seed) {
   std::minstd_rand random(seed);
-  const std::vector<fuzz::Field> fields = fuzz::PictureFields(TOVMX_FUZZ_FORMAT, data, size);
+  const std::vector<fuzz::Field> fields = fuzz::PictureFields(kFormat, data, size);
   if (fields.empty() || random() % 2 == 0) {
     size = LLVMFuzzerMutate(data, size, most);
   } else {
     const fuzz::Field& field = fields[random() % fields.size()];
     fuzz::PutField(data, field, OddValue(fuzz::GetField(data, field), random));
   }
-  if (TOVMX_FUZZ_FORMAT == kCoreImagePng && random() % 8 != 0) fuzz::PutPngChecksumsRight(data, size);
+  if (kFormat == kCoreImagePng && random() % 8 != 0) fuzz::PutPngChecksumsRight(data, size);
   return size;
 }
 
@@ -60,7 +62,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const int mark = CoreReadOrientation(&in, frame);
     if (mark < 1 || mark > 8 || in.GetPosition() != 0) __builtin_trap();
   }
-  const auto decoder = registry.GetFactory().CreateDecoder(TOVMX_FUZZ_FORMAT);
+  const auto decoder = registry.GetFactory().CreateDecoder(kFormat);
   if (decoder->Open(&in, kCoreOpenReadAhead) == 0) return 0;
   const int frames = std::min(decoder->GetInfo().frameCount, 3);
   std::uint32_t sum = 0;

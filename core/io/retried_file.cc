@@ -49,8 +49,9 @@ std::FILE* OpenRetriedFile(const char* path, bool writes) {
   const int fd = base::Retried([=] { return open(path, flags, 0666); });
   if (fd < 0) return nullptr;
   const cookie_io_functions_t calls = {ReadFile, WriteFile, SeekFile, CloseFile};
-  std::FILE* const file =
-      fopencookie(reinterpret_cast<void*>(static_cast<std::intptr_t>(fd)), writes ? "w" : "r", calls);
+  // NOLINTNEXTLINE(performance-no-int-to-ptr): nobody follows the cookie
+  void* const cookie = reinterpret_cast<void*>(static_cast<std::intptr_t>(fd));
+  std::FILE* const file = fopencookie(cookie, writes ? "w" : "r", calls);
   if (file == nullptr) {
     const int error = errno;
     close(fd);

@@ -72,7 +72,7 @@ bool Submission::Run(jobs::JobSource& source) {
       return complete;
     } catch (const BrokerError& error) {
       // What was not confirmed may have come or not: a job that runs twice makes the same bytes.
-      for (auto& [sequence, sending] : sending_) again_.push_back(std::move(sending));
+      for (auto& [sequence, sending] : sending_) toSend_.push_back(std::move(sending));
       sending_.clear();
       sendingBytes_ = 0;
       taken_.clear();
@@ -126,7 +126,7 @@ bool Submission::ServeConnection(jobs::JobSource& source) {
 }
 
 bool Submission::IsComplete() const {
-  return exhausted_ && again_.empty() && sending_.empty() &&
+  return exhausted_ && toSend_.empty() && sending_.empty() &&
          (options_.resultQueue.empty() || outstanding_ == 0);
 }
 
@@ -144,27 +144,26 @@ void Submission::Pause(const BrokerError& error) {
 }
 
 void Submission::Send(Connection& connection, jobs::JobSource& source) {
-  Sending next;
   while (!blocked_ && sending_.size() < kMostSending && sendingBytes_ < kMostSendingBytes &&
-         NextToSend(source, next)) {
+         HasToSend(source)) {
+    // It leaves its place when it is sent: a connection that breaks meanwhile throws.
+    Sending& next = toSend_.front();
     const std::uint64_t sequence = connection.Publish(options_.jobQueue, next.text, {next.id, next.id});
     sendingBytes_ += next.text.size();
     sending_.emplace(sequence, std::move(next));
+    toSend_.pop_front();
   }
 }
 
-bool Submission::NextToSend(jobs::JobSource& source, Sending& next) {
-  if (!again_.empty() && Clock::now() >= resend_) {
-    next = std::move(again_.front());
-    again_.pop_front();
-    return true;
-  }
+// Whether the first of what is to be sent may go now.
+bool Submission::HasToSend(jobs::JobSource& source) {
+  if (!toSend_.empty() && Clock::now() >= resend_) return true;
   while (!exhausted_) {
     starving_ = !source.IsReady();
     if (starving_) break;
     std::optional<jobs::QueuedJob> job = Read(source);
     if (!job || !IsToSend(*job)) continue;
-    next = {std::move(job->id), std::move(job->text)};
+    toSend_.push_front({std::move(job->id), std::move(job->text)});
     return true;
   }
   return false;
@@ -265,7 +264,7 @@ void Submission::Confirm(std::uint64_t sequence, bool multiple, bool taken) {
       backOff_.Reset();
     } else {
       if (stray != strays_.end()) strays_.erase(stray);
-      again_.push_back(std::move(sending));
+      toSend_.push_back(std::move(sending));
     }
     at = sending_.erase(at);
   }

@@ -68,7 +68,7 @@ class Submission {
   void Pause(const BrokerError& error);
   void Send(Connection& connection, jobs::JobSource& source);
   std::optional<jobs::QueuedJob> Read(jobs::JobSource& source);
-  bool NextToSend(jobs::JobSource& source, Sending& next);
+  bool HasToSend(jobs::JobSource& source);
   bool IsToSend(jobs::QueuedJob& job);
   void Handle(const Connection::Event& event);
   void TakeResult(const Message& message);
@@ -92,8 +92,8 @@ class Submission {
   std::exception_ptr failure_;  // of the source
   bool served_ = false;         // a connection has worked
   bool blocked_ = false;
-  std::deque<Sending> again_;                 // what was sent and is not with the broker
-  Clock::time_point resend_;                  // when that is sent
+  std::deque<Sending> toSend_;                // the next job, and what was sent and is not with the broker
+  Clock::time_point resend_;                  // when the latter is sent
   std::map<std::uint64_t, Sending> sending_;  // by sequence, until it is confirmed
   std::size_t sendingBytes_ = 0;
   std::vector<std::string> strays_;         // ids whose message no queue took; their confirms come later

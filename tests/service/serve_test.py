@@ -5,6 +5,7 @@
     serve_test.py COMMAND SOURCE_FOLDER
 """
 import json
+import os
 import pathlib
 import re
 import subprocess
@@ -31,7 +32,7 @@ def drawn_by_command(description, *options):
         source = pathlib.Path(folder) / "in.json"
         source.write_text(json.dumps(description))
         return subprocess.run([COMMAND, "draw", source, "-o", "-", *options], check=True, stdout=subprocess.PIPE,
-                              env={"SOURCE_DATE_EPOCH": "0"}).stdout
+                              env={**os.environ, "SOURCE_DATE_EPOCH": "0"}).stdout
 
 
 def schema_of(path, part, media_type="application/json", method="post"):

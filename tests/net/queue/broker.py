@@ -5,8 +5,10 @@
         broker.url()
         broker.stop(); broker.start()
 """
+import contextlib
 import os
 import pathlib
+import random
 import secrets
 import signal
 import socket
@@ -16,12 +18,18 @@ import time
 # The programs themselves: those in /usr/sbin change to the user of the installed broker.
 PROGRAMS = pathlib.Path("/usr/lib/rabbitmq/bin")
 SECONDS = 120
+GIVEN = set()  # ports, to brokers of this process
 
 
 def free_port():
-    with socket.socket() as taken:
-        taken.bind(("127.0.0.1", 0))
-        return taken.getsockname()[1]
+    """Below those that the system gives to clients, which would take it while the broker is down: one that tries to
+    connect may even be given the very port, and is connected with itself then."""
+    for port in random.sample(sorted(set(range(20000, 32000)) - GIVEN), 1000):
+        with socket.socket() as taken, contextlib.suppress(OSError):
+            taken.bind(("127.0.0.1", port))
+            GIVEN.add(port)
+            return port
+    raise RuntimeError("no port is free")
 
 
 def can_connect(port):
@@ -113,7 +121,8 @@ class Broker:
         if self.process is None:
             return
         # The script, the runtime and its helpers are one session, which this object has started.
-        os.killpg(self.process.pid, number)
+        with contextlib.suppress(ProcessLookupError):
+            os.killpg(self.process.pid, number)
         try:
             self.process.wait(SECONDS)
         except subprocess.TimeoutExpired:
@@ -122,10 +131,8 @@ class Broker:
         deadline = time.monotonic() + SECONDS
         while can_connect(self.port) and time.monotonic() < deadline:
             time.sleep(0.1)
-        try:
+        with contextlib.suppress(ProcessLookupError):
             os.killpg(self.process.pid, signal.SIGKILL)
-        except ProcessLookupError:
-            pass
         self.process = None
 
     def __enter__(self):

@@ -1,5 +1,6 @@
 # SPDX-License-Identifier: MIT
 """Jobs through three workers, of which one is killed every few seconds, and a broker that is restarted twice."""
+import contextlib
 import json
 import os
 import signal
@@ -28,25 +29,41 @@ class SoakTest(QueueTest):
             self.killed += 1
             place = (place + 1) % len(workers)
 
+    def feed(self, path, gates):
+        """Writes a part of the jobs, and each further one when its gate opens."""
+        jobs = (self.folder / "jobs.jsonl").read_bytes().splitlines(keepends=True)
+        # Without its reader, which a test that has failed ends, there is nobody to write to.
+        with contextlib.suppress(BrokenPipeError), open(path, "wb") as out:
+            for part, gate in enumerate([None, *gates]):
+                if gate:
+                    gate.wait()
+                out.writelines(jobs[part * COUNT // 3:(part + 1) * COUNT // 3])
+                out.flush()
+
     def test_every_job_is_done_whatever_is_killed(self):
         self.draw_once(COUNT)
         self.declare()
         self.killed = 0
         workers = [self.start_worker() for _ in range(WORKERS)]
-        submit = self.submit("jobs.jsonl", "--result-queue", self.results, "--results", "results.jsonl")
+        # The last jobs come when the broker goes down for the second time, so that nobody is through before.
+        gates = threading.Event(), threading.Event()
+        os.mkfifo(self.folder / "jobs")
+        threading.Thread(target=self.feed, args=(self.folder / "jobs", gates), daemon=True).start()
+        submit = self.submit("jobs", "--result-queue", self.results, "--results", "results.jsonl")
         over = threading.Event()
         killer = threading.Thread(target=self.kill_one_after_the_other, args=(workers, over))
         killer.start()
         results = self.folder / "results.jsonl"
         begun = time.monotonic()
         try:
-            for restart, end in enumerate((self.broker.stop, self.broker.kill), 1):
+            for gate, end, enough in zip(gates, (self.broker.stop, self.broker.kill), (COUNT // 6, COUNT // 2)):
                 def far_enough():
                     self.assertIsNone(submit.process.poll(), submit.errors())
                     for worker in workers:
                         self.assertIn(worker.process.poll(), (None, -signal.SIGKILL), worker.errors())
-                    return results.exists() and results.read_bytes().count(b"\n") >= restart * COUNT // 3
+                    return results.exists() and results.read_bytes().count(b"\n") >= enough
                 await_that(far_enough, submit.errors, 200)
+                gate.set()
                 end()
                 self.broker.start()
             self.assertEqual(submit.wait(250), 0, submit.errors())
