@@ -29,6 +29,8 @@ struct BandEntry {
 
 inline constexpr int kCertain = -1;
 
+class FourTables;
+
 class BandTable {
  public:
   enum class Answer { kNo, kYes, kAsk };
@@ -60,6 +62,7 @@ class BandTable {
   }
 
  private:
+  friend class FourTables;
   static constexpr float kNowhere = -std::numeric_limits<float>::infinity();
 
   struct Band {

@@ -30,12 +30,18 @@ class NearGrid {
   // The coordinates are finite and the reaches finite and positive.
   void Build(const std::vector<Stick>& sticks);
 
+  // Whether the cell of (x, y) has sticks; both are finite. Without a branch.
+  bool HasSome(float x, float y) const {
+    const std::size_t cell = CellOf(x, y);
+    return (int{IsWithin(x, y)} & int{starts_[cell] != starts_[cell + 1]}) != 0;
+  }
+
   // Whether one of the sticks near (x, y) says yes; both are finite. `ask` takes a segment, and whether the
   // point is within `tolerance` of one of its samples.
   template <typename Ask>
   bool Any(float x, float y, float tolerance, const Ask& ask) const {
-    if (!(x >= low_.x && x <= high_.x && y >= low_.y && y <= high_.y)) return false;
-    const std::size_t cell = IndexOf(y - low_.y, scale_.y) * side_ + IndexOf(x - low_.x, scale_.x);
+    if (!IsWithin(x, y)) return false;
+    const std::size_t cell = CellOf(x, y);
     const std::uint32_t* const end = places_.data() + starts_[cell + 1];
     for (const std::uint32_t* at = places_.data() + starts_[cell]; at != end; ++at) {
       const Near& near = near_[*at];
@@ -60,6 +66,12 @@ class NearGrid {
     bool sampled;
   };
 
+  bool IsWithin(float x, float y) const {
+    return (int{x >= low_.x} & int{x <= high_.x} & int{y >= low_.y} & int{y <= high_.y}) != 0;
+  }
+  std::size_t CellOf(float x, float y) const {
+    return IndexOf(y - low_.y, scale_.y) * side_ + IndexOf(x - low_.x, scale_.x);
+  }
   // Never decreases as `from` grows.
   std::size_t IndexOf(float from, float scale) const {
     float index = from * scale;
@@ -74,7 +86,7 @@ class NearGrid {
   CorePointF scale_;  // cells to the unit
   std::size_t side_ = 1;
   float last_ = 0;  // side_ - 1
-  std::vector<std::uint32_t> starts_;
+  std::vector<std::uint32_t> starts_ = std::vector<std::uint32_t>(2);
   std::vector<std::uint32_t> places_;  // what `near_` has for each cell
   std::vector<Near> near_;
 };

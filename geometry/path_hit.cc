@@ -76,7 +76,7 @@ void HitTestPathPoints(const CorePointF* points, std::size_t count, float tolera
   if (PreparedPath::IsWorthwhile(path, count, tolerance)) {
     try {
       const PreparedPath prepared(path, tolerance, testFill, count);
-      for (std::size_t i = 0; i < count; ++i) hits[i] = prepared.Touches(points[i]);
+      prepared.Test(points, count, hits);
       return;
     } catch (const std::bad_alloc&) {
       // The slow way needs no memory.

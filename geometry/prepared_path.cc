@@ -103,7 +103,7 @@ struct Collector {
 };
 
 template <bool kWithRays>
-bool Test(const PreparedSegment& segment, HitVisitor<kWithRays>& visitor) {
+bool TestSegment(const PreparedSegment& segment, HitVisitor<kWithRays>& visitor) {
   switch (segment.degree) {
     case 1:
       return visitor.Line(segment.points[0], segment.points[1]);
@@ -169,6 +169,7 @@ PreparedPath::PreparedPath(const CorePath& path, float tolerance, bool testFill,
     }
     rays_[ray].Build(parts.rays[ray], parts.box.low[way.Along()], parts.box.high[way.Along()]);
   }
+  fourRays_.Take(rays_);
   for (int axis = 0; axis < 2; ++axis)
     levels_[axis].Build(parts.levels[axis], parts.box.low[axis], parts.box.high[axis]);
   near_.Build(parts.sticks);
@@ -297,27 +298,56 @@ void PreparedPath::AddCurveSticks(int index, const SampleRow* samples, Parts& pa
   }
 }
 
+// A block is gone through several times, each time without a branch that could be guessed wrong: what is
+// left for the next time is written down whether it counts or not.
+void PreparedPath::Test(const CorePointF* points, std::size_t count, bool* hits) const {
+  for (; count > kBlock; points += kBlock, hits += kBlock, count -= kBlock) TestBlock(points, kBlock, hits);
+  TestBlock(points, count, hits);
+}
+
+void PreparedPath::TestBlock(const CorePointF* points, std::size_t count, bool* hits) const {
+  std::uint16_t outside[kBlock] = {}, near[kBlock] = {}, asked[kBlock] = {};
+  std::size_t outsides = 0, nears = 0, asks = 0;
+  const int fill = int{testFill_}, asksAlways = int{testFill_ && !unusual_.empty()};
+  for (std::size_t i = 0; i < count; ++i) {
+    const float x = points[i].x, y = points[i].y;
+    const FourTables::Answers answers = LookInside(x, y);
+    const int asking = (fill & int{answers.asks != 0}) | asksAlways | int{!IsUsual(x)} | int{!IsUsual(y)};
+    const int inside = fill & int{answers.yes == kEveryRay} & ~asking;
+    hits[i] = inside != 0;
+    outside[outsides] = asked[asks] = static_cast<std::uint16_t>(i);
+    outsides += static_cast<std::size_t>(1 & ~inside & ~asking);
+    asks += static_cast<std::size_t>(asking);
+  }
+  for (std::size_t k = 0; testOutline_ && k < outsides; ++k) {
+    const CorePointF& point = points[outside[k]];
+    near[nears] = outside[k];
+    nears += static_cast<std::size_t>(MayBeOnOutline(point.x, point.y));
+  }
+  for (std::size_t k = 0; k < nears; ++k) hits[near[k]] = IsOnOutline(points[near[k]].x, points[near[k]].y);
+  for (std::size_t k = 0; k < asks; ++k) hits[asked[k]] = Touches(points[asked[k]]);
+}
+
+// What HitTestPath answers for one point.
 bool PreparedPath::Touches(const CorePointF& point) const {
   if (!IsUsual(point.x) || !IsUsual(point.y))
     return HitTestPath(point, tolerance_, path_, 0, testFill_, kCoreFillWinding);
   return (testFill_ && IsInside(point.x, point.y)) || (testOutline_ && IsOnOutline(point.x, point.y));
 }
 
-// Nearly all points get their answers without a question and without a branch that could be guessed wrong.
-bool PreparedPath::IsInside(float x, float y) const {
-  const float along[4] = {y, x, y, x}, across[4] = {x, y, -x, -y};
-  bool all = true, asks = !unusual_.empty();
-  for (int ray = 0; ray < 4; ++ray) {
-    const BandTable::Answer answer = rays_[ray].Look(along[ray], across[ray]);
-    all &= answer == BandTable::Answer::kYes;
-    asks |= answer == BandTable::Answer::kAsk;
-  }
-  if (!asks) return all;
+FourTables::Answers PreparedPath::LookInside(float x, float y) const {
+  return fourRays_.Look(_mm_setr_ps(y, x, y, x), _mm_setr_ps(x, y, -x, -y));
+}
 
+bool PreparedPath::IsInside(float x, float y) const {
+  const FourTables::Answers answers = LookInside(x, y);
+  if (answers.asks == 0 && unusual_.empty()) return answers.yes == kEveryRay;
+
+  const float along[4] = {y, x, y, x}, across[4] = {x, y, -x, -y};
   const HitQuery query(x, y, tolerance_);
   HitVisitor<true> visitor{query};
   for (const int index : unusual_) {
-    if (Test(segments_[static_cast<std::size_t>(index)], visitor)) return true;
+    if (TestSegment(segments_[static_cast<std::size_t>(index)], visitor)) return true;
   }
   for (unsigned ray = 0; ray < 4; ++ray) {
     if ((visitor.missing >> ray & 1u) == 0) continue;
@@ -325,6 +355,12 @@ bool PreparedPath::IsInside(float x, float y) const {
     if (!rays_[ray].Any(along[ray], across[ray], ask)) return false;
   }
   return true;
+}
+
+bool PreparedPath::MayBeOnOutline(float x, float y) const {
+  constexpr auto kNo = BandTable::Answer::kNo;
+  const int level = int{levels_[0].Look(x, 0) != kNo} | int{levels_[1].Look(y, 0) != kNo};
+  return (level | int{near_.HasSome(x, y)} | int{!unusual_.empty()}) != 0;
 }
 
 bool PreparedPath::IsOnOutline(float x, float y) const {
@@ -344,13 +380,13 @@ bool PreparedPath::IsOnOutline(float x, float y) const {
 bool PreparedPath::IsHit(int index, float x, float y) const {
   const HitQuery query(x, y, tolerance_);
   HitVisitor<false> visitor{query};
-  return Test(segments_[static_cast<std::size_t>(index)], visitor);
+  return TestSegment(segments_[static_cast<std::size_t>(index)], visitor);
 }
 
 bool PreparedPath::IsCrossed(int index, unsigned ray, float x, float y) const {
   const HitQuery query(x, y, tolerance_);
   HitVisitor<true> visitor{query, ray};
-  Test(segments_[static_cast<std::size_t>(index)], visitor);
+  TestSegment(segments_[static_cast<std::size_t>(index)], visitor);
   return visitor.missing == kNoRay;
 }
 

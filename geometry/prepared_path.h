@@ -13,6 +13,7 @@
 
 #include "band_table.h"
 #include "curve_kernel.h"
+#include "four_tables.h"
 #include "hit_query.h"
 #include "near_grid.h"
 
@@ -36,10 +37,12 @@ class PreparedPath {
 
   PreparedPath(const CorePath& path, float tolerance, bool testFill, std::size_t count);
 
-  // What HitTestPath answers.
-  bool Touches(const CorePointF& point) const;
+  // What HitTestPath answers for each.
+  void Test(const CorePointF* points, std::size_t count, bool* hits) const;
 
  private:
+  static constexpr std::size_t kBlock = 512;  // points
+
   struct Parts;
 
   void Prepare(int segment, Parts& parts);
@@ -49,10 +52,17 @@ class PreparedPath {
   void AddCurveRays(int segment, const SampleRow* samples, Parts& parts) const;
   void AddCurveSticks(int segment, const SampleRow* samples, Parts& parts) const;
 
+  void TestBlock(const CorePointF* points, std::size_t count, bool* hits) const;
+  bool Touches(const CorePointF& point) const;
+  FourTables::Answers LookInside(float x, float y) const;
   bool IsInside(float x, float y) const;
+  bool MayBeOnOutline(float x, float y) const;
   bool IsOnOutline(float x, float y) const;
   bool IsHit(int segment, float x, float y) const;
   bool IsCrossed(int segment, unsigned ray, float x, float y) const;
+
+  PreparedPath(const PreparedPath&) = delete;
+  PreparedPath& operator=(const PreparedPath&) = delete;
 
   const CorePath& path_;
   float tolerance_;
@@ -62,6 +72,7 @@ class PreparedPath {
   std::vector<PreparedSegment> segments_;
   std::vector<int> unusual_;
   BandTable rays_[4];    // in the order of the bits of Ray
+  FourTables fourRays_;  // the same
   BandTable levels_[2];  // by x, by y
   NearGrid near_;
 };

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// Many points at once: they are copied as pairs of floats, the lock of the interpreter is released, and
-// enough work is split over threads. Answers come in the kind of the question: an array for an array, else a
-// list.
+// Many points at once: the lock of the interpreter is released, and enough work is split over threads, which
+// copy their points as pairs of floats. Answers come in the kind of the question: an array for an array, else
+// a list.
 #include "bindings.h"
 #include "path.h"
 
@@ -12,6 +12,7 @@
 #include <cstring>
 #include <limits>
 #include <memory>
+#include <new>
 #include <system_error>
 #include <thread>
 #include <vector>
@@ -20,7 +21,6 @@ namespace python {
 
 namespace {
 
-constexpr std::size_t kReadsForThread = 1 << 16;     // points that are only copied
 constexpr std::size_t kHitTestsForThread = 1 << 14;  // points that are tested against a prepared path
 constexpr std::size_t kWorkForThread = 1 << 14;      // points times records, each of which is looked at
 constexpr std::size_t kMostThreads = 64;
@@ -118,11 +118,40 @@ struct View {
   Py_buffer buffer{};
 };
 
-std::vector<CorePointF> PointsOfBuffer(const py::object& array) {
-  const View held(array);
-  const Py_buffer& view = held.buffer;
-  const ReadPairs read = ReaderOf(view);
-  if (read == nullptr) {
+// The points of a question, read when they are answered: the memory for them is touched first by the thread
+// that needs it.
+class Points {
+ public:
+  explicit Points(const py::object& points);
+
+  std::size_t size() const { return count_; }
+  // Those from `from` to `to`. Wants no lock.
+  const CorePointF* Read(std::size_t from, std::size_t to) const {
+    if (read_ == nullptr) return pairs_.data() + from;
+    read_(static_cast<const char*>(view_->buffer.buf) +
+              static_cast<Py_ssize_t>(from) * view_->buffer.strides[0],
+          view_->buffer.strides[0], view_->buffer.strides[1], room_.get() + from, to - from);
+    return room_.get() + from;
+  }
+
+ private:
+  void TakeBuffer(const py::object& array);
+
+  std::size_t count_ = 0;
+  std::vector<CorePointF> pairs_;  // without a buffer
+  std::unique_ptr<View> view_;
+  ReadPairs read_ = nullptr;
+  struct Deleter {
+    void operator()(void* room) const { ::operator delete(room); }
+  };
+  std::unique_ptr<CorePointF, Deleter> room_;  // nothing is written to it before it is needed
+};
+
+void Points::TakeBuffer(const py::object& array) {
+  view_ = std::make_unique<View>(array);
+  const Py_buffer& view = view_->buffer;
+  read_ = ReaderOf(view);
+  if (read_ == nullptr) {
     RefuseValue("points", "elements of the format '" + std::string(view.format) + "' are no numbers to read");
   }
   if (view.ndim != 2 || view.shape[1] != 2 || view.suboffsets != nullptr) {
@@ -130,13 +159,8 @@ std::vector<CorePointF> PointsOfBuffer(const py::object& array) {
   }
   // Strides of 0 make a large shape of a few bytes.
   if (view.shape[0] > PY_SSIZE_T_MAX / 64) RefuseValue("points", "there are too many");
-  std::vector<CorePointF> points(static_cast<std::size_t>(view.shape[0]));
-  const py::gil_scoped_release released;
-  Split(points.size(), kReadsForThread, [&](std::size_t from, std::size_t to) {
-    read(static_cast<const char*>(view.buf) + static_cast<Py_ssize_t>(from) * view.strides[0],
-         view.strides[0], view.strides[1], points.data() + from, to - from);
-  });
-  return points;
+  count_ = static_cast<std::size_t>(view.shape[0]);
+  room_.reset(static_cast<CorePointF*>(::operator new(count_ * sizeof(CorePointF))));
 }
 
 // Any sequence of pairs; NaN and infinite numbers are points that hit nothing.
@@ -163,8 +187,13 @@ std::vector<CorePointF> PointsOfPairs(const py::object& pairs) {
   return points;
 }
 
-std::vector<CorePointF> PointsOf(const py::object& points) {
-  return PyObject_CheckBuffer(points.ptr()) != 0 ? PointsOfBuffer(points) : PointsOfPairs(points);
+Points::Points(const py::object& points) {
+  if (PyObject_CheckBuffer(points.ptr()) != 0) {
+    TakeBuffer(points);
+  } else {
+    pairs_ = PointsOfPairs(points);
+    count_ = pairs_.size();
+  }
 }
 
 // NumPy, when the object is an array of it.
@@ -180,12 +209,12 @@ py::object NumpyOf(const py::object& object) {
 template <typename Value, typename Answer>
 py::object AnswerAll(const py::object& pointsObject, const char* type, std::size_t least,
                      const Answer& answer) {
-  const std::vector<CorePointF> points = PointsOf(pointsObject);
+  const Points points(pointsObject);
   const std::unique_ptr<Value[]> values(new Value[points.size()]);
   {
     const py::gil_scoped_release released;
     Split(points.size(), least, [&](std::size_t from, std::size_t to) {
-      answer(points.data() + from, to - from, values.get() + from);
+      answer(points.Read(from, to), to - from, values.get() + from);
     });
   }
   if (const py::object numpy = NumpyOf(pointsObject); !numpy.is_none()) {
