@@ -81,7 +81,7 @@ class Running:
 
 
 def processor_seconds(session):
-    """Of all processes of a session so far."""
+    """Of all processes of a session so far, those that have ended and were waited for among them: workers are replaced."""
     total = 0
     for file in pathlib.Path("/proc").glob("[0-9]*/stat"):
         try:
@@ -89,7 +89,7 @@ def processor_seconds(session):
         except OSError:
             continue
         if int(fields[3]) == session:
-            total += int(fields[11]) + int(fields[12])
+            total += sum(map(int, fields[11:15]))
     return total / os.sysconf("SC_CLK_TCK")
 
 
