@@ -48,8 +48,11 @@ if(TOVKIT_SANITIZE)
     target_compile_options(tovkit_options INTERFACE -fno-sanitize=vptr,function)
   endif()
 else()
-  # Modules are the exception: Python's functions are those of the program that loads one.
-  target_link_options(tovkit_options INTERFACE "$<$<NOT:$<STREQUAL:$<TARGET_PROPERTY:TYPE>,MODULE_LIBRARY>>:-Wl,-z,defs>")
+  # Modules are the exception: Python's functions are those of the program that loads one. So are the calls that count
+  # for libFuzzer.
+  if(NOT TOVKIT_BUILD_FUZZ)
+    target_link_options(tovkit_options INTERFACE "$<$<NOT:$<STREQUAL:$<TARGET_PROPERTY:TYPE>,MODULE_LIBRARY>>:-Wl,-z,defs>")
+  endif()
   target_compile_options(tovkit_options INTERFACE "$<${optimized}:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2>")
 endif()
 target_compile_definitions(tovkit_options INTERFACE "$<$<CONFIG:Debug>:_GLIBCXX_ASSERTIONS>")

@@ -13,6 +13,8 @@
 // Thread-safety: a table that is built may be asked from any thread.
 #pragma once
 
+#include "float_steps.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <limits>
@@ -72,11 +74,7 @@ class BandTable {
   };
 
   // Never decreases as `along` grows, so that a range lies in the bands of its ends and those between.
-  std::size_t BandOf(float along) const {
-    float band = (along - low_) * scale_;
-    band = band > 0.0f ? band : 0.0f;
-    return static_cast<std::size_t>(static_cast<int>(band < last_ ? band : last_));
-  }
+  std::size_t BandOf(float along) const { return PlaceAt((along - low_) * scale_, last_); }
   // Whether the range begins within the band, and whether it ends there.
   bool Begins(const BandEntry& entry, std::size_t band) const {
     return entry.from > kNowhere && BandOf(entry.from) == band;

@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: MIT
-// The neighbors of floats.
+// The neighbors of floats, and the whole numbers that they are cut to.
 #pragma once
 
+#include <emmintrin.h>
+
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 
@@ -23,5 +26,12 @@ inline float NextDown(float value) { return -NextUp(-value); }
 // Floats on either side of a number that is none.
 inline float Below(double value) { return NextDown(static_cast<float>(value)); }
 inline float Above(double value) { return NextUp(static_cast<float>(value)); }
+
+// The number of the place that `at` falls into, of those from 0 to `last`: the nearest one outside, the first
+// one for NaN. Never decreases as `at` grows. Without a branch.
+inline std::size_t PlaceAt(float at, float last) {
+  const __m128 from = _mm_max_ss(_mm_set_ss(at), _mm_setzero_ps());
+  return static_cast<std::size_t>(_mm_cvttss_si32(_mm_min_ss(from, _mm_set_ss(last))));
+}
 
 }  // namespace tovkit

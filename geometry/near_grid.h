@@ -8,6 +8,8 @@
 // Thread-safety: a grid that is built may be asked from any thread.
 #pragma once
 
+#include "float_steps.h"
+
 #include <tovmx/path.h>
 
 #include <cmath>
@@ -73,11 +75,7 @@ class NearGrid {
     return IndexOf(y - low_.y, scale_.y) * side_ + IndexOf(x - low_.x, scale_.x);
   }
   // Never decreases as `from` grows.
-  std::size_t IndexOf(float from, float scale) const {
-    float index = from * scale;
-    index = index > 0.0f ? index : 0.0f;
-    return static_cast<std::size_t>(static_cast<int>(index < last_ ? index : last_));
-  }
+  std::size_t IndexOf(float from, float scale) const { return PlaceAt(from * scale, last_); }
   template <typename Visit>
   void ForEachCell(const Stick& stick, const Visit& visit) const;
 

@@ -312,7 +312,8 @@ void PreparedPath::TestBlock(const CorePointF* points, std::size_t count, bool* 
   for (std::size_t i = 0; i < count; ++i) {
     const float x = points[i].x, y = points[i].y;
     const FourTables::Answers answers = LookInside(x, y);
-    const int asking = (fill & int{answers.asks != 0}) | asksAlways | int{!IsUsual(x)} | int{!IsUsual(y)};
+    const int asking = (fill & int{answers.MayAllBeYes()} & int{answers.asks != 0}) | asksAlways |
+                       int{!IsUsual(x)} | int{!IsUsual(y)};
     const int inside = fill & int{answers.yes == kEveryRay} & ~asking;
     hits[i] = inside != 0;
     outside[outsides] = asked[asks] = static_cast<std::uint16_t>(i);
@@ -341,7 +342,7 @@ FourTables::Answers PreparedPath::LookInside(float x, float y) const {
 
 bool PreparedPath::IsInside(float x, float y) const {
   const FourTables::Answers answers = LookInside(x, y);
-  if (answers.asks == 0 && unusual_.empty()) return answers.yes == kEveryRay;
+  if (unusual_.empty() && (answers.asks == 0 || !answers.MayAllBeYes())) return answers.yes == kEveryRay;
 
   const float along[4] = {y, x, y, x}, across[4] = {x, y, -x, -y};
   const HitQuery query(x, y, tolerance_);
