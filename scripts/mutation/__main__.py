@@ -3,6 +3,7 @@
 import argparse
 import fcntl
 import os
+import signal
 import subprocess
 import sys
 import time
@@ -139,6 +140,9 @@ def try_faults(options, trials, plan, order):
 
 def main():
     options = parse_arguments()
+    # Whoever starts this in the background may ignore them, and tests wait for what they end.
+    for number in (signal.SIGHUP, signal.SIGINT, signal.SIGQUIT):
+        signal.signal(number, signal.SIG_DFL)
     with open(ACCEPTED, encoding="utf-8") as entries:
         accepted = Accepted(entries.read())
     changed = None if options.all else places.changed_since(ROOT, options.since)
