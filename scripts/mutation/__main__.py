@@ -3,6 +3,7 @@
 import argparse
 import fcntl
 import os
+import signal
 import subprocess
 import sys
 import time
@@ -16,7 +17,7 @@ import suite
 import trial
 import units
 from accepted import Accepted
-from plan import Plan
+from plan import Plan, survivors_of
 
 ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 BUILD = os.path.join(ROOT, "build", "release")
@@ -35,6 +36,12 @@ def parse_arguments():
     parser.add_argument("--seed", default="1", help="draws the order in which faults are tried (default: 1)")
     parser.add_argument("--only", metavar="PART", action="append", default=[],
                         help="only faults of this folder or file; may be repeated")
+    parser.add_argument("--survivors", action="store_true", help="only faults that the last run's tests did not notice")
+    parser.add_argument("--queue", action="store_true", help="run the tests that make a broker of their own too")
+    parser.add_argument("--without", metavar="PATTERN", default="",
+                        help="leave out tests whose names match, so that the figures are lower bounds")
+    parser.add_argument("--seconds", type=float, default=trial.MOST_SECONDS,
+                        help="of tests for one fault at most (default: 60)")
     parser.add_argument("--jobs", type=int, default=os.cpu_count(), help="processes side by side (default: all cores)")
     parser.add_argument("--list", action="store_true", help="list the faults and try none")
     return parser.parse_args()
@@ -84,7 +91,8 @@ def prepare(options, found):
     start = time.monotonic()
     out = os.path.join(WORK, "out")
     os.makedirs(out, exist_ok=True)
-    tests = suite.list_tests(BUILD)
+    tests = suite.list_tests(BUILD) + (suite.queue_tests(ROOT, BUILD) if options.queue else [])
+    tests = suite.without(tests, options.without)
     boxes.freeze(out)
     sandbox = boxes.Sandbox(ROOT, os.path.join(BUILD, "tests"), out)
     useful, together, failed = reach.trace_all(tests, sandbox, out, scheme.end, options.jobs)
@@ -93,7 +101,7 @@ def prepare(options, found):
     if len(failed) == len(tests):
         raise RuntimeError("no test passes in the sandbox")
     say(f"Traced {len(tests)} tests in {time.monotonic() - start:.0f} s; {len(useful)} reach a fault")
-    return scheme, trial.Trial(useful, together, sandbox)
+    return scheme, trial.Trial(useful, together, sandbox, most=options.seconds)
 
 
 def name_unused(options, files, accepted):
@@ -132,6 +140,9 @@ def try_faults(options, trials, plan, order):
 
 def main():
     options = parse_arguments()
+    # Whoever starts this in the background may ignore them, and tests wait for what they end.
+    for number in (signal.SIGHUP, signal.SIGINT, signal.SIGQUIT):
+        signal.signal(number, signal.SIG_DFL)
     with open(ACCEPTED, encoding="utf-8") as entries:
         accepted = Accepted(entries.read())
     changed = None if options.all else places.changed_since(ROOT, options.since)
@@ -160,8 +171,12 @@ def main():
             return 0
         if not count:
             return 0
-        plan = Plan(scheme, accepted, options.seed, options.sample)
-        scheme, trials = prepare(options, plan.sites() if options.sample else found)
+        only = survivors_of(os.path.join(WORK, "out", "outcomes.jsonl")) if options.survivors else None
+        plan = Plan(scheme, accepted, options.seed, options.sample, only)
+        if not plan.picks:
+            say("No fault to try")
+            return 0
+        scheme, trials = prepare(options, plan.sites() if options.sample or options.survivors else found)
         status = try_faults(options, trials, plan, plan.order(scheme))
         name_unused(options, files, accepted)
         return status

@@ -16,9 +16,9 @@ def is_source(path):
 
 
 def part_of(path):
-    """The row of the report that a file counts in: a folder, or a folder of the core."""
+    """The row of the report that a file counts in: a folder, or one within the core or the service."""
     folders = path.split("/")[:-1]
-    return "/".join(folders[:2]) if folders[0] == "core" else folders[0]
+    return "/".join(folders[:2]) if folders[0] in ("core", "service") else folders[0]
 
 
 def read_diff(text):

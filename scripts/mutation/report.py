@@ -7,12 +7,8 @@ from accepted import describe, entry_of
 from places import part_of
 
 FLOOR = 0.95
-CORE_FLOOR = 0.92
+PART_FLOOR = 0.92
 NOTICED = ("killed", "timed out")
-
-
-def floor_of(part):
-    return CORE_FLOOR if part.startswith("core") else None
 
 
 def below(tried, survivors, floor):
@@ -59,8 +55,8 @@ class Report:
         """A line for everything that is below its floor."""
         found = []
         for part, row in [("all", self.total), *sorted(self.parts.items())]:
-            floor = FLOOR if part == "all" else floor_of(part)
-            if floor is not None and below(row["tried"], self.lost(row), floor):
+            floor = FLOOR if part == "all" else PART_FLOOR
+            if below(row["tried"], self.lost(row), floor):
                 found.append(f"{part}: {percent(row['tried'] - self.lost(row), row['tried'])} is below {floor:.0%}")
         return found
 

@@ -7,6 +7,7 @@ import re
 import subprocess
 
 FILTER = "--gtest_filter="
+BROKER = "/usr/lib/rabbitmq/bin"
 LONGEST_FILTER = 100_000  # bytes; one argument may have 128 KiB
 
 
@@ -56,6 +57,21 @@ def read_tests(listing):
 def list_tests(build):
     return read_tests(subprocess.run(["ctest", "--test-dir", build, "--show-only=json-v1"], check=True,
                                      capture_output=True, text=True).stdout)
+
+
+def queue_tests(root, build):
+    """Those of the stage `net` that make a broker of their own; none where it is not installed."""
+    if not os.path.isdir(BROKER):
+        return []
+    folder = os.path.join(root, "tests", "net", "queue")
+    environment = (("BUILD", build), ("PYTHONDONTWRITEBYTECODE", "1"))
+    return [Test(f"net.queue.{name}", ["/usr/bin/python3", "-m", "unittest", "--failfast", name], folder, environment)
+            for name in ("faults_test", "submit_test", "tls_test")]
+
+
+def without(tests, pattern):
+    """Those whose names the regular expression does not find anything in; all of them without one."""
+    return [test for test in tests if not pattern or not re.search(pattern, test.name)]
 
 
 def joined(tests):

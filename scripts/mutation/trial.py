@@ -8,14 +8,14 @@ import time
 
 import suite
 
-MOST_SECONDS = 60  # of tests for one fault, by their usual time
+MOST_SECONDS = 60.0  # of tests for one fault, by their usual time
 
 
 class Trial:
     """`together` are the groups whose tests may share a process."""
 
-    def __init__(self, tests, together, sandbox, patience=1.0):
-        self.sandbox, self.together, self.patience = sandbox, together, patience
+    def __init__(self, tests, together, sandbox, patience=1.0, most=MOST_SECONDS):
+        self.sandbox, self.together, self.patience, self.most = sandbox, together, patience, most
         self.reaching = collections.defaultdict(list)
         for test in tests:
             for number in test.reaches:
@@ -40,7 +40,7 @@ class Trial:
         """The fault with its outcome: killed, timed out, survived, survived in part of its tests, or not reached."""
         start, used, outcome, by = time.monotonic(), 0.0, "not reached", ""
         for _, seconds, batch in self.plan(fault):
-            if used and used + seconds > MOST_SECONDS:
+            if used and used + seconds > self.most:
                 outcome = "survived in part"
                 break
             outcome = "survived"

@@ -60,6 +60,32 @@ TEST(Base64Command, ForeignCharactersFailAfterWhatCameBefore) {
   }
 }
 
+// Decodes a byte between groups of which so many stand before it and behind.
+void ExpectDecodedAround(char c, int before, int behind) {
+  const std::string alphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+  std::string text, foo, bar;
+  for (int i = 0; i < before; ++i) text += "Zm9v", foo += "foo";
+  text += c;
+  for (int i = 0; i < behind; ++i) text += "YmFy", bar += "bar";
+  const CommandResult result = RunCommand({"base64", "-d"}, text);
+  const bool isWhite = c == ' ' || (c >= '\t' && c <= '\r');
+  const bool isOurs = alphabet.find(c) != std::string::npos;
+  EXPECT_EQ(result.status, isWhite ? 0 : 1) << int(c);
+  EXPECT_EQ(result.out.substr(0, foo.size()), foo) << int(c);
+  EXPECT_EQ(result.out.size() - foo.size(), isWhite || isOurs ? bar.size() : 0U) << int(c);
+  EXPECT_EQ(result.err.empty(), isWhite) << int(c);
+  EXPECT_EQ(result.err.find("cut short") != std::string::npos, isOurs) << int(c);
+}
+
+TEST(Base64Command, EveryByteIsWhiteSpaceOfTheAlphabetOrForeign) {
+  for (int byte = 0; byte < 256; ++byte) ExpectDecodedAround(static_cast<char>(byte), 6, 5);
+}
+
+// Behind those that are looked at together.
+TEST(Base64Command, AWhiteSpaceNearTheEndIsPassedOver) {
+  for (const char c : {'\b', '\t', '\n', '\r', '\x0E', '\x1F', ' ', '!'}) ExpectDecodedAround(c, 10, 1);
+}
+
 TEST(Base64Command, ALoneCharacterAtTheEndFails) {
   const CommandResult result = RunCommand({"base64", "-d"}, "Zm9vZ");
   EXPECT_EQ(result.status, 1);

@@ -111,7 +111,10 @@ TEST_F(DrawForms, TheOptionsOfALineNeedItAndAreChecked) {
   ExpectRefused({"--text", "x", "--color", "none", "-o", out}, 2, "'none' is no color: " + forms);
   ExpectRefused({"--text", "x", "--background", "red", "-o", out}, 2, "'red' is no color: none, " + forms);
   ExpectRefused({"--text", "x", "--font-size", "0", "-o", out}, 2, "--font-size");
-  ExpectRefused({"--text", "x", "--at", "5", "-o", out}, 2, "'5' is no place such as 20,35.5");
+  ExpectRefused({"--text", "x", "--font-size", "10001", "-o", out}, 2, "--font-size");
+  for (const std::string at : {"5", "5,", ",5", "x,5", "5,x", "5,5,5", "5 ,5"}) {
+    ExpectRefused({"--text", "x", "--at=" + at, "-o", out}, 2, "'" + at + "' is no place such as 20,35.5");
+  }
   EXPECT_EQ(FilesLeft(), 0u);
 }
 

@@ -37,8 +37,17 @@ TEST_F(Report, AReportTakesNoInputsPlace) {
   refused(other, "--report: " + other + " is an input");
   refused(Path("a.png"), Path("a.png") + " cannot hold both the page and the report");
   refused(Path("./a-12.png"), Path("./a-12.png") + " cannot hold both the page and the report");
+  refused(Path("a-1.png"), Path("a-1.png") + " cannot hold both the page and the report");
   EXPECT_EQ(Read("a.json"), line);
   EXPECT_FALSE(IsDrawn());
+  std::filesystem::create_directory(Path("folder"));
+  // No page has such a name.
+  for (const char* name : {"a-.png", "a-1x.png", "a-1.pdf", "b-1.png", "a1.png", "folder/a-1.png"}) {
+    const CommandResult result =
+        RunCommand({"draw", "--quiet", file, "-o", Path("a.png"), "--report=" + Path(name)});
+    EXPECT_EQ(result.status, 0) << result.err;
+    EXPECT_NE(Read(name), "") << name;
+  }
 }
 
 TEST_F(Report, ALineOfTextIsALineOfJson) {

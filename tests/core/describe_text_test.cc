@@ -120,8 +120,9 @@ TEST(DescribeLine, OnlyWhatIsDrawnIsMissingBesideABox) {
     };
     using Found = std::vector<std::pair<int, char32_t>>;
     const Found box = {{1, U'\U0010FC21'}};
-    for (const wchar_t unseen : {L'\u200B', L'\u200C', L'\u200D', L'\u2060', L'\uFE00', L'\uFE01', L'\uFE0D',
-                                 L'\U000E0100', L'\U000E0101', L'\U000E01EE', L'\U000E01EF'}) {
+    for (const wchar_t unseen :
+         {L'\u200B', L'\u200C', L'\u200D', L'\u2060', L'\uFE00', L'\uFE01', L'\uFE0D', L'\uFE0E', L'\uFE0F',
+          L'\U000E0100', L'\U000E0101', L'\U000E01EE', L'\U000E01EF'}) {
       EXPECT_EQ(missing(std::wstring(L"x\U0010FC21") + unseen + L"y"), box) << std::hex << int(unseen);
     }
     // Marks that are drawn, from beside and between the ranges of selectors.

@@ -12,27 +12,39 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstddef>
 #include <cstdlib>
 #include <string>
+#include <vector>
 
 namespace {
 
 using base::SimdLevel;
 
-int decoded = 0;
-int encoded = 0;
+// The lengths that the kernels were given, and how many characters each call takes at most; the last holds
+// for all further calls.
+std::vector<std::size_t> decoded;
+std::vector<std::size_t> encoded;
+std::vector<std::size_t> most = {1};
 
-// Take the first character.
-tovmx::Utf8Progress DecodeOne(const char* text, std::size_t, wchar_t* out) {
-  ++decoded;
-  *out = static_cast<wchar_t>(*text);
-  return {1, 1};
+std::size_t TakenBy(const std::vector<std::size_t>& calls) {
+  return std::min(calls.back(), most[std::min(calls.size(), most.size()) - 1]);
 }
 
-tovmx::Utf8Progress EncodeOne(const wchar_t* text, std::size_t, char* out) {
-  ++encoded;
-  *out = static_cast<char>(*text);
-  return {1, 1};
+tovmx::Utf8Progress DecodeSome(const char* text, std::size_t length, wchar_t* out) {
+  decoded.push_back(length);
+  const std::size_t count = TakenBy(decoded);
+  std::copy_n(text, count, out);
+  return {count, count};
+}
+
+// Makes bytes of the characters, whatever they are.
+tovmx::Utf8Progress EncodeSome(const wchar_t* text, std::size_t length, char* out) {
+  encoded.push_back(length);
+  const std::size_t count = TakenBy(encoded);
+  std::transform(text, text + count, out, [](wchar_t c) { return static_cast<char>(c); });
+  return {count, count};
 }
 
 template <char name>
@@ -49,7 +61,7 @@ std::size_t DecodeToName(const char*, std::size_t, char* out) {
 }  // namespace
 
 namespace tovmx {
-const Utf8Kernels kUtf8Avx2 = {DecodeOne, EncodeOne};
+const Utf8Kernels kUtf8Avx2 = {DecodeSome, EncodeSome};
 const PngFilterKernels kPngFilterAvx2 = {};
 }  // namespace tovmx
 
@@ -89,12 +101,38 @@ TEST_P(VectorChoice, Utf8) {
       const std::string text(length, 'x');
       std::wstring wide(length + 16, L'\0');
       std::string back(length + 16, '\0');
-      decoded = encoded = 0;
+      decoded.clear();
+      encoded.clear();
       HOLDS(tovmx::DecodeUtf8(text.data(), length, wide.data()) == length);
       HOLDS(tovmx::EncodeUtf8(wide.data(), length, back.data()) == length);
       HOLDS(back.substr(0, length) == text);
-      HOLDS((decoded > 0) == (vector && length >= 16));
-      HOLDS((encoded > 0) == (vector && length >= 16));
+      HOLDS(decoded.empty() != (vector && length >= 16));
+      HOLDS(encoded.empty() != (vector && length >= 16));
+    }
+  });
+}
+
+// The scalar loop takes a little behind a kernel that went far, twice as much behind one that did not, up to
+// a bound, and the end of the text.
+TEST_P(VectorChoice, Utf8TakesTurnsWithTheScalarLoop) {
+  ExpectInAProcess([](SimdLevel level) {
+    if (level < SimdLevel::kAvx2) return;
+    const struct {
+      std::vector<std::size_t> taken;    // by the calls of the kernel
+      std::vector<std::size_t> lengths;  // that they are given, of a text of 200
+    } rows[] = {{{0}, {200, 168, 104, 40}},
+                {{15}, {200, 153, 74}},
+                {{16}, {200, 168, 136, 104, 72, 40, 8}},
+                {{0, 0, 16, 0}, {200, 168, 104, 72, 40}},
+                {{184}, {200}},
+                {{183}, {200, 1}}};
+    for (const auto& row : rows) {
+      const std::wstring text(200, L'\xE9');
+      std::string out(4 * text.size(), '\0');
+      most = row.taken;
+      encoded.clear();
+      HOLDS(tovmx::EncodeUtf8(text.data(), text.size(), out.data()) > 0);
+      HOLDS(encoded == row.lengths);
     }
   });
 }

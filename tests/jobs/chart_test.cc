@@ -25,7 +25,14 @@ TEST(ChartScale, UnitsAndTicksFollowTheGreatestValue) {
     EXPECT_EQ(scale.TickText(scale.end), one.last) << one.most;
     EXPECT_GE(scale.end * scale.unitSize * (1 + 1e-6), one.most);
   }
-  EXPECT_EQ(jobs::TimeScale(59).unit, "s");
+  EXPECT_EQ(jobs::TimeScale(119).unit, "s");
+  EXPECT_EQ(jobs::TimeScale(7199).unit, "min");
+  EXPECT_EQ(jobs::TimeScale(172799).unit, "h");
+  EXPECT_EQ(jobs::TimeScale(172800).unit, "d");
+  EXPECT_EQ(jobs::MemoryScale(2097151).unit, "MB");
+  EXPECT_EQ(jobs::MemoryScale(2097152).unit, "GB");
+  EXPECT_EQ(jobs::MemoryScale(2147483647).unit, "GB");
+  EXPECT_EQ(jobs::MemoryScale(2147483648).unit, "TB");
   EXPECT_EQ(jobs::TimeScale(120).unit, "min");
   EXPECT_EQ(jobs::TimeScale(7200).unit, "h");
   EXPECT_EQ(jobs::TimeScale(1e6).unit, "d");

@@ -2,6 +2,9 @@
 // How workers and runs end: killed, replaced, asked to stop, without a result, or before they begin.
 #include "executor_support.h"
 
+#include "jobs/live_source.h"
+
+#include <chrono>
 #include <csignal>
 #include <cstdint>
 #include <random>
@@ -17,6 +20,35 @@ TEST_F(ExecutorTest, WorkersAreReplacedAfterAWhile) {
   for (const auto& [id, result] : results_.byId) ++jobs[result.warnings.at(0)];
   EXPECT_EQ(jobs.size(), 4u) << "3, 3, 3 and 1";
   for (const auto& [pid, count] : jobs) EXPECT_LE(count, 3);
+}
+
+// The time that a worker is given to begin counts from the job, not from what was heard of it before.
+TEST_F(ExecutorTest, AWorkerThatWaitedLongForAJobIsNotLate) {
+  ExecutorOptions options = Options(1);
+  options.timeout = std::chrono::seconds(2);
+  jobs::LiveSource source(1);
+  const auto add = [&source](const std::string& id) {
+    EXPECT_EQ(source.Add({0, id, Fault("none")}), jobs::LiveSource::Added::kQueued);
+  };
+  add("early");
+  std::chrono::steady_clock::time_point since = {};
+  results_.seen = [&](const JobResult& result) {
+    since = std::chrono::steady_clock::now();
+    if (result.id == "late") source.Close();
+  };
+  // Longer than a job may take, and than a worker may be silent between two jobs.
+  const auto isOver = [&] {
+    return std::chrono::steady_clock::now() - since > std::chrono::milliseconds(3200);
+  };
+  results_.paused = [&] {
+    if (results_.byId.size() != 1 || source.size() != 0 || !isOver()) return;
+    add("late");
+    results_.paused = nullptr;
+  };
+  EXPECT_TRUE(RunFrom(options, source));
+  EXPECT_EQ(results_.StateOf("late"), "done");
+  EXPECT_EQ(results_.byId["late"].attempts, 1);
+  EXPECT_EQ(results_.replaced, 0);
 }
 
 class Killer {

@@ -87,6 +87,18 @@ TEST_F(ExecutorTest, NoJobWaitsBehindAnotherWhereNoneIsSentAhead) {
   for (const char* const id : {"1", "2", "3", "4"}) EXPECT_EQ(results_.StateOf(id), "done") << id;
 }
 
+// The fresh worker has nothing else to be sent with it.
+TEST_F(ExecutorTest, ASecondAttemptIsSentWhereNoneIsSentAhead) {
+  ExecutorOptions options = Options(1);
+  options.ahead = false;
+  const ScratchDir marks;
+  EXPECT_TRUE(Run(options, {Fault("once", marks.path() + "/mark"), Label(2)}));
+  EXPECT_EQ(results_.byId["1"].state, JobState::kDone) << results_.byId["1"].message;
+  EXPECT_EQ(results_.byId["1"].attempts, 2);
+  EXPECT_EQ(results_.replaced, 1);
+  EXPECT_EQ(results_.StateOf("2"), "done");
+}
+
 // The output was renamed, the worker died before it told so, and the second attempt failed.
 TEST_F(ExecutorTest, NoOutputStandsThatNoResultTellsOf) {
   const ScratchDir marks;

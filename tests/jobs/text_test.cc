@@ -160,6 +160,25 @@ TEST(Excerpt, TheLineAndThePlaceInIt) {
   EXPECT_EQ(Shown("\xEF\xBB\xBF[1 2]", 6), "[1 |2]");
 }
 
+TEST(Excerpt, NeitherAMarkInFrontNorAReturnBehindBelongsToTheLine) {
+  EXPECT_EQ(Shown("\xEF\xBB\xBFx", 3), "|x");
+  EXPECT_EQ(Shown("\xEF\xBB\xBFx\ny", 6), "y|");
+  EXPECT_EQ(Shown("ab\r\nc", 2), "ab|");
+  EXPECT_EQ(Shown("ab\r", 1), "a|b");
+  // The place itself is never cut away.
+  EXPECT_EQ(Shown("ab\r\nc", 3), "ab\r|");
+  EXPECT_EQ(Shown("\xEF\xBB\xBFx", 2), "\xEF\xBB|\xBFx");
+}
+
+// A piece that takes no more room than the dots stays.
+TEST(Excerpt, SixtyThreeBytesOnEitherSideStayWhole) {
+  const std::string x(64, 'x');
+  EXPECT_EQ(Shown(x.substr(1), 63), x.substr(1) + "|");
+  EXPECT_EQ(Shown(x, 64), "..." + x.substr(4) + "|");
+  EXPECT_EQ(Shown(x.substr(1), 0), "|" + x.substr(1));
+  EXPECT_EQ(Shown(x, 0), "|" + x.substr(4) + "...");
+}
+
 TEST(Excerpt, ALongLineIsCutBetweenCodePoints) {
   const std::string x(200, 'x');
   EXPECT_EQ(Shown(x, 100), "..." + x.substr(0, 60) + "|" + x.substr(0, 60) + "...");

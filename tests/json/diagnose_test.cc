@@ -57,6 +57,10 @@ TEST(JsonDiagnose, NamesCodePlaceAndReason) {
       {"\xEF\xBB\xBFx", 3, "3 1:1:1 ''", "a value is expected"},
       {"\xEF\xBB\xBF[1 2]", 7, "6 1:4:4 ''", "a comma or ] is expected"},
       {"{\"a/b~c\":{\"\":x}}", 3, "13 1:14:14 '/a~1b~0c/'", "a value is expected"},
+      // Behind the end of what stood inside, the way leads around it.
+      {"{\"a\":[1] 2}", 6, "9 1:10:10 ''", "a comma or } is expected"},
+      {"[[1],x]", 3, "5 1:6:6 '/1'", "a value is expected"},
+      {"{\"a\":{\"b\":[]},\"c\":x}", 3, "18 1:19:19 '/c'", "a value is expected"},
   };
   for (const Row& row : kTable) {
     const JsonDiagnosis found = Diagnose(row.text);

@@ -1,5 +1,6 @@
 # SPDX-License-Identifier: MIT
 """The rewritten copies of sources: what does not compile is found and left out, and the rest stays as it was."""
+import json
 import os
 import subprocess
 import tempfile
@@ -112,6 +113,20 @@ class PlanTest(SchemaFolder):
         self.assertEqual([fault["changed"] for fault in made.accepted], ["a - 2"])
         expected = order.draw([fault for fault in made.faults if fault["changed"] != "a - 2"], "1")
         self.assertEqual(made.order(scheme), expected)
+
+    def test_survivors_of_the_last_run_are_tried_alone(self):
+        made = plan.Plan(self.schemata(**self.sources), accepted.Accepted(""), "1")
+        outcomes = os.path.join(self.root, "outcomes.jsonl")
+        with open(outcomes, "w", encoding="utf-8") as out:
+            for fault in made.faults:
+                lost = fault["changed"] in ("a <= 2", "a - 2")
+                out.write(json.dumps({**fault, "outcome": "survived in part" if lost else "killed"}) + "\n")
+        # A line more in front of them.
+        moved = {name: "\n" + text for name, text in self.sources.items()}
+        again = plan.Plan(self.schemata(**moved), accepted.Accepted(""), "1", only=plan.survivors_of(outcomes))
+        tried = {site.faults[i].changed for site, i in again.picks}
+        self.assertEqual(tried, {"a <= 2", "a - 2"})
+        self.assertLess(sum(map(len, again.sites().values())), sum(map(len, again.all.values())))
 
     def test_what_does_not_compile_is_not_tried(self):
         scheme = self.schemata(util_a="int f(int a) {\n  return a + 2;\n}\n")

@@ -2,6 +2,7 @@
 """Tests as ctest lists them, what they reach, and how a fault is tried."""
 import io
 import json
+import os
 import tempfile
 import unittest
 
@@ -32,6 +33,17 @@ class SuiteTest(unittest.TestCase):
         self.assertEqual((found[0].environment, found[0].directory, found[0].timeout),
                          ((("X", "1"), ("Y", "2=3")), "/t", 7.0))
         self.assertTrue(suite.passed(found[1], 1, "so it is") and not suite.passed(found[1], 0, "no"))
+
+    def test_tests_with_a_broker_have_a_process_each(self):
+        tests = suite.queue_tests("/r", "/r/build")
+        self.assertEqual(len({each.group for each in tests}), 3 if os.path.isdir(suite.BROKER) else 0)
+        for each in tests:
+            self.assertEqual((each.directory, dict(each.environment)["BUILD"]), ("/r/tests/net/queue", "/r/build"))
+
+    def test_tests_can_be_left_out_by_their_names(self):
+        tests = [test("A.slow"), test("A.b"), test("B.slow.c")]
+        self.assertEqual([each.name for each in suite.without(tests, r"slow$|^C")], ["A.b", "B.slow.c"])
+        self.assertEqual(suite.without(tests, ""), tests)
 
     def test_tests_share_a_process_with_those_of_their_program_and_environment(self):
         a, b, c, d = read(test_entry("p", "A.b"), test_entry("p", "A.c"), test_entry("p", "A.d", ENVIRONMENT=["X=1"]),
@@ -151,6 +163,9 @@ class TrialTest(unittest.TestCase):
     def test_tests_beyond_the_time_for_one_fault_are_left(self):
         tests = [test("A.a", 1.0), test("B.a", trial.MOST_SECONDS, program="q")]
         self.assertEqual(self.run_one(tests, {}), ("survived in part", [(1, ["A.a"])]))
+        sandbox = FakeSandbox({})
+        short = trial.Trial([test("A.a", 1.0), test("B.a", 5.0, program="q")], set(), sandbox, most=5.5)
+        self.assertEqual((short.run(fault(1))["outcome"], len(sandbox.runs)), ("survived in part", 1))
 
     def test_the_program_that_noticed_faults_of_the_file_comes_first(self):
         tests = [test("A.a", 0.1, (1, 2)), test("B.a", 0.2, (1, 2), program="q")]
