@@ -182,8 +182,8 @@ void JobRunner::RunJob(std::string_view line, const std::optional<EarlierResult>
   }
   kind.run(members, bench, result);
   if (namesNoFiles_) {
-    result.answer = BytesOf(output);
-    result.bytes = result.answer.size();
+    result.content = BytesOf(output);
+    result.bytes = result.content->size();
   }
   if (!kind.hasOutput) return;
   result.bytes = output.GetSize();
