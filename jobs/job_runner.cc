@@ -6,6 +6,8 @@
 #include "error.h"
 #include "excerpt.h"
 #include "input.h"
+#include "json_reader.h"
+#include "json_scan.h"
 #include "json_source.h"
 #include "places.h"
 #include "sha256.h"
@@ -102,6 +104,10 @@ SharedPtr<JsonValue> ParseJobLine(std::string_view line, const std::string& name
     const TextPosition at = source.PositionOf(offset);
     throw Error(ErrorKind::kInput, place(at.line, at.column), "an object is expected",
                 ExcerptAt(line, offset));
+  }
+  if (const std::size_t nul = FindNulInside(line); nul != std::string_view::npos) {
+    const TextPosition at = JsonSource(name, line, "", job).PositionOf(nul);
+    throw Error(ErrorKind::kInput, place(at.line, at.column), kNulInside, ExcerptAt(line, nul));
   }
   return job;
 }
