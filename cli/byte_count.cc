@@ -4,8 +4,21 @@
 
 #include <charconv>
 #include <limits>
+#include <string_view>
 
 namespace cli {
+
+namespace {
+
+// As a person would write it: "64M".
+std::string Shown(std::uint64_t bytes) {
+  constexpr std::string_view kUnits = "KMG";
+  std::size_t steps = 0;
+  for (; bytes != 0 && bytes % 1024 == 0 && steps < kUnits.size(); bytes /= 1024) ++steps;
+  return std::to_string(bytes) + std::string(steps == 0 ? "" : kUnits.substr(steps - 1, 1));
+}
+
+}  // namespace
 
 std::optional<std::uint64_t> ParseByteCount(const std::string& text) {
   const char* const end = text.data() + text.size();
@@ -20,13 +33,17 @@ std::optional<std::uint64_t> ParseByteCount(const std::string& text) {
   return count << shift;
 }
 
-std::string ReplaceByteCount(std::string& text, std::uint64_t least, std::uint64_t most) {
+std::string ReadByteCount(const std::string& text, const ByteRange& range, std::uint64_t& bytes) {
   const auto count = ParseByteCount(text);
   if (!count) return "'" + text + "' is no size such as 4096, 64K, 64M or 1G";
-  if (*count < least || *count > most) {
-    return "'" + text + "' is not from " + std::to_string(least) + " to " + std::to_string(most) + " bytes";
+  const bool isNone = range.orNone && *count == 0;
+  if (!isNone && (*count < range.least || *count > range.most)) {
+    const bool hasEnd = range.most != UINT64_MAX;
+    return "'" + text + "' is not from " + Shown(range.least) +
+           (hasEnd ? " to " + Shown(range.most) + " bytes" : " bytes on") +
+           (range.orNone ? ", and not 0" : "");
   }
-  text = std::to_string(*count);
+  bytes = *count;
   return "";
 }
 

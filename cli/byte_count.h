@@ -11,8 +11,16 @@ namespace cli {
 // "64M", "64m" and "67108864" are the same. Nothing for a text that is no size or beyond 64 bits.
 [[nodiscard]] std::optional<std::uint64_t> ParseByteCount(const std::string& text);
 
-// Replaces the text by its number of bytes, for a parser that knows only numbers. Returns an empty text. When
-// the text is no size, or not from `least` to `most`, returns what is wrong and leaves it as it was.
-[[nodiscard]] std::string ReplaceByteCount(std::string& text, std::uint64_t least, std::uint64_t most);
+// Sizes that are taken.
+struct ByteRange {
+  std::uint64_t least = 0;
+  std::uint64_t most = UINT64_MAX;
+  bool orNone = false;  // takes 0 as well
+};
+
+// Reads a size of the range. Returns an empty text on success, otherwise what is wrong; `bytes` is then as it
+// was.
+[[nodiscard]] std::string ReadByteCount(const std::string& text, const ByteRange& range,
+                                        std::uint64_t& bytes);
 
 }  // namespace cli

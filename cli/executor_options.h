@@ -9,7 +9,7 @@
 namespace cli {
 
 // How many workers there are and what each may use: --jobs, --timeout, --memory and --recycle. The record
-// must live as long as the command.
+// has the usual time-out, in whole seconds, and must live as long as the command.
 void AddExecutorOptions(CLI::App& command, jobs::ExecutorOptions& options);
 
 }  // namespace cli

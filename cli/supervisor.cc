@@ -32,7 +32,7 @@ class Supervision {
       : process_(process), tree_(tree), interruptions_(interruptions), limits_(limits) {}
 
   Ending Run() {
-    if (limits_.timeout != kNoLimit) timeUp_ = Clock::now() + std::chrono::milliseconds(limits_.timeout);
+    if (limits_.timeout != kNoLimit) timeUp_ = Clock::now() + limits_.timeout;
     for (Reap(); !ended_; Reap()) {
       if (IsOver(timeUp_)) {
         ending_.timedOut = true;
@@ -75,7 +75,7 @@ class Supervision {
   }
 
   void BeginKillTime() {
-    if (!kill_) kill_ = Clock::now() + std::chrono::milliseconds(limits_.killAfter);
+    if (!kill_) kill_ = Clock::now() + limits_.killAfter;
   }
 
   void HearOut(const Interruption& interruption) {

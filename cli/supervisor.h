@@ -12,15 +12,16 @@
 
 #include <tovkit/system.h>
 
+#include <chrono>
 #include <cstddef>
 
 namespace cli {
 
-constexpr int kNoLimit = -1;
+constexpr std::chrono::milliseconds kNoLimit{-1};
 
 struct Limits {
-  int timeout = kNoLimit;  // milliseconds
-  int killAfter = 5000;    // milliseconds between TERM and KILL
+  std::chrono::milliseconds timeout = kNoLimit;
+  std::chrono::milliseconds killAfter{5000};  // between TERM and KILL
 };
 
 struct Ending {

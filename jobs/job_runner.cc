@@ -6,6 +6,8 @@
 #include "error.h"
 #include "excerpt.h"
 #include "input.h"
+#include "json_reader.h"
+#include "json_scan.h"
 #include "json_source.h"
 #include "places.h"
 #include "sha256.h"
@@ -103,6 +105,10 @@ SharedPtr<JsonValue> ParseJobLine(std::string_view line, const std::string& name
     throw Error(ErrorKind::kInput, place(at.line, at.column), "an object is expected",
                 ExcerptAt(line, offset));
   }
+  if (const std::size_t nul = FindNulInside(line); nul != std::string_view::npos) {
+    const TextPosition at = JsonSource(name, line, "", job).PositionOf(nul);
+    throw Error(ErrorKind::kInput, place(at.line, at.column), kNulInside, ExcerptAt(line, nul));
+  }
   return job;
 }
 
@@ -182,8 +188,8 @@ void JobRunner::RunJob(std::string_view line, const std::optional<EarlierResult>
   }
   kind.run(members, bench, result);
   if (namesNoFiles_) {
-    result.answer = BytesOf(output);
-    result.bytes = result.answer.size();
+    result.content = BytesOf(output);
+    result.bytes = result.content->size();
   }
   if (!kind.hasOutput) return;
   result.bytes = output.GetSize();

@@ -5,6 +5,8 @@
 
 #include "error.h"
 #include "excerpt.h"
+#include "json_scan.h"
+#include "json_source.h"
 
 #include <climits>
 #include <string>
@@ -33,6 +35,8 @@ tovkit::SharedPtr<tovkit::JsonValue> ReadJson(const Input& input, std::string* s
   }
   tovkit::SharedPtr<tovkit::JsonValue> root =
       tovkit::Json::Parse(text.data(), static_cast<unsigned int>(text.size()), nullptr);
+  if (const std::size_t nul = FindNulInside(text); nul != std::string::npos)
+    throw JsonSource(input.name(), text, "", root).ErrorAtOffset(nul, "", kNulInside);
   if (source != nullptr) *source = std::move(text);
   return root;
 }

@@ -10,6 +10,8 @@
 
 namespace jobs {
 
+inline constexpr const char* kNulInside = "text stands behind a NUL character, which is no JSON";
+
 // Reads and parses one input. Throws Error with the place and the reason when it is not JSON. `source` may be
 // null; else it gets the text.
 [[nodiscard]] tovkit::SharedPtr<tovkit::JsonValue> ReadJson(const Input& input,

@@ -46,4 +46,11 @@ std::string ReadJsonString(std::string_view quoted) {
   return parsed ? parsed->GetAtString(0, "") : "";
 }
 
+std::size_t FindNulInside(std::string_view text) {
+  const std::size_t nul = text.find('\0');
+  return nul == std::string_view::npos || text.find_first_not_of('\0', nul) == std::string_view::npos
+             ? std::string_view::npos
+             : nul;
+}
+
 }  // namespace jobs

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The pieces of a text that is known to be JSON.
+// The pieces of a text that a parser has accepted.
 #pragma once
 
 #include <cstddef>
@@ -15,5 +15,9 @@ std::size_t SkipJsonValue(std::string_view text, std::size_t at);
 
 // The characters of a string that stands between quotation marks, up to a NUL.
 std::string ReadJsonString(std::string_view quoted);
+
+// The first NUL that something else than NULs follows, npos for none. A parser ends at it, so what follows
+// would be passed over; NULs at the end are what a buffer was filled up with.
+std::size_t FindNulInside(std::string_view text);
 
 }  // namespace jobs

@@ -28,7 +28,7 @@ struct JobResult {
   std::uint64_t bytes = 0;
   std::string jobHash;  // SHA-256 of the job, compact and with its places filled; empty when it was not read
   std::string outputHash;              // SHA-256 of the output's bytes
-  std::optional<std::string> content;  // the output's bytes, where no file has them
+  std::optional<std::string> content;  // what the job makes, where no file has it
   double seconds = 0;
   int attempts = 1;
   int worker = 0;  // counted from 1; 0 when no worker saw the job
@@ -38,11 +38,9 @@ struct JobResult {
   std::uint64_t line = 0;          // of the job in its source; 0 when not known; no part of the line
   std::vector<std::string> warnings;
   std::optional<std::vector<bool>> hits;
-  // No part of the line: what a job that names no file has for an answer, and where in its input a failure
-  // is.
-  std::string answer = {};
-  std::string mediaType = {};  // of the answer
-  std::optional<JsonPlace> place = std::nullopt;
+  // Of jobs that name no files, and no part of the line.
+  std::string mediaType = {};                     // of the content
+  std::optional<JsonPlace> place = std::nullopt;  // of a failure, in the input
 };
 
 // What is known of a job that was done before.

@@ -79,7 +79,6 @@ void WireWriter::Put(const JobResult& result) {
   }
   Put(static_cast<std::uint64_t>(result.warnings.size()));
   for (const std::string& warning : result.warnings) Put(warning);
-  Put(result.answer);
   Put(result.mediaType);
   Put(result.place.has_value());
   if (result.place) {
@@ -114,7 +113,6 @@ JobResult WireReader::TakeResult() {
     result.excerpt->at = at;
   }
   for (auto count = Take<std::uint64_t>(); count != 0; --count) result.warnings.emplace_back(TakeText());
-  result.answer = TakeText();
   result.mediaType = TakeText();
   if (Take<bool>()) {
     const auto line = Take<std::uint64_t>();

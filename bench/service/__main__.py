@@ -15,23 +15,18 @@ import random
 import re
 import shutil
 import signal
-import socket
 import statistics
 import subprocess
 import sys
 import time
 
-import report
-
 HERE = pathlib.Path(__file__).resolve().parent
+sys.path.append(str(HERE.parents[1] / "tests/support"))
+import report  # noqa: E402
+from ports import free_port  # noqa: E402
+
 CONNECTIONS = (1, 16, 256)
 NAMES = {"tovkit": "tovkit serve", "cached": "tovkit serve, from its cache", "node": "Node, @napi-rs/canvas", "flask": "Flask, Pillow"}
-
-
-def free_port():
-    with socket.socket() as one:
-        one.bind(("127.0.0.1", 0))
-        return one.getsockname()[1]
 
 
 def install_node(build):

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // tovkit run: starts a program, waits for it with a limit, and ends with its exit code.
 #include "command.h"
-#include "duration.h"
+#include "limit_options.h"
 #include "program.h"
 #include "supervisor.h"
 
@@ -127,19 +127,6 @@ void Run(const RunOptions& options) {
   EndAs(Supervise(process, tree, interruptions, options.limits), process, options.program);
 }
 
-CLI::Option* AddTime(CLI::App& command, const char* name, int& milliseconds, int bareUnit, const char* what) {
-  return command
-      .add_option(
-          name,
-          [&milliseconds, bareUnit, name](const CLI::results_t& texts) {
-            const std::string error = ReadDuration(texts.front(), bareUnit, milliseconds);
-            if (!error.empty()) throw CLI::ValidationError(name, error);
-            return true;
-          },
-          what)
-      ->type_name("TIME");
-}
-
 }  // namespace
 
 void AddRunCommand(CLI::App& app) {
@@ -153,11 +140,10 @@ void AddRunCommand(CLI::App& app) {
       "A TIME is a number with a unit: 500ms, 2s, 1.5m, 1h. INT, TERM, HUP and QUIT that are sent to run "
       "itself "
       "are passed on to the program. Children that outlive a program that ended in time are left alone.");
-  AddTime(*command, "--timeout", options->limits.timeout, kMilliseconds,
-          "End the program and all that it has started after this time; a bare number is milliseconds");
-  AddTime(*command, "--kill-after", options->limits.killAfter, kSeconds,
-          "How long after TERM whoever still runs is killed; a bare number is seconds")
-      ->default_str("5s");
+  const char* const timeout = "End the program and all that it has started after this time";
+  AddTimeOption(*command, {"--timeout", timeout, true, kMilliseconds}, options->limits.timeout);
+  const char* const killAfter = "How long after TERM whoever still runs is killed";
+  AddTimeOption(*command, {"--kill-after", killAfter, true}, options->limits.killAfter)->default_str("5s");
   command->add_option("--stdout", options->out, "Write the program's standard output to this file")
       ->type_name("FILE");
   command->add_option("--stderr", options->err, "Write the program's standard error to this file")

@@ -2,8 +2,8 @@
 // tovkit serve: draws over HTTP, and hands out a page to try it on.
 #include "command.h"
 
-#include "byte_count.h"
-#include "duration.h"
+#include "executor_options.h"
+#include "limit_options.h"
 
 #include "service/http/guard.h"
 #include "service/http/listen_socket.h"
@@ -12,22 +12,16 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <climits>
+#include <chrono>
 #include <cstdint>
 #include <cstdio>
-#include <functional>
-#include <map>
 #include <memory>
 #include <string>
-#include <thread>
 
 namespace cli {
 
 namespace {
 
-constexpr int kMostWorkers = 1024;
-constexpr std::uint64_t kLeastMemory = 64u << 20;
 constexpr std::uint64_t kLargestBody = 1u << 30;
 
 struct ServeOptions {
@@ -35,46 +29,6 @@ struct ServeOptions {
   std::string tokenFile;
   std::string log = "text";
 };
-
-// The sizes that an option takes.
-struct SizeRange {
-  std::uint64_t least, most;
-  bool orZero;
-};
-
-void AddBytes(CLI::App& app, const std::string& name, const SizeRange& range, std::uint64_t& bytes,
-              const std::string& usual, const std::string& what) {
-  app.add_option(
-         name,
-         [&bytes, name, range](const CLI::results_t& texts) {
-           const auto given = ParseByteCount(texts.front());
-           const bool fits =
-               given && ((*given >= range.least && *given <= range.most) || (range.orZero && *given == 0));
-           if (!fits) throw CLI::ValidationError(name, "'" + texts.front() + "' is no size that fits here");
-           bytes = *given;
-           return true;
-         },
-         what)
-      ->type_name("SIZE")
-      ->default_str(usual);
-}
-
-void AddTime(CLI::App& app, const std::string& name, std::chrono::milliseconds& time,
-             const std::string& usual, const std::string& what) {
-  app.add_option(
-         name,
-         [&time, name](const CLI::results_t& texts) {
-           int milliseconds = 0;
-           std::string error = ReadDuration(texts.front(), kSeconds, milliseconds);
-           if (error.empty() && milliseconds == 0) error = "some time is needed";
-           if (!error.empty()) throw CLI::ValidationError(name, error);
-           time = std::chrono::milliseconds(milliseconds);
-           return true;
-         },
-         what + "; a bare number is seconds")
-      ->type_name("TIME")
-      ->default_str(usual);
-}
 
 void AddAddressOptions(CLI::App& serve, ServeOptions& options) {
   service::ServerOptions& server = options.server;
@@ -105,8 +59,8 @@ void AddAddressOptions(CLI::App& serve, ServeOptions& options) {
 }
 
 void AddLimitOptions(CLI::App& serve, service::ServerOptions& server) {
-  AddBytes(serve, "--max-body", {1, kLargestBody, false}, server.maxBody, "16M",
-           "The largest body of a request");
+  AddSizeOption(serve, "--max-body", {1, kLargestBody}, server.maxBody, "The largest body of a request")
+      ->default_str("16M");
   serve.add_option("--max-pixels", server.maxPixels, "The most pixels of a picture")
       ->type_name("N")
       ->check(CLI::Validator(CLI::Range(1, 500'000'000)))
@@ -119,28 +73,15 @@ void AddLimitOptions(CLI::App& serve, service::ServerOptions& server) {
       ->type_name("N")
       ->check(CLI::Validator(CLI::Range(1, 100'000)))
       ->capture_default_str();
-  AddTime(serve, "--timeout", server.executor.timeout, "30s", "How long a job may take");
-  AddTime(serve, "--client-time", server.clientTime, "30s",
-          "How long a client may take to send a request, to take the answer, and be silent in between");
-  AddBytes(serve, "--cache", {0, UINT64_MAX, true}, server.cache, "256M",
-           "Answers that are kept; 0 for none");
+  const char* const clientTime =
+      "How long a client may take to send a request, to take the answer, and be silent in between";
+  AddTimeOption(serve, {"--client-time", clientTime}, server.clientTime)->default_str("30s");
+  AddSizeOption(serve, "--cache", {}, server.cache, "Answers that are kept; 0 for none")->default_str("256M");
 }
 
 void AddWorkerOptions(CLI::App& serve, jobs::ExecutorOptions& executor) {
-  executor.workers = std::max(1, static_cast<int>(std::thread::hardware_concurrency()));
   executor.timeout = std::chrono::seconds(30);
-  serve.add_option("-j,--jobs", executor.workers, "Worker processes (default: one for each processor)")
-      ->type_name("N")
-      ->check(CLI::Validator(CLI::Range(1, kMostWorkers)));
-  AddBytes(serve, "--memory", {kLeastMemory, UINT64_MAX, true}, executor.memory, "1G",
-           "Address space of a worker, from 64M on; 0 for no limit");
-  serve.add_option("--recycle", executor.recycle, "Jobs after which a worker is replaced; 0 for never")
-      ->type_name("N")
-      ->check([](const std::string& text) {
-        const bool isCount = !text.empty() && text.find_first_not_of("0123456789") == std::string::npos;
-        return isCount ? std::string() : "'" + text + "' is no number of jobs";
-      })
-      ->capture_default_str();
+  AddExecutorOptions(serve, executor);
   serve.add_option("--font", executor.runner.fonts, "A font file to draw with, beside the installed ones")
       ->allow_extra_args(false)
       ->type_name("FILE");

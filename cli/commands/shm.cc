@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 // tovkit shm: creates, fills, shows, lists and removes named shared-memory segments.
-#include "byte_count.h"
 #include "command.h"
 #include "input_file.h"
 #include "json_output.h"
+#include "limit_options.h"
 #include "segment_table.h"
 #include "text_output.h"
 
@@ -33,11 +33,11 @@ constexpr unsigned kReadOnly = tovkit::kSharedMemoryWrite;
 
 struct ShmOptions {
   std::string name;
-  unsigned size = 0;
+  std::uint64_t size = 0;
   bool readOnly = false;
   std::string file;
-  std::size_t offset = 0;
-  std::size_t length = SIZE_MAX;
+  std::uint64_t offset = 0;
+  std::uint64_t length = UINT64_MAX;
 };
 
 [[noreturn]] void FailWith(const ShmOptions& options, const std::string& what) {
@@ -60,7 +60,7 @@ void Create(const ShmOptions& options) {
   // Never destroyed, since an object that created a segment removes it at its end.
   static SharedMemory* const memory = new SharedMemory(options.name.c_str());
   const unsigned flags = options.readOnly ? kReadMode : kReadWrite;
-  if (!memory->Create(options.size, flags)) {
+  if (!memory->Create(static_cast<unsigned>(options.size), flags)) {
     FailWith(options, memory->GetErrorMessage());
   }
 }
@@ -149,15 +149,8 @@ CLI::App* AddJob(CLI::App& shm, const std::shared_ptr<ShmOptions>& options, cons
   return command;
 }
 
-// Takes "64M" for an option or an argument.
-CLI::Validator ByteCount(std::uint64_t least, std::uint64_t most) {
-  return CLI::Validator([least, most](std::string& text) { return ReplaceByteCount(text, least, most); }, "");
-}
-
-void AddByteCount(CLI::App& command, const char* name, std::size_t& bytes, const std::string& what) {
-  command.add_option(name, bytes, what + ", in bytes or with K, M or G behind the number")
-      ->transform(ByteCount(0, SIZE_MAX))
-      ->type_name("SIZE");
+void AddByteCount(CLI::App& command, const char* name, std::uint64_t& bytes, const std::string& what) {
+  AddSizeOption(command, name, {}, bytes, what + ", in bytes or with K, M or G behind the number");
 }
 
 }  // namespace
@@ -168,10 +161,9 @@ void AddShmCommand(CLI::App& app) {
   shm->require_subcommand(1);
 
   CLI::App* const create = AddJob(*shm, options, "create", "Create a zeroed segment that stays", Create);
-  create->add_option("SIZE", options->size, "Size in bytes, or with K, M or G behind it")
-      ->required()
-      ->transform(ByteCount(1, std::numeric_limits<unsigned>::max()))
-      ->type_name("SIZE");
+  AddSizeOption(*create, "SIZE", {1, std::numeric_limits<unsigned>::max()}, options->size,
+                "Size in bytes, or with K, M or G behind it")
+      ->required();
   create->add_flag("--read-only", options->readOnly, "Mode 0444 in place of 0666: only root can attach it");
 
   CLI::App* const write =

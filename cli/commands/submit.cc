@@ -3,8 +3,8 @@
 #include "command.h"
 
 #include "broker_options.h"
-#include "duration.h"
 #include "input_file.h"
+#include "limit_options.h"
 #include "submit.h"
 
 #include <cstdint>
@@ -36,18 +36,8 @@ void AddResultOptions(CLI::App& submit, SubmitCommand& command) {
                   "Outputs that are part of results go below this folder, and no longer into --results")
       ->type_name("DIR")
       ->needs(collects);
-  submit
-      .add_option(
-          "--patience",
-          [&command](const CLI::results_t& texts) {
-            int milliseconds = 0;
-            const std::string error = ReadDuration(texts.front(), kSeconds, milliseconds);
-            if (!error.empty()) throw CLI::ValidationError("--patience", error);
-            command.options.patience = std::chrono::milliseconds(milliseconds);
-            return true;
-          },
-          "Give up when no result has come for so long; a bare number is seconds, 0 for never")
-      ->type_name("TIME")
+  AddTimeOption(submit, {"--patience", "Give up when no result has come for so long, 0 for never", true},
+                command.options.patience)
       ->default_str("0")
       ->needs(collects);
   submit.add_flag("--progress", command.progress,

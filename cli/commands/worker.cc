@@ -3,10 +3,9 @@
 #include "command.h"
 
 #include "broker_options.h"
-#include "byte_count.h"
-#include "duration.h"
 #include "executor_options.h"
 #include "failure.h"
+#include "limit_options.h"
 #include "stopping.h"
 
 #include "queue/worker.h"
@@ -35,23 +34,6 @@ struct WorkerCommand {
   int prefetch = 0;  // 0 for twice the workers
 };
 
-void AddSize(CLI::App& worker, const char* name, std::uint64_t& bytes, std::uint64_t least,
-             std::uint64_t most, const char* shown, const char* help) {
-  worker
-      .add_option(
-          name,
-          [name, &bytes, least, most](const CLI::results_t& texts) {
-            std::string text = texts.front();
-            const std::string error = ReplaceByteCount(text, least, most);
-            if (!error.empty()) throw CLI::ValidationError(name, error);
-            bytes = std::stoull(text);
-            return true;
-          },
-          help)
-      ->type_name("SIZE")
-      ->default_str(shown);
-}
-
 void AddJobOptions(CLI::App& worker, WorkerCommand& command) {
   jobs::RunnerOptions& runner = command.options.executor.runner;
   CLI::Option* const directory =
@@ -60,10 +42,12 @@ void AddJobOptions(CLI::App& worker, WorkerCommand& command) {
           ->capture_default_str();
   worker.add_flag("--inline", command.isInline, "Outputs are part of the results, as Base64, and no files")
       ->excludes(directory);
-  AddSize(worker, "--max-inline", command.inlineLimit, 1, kMostInline, "8M",
-          "With --inline, the largest output; a job with a larger one fails");
-  AddSize(worker, "--max-message", command.broker.settings.longest, kLeastMessage, kMostMessage, "16M",
-          "The largest message that is a job");
+  AddSizeOption(worker, "--max-inline", {1, kMostInline}, command.inlineLimit,
+                "With --inline, the largest output; a job with a larger one fails")
+      ->default_str("8M");
+  AddSizeOption(worker, "--max-message", {kLeastMessage, kMostMessage}, command.broker.settings.longest,
+                "The largest message that is a job")
+      ->default_str("16M");
   worker.add_option("--input", runner.input, "Input files are below this folder; without it there are none")
       ->type_name("DIR");
   worker.add_option("--font", runner.fonts, "A font file to draw with, beside the installed ones")
@@ -81,19 +65,8 @@ void AddQueueOptions(CLI::App& worker, WorkerCommand& command) {
           "Messages that the broker hands out before they are acknowledged (default: twice the workers)")
       ->type_name("N")
       ->check(CLI::Validator(CLI::Range(1, kMostPrefetch)));
-  worker
-      .add_option(
-          "--idle-exit",
-          [&command](const CLI::results_t& texts) {
-            int milliseconds = 0;
-            std::string error = ReadDuration(texts.front(), kSeconds, milliseconds);
-            if (error.empty() && milliseconds == 0) error = "a job needs some time to come";
-            if (!error.empty()) throw CLI::ValidationError("--idle-exit", error);
-            command.options.courier.idle = std::chrono::milliseconds(milliseconds);
-            return true;
-          },
-          "End when no job has come for so long; a bare number is seconds")
-      ->type_name("TIME");
+  AddTimeOption(worker, {"--idle-exit", "End when no job has come for so long"},
+                command.options.courier.idle);
 }
 
 void RunWorkerCommand(WorkerCommand& command) {

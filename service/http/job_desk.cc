@@ -137,7 +137,7 @@ void JobDesk::Land(JobResult&& result) {
   outcome.result = std::move(result);
   if (outcome.result.kind == FailureKind::kNone) {
     outcome.answer = std::make_shared<const Answer>(
-        Answer{std::move(outcome.result.mediaType), std::move(outcome.result.answer)});
+        Answer{std::move(outcome.result.mediaType), std::move(outcome.result.content).value_or("")});
   }
   Tell(std::strtoull(outcome.result.id.c_str(), nullptr, 10), outcome, StateOf(outcome.result));
 }

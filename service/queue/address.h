@@ -28,7 +28,8 @@ struct Address {
 [[nodiscard]] Address ParseAddress(const std::string& text, const std::string& place);
 
 // The address that stands on the first line of a file. Throws jobs::Error when the file cannot be read, when
-// it is a regular file that everybody on the machine may read or write, or when it holds no address.
+// it is a regular file that others than its owner and its group may read or write, or when it holds no
+// address.
 [[nodiscard]] Address ReadAddressFile(const std::string& path);
 
 }  // namespace queue

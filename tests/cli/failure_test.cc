@@ -127,17 +127,26 @@ TEST(ByteCount, NumbersWithAndWithoutAUnit) {
   }
 }
 
-TEST(ByteCount, TheTextBecomesTheNumberWithinItsLimits) {
-  const auto replaced = [](std::string text) {
-    const std::string error = cli::ReplaceByteCount(text, 2, 2048);
-    return error.empty() ? text : error;
+TEST(ByteCount, ASizeOfARange) {
+  const auto read = [](const std::string& text, const cli::ByteRange& range) {
+    std::uint64_t bytes = 7;
+    const std::string error = cli::ReadByteCount(text, range, bytes);
+    EXPECT_TRUE(error.empty() || bytes == 7) << text;
+    return error.empty() ? std::to_string(bytes) : error;
   };
-  EXPECT_EQ(replaced("2"), "2");
-  EXPECT_EQ(replaced("2K"), "2048");
-  EXPECT_EQ(replaced("1"), "'1' is not from 2 to 2048 bytes");
-  EXPECT_EQ(replaced("2049"), "'2049' is not from 2 to 2048 bytes");
-  EXPECT_EQ(replaced("3K"), "'3K' is not from 2 to 2048 bytes");
-  EXPECT_EQ(replaced("x"), "'x' is no size such as 4096, 64K, 64M or 1G");
+  const cli::ByteRange closed = {2, 2049};
+  EXPECT_EQ(read("2", closed), "2");
+  EXPECT_EQ(read("2K", closed), "2048");
+  for (const char* const text : {"0", "1", "2050", "3K"}) {
+    EXPECT_EQ(read(text, closed), "'" + std::string(text) + "' is not from 2 to 2049 bytes");
+  }
+  EXPECT_EQ(read("x", closed), "'x' is no size such as 4096, 64K, 64M or 1G");
+  const cli::ByteRange open = {64u << 20, UINT64_MAX, true};
+  EXPECT_EQ(read("0", open), "0");
+  EXPECT_EQ(read("64M", open), "67108864");
+  EXPECT_EQ(read("63M", open), "'63M' is not from 64M bytes on, and not 0");
+  EXPECT_EQ(read("1G", {1, 1u << 20}), "'1G' is not from 1 to 1M bytes");
+  EXPECT_EQ(read("1", {3u << 10, 5ull << 40}), "'1' is not from 3K to 5120G bytes");
 }
 
 }  // namespace

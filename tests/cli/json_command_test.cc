@@ -251,6 +251,15 @@ TEST(JsonCommand, OtherEncodingsAreNamed) {
                 std::string(15, ' ') + "^\n");
 }
 
+TEST(JsonCommand, TextBehindANulIsNotPassedOver) {
+  const CommandResult result = RunCommand({"json"}, std::string("{}\n\0, 5", 7));
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(
+      result.err,
+      "tovkit: standard input:2:1: text stands behind a NUL character, which is no JSON\n  \\x00, 5\n  ^\n");
+  EXPECT_EQ(RunCommand({"json"}, std::string("{}\0\0", 4)).out, "{}\n") << "a buffer that was filled up";
+}
+
 TEST(JsonCommand, CheckPrintsNothingAndGoesOverEveryFile) {
   const ScratchDir dir;
   const auto file = [&dir](const char* name, const char* text) {

@@ -34,7 +34,7 @@ class InlineJobTest : public ScratchFiles {
   std::string Failure(const std::string& job, const std::string& input) {
     const JobResult result = Run(job, input);
     EXPECT_EQ(result.kind, FailureKind::kInput) << result.message;
-    EXPECT_EQ(result.answer, "");
+    EXPECT_FALSE(result.content);
     return result.message;
   }
 };
@@ -49,18 +49,19 @@ TEST_F(InlineJobTest, ThePageIsThatOfAJobWithAFile) {
   const JobResult written =
       runner.Run(R"({"draw": {"Content": "Hello"}, "size": "90x30", "effort": 9, "out": "page.png"})");
   ASSERT_EQ(written.state, JobState::kDone) << written.message;
-  EXPECT_EQ(drawn.answer, Read("page.png"));
-  EXPECT_EQ(drawn.bytes, drawn.answer.size());
+  ASSERT_EQ(drawn.content, Read("page.png"));
+  EXPECT_EQ(drawn.bytes, drawn.content->size());
 }
 
 TEST_F(InlineJobTest, PicturesGoThere) {
-  const std::string png = Run(R"({"draw": {"format": "png", "size": "90x30"}})", kLine).answer;
+  const std::string png = Run(R"({"draw": {"format": "png", "size": "90x30"}})", kLine).content.value();
   const JobResult small =
       Run(R"({"image": {"format": "bmp", "steps": [{"crop": [0, 0, 9, 5]}, {"resize": "200%"}]}})", png);
   EXPECT_EQ(small.mediaType, "image/bmp");
-  const JobResult info = Run(R"({"info": {}})", small.answer);
+  const JobResult info = Run(R"({"info": {}})", small.content.value());
   EXPECT_EQ(info.mediaType, "application/json");
-  EXPECT_EQ(info.answer.rfind(R"({"format":"bmp","width":18,"height":10,)", 0), 0u) << info.answer;
+  EXPECT_EQ(info.content.value().rfind(R"({"format":"bmp","width":18,"height":10,)", 0), 0u)
+      << info.content.value();
 }
 
 TEST_F(InlineJobTest, FailuresTellTheirPlaceInTheInput) {
@@ -78,22 +79,22 @@ TEST_F(InlineJobTest, TheClosingLineIsToldFromTheLineBeforeIt) {
   // Both have the record of the corner (100, 100).
   const JobResult hit = Run(
       R"({"hit": {}})", R"({"path": "M 0 0 H 100 V 100 Z", "points": [[100, 60], [50, 50], [100, 100]]})");
-  EXPECT_EQ(hit.answer.rfind(R"({"results":[{"hit":true,"distance":0,"record":2,)"
-                             R"("segment":{"type":"line","points":[[100,0],[100,100]]},"rays":[]},)"
-                             R"({"hit":true,"distance":0,"record":2,)"
-                             R"("segment":{"type":"close","points":[[100,100],[0,0]]},"rays":[]},)"
-                             R"({"hit":true,"distance":0,"record":2,)"
-                             R"("segment":{"type":"line","points":[[100,0],[100,100]]},"rays":[]}])",
-                             0),
+  EXPECT_EQ(hit.content.value().rfind(R"({"results":[{"hit":true,"distance":0,"record":2,)"
+                                      R"("segment":{"type":"line","points":[[100,0],[100,100]]},"rays":[]},)"
+                                      R"({"hit":true,"distance":0,"record":2,)"
+                                      R"("segment":{"type":"close","points":[[100,100],[0,0]]},"rays":[]},)"
+                                      R"({"hit":true,"distance":0,"record":2,)"
+                                      R"("segment":{"type":"line","points":[[100,0],[100,100]]},"rays":[]}])",
+                                      0),
             0u)
-      << hit.answer;
+      << hit.content.value();
 }
 
 TEST_F(InlineJobTest, TheClosingLineOfACurveHasTheRecordOfItsEnd) {
   const JobResult hit = Run(R"({"hit": {}})", R"({"path": "M 0 0 Q 50 100 100 0 Z", "points": [[50, 0]]})");
-  EXPECT_NE(hit.answer.find(R"("record":2,"segment":{"type":"close","points":[[100,0],[0,0]]})"),
+  EXPECT_NE(hit.content.value().find(R"("record":2,"segment":{"type":"close","points":[[100,0],[0,0]]})"),
             std::string::npos)
-      << hit.answer;
+      << hit.content.value();
 }
 
 TEST_F(InlineJobTest, NoMemberNamesAFile) {

@@ -295,6 +295,9 @@ TEST_F(JobLine, WhatIsNoJobIsToldWithItsPlace) {
       {R"({"hit": {"path": "M0 0", "points": []}, "out": "x"})", "out: unknown member"},
   };
   for (const auto& [line, message] : cases) ExpectFailure(runner, line, FailureKind::kInput, message);
+  const std::string line = R"({"draw": {"Content": "x"}, "out": "x.png"})";
+  ExpectFailure(runner, line + std::string("\0{", 2), FailureKind::kInput,
+                "job:1:43: text stands behind a NUL character, which is no JSON");
   ExpectFailure(runner, R"({"draw": {"Content": "x"}, "out": "x.png", "size": "40000x10"})",
                 FailureKind::kLimit, "x.png: a page of 40000 x 10 is too large; sides go up to 32767");
 }

@@ -96,7 +96,12 @@ class AddressFile : public testing::Test {
 
 TEST_F(AddressFile, TheFirstLineCounts) {
   EXPECT_EQ(queue::ReadAddressFile(Write("  amqp://u:p@h\t\r\nanything\n", 0600)).Name(), "amqp://u@h:5672");
-  EXPECT_EQ(queue::ReadAddressFile(Write("amqp://u:p@h", 0640)).Name(), "amqp://u@h:5672");
+}
+
+TEST_F(AddressFile, IsForItsOwnerAndItsGroup) {
+  for (const mode_t mode : {0400U, 0600U, 0440U, 0640U, 0660U}) {
+    EXPECT_EQ(queue::ReadAddressFile(Write("amqp://u:p@h", mode)).Name(), "amqp://u@h:5672") << mode;
+  }
 }
 
 TEST_F(AddressFile, ThatOthersMayOpenIsRefused) {

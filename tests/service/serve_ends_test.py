@@ -15,8 +15,9 @@ import tempfile
 import threading
 import unittest
 
-COMMAND = sys.argv[1]
-from server_under_test import PATIENCE, Server, until  # noqa: E402
+COMMAND, SOURCE = sys.argv[1], pathlib.Path(sys.argv[2])
+sys.path.append(str(SOURCE / "tests/support"))
+from tovkit_server import PATIENCE, Server, until  # noqa: E402
 
 LINE = {"Content": "Hello"}
 TOKEN = "0123456789abcdef0123"

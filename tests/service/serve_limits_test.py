@@ -5,13 +5,15 @@
     serve_limits_test.py COMMAND SOURCE_FOLDER
 """
 import json
+import pathlib
 import sys
 import threading
 import time
 import unittest
 
-COMMAND = sys.argv[1]
-from server_under_test import PATIENCE, Server, read_all, until  # noqa: E402
+COMMAND, SOURCE = sys.argv[1], pathlib.Path(sys.argv[2])
+sys.path.append(str(SOURCE / "tests/support"))
+from tovkit_server import PATIENCE, Server, read_all, until  # noqa: E402
 
 LINE = {"Content": "Hello"}
 HOST = b"Host: localhost\r\n"

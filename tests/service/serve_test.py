@@ -16,7 +16,8 @@ import unittest
 import jsonschema
 
 COMMAND, SOURCE = sys.argv[1], pathlib.Path(sys.argv[2])
-from server_under_test import Server, ask_on  # noqa: E402
+sys.path.append(str(SOURCE / "tests/support"))
+from tovkit_server import Server, ask_on  # noqa: E402
 
 LINE = {"Content": "Hello", "Font": {"FontName": "DejaVu Sans", "FontSize": 20}}
 SIGNATURES = {"png": b"\x89PNG", "jpg": b"\xff\xd8\xff", "tif": b"II*\0", "webp": b"RIFF", "jp2": b"\0\0\0\x0cjP  ",

@@ -8,28 +8,19 @@
 import contextlib
 import os
 import pathlib
-import random
 import secrets
 import signal
 import socket
 import subprocess
+import sys
 import time
+
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "support"))
+from ports import free_port  # noqa: E402
 
 # The programs themselves: those in /usr/sbin change to the user of the installed broker.
 PROGRAMS = pathlib.Path("/usr/lib/rabbitmq/bin")
 SECONDS = 120
-GIVEN = set()  # ports, to brokers of this process
-
-
-def free_port():
-    """Below those that the system gives to clients, which would take it while the broker is down: one that tries to
-    connect may even be given the very port, and is connected with itself then."""
-    for port in random.sample(sorted(set(range(20000, 32000)) - GIVEN), 1000):
-        with socket.socket() as taken, contextlib.suppress(OSError):
-            taken.bind(("127.0.0.1", port))
-            GIVEN.add(port)
-            return port
-    raise RuntimeError("no port is free")
 
 
 def can_connect(port):

@@ -1,20 +1,19 @@
 # SPDX-License-Identifier: MIT
-"""A `tovkit serve` of our own on loopback, and ways to talk to it: whole requests, raw bytes, a load of many clients."""
+"""The server of a build, pictures to ask it for, and a load of many clients."""
 import contextlib
 import http.client
 import json
 import os
 import pathlib
 import re
-import signal
 import socket
-import subprocess
-import tempfile
 import threading
 import time
 
+import tovkit_server
+from tovkit_server import PATIENCE, ask_on
+
 TOP = pathlib.Path(__file__).resolve().parents[3]
-SLOW_MACHINE = 30  # seconds that anything may take that is no measurement
 
 
 def label(text, size=(400, 120)):
@@ -24,86 +23,25 @@ def label(text, size=(400, 120)):
     return f"/v1/draw?format=png&size={size[0]}x{size[1]}", json.dumps(lines).encode()
 
 
-class Answer:
-    def __init__(self, status, headers, body):
-        self.status, self.headers, self.body = status, headers, body
-
-    @property
-    def problem(self):
-        assert self.headers["Content-Type"] == "application/problem+json", (self.status, self.headers.items(), self.body[:200])
-        return json.loads(self.body)
-
-
-class Server:
-    """Runs while the block of `with` does. What it writes to standard error is `log` afterwards and meanwhile."""
-
-    def __init__(self, build, *options, env=None, preexec=None, listen="127.0.0.1:0", pass_fds=(), prefix=()):
-        self.scratch = tempfile.TemporaryDirectory(prefix="tovkit-net-")
-        self.log_file = pathlib.Path(self.scratch.name) / "log"
-        self.command = [*prefix, str(pathlib.Path(build).resolve() / "cli/tovkit"), "serve", "--listen", listen, *options]
-        self.settings = dict(env=dict(os.environ, **(env or {})), preexec_fn=preexec, pass_fds=pass_fds)
-
-    def __enter__(self):
-        with open(self.log_file, "wb") as log:
-            self.process = subprocess.Popen(self.command, stdout=subprocess.PIPE, stderr=log, stdin=subprocess.DEVNULL,
-                                            start_new_session=True, **self.settings)
-        line = self.process.stdout.readline().decode()
-        found = re.fullmatch(r"Listening on http://(.*):(\d+)/\n", line)
-        if not found:
-            self.process.kill()
-            self.process.wait()
-            raise AssertionError(f"no server: {line!r} {self.log}")
-        self.port = int(found.group(2))
-        return self
-
-    def __exit__(self, *_):
-        try:
-            os.killpg(self.process.pid, signal.SIGKILL)
-        except ProcessLookupError:
-            pass
-        self.process.wait()
-        self.process.stdout.close()
-        self.scratch.cleanup()
-
-    @property
-    def log(self):
-        return self.log_file.read_text(errors="replace")
-
-    @property
-    def pid(self):
-        return self.process.pid
-
-    def stop(self):
-        """SIGTERM, and the exit status that it brings."""
-        self.process.send_signal(signal.SIGTERM)
-        return self.process.wait(SLOW_MACHINE)
-
-    def workers(self):
-        return [int(pid) for pid in children(self.pid) if "tovkit-job" in command_of(pid)]
-
-    def connect(self, receive_buffer=None):
-        client = socket.socket()
-        if receive_buffer:
-            client.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, receive_buffer)
-        client.settimeout(SLOW_MACHINE)
-        client.connect(("127.0.0.1", self.port))
-        return client
+class Server(tovkit_server.Server):
+    def __init__(self, build, *options, **settings):
+        super().__init__(str(pathlib.Path(build).resolve() / "cli/tovkit"), *options, **settings)
 
     def client(self):
-        return http.client.HTTPConnection("127.0.0.1", self.port, timeout=SLOW_MACHINE)
+        return http.client.HTTPConnection("127.0.0.1", self.port, timeout=PATIENCE)
 
-    def post(self, path, body, content_type="application/json", client=None, headers=None):
-        return ask(client or self.client(), "POST", path, body, {"Content-Type": content_type, **(headers or {})})
+    def post(self, path, body, content_type="application/json", client=None):
+        return ask_on(client or self.client(), "POST", path, body, Content_Type=content_type)
 
-    def get(self, path, client=None, headers=None):
-        return ask(client or self.client(), "GET", path, None, headers or {})
+    def get(self, path, client=None):
+        return ask_on(client or self.client(), "GET", path)
 
     def metrics(self):
         """Name with labels to value."""
         lines = self.get("/metrics").body.decode().splitlines()
         return {name: float(value) for name, value in (line.rsplit(" ", 1) for line in lines if line and line[0] != "#")}
 
-    def raw(self, data, seconds=SLOW_MACHINE):
+    def raw(self, data, seconds=20):  # less than the silence behind which the server closes every connection
         """What comes back for these bytes until the server closes: (list of statuses, all bytes, whether it closed)."""
         with contextlib.closing(self.connect()) as client:
             client.settimeout(seconds)
@@ -120,27 +58,6 @@ class Server:
         return [int(code) for code in re.findall(rb"^HTTP/1\.1 (\d{3}) ", got, re.MULTILINE)], got, closed
 
 
-def ask(client, method, path, body, headers):
-    client.request(method, path, body, headers)
-    response = client.getresponse()
-    return Answer(response.status, response.headers, response.read())
-
-
-def children(pid):
-    found = []
-    for task in pathlib.Path(f"/proc/{pid}/task").iterdir():
-        with contextlib.suppress(OSError):
-            found += (task / "children").read_text().split()
-    return found
-
-
-def command_of(pid):
-    try:
-        return pathlib.Path(f"/proc/{pid}/cmdline").read_text().replace("\0", " ")
-    except OSError:
-        return ""
-
-
 def memory_of(pid):
     """Bytes that a process has in memory that is its own."""
     with contextlib.suppress(OSError):
@@ -155,13 +72,6 @@ def descriptors_of(pid):
         return len(os.listdir(f"/proc/{pid}/fd"))
     except OSError:
         return 0
-
-
-def wait_until(true, what, seconds=SLOW_MACHINE):
-    end = time.monotonic() + seconds
-    while not true():
-        assert time.monotonic() < end, f"not within {seconds} s: {what}"
-        time.sleep(0.01)
 
 
 class Load:
@@ -184,7 +94,7 @@ class Load:
     def __exit__(self, *_):
         self.ended.set()
         for thread in self.threads:
-            thread.join(SLOW_MACHINE)
+            thread.join(PATIENCE)
 
     def run(self, number):
         client = self.server.client()

@@ -7,7 +7,7 @@ import subprocess
 
 import pytest
 
-from server import SLOW_MACHINE, ask
+from tovkit_server import PATIENCE, ask_on
 
 
 @pytest.fixture
@@ -22,7 +22,7 @@ def listening():
 def messages(tmp_path):
     with socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM) as one:
         one.bind(str(tmp_path / "notify"))
-        one.settimeout(SLOW_MACHINE)
+        one.settimeout(PATIENCE)
         yield one
 
 
@@ -43,12 +43,12 @@ def test_the_socket_is_the_managers_and_the_manager_is_told(build, listening, me
     try:
         assert process.stdout.readline().decode() == f"Listening on http://127.0.0.1:{port}/\n"
         assert "READY=1" in messages.recv(4096).decode().splitlines()
-        client = http.client.HTTPConnection("127.0.0.1", port, timeout=SLOW_MACHINE)
-        assert ask(client, "GET", "/healthz", None, {}).status == 200
+        client = http.client.HTTPConnection("127.0.0.1", port, timeout=PATIENCE)
+        assert ask_on(client, "GET", "/healthz").status == 200
         client.close()
         process.terminate()
         assert "STOPPING=1" in messages.recv(4096).decode().splitlines()
-        assert process.wait(SLOW_MACHINE) == 0
+        assert process.wait(PATIENCE) == 0
     finally:
         process.kill()
         process.wait()
@@ -68,7 +68,7 @@ def test_a_socket_meant_for_another_process_is_left_alone(build, listening, mess
 
 
 def test_connections_that_came_before_the_server_are_served(build, listening, messages):
-    client = http.client.HTTPConnection("127.0.0.1", listening.getsockname()[1], timeout=SLOW_MACHINE)
+    client = http.client.HTTPConnection("127.0.0.1", listening.getsockname()[1], timeout=PATIENCE)
     client.request("GET", "/healthz")
     process = spawn(build, listening, messages)
     try:

@@ -68,4 +68,4 @@ def test_each_broken_request_is_answered_and_none_ends_a_worker(start):
     assert sum(number for (_, status), number in statuses.items() if status != 200) > COUNT / 3, "too little of it was broken"
     assert server.metrics()["tovkit_worker_restarts_total"] == 0
     assert [server.post(*label(f"after {i}")).status for i in range(5)] == [200] * 5
-    assert server.stop() == 0
+    assert server.end() == 0

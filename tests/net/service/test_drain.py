@@ -5,7 +5,8 @@ import http.client
 import signal
 import threading
 
-from server import label, wait_until
+from server import label
+from tovkit_server import until
 
 LARGE = (3000, 3000)  # some tenths of a second
 
@@ -25,7 +26,7 @@ def test_what_runs_and_what_waits_is_answered(start):
     threads = [threading.Thread(target=ask, args=(server, i, results)) for i in range(count)]
     for thread in threads:
         thread.start()
-    wait_until(lambda: (now := server.metrics())["tovkit_queue_jobs"] + now["tovkit_running_jobs"] >= count
+    until(lambda: (now := server.metrics())["tovkit_queue_jobs"] + now["tovkit_running_jobs"] >= count
                or len(results) > 0, "jobs that run or wait")
     begun = count - len(results)
     server.process.send_signal(signal.SIGTERM)
@@ -66,8 +67,8 @@ def test_no_answer_breaks_off_when_the_signal_comes_in_a_crowd(start):
     threads = [threading.Thread(target=run, args=(i,)) for i in range(16)]
     for thread in threads:
         thread.start()
-    wait_until(lambda: answered[0] > 100, "answers")
-    assert server.stop() == 0
+    until(lambda: answered[0] > 100, "answers")
+    assert server.end() == 0
     for thread in threads:
         thread.join(60)
     assert broken == []
@@ -81,9 +82,9 @@ def test_readiness_ends_before_the_work_does(start):
     assert server.get("/readyz", watcher).status == 200
     thread = threading.Thread(target=ask, args=(server, 0, results))
     thread.start()
-    wait_until(lambda: server.metrics()["tovkit_running_jobs"] == 1 or results, "a job that runs")
+    until(lambda: server.metrics()["tovkit_running_jobs"] == 1 or results, "a job that runs")
     server.process.send_signal(signal.SIGTERM)
-    wait_until(lambda: refused(server), "no new connections, or 503")
+    until(lambda: refused(server), "no new connections, or 503")
     assert server.process.wait(60) == 0
     thread.join(60)
     assert results[0][0] == 200

@@ -58,7 +58,7 @@ def test_memory_and_descriptors_are_flat_at_90_percent(start, tmp_path, load_sec
     clients, samples = Clients(tmp_path, load_seconds, 0.9 * most), []
     while clients.run():
         workers = server.workers()
-        samples.append((memory_of(server.pid), descriptors_of(server.pid), len(workers), sum(map(memory_of, workers)),
+        samples.append((memory_of(server.process.pid), descriptors_of(server.process.pid), len(workers), sum(map(memory_of, workers)),
                         sum(map(descriptors_of, workers))))
         time.sleep(1)
     statuses = clients.statuses()
@@ -76,4 +76,4 @@ def test_memory_and_descriptors_are_flat_at_90_percent(start, tmp_path, load_sec
     assert found["memory of the workers"][1] <= found["memory of the workers"][0] * 1.1 + 8 * MEBIBYTE, samples
     assert found["its descriptors"][1] <= found["its descriptors"][0] + 2 and found["workers"] == (2, 2), samples
     assert found["their descriptors"][1] <= found["their descriptors"][0] + 2, samples
-    assert server.stop() == 0
+    assert server.end() == 0

@@ -23,7 +23,7 @@ def server(build, tmp_path):
     disk.mkdir()
     settings = {name: str(disk) for name in ("DISK", "TMPDIR", "XDG_RUNTIME_DIR", "XDG_CACHE_HOME")}
     with Server(build, "-j", "1", "--cache", "0", env=settings, prefix=["unshare", "-m", "sh", "-c", SCRIPT, "serve"]) as running:
-        running.disk = pathlib.Path(f"/proc/{running.pid}/root{disk}")
+        running.disk = pathlib.Path(f"/proc/{running.process.pid}/root{disk}")
         yield running
 
 
@@ -45,8 +45,8 @@ def test_requests_are_answered_with_a_disk_without_room_and_well_again_with_room
     for i in range(50):
         answer = server.post(*label(f"without room {i}", (1000, 1000)))
         if answer.status != 200:
-            assert answer.status in (500, 507) and answer.problem["id"] and "\n" not in answer.problem["detail"]
+            assert answer.status in (500, 507) and answer.json["id"] and "\n" not in answer.json["detail"]
     assert server.get("/healthz").status == 200
     os.unlink(server.disk / "filler")
     assert server.post(*large).status == 200
-    assert server.stop() == 0
+    assert server.end() == 0

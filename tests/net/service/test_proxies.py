@@ -9,7 +9,9 @@ import subprocess
 
 import pytest
 
-from server import TOP, Server, label, wait_until
+from ports import free_port
+from server import TOP, Server, label
+from tovkit_server import until
 
 NAME = "pictures.example.org"
 
@@ -27,7 +29,7 @@ class Proxy:
             assert self.process.poll() is None, (self.folder / "proxy.log").read_text()
             with socket.socket() as one:
                 return one.connect_ex(("127.0.0.1", self.port)) == 0
-        wait_until(listens, "a proxy that listens")
+        until(listens, "a proxy that listens")
         return self
 
     def __exit__(self, *_):
@@ -59,12 +61,6 @@ class Proxy:
     def draw(self, text, *options):
         path, data = label(text)
         return self.curl(path, "-H", "Content-Type: application/json", *options, data=data)
-
-
-def free_port():
-    with socket.socket() as one:
-        one.bind(("127.0.0.1", 0))
-        return one.getsockname()[1]
 
 
 def replace(text, pattern, by):
@@ -109,7 +105,7 @@ def make_caddy(folder, server_port):
 
     def authority():
         file = folder / "store/pki/authorities/local/root.crt"
-        wait_until(file.exists, "an authority of caddy's own")
+        until(file.exists, "an authority of caddy's own")
         return file
 
     return Proxy([program, "run", "--config", str(folder / "Caddyfile")], port, folder, authority, environment)
@@ -120,7 +116,7 @@ def proxy(request, build, tmp_path):
     with Server(build, "--host", NAME, "--cache", "0") as server:
         with {"nginx": make_nginx, "caddy": make_caddy}[request.param](tmp_path, server.port) as running:
             running.server, running.name = server, request.param
-            wait_until(lambda: ready(running), "a proxy that answers")
+            until(lambda: ready(running), "a proxy that answers")
             yield running
 
 

@@ -7,7 +7,8 @@ import subprocess
 import sys
 
 import slow_clients
-from server import SLOW_MACHINE, Load, label, wait_until
+from server import Load, label
+from tovkit_server import PATIENCE, until
 
 COUNT = 500
 TURN = 0.004  # seconds
@@ -21,7 +22,7 @@ def slow_ones(server, count):
                           stdout=subprocess.PIPE) as process:
         try:
             assert process.stdout.readline() == b"ready\n"
-            process.end = lambda: json.loads(process.communicate(timeout=SLOW_MACHINE)[0])
+            process.end = lambda: json.loads(process.communicate(timeout=PATIENCE)[0])
             yield process
         finally:
             process.kill()
@@ -30,7 +31,7 @@ def slow_ones(server, count):
 def window(server, name):
     """p99 of normal requests for some seconds."""
     with Load(server, clients=4, rate=60, name=name) as load:
-        wait_until(lambda: load.count() >= 300, "answers")
+        until(lambda: load.count() >= 300, "answers")
     assert load.statuses() == [200] and load.failures == []
     return load.percentile(99)
 
@@ -48,7 +49,7 @@ def test_normal_requests_are_not_kept_waiting(start):
             beside.append(window(server, f"beside {turn}"))
             found = slow.end()
             assert found["left"] + sum(found["dropped"].values()) == COUNT
-        wait_until(lambda: server.metrics()["tovkit_connections"] <= 2, "connections that end")
+        until(lambda: server.metrics()["tovkit_connections"] <= 2, "connections that end")
     print(f"p99 alone {1e3 * min(alone):.1f} ms, beside {COUNT} slow clients {1e3 * min(beside):.1f} ms")
     # Where that is little, the turns that the scheduler gives to one process or another are more than the rest.
     assert min(beside) <= max(2 * min(alone), min(alone) + TURN), (alone, beside)
@@ -57,8 +58,8 @@ def test_normal_requests_are_not_kept_waiting(start):
 def test_slow_clients_are_dropped_though_each_second_brings_a_byte(start):
     server = start("--client-time", "4s")
     with slow_ones(server, 60) as slow:
-        wait_until(lambda: server.metrics()["tovkit_connections"] >= 61, "connections")
-        wait_until(lambda: server.metrics()["tovkit_connections"] <= 1, "connections that end")
+        until(lambda: server.metrics()["tovkit_connections"] >= 61, "connections")
+        until(lambda: server.metrics()["tovkit_connections"] <= 1, "connections that end")
         # One that reads has what was on its way, and then the end.
         found = slow.end()
     assert found["dropped"]["head"] == found["dropped"]["body"] == 20, found
@@ -70,9 +71,9 @@ def test_what_a_slow_reader_did_not_take_is_given_up(start):
     server = start("--client-time", "2s")
     client = slow_clients.begin(server.port, "answer")
     with contextlib.closing(client):
-        client.settimeout(SLOW_MACHINE)
+        client.settimeout(PATIENCE)
         got = len(client.recv(1))
-        wait_until(lambda: server.metrics()["tovkit_connections"] <= 1, "a connection that ends")
+        until(lambda: server.metrics()["tovkit_connections"] <= 1, "a connection that ends")
         try:
             while chunk := client.recv(1 << 20):
                 got += len(chunk)
@@ -89,14 +90,14 @@ def test_connections_beyond_the_limit_are_told_so_and_the_others_go_on(start):
     for _ in range(150):
         held.append(server.connect())
     try:
-        wait_until(lambda: server.get("/metrics", first).body.count(b"tovkit_connections_refused_total 0\n") == 0, "refusals")
+        until(lambda: server.get("/metrics", first).body.count(b"tovkit_connections_refused_total 0\n") == 0, "refusals")
         assert server.get("/healthz", first).status == 200
         statuses, got, closed = server.raw(b"GET /healthz HTTP/1.1\r\nHost: localhost\r\n\r\n")
         assert closed and statuses in ([503], []), got
     finally:
         for client in held:
             client.close()
-    wait_until(lambda: answers(server), "room for connections again")
+    until(lambda: answers(server), "room for connections again")
 
 
 def answers(server):

@@ -33,19 +33,22 @@ class Answer:
 
 
 class Server:
-    def __init__(self, command, *options, listen="127.0.0.1:0", env=None):
+    """With one worker, unless the options say more. Ends, with all that it has started, behind the block of `with`."""
+
+    def __init__(self, command, *options, listen="127.0.0.1:0", env=None, prefix=(), pass_fds=()):
         self.folder = tempfile.TemporaryDirectory(prefix="tovkit-serve-")
         self.log_file = pathlib.Path(self.folder.name) / "log"
+        workers = () if "-j" in options else ("-j", "1")
         with open(self.log_file, "wb") as log:
-            self.process = subprocess.Popen([command, "serve", "--listen", listen, "-j", "1", *options], stderr=log,
-                                            stdout=subprocess.PIPE, env=dict(os.environ, **(env or {})))
+            self.process = subprocess.Popen([*prefix, command, "serve", "--listen", listen, *workers, *options],
+                                            stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=log,
+                                            env=dict(os.environ, **(env or {})), pass_fds=pass_fds, start_new_session=True)
         line = self.process.stdout.readline().decode()
         found = re.fullmatch(r"Listening on (http://(.+):(\d+)/|unix:(.+))\n", line)
         if not found:
-            self.process.kill()
-            self.process.wait()
-            self.process.stdout.close()
-            raise AssertionError(f"no server: {line!r} {self.log}")
+            told = self.log
+            self.__exit__()
+            raise AssertionError(f"no server: {line!r} {told}")
         self.url, self.host, port, self.path = found.group(1), found.group(2), found.group(3), found.group(4)
         self.port = int(port or 0)
 
@@ -53,7 +56,8 @@ class Server:
         return self
 
     def __exit__(self, *_):
-        self.process.kill()
+        if self.process.poll() is None:
+            os.killpg(self.process.pid, signal.SIGKILL)
         self.process.wait()
         self.process.stdout.close()
         self.folder.cleanup()
@@ -62,13 +66,13 @@ class Server:
     def log(self):
         return self.log_file.read_text(errors="replace")
 
-    def connect(self):
-        if self.path:
-            client = socket.socket(socket.AF_UNIX)
-            client.settimeout(PATIENCE)
-            client.connect(self.path)
-            return client
-        return socket.create_connection((self.host.strip("[]"), self.port), PATIENCE)
+    def connect(self, receive_buffer=None):
+        client = socket.socket(socket.AF_UNIX if self.path else socket.AF_INET6 if ":" in self.host else socket.AF_INET)
+        if receive_buffer:
+            client.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, receive_buffer)
+        client.settimeout(PATIENCE)
+        client.connect(self.path or (self.host.strip("[]"), self.port))
+        return client
 
     @contextlib.contextmanager
     def session(self):
@@ -103,8 +107,7 @@ class Server:
         return 0.0
 
     def workers(self):
-        children = pathlib.Path(f"/proc/{self.process.pid}/task")
-        return [int(child) for task in children.iterdir() for child in (task / "children").read_text().split()]
+        return [int(child) for child in children_of(self.process.pid) if "tovkit-job" in command_of(child)]
 
     def end(self, sign=signal.SIGTERM):
         self.process.send_signal(sign)
@@ -125,10 +128,25 @@ def read_all(client):
     return taken
 
 
-def until(holds):
+def children_of(process):
+    found = []
+    for task in pathlib.Path(f"/proc/{process}/task").iterdir():
+        with contextlib.suppress(OSError):
+            found += (task / "children").read_text().split()
+    return found
+
+
+def command_of(process):
+    try:
+        return pathlib.Path(f"/proc/{process}/cmdline").read_text().replace("\0", " ")
+    except OSError:
+        return ""
+
+
+def until(holds, what="it comes true", seconds=PATIENCE):
     """Waits until the function returns something true, and returns it."""
-    end = time.monotonic() + PATIENCE
+    end = time.monotonic() + seconds
     while not (found := holds()):
-        assert time.monotonic() < end, "it does not come true"
+        assert time.monotonic() < end, f"not within {seconds} s: {what}"
         time.sleep(0.01)
     return found
