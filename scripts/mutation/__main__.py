@@ -104,9 +104,8 @@ def prepare(options, found):
     return scheme, trial.Trial(useful, together, sandbox, most=options.seconds)
 
 
-def name_unused(options, files, accepted):
+def name_unused(options, files, accepted, strays):
     """The accepted entries whose line is gone, and those of the files, wholly looked at, that match no fault."""
-    strays = accepted.strays(ROOT)
     for entry in strays:
         say("Accepted, but its line is gone: " + " | ".join(entry))
     if options.all:
@@ -155,6 +154,7 @@ def main():
     with open(os.open(os.path.join(WORK, "lock"), os.O_RDONLY | os.O_CREAT, 0o644)) as lock:
         fcntl.flock(lock, fcntl.LOCK_EX)
         build_release()
+        strays = accepted.strays(ROOT)  # while the sources are what they are, without a fault
         start = time.monotonic()
         found = find(options, files, changed)
         count = sum(len(site.faults) for sites in found.values() for site in sites)
@@ -167,7 +167,7 @@ def main():
                 note = " (accepted)" if accepted.accepts(fault) else ""
                 say(f"{fault['number']} {fault['file']}:{fault['line']}:{fault['column']}: {fault['operator']}: "
                     f"{fault['original']} -> {fault['changed']}{note}")
-            name_unused(options, files, accepted)
+            name_unused(options, files, accepted, strays)
             return 0
         if not count:
             return 0
@@ -178,7 +178,7 @@ def main():
             return 0
         scheme, trials = prepare(options, plan.sites() if options.sample or options.survivors else found)
         status = try_faults(options, trials, plan, plan.order(scheme))
-        name_unused(options, files, accepted)
+        name_unused(options, files, accepted, strays)
         return status
 
 

@@ -28,6 +28,21 @@ namespace {
 
 using tovkit::Json;
 
+TEST(Doctor, JsonHasTheOrderOfTheTable) {
+  const std::string table = RunCommand({"doctor"}).out;
+  const std::string json = RunCommand({"doctor", "--json"}).out;
+  const auto report = Json::Parse(json.data(), static_cast<unsigned>(json.size()), nullptr);
+  ASSERT_TRUE(report);
+  const auto findings = report->GetMember("findings");
+  ASSERT_GT(findings->Size(), 5U);
+  std::size_t at = 0;
+  for (std::uint32_t i = 0; i < findings->Size(); ++i) {
+    const std::string check = findings->GetAt(static_cast<int>(i))->GetMemberString("check", "");
+    at = table.find("  " + check + " ", at);
+    ASSERT_NE(at, std::string::npos) << check;
+  }
+}
+
 struct Line {
   std::string state;
   std::string text;

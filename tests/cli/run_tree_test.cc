@@ -276,6 +276,41 @@ TEST(RunSignals, WhoIgnoresASignalIsKilledAfterTheTimeForIt) {
   ExpectGone(file);
 }
 
+// Whoever has left the group too, which gets no other signal.
+TEST(RunSignals, BehindTheTimeOutASignalReachesEverybody) {
+  const ScratchDir scratch;
+  const std::string file = scratch.path() + "/ids", term = scratch.path() + "/term";
+  const std::string hup = scratch.path() + "/hup", loop = "; while :; do sleep 0.01; done";
+  const std::string script = "trap 'echo >>" + term + "' TERM; trap 'exit 0' HUP; " +
+                             "setsid sh -c 'trap \"\" TERM; trap \"echo >" + hup +
+                             "; exit 0\" HUP; echo $$ >>" + file + loop + "' & echo $$ >>" + file + loop;
+  bool isReady = false;
+  // A busy machine may not bring them so far before the time is over.
+  for (int limit = 500; limit < 100000 && !isReady; limit *= 3) {
+    for (const std::string& old : {file, term, hup}) std::filesystem::remove(old);
+    const int null = open("/dev/null", O_RDWR | O_CLOEXEC);
+    const Words options = {"--timeout", std::to_string(limit) + "ms", "--kill-after", "60s"};
+    const pid_t command = StartCommand(RunShell(options, script), null, null, null);
+    close(null);
+    bool isOver = false;
+    EXPECT_TRUE(Eventually([&] {
+      isOver = waitpid(command, nullptr, WNOHANG) == command;
+      return isOver || std::filesystem::exists(term);
+    }));
+    isReady = !isOver && Ids(file).size() == 2;
+    if (!isOver) kill(command, SIGHUP);
+    if (isReady) {
+      const int status = StatusOf(command);
+      EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 124) << status;
+      EXPECT_TRUE(std::filesystem::exists(hup));
+    } else if (!isOver) {
+      StatusOf(command);
+    }
+    ExpectGone(file);
+  }
+  EXPECT_TRUE(isReady);
+}
+
 TEST(RunSignals, ASignalThatTheCallerIgnoresStaysIgnored) {
   const ScratchDir scratch;
   const std::string file = scratch.path() + "/ids";

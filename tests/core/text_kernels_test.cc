@@ -100,8 +100,7 @@ TEST_F(TextKernels, CharactersOfEverySizeAreDecodedToTheMarginOfTheText) {
                                 "a\xE5\xAE\x8B",
                                 "a\xF0\x9F\x98\x80",
                                 "\xE5\xAE\x8B\xF0\x9F\x98\x80",
-                                "\xC3\xA9\xF0\x9F\x98\x80\xE5\xAE\x8B"
-                                "a"};
+                                "a\xC3\xA9\xF0\x9F\x98\x80\xE5\xAE\x8B"};
   for (const char* const piece : pieces) {
     for (std::size_t shift = 0; shift < 64; ++shift) {
       const std::string text = std::string(shift, 'x') + Repeated(piece, 500);

@@ -109,6 +109,27 @@ TEST_F(InlineJobTest, NoMemberNamesAFile) {
   Failure(R"({"hit": {}})", R"({"file": "page.json", "points": []})");
 }
 
+TEST_F(InlineJobTest, NothingStandsBesideTheirKind) {
+  const std::string path = R"({"path": "M0 0H9V9Z", "points": []})";
+  const std::string picture = Run(R"({"draw": {"format": "png", "size": "9x9"}})", kLine).answer;
+  const struct {
+    const char* kind;
+    const char* options;
+    std::string input;
+  } rows[] = {{"draw", R"({"format": "png"})", kLine},
+              {"describe", "{}", kLine},
+              {"hit", "{}", path},
+              {"map", R"({"format": "png"})", path},
+              {"info", "{}", picture},
+              {"image", R"({"format": "png"})", picture}};
+  for (const auto& row : rows) {
+    const std::string job = "{\"" + std::string(row.kind) + "\": " + row.options;
+    const JobResult done = Run(job + "}", row.input);
+    EXPECT_EQ(done.state, JobState::kDone) << row.kind << ": " << done.message;
+    EXPECT_NE(Failure(job + R"(, "size": "9x9"})", row.input), "") << row.kind;
+  }
+}
+
 TEST_F(InlineJobTest, LimitsOfPixelsAreThoseOfTheOptions) {
   jobs::ExecutorOptions options;
   options.runner.directory = scratch_.path();

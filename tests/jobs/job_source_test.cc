@@ -31,6 +31,20 @@ std::vector<std::string> JobsOf(const std::string& text, jobs::FileSource::Forma
   return found;
 }
 
+// Neither as a job that is refused, nor again and again.
+TEST(JobSource, AnInputThatCannotBeReadFailsTheRun) {
+  const ScratchDir scratch;
+  const jobs::OpenDescriptor folder(open(scratch.path().c_str(), O_RDONLY | O_CLOEXEC));
+  for (const auto format : {jobs::FileSource::Format::kJsonLines, jobs::FileSource::Format::kCsv}) {
+    EXPECT_THROW(
+        {
+          jobs::FileSource source(folder.get(), "jobs", "", format);
+          [[maybe_unused]] const auto job = source.Next();
+        },
+        jobs::Error);
+  }
+}
+
 TEST(JobSource, EveryLineIsAJobOrAFailure) {
   using Format = jobs::FileSource::Format;
   EXPECT_EQ(JobsOf("{\"id\": \"a\"}\r\n\n  \n{\"x\": 1}\n{\"id\": 5}\n[\n{\"id\": \"\"}\n{\"id\": \"last\"}",

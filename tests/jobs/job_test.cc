@@ -5,6 +5,7 @@
 #include "jobs/hit_job.h"
 #include "jobs/image_job.h"
 #include "jobs/picture_reader.h"
+#include "jobs/picture_steps.h"
 
 #include "scratch_dir.h"
 
@@ -248,6 +249,36 @@ TEST(ImageJob, TellsOfThePictureBeforeItFails) {
   ExpectError(job, ErrorKind::kInput, file, "no frame 2, the last is 1");
   job.picture = Input::Memory("no picture", "bytes");
   ExpectError(job, ErrorKind::kInput, "bytes", "not a picture of a known format");
+}
+
+TEST(PictureSteps, FullColorKeepsEveryPixelAndTheResolution) {
+  const std::uint32_t colors[] = {0xFF102030, 0xFF405060};
+  for (const int bits : {1, 4, 8}) {
+    for (const bool hasAlpha : {false, true}) {
+      CoreDib picture;
+      ASSERT_TRUE(picture.Create(5, 3, bits));
+      ASSERT_TRUE(picture.SetPalette(colors, 2));
+      if (hasAlpha) {
+        ASSERT_TRUE(picture.SetPaletteAlpha(1, 77));
+      }
+      picture.SetDpi(100, 200);
+      for (int y = 0; y < 3; ++y) picture.GetRow(y)[0] = static_cast<std::uint8_t>(1 << (8 - bits));
+      std::vector<std::uint32_t> before;
+      for (int i = 0; i < 15; ++i) before.push_back(picture.GetArgb(i % 5, i / 5));
+      EXPECT_EQ(before[0] >> 24, hasAlpha ? 77U : 255U);
+      jobs::ToFullColor(picture, "place");
+      EXPECT_EQ(picture.GetBitsPerPixel(), hasAlpha ? 32 : 24);
+      EXPECT_EQ(picture.GetDpiX(), 100);
+      EXPECT_EQ(picture.GetDpiY(), 200);
+      for (int i = 0; i < 15; ++i) {
+        EXPECT_EQ(picture.GetArgb(i % 5, i / 5), before[static_cast<std::size_t>(i)]) << bits;
+      }
+    }
+  }
+  CoreDib full;
+  ASSERT_TRUE(full.Create(2, 2, 32));
+  jobs::ToFullColor(full, "place");
+  EXPECT_EQ(full.GetBitsPerPixel(), 32);
 }
 
 TEST(HitJob, ManyPointsAtOnce) {

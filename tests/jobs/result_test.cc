@@ -3,6 +3,7 @@
 #include "jobs/result.h"
 #include "jobs/error.h"
 #include "jobs/results_file.h"
+#include "jobs/wire.h"
 
 #include "failing_call.h"
 #include "scratch_files.h"
@@ -15,6 +16,7 @@
 #include <iterator>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace {
@@ -156,6 +158,28 @@ TEST(ResultLine, HasNamesOfAnyBytesAndComesBack) {
   EXPECT_EQ(ToJsonLine(*back), ToJsonLine(result));
   for (const char* text : {"", "{}", "x", "[]", R"({"id": "1"})", R"({"id":"1","state":"odd"})"}) {
     EXPECT_FALSE(jobs::ParseResultLine(text)) << text;
+  }
+}
+
+// A frame after the other, cut at every byte: none is told before it is whole, and none twice.
+TEST(FrameBuffer, FramesAreWholeWhereverTheyAreCut) {
+  std::string frames;
+  for (const std::string text : {"first", "", "a third one"}) {
+    jobs::WireWriter writer;
+    writer.Put(text);
+    frames += writer.TakeFrame();
+  }
+  for (std::size_t cut = 0; cut <= frames.size(); ++cut) {
+    jobs::FrameBuffer buffer;
+    std::vector<std::string> told;
+    const auto take = [&](std::size_t from, std::size_t size) {
+      buffer.Append(frames.data() + from, size);
+      std::string_view message;
+      while (buffer.Next(message)) told.emplace_back(jobs::WireReader(message).TakeText());
+    };
+    take(0, cut);
+    take(cut, frames.size() - cut);
+    EXPECT_EQ(told, (std::vector<std::string>{"first", "", "a third one"})) << cut;
   }
 }
 

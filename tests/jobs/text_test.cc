@@ -110,6 +110,7 @@ TEST(PictureSize, WhatIsNotSaidFollowsFromThePicture) {
   EXPECT_EQ(pixels("1x", {1000, 1}), "1 x 1") << "a pixel at least";
   EXPECT_EQ(pixels("x1", {1, 1000}), "1 x 1");
   EXPECT_EQ(pixels("50%", {41, 20}), "21 x 10");
+  EXPECT_EQ(pixels("50%", {1000, 2000}), "500 x 1000");
   EXPECT_EQ(pixels("1%", {41, 20}), "1 x 1");
   EXPECT_EQ(pixels("150%", {4, 2}), "6 x 3");
   EXPECT_EQ(pixels("0.5%", {1000, 400}), "5 x 2");

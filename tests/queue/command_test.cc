@@ -42,6 +42,14 @@ TEST(QueueCommands, WhatMakesNoSenseIsAUsageError) {
   }
 }
 
+TEST(QueueCommands, HelpNamesEveryOption) {
+  const std::string submit = RunCommand({"submit", "--help"}).out;
+  for (const char* const option : {"--amqp-file", "--ca-file", "--queue", "--result-queue", "--declare",
+                                   "--results", "--resume", "--directory", "--patience", "--progress"}) {
+    EXPECT_NE(submit.find(option), std::string::npos) << option;
+  }
+}
+
 TEST(QueueCommands, AnAddressIsNeeded) {
   const CommandResult result = Submit({"--queue", "q"}, "");
   EXPECT_EQ(result.status, 2);

@@ -54,6 +54,32 @@ TEST(GuardTest, HostsOfAnotherAddress) {
   EXPECT_EQ(StatusFor(options, For("Draw.Example.org:443")), 200);
 }
 
+// The page of the service itself and those that are named may change something; all may read.
+TEST(GuardTest, OriginsOfPages) {
+  GuardOptions options;
+  options.allowedOrigins = {"https://app.example.org"};
+  const auto status = [&options](const std::string& origin, const std::string& method) {
+    Request request = For("localhost:8017");
+    request.origin = origin;
+    request.method = method;
+    return StatusFor(options, request);
+  };
+  for (const char* const ours :
+       {"", "http://localhost:8017", "https://localhost:8017", "HTTP://LocalHost:8017",
+        "https://app.example.org", "HTTPS://APP.example.org"}) {
+    EXPECT_EQ(status(ours, "POST"), 200) << ours;
+  }
+  for (const char* const other : {"null", "http://localhost", "http://localhost:80170", "https://example.org",
+                                  "http://app.example.org", "https://app.example.org.evil.org"}) {
+    for (const char* const method : {"POST", "PUT", "DELETE", "get"}) {
+      EXPECT_EQ(status(other, method), 403) << other << ' ' << method;
+    }
+    for (const char* const method : {"GET", "HEAD", "OPTIONS"}) {
+      EXPECT_EQ(status(other, method), 200) << other << ' ' << method;
+    }
+  }
+}
+
 TEST(GuardTest, Tokens) {
   GuardOptions options;
   options.token = "0123456789abcdef";

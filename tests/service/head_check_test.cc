@@ -101,6 +101,35 @@ TEST(HeadCheckTest, FirstLines) {
   EXPECT_NE(Why("Host: a\r\nTransfer-Encoding: chunked\r\n", "POST / HTTP/1.0"), "");
 }
 
+bool IsIn(const std::string& set, char c) { return set.find(c) != std::string::npos; }
+
+// RFC 9110 and 9112 say which bytes may stand where.
+TEST(HeadCheckTest, EveryByteHasItsPlaces) {
+  const std::string alphanumeric = "0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz";
+  const std::string token = alphanumeric + "!#$%&'*+-.^_`|~";
+  for (int byte = 1; byte < 256; ++byte) {
+    const char c = static_cast<char>(byte);
+    const std::string one(1, c);
+    const auto isGood = [](const std::string& why) { return why.empty(); };
+    EXPECT_EQ(isGood(Why("Host: a\r\n", "G" + one + "T / HTTP/1.1")), IsIn(token, c)) << byte;
+    EXPECT_EQ(isGood(Why("Host: a\r\nX" + one + "Y: z\r\n")), IsIn(token + ":", c)) << byte;
+    EXPECT_EQ(isGood(Why("Host: a" + one + "b\r\n")), IsIn(alphanumeric + "-._", c)) << byte;
+    EXPECT_EQ(isGood(Why("Host: [1" + one + "2]\r\n")), IsIn("0123456789abcdefABCDEF:.", c)) << byte;
+    EXPECT_EQ(isGood(Why("Host: a:1" + one + "\r\n")), IsIn("0123456789 \t", c)) << byte;
+    EXPECT_EQ(isGood(Why("Host: a\r\n", "GET /" + one + " HTTP/1.1")), byte > 0x20 && byte < 0x7F) << byte;
+    EXPECT_EQ(isGood(Why("Host: a\r\nX: a" + one + "b\r\n")), c == '\t' || (byte >= 0x20 && byte != 0x7F))
+        << byte;
+    EXPECT_EQ(CannotBeHead(one), !IsIn(token, c)) << byte;
+  }
+}
+
+TEST(HeadCheckTest, NumbersHaveTheirLongest) {
+  EXPECT_EQ(Why("Host: a:12345\r\n"), "");
+  EXPECT_NE(Why("Host: a:123456\r\n"), "");
+  EXPECT_EQ(Why("Host: a\r\nContent-Length: 123456789012345678\r\n"), "");
+  EXPECT_EQ(Why("Host: a\r\nContent-Length: 1234567890123456789\r\n"), "Content-Length is no number");
+}
+
 TEST(HeadCheckTest, NobodyWaitsForTheEndOfWhatIsNoHead) {
   for (const char* const bytes :
        {"\r\n", "\n", " GET", "\x16\x03\x01", "GET / HTTP/1.1\n", "GET / HTTP/1.1\r\nA: b\rc"}) {

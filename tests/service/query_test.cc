@@ -6,7 +6,9 @@
 
 #include <gtest/gtest.h>
 
+#include <optional>
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -26,6 +28,18 @@ TEST(QueryTest, BrokenOnes) {
        {"%", "a=%", "a=%4", "a=%4g", "%zz=1", "a=%00", "a=%0d", "a=%7f", "a=%ff", "a=%C3"}) {
     EXPECT_FALSE(ParseQuery(query)) << query;
   }
+}
+
+TEST(QueryTest, EscapesHaveTwoHexadecimalDigits) {
+  EXPECT_EQ(ParseQuery("a=%09"), std::nullopt) << "below the space";
+  EXPECT_EQ(ParseQuery("a=%1F"), std::nullopt);
+  EXPECT_EQ(ParseQuery("a=%20%7E%7e%4a%4A%4f%4F%39"), (QueryPairs{{"a", " ~~JJOO9"}}));
+  EXPECT_EQ(ParseQuery("a=%5Fb"), (QueryPairs{{"a", "_b"}}));
+  for (const char* const digit : {"/", ":", "@", "G", "`", "g", " ", "-"}) {
+    EXPECT_FALSE(ParseQuery(std::string("a=%4") + digit)) << digit;
+    EXPECT_FALSE(ParseQuery(std::string("a=%") + digit + "4")) << digit;
+  }
+  EXPECT_EQ(ParseQuery("a&b="), (QueryPairs{{"a", ""}, {"b", ""}}));
 }
 
 std::string JobOf(const std::string& kind, const std::string& query) {
@@ -57,6 +71,56 @@ TEST(ParametersTest, NothingOfAValueLeavesItsString) {
             R"(size: '","over":"x' is no size such as 800x600, 210x297mm or A4)");
   EXPECT_EQ(WrongIn("draw", "dpi=1%2C%22over%22%3A%22x%22"),
             R"(dpi: '1,"over":"x"' is no number from 1 to 4800)");
+}
+
+TEST(ParametersTest, NumbersHaveTheirRanges) {
+  const struct {
+    const char* kind;
+    const char* name;
+    std::vector<const char*> good, wrong;
+  } rows[] = {
+      {"draw", "dpi", {"1", "4800", "96.5"}, {"0.99", "4800.01", "nan", "inf", "1e2", "-5", "", "9x"}},
+      {"draw", "effort", {"1", "9"}, {"0", "10", "", "5.0", "+5", " 5"}},
+      {"map", "size", {"1", "2048"}, {"0", "2049", "-1"}},
+      {"image", "frame", {"1", "1073741824"}, {"0", "1073741825", "99999999999"}},
+      {"image", "quality", {"1", "100"}, {"0", "101"}}};
+  for (const auto& row : rows) {
+    for (const std::string value : row.good) {
+      const std::string job = JobOf(row.kind, std::string(row.name) + "=" + value);
+      EXPECT_NE(job.find("\"" + std::string(row.name) + "\":" + value), std::string::npos) << job;
+    }
+    for (const std::string value : row.wrong) {
+      const std::string wrong = WrongIn(row.kind, std::string(row.name) + "=" + value);
+      EXPECT_EQ(wrong.rfind(row.name + std::string(": '"), 0), 0U) << value << " of " << wrong;
+    }
+  }
+}
+
+TEST(ParametersTest, FlagsAndRectanglesHaveTheirForms) {
+  for (const char* const yes : {"", "=", "=1", "=true"}) {
+    EXPECT_EQ(JobOf("describe", std::string("one-page") + yes), R"({"describe":{"one-page":true}})") << yes;
+  }
+  for (const char* const no : {"=0", "=false"}) {
+    EXPECT_EQ(JobOf("describe", std::string("one-page") + no), R"({"describe":{"one-page":false}})") << no;
+  }
+  EXPECT_EQ(WrongIn("describe", "one-page=yes"), "one-page: 'yes' is no flag: true or false");
+  EXPECT_EQ(JobOf("image", "erase=-2147483648,0,2147483647,7"),
+            R"({"image":{"format":"png","steps":[{"erase":[-2147483648,0,2147483647,7]}]}})");
+  for (const char* const wrong : {"", "1", "1,2,3", "1,2,3,4,5", "1,2,,4", "1,2,3,2147483648", "1, 2,3,4"}) {
+    EXPECT_EQ(WrongIn("image", std::string("crop=") + wrong),
+              std::string("crop: '") + wrong + "' is no rectangle LEFT,TOP,RIGHT,BOTTOM in pixels");
+  }
+}
+
+TEST(ParametersTest, StepsMayStandTwiceAndEveryResizeHasTheFilter) {
+  EXPECT_EQ(
+      JobOf("image", "resize=5x&filter=nearest&resize=x6"),
+      R"({"image":{"format":"png","steps":[{"resize":"5x","filter":"nearest"},{"resize":"x6","filter":"nearest"}]}})");
+  EXPECT_EQ(JobOf("image", "resize=5x&quality=3"),
+            R"({"image":{"quality":3,"format":"png","steps":[{"resize":"5x"}]}})");
+  EXPECT_EQ(WrongIn("image", "filter=linear&filter=linear"), "filter: stands twice");
+  EXPECT_EQ(WrongIn("image", "format=png&format=png"), "format: stands twice");
+  EXPECT_EQ(WrongIn("map", "effort=5&format=jpg"), "effort: there is no choice of it for jpg");
 }
 
 TEST(ParametersTest, AnswersHaveAMediaType) {
