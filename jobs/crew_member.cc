@@ -88,7 +88,9 @@ std::chrono::nanoseconds CrewMember::Lateness() const {
   if (ready_ && !runs && jobs_.empty()) return -kStartLimit;
   if (ready_ && !runs) return Clock::now() - heard_ - options_.timeout - kSilence;
   if (!ready_) return Clock::now() - worker_->started() - kStartLimit;
-  return Clock::now() - since - options_.timeout;
+  Clock::time_point end = since + options_.timeout;
+  if (!jobs_.empty() && jobs_.front().job.awaited) end = std::max(end, jobs_.front().job.awaited->load());
+  return Clock::now() - end;
 }
 
 std::chrono::milliseconds CrewMember::TimeLeft() const {

@@ -41,6 +41,8 @@ class CrewMember {
 
   int number() const { return number_; }
   bool IsIdle() const { return jobs_.empty(); }
+  // Whether its worker has begun.
+  bool IsReady() const { return ready_; }
 
   // Whether it is time to send jobs, a handful at once, and whether there is room for one more.
   bool WantsJobs() const;

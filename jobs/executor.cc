@@ -125,8 +125,10 @@ class Execution {
   }
 
   void Collect(CrewMember& member) {
+    const bool wasReady = member.IsReady();
     const bool alive =
         member.Collect([this](const RunningJob& job, JobResult&& result) { Settle(job, std::move(result)); });
+    if (!wasReady && member.IsReady()) sink_.WorkerBegan();
     if (alive) return;
     std::optional<CrewMember::Blame> blame = member.Replace(again_);
     sink_.WorkerReplaced();

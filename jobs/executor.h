@@ -50,6 +50,8 @@ class ResultSink {
   virtual void Notice(const JobResult&) {}
   // One result for each job. What it throws ends the run.
   virtual void Take(const JobResult& result) = 0;
+  // A worker is ready for jobs.
+  virtual void WorkerBegan() {}
   // A worker has ended and another one takes its place.
   virtual void WorkerReplaced() {}
   // No further results have come for the moment: the time to write those taken. Called at least a few times a

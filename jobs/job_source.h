@@ -8,7 +8,10 @@
 
 #include <tovkit/json.h>
 
+#include <atomic>
+#include <chrono>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 
@@ -25,6 +28,8 @@ struct QueuedJob {
   bool mayStand = false;
   // What a job that names no file works on: JSON or a picture.
   std::string input = {};
+  // Until when somebody waits for it, if that is longer than its time limit; may be put off while it runs.
+  std::shared_ptr<const std::atomic<std::chrono::steady_clock::time_point>> awaited = nullptr;
 };
 
 // The id of a job that has none. No job has it for another reason.

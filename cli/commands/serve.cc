@@ -44,11 +44,13 @@ void AddAddressOptions(CLI::App& serve, ServeOptions& options) {
       .add_option("--host", server.guard.hosts,
                   "A name that requests may be for, beside localhost and the address")
       ->allow_extra_args(false)
+      ->check(CLI::Validator(service::WhyNoHostName, ""))
       ->type_name("NAME");
   serve
       .add_option("--allow-origin", server.guard.allowedOrigins,
                   "A site whose pages may ask, such as https://example.org; others may not")
       ->allow_extra_args(false)
+      ->check(CLI::Validator(service::WhyNoOrigin, ""))
       ->type_name("ORIGIN");
   serve
       .add_option(
@@ -82,6 +84,8 @@ void AddLimitOptions(CLI::App& serve, service::ServerOptions& server) {
 void AddWorkerOptions(CLI::App& serve, jobs::ExecutorOptions& executor) {
   executor.timeout = std::chrono::seconds(30);
   AddExecutorOptions(serve, executor);
+  serve.get_option("--timeout")
+      ->description("How long a job may take, the wait for a worker included; a bare number is seconds");
   serve.add_option("--font", executor.runner.fonts, "A font file to draw with, beside the installed ones")
       ->allow_extra_args(false)
       ->type_name("FILE");

@@ -9,7 +9,6 @@
 
 #include <boost/asio/write.hpp>
 #include <boost/beast/http/parser.hpp>
-#include <boost/beast/http/string_body.hpp>
 
 #include <netinet/in.h>
 #include <netinet/tcp.h>
@@ -17,6 +16,7 @@
 
 #include <algorithm>
 #include <ctime>
+#include <new>
 #include <utility>
 
 namespace service {
@@ -33,7 +33,6 @@ constexpr std::chrono::milliseconds kLinger{2000};
 constexpr std::uint64_t kMostDiscarded = 1u << 20;
 constexpr std::uint64_t kMostHeld = 512u << 20;  // bytes of bodies that come and go, of all connections
 constexpr std::size_t kSmallBody = 64u << 10;    // of an answer that is not counted
-constexpr std::size_t kLargestFraming = 16384;   // of chunks, that is not taken yet
 constexpr int kClientGone = 499;                 // in log and metrics, as proxies have it
 // What the kernel takes of a response beyond what the client is ready for. Megabytes, as it would by itself,
 // are a lot for many clients that read slowly, and the time to copy them is one in which nobody else is
@@ -53,6 +52,42 @@ std::string Date() {
   return text;
 }
 
+// A body that grows as its bytes come. The library's own takes as much memory at once as a client says that
+// it will send.
+struct GrowingBody {
+  using value_type = std::string;
+
+  class reader {
+   public:
+    template <bool isRequest, typename Fields>
+    reader(http::header<isRequest, Fields>&, value_type& body) : body_(body) {}
+
+    template <typename Length>
+    void init(const Length&, error_code& error) {
+      error = {};
+    }
+
+    std::size_t put(const asio::const_buffer& bytes, error_code& error) {
+      error = {};
+      body_.append(static_cast<const char*>(bytes.data()), bytes.size());
+      return bytes.size();
+    }
+
+    void finish(error_code& error) { error = {}; }
+
+   private:
+    value_type& body_;
+  };
+};
+
+// The library takes any bytes between the quotation marks of a chunk's extension.
+struct ExtensionCheck {
+  void operator()(std::uint64_t, std::string_view extension, error_code& error) const {
+    error = {};
+    if (HasControl(extension)) error = http::error::bad_chunk_extension;
+  }
+};
+
 }  // namespace
 
 struct Connection::Parser {
@@ -60,6 +95,20 @@ struct Connection::Parser {
     request.eager(true);
     request.header_limit(2 * kLargestHead);
     request.body_limit(limit);
+    request.on_chunk_header(extensionCheck);
+  }
+  Parser(const Parser&) = delete;
+  Parser& operator=(const Parser&) = delete;
+
+  // Those of the trailer are among them.
+  bool AreTooManyFields() const {
+    int count = 0;
+    std::size_t bytes = 0;
+    for (const auto& field : request.get()) {
+      ++count;
+      bytes += field.name_string().size() + std::string_view(": \r\n").size() + field.value().size();
+    }
+    return count > kMostFields || bytes > kLargestHead;
   }
 
   std::string Field(http::field field) const {
@@ -78,7 +127,8 @@ struct Connection::Parser {
     return list;
   }
 
-  http::request_parser<http::string_body> request;
+  ExtensionCheck extensionCheck;
+  http::request_parser<GrowingBody> request;
 };
 
 Connection::Connection(Socket&& socket, Transport& transport)
@@ -139,7 +189,7 @@ void Connection::Read() {
                             self->isReading_ = false;
                             if (self->state_ == State::kClosed) return;
                             if (error) return self->Close();
-                            self->OnBytes(count);
+                            self->WithMemory([&self, count] { self->OnBytes(count); });
                           });
 }
 
@@ -208,7 +258,7 @@ void Connection::TakeHead(std::size_t size) {
   asio::async_write(socket_, asio::buffer(kGoOn, sizeof kGoOn - 1),
                     [self = shared_from_this()](const error_code& failure, std::size_t) {
                       if (self->state_ != State::kBody) return;
-                      failure ? self->Close() : self->TakeBody();
+                      failure ? self->Close() : self->WithMemory([&self] { self->TakeBody(); });
                     });
 }
 
@@ -246,9 +296,13 @@ void Connection::TakeBody() {
   if (error && error != http::error::need_more) {
     return Refuse({Problem::kBadRequest, "the body cannot be read: " + error.message()});
   }
-  if (parser.is_done()) return Answer();
-  if (bytes_.size() > kLargestFraming) return Refuse({Problem::kBadRequest, "the chunks cannot be read"});
-  Read();
+  const bool isTooMuch = parser.is_done() ? parser_->AreTooManyFields() : bytes_.size() > kLargestHead;
+  if (isTooMuch) {
+    return Refuse({Problem::kHeadTooLarge,
+                   "with its trailer the head has more than " + std::to_string(kLargestHead) + " bytes or " +
+                       std::to_string(kMostFields) + " fields, or a line between chunks has"});
+  }
+  parser.is_done() ? Answer() : Read();
 }
 
 bool Connection::Hold(std::size_t bytes) {
@@ -276,7 +330,7 @@ void Connection::Answer() {
         const auto self = weak.lock();
         if (!self || self->state_ != State::kJob || self->answered_ != serial) return;
         self->ticket_ = 0;
-        self->Send(std::move(response));
+        self->WithMemory([&] { self->Send(std::move(response)); });
       });
   if (state_ != State::kJob) return;
   ticket_ = ticket;
@@ -293,6 +347,22 @@ void Connection::WatchForEnd() {
         const ssize_t count = recv(self->socket_.native_handle(), &next, 1, MSG_PEEK | MSG_DONTWAIT);
         if (count == 0 || (count < 0 && errno != EAGAIN && errno != EINTR)) self->Close();
       });
+}
+
+template <typename Step>
+void Connection::WithMemory(Step step) {
+  try {
+    return step();
+  } catch (const std::bad_alloc&) {
+    parser_.reset();
+    bytes_ = std::string();
+    if (state_ != State::kHead && state_ != State::kBody && state_ != State::kJob) return Close();
+  }
+  try {
+    Refuse({Problem::kBusy, "there is no memory for the request"});
+  } catch (const std::bad_alloc&) {
+    Close();
+  }
 }
 
 void Connection::TurnAway() {
@@ -338,7 +408,7 @@ void Connection::Send(Response&& response) {
       asio::buffer(head_), response_.body ? asio::buffer(*response_.body) : asio::const_buffer()};
   asio::async_write(socket_, parts, [self = shared_from_this()](const error_code& error, std::size_t) {
     if (self->state_ != State::kWriting) return;
-    error ? self->Close() : self->OnSent();
+    error ? self->Close() : self->WithMemory([&self] { self->OnSent(); });
   });
 }
 

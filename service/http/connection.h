@@ -64,6 +64,9 @@ class Connection final : public std::enable_shared_from_this<Connection> {
   void OnDeadline();
   void Read();
   void OnBytes(std::size_t count);
+  // Takes a step. When there is no memory for it the request is given up, and what it has let go.
+  template <typename Step>
+  void WithMemory(Step step);
   void Continue();
   void TakeHead(std::size_t size);
   void ReadHead();

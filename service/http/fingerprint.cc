@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
-// Program files are told by their bytes, since two builds of one version differ in nothing else. Fonts are
-// told by name, size and time, for there may be thousands.
+// Our own files are told by their bytes, since two builds of one version differ in nothing else. The
+// libraries beneath them (FreeType, Pango, codecs) and fonts are told by name, size and time, for there are
+// many.
 #include "fingerprint.h"
 
 #include "jobs/folder.h"
@@ -19,19 +20,24 @@ namespace service {
 
 namespace {
 
-std::vector<std::string> OurLibraries() {
+// Of this process; a worker has no others.
+std::vector<std::string> Libraries() {
   std::vector<std::string> files;
   dl_iterate_phdr(
       [](dl_phdr_info* info, std::size_t, void* data) {
+        // The program and what the kernel brings have no file.
         const std::string name = info->dlpi_name;
-        const std::string base = name.substr(name.rfind('/') + 1);
-        if (base.rfind("libtovkit.so", 0) == 0 || base.rfind("libtovmx.so", 0) == 0) {
+        if (name.find('/') != std::string::npos)
           static_cast<std::vector<std::string>*>(data)->push_back(name);
-        }
         return 0;
       },
       &files);
   return files;
+}
+
+bool IsOurs(const std::string& library) {
+  const std::string name = library.substr(library.rfind('/') + 1);
+  return name.rfind("libtovkit.so", 0) == 0 || name.rfind("libtovmx.so", 0) == 0;
 }
 
 std::string DigestOf(const std::string& file) {
@@ -70,7 +76,9 @@ std::string FontConfiguration() {
 
 std::string Fingerprint(const std::string& worker, const std::vector<std::string>& fontFiles) {
   std::string text;
-  for (const std::string& library : OurLibraries()) text += DigestOf(library) + "\n";
+  for (const std::string& library : Libraries()) {
+    text += IsOurs(library) ? DigestOf(library) + "\n" : StampOf(library);
+  }
   text += DigestOf(worker) + "\n" + FontConfiguration();
   for (const std::string& file : fontFiles) text += StampOf(file);
   for (const char* const variable : {"SOURCE_DATE_EPOCH", "LANG", "LC_ALL", "LC_CTYPE"}) {

@@ -6,13 +6,16 @@
 #include "jobs/error.h"
 #include "jobs/folder.h"
 
+#include <arpa/inet.h>
 #include <fcntl.h>
 #include <strings.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cctype>
 #include <cstdlib>
+#include <utility>
 
 namespace service {
 
@@ -38,7 +41,53 @@ bool Contains(const std::vector<std::string>& names, const std::string& name) {
   return std::any_of(names.begin(), names.end(), [&](const std::string& each) { return IsSame(each, name); });
 }
 
+bool IsName(const std::string& text) {
+  return !text.empty() && std::all_of(text.begin(), text.end(), [](unsigned char c) {
+    return c < 0x80 && (std::isalnum(c) != 0 || c == '.' || c == '-' || c == '_');
+  });
+}
+
+bool IsIp6(const std::string& text) {
+  in6_addr address = {};
+  return inet_pton(AF_INET6, text.c_str(), &address) == 1;
+}
+
+// "https" and what stands behind "://"; empty when that is not there.
+std::pair<std::string, std::string> SchemeAndRest(const std::string& origin) {
+  const std::size_t colon = std::min(origin.find("://"), origin.size());
+  const std::string scheme = origin.substr(0, colon);
+  const bool isScheme = !scheme.empty() && std::all_of(scheme.begin(), scheme.end(), [](unsigned char c) {
+    return c < 0x80 && (std::isalnum(c) != 0 || c == '+' || c == '-' || c == '.');
+  });
+  if (!isScheme || colon == origin.size()) return {};
+  return {scheme, origin.substr(colon + 3)};
+}
+
+bool IsPort(const std::string& text) {
+  return !text.empty() && text.size() <= 5 && text.find_first_not_of("0123456789") == std::string::npos;
+}
+
 }  // namespace
+
+std::string WhyNoHostName(const std::string& name) {
+  if (IsName(name) || IsIp6(name)) return "";
+  return "'" + name + "' is no name or address alone, such as draw.example.org: without a port, http:// or *";
+}
+
+std::string WhyNoOrigin(const std::string& origin) {
+  const auto [scheme, host] = SchemeAndRest(origin);
+  const std::string name = WithoutPort(host);
+  const bool isBracketed = host.rfind('[', 0) == 0;
+  const bool isHost = isBracketed ? IsIp6(name) : IsName(name);
+  const std::string port = isHost ? host.substr(name.size() + (isBracketed ? 2 : 0)) : "";
+  if (!isHost || (!port.empty() && !IsPort(port.substr(1)))) {
+    return "'" + origin +
+           "' is no site alone, such as https://example.org: without a slash, a path or * behind it";
+  }
+  if ((IsSame(scheme, "https") && port == ":443") || (IsSame(scheme, "http") && port == ":80"))
+    return "'" + origin + "' has the port that browsers leave out";
+  return "";
+}
 
 bool EqualInConstantTime(std::string_view given, std::string_view secret) {
   unsigned difference = given.size() == secret.size() ? 0 : 1;

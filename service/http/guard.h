@@ -39,6 +39,11 @@ class Guard {
   GuardOptions options_;
 };
 
+// What is wrong with a name for GuardOptions::hosts, with an origin for allowedOrigins: why no request would
+// ever have it. Empty when nothing is.
+std::string WhyNoHostName(const std::string& name);
+std::string WhyNoOrigin(const std::string& origin);
+
 // Whether the texts are equal, in a time that depends on the length of the first only.
 bool EqualInConstantTime(std::string_view given, std::string_view secret);
 

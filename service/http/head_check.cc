@@ -96,6 +96,11 @@ struct Fields {
 
 }  // namespace
 
+bool HasControl(std::string_view text) {
+  return std::any_of(text.begin(), text.end(),
+                     [](char c) { return (static_cast<unsigned char>(c) < 0x20 && c != '\t') || c == 0x7F; });
+}
+
 std::string WhyHeadIsRefused(std::string_view head) {
   Fields fields;
   bool isOld = false;
@@ -104,10 +109,7 @@ std::string WhyHeadIsRefused(std::string_view head) {
     const std::size_t to = head.find("\r\n", from);
     const std::string_view line = head.substr(from, to - from);
     from = to + 2;
-    const auto isControl = [](char c) {
-      return (static_cast<unsigned char>(c) < 0x20 && c != '\t') || c == 0x7F;
-    };
-    if (std::any_of(line.begin(), line.end(), isControl)) return "a control character stands in the head";
+    if (HasControl(line)) return "a control character stands in the head";
     if (count < 0) {
       std::string why = WhyLineIsRefused(line, isOld);
       if (!why.empty()) return why;

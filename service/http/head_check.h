@@ -20,6 +20,9 @@ inline constexpr int kMostFields = 100;
 //   "chunked", twice, or with HTTP/1.0
 std::string WhyHeadIsRefused(std::string_view head);
 
+// Whether one of the bytes controls something: tabs do not.
+bool HasControl(std::string_view text);
+
 // Whether bytes that have come cannot begin a head any more, so that nobody has to wait for its end.
 bool CannotBeHead(std::string_view bytes);
 

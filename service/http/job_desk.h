@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // JobDesk: hands jobs to an executor, which runs in a thread of its own, and brings their outcomes back to
-// the thread that asked. Equal jobs that are asked for at the same time run once.
+// the thread that asked. Equal jobs that are asked for at the same time run once; each who asks has the time
+// limit of a job from then on. An executor that fails, once it had a worker, is started again.
 //
 //   JobDesk desk(options, [&io](std::function<void()> task) { boost::asio::post(io, std::move(task)); });
 //   desk.Start();
@@ -16,11 +17,14 @@
 #include "jobs/live_source.h"
 #include "jobs/result.h"
 
+#include <atomic>
 #include <chrono>
+#include <condition_variable>
 #include <cstdint>
 #include <functional>
 #include <map>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <thread>
@@ -45,6 +49,7 @@ class JobDesk {
   struct Outcome {
     std::shared_ptr<const Answer> answer;
     jobs::JobResult result;
+    std::string whyNoWorker;  // empty when there was one
   };
   using Told = std::function<void(const Outcome& outcome)>;
   using Ticket = std::uint64_t;  // 0 is none
@@ -72,11 +77,15 @@ class JobDesk {
   // Takes a ticket back. A job that nobody waits for any more does not begin.
   void TakeBack(Ticket ticket);
 
-  // Tells those whose jobs have waited longer than the time limit of a job that they are late.
-  void ExpireWaiting();
+  // Tells those whose time is over that they are late.
+  void ExpireLate();
+
+  // Why there are no workers at the moment; empty when there are. Nobody is there for what is asked for
+  // meanwhile.
+  const std::string& whyDown() const { return whyDown_; }
 
   // No further jobs come.
-  void Close() { source_.Close(); }
+  void Close();
   // Nobody waits for what runs.
   void StopNow();
 
@@ -85,16 +94,32 @@ class JobDesk {
 
  private:
   class Sink;
+  using Clock = std::chrono::steady_clock;
   struct Flight {
     std::string key;
     std::string kind;
-    std::chrono::steady_clock::time_point since;
+    Clock::time_point since;
+    std::shared_ptr<std::atomic<Clock::time_point>> awaited;
     std::map<Ticket, Told> waiters;
   };
+  struct Waiting {
+    std::uint64_t flight;
+    Clock::time_point end;
+  };
 
+  // In the executor's thread.
   void Run();
+  std::string RunExecutor(Sink& sink);
+  bool Rest(std::chrono::milliseconds pause);
+
+  std::uint64_t FindFlight(const std::string& key, Clock::time_point now) const;
+  // 0 when the queue is full.
+  std::uint64_t Begin(Job&& job, Clock::time_point now);
+  void Leave(Ticket ticket, const char* state);
+  void Forget(std::uint64_t number);
   void Land(jobs::JobResult&& result);
   void Tell(std::uint64_t number, const Outcome& outcome, const std::string& state);
+  void OnFailure(const std::string& failure);
 
   jobs::ExecutorOptions options_;
   jobs::LiveSource source_;
@@ -103,9 +128,13 @@ class JobDesk {
   Watcher watcher_;
   std::map<std::uint64_t, Flight> flights_;  // by number, so the oldest first
   std::unordered_map<std::string, std::uint64_t> byKey_;
-  std::map<Ticket, std::uint64_t> tickets_;
+  std::map<Ticket, Waiting> tickets_;  // those that end first are first
   std::uint64_t nextFlight_ = 1;
   Ticket nextTicket_ = 1;
+  std::string whyDown_;
+  std::mutex mutex_;
+  std::condition_variable closing_;
+  bool isClosed_ = false;  // the mutex guards it
   std::thread crew_;
 };
 

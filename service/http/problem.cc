@@ -39,6 +39,7 @@ constexpr Kind kKinds[] = {
     {"too-many-connections", "Too many connections", 503, true},
     {"busy", "Too much is asked at the moment", 503, true},
     {"draining", "The service is about to end", 503, true},
+    {"no-worker", "No worker can be started", 503, false},
     {"late", "The job took too long", 504, false},
 };
 static_assert(std::size(kKinds) == Problem::kLate + 1);

@@ -35,6 +35,7 @@ struct Problem {
     kTooManyConnections,
     kBusy,
     kDraining,
+    kNoWorker,
     kLate,
   };
 

@@ -28,6 +28,7 @@
 #include <csignal>
 #include <cstdio>
 #include <memory>
+#include <new>
 #include <random>
 #include <set>
 #include <utility>
@@ -182,10 +183,14 @@ class Server {
     if (listen_.family != AF_UNIX) {
       setsockopt(socket.native_handle(), IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);
     }
-    const auto connection = std::make_shared<Connection>(std::move(socket), transport_);
-    connections_.insert(connection);
-    service_.connections = connections_.size();
-    isFull ? connection->TurnAway() : connection->Start();
+    try {
+      const auto connection = std::make_shared<Connection>(std::move(socket), transport_);
+      connections_.insert(connection);
+      service_.connections = connections_.size();
+      isFull ? connection->TurnAway() : connection->Start();
+    } catch (const std::bad_alloc&) {
+      ++metrics_.connectionsRefused;  // without a word, for which there is no memory
+    }
   }
 
   void Forget(const std::shared_ptr<Connection>& connection) {
@@ -198,7 +203,7 @@ class Server {
     tick_.expires_after(kTick);
     tick_.async_wait([this](const error_code& error) {
       if (error) return;
-      desk_.ExpireWaiting();
+      desk_.ExpireLate();
       if (isDraining_ && std::chrono::steady_clock::now() >= drainEnd_) return End(0);
       Tick();
     });
@@ -224,7 +229,8 @@ class Server {
     EndWhenDrained();
   }
 
-  // The executor has ended: because no job is to come, or since workers cannot be started.
+  // The executor has ended: because no job is to come, or since no worker could be started from the
+  // beginning.
   void OnStopped(const std::string& failure) {
     isStopped_ = true;
     if (!isDraining_) {

@@ -49,6 +49,13 @@ std::string DetailOf(const jobs::JobResult& result) {
   return hasPlace && end != std::string::npos ? text.substr(end + 2) : text;
 }
 
+// Why is for the log alone: it may name files.
+Response NoWorkerResponse(const std::string& why) {
+  Response response = ResponseOf({Problem::kNoWorker, "no worker can be started at the moment"});
+  response.note = why;
+  return response;
+}
+
 // The kind of job that a request is for: hits are a list or a picture.
 std::string KindOf(const Route& route, const QueryPairs& pairs) {
   if (std::string(route.kind) != "hit") return route.kind;
@@ -144,6 +151,7 @@ Response Service::AnswerNow(const Request& request, const Route& route) {
   if (path == "/healthz") return TextResponse(200, "ok\n", "text/plain; charset=utf-8");
   if (path == "/readyz") {
     if (isDraining_) return ResponseOf({Problem::kDraining, "the service is about to end"});
+    if (!desk_.whyDown().empty()) return NoWorkerResponse(desk_.whyDown());
     return TextResponse(200, "ready\n", "text/plain; charset=utf-8");
   }
   if (path == "/metrics") return TextResponse(200, MetricsText(), "text/plain; version=0.0.4; charset=utf-8");
@@ -169,7 +177,7 @@ std::string Service::MetricsText() {
   gauges.queued = desk_.queued();
   gauges.queueLimit = options_.queue;
   gauges.running = desk_.running();
-  gauges.workers = options_.workers;
+  gauges.workers = desk_.whyDown().empty() ? options_.workers : 0;
   gauges.connections = connections;
   gauges.cacheEntries = cache_.entries();
   gauges.cacheBytes = cache_.bytes();
@@ -209,14 +217,19 @@ JobDesk::Ticket Service::AnswerJob(Request&& request, const Route& route, const 
     reply(Finished(TaggedResponse(request, tag, "private, no-cache"), request, route.path));
     return 0;
   }
+  if (!desk_.whyDown().empty()) {
+    reply(Finished(NoWorkerResponse(desk_.whyDown()), request, route.path));
+    return 0;
+  }
   ++metrics_.cacheMisses;
   JobDesk::Job job{options_.cache == 0 ? request.id : digest, kind, std::move(options.job),
                    std::move(request.body)};
   request.body.clear();
   const auto told = [this, request, path = route.path, digest, tag, reply](const JobDesk::Outcome& outcome) {
     if (outcome.answer) cache_.Add(digest, outcome.answer);
-    Response response = outcome.answer ? ResponseOfAnswer(outcome.answer, tag, false)
-                                       : ResponseOfFailure(outcome.result, request.id);
+    Response response = outcome.answer                ? ResponseOfAnswer(outcome.answer, tag, false)
+                        : outcome.whyNoWorker.empty() ? ResponseOfFailure(outcome.result, request.id)
+                                                      : NoWorkerResponse(outcome.whyNoWorker);
     reply(Finished(std::move(response), request, path));
   };
   const auto ticket = desk_.Ask(std::move(job), told);

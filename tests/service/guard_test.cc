@@ -80,6 +80,48 @@ TEST(GuardTest, OriginsOfPages) {
   }
 }
 
+TEST(GuardTest, NamesThatNoRequestHas) {
+  for (const char* const name : {"draw.example.org", "LOCAL_1", "10.1.2.3", "::1", "fe80::a"}) {
+    EXPECT_EQ(service::WhyNoHostName(name), "") << name;
+  }
+  for (const char* const name : {"", "a:80", "10.1.2.3:80", "[::1]", "[::1]:80", "http://a", "a/", "a/b", "*",
+                                 "*.example.org", "a b", "\xc3\xa9.example", "::g"}) {
+    EXPECT_NE(service::WhyNoHostName(name), "") << name;
+  }
+}
+
+TEST(GuardTest, OriginsThatNoRequestHas) {
+  for (const char* const origin :
+       {"https://example.org", "http://example.org:8080", "HTTPS://Example.org", "http://127.0.0.1:443",
+        "https://a:80", "http://[::1]", "http://[::1]:8080", "moz-extension://0a-1b"}) {
+    EXPECT_EQ(service::WhyNoOrigin(origin), "") << origin;
+  }
+  for (const char* const origin : {"",
+                                   "*",
+                                   "null",
+                                   "example.org",
+                                   "https://",
+                                   "https://*",
+                                   "https://*.example.org",
+                                   "https://example.org/",
+                                   "https://example.org/a",
+                                   "https://example.org?a",
+                                   "https://u@example.org",
+                                   "https://example.org:",
+                                   "https://example.org:x",
+                                   "https://example.org:123456",
+                                   "https://[::1",
+                                   "https://[::g]",
+                                   "https://[::1]x",
+                                   "://a",
+                                   "ht tp://a",
+                                   "https://example.org:443",
+                                   "http://example.org:80",
+                                   "https://\xc3\xa9.example"}) {
+    EXPECT_NE(service::WhyNoOrigin(origin), "") << origin;
+  }
+}
+
 TEST(GuardTest, Tokens) {
   GuardOptions options;
   options.token = "0123456789abcdef";

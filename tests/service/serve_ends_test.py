@@ -7,6 +7,7 @@
 import json
 import os
 import pathlib
+import shutil
 import signal
 import socket
 import subprocess
@@ -105,6 +106,10 @@ class AddressTest(unittest.TestCase):
                 (["--token-file", str(self.token)], 1, "others may read"), (["--queue", "0"], 2, "--queue"),
                 (["--cache", "x"], 2, "--cache"), (["--max-body", "0"], 2, "--max-body"), (["--timeout", "0"], 2, "--timeout"),
                 (["--log", "xml"], 2, "--log"), (["--memory", "1M"], 2, "--memory"),
+                (["--host", "draw.example:80"], 2, "without a port"), (["--host", "*"], 2, "--host"),
+                (["--allow-origin", "https://site.example/"], 2, "no site alone"),
+                (["--allow-origin", "https://site.example", "--allow-origin", "*"], 2, "no site alone"),
+                (["--allow-origin", "https://site.example:443"], 2, "browsers leave out"),
                 (["--listen", f"127.0.0.1:{taken.getsockname()[1]}"], 1, "Address already in use"),
                 (["--listen", "127.0.0.1:0", "--font", "/none"], 1, "/none")]:
             with self.subTest(options):
@@ -245,6 +250,54 @@ class EndTest(unittest.TestCase):
         server = self.start(env={"TOVKIT_JOB": "/bin/false"})
         self.assertEqual(server.process.wait(PATIENCE), 1)
         self.assertIn("workers end before they begin", server.log)
+
+    def lose_worker(self, server):
+        """The only worker ends, and no other one can be started."""
+        os.kill(server.workers()[0], signal.SIGKILL)
+        until(lambda: server.ask("GET", "/readyz").status == 503)
+
+    def assert_no_worker(self, answer):
+        self.assertEqual((answer.status, answer.problem, answer.headers["Retry-After"]), (503, "no-worker", "1"))
+
+    def test_a_font_that_vanishes_is_waited_for(self):
+        with tempfile.TemporaryDirectory() as folder:
+            font, away = pathlib.Path(folder) / "font.ttf", pathlib.Path(folder) / "away.ttf"
+            shutil.copy(subprocess.run(["fc-match", "-f", "%{file}", "DejaVu Sans"], check=True, stdout=subprocess.PIPE).stdout, font)
+            server = self.start("--font", str(font))
+            kept = server.post("/v1/draw", LINE)
+            font.rename(away)
+            self.lose_worker(server)
+            self.assert_no_worker(server.post("/v1/draw", [LINE]))
+            self.assert_no_worker(server.ask("GET", "/readyz"))
+            self.assertEqual(server.metric("tovkit_workers"), 0)
+            self.assertIn(str(font), server.log)
+            self.assertNotIn(str(font).encode(), server.post("/v1/draw", [LINE]).body)
+            self.assertEqual(server.ask("GET", "/healthz").status, 200)
+            self.assertEqual(server.post("/v1/draw", LINE).body, kept.body)
+            away.rename(font)
+            until(lambda: server.ask("GET", "/readyz").status == 200)
+            self.assertEqual(server.post("/v1/draw", [LINE]).status, 200)
+            self.assertEqual(server.metric("tovkit_workers"), 1)
+
+    def test_a_worker_that_cannot_be_started_for_a_while(self):
+        with tempfile.TemporaryDirectory() as folder:
+            program = pathlib.Path(folder) / "worker"
+            real = pathlib.Path(COMMAND).parent.parent / "libexec/tovkit/tovkit-job"
+            program.symlink_to(real)
+            server = self.start(env={"TOVKIT_JOB": str(program)})
+            running = self.begin_slow(server)
+            waiting = Later(server, "/v1/draw", [LINE])
+            until(lambda: server.metric("tovkit_queue_jobs") == 1)
+            program.unlink()
+            self.lose_worker(server)
+            self.assert_no_worker(running.answer)
+            self.assert_no_worker(waiting.answer)
+            program.symlink_to(real)
+            until(lambda: server.ask("GET", "/readyz").status == 200)
+            self.assertEqual(server.post("/v1/draw", [LINE]).status, 200)
+            program.unlink()
+            self.lose_worker(server)
+            self.assertEqual(server.end(), 0)
 
     def test_the_log(self):
         server = self.start("--log", "json")

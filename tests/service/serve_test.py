@@ -8,6 +8,7 @@ import json
 import os
 import pathlib
 import re
+import shutil
 import subprocess
 import sys
 import tempfile
@@ -167,7 +168,8 @@ class ServeTest(unittest.TestCase):
 
     def test_wrong_bodies_tell_the_place(self):
         for body, line, column, pointer in [(b'[\n {"Content": "x" "y"}]', 2, 18, "/0/Content"), (b"", 1, 1, ""),
-                                            (b'{"Content": ""}', 1, 13, "/Content"), (b'[{"Content":"x"},\n[]]', 2, 1, "/1")]:
+                                            (b'{"Content": ""}', 1, 13, "/Content"), (b'[{"Content":"x"},\n[]]', 2, 1, "/1"),
+                                            (b'{"Content":\n"x"}\0, 5', 2, 5, "")]:
             with self.subTest(body):
                 answer = self.server.post("/v1/draw", body)
                 self.assertEqual((answer.status, answer.problem), (422, "invalid-body"))
@@ -179,6 +181,9 @@ class ServeTest(unittest.TestCase):
             with self.subTest(body if len(str(body)) < 99 else "many"):
                 answer = self.server.post("/v1/hit", body)
                 self.assert_problem(answer, 422, "invalid-body", line=1, pointer=pointer)
+
+    def test_a_buffer_that_is_filled_up_is_no_mistake(self):
+        self.assertEqual(self.server.post("/v1/draw", b'{"Content": "x"}\0\0').status, 200)
 
     def test_bodies_name_no_files(self):
         for member in ["over", "out", "file", "image", "draw"]:
@@ -258,6 +263,19 @@ class ServeTest(unittest.TestCase):
         self.assertEqual(self.server.post("/v1/draw?size=61x20", LINE, If_None_Match='"x"').status, 200)
         for other in ["/v1/draw?size=62x20", "/v1/draw?size=61x20&format=bmp"]:
             self.assertNotEqual(self.server.post(other, LINE).headers["ETag"], first.headers["ETag"])
+
+    def test_a_tag_depends_on_the_libraries(self):
+        tag = self.server.post("/v1/draw", LINE).headers["ETag"]
+        maps = pathlib.Path(f"/proc/{self.server.process.pid}/maps").read_text()
+        for name in ["libfreetype", "libfontconfig", "libpango-1.0", "libcairo", "libharfbuzz", "libpng16"]:
+            with self.subTest(name), tempfile.TemporaryDirectory() as folder:
+                library = pathlib.Path(re.search(rf"\s(/\S*/{name}\.so\S*)$", maps, re.MULTILINE).group(1))
+                # The loader asks for the name with the major version alone.
+                shutil.copy(library, pathlib.Path(folder) / re.match(r".*?\.so\.\d+", library.name).group())
+                with Server(COMMAND, env={"LD_LIBRARY_PATH": folder}) as server:
+                    self.assertNotEqual(server.post("/v1/draw", LINE).headers["ETag"], tag)
+        with Server(COMMAND) as server:
+            self.assertEqual(server.post("/v1/draw", LINE).headers["ETag"], tag)
 
     def test_hosts(self):
         for host in ["localhost", "LOCALHOST:1", "127.0.0.1", "127.0.0.1:80", "[::1]:5"]:

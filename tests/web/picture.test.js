@@ -2,7 +2,7 @@
 // The tab of pictures in the browser.
 import assert from 'node:assert/strict';
 import {test} from 'node:test';
-import {assertAccessible, assertQuiet, downloadOf, kRefused, openPage} from './browser.js';
+import {assertAccessible, assertQuiet, downloadOf, drawn, kRefused, openPage} from './browser.js';
 import {browser, service} from './site.js';
 
 const kMade = '#formats-summary:text-is("6 of 6 made")';
@@ -112,6 +112,8 @@ test('size and quality change the result', async () => {
 
 test('a dropped picture is taken, and what is none is told', async () => {
   const page = await openPage(browser, service, '#tab=picture');
+  // The page is there before what it does.
+  await page.waitForSelector('#panel-picture:not([hidden])');
   const drop = (bytes, name, type) => page.evaluate(([list, file, mime]) => {
     const transfer = new DataTransfer();
     transfer.items.add(new File([new Uint8Array(list)], file, {type: mime}));
@@ -124,6 +126,26 @@ test('a dropped picture is taken, and what is none is told', async () => {
   await page.waitForSelector(kMade);
   assert.equal(await fact(page, 'File'), 'dropped.png');
   await assertQuiet(page, kRefused);
+  await page.close();
+});
+
+test('a picture is pasted where pictures are, and nowhere else', async () => {
+  const page = await openPage(browser, service, '#tab=text');
+  await drawn(page);
+  await page.evaluate(async (list) => {
+    const blob = new Blob([new Uint8Array(list)], {type: 'image/png'});
+    await navigator.clipboard.write([new ClipboardItem({'image/png': blob})]);
+  }, [...(await drawPicture('png', '123x45')).buffer]);
+  await page.keyboard.press('Control+V');
+  await page.click('#tab-picture');
+  await page.waitForSelector('#picture-invite:not(.small)');
+  await page.keyboard.press('Control+V');
+  await page.waitForSelector(kMade);
+  assert.equal(await fact(page, 'Pixels'), '123 × 45');
+  await page.evaluate(() => navigator.clipboard.writeText('no picture'));
+  await page.keyboard.press('Control+V');
+  assert.equal(await fact(page, 'Pixels'), '123 × 45');
+  await assertQuiet(page);
   await page.close();
 });
 

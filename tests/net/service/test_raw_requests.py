@@ -45,6 +45,8 @@ REFUSED = {
     "a chunk size that ends with LF alone": (400, chunks(b"2\n[]\r\n0\r\n\r\n")),
     "a chunk without its line end": (400, chunks(b"2\r\n[]0\r\n\r\n")),
     "a chunk longer than its size": (400, chunks(b"1\r\n[]\r\n0\r\n\r\n")),
+    "a control character in an extension": (400, chunks(b"2;a=\"\x01\"\r\n[]\r\n0\r\n\r\n")),
+    "a line end in an extension": (400, chunks(b"2;a=\"\n\"\r\n[]\r\n0\r\n\r\n")),
     # Where does a line end?
     "lines that end with LF alone": (400, get().replace(b"\r\n", b"\n")),
     "one line that ends with LF alone": (400, get(b"Host: localhost\nX: y\r\n")),
@@ -77,6 +79,8 @@ REFUSED = {
     "a value of 20 KiB": (431, get(b"Host: localhost\r\nX: " + b"a" * 20000 + b"\r\n")),
     "a request line of 20 KiB": (431, get(line=b"GET /" + b"a" * 20000 + b" HTTP/1.1\r\n")),
     "1,000 fields": (431, get(b"Host: localhost\r\n" + b"".join(b"X%d: a\r\n" % i for i in range(1000)))),
+    "a trailer of 20 KiB": (431, chunks(b"2\r\n[]\r\n0\r\nX: " + b"a" * 20000 + b"\r\n\r\n")),
+    "1,000 fields in a trailer": (431, chunks(b"2\r\n[]\r\n0\r\n" + b"".join(b"X%d: a\r\n" % i for i in range(1000)) + b"\r\n")),
     "a length beyond the limit": (413, POST + JSON + b"Content-Length: 99999999999\r\n\r\n[]"),
 }
 

@@ -43,6 +43,11 @@ def test_systemd_understands_each_line(units):
         assert (result.returncode, result.stderr) == (0, "")
 
 
+def test_the_service_leaves_memory_to_others(units):
+    found = re.findall(r"(?m)^MemoryMax=(\d+)%$", (units / "tovkit.service").read_text())
+    assert len(found) == 1 and 50 <= int(found[0]) <= 90, found
+
+
 def filter_of(text):
     """The system calls that the unit allows."""
     allowed = set()
@@ -71,7 +76,7 @@ def test_what_the_server_and_its_workers_call_is_allowed(build, units, tmp_path)
         assert server.post("/v1/image?format=jpeg", picture, "image/png").status == 200
         assert server.get("/metrics").status == 200
     text = trace.read_text()
-    called = set(re.findall(r"(?m)^\d+ (?:<\.\.\. )?([a-z_0-9]+)(?: resumed>|\()", text))
+    called = set(re.findall(r"(?m)^\d+ +(?:<\.\.\. )?([a-z_0-9]+)(?: resumed>|\()", text))
     assert {"accept4", "execve", "sendto"} & called and len(called) > 20, called
     forbidden = called - filter_of((units / "tovkit.service").read_text())
     assert forbidden == set(), forbidden
