@@ -26,9 +26,9 @@ constexpr float kInfinity = std::numeric_limits<float>::infinity();
 
 // What a step takes, in nanoseconds of a machine with AVX-512; only their relations count. Preparing lines
 // pays for itself from few points on, whatever they are.
-constexpr double kAskSegment = 2.5;  // by its box
-constexpr double kSampleCurve = 40;  // where the box does not decide
-constexpr double kPrepareCurve = 5500;
+constexpr double kAskSegment = 2.5;     // by its box
+constexpr double kSampleCurve = 40;     // where the box does not decide
+constexpr double kPrepareCurve = 7500;  // and what its points cost from then on
 
 bool IsUsual(float number) { return std::fabs(number) <= kLargest; }
 
