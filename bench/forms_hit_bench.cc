@@ -152,9 +152,10 @@ Points OnWholeNumbers() {
   return points;
 }
 
+// Beside the zigzag.
 Points LevelWithEnds() {
   Points points = Random();
-  for (CorePointF& point : points) point.y = kZigzag;
+  for (CorePointF& point : points) point = {point.x + 2 * kSide, kZigzag};
   return points;
 }
 
