@@ -22,7 +22,7 @@ import tovkit
 from tovkit import Image, Path, jobs
 
 COUNT = int(os.environ.get("TOVKIT_CALLS", "2000"))  # of each; scripts/check --long makes 100000
-FEWER = {"processes": 10, "map": 500}  # calls that are as dear as so many others
+FEWER = {"files": 10, "processes": 10, "map": 500}  # calls that are as dear as so many others
 SLOW = {"job", "no job", "fonts", "pillow"}  # 200 will do, unless many are asked for
 
 LINE = {"Content": "a", "Font": {"FontSize": 9}}
