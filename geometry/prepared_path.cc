@@ -17,12 +17,18 @@ namespace tovkit {
 namespace {
 
 constexpr std::size_t kFewPoints = 256;
-constexpr std::size_t kManyPoints = 8192;    // from here on curves are worth their pieces
-constexpr std::size_t kMostInPieces = 1024;  // curves: these take the most memory
-constexpr int kMostRecords = 1 << 17;        // of a path that is prepared
-constexpr float kLargest = 1e15f;            // the numbers for which squares and products are finite
-constexpr float kThinnest = 1e-28f;          // a line whose products do not underflow
+constexpr std::size_t kPointsOfPieces = 350;  // for each curve: from here on curves are worth their pieces
+constexpr std::size_t kMostInPieces = 1024;   // curves: these take the most memory
+constexpr int kMostRecords = 1 << 17;         // of a path that is prepared
+constexpr float kLargest = 1e15f;             // the numbers for which squares and products are finite
+constexpr float kThinnest = 1e-28f;           // a line whose products do not underflow
 constexpr float kInfinity = std::numeric_limits<float>::infinity();
+
+// What a step takes, in nanoseconds of a machine with AVX-512; only their relations count. Preparing lines
+// pays for itself from few points on, whatever they are.
+constexpr double kAskSegment = 2.5;     // by its box
+constexpr double kSampleCurve = 40;     // where the box does not decide
+constexpr double kPrepareCurve = 7500;  // and what its points cost from then on
 
 bool IsUsual(float number) { return std::fabs(number) <= kLargest; }
 
@@ -102,6 +108,52 @@ struct Collector {
   }
 };
 
+// What asking a path costs that is not prepared: points are taken to lie anywhere in its box, so that a curve
+// is sampled as often as its box is large.
+struct Costs {
+  Box box;
+  double lines = 0;
+  double curves = 0;
+  double sizes[2] = {0, 0};  // of the boxes of all curves
+
+  bool Line(const CorePathPoint& a, const CorePathPoint& b) {
+    box.Add(a);
+    box.Add(b);
+    ++lines;
+    return false;
+  }
+  bool Close(const CorePathPoint& from, const CorePathPoint& start) { return Line(from, start); }
+  bool Quad(const CorePathPoint* points) { return Curve(points, 2); }
+  bool Cubic(const CorePathPoint* points) { return Curve(points, 3); }
+  bool Arc(const CorePathPoint* arc) {
+    CorePathPoint points[1 + 3 * kCoreMaxArcCurves];
+    const int count = CoreArcToCubics(arc, points);
+    for (int k = 0; k < count; ++k) Curve(points + 3 * k, 3);
+    return false;
+  }
+
+  double OfAPoint() const {
+    double sampled = 0;
+    for (int axis = 0; axis < 2; ++axis) {
+      const double size = static_cast<double>(box.Size(axis));
+      const double share = size > 0 ? sizes[axis] / size : curves;
+      sampled += share <= curves ? share : curves;  // also for what is no number
+    }
+    return kAskSegment * (lines + curves) + kSampleCurve * sampled;
+  }
+
+ private:
+  bool Curve(const CorePathPoint* points, int degree) {
+    Box own;
+    for (int i = 0; i <= degree; ++i) own.Add(points[i]);
+    for (int axis = 0; axis < 2; ++axis) sizes[axis] += static_cast<double>(own.Size(axis));
+    box.Add({own.low[0], own.low[1], 0});
+    box.Add({own.high[0], own.high[1], 0});
+    ++curves;
+    return false;
+  }
+};
+
 template <bool kWithRays>
 bool TestSegment(const PreparedSegment& segment, HitVisitor<kWithRays>& visitor) {
   switch (segment.degree) {
@@ -146,8 +198,12 @@ struct PreparedPath::Parts {
 };
 
 bool PreparedPath::IsWorthwhile(const CorePath& path, std::size_t count, float tolerance) {
-  return path.GetPointCounter() > 0 && path.GetPointCounter() < kMostRecords && count >= kFewPoints &&
-         IsUsual(tolerance);
+  if (path.GetPointCounter() <= 0 || path.GetPointCounter() >= kMostRecords || count < kFewPoints ||
+      !IsUsual(tolerance))
+    return false;
+  Costs costs;
+  CoreWalkPath(path.GetPoints(), path.GetPointCounter() + 1, costs);
+  return static_cast<double>(count) * costs.OfAPoint() >= kPrepareCurve * costs.curves;
 }
 
 PreparedPath::PreparedPath(const CorePath& path, float tolerance, bool testFill, std::size_t count)
@@ -156,7 +212,7 @@ PreparedPath::PreparedPath(const CorePath& path, float tolerance, bool testFill,
   CoreWalkPath(path.GetPoints(), path.GetPointCounter() + 1, collector);
   const auto curves = static_cast<std::size_t>(std::count_if(
       segments_.begin(), segments_.end(), [](const PreparedSegment& segment) { return segment.degree > 1; }));
-  inPieces_ = count >= kManyPoints && curves <= kMostInPieces;
+  inPieces_ = count >= kPointsOfPieces * curves && curves <= kMostInPieces;
   Parts parts;
   for (int i = 0; i < static_cast<int>(segments_.size()); ++i) Prepare(i, parts);
   for (int ray = 0; ray < 4; ++ray) {
@@ -199,15 +255,40 @@ void PreparedPath::PrepareLine(int index, Parts& parts) {
   if (testFill_) AddLineRays(index, parts);
   if (!testOutline_) return;
   const HitQuery query(0, 0, tolerance_);
-  const double reach = static_cast<double>(_mm_cvtss_f32(query.segmentReach)) + 2 * box.Rounding();
+  const double reach = static_cast<double>(_mm_cvtss_f32(query.segmentReach)) + 4 * box.Rounding();
   const CorePathPoint &a = segment.points[0], &b = segment.points[1];
   parts.sticks.push_back({{a.x, a.y}, {b.x, b.y}, Above(reach), index, false});
   for (int axis = 0; axis < 2; ++axis) {
-    if (!(box.Size(1 - axis) > 0)) continue;
-    for (const float level : {box.low[axis], box.high[axis]}) {
+    if (box.Size(1 - axis) > 0) AddLevels(index, axis, reach, parts);
+  }
+}
+
+// From its end, the line that goes on leaves the level by as much as it is steep. So it is hit from where the
+// tolerance lets it leave: mostly within the reach of the end, else within a stick along the level. Only of a
+// line that lies in the level, or nearly so, every point there has to ask.
+void PreparedPath::AddLevels(int index, int axis, double reach, Parts& parts) const {
+  const PreparedSegment& segment = segments_[static_cast<std::size_t>(index)];
+  const Box box = BoxOf(segment);
+  const double rounding = box.Rounding();
+  const double across = box.Size(axis), along = box.Size(1 - axis);
+  const double leaves = across > 0 ? (reach - 3 * rounding) * along / across : HUGE_VAL;
+  if (leaves + rounding <= reach) return;
+  // Of the floats that tell whether a point is near the stick.
+  const double slack =
+      4 * rounding + static_cast<double>(kSlackFactor) * leaves + static_cast<double>(kSlackFloor);
+  const auto at = [](const CorePathPoint& point, int which) { return which == 0 ? point.x : point.y; };
+  for (const CorePathPoint* const end : {&segment.points[0], &segment.points[1]}) {
+    const float level = at(*end, axis);
+    if (leaves > along + reach) {
       parts.levels[axis].push_back({level, level, kInfinity, index});
-      if (!(box.Size(axis) > 0)) break;
+      if (!(across > 0)) break;
+      continue;
     }
+    const float from = Below(static_cast<double>(at(*end, 1 - axis)) - leaves);
+    const float to = Above(static_cast<double>(at(*end, 1 - axis)) + leaves);
+    const CorePointF first = axis == 0 ? CorePointF{level, from} : CorePointF{from, level};
+    const CorePointF last = axis == 0 ? CorePointF{level, to} : CorePointF{to, level};
+    parts.sticks.push_back({first, last, Above(slack), index, false});
   }
 }
 

@@ -7,7 +7,7 @@
 //
 //   rays_      for each ray, where it crosses what; of a curve exactly, from its samples
 //   near_      the segments near a point, which alone may be hit, but for
-//   levels_    lines that end at exactly the point's x or y, which are hit from far away
+//   levels_    lines that lie at exactly the point's x or y, or nearly so, which are hit from far away
 //   unusual_   segments with numbers for which none of this is proven; every point is tested against them
 #pragma once
 
@@ -48,6 +48,7 @@ class PreparedPath {
   void Prepare(int segment, Parts& parts);
   void PrepareLine(int segment, Parts& parts);
   void PrepareCurve(int segment, Parts& parts);
+  void AddLevels(int segment, int axis, double reach, Parts& parts) const;
   void AddLineRays(int segment, Parts& parts) const;
   void AddCurveRays(int segment, const SampleRow* samples, Parts& parts) const;
   void AddCurveSticks(int segment, const SampleRow* samples, Parts& parts) const;

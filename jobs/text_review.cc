@@ -193,12 +193,17 @@ void TextReview::Hand(const MeasuredLine& line, JsonValue& report) const {
 }
 
 void TextReview::Look(const MeasuredLine& line, const std::optional<CoreSizeF>& page) {
-  // One of everything is enough for notes.
-  const std::uint32_t needed = settings_.strict == 0 ? 1 : kMostFailures;
-  const std::uint32_t limit = settings_.sink || settings_.tell ? settings_.limit : needed;
-  const SharedPtr<JsonValue> report = tovkit::DescribeText(line.description, limit);
-  // What is told in words does not depend on how much a report is to hold.
-  const SharedPtr<JsonValue> found = limit < needed ? tovkit::DescribeText(line.description, needed) : report;
+  // Of most lines nothing is to be said, and counts alone cost the least.
+  const std::uint32_t told = settings_.sink ? settings_.limit : 0;
+  const SharedPtr<JsonValue> report = tovkit::DescribeText(line.description, told);
+  const bool isQuiet =
+      report->GetMemberInt("warningCount", 0) == 0 && report->GetMemberInt("missingCount", 0) == 0;
+  // One of everything is enough for notes. What is told in words does not depend on how much a report is to
+  // hold.
+  std::uint32_t needed = settings_.strict == 0 ? 1 : kMostFailures;
+  if (settings_.tell) needed = std::max(needed, settings_.limit);
+  const SharedPtr<JsonValue> found =
+      isQuiet || told >= needed ? report : tovkit::DescribeText(line.description, needed);
   LookAtKeys(line, *found);
   LookAtFonts(line, *found);
   LookAtGlyphs(line, *found);

@@ -2,7 +2,8 @@
 // CoreFontLoader::DescribeText: the shaped line, told in the characters that it was made of.
 //
 // Asking fontconfig for names and walking the text again takes longer than shaping, so what is told of a line
-// of a few runs is kept with it, at kReferenceSize.
+// of a few runs is kept with it, at kReferenceSize. Whoever asks for no runs, only for extents and what is
+// missing, pays for neither.
 #include "font/font_request.h"
 #include "font/line_extents.h"
 #include "font/line_text.h"
@@ -23,25 +24,31 @@ namespace tovmx {
 
 namespace {
 
-// The characters behind the bytes of a line's drawable text.
+// The characters behind the bytes of a line's drawable text, which is walked when the first one is asked for.
 class Characters {
  public:
-  Characters(const wchar_t* characters, int count) {
+  Characters(const wchar_t* characters, int count) : characters_(characters), count_(count) {}
+
+  // The position of the character that the byte belongs to.
+  int PositionOf(std::size_t byte) {
+    if (sourceAt_.empty()) Walk();
+    return sourceAt_[byte];
+  }
+
+ private:
+  void Walk() {
     std::vector<int> sources;
-    text_ = DrawableText(characters, count, &sources);
-    sourceAt_.resize(text_.size());
+    const std::string text = DrawableText(characters_, count_, &sources);
+    sourceAt_.resize(text.size());
     std::size_t next = 0;
-    for (std::size_t i = 0; i < text_.size(); ++i) {
-      if ((static_cast<unsigned char>(text_[i]) & 0xC0) != 0x80) ++next;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+      if ((static_cast<unsigned char>(text[i]) & 0xC0) != 0x80) ++next;
       sourceAt_[i] = sources[next - 1];
     }
   }
 
-  // The position of the character that the byte belongs to.
-  int PositionOf(std::size_t byte) const { return sourceAt_[byte]; }
-
- private:
-  std::string text_;
+  const wchar_t* characters_;
+  int count_;
   std::vector<int> sourceAt_;
 };
 
@@ -89,7 +96,7 @@ CoreString ScriptTag(int script) {
   return tag == 0 ? CoreString("Zzzz") : CoreString(text);
 }
 
-CoreTextRun DescribeRun(const GlyphRun& run, const Characters& characters) {
+CoreTextRun DescribeRun(const GlyphRun& run, Characters& characters) {
   CoreTextRun result;
   result.first = characters.PositionOf(run.offset);
   result.count = characters.PositionOf(run.offset + run.text.size() - 1) - result.first + 1;
@@ -111,7 +118,7 @@ bool IsInvisible(gunichar c) {
 }
 
 // The characters of a cluster that shows a box: those that the font lacks, else its first.
-void AddMissing(const GlyphRun& run, std::size_t from, std::size_t length, const Characters& characters,
+void AddMissing(const GlyphRun& run, std::size_t from, std::size_t length, Characters& characters,
                 std::vector<CoreMissingCharacter>& missing) {
   const std::size_t before = missing.size();
   const char* const text = run.text.c_str();
@@ -127,8 +134,7 @@ void AddMissing(const GlyphRun& run, std::size_t from, std::size_t length, const
 }
 
 // Glyph 0 is a font's box. Clusters stand in the order of reading, glyphs from left to right.
-void FindMissing(const GlyphRun& run, const Characters& characters,
-                 std::vector<CoreMissingCharacter>& missing) {
+void FindMissing(const GlyphRun& run, Characters& characters, std::vector<CoreMissingCharacter>& missing) {
   std::size_t from = 0;
   std::size_t glyph = 0;
   for (const cairo_text_cluster_t& cluster : run.clusters) {
@@ -147,7 +153,7 @@ constexpr int kMostKeptRuns = 16;
 
 // Everything but the places, which depend on the size.
 CoreTextDescription Tell(const ShapedLine& line, const CoreFontRequest& request, const FontChoice& choice,
-                         const Characters& characters, int maxRuns) {
+                         Characters& characters, int maxRuns) {
   CoreTextDescription told;
   told.runCount = static_cast<int>(line.runs.size());
   for (const GlyphRun& run : line.runs) {
@@ -178,12 +184,13 @@ bool CoreFontLoader::DescribeText(const wchar_t* characters, int count, float pi
 
   const auto tell = [&](int most) {
     const int length = count < 0 ? static_cast<int>(std::wcslen(characters)) : count;
-    return tovmx::Tell(*line, *request_, choice, tovmx::Characters(characters, length), most);
+    tovmx::Characters sources(characters, length);
+    return tovmx::Tell(*line, *request_, choice, sources, most);
   };
-  const bool isKept = line->runs.size() <= tovmx::kMostKeptRuns;
-  if (isKept && !line->told) {
+  if (maxRuns > 0 && line->runs.size() <= tovmx::kMostKeptRuns && !line->told) {
     line->told = std::make_unique<const CoreTextDescription>(tell(tovmx::kMostKeptRuns));
   }
+  const bool isKept = line->told != nullptr;
   CoreTextDescription found = isKept ? *line->told : tell(maxRuns);
   found.extents = tovmx::ExtentsOf(*line, pixelSize);
   const double scale = double{pixelSize} / tovmx::kReferenceSize;

@@ -115,8 +115,8 @@ struct HitTestDetail {
                                                          const CorePath& path, bool testFill);
 
 /// Asks HitTestPath for many points at once: hits[i] becomes what it answers for points[i], always. From some
-/// hundred points on the path is prepared first, and then the time of a point hardly depends on the number of
-/// segments.
+/// hundred points on the path is prepared first, one of many curves from a thousand or two, and then the time
+/// of a point hardly depends on the number of segments.
 ///
 /// \param points     `count` of them, in path units; not null unless `count` is 0
 /// \param count      how many
@@ -126,8 +126,8 @@ struct HitTestDetail {
 /// \param hits       room for `count` answers; all of them are written
 ///
 /// Takes memory for the time of the call: up to 2 KB for each line of the path and 50 KB for each curve, 6 KB
-/// where there are more than 1,024 curves or fewer than 8,192 points. Without it, and with a path of more
-/// than 131,072 records, the points are asked one by one, which takes none. Throws nothing and starts no
+/// where there are more than 1,024 curves or fewer than 350 points for each. Without it, and with a path of
+/// more than 131,072 records, the points are asked one by one, which takes none. Throws nothing and starts no
 /// threads: to use several, give each a part of the points.
 ///
 /// \code{.cc}

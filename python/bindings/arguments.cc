@@ -2,7 +2,10 @@
 // Conversions by Python's own protocols: what Python takes for a number, a path or bytes is one here.
 #include "arguments.h"
 
+#include "jobs/error.h"
+
 #include <cfloat>
+#include <climits>
 #include <cmath>
 #include <cstdio>
 
@@ -120,19 +123,21 @@ std::vector<std::string> PathsOf(py::handle value, const char* name) {
   return paths;
 }
 
-Bytes::Bytes(py::handle value, const char* name) {
-  if (PyObject_CheckBuffer(value.ptr()) == 0) RefuseType(name, "a bytes-like object", value);
+Buffer::Buffer(py::handle value, const char* name, const char* wanted) {
+  if (PyObject_CheckBuffer(value.ptr()) == 0) RefuseType(name, wanted, value);
   if (PyObject_GetBuffer(value.ptr(), &view_, PyBUF_FULL_RO) != 0) throw py::error_already_set();
-  const auto size = static_cast<std::size_t>(view_.len);
-  if (PyBuffer_IsContiguous(&view_, 'C') != 0) {
-    bytes_ = {static_cast<const char*>(view_.buf), size};
+}
+
+Bytes::Bytes(py::handle value, const char* name) : buffer_(value, name, "a bytes-like object") {
+  Py_buffer& view = buffer_.view();
+  if (PyBuffer_IsContiguous(&view, 'C') != 0) {
+    bytes_ = {static_cast<const char*>(view.buf), static_cast<std::size_t>(view.len)};
     return;
   }
-  copy_.resize(size);
-  if (PyBuffer_ToContiguous(copy_.data(), &view_, view_.len, 'C') != 0) {
-    PyBuffer_Release(&view_);
-    throw py::error_already_set();
-  }
+  // Strides of 0 make a large shape of a few bytes.
+  if (view.len > INT_MAX) throw jobs::Error(jobs::ErrorKind::kLimit, name, "longer than 2 GiB");
+  copy_.resize(static_cast<std::size_t>(view.len));
+  if (PyBuffer_ToContiguous(copy_.data(), &view, view.len, 'C') != 0) throw py::error_already_set();
   bytes_ = copy_;
 }
 

@@ -45,18 +45,31 @@ CoreRect RectangleOf(py::handle value, const char* name);
 // The local paths of an iterable, or of the one path that it is.
 std::vector<std::string> PathsOf(py::handle value, const char* name);
 
-// The bytes of any object with a buffer, held until this is destroyed. What is not contiguous is copied.
+// The buffer of an object, with its shape and strides, held until this is destroyed.
+class Buffer {
+ public:
+  // `wanted` as for RefuseType.
+  Buffer(py::handle value, const char* name, const char* wanted);
+  ~Buffer() { PyBuffer_Release(&view_); }
+  Buffer(const Buffer&) = delete;
+  Buffer& operator=(const Buffer&) = delete;
+
+  Py_buffer& view() { return view_; }
+
+ private:
+  Py_buffer view_{};
+};
+
+// The bytes of any object with a buffer, held until this is destroyed. What is not contiguous is copied, up
+// to 2 GiB; beyond that a jobs::Error tells of the limit.
 class Bytes {
  public:
   Bytes(py::handle value, const char* name);
-  ~Bytes() { PyBuffer_Release(&view_); }
-  Bytes(const Bytes&) = delete;
-  Bytes& operator=(const Bytes&) = delete;
 
   std::string_view view() const { return bytes_; }
 
  private:
-  Py_buffer view_{};
+  Buffer buffer_;
   std::string copy_;
   std::string_view bytes_;
 };

@@ -5,6 +5,8 @@
 #include "bindings.h"
 #include "path.h"
 
+#include "jobs/error.h"
+
 #include <tovkit/geometry.h>
 
 #include <algorithm>
@@ -24,6 +26,10 @@ namespace {
 constexpr std::size_t kHitTestsForThread = 1 << 14;  // points that are tested against a prepared path
 constexpr std::size_t kWorkForThread = 1 << 14;      // points times records, each of which is looked at
 constexpr std::size_t kMostThreads = 64;
+constexpr std::size_t kMostPoints = std::size_t{1} << 28;  // their copy takes 2 GiB
+constexpr char kPointsWanted[] = "an array of (n, 2) or pairs";
+
+jobs::Error TooMany() { return {jobs::ErrorKind::kLimit, "points", "more than 268435456"}; }
 
 // Reads pairs of numbers that lie `row` bytes apart, the second of each `column` bytes behind the first.
 using ReadPairs = void (*)(const char* from, Py_ssize_t row, Py_ssize_t column, CorePointF* to,
@@ -107,17 +113,6 @@ void Split(std::size_t count, std::size_t least, const Work& work) {
   for (std::thread& thread : threads) thread.join();
 }
 
-struct View {
-  explicit View(const py::object& array) {
-    if (PyObject_GetBuffer(array.ptr(), &buffer, PyBUF_FULL_RO) != 0) throw py::error_already_set();
-  }
-  ~View() { PyBuffer_Release(&buffer); }
-  View(const View&) = delete;
-  View& operator=(const View&) = delete;
-
-  Py_buffer buffer{};
-};
-
 // The points of a question, read when they are answered: the memory for them is touched first by the thread
 // that needs it.
 class Points {
@@ -128,9 +123,9 @@ class Points {
   // Those from `from` to `to`. Wants no lock.
   const CorePointF* Read(std::size_t from, std::size_t to) const {
     if (read_ == nullptr) return pairs_.data() + from;
-    read_(static_cast<const char*>(view_->buffer.buf) +
-              static_cast<Py_ssize_t>(from) * view_->buffer.strides[0],
-          view_->buffer.strides[0], view_->buffer.strides[1], room_.get() + from, to - from);
+    const Py_buffer& view = buffer_->view();
+    read_(static_cast<const char*>(view.buf) + static_cast<Py_ssize_t>(from) * view.strides[0],
+          view.strides[0], view.strides[1], room_.get() + from, to - from);
     return room_.get() + from;
   }
 
@@ -139,7 +134,7 @@ class Points {
 
   std::size_t count_ = 0;
   std::vector<CorePointF> pairs_;  // without a buffer
-  std::unique_ptr<View> view_;
+  std::unique_ptr<Buffer> buffer_;
   ReadPairs read_ = nullptr;
   struct Deleter {
     void operator()(void* room) const { ::operator delete(room); }
@@ -148,8 +143,8 @@ class Points {
 };
 
 void Points::TakeBuffer(const py::object& array) {
-  view_ = std::make_unique<View>(array);
-  const Py_buffer& view = view_->buffer;
+  buffer_ = std::make_unique<Buffer>(array, "points", kPointsWanted);
+  const Py_buffer& view = buffer_->view();
   read_ = ReaderOf(view);
   if (read_ == nullptr) {
     RefuseValue("points", "elements of the format '" + std::string(view.format) + "' are no numbers to read");
@@ -158,7 +153,7 @@ void Points::TakeBuffer(const py::object& array) {
     RefuseValue("points", "a shape of (n, 2) is expected");
   }
   // Strides of 0 make a large shape of a few bytes.
-  if (view.shape[0] > PY_SSIZE_T_MAX / 64) RefuseValue("points", "there are too many");
+  if (static_cast<std::size_t>(view.shape[0]) > kMostPoints) throw TooMany();
   count_ = static_cast<std::size_t>(view.shape[0]);
   room_.reset(static_cast<CorePointF*>(::operator new(count_ * sizeof(CorePointF))));
 }
@@ -168,10 +163,11 @@ std::vector<CorePointF> PointsOfPairs(const py::object& pairs) {
   const auto iterator = py::reinterpret_steal<py::object>(PyObject_GetIter(pairs.ptr()));
   if (!iterator) {
     PyErr_Clear();
-    RefuseType("points", "an array of (n, 2) or pairs", pairs);
+    RefuseType("points", kPointsWanted, pairs);
   }
   std::vector<CorePointF> points;
   for (const py::handle item : py::reinterpret_borrow<py::iterator>(iterator)) {
+    if (points.size() == kMostPoints) throw TooMany();
     const auto pair =
         py::reinterpret_steal<py::object>(PySequence_Fast(item.ptr(), "points must be pairs of numbers"));
     if (!pair) throw py::error_already_set();
@@ -296,7 +292,8 @@ to the left, right, up and down all cross the outline, which is neither the even
 The interpreter's lock is released, and many points are split over threads. With a finite tolerance, NaN
 and infinite coordinates hit nothing.
 
-Raises ValueError for another shape and for elements that are no numbers, TypeError.
+Raises ValueError for another shape and for elements that are no numbers, LimitError for more than
+268,435,456 points, TypeError.
 
 >>> import tovkit
 >>> square = tovkit.Path("M 0 0 L 10 0 L 10 10 L 0 10 Z")
@@ -314,7 +311,8 @@ The distance from each point to the nearest point of the outline, in path units,
 float. It is infinite where the path draws nothing or the point is not finite. It is no verdict: see
 ``hit_test``, whose rules differ near corners and along the axes.
 
-Raises ValueError for another shape and for elements that are no numbers, TypeError.
+Raises ValueError for another shape and for elements that are no numbers, LimitError for more than
+268,435,456 points, TypeError.
 
 >>> import tovkit
 >>> tovkit.distance("M 0 0 L 10 0", [(5, 3), (13, 4)])

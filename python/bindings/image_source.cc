@@ -67,19 +67,6 @@ void SetDpi(CoreDib& bitmap, const py::object& dpi) {
   bitmap.SetDpi(number, number);
 }
 
-// The buffer of an array, let go of at the end.
-struct View {
-  explicit View(const py::object& array) {
-    if (PyObject_CheckBuffer(array.ptr()) == 0) RefuseType("array", "an array or another buffer", array);
-    if (PyObject_GetBuffer(array.ptr(), &buffer, PyBUF_FULL_RO) != 0) throw py::error_already_set();
-  }
-  ~View() { PyBuffer_Release(&buffer); }
-  View(const View&) = delete;
-  View& operator=(const View&) = delete;
-
-  Py_buffer buffer{};
-};
-
 void CheckShape(const Py_buffer& view) {
   const std::string_view format = view.format == nullptr ? "B" : view.format;
   if (view.itemsize != 1 || (format != "B" && format != "=B" && format != "|B" && format != "@B")) {
@@ -134,11 +121,12 @@ std::unique_ptr<Image> OpenImage(const py::object& source, const py::object& fra
 
 std::unique_ptr<Image> ImageFromArray(const py::object& array, const py::object& mode,
                                       const py::object& dpi) {
-  const View view(array);
-  CheckShape(view.buffer);
-  const ArrayMode form = ModeOf(mode, view.buffer.ndim == 2 ? 1 : static_cast<int>(view.buffer.shape[2]));
-  const int width = static_cast<int>(view.buffer.shape[1]);
-  const int height = static_cast<int>(view.buffer.shape[0]);
+  Buffer held(array, "array", "an array or another buffer");
+  const Py_buffer& view = held.view();
+  CheckShape(view);
+  const ArrayMode form = ModeOf(mode, view.ndim == 2 ? 1 : static_cast<int>(view.shape[2]));
+  const int width = static_cast<int>(view.shape[1]);
+  const int height = static_cast<int>(view.shape[0]);
   const std::uint64_t bytes = CoreDib::BytesNeeded(width, height, form.channels * 8);
   CoreDib bitmap;
   if (bytes == 0 || bytes > CoreCodecRegistry::Get().GetPixelLimit()) {
@@ -150,7 +138,7 @@ std::unique_ptr<Image> ImageFromArray(const py::object& array, const py::object&
   SetDpi(bitmap, dpi);
   {
     const py::gil_scoped_release released;
-    CopyPixels(view.buffer, form, bitmap);
+    CopyPixels(view, form, bitmap);
   }
   return std::make_unique<Image>(std::move(bitmap), Image::Origin());
 }

@@ -8,6 +8,7 @@ import base64
 import json
 import os
 import subprocess
+import sys
 from typing import Any
 
 import numpy as np
@@ -33,6 +34,15 @@ def test_base64_of_sizes_around_the_kernels(size: int) -> None:
     data = os.urandom(size)
     assert tovkit.b64encode(data) == base64.b64encode(data)
     assert tovkit.b64decode(base64.b64encode(data)) == data
+
+
+def test_a_huge_shape_of_a_few_bytes_is_refused_before_memory_is_taken() -> None:
+    huge = np.lib.stride_tricks.as_strided(np.zeros(1, np.uint8), (1 << 36,), (0,))
+    held = sys.getrefcount(huge)
+    for use in (tovkit.b64encode, tovkit.b64decode, tovkit.Image.open):
+        with pytest.raises(tovkit.LimitError, match="longer than 2 GiB"):
+            use(huge)
+    assert sys.getrefcount(huge) == held
 
 
 @given(st.binary(max_size=40) | st.text("AZaz09+/= \n\r!-_", max_size=12).map(str.encode))

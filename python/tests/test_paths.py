@@ -130,7 +130,8 @@ def test_what_is_not_finite_hits_nothing() -> None:
 @pytest.mark.parametrize("points", [np.zeros(4), np.zeros((2, 3)), np.zeros((2, 2, 1)), np.zeros((2, 2), complex),
                                     np.zeros((2, 2), ">f8"), np.zeros((2, 2), object), np.zeros((2, 2), "U1"),
                                     np.zeros((2, 2), np.float16), [(1, 2, 3)], [()],
-                                    np.lib.stride_tricks.as_strided(np.zeros(2), (1 << 58, 2), (0, 8))])
+                                    np.lib.stride_tricks.as_strided(np.zeros(2), (1 << 58, 2), (0, 8)),
+                                    np.lib.stride_tricks.as_strided(np.zeros(2), (1 << 36, 2), (0, 8))])
 def test_points_of_another_shape_are_refused(points: Any) -> None:
     with pytest.raises(ValueError, match="^points: "):
         tovkit.hit_test(CURVES, points)

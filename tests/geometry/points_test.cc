@@ -243,6 +243,44 @@ TEST(HitTestPoints, PointsLevelWithAnEndAreFarFromTheLine) {
   EXPECT_EQ(hits, (std::vector<bool>{true, false, true, false}));
 }
 
+// From flat to steep, so that the line that goes on leaves the level at once, far away or hardly at all; the
+// points lie around the place where it is as far from the level as it may be.
+TEST(HitTestPoints, PointsLevelWithAnEndAreAsFarAsTheLineAllows) {
+  RandomPaths random(15);
+  Tally tally;
+  for (int i = 0; i < 400 / kDivisor; ++i) {
+    CorePath path;
+    const float scale = std::ldexp(1.0f, static_cast<int>(random.Below(40)) - 20);
+    const float tolerance =
+        random.Below(4) == 0 ? 0.0f : scale * std::ldexp(1.0f, static_cast<int>(random.Below(30)) - 20);
+    std::vector<CorePointF> points;
+    for (int k = 0; k < 6; ++k) {
+      const CorePointF from = random.Point(Numbers::kGrid);
+      const float steep = std::ldexp(random.Unit() + 0.5f, static_cast<int>(random.Below(24)) - 12);
+      const float size = scale * (random.Unit() + 0.1f);
+      const CorePointF to = {from.x * scale + size, from.y * scale + size * steep};
+      path.MoveTo(from.x * scale, from.y * scale);
+      path.LineTo(to.x, to.y);
+      const float allowed = tolerance * 1.41421356f;
+      for (int n = 0; n < 60; ++n) {
+        const CorePointF end = n % 2 == 0 ? to : CorePointF{from.x * scale, from.y * scale};
+        const float away = random.Below(3) == 0 ? random.Unit() * 2 : 1.0f;
+        const float sign = random.Below(2) == 0 ? 1.0f : -1.0f;
+        const int steps = static_cast<int>(random.Below(9)) - 4;
+        if (random.Below(2) == 0) {
+          points.push_back({Stepped(end.x + sign * away * allowed / steep, steps), end.y});
+        } else {
+          points.push_back({end.x, Stepped(end.y + sign * away * allowed * steep, steps)});
+        }
+      }
+    }
+    if (!Agree(points, tolerance, path, tally)) return;
+  }
+  if (kDivisor > 1) return;
+  EXPECT_GT(tally.hits, 500);
+  EXPECT_GT(tally.misses, 500);
+}
+
 // An upright edge is crossed by the ray towards it from above and below it, and the farthest one decides.
 TEST(HitTestPoints, UprightEdgesAreCrossedFromAnywhere) {
   RandomPaths random(5);
