@@ -17,7 +17,7 @@ import targets  # noqa: E402  pylint: disable=wrong-import-position
 
 # Finds an input, which fails the first time; merges by copying what is new.
 TARGET = """#!/bin/sh
-for last; do case $last in -artifact_prefix=*) prefix=${last#*=} ;; -merge=1) merge=1 ;; esac; done
+for last; do case $last in -artifact_prefix=*) prefix=${last#*=} ;; -set_cover_merge=1) merge=1 ;; esac; done
 eval "fresh=\\${$(($# - 1))}"
 if [ "$merge" ]; then cp "$last"/* "$fresh"; exit 0; fi
 echo "#1 INITED"; printf x >"$fresh/found"
