@@ -53,7 +53,9 @@ def read_counts(lines):
     files, current = collections.defaultdict(dict), None
     for line in lines:
         if line.startswith("SF:"):
-            current = files[pathlib.Path(line[3:])]
+            # The compiler is told paths from the folder of the build: "./build/../../core/codec/a.cc".
+            name = line[3:].rsplit("../", 1)[-1]
+            current = files[targets.TOP / name]
         elif line.startswith("DA:"):
             number, times = line[3:].split(",")[:2]
             current[int(number)] = current.get(int(number), False) or int(times) > 0
