@@ -10,16 +10,27 @@ import subprocess
 import sys
 import threading
 
-sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "net/service"))
+TESTS = pathlib.Path(__file__).resolve().parents[1]
+sys.path[:0] = [str(TESTS / "net/service"), str(TESTS / "support")]
 import server  # noqa: E402  pylint: disable=wrong-import-position
 
 NEVER = "1000000000"  # jobs after which a worker is replaced: what it loses is to be seen
 
 
+PATIENCE = 30  # seconds that an end may take
+
+
+def children(pid):
+    found = []
+    for task in pathlib.Path(f"/proc/{pid}/task").iterdir():
+        found += (task / "children").read_text(encoding="utf-8").split()
+    return found
+
+
 def ended(process):
     """The exit status of what has been told to end, or was killed for not doing so."""
     try:
-        return process.wait(server.SLOW_MACHINE)
+        return process.wait(PATIENCE)
     except subprocess.TimeoutExpired:
         process.kill()
         return process.wait()
@@ -89,13 +100,13 @@ class BatchPart:
         return self.done
 
     def processes(self):
-        return [self.process.pid, *map(int, server.children(self.process.pid))]
+        return [self.process.pid, *map(int, children(self.process.pid))]
 
     def finish(self):
         self.ending.set()
         status = ended(self.process)
         for thread in self.threads:
-            thread.join(server.SLOW_MACHINE)
+            thread.join(PATIENCE)
         told = self.process.stderr.read()
         left = [path.name for path in self.folder.iterdir()]
         if status != 0 or self.bad or left:
@@ -128,7 +139,7 @@ class CallsPart:
     def finish(self):
         self.process.terminate()
         status = ended(self.process)
-        self.thread.join(server.SLOW_MACHINE)
+        self.thread.join(PATIENCE)
         left = [path.name for path in self.folder.iterdir()]
         if status != 0 or left:
             yield f"{self.name}: exit status {status}, left behind: {left[:3]}, {self.process.stderr.read()[-300:]}"
