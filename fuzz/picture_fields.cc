@@ -33,6 +33,9 @@ class Walk {
   void AddPiece(std::size_t at, std::size_t length, std::size_t width, bool bigEndian) {
     length = std::min(length, kMostOfAPiece);
     for (std::size_t i = 0; i < length; ++i) Add(at + i, 1, bigEndian);
+    AddNumbers(at, length, width, bigEndian);
+  }
+  void AddNumbers(std::size_t at, std::size_t length, std::size_t width, bool bigEndian) {
     for (std::size_t i = 0; i + width <= length; i += width) Add(at + i, width, bigEndian);
   }
 
@@ -52,6 +55,7 @@ class Walk {
       const std::size_t length = Get(at + 2, 2, true);
       Add(at + 1, 1, true);
       AddPiece(at + 2, length, 2, true);
+      AddNumbers(at + 5, 4, 2, true);  // a frame's height and width, behind the depth of its samples
       if (data_[at + 1] == 0xDA) return;
       at += length + 2;
     }

@@ -43,6 +43,23 @@ void AppendJsonString(std::string& json, std::string_view text) {
   json += '"';
 }
 
+std::string FromJsonString(std::string_view value) {
+  // U+DC80 to U+DCFF are ED B2 80 to ED B3 BF.
+  const auto isByte = [](std::string_view c) {
+    return c.size() == 3 && (c[1] == '\xB2' || c[1] == '\xB3') && (c[2] & '\xC0') == '\x80';
+  };
+  std::string text;
+  for (std::size_t at = 0; at < value.size(); ++at) {
+    if (value[at] != '\xED' || !isByte(value.substr(at, 3))) {
+      text += value[at];
+      continue;
+    }
+    text += static_cast<char>((value[at + 1] == '\xB2' ? 0x80 : 0xC0) | (value[at + 2] & 0x3F));
+    at += 2;
+  }
+  return text;
+}
+
 bool IsUtf8(const std::string& text) {
   if (std::all_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; })) {
     return true;

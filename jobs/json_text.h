@@ -11,6 +11,9 @@ namespace jobs {
 // escape from \udc80 to \udcff, so that the name can be found again.
 void AppendJsonString(std::string& json, std::string_view text);
 
+// What AppendJsonString was given, from the value of the string that it has written.
+[[nodiscard]] std::string FromJsonString(std::string_view value);
+
 // Whether the text is UTF-8, without surrogates.
 [[nodiscard]] bool IsUtf8(const std::string& text);
 

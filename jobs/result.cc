@@ -128,9 +128,10 @@ std::optional<JobResult> ParseResultLine(std::string_view line) {
   const auto kind = FindName<FailureKind>(kKinds, json->GetMemberString("kind", ""));
   if (!json->HasMember("id") || !state || !kind) return std::nullopt;
   JobResult result;
-  result.id = json->GetMemberString("id", "");
+  const auto text = [&json](const char* name) { return FromJsonString(json->GetMemberString(name, "")); };
+  result.id = text("id");
   result.state = *state;
-  result.output = json->GetMemberString("output", "");
+  result.output = text("output");
   result.bytes = json->GetMemberUint64("bytes", 0);
   result.jobHash = json->GetMemberString("jobSha256", "");
   result.outputHash = json->GetMemberString("outputSha256", "");
@@ -142,10 +143,10 @@ std::optional<JobResult> ParseResultLine(std::string_view line) {
   result.attempts = json->GetMemberInt("attempts", 1);
   result.worker = json->GetMemberInt("worker", 0);
   result.kind = *kind;
-  result.message = json->GetMemberString("message", "");
+  result.message = text("message");
   if (const auto warnings = json->GetMember("warnings")) {
     for (std::uint32_t i = 0; i < warnings->Size(); ++i)
-      result.warnings.push_back(warnings->GetAtString(i, ""));
+      result.warnings.push_back(FromJsonString(warnings->GetAtString(i, "")));
   }
   if (const auto hits = json->GetMember("hits")) {
     result.hits.emplace();

@@ -3,7 +3,7 @@
 
 All sections go to docs/benchmarks.md. Named ones go to BUILD/benchmarks.md, since a page holds one run. What other
 programs have measured ends the page: bench/growth keeps it in growth.md, bench/batch and bench/batch_limit in batch.md,
-bench/python in python.md, bench/service in service.md, bench/queue in queue.md.
+bench/python in python.md, bench/service in service.md, bench/queue in queue.md, tests/soak in soak.md.
 """
 import argparse
 import json
@@ -77,7 +77,7 @@ def write(notes, documents, build, docs):
         for line in page.render(sections, notes, facts, versions, rounds, charts):
             file.write(line + "\n")
         if docs != build:
-            for kept in ("growth.md", "batch.md", "python.md", "service.md", "queue.md"):
+            for kept in ("growth.md", "batch.md", "python.md", "service.md", "queue.md", "soak.md"):
                 with open(os.path.join(HERE, kept), encoding="utf-8") as section:
                     file.write("\n" + section.read())
     print(target)

@@ -1,8 +1,8 @@
 # SPDX-License-Identifier: MIT
 """keep.py BUILD [TARGET...]: adds to fuzz/corpus what the runs have found, as few and small inputs as reach as much.
 
-libFuzzer's own merge leaves out what the seeds reach already. Of the rest the smallest are taken until a target has
-64 KiB of kept inputs; they have the name that libFuzzer gives them, the SHA-1 of their bytes.
+libFuzzer's own merge leaves out what the seeds reach already and takes few inputs for the rest. Of these the smallest are
+taken until a target has 64 KiB of kept inputs; they have the name that libFuzzer gives them, the SHA-1 of their bytes.
 """
 import argparse
 import pathlib
@@ -24,7 +24,7 @@ def merged(build, name, scratch):
     found = build / "corpus" / name
     if found.is_dir():
         with open(build / f"{name}.merge.log", "wb") as log:
-            options = ["-merge=1", f"-max_len={MOST_EACH}", "-rss_limit_mb=2048", "-timeout=60"]
+            options = ["-set_cover_merge=1", f"-max_len={MOST_EACH}", "-rss_limit_mb=2048", "-timeout=60"]
             if targets.start(build, name, options, [fresh, found], log).wait() != 0:
                 sys.exit(f"{name}: the merge failed, see {log.name}")
     return [path for path in fresh.iterdir() if path.name not in before]

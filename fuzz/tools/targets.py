@@ -14,9 +14,9 @@ def names():
     return sorted(path.name for path in SEEDS.iterdir() if path.is_dir())
 
 
-def start(build, name, options, folders, log):
-    """The running target, which writes what it says to the open file `log`."""
-    environment = {**os.environ, "LSAN_OPTIONS": f"suppressions={SUPPRESSIONS}:print_suppressions=0"}
+def start(build, name, options, folders, log, settings=None):
+    """The running target, which writes what it says to the open file `log`; `settings` are of its environment."""
+    environment = {**os.environ, "LSAN_OPTIONS": f"suppressions={SUPPRESSIONS}:print_suppressions=0", **(settings or {})}
     return subprocess.Popen([build / "fuzz" / f"fuzz_{name}", *options, *folders], stdin=subprocess.DEVNULL, stdout=log,
                             stderr=log, env=environment)
 

@@ -94,7 +94,7 @@ def test_reports_are_those_of_the_command(command: str, tmp_path: pathlib.Path) 
     run = subprocess.run([command, "draw", "-q", tmp_path / "lines.json", "-o", tmp_path / "a.png", "--size", "200x50",
                           f"--report={tmp_path / 'report'}"], check=True, capture_output=True)
     assert run.stderr == b""
-    wanted = [json.loads(line) for line in (tmp_path / "report").read_text().splitlines()]
+    wanted = [json.loads(line) for line in (tmp_path / "report").read_text(encoding="utf-8").splitlines()]
     found = tovkit.describe(lines, size="200x50")
     for report in [*wanted, *found]:
         report.pop("file")

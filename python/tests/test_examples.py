@@ -18,7 +18,7 @@ EXAMPLES = pathlib.Path(__file__).resolve().parents[2] / "examples" / "python"
 @pytest.mark.parametrize("name", [program.stem for program in sorted(EXAMPLES.glob("*.out"))])
 def test_example_prints_what_it_should(name: str, tmp_path: pathlib.Path, source: pathlib.Path) -> None:
     run = subprocess.run([sys.executable, EXAMPLES / f"{name}.py"], cwd=tmp_path, check=True, capture_output=True, text=True)
-    assert run.stdout == (EXAMPLES / f"{name}.out").read_text()
+    assert run.stdout == (EXAMPLES / f"{name}.out").read_text(encoding="utf-8")
     assert run.stderr == ""
     for picture in tmp_path.glob("python_*.png"):
         shown = np.asarray(tovkit.Image.open(source / "docs" / "images" / picture.name))

@@ -7,6 +7,7 @@ import copy
 import hashlib
 import io
 import pathlib
+import sys
 import threading
 from collections.abc import Callable
 from typing import Any
@@ -137,7 +138,8 @@ def test_few_bits_become_eight(bits: int, tmp_path: pathlib.Path) -> None:
 
 def test_sources_and_targets_of_every_kind(tmp_path: pathlib.Path) -> None:
     image = tovkit.draw({"Content": "Hello"}, size=(40, 30), background="#123456")
-    path = tmp_path / "größe.png"
+    name = "größe.png"
+    path = tmp_path / name.encode(sys.getfilesystemencoding(), "ignore").decode(sys.getfilesystemencoding())
     image.save(path)
     image.save(str(path), format="png", effort=9)
     image.save(str(path).encode(), quality=5)

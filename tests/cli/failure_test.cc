@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The line of a failure and the caret below the place that is meant.
 #include "byte_count.h"
+#include "local_text.h"
 #include "run_command.h"
 #include "text_output.h"
 
@@ -19,6 +20,7 @@ std::string SaidOf(const std::string& shown, int characters, int columns) {
 }
 
 void ExpectColumns(const std::string& text, int characters, int columnsEach) {
+  if (!LocalTextIsUtf8()) GTEST_SKIP() << "local text is no UTF-8 here";
   EXPECT_EQ(RunCommand({"json"}, "[\"" + text + "\" x]").err,
             SaidOf(text, characters, characters * columnsEach))
       << text;
@@ -39,6 +41,7 @@ TEST(Failure, TheCaretStandsBehindNarrowCharacters) {
 }
 
 TEST(Failure, WhatSteersATerminalIsEscapedInTheLine) {
+  if (!LocalTextIsUtf8()) GTEST_SKIP() << "local text is no UTF-8 here";
   EXPECT_EQ(RunCommand({"json"}, "[1 x\x01\x1f ~\x7f\u0080\u009f\u00a0\t]").err,
             "tovkit: standard input:1:4: a comma or ] is expected\n"
             "  [1 x\\x01\\x1f ~\\x7f\\u0080\\u009f\u00a0 ]\n     ^\n");
@@ -50,6 +53,7 @@ TEST(Failure, WhatSteersATerminalIsEscapedInTheLine) {
 
 // Every character that is escaped, and its neighbors that are not.
 TEST(TextOutput, WhatCannotBeSeenIsEscaped) {
+  if (!LocalTextIsUtf8()) GTEST_SKIP() << "local text is no UTF-8 here";
   const struct {
     const wchar_t* text;
     const wchar_t* printable;

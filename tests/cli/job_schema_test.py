@@ -102,7 +102,7 @@ def family():
 class JobSchema(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
-        cls.schema = json.loads((SCHEMAS / "job.schema.json").read_text())
+        cls.schema = json.loads((SCHEMAS / "job.schema.json").read_text(encoding="utf-8"))
         jsonschema.Draft202012Validator.check_schema(cls.schema)
         cls.validator = jsonschema.Draft202012Validator(cls.schema)
 
@@ -124,7 +124,7 @@ class JobSchema(unittest.TestCase):
             (place / "in" / "p.path").write_text("M0 0H9")
             for number, (_, members) in enumerate(batches):
                 done = subprocess.run([COMMAND, "batch", "--directory", place / f"out{number}", "--input", place / "in",
-                                       "--ordered", "--report", "-j2"], capture_output=True, text=True,
+                                       "--ordered", "--report", "-j2"], capture_output=True, encoding="utf-8",
                                       input="".join(json.dumps(jobs[at]) + "\n" for at in members))
                 lines = [json.loads(line) for line in done.stdout.splitlines()]
                 self.assertEqual(len(lines), len(members), done.stderr)
@@ -150,7 +150,7 @@ class JobSchema(unittest.TestCase):
         self.assertGreater(len(jobs) - right, 300)
 
     def test_lines_are_described_as_by_their_own_schema(self):
-        lines = json.loads((SCHEMAS / "line.schema.json").read_text())
+        lines = json.loads((SCHEMAS / "line.schema.json").read_text(encoding="utf-8"))
         for name, definition in lines["$defs"].items():
             self.assertEqual(self.schema["$defs"][name], definition, name)
         kinds = self.schema["$defs"]["draw"]["properties"]["draw"]["anyOf"]
@@ -178,15 +178,15 @@ NOT_IN_A_JOB = {
 
 class Printed(unittest.TestCase):
     def test_the_command_prints_the_schema_that_is_installed(self):
-        printed = subprocess.run([COMMAND, "batch", "--schema"], check=True, capture_output=True, text=True).stdout
-        self.assertEqual(printed, (SCHEMAS / "job.schema.json").read_text())
+        printed = subprocess.run([COMMAND, "batch", "--schema"], check=True, capture_output=True, encoding="utf-8").stdout
+        self.assertEqual(printed, (SCHEMAS / "job.schema.json").read_text(encoding="utf-8"))
 
 
 class Options(unittest.TestCase):
     def test_what_a_command_can_a_job_can(self):
-        schema = json.loads((SCHEMAS / "job.schema.json").read_text())
+        schema = json.loads((SCHEMAS / "job.schema.json").read_text(encoding="utf-8"))
         for kind, members in OPTIONS.items():
-            help_text = subprocess.run([COMMAND, kind, "--help"], check=True, capture_output=True, text=True).stdout
+            help_text = subprocess.run([COMMAND, kind, "--help"], check=True, capture_output=True, encoding="utf-8").stdout
             options = set(re.findall(r"^  (?:-\w,)?(--[\w-]+)", help_text, re.MULTILINE))
             self.assertEqual(options, set(members) | NOT_IN_A_JOB[kind])
             properties = schema["$defs"][kind]["properties"]

@@ -9,6 +9,7 @@
 #include <tovkit/util.h>
 
 #include "jobs/page_selection.h"
+#include "local_text.h"
 #include "run_command.h"
 
 namespace {
@@ -42,6 +43,7 @@ TEST(PagesCommand, PrintsOneIndexALine) {
 
 // With the sentence of the command, and what is printed before it stops.
 TEST(PagesCommand, SaysWhichSegmentStopsTheListAndWhy) {
+  if (!LocalTextIsUtf8()) GTEST_SKIP() << "local text is no UTF-8 here";
   const std::string stand = " is no number; all, odd and even stand alone";
   const std::string written = " is not understood; ranges are written as 3-5";
   struct Row {
@@ -91,6 +93,7 @@ TEST(PagesCommand, SaysWhichSegmentStopsTheListAndWhy) {
 }
 
 TEST(PagesCommand, LenientPrintsWhatTheLibrarySelectsAndExitsWithZero) {
+  if (!LocalTextIsUtf8()) GTEST_SKIP() << "local text is no UTF-8 here";
   const char* const kTable[][3] = {
       {"1,3-5,x,9", "0\n2\n3\n4\n", "segment 3, \"x\": \"x\" is no number; all, odd and even stand alone"},
       {"1\u20133,7", "0\n6\n",

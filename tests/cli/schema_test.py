@@ -84,9 +84,9 @@ class Schema(unittest.TestCase):
         """The kinds of what the command warns of; None when it refuses to draw. The description may be a text."""
         with tempfile.TemporaryDirectory() as folder:
             path = pathlib.Path(folder, "a.json")
-            path.write_text(description if isinstance(description, str) else json.dumps(description))
+            path.write_text(description if isinstance(description, str) else json.dumps(description), encoding="utf-8")
             done = subprocess.run([COMMAND, "draw", path, "-o", f"{folder}/a.png", "--size", "40x40", "--report"],
-                                  capture_output=True, text=True)
+                                  capture_output=True, encoding="utf-8")
             if done.returncode != 0:
                 return None
             return [w["kind"] for line in done.stdout.split("\n") if line for w in json.loads(line)["warnings"]]
@@ -95,7 +95,7 @@ class Schema(unittest.TestCase):
         examples = [SOURCE / "examples" / name for name in ("hello.json", "page.json")]
         for path in examples:
             with self.subTest(path.name):
-                self.validator.validate(json.loads(path.read_text()))
+                self.validator.validate(json.loads(path.read_text(encoding="utf-8")))
 
     def test_what_is_right_is_right_to_both(self):
         for description in [*RIGHT, RIGHT]:

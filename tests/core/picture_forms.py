@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""picture_forms.py FORMAT: writes a small picture in every form of a format that other programs know.
+"""picture_forms.py FORMAT [WIDTHxHEIGHT]: writes a small picture in every form of a format that other programs know.
 
 Works in the current directory. Prints a line for each form: the file, its frame, what read it, how far off the pixels
 may be, and the file with the pixels that the reader saw, red, green, blue and alpha of 16 bits each, the low byte first;
@@ -12,7 +12,7 @@ import sys
 
 from PIL import Image, features
 
-WIDTH, HEIGHT = 37, 29
+WIDTH, HEIGHT = map(int, sys.argv[2].split("x")) if len(sys.argv) > 2 else (37, 29)
 MAGICK, PILLOW = "ImageMagick", "Pillow"
 
 

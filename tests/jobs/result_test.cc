@@ -58,6 +58,24 @@ TEST(ResultLine, HoldsEverything) {
             "\n");
 }
 
+TEST(ResultLine, BytesThatAreNoTextComeBack) {
+  JobResult result;
+  result.state = JobState::kFailed;
+  result.kind = FailureKind::kInput;
+  // What is no UTF-8, and what an escape of half a character leaves.
+  result.message = "ma\xA2 \xFF\x80: \xE5\xAE\x8B \xED\xB2\xA2 \xED";
+  result.output = "\x9A.png";
+  result.warnings = {"\xC3"};
+  const std::string line = ToJsonLine(result);
+  EXPECT_NE(line.find(R"("message":"ma\udca2 )"), std::string::npos) << line;
+  const auto again = jobs::ParseResultLine(line.substr(0, line.size() - 1));
+  ASSERT_TRUE(again.has_value());
+  EXPECT_EQ(again->message, result.message);
+  EXPECT_EQ(again->output, result.output);
+  EXPECT_EQ(again->warnings, result.warnings);
+  EXPECT_EQ(ToJsonLine(*again), line);
+}
+
 TEST(ResultLine, CarriesAnOutputAsBase64) {
   JobResult result;
   result.id = "a";

@@ -43,7 +43,7 @@ class SandboxTest(unittest.TestCase):
 
     def run_in(self, script, wall=20, keep="keep"):
         run = subprocess.run([*APART, sys.executable, "-B", "-c", DRIVER, support.TOOL, self.root, script, str(wall), keep],
-                             capture_output=True, text=True, timeout=60, check=True)
+                             capture_output=True, encoding="utf-8", timeout=60, check=True, env={**os.environ, "PYTHONUTF8": "1"})
         return run.stdout
 
     def test_status_output_folder_and_environment_arrive(self):

@@ -11,12 +11,13 @@ from unittest import mock
 sys.dont_write_bytecode = True
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "fuzz/tools"))
 import all as run_all  # noqa: E402  pylint: disable=wrong-import-position
+import coverage  # noqa: E402  pylint: disable=wrong-import-position
 import keep  # noqa: E402  pylint: disable=wrong-import-position
 import targets  # noqa: E402  pylint: disable=wrong-import-position
 
 # Finds an input, which fails the first time; merges by copying what is new.
 TARGET = """#!/bin/sh
-for last; do case $last in -artifact_prefix=*) prefix=${last#*=} ;; -merge=1) merge=1 ;; esac; done
+for last; do case $last in -artifact_prefix=*) prefix=${last#*=} ;; -set_cover_merge=1) merge=1 ;; esac; done
 eval "fresh=\\${$(($# - 1))}"
 if [ "$merge" ]; then cp "$last"/* "$fresh"; exit 0; fi
 echo "#1 INITED"; printf x >"$fresh/found"
@@ -71,9 +72,27 @@ class ToolsTest(unittest.TestCase):
             self.assertEqual([path.name for path in keep.chosen(found, 5000)], ["c", "a"])
             self.assertEqual([path.name for path in keep.chosen(found, 20000)], ["c", "a", "d"])
 
+    def test_lines_that_any_decoder_reaches_count_once(self):
+        told = coverage.read_counts(["SF:/a.cc", "DA:3,0", "DA:4,2", "DA:4,0", "end_of_record", "SF:/b.cc", "DA:1,1"])
+        self.assertEqual({str(path): lines for path, lines in told.items()}, {"/a.cc": {3: False, 4: True}, "/b.cc": {1: True}})
+        self.assertEqual(coverage.joined([{3: False, 4: True}, {3: True}, {}]), {3: True, 4: True})
+
+    def test_each_file_that_reads_pictures_is_in_the_table(self):
+        files = {path.name: formats for path, formats in coverage.sources().items()}
+        self.assertEqual(files["plain_png.cc"], ["png"])
+        self.assertEqual(files["jpeg2000_box.cc"], ["jp2"])
+        self.assertEqual(files["orientation.cc"], list(coverage.FORMATS))
+        self.assertFalse([name for name in files if "encoder" in name])
+        rows = "\n".join(coverage.table({(path, tuple(formats)): {1: True, 2: False} for path, formats in
+                                         coverage.sources().items()}, dict.fromkeys(coverage.FORMATS, 7)))
+        for name in files:
+            self.assertIn(f"| `{name}` | | 2 | 1 | 50.0 % |", rows)
+        self.assertIn("| **decode_webp** | 7 | 2 | 1 | 50.0 % |", rows)
+
     def test_wrong_words_are_usage(self):
         script = pathlib.Path(__file__).resolve().parents[2] / "scripts/fuzz"
-        for words in ([], ["--all"], ["--all", "--minutes", "0"], ["json"], ["json", "x"], ["none", "5"], ["--keep", "none"]):
+        for words in ([], ["--all"], ["--all", "--minutes", "0"], ["json"], ["json", "x"], ["none", "5"], ["--keep", "none"],
+                      ["--forms", "x"], ["--coverage", "x"]):
             done = subprocess.run([script, *words], capture_output=True, text=True, check=False)
             self.assertEqual((done.returncode, done.stderr[:6]), (2, "usage:"), words)
 

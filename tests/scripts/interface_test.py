@@ -27,7 +27,7 @@ class InterfaceTest(unittest.TestCase):
         (self.top / name).write_text(text)
 
     def run_tool(self, *arguments):
-        done = subprocess.run([TOOL, "--top", self.top, *arguments], capture_output=True, text=True, check=False)
+        done = subprocess.run([TOOL, "--top", self.top, *arguments], capture_output=True, encoding="utf-8", check=False)
         self.assertEqual(done.stderr, "")
         return done.returncode, done.stdout
 
@@ -84,7 +84,7 @@ class InterfaceTest(unittest.TestCase):
         # A record by hand, past the changelog.
         self.write("share/tovkit/job.schema.json", "[]")
         file = self.top / "packaging/interface.json"
-        record = json.loads(file.read_text())
+        record = json.loads(file.read_text(encoding="utf-8"))
         file.write_text(json.dumps({**record, "changelog": ""}))
         self.assertEqual(self.run_tool("--record")[0], 0)
         status, said = self.run_tool()

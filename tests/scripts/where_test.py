@@ -17,7 +17,7 @@ from tests import ranked  # noqa: E402
 
 
 def where(*words):
-    return subprocess.run([ROOT / "scripts/where", *words], capture_output=True, text=True)
+    return subprocess.run([ROOT / "scripts/where", *words], capture_output=True, encoding="utf-8")
 
 
 def parts(*words):
@@ -37,7 +37,7 @@ class Where(unittest.TestCase):
         definitions, tests = parts("--list", "GetFileName")
         for entry, text in ((definitions[0], "GetFileName("), (tests[0], "TEST")):
             path, line = re.match(r"([^:]+):(\d+)", entry).groups()
-            self.assertIn(text, (ROOT / path).read_text().split("\n")[int(line) - 1])
+            self.assertIn(text, (ROOT / path).read_text(encoding="utf-8").split("\n")[int(line) - 1])
 
     def test_the_code_of_short_definitions_and_of_the_first_tests_is_shown(self):
         definitions, tests = parts("GetFileName", "file")
@@ -102,7 +102,7 @@ class Where(unittest.TestCase):
     def test_every_exported_function_has_a_place_and_a_test(self):
         names = set()
         for header in (ROOT / "include/tovkit").glob("*.h"):
-            names.update(re.findall(r"^TOVKIT_API [^(=]*?\b(\w+)\(", header.read_text(), re.M))
+            names.update(re.findall(r"^TOVKIT_API [^(=]*?\b(\w+)\(", header.read_text(encoding="utf-8"), re.M))
         self.assertGreater(len(names), 30)
         os.chdir(ROOT)
         tree = Tree()

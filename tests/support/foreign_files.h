@@ -26,9 +26,11 @@ class ForeignFiles : public testing::Test {
     if (!folder_.empty()) std::filesystem::remove_all(folder_, ignored);
   }
 
-  // Runs a shell command in the folder; its standard output, or a failure of the test.
+  // Runs a shell command in the folder; its standard output, or a failure of the test. Some programs do not
+  // know their own options where an i has another capital.
   std::string Run(const std::string& command) {
-    std::FILE* pipe = popen(("cd '" + folder_ + "' && " + command + " 2>errors").c_str(), "r");
+    std::FILE* pipe =
+        popen(("export LC_ALL=C.UTF-8; cd '" + folder_ + "' && " + command + " 2>errors").c_str(), "r");
     std::string out;
     char block[65536];
     for (std::size_t count = 0; (count = std::fread(block, 1, sizeof block, pipe)) != 0;)

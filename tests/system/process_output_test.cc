@@ -316,6 +316,7 @@ TEST_F(ListingTest, ClosesEveryPossibleDescriptorOfAProcessThatMayNotReadItsOwn)
     process.setOutputFds(open(out.c_str(), O_CREAT | O_WRONLY | O_CLOEXEC, 0600),
                          open(err.c_str(), O_CREAT | O_WRONLY | O_CLOEXEC, 0600));
     const char* arguments[] = {"/proc/self/fd"};
+    setenv("LC_ALL", "C", 1);  // for what is told on standard error
     HOLDS(process.start("/bin/ls", 1, arguments) && process.wait(kPatience));
     _exit(0);
   }

@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <string>
 
+#include "local_text.h"
 #include "scratch_dir.h"
 
 namespace {
@@ -92,6 +93,7 @@ TEST(ModuleInfo, EmptyAndNullNamesAreNotFound) {
 }
 
 TEST(ModuleInfo, DirectoryOfAnyBytesIsGiven) {
+  if (!LocalTextIsUtf8()) GTEST_SKIP() << "local text is no UTF-8 here";
   const ScratchDir scratch;
   const LoadedCopy copy(scratch.path() + "/\xff\xE5\xAE\x8B/libbytes.so");
   EXPECT_EQ(ModuleDirectory("libbytes"), scratch.path() + "/\xff\xE5\xAE\x8B/");
