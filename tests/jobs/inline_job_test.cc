@@ -111,7 +111,7 @@ TEST_F(InlineJobTest, NoMemberNamesAFile) {
 
 TEST_F(InlineJobTest, NothingStandsBesideTheirKind) {
   const std::string path = R"({"path": "M0 0H9V9Z", "points": []})";
-  const std::string picture = Run(R"({"draw": {"format": "png", "size": "9x9"}})", kLine).content;
+  const std::string picture = Run(R"({"draw": {"format": "png", "size": "9x9"}})", kLine).content.value();
   const struct {
     const char* kind;
     const char* options;
