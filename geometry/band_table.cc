@@ -15,8 +15,8 @@ constexpr float kNarrowest = 1e-25f;  // a range that still has a width to divid
 
 }  // namespace
 
-// In B bands over the width W an entry of the width w has 1 + B * w / W places, so with B = 4 E W / sum(w)
-// the E entries have 5 E.
+// In B bands over the width W an entry of the width w has 1 + B * w / W places, so with B = 6 E W / sum(w)
+// the E entries have 7 E.
 void BandTable::Build(const std::vector<BandEntry>& entries, float low, float high) {
   if (entries.empty()) return;
   const double width = static_cast<double>(high) - static_cast<double>(low);
@@ -27,7 +27,7 @@ void BandTable::Build(const std::vector<BandEntry>& entries, float low, float hi
   }
   double bands = 1;
   if (high - low > kNarrowest) {
-    const double wanted = 4 * static_cast<double>(entries.size());
+    const double wanted = 6 * static_cast<double>(entries.size());
     bands =
         std::max(1.0, std::floor(std::min({kMostBands, wanted, wanted * width / std::max(covered, 1e-300)})));
   }

@@ -37,7 +37,7 @@ class BandTable {
  public:
   enum class Answer { kNo, kYes, kAsk };
 
-  // Bands of equal width between `low` and `high`, as many as give each entry some five places.
+  // Bands of equal width between `low` and `high`, as many as give each entry some seven places.
   void Build(const std::vector<BandEntry>& entries, float low, float high);
 
   // The answer for (along, across), both finite, if there is one without asking.

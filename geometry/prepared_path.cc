@@ -214,6 +214,10 @@ PreparedPath::PreparedPath(const CorePath& path, float tolerance, bool testFill,
       segments_.begin(), segments_.end(), [](const PreparedSegment& segment) { return segment.degree > 1; }));
   inPieces_ = count >= kPointsOfPieces * curves && curves <= kMostInPieces;
   Parts parts;
+  if (inPieces_) {
+    for (std::vector<BandEntry>& rays : parts.rays) rays.reserve(kSamples * curves);
+    parts.sticks.reserve(kSamples * curves);
+  }
   for (int i = 0; i < static_cast<int>(segments_.size()); ++i) Prepare(i, parts);
   for (int ray = 0; ray < 4; ++ray) {
     const Way& way = kWays[ray];
@@ -228,6 +232,7 @@ PreparedPath::PreparedPath(const CorePath& path, float tolerance, bool testFill,
   fourRays_.Take(rays_);
   for (int axis = 0; axis < 2; ++axis)
     levels_[axis].Build(parts.levels[axis], parts.box.low[axis], parts.box.high[axis]);
+  hasLevels_ = !parts.levels[0].empty() || !parts.levels[1].empty();
   near_.Build(parts.sticks);
 }
 
@@ -423,25 +428,30 @@ FourTables::Answers PreparedPath::LookInside(float x, float y) const {
 
 bool PreparedPath::IsInside(float x, float y) const {
   const FourTables::Answers answers = LookInside(x, y);
-  if (unusual_.empty() && (answers.asks == 0 || !answers.MayAllBeYes())) return answers.yes == kEveryRay;
-
   const float along[4] = {y, x, y, x}, across[4] = {x, y, -x, -y};
-  const HitQuery query(x, y, tolerance_);
-  HitVisitor<true> visitor{query};
-  for (const int index : unusual_) {
-    if (TestSegment(segments_[static_cast<std::size_t>(index)], visitor)) return true;
-  }
-  for (unsigned ray = 0; ray < 4; ++ray) {
-    if ((visitor.missing >> ray & 1u) == 0) continue;
+  const auto crosses = [&](unsigned ray) {
     const auto ask = [&](int segment) { return IsCrossed(segment, 1u << ray, x, y); };
-    if (!rays_[ray].Any(along[ray], across[ray], ask)) return false;
+    return rays_[ray].Any(along[ray], across[ray], ask);
+  };
+  int wanted = kEveryRay & ~answers.yes;
+  if (!unusual_.empty()) {
+    const HitQuery query(x, y, tolerance_);
+    HitVisitor<true> visitor{query};
+    for (const int index : unusual_) {
+      if (TestSegment(segments_[static_cast<std::size_t>(index)], visitor)) return true;
+    }
+    wanted &= static_cast<int>(visitor.missing);
+  }
+  if ((wanted & ~answers.asks) != 0) return false;
+  for (unsigned ray = 0; ray < 4; ++ray) {
+    if ((wanted >> ray & 1) != 0 && !crosses(ray)) return false;
   }
   return true;
 }
 
 bool PreparedPath::MayBeOnOutline(float x, float y) const {
   constexpr auto kNo = BandTable::Answer::kNo;
-  const int level = int{levels_[0].Look(x, 0) != kNo} | int{levels_[1].Look(y, 0) != kNo};
+  const int level = hasLevels_ ? int{levels_[0].Look(x, 0) != kNo} | int{levels_[1].Look(y, 0) != kNo} : 0;
   return (level | int{near_.HasSome(x, y)} | int{!unusual_.empty()}) != 0;
 }
 

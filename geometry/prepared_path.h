@@ -75,6 +75,7 @@ class PreparedPath {
   BandTable rays_[4];    // in the order of the bits of Ray
   FourTables fourRays_;  // the same
   BandTable levels_[2];  // by x, by y
+  bool hasLevels_ = false;
   NearGrid near_;
 };
 

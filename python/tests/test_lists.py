@@ -9,6 +9,7 @@ import json
 import os
 import subprocess
 import sys
+from collections.abc import Callable
 from typing import Any
 
 import numpy as np
@@ -39,7 +40,8 @@ def test_base64_of_sizes_around_the_kernels(size: int) -> None:
 def test_a_huge_shape_of_a_few_bytes_is_refused_before_memory_is_taken() -> None:
     huge = np.lib.stride_tricks.as_strided(np.zeros(1, np.uint8), (1 << 36,), (0,))
     held = sys.getrefcount(huge)
-    for use in (tovkit.b64encode, tovkit.b64decode, tovkit.Image.open):
+    uses: list[Callable[[Any], object]] = [tovkit.b64encode, tovkit.b64decode, tovkit.Image.open]
+    for use in uses:
         with pytest.raises(tovkit.LimitError, match="longer than 2 GiB"):
             use(huge)
     assert sys.getrefcount(huge) == held
