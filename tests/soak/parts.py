@@ -15,8 +15,6 @@ sys.path[:0] = [str(TESTS / "net/service"), str(TESTS / "support")]
 import server  # noqa: E402  pylint: disable=wrong-import-position
 
 NEVER = "1000000000"  # jobs after which a worker is replaced: what it loses is to be seen
-
-
 PATIENCE = 30  # seconds that an end may take
 
 
@@ -50,12 +48,12 @@ class ServicePart:
         return self.load.count()
 
     def processes(self):
-        return [self.server.pid, *self.server.workers()]
+        return [self.server.process.pid, *self.server.workers()]
 
     def finish(self):
         self.load.__exit__()
         statuses, failures = self.load.statuses(), self.load.failures
-        status = self.server.stop()
+        status = self.server.end()
         self.server.__exit__()
         if statuses != [200] or failures or status != 0:
             yield f"{self.name}: answers {statuses}, failures {failures[:3]}, exit status {status}"
