@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: MIT
-// Two ways to compress a block, and the choice between them.
+// Three ways to compress a block, and the choice between them.
 #include "codec/deflate.h"
+
+#include "codec/entropy.h"
+#include "codec/run_deflate.h"
 
 #include <libdeflate.h>
 #include <zlib.h>
@@ -38,22 +41,6 @@ Deflated DeflateWithMatches(const std::uint8_t* data, std::size_t size, int effo
 
 constexpr std::size_t kCodeBlock = 32768;  // zlib makes a code for as many
 constexpr std::uint64_t kCodeBits = 640;   // what a code takes
-constexpr unsigned kLogBits = 8;           // behind the point
-
-// log2 in whole steps of 2^-kLogBits: comparing sizes must not depend on a machine's mathematics.
-constexpr std::uint64_t Log2(std::uint32_t value) {
-  unsigned whole = 0;
-  while (value >> (whole + 1) != 0) ++whole;
-  std::uint64_t mantissa = (std::uint64_t{value} << 31) >> whole;
-  std::uint64_t log = whole;
-  for (unsigned bit = 0; bit < kLogBits; ++bit) {
-    mantissa = mantissa * mantissa >> 31;
-    const bool carry = mantissa >> 32 != 0;
-    log = log << 1 | (carry ? 1U : 0U);
-    if (carry) mantissa >>= 1;
-  }
-  return log;
-}
 
 std::uint64_t BitsOfBlock(const std::uint8_t* data, std::size_t size) {
   constexpr std::size_t kTables = 4;
@@ -63,12 +50,10 @@ std::uint64_t BitsOfBlock(const std::uint8_t* data, std::size_t size) {
     for (std::size_t k = 0; k < kTables; ++k) ++counts[k][data[i + k]];
   }
   for (; i < size; ++i) ++counts[0][data[i]];
-  std::uint64_t bits = size * Log2(static_cast<std::uint32_t>(size));
-  for (int value = 0; value < 256; ++value) {
-    const std::uint32_t count = counts[0][value] + counts[1][value] + counts[2][value] + counts[3][value];
-    if (count > 1) bits -= count * Log2(count);
+  for (std::size_t k = 1; k < kTables; ++k) {
+    for (std::size_t value = 0; value < 256; ++value) counts[0][value] += counts[k][value];
   }
-  return (bits >> kLogBits) + kCodeBits;
+  return BitsOfSymbols(counts[0], 256) + kCodeBits;
 }
 
 std::uint64_t BitsOfCodes(const std::uint8_t* data, std::size_t size) {
@@ -102,7 +87,9 @@ Deflated DeflateWithCodes(const std::uint8_t* data, std::size_t size, int strate
 // Noise, which the rows of photographs are once they are filtered, is full of short matches that cost more
 // than the bytes that they spare. It is smaller, and sooner done, as codes alone.
 Deflated Deflate(const std::uint8_t* data, std::size_t size, int effort) {
-  Deflated matched = DeflateWithMatches(data, size, effort);
+  Deflated matched;
+  if (effort <= kMostRunEffort && HasLongRuns(data, size)) matched = DeflateRuns(data, size, effort);
+  if (matched.bytes == nullptr) matched = DeflateWithMatches(data, size, effort);
   if (matched.bytes == nullptr || matched.size < size / 8) return matched;
   const std::uint64_t codes = BitsOfCodes(data, size) / 8;
   if (codes >= matched.size) return matched;
