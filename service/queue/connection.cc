@@ -287,8 +287,8 @@ std::uint64_t Connection::Publish(const std::string& queue, std::string_view bod
   return ++p_->published;
 }
 
-void Connection::Acknowledge(std::uint64_t tag) {
-  p_->CheckStatus(amqp_basic_ack(p_->state, kChannel, tag, 0), "cannot send");
+void Connection::Acknowledge(std::uint64_t tag, bool multiple) {
+  p_->CheckStatus(amqp_basic_ack(p_->state, kChannel, tag, multiple ? 1 : 0), "cannot send");
 }
 
 void Connection::Reject(std::uint64_t tag) {

@@ -84,7 +84,8 @@ class Connection {
   // Sends a persistent message to a queue. Returns its sequence, counted from 1. Waits while the network does
   // not take it.
   std::uint64_t Publish(const std::string& queue, std::string_view body, const MessageNames& names);
-  void Acknowledge(std::uint64_t tag);
+  // `multiple`: all that were delivered before it too.
+  void Acknowledge(std::uint64_t tag, bool multiple);
   // To the dead-letter exchange of its queue, if it has one.
   void Reject(std::uint64_t tag);
 

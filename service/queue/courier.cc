@@ -130,6 +130,8 @@ void Courier::ServeConnection() {
     TakeResults();
     Send(connection);
     while (connection.Next(event)) Handle(connection, event);
+    for (const Acknowledgments::Word word : acknowledgments_.TakeWords())
+      connection.Acknowledge(word.tag, word.multiple);
     Send(connection);
     if (stop_.level() != jobs::StopRequest::kNone && !canceled_) {
       connection.CancelConsumer();
@@ -168,6 +170,7 @@ void Courier::Pause(const BrokerError& error) {
 void Courier::Discard() {
   for (const std::uint64_t ticket : ledger_.Running()) source_.Cancel(std::to_string(ticket));
   ledger_.Clear();
+  acknowledgments_.Clear();
   resend_ = Clock::time_point::max();
 }
 
@@ -216,6 +219,7 @@ void Courier::Handle(Connection& connection, Connection::Event& event) {
   std::vector<Ledger::Settled> settled;
   switch (event.kind) {
     case Connection::Event::kDelivered:
+      acknowledgments_.Delivered(event.message.tag);
       // What was on its way when no more was wanted goes back with the connection.
       if (!canceled_) Admit(std::move(event.message));
       return;
@@ -269,7 +273,12 @@ void Courier::Refuse(Ledger::Delivery&& delivery, jobs::JobResult&& refused) {
 
 void Courier::Settle(Connection& connection, const std::vector<Ledger::Settled>& settled) {
   for (const Ledger::Settled& message : settled) {
-    message.dead ? connection.Reject(message.tag) : connection.Acknowledge(message.tag);
+    if (message.dead) {
+      connection.Reject(message.tag);
+      acknowledgments_.Rejected(message.tag);
+    } else {
+      acknowledgments_.Acknowledged(message.tag);
+    }
     ++(message.failed ? counts_.failed : counts_.done);
     counts_.dead += message.dead ? 1 : 0;
   }

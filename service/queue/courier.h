@@ -7,6 +7,7 @@
 //   courier.Finish();                          // the last results are confirmed
 #pragma once
 
+#include "acknowledgments.h"
 #include "back_off.h"
 #include "connection.h"
 #include "ledger.h"
@@ -103,6 +104,7 @@ class Courier {
 
   // The thread's own.
   Ledger ledger_;
+  Acknowledgments acknowledgments_;
   BackOff backOff_;
   bool served_ = false;                                   // a connection has worked
   bool canceled_ = false;                                 // no further jobs were asked for

@@ -75,7 +75,7 @@ bool Submission::Run(jobs::JobSource& source) {
       for (auto& [sequence, sending] : sending_) toSend_.push_back(std::move(sending));
       sending_.clear();
       sendingBytes_ = 0;
-      taken_.clear();
+      taken_.Clear();
       strays_.clear();
       if (!MayGoOn(error)) throw;
       if (stop_.level() == jobs::StopRequest::kNone) Pause(error);
@@ -233,6 +233,7 @@ void Submission::Handle(const Connection::Event& event) {
 
 // A result that is not ours stays without an answer, and so goes back to its queue with the connection.
 void Submission::TakeResult(const Message& message) {
+  taken_.Delivered(message.tag);
   if (waiting_ != 0) --waiting_;
   arrived_ = Clock::now();
   const std::optional<jobs::JobResult> result =
@@ -244,7 +245,7 @@ void Submission::TakeResult(const Message& message) {
     return;
   }
   heard_ = Clock::now();
-  taken_.push_back(message.tag);
+  taken_.Acknowledged(message.tag);
   if (entry.number == kAnswered) return;  // of a job that ran twice
   if (entry.number == kSent) --outstanding_;
   entry.number = kAnswered;
@@ -278,8 +279,7 @@ void Submission::Postpone(const std::string& why) {
 }
 
 void Submission::Acknowledge(Connection& connection) {
-  for (const std::uint64_t tag : taken_) connection.Acknowledge(tag);
-  taken_.clear();
+  for (const Acknowledgments::Word word : taken_.TakeWords()) connection.Acknowledge(word.tag, word.multiple);
 }
 
 void Submission::Await(int broker, int source) const {

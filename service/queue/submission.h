@@ -8,6 +8,7 @@
 // jobs stay in their queue.
 #pragma once
 
+#include "acknowledgments.h"
 #include "back_off.h"
 #include "connection.h"
 #include "courier.h"
@@ -97,7 +98,7 @@ class Submission {
   std::map<std::uint64_t, Sending> sending_;  // by sequence, until it is confirmed
   std::size_t sendingBytes_ = 0;
   std::vector<std::string> strays_;         // ids whose message no queue took; their confirms come later
-  std::vector<std::uint64_t> taken_;        // tags of results that the sink has, not yet written
+  Acknowledgments taken_;                   // of results that the sink has, not yet written
   std::uint64_t waiting_ = 0;               // results that were there before, still to come
   std::uint64_t others_ = 0;                // results that are not ours
   Clock::time_point arrived_;               // the last result
