@@ -122,6 +122,20 @@ def test_a_palette_is_a_mode_of_its_own() -> None:
     assert image.resize("50%").mode == "BGR"
 
 
+def test_a_palette_that_is_translucent_keeps_its_alpha() -> None:
+    picture = PIL.Image.frombytes("P", (5, 3), bytes(range(5)) * 3)
+    picture.putpalette([value for index in range(5) for value in (10 * index, 20 + index, 200 - index)])
+    file = io.BytesIO()
+    picture.save(file, "png", transparency=bytes([0, 1, 100, 254, 255]))
+    image = Image.open(file.getvalue())
+    assert image.mode == "P"
+    assert image.palette is not None and [entry[3] for entry in image.palette[:5]] == [0, 1, 100, 254, 255]
+    shown = np.asarray(image.rgb())
+    assert shown.shape == (3, 5, 4)
+    assert shown[2].tolist() == [[10 * index, 20 + index, 200 - index, alpha]
+                                 for index, alpha in enumerate([0, 1, 100, 254, 255])]
+
+
 @pytest.mark.parametrize("bits", [1, 4])
 def test_few_bits_become_eight(bits: int, tmp_path: pathlib.Path) -> None:
     gray = np.arange(0, 17 * 5, dtype=np.uint8).reshape(5, 17) % (1 << bits)

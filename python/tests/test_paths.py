@@ -127,6 +127,17 @@ def test_what_is_not_finite_hits_nothing() -> None:
     assert tovkit.distance("", [(0, 0)]) == [math.inf]
 
 
+def test_the_largest_float_is_a_place_and_what_is_beyond_it_is_none() -> None:
+    most = float(np.finfo(np.float32).max)
+    points = [(most, 0), (-most, 0), (math.nextafter(most, math.inf), 0), (0, -math.nextafter(most, math.inf))]
+    wanted = [most, most, math.inf, math.inf]
+    assert tovkit.distance("M 0 0 L 10 0", points) == wanted
+    assert tovkit.distance("M 0 0 L 10 0", np.array(points)).tolist() == wanted
+    apart = np.zeros((4, 3))
+    apart[:, ::2] = points
+    assert tovkit.distance("M 0 0 L 10 0", apart[:, ::2]).tolist() == wanted
+
+
 @pytest.mark.parametrize("points", [np.zeros(4), np.zeros((2, 3)), np.zeros((2, 2, 1)), np.zeros((2, 2), complex),
                                     np.zeros((2, 2), ">f8"), np.zeros((2, 2), object), np.zeros((2, 2), "U1"),
                                     np.zeros((2, 2), np.float16), [(1, 2, 3)], [()],

@@ -181,7 +181,7 @@ TEST(RunTree, ChildrenThatOutliveTheProgramAreLeftAlone) {
 }
 
 // As a shell's `exec tovkit run` and `> >(tee log)` leave them behind.
-TEST(RunTree, ChildrenOfTheProcessThatBecameTheCommandAreLeftAlone) {
+void ExpectOwnChildToStay(const char* killAfter) {
   int ready[2];
   ASSERT_EQ(pipe(ready), 0);
   const pid_t command = fork();
@@ -191,8 +191,8 @@ TEST(RunTree, ChildrenOfTheProcessThatBecameTheCommandAreLeftAlone) {
       for (;;) pause();
     }
     if (write(ready[1], &other, sizeof other) != sizeof other) _exit(1);
-    execl(TOVKIT_COMMAND, TOVKIT_COMMAND, "run", "--timeout", "200ms", "--kill-after", "0", "--", "sleep",
-          "1000", nullptr);
+    execl(TOVKIT_COMMAND, TOVKIT_COMMAND, "run", "--timeout", "200ms", "--kill-after", killAfter, "--",
+          "sleep", "1000", nullptr);
     _exit(1);
   }
   pid_t other = 0;
@@ -205,6 +205,11 @@ TEST(RunTree, ChildrenOfTheProcessThatBecameTheCommandAreLeftAlone) {
   EXPECT_TRUE(IsThere(other));
   kill(other, SIGKILL);
 }
+
+TEST(RunTree, ChildrenOfTheProcessThatBecameTheCommandAreLeftAlone) { ExpectOwnChildToStay("0"); }
+
+// Whoever waited for them too would wait for an hour.
+TEST(RunTree, ChildrenOfTheProcessThatBecameTheCommandAreNotWaitedFor) { ExpectOwnChildToStay("1h"); }
 
 TEST(RunTree, ABareNumberIsMilliseconds) {
   const auto start = Clock::now();

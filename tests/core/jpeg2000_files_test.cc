@@ -164,6 +164,19 @@ TEST(Jpeg2000Files, APictureMayHaveATileForEachPixel) {
   }
 }
 
+// The head of a tile takes 14 bytes: a file that has fewer for each tile is not even opened.
+TEST(Jpeg2000Files, AFileTooShortForItsTilesIsRefusedBeforeItIsDecoded) {
+  const std::string file = Store({{8}}, OPJ_CLRSPC_GRAY, OPJ_CODEC_J2K, 1);
+  constexpr std::size_t kLeast = std::size_t{14} * kWidth * kHeight;
+  ASSERT_GT(file.size(), kLeast);
+  const auto opens = [&file](std::size_t size) {
+    CoreMemoryInputStream in(file.data(), size);
+    return CoreCodecRegistry::Get().GetFactory().CreateDecoder(kCoreImageJpeg2000)->Open(&in, 0) != 0;
+  };
+  EXPECT_TRUE(opens(kLeast));
+  EXPECT_FALSE(opens(kLeast - 1));
+}
+
 // Each tile and each component of it has a price; a limit that pays for all is enough, and a byte less is
 // not.
 TEST(Jpeg2000Files, TheLimitPaysForSoManyTilesAndNoMore) {

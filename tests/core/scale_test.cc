@@ -88,6 +88,25 @@ TEST(RowReader, EveryBitmapInEveryLayout) {
   }
 }
 
+// One pixel alone, at every place of a row that is opaque and white otherwise.
+TEST(RowReader, APixelThatIsNotOpaqueIsSeenAtEveryPlace) {
+  constexpr int kWidth = 20;
+  for (int place = 0; place < kWidth; ++place) {
+    CoreDib dib;
+    ASSERT_TRUE(dib.Create(kWidth, 2, 32));
+    std::memset(dib.GetBuffer(), 255, dib.GetBufferSize());
+    const std::uint8_t translucent[] = {0, 100, 200, 254};
+    std::memcpy(dib.GetRow(0) + 4 * place, translucent, sizeof translucent);
+    for (const RowLayout layout : {RowLayout::kBgr, RowLayout::kRgb}) {
+      RowReader rows(dib, layout);
+      for (int y = 0; y < 2; ++y) {
+        const std::vector<std::uint8_t> expected = ExpectedRow(dib, layout, y);
+        ASSERT_EQ(std::memcmp(rows.Row(y), expected.data(), expected.size()), 0) << place << ", row " << y;
+      }
+    }
+  }
+}
+
 TEST(RowReader, RowsThatHaveTheLayoutAreNotCopied) {
   const struct {
     int bits;

@@ -141,6 +141,18 @@ int main(int argc, char**) { std::printf("%d", f(argc)); }
 """, self.folder)
         self.assertEqual((program.run(), program.outcomes()["a - 1"]), ("2", "0"))
 
+    def test_what_a_copy_is_warned_about_ends_no_compilation(self):
+        # A constant that is none any more changes its sign; the compiler's cache names the file in another way.
+        program = Program("""#include <cstdio>
+#line 3 "/elsewhere/copy.cc"
+namespace { struct Inner { unsigned long n; }; }
+struct Outer { Inner inner; };
+#line 6
+unsigned long f(const Outer& outer) { return outer.inner.n + 1; }
+int main() { std::printf("%lu", f({{4}})); }
+""", self.folder, ["-Wsign-conversion"])
+        self.assertEqual(program.run(), "5")
+
     def test_static_initializers_see_the_fault(self):
         program = Program("""#include <cstdio>
 int Start() { return 5; }
