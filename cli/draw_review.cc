@@ -86,9 +86,8 @@ void DrawReview::PrintNotes() const {
                             : options_.report == "-" ? ""
                                                      : "; " + options_.report + " tells all";
   for (const jobs::TextReview::Note& note : review_.Notes()) {
-    std::string text = note.first.what();
-    if (note.more != 0) text += " (and " + std::to_string(note.more) + " more" + where + ")";
-    PrintMessage(text);
+    PrintMessage(note.first,
+                 note.more == 0 ? "" : " (and " + std::to_string(note.more) + " more" + where + ")");
   }
 }
 

@@ -54,10 +54,17 @@ void PrintExcerpt(const jobs::Excerpt& excerpt) {
   std::fprintf(stderr, IsColored() ? "  %*s\033[31m^\033[0m\n" : "  %*s^\n", static_cast<int>(columns), "");
 }
 
+// A place is a name, in the bytes that files have it; what is said of it quotes texts, which are UTF-8.
+std::string LocalTextOf(const jobs::Error& error) {
+  return Printable(Shortened(error.place())) + ": " + PrintableUtf8(Shortened(error.text()));
+}
+
+void PrintLine(const std::string& printable) { std::fprintf(stderr, "tovkit: %s\n", printable.c_str()); }
+
 void PrintFindings(const FindingsError& findings) {
   for (std::size_t i = 0; i < findings.told.size(); ++i) {
     const jobs::Error& error = findings.told[i];
-    PrintMessage(error.what());
+    PrintMessage(error);
     // Once for all that is wrong in one place.
     const bool isLast = i + 1 == findings.told.size() || findings.told[i + 1].place() != error.place();
     if (isLast && error.excerpt()) PrintExcerpt(*error.excerpt());
@@ -67,8 +74,10 @@ void PrintFindings(const FindingsError& findings) {
 
 }  // namespace
 
-void PrintMessage(const std::string& text) {
-  std::fprintf(stderr, "tovkit: %s\n", Printable(Shortened(text)).c_str());
+void PrintMessage(const std::string& text) { PrintLine(Printable(Shortened(text))); }
+
+void PrintMessage(const jobs::Error& error, const std::string& more) {
+  PrintLine(LocalTextOf(error) + Printable(more));
 }
 
 void PrintMessage(const std::string& text, const jobs::Excerpt& excerpt) {
@@ -82,7 +91,7 @@ void PrintFailure(const std::exception_ptr& failure) {
   } catch (const FindingsError& e) {
     PrintFindings(e);
   } catch (const jobs::Error& e) {
-    PrintMessage(e.what());
+    PrintMessage(e);
     if (e.excerpt()) PrintExcerpt(*e.excerpt());
   } catch (const std::exception& e) {
     PrintMessage(e.what());

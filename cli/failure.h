@@ -9,11 +9,15 @@
 
 namespace cli {
 
-// Prints "tovkit: " and the text as one line on standard error, whatever it holds, so that a file name with a
-// line break cannot forge a second message.
+// Prints "tovkit: " and a local text as one line on standard error, whatever it holds, so that a file name
+// with a line break cannot forge a second message.
 void PrintMessage(const std::string& text);
 
-// Below it the line of a text with a caret beneath the place, as PrintFailure does.
+// The same of an error, whose place is local text and whose text is UTF-8, with `more` behind it, which is
+// local.
+void PrintMessage(const jobs::Error& error, const std::string& more = "");
+
+// Prints a local text, and below it the line of a text with a caret beneath the place, as PrintFailure does.
 void PrintMessage(const std::string& text, const jobs::Excerpt& excerpt);
 
 // Prints "tovkit: " and what() as one line. Below it the line of a text in which a job met an error, with a

@@ -4,9 +4,11 @@
 #include "text_output.h"
 
 #include <tovkit/util.h>
+#include <tovmx/text_codec.h>
 
 #include <algorithm>
 #include <cstdio>
+#include <cstring>
 #include <iterator>
 
 namespace cli {
@@ -35,6 +37,16 @@ constexpr Range kEscaped[] = {
     {0x110000, 0xFFFFFFFF},
 };
 
+bool LocalHoldsAll() {
+  static const bool all = std::strcmp(CoreTextCodec::LocalCodeset(), "UTF-8") == 0;
+  return all;
+}
+
+// Not to be asked of what IsEscaped.
+bool IsInLocal(wchar_t c) {
+  return static_cast<char32_t>(c) < 0x80 || LocalHoldsAll() || tovkit::WideToLocal(&c, 1) != "?";
+}
+
 std::wstring EscapeOf(wchar_t c) {
   const auto code = static_cast<char32_t>(c);
   constexpr std::wstring_view kShort = L"\t\n\r";
@@ -60,7 +72,7 @@ bool IsEscaped(wchar_t c) {
 std::wstring Printable(std::wstring_view text) {
   std::wstring printable;
   for (const wchar_t c : text) {
-    if (IsEscaped(c)) {
+    if (IsEscaped(c) || !IsInLocal(c)) {
       printable += EscapeOf(c);
     } else {
       printable += c;

@@ -33,7 +33,8 @@ struct JsonPlace {
 
 class Error : public std::runtime_error {
  public:
-  // `place` is the name of the input or output, with the element or line where that is known.
+  // `place` is the name of the input or output, with the element or line where that is known: the bytes of a
+  // file's name are those of the local codeset. `text` is UTF-8, since it quotes texts.
   Error(ErrorKind kind, std::string place, std::string text)
       : std::runtime_error(place + ": " + text),
         kind_(kind),

@@ -8,6 +8,8 @@
 #include "output.h"
 #include "terminal_observer.h"
 
+#include <tovkit/util.h>
+
 #include <cstdio>
 #include <memory>
 #include <string>
@@ -46,7 +48,7 @@ std::string CheckTolerance(const std::string& text) {
 
 jobs::HitJob JobOf(const HitOptions& options) {
   jobs::HitJob job{JobInput(options.file)};
-  job.id = options.id;
+  job.id = tovkit::LocalToUtf8(options.id.c_str(), -1);  // as in the file
   job.tolerance = options.tolerance;
   job.fill = options.fill;
   return job;

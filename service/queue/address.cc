@@ -4,8 +4,7 @@
 
 #include "jobs/error.h"
 #include "jobs/folder.h"
-
-#include <amqp.h>
+#include "rabbitmq.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>

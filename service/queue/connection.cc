@@ -8,12 +8,10 @@
 // behind each.
 #include "connection.h"
 
+#include "rabbitmq.h"
+
 #include <tovkit/util.h>
 
-#include <amqp.h>
-#include <amqp_framing.h>
-#include <amqp_ssl_socket.h>
-#include <amqp_tcp_socket.h>
 #include <openssl/err.h>
 #include <openssl/ssl.h>
 #include <sys/time.h>

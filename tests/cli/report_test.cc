@@ -171,16 +171,16 @@ TEST_F(Report, WhatHidesInNamesIsShownOnATerminal) {
 TEST_F(Report, WhatIsWrongWithALineWithoutAFileHasNoPlace) {
   const std::vector<std::string> arguments = {"draw",         "--text", "\uE123",     "--font-name",
                                               "No Such Font", "-o",     Path("b.png")};
-  const auto run = [&arguments](const std::string& option) {
+  const auto run = [&arguments](const std::vector<std::string>& options) {
     std::vector<std::string> all = arguments;
-    all.push_back(option);
-    return RunCommand(all);
+    all.insert(all.end(), options.begin(), options.end());
+    return RunCommand(all, "", {{"LC_ALL", "C.UTF-8"}});
   };
-  const CommandResult strict = run("--strict=glyphs");
+  const CommandResult strict = run({"--strict=glyphs"});
   EXPECT_EQ(strict.status, 1);
   EXPECT_EQ(strict.err, "tovkit: --text: no font has U+E123 PRIVATE USE CHARACTER\n");
-  EXPECT_TRUE(Has(RunCommand(arguments).err, "tovkit: --text: the font \"No Such Font\" is not installed"));
-  const SharedPtr<JsonValue> report = Line(run("--report").out);
+  EXPECT_TRUE(Has(run({}).err, "tovkit: --text: the font \"No Such Font\" is not installed"));
+  const SharedPtr<JsonValue> report = Line(run({"--report"}).out);
   EXPECT_STREQ(report->GetMemberString("file", ""), "--text");
   EXPECT_FALSE(report->HasMember("line"));
 }
@@ -275,7 +275,8 @@ TEST_F(Report, TheLimitBoundsEveryList) {
 TEST_F(Report, BytesThatAreNoTextAreStillJson) {
   const std::string name = Path("\xFF.json");
   std::ofstream(name, std::ios::binary) << "{\"Content\": \"a\xFF\xED\xA0\x80\", \"k\xFE\": 1}";
-  const CommandResult result = RunCommand({"draw", name, "-o", Path("a.png"), "--report"});
+  const CommandResult result =
+      RunCommand({"draw", name, "-o", Path("a.png"), "--report"}, "", {{"LC_ALL", "C.UTF-8"}});
   EXPECT_EQ(result.status, 0) << result.err;
   ASSERT_TRUE(Line(result.out));
   EXPECT_TRUE(Has(result.out, "\xEF\xBF\xBD.json"));
