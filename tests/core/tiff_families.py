@@ -68,10 +68,12 @@ def lzw(data):
 
 
 def packbits(data):
+    """Without any runs."""
     return b"".join(bytes([len(data[at:at + 128]) - 1]) + data[at:at + 128] for at in range(0, len(data), 128))
 
 
-SQUEEZE = {PLAIN: bytes, LZW: lzw, DEFLATE: zlib.compress, PACKBITS: packbits}
+SQUEEZE = {PLAIN: b"".join, LZW: lambda rows: lzw(b"".join(rows)), DEFLATE: lambda rows: zlib.compress(b"".join(rows)),
+           PACKBITS: lambda rows: b"".join(map(packbits, rows))}  # in which each row begins anew
 
 
 def tiff(pages, order="<", big=False):
@@ -132,12 +134,11 @@ def page(photometric, bits, samples, order="<", kind=WHOLE, planes=False, tiles=
         channels = [plane] if planes else range(samples)
         for top in range(0, HEIGHT, height):
             lines = height if tiles else min(height, HEIGHT - top)
-            block = SQUEEZE[squeeze](b"".join(
-                packed([sample(x, y, c) for x in range(width) for c in channels], bits, kind, order)
-                for y in range(top, top + lines)))
+            block = SQUEEZE[squeeze]([packed([sample(x, y, c) for x in range(width) for c in channels], bits, kind, order)
+                                      for y in range(top, top + lines)])
             blocks.append(bytes(int(format(byte, "08b")[::-1], 2) for byte in block) if reverse else block)
-    tags = {256: (SHORT, [WIDTH]), 257: (SHORT, [HEIGHT]), 258: (SHORT, [bits] * min(samples, 8)), 259: (SHORT, [squeeze]),
-            262: (SHORT, [photometric]), 277: (SHORT, [samples])}
+    tags = {256: (SHORT, [WIDTH]), 257: (SHORT, [HEIGHT]), 258: (SHORT, [bits] * (samples if samples < 9 else 1)),
+            259: (SHORT, [squeeze]), 262: (SHORT, [photometric]), 277: (SHORT, [samples])}
     if tiles:
         tags.update({322: (SHORT, [TILE]), 323: (SHORT, [TILE])})
     else:
@@ -145,7 +146,7 @@ def page(photometric, bits, samples, order="<", kind=WHOLE, planes=False, tiles=
     if planes:
         tags[284] = (SHORT, [2])
     if kind != WHOLE:
-        tags[339] = (SHORT, [kind] * min(samples, 8))
+        tags[339] = (SHORT, [kind] * samples)
     if extra:
         tags[338] = (SHORT, list(extra))
     if reverse:
