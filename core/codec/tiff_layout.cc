@@ -100,6 +100,7 @@ bool ReadTiffLayout(TIFF* tiff, TiffLayout& layout, DecodeReason& reason) {
   const auto height = Tag<std::uint32_t>(tiff, TIFFTAG_IMAGELENGTH, 0);
   if (width == 0 || height == 0) return false;
   if (width > INT_MAX || height > INT_MAX) return reason.OverLimit();
+  layout = {};
   layout.width = static_cast<int>(width);
   layout.height = static_cast<int>(height);
   layout.bits = Tag<std::uint16_t>(tiff, TIFFTAG_BITSPERSAMPLE, 1);
