@@ -52,7 +52,12 @@ T Tag(TIFF* tiff, std::uint32_t tag, T fallback) {
 void ReadAlpha(TIFF* tiff, TiffLayout& layout, int colorSamples) {
   std::uint16_t count = 0;
   std::uint16_t* kinds = nullptr;
-  if (TIFFGetField(tiff, TIFFTAG_EXTRASAMPLES, &count, &kinds) == 0 || kinds == nullptr) return;
+  if (TIFFGetField(tiff, TIFFTAG_EXTRASAMPLES, &count, &kinds) == 0 || kinds == nullptr) {
+    // Many writers forget to name it; a fifth ink is none.
+    if (layout.colors != TiffColors::kCmyk && layout.samples == colorSamples + 1)
+      layout.alphaSample = colorSamples;
+    return;
+  }
   for (int i = 0; i < count && colorSamples + i < layout.samples; ++i) {
     if (kinds[i] != EXTRASAMPLE_ASSOCALPHA && kinds[i] != EXTRASAMPLE_UNASSALPHA) continue;
     layout.alphaSample = colorSamples + i;
@@ -95,6 +100,7 @@ bool ReadTiffLayout(TIFF* tiff, TiffLayout& layout, DecodeReason& reason) {
   const auto height = Tag<std::uint32_t>(tiff, TIFFTAG_IMAGELENGTH, 0);
   if (width == 0 || height == 0) return false;
   if (width > INT_MAX || height > INT_MAX) return reason.OverLimit();
+  layout = {};
   layout.width = static_cast<int>(width);
   layout.height = static_cast<int>(height);
   layout.bits = Tag<std::uint16_t>(tiff, TIFFTAG_BITSPERSAMPLE, 1);

@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: MIT
-"""all.py BUILD --minutes N: every fuzz target for some minutes, as many at once as there are processors.
+"""all.py BUILD HOME --minutes N: every fuzz target for some minutes, as many at once as there are processors.
 
-The minutes are those of the whole run. Decoders of pictures have two thirds of them. A target that fails is started anew
+BUILD holds the targets, HOME what they find: corpus, findings and totals.md, the table that is printed at the end. The minutes are those of the whole run. Decoders of pictures have two thirds of them. A target that fails is started anew
 until its time is up, so that one finding hides no others. Exits with 1 when there are findings.
 """
 import argparse
@@ -28,11 +28,11 @@ def seconds_each(names, minutes, processors):
             **{name: total * ((1 - share) or 1.0) / len(others) for name in others}}
 
 
-def fuzz(build, name, seconds):
+def fuzz(build, home, name, seconds):
     """Executions of a target in so many seconds."""
-    kept, found = build / "corpus" / name, build / "findings"
+    kept, found = home / "corpus" / name, home / "findings"
     kept.mkdir(parents=True, exist_ok=True)
-    found.mkdir(exist_ok=True)
+    found.mkdir(parents=True, exist_ok=True)
     done, end = 0, time.monotonic() + seconds
     for turn in range(MOST_STARTS):
         left = int(end - time.monotonic())
@@ -49,29 +49,30 @@ def fuzz(build, name, seconds):
     return done
 
 
-def table(build, totals):
+def table(home, totals):
     yield "| target | executions | inputs kept | findings |"
     yield "|---|---:|---:|---:|"
     for name, done in sorted(totals.items()):
-        found = targets.findings(build / "findings", name)
-        yield f"| {name} | {done:,} | {len(list((build / 'corpus' / name).iterdir())):,} | {len(found)} |"
+        found = targets.findings(home / "findings", name)
+        yield f"| {name} | {done:,} | {len(list((home / 'corpus' / name).iterdir())):,} | {len(found)} |"
     yield f"| all | {sum(totals.values()):,} | | |"
 
 
 def main():
     parser = argparse.ArgumentParser(description=__doc__)
     parser.add_argument("build", type=pathlib.Path)
+    parser.add_argument("home", type=pathlib.Path)
     parser.add_argument("--minutes", type=float, required=True)
     options = parser.parse_args()
-    build, processors = options.build.resolve(), os.cpu_count()
+    build, home, processors = options.build.resolve(), options.home.resolve(), os.cpu_count()
     each = seconds_each(targets.names(), options.minutes, processors)
     with concurrent.futures.ThreadPoolExecutor(processors) as pool:
-        runs = {name: pool.submit(fuzz, build, name, seconds) for name, seconds in each.items()}
+        runs = {name: pool.submit(fuzz, build, home, name, seconds) for name, seconds in each.items()}
         totals = {name: run.result() for name, run in runs.items()}
-    text = "\n".join(table(build, totals)) + "\n"
-    (build / "totals.md").write_text(text, encoding="utf-8")
+    text = "\n".join(table(home, totals)) + "\n"
+    (home / "totals.md").write_text(text, encoding="utf-8")
     print(text, end="")
-    return 1 if any(targets.findings(build / "findings", name) for name in totals) else 0
+    return 1 if any(targets.findings(home / "findings", name) for name in totals) else 0
 
 
 if __name__ == "__main__":

@@ -99,6 +99,7 @@ void PutSample(std::string& bytes, const Form& form, int sample, int x, int y) {
   Put(bytes, static_cast<std::size_t>(std::clamp(static_cast<int>(value) * 257 + off, 0, 65535)), 2);
 }
 
+// `more` takes the place of what the form says; a tag without numbers is left out.
 std::string Store(const Form& form, std::map<int, Numbers> more = {}) {
   const int tileWidth = form.tiles ? kTile : kWidth;
   const int tileHeight = form.tiles ? kTile : kHeight;
@@ -129,7 +130,10 @@ std::string Store(const Form& form, std::map<int, Numbers> more = {}) {
   if (!form.tiles) tags[kRowsTag] = {kHeight};
   tags[form.tiles ? kTilesTag : kStripsTag] = places;
   tags[form.tiles ? kTileBytesTag : kStripBytesTag] = sizes;
-  for (const auto& [tag, numbers] : more) tags[tag] = numbers;
+  for (const auto& [tag, numbers] : more) {
+    tags[tag] = numbers;
+    if (numbers.empty()) tags.erase(tag);
+  }
   return TiffOf(tags, form.tiles ? kTilesTag : kStripsTag, pixels);
 }
 
@@ -264,6 +268,28 @@ TEST(TiffForms, AKindOfASampleThatIsNotThereIsNone) {
     const auto bitmap = image::Decode(Store(form, {{kExtraTag, kinds}}), 0, 0, 0, &info);
     EXPECT_EQ(Mismatch(form, bitmap.get()), "") << form.Name();
     EXPECT_EQ(info.bitsPerPixel, form.Colors() == 1 ? 8 : 24) << form.Name();
+  }
+}
+
+// As other programs read a file that forgets to say what its samples are.
+TEST(TiffForms, ASingleSampleOfNoKindIsAlpha) {
+  for (const int photometric : {kWhiteIsZero, kBlackIsZero, kRgb}) {
+    for (const int bits : {8, 16}) {
+      for (const bool planes : {false, true}) {
+        for (const bool tiles : {false, true}) {
+          const Form form{photometric, bits, {kStraight}, planes, tiles};
+          CoreImageInfo info;
+          const auto bitmap = image::Decode(Store(form, {{kExtraTag, {}}}), 0, 0, 0, &info);
+          EXPECT_EQ(Mismatch(form, bitmap.get()), "") << form.Name();
+          EXPECT_EQ(info.bitsPerPixel, 32) << form.Name();
+        }
+      }
+    }
+  }
+  for (const Form& form : {Form{kRgb, 8, {kUnspecified, kUnspecified}, false, false},
+                           Form{kBlackIsZero, 8, {kUnspecified, kUnspecified}, false, false},
+                           Form{kInks, 8, {kUnspecified}, false, false}}) {
+    EXPECT_EQ(Mismatch(form, image::Decode(Store(form, {{kExtraTag, {}}})).get()), "") << form.Name();
   }
 }
 

@@ -40,6 +40,26 @@ TEST_F(TiffPages, PagesOfEveryDepthComeBackInOrder) {
   EXPECT_EQ(image::ReadFile(folder_ + "/errors"), "");
 }
 
+TEST_F(TiffPages, APageHasNothingOfThePagesBeforeIt) {
+  CoreTiffPages pages;
+  std::vector<CoreDib> pictures;
+  for (const int bits : {24, 32, 24, 8, 32, 1, 24}) {
+    pictures.push_back(image::MakePicture(20, 15, bits));
+    ASSERT_TRUE(pages.Add(&pictures.back()));
+  }
+  const std::string file = Written(pages);
+  CoreMemoryInputStream in(file.data(), file.size());
+  const auto decoder = CoreCodecRegistry::Get().GetFactory().CreateDecoder(kCoreImageTiff);
+  ASSERT_EQ(decoder->Open(&in, kCoreOpenReadAhead), 1u);
+  for (const int page : {0, 1, 2, 3, 4, 5, 6, 4, 2, 1, 0}) {
+    const CoreDib& picture = pictures[static_cast<std::size_t>(page)];
+    const auto back = decoder->GetBitmap(page, 0, 0);
+    ASSERT_NE(back, nullptr) << page;
+    EXPECT_EQ(back->GetBitsPerPixel(), picture.GetBitsPerPixel()) << page;
+    EXPECT_EQ(image::Difference(picture, *back), "") << page;
+  }
+}
+
 // 42 and 43 are the marks of the two forms.
 TEST_F(TiffPages, WhatMayNotFitFourGigabytesBecomesABigTiff) {
   constexpr std::uint64_t kMost = std::uint64_t{3} << 30;

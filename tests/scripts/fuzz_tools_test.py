@@ -32,6 +32,7 @@ class ToolsTest(unittest.TestCase):
         self.addCleanup(scratch.cleanup)
         self.top = pathlib.Path(scratch.name)
         self.build, self.seeds = self.top / "build", self.top / "corpus"
+        self.home = self.top / "home"
         for name in ("decode_x", "other"):
             (self.seeds / name).mkdir(parents=True)
             (self.seeds / name / "seed").write_text("seed")
@@ -56,13 +57,14 @@ class ToolsTest(unittest.TestCase):
         self.assertEqual(targets.executions("#9 NEW\nDone 12 runs in 1 s\nstat::number_of_executed_units: 12\n"), 12)
 
     def test_a_finding_does_not_end_a_target(self):
-        done = run_all.fuzz(self.build, "other", 5)
+        done = run_all.fuzz(self.build, self.home, "other", 5)
         self.assertEqual(done, 107)
-        self.assertEqual(targets.findings(self.build / "findings", "other"), ["other-crash-0"])
-        self.assertIn("| other | 107 | 1 | 1 |", list(run_all.table(self.build, {"other": done})))
+        self.assertEqual(targets.findings(self.home / "findings", "other"), ["other-crash-0"])
+        self.assertFalse((self.build / "corpus").exists(), "what is found belongs to the home of all builds")
+        self.assertIn("| other | 107 | 1 | 1 |", list(run_all.table(self.home, {"other": done})))
 
     def test_the_smallest_inputs_are_kept_within_the_room(self):
-        run_all.fuzz(self.build, "other", 5)
+        run_all.fuzz(self.build, self.build, "other", 5)
         with tempfile.TemporaryDirectory() as scratch:
             new = keep.merged(self.build, "other", scratch)
             self.assertEqual([path.name for path in new], ["found"])
@@ -92,7 +94,7 @@ class ToolsTest(unittest.TestCase):
     def test_wrong_words_are_usage(self):
         script = pathlib.Path(__file__).resolve().parents[2] / "scripts/fuzz"
         for words in ([], ["--all"], ["--all", "--minutes", "0"], ["json"], ["json", "x"], ["none", "5"], ["--keep", "none"],
-                      ["--forms", "x"], ["--coverage", "x"]):
+                      ["--forms", "x"], ["--coverage", "x"], ["--plain"], ["--plain", "--keep"], ["--plain", "json"]):
             done = subprocess.run([script, *words], capture_output=True, text=True, check=False)
             self.assertEqual((done.returncode, done.stderr[:6]), (2, "usage:"), words)
 
