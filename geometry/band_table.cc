@@ -71,6 +71,46 @@ void BandTable::SortBands() {
   for (std::size_t band = 0; band < bands_.size(); ++band) bands_[band] = BandFrom(band);
 }
 
+// Of two holes the second is none: yes holds there as well then, for less.
+void BandTable::Limits::Add(const Limits& other) {
+  yes = std::min(yes, other.yes);
+  no = std::max(no, other.no);
+  if (std::isnan(other.hole)) return;
+  if (std::isnan(hole)) {
+    hole = other.hole;
+    yesInHole = other.yesInHole;
+  } else if (hole == other.hole) {
+    yesInHole = std::min(yesInHole, other.yesInHole);
+  } else {
+    yes = std::min(yes, other.yesInHole);
+  }
+}
+
+BandTable::Limits BandTable::Between(float from, float to) const {
+  Limits limits;
+  const std::size_t last = BandOf(to);
+  for (std::size_t i = BandOf(from); i <= last; ++i) {
+    const Band& band = bands_[i];
+    Limits own;
+    own.no = band.asked;
+    const auto add = [&own](float bound) {
+      own.yes = std::min(own.yes, bound);
+      own.no = std::max(own.no, bound);
+    };
+    if (from < band.split) add(band.bounds[0]);
+    if (to > band.split) add(band.bounds[2]);
+    if (from <= band.split && band.split <= to) {
+      own.no = std::max(own.no, band.bounds[1]);
+      if (band.bounds[1] < own.yes) {
+        own.hole = band.split;
+        own.yesInHole = band.bounds[1];
+      }
+    }
+    limits.Add(own);
+  }
+  return limits;
+}
+
 // The place where the answers change is an end of a range within the band, or its neighbor.
 BandTable::Band BandTable::BandFrom(std::size_t number) const {
   const BandEntry* const first = entries_.data() + starts_[number];
@@ -100,8 +140,9 @@ BandTable::Band BandTable::BandFrom(std::size_t number) const {
   }
   for (const BandEntry* entry = first; entry != last; ++entry) {
     if (isAsked(*entry)) continue;
-    const bool holds[] = {!Begins(*entry, number), entry->from <= band.split && band.split <= entry->to,
-                          !Ends(*entry, number)};
+    const bool begins = Begins(*entry, number), ends = Ends(*entry, number);
+    const bool holds[] = {
+        !begins, (!begins && !ends) || (entry->from <= band.split && band.split <= entry->to), !ends};
     for (int place = 0; place < 3; ++place) {
       if (holds[place]) band.bounds[place] = std::max(band.bounds[place], entry->bound);
     }

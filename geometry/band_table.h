@@ -36,6 +36,7 @@ class FourTables;
 class BandTable {
  public:
   enum class Answer { kNo, kYes, kAsk };
+  static constexpr float kNowhere = -std::numeric_limits<float>::infinity();
 
   // Bands of equal width between `low` and `high`, as many as give each entry some seven places.
   void Build(const std::vector<BandEntry>& entries, float low, float high);
@@ -48,6 +49,21 @@ class BandTable {
     if (across < band.bounds[place]) return Answer::kYes;
     return across < band.asked ? Answer::kAsk : Answer::kNo;
   }
+
+  // What holds for every `along` in a range: yes for those across that are less than `yes`, no for those that
+  // are not less than `no`. Where there is a `hole`, which is not NaN, yes holds for `along` that is not
+  // exactly that.
+  struct Limits {
+    float yes = -kNowhere;
+    float no = kNowhere;
+    float hole = std::numeric_limits<float>::quiet_NaN();
+    float yesInHole = -kNowhere;
+
+    // Those of both ranges.
+    void Add(const Limits& other);
+  };
+  // Those from `from` to `to`, which may be infinite.
+  Limits Between(float from, float to) const;
 
   // The answer in any case. `ask` takes a segment.
   template <typename Ask>
@@ -65,7 +81,6 @@ class BandTable {
 
  private:
   friend class FourTables;
-  static constexpr float kNowhere = -std::numeric_limits<float>::infinity();
 
   struct Band {
     float split = 0;                                   // where the answers change

@@ -11,8 +11,7 @@ namespace tovkit {
 namespace {
 
 constexpr std::size_t kLargestSide = 512;
-constexpr double kPlacesOfStick = 8;      // on the average, at most
-constexpr double kRowOverlap = 1.0 / 64;  // of a row: more than rounding moves a point
+constexpr double kPlacesOfStick = 8;  // on the average, at most
 constexpr float kInfinity = std::numeric_limits<float>::infinity();
 
 // The places of all sticks in a grid of side * side cells are about
@@ -53,9 +52,9 @@ void NearGrid::ForEachCell(const Stick& stick, const Visit& visit) const {
       const auto edge = [&](double rows) {
         return static_cast<double>(low_.y) + rows / static_cast<double>(scale_.y);
       };
-      const double enter = atRow(row == 0 ? lowY : edge(static_cast<double>(row) - kRowOverlap) - reach);
+      const double enter = atRow(row == 0 ? lowY : edge(static_cast<double>(row) - kOverlap) - reach);
       const double leave =
-          atRow(row + 1 == side_ ? highY : edge(static_cast<double>(row) + 1 + kRowOverlap) + reach);
+          atRow(row + 1 == side_ ? highY : edge(static_cast<double>(row) + 1 + kOverlap) + reach);
       left = std::min(enter, leave);
       right = std::max(enter, leave);
     }

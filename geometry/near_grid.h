@@ -38,6 +38,22 @@ class NearGrid {
     return (int{IsWithin(x, y)} & int{starts_[cell] != starts_[cell + 1]}) != 0;
   }
 
+  // Calls visit(low, high) for boxes that together hold every point whose cell has sticks.
+  template <typename Visit>
+  void ForEachBox(const Visit& visit) const {
+    const auto edge = [](float low, float scale, double cells) {
+      return static_cast<double>(low) + cells / static_cast<double>(scale);
+    };
+    for (std::size_t cell = 0; cell < side_ * side_; ++cell) {
+      if (starts_[cell] == starts_[cell + 1]) continue;
+      const auto row = static_cast<double>(cell / side_), column = static_cast<double>(cell % side_);
+      visit(CorePointF{Below(edge(low_.x, scale_.x, column - kOverlap)),
+                       Below(edge(low_.y, scale_.y, row - kOverlap))},
+            CorePointF{Above(edge(low_.x, scale_.x, column + 1 + kOverlap)),
+                       Above(edge(low_.y, scale_.y, row + 1 + kOverlap))});
+    }
+  }
+
   // Whether one of the sticks near (x, y) says yes; both are finite. `ask` takes a segment, and whether the
   // point is within `tolerance` of one of its samples.
   template <typename Ask>
@@ -60,6 +76,8 @@ class NearGrid {
   }
 
  private:
+  static constexpr double kOverlap = 1.0 / 64;  // of a cell: more than rounding moves a point
+
   // A stick as it is asked: where it starts and goes, 1 over the square of its length, the square of its
   // reach.
   struct Near {

@@ -234,6 +234,15 @@ PreparedPath::PreparedPath(const CorePath& path, float tolerance, bool testFill,
     levels_[axis].Build(parts.levels[axis], parts.box.low[axis], parts.box.high[axis]);
   hasLevels_ = !parts.levels[0].empty() || !parts.levels[1].empty();
   near_.Build(parts.sticks);
+  const Box& box = parts.box;
+  cells_.Build({rays_,
+                parts.levels,
+                near_,
+                testFill_,
+                unusual_.empty(),
+                {box.low[0], box.low[1]},
+                {box.high[0], box.high[1]}},
+               count);
 }
 
 void PreparedPath::Prepare(int index, Parts& parts) {
@@ -392,17 +401,19 @@ void PreparedPath::Test(const CorePointF* points, std::size_t count, bool* hits)
 }
 
 void PreparedPath::TestBlock(const CorePointF* points, std::size_t count, bool* hits) const {
-  std::uint16_t outside[kBlock] = {}, near[kBlock] = {}, asked[kBlock] = {};
+  std::uint16_t open[kBlock] = {}, outside[kBlock] = {}, near[kBlock] = {}, asked[kBlock] = {};
+  const std::size_t opens = cells_.Answer(points, count, hits, open);
   std::size_t outsides = 0, nears = 0, asks = 0;
   const int fill = int{testFill_}, asksAlways = int{testFill_ && !unusual_.empty()};
-  for (std::size_t i = 0; i < count; ++i) {
+  for (std::size_t k = 0; k < opens; ++k) {
+    const std::uint16_t i = open[k];
     const float x = points[i].x, y = points[i].y;
     const FourTables::Answers answers = LookInside(x, y);
     const int asking = (fill & int{answers.MayAllBeYes()} & int{answers.asks != 0}) | asksAlways |
                        int{!IsUsual(x)} | int{!IsUsual(y)};
     const int inside = fill & int{answers.yes == kEveryRay} & ~asking;
     hits[i] = inside != 0;
-    outside[outsides] = asked[asks] = static_cast<std::uint16_t>(i);
+    outside[outsides] = asked[asks] = i;
     outsides += static_cast<std::size_t>(1 & ~inside & ~asking);
     asks += static_cast<std::size_t>(asking);
   }

@@ -8,10 +8,12 @@
 //   rays_      for each ray, where it crosses what; of a curve exactly, from its samples
 //   near_      the segments near a point, which alone may be hit, but for
 //   levels_    lines that lie at exactly the point's x or y, or nearly so, which are hit from far away
+//   cells_     where all of this has one answer for every point
 //   unusual_   segments with numbers for which none of this is proven; every point is tested against them
 #pragma once
 
 #include "band_table.h"
+#include "cell_map.h"
 #include "curve_kernel.h"
 #include "four_tables.h"
 #include "hit_query.h"
@@ -77,6 +79,7 @@ class PreparedPath {
   BandTable levels_[2];  // by x, by y
   bool hasLevels_ = false;
   NearGrid near_;
+  CellMap cells_;
 };
 
 }  // namespace tovkit

@@ -30,9 +30,12 @@ constexpr int kDivisor = 20;
 constexpr int kDivisor = 1;
 #endif
 
-// So many that a path is prepared, and so many that its curves are looked at piece by piece.
+// So many that a path is prepared, so many that its curves are looked at piece by piece, and so many that
+// cells are known in which all points have one answer, few cells and as many as there may be.
 constexpr std::size_t kSome = 300;
 constexpr std::size_t kMany = 8192;
+constexpr std::size_t kForCells = 1 << 14;
+constexpr std::size_t kForMostCells = 1 << 18;
 
 std::vector<bool> Answers(const std::vector<CorePointF>& points, float tolerance, const CorePath& path,
                           bool fill) {
@@ -186,6 +189,8 @@ TEST_P(ReferencePoints, SinglePointsInSmallPaths) { Compare(1, 800 / kDivisor, 3
 TEST_P(ReferencePoints, SomePointsInPathsOfAnySize) { Compare(2, 250 / kDivisor, 60, kSome); }
 TEST_P(ReferencePoints, ManyPointsInSmallPaths) { Compare(3, 60 / kDivisor, 3, kMany); }
 TEST_P(ReferencePoints, ManyPointsInPathsOfAnySize) { Compare(4, 20 / kDivisor + 1, 60, kMany); }
+TEST_P(ReferencePoints, PointsForCellsInSmallPaths) { Compare(5, 40 / kDivisor, 3, kForCells + 1); }
+TEST_P(ReferencePoints, PointsForCellsInPathsOfAnySize) { Compare(6, 20 / kDivisor + 1, 60, kForCells + 3); }
 
 INSTANTIATE_TEST_SUITE_P(Numbers, ReferencePoints,
                          testing::Values(Numbers::kOrdinary, Numbers::kGrid, Numbers::kTiny, Numbers::kHuge,
@@ -324,4 +329,41 @@ TEST(HitTestPoints, ThousandsOfCurves) {
   Agree(PointsFor(path, Numbers::kOrdinary, 0.1f, kMany, random), 0.1f, path, tally);
   EXPECT_GT(tally.hits, 500);
   EXPECT_GT(tally.misses, 500);
+}
+
+// Curves around the points, so that most cells are inside, but for points exactly level with one of their
+// samples.
+TEST(HitTestPoints, PointsInCellsAreHitButWhereARayPassesBetweenSamples) {
+  RandomPaths random(8);
+  for (const std::size_t count : {kForCells, 4 * kForCells, kForMostCells}) {
+    CorePath path;
+    const int curves = 12;
+    const auto onRing = [&](float part, float radius) {
+      return CorePointF{radius * std::cos(part * 6.2831853f), radius * std::sin(part * 6.2831853f)};
+    };
+    for (int i = 0; i <= curves; ++i) {
+      const auto at = [&](float part) {
+        return onRing((static_cast<float>(i) + part) / static_cast<float>(curves), 80 + 20 * random.Unit());
+      };
+      const CorePointF a = at(-0.66f), b = at(-0.33f), end = at(0);
+      i == 0 ? path.MoveTo(end.x, end.y) : path.CubicTo(a.x, a.y, b.x, b.y, end.x, end.y);
+    }
+    PlacesOn on{{}, random};
+    for (int i = 0; i < 30; ++i) CoreWalkPath(path.GetPoints(), path.GetPointCounter() + 1, on);
+    std::vector<CorePointF> points;
+    while (points.size() < count / (kDivisor > 1 ? 2 : 1)) {
+      CorePointF point = onRing(random.Unit(), 120 * random.Unit());
+      const CorePointF place = on.places[random.Below(static_cast<std::uint32_t>(on.places.size()))];
+      const int steps = static_cast<int>(random.Below(3)) - 1;
+      if (random.Below(3) == 0) point.x = Stepped(place.x, steps);
+      if (random.Below(3) == 0) point.y = Stepped(place.y, steps);
+      points.push_back(point);
+    }
+    for (const float tolerance : {0.0f, 1.5f, -1.0f}) {
+      Tally tally;
+      if (!Agree(points, tolerance, path, tally)) return;
+      EXPECT_GT(tally.hits, 500);
+      EXPECT_GT(tally.misses, 500);
+    }
+  }
 }
