@@ -86,6 +86,41 @@ bool ReadRows(TIFF* tiff, const TiffLayout& layout, CoreDib& bitmap, DecodeReaso
   return true;
 }
 
+// How many rows are read at once, a strip of them; 0 when rows are read one by one. A run of PackBits may go
+// on in the next row, though it should not: row by row the library loses what is behind. Strips beyond the
+// limit are read by row all the same.
+std::uint32_t RowsOfWholeStrips(TIFF* tiff, const TiffLayout& layout) {
+  std::uint16_t compression = COMPRESSION_NONE;
+  std::uint32_t rows = 0;
+  TIFFGetFieldDefaulted(tiff, TIFFTAG_COMPRESSION, &compression);
+  TIFFGetFieldDefaulted(tiff, TIFFTAG_ROWSPERSTRIP, &rows);
+  rows = std::min(rows, static_cast<std::uint32_t>(layout.height));
+  const auto rowBytes = static_cast<std::uint64_t>(std::max<tmsize_t>(0, TIFFScanlineSize(tiff)));
+  if (compression != COMPRESSION_PACKBITS || rows == 0 || rowBytes > PixelLimit() / rows) return 0;
+  const bool fits = FitsPixelLimit(layout.width, layout.height, layout.BitmapBits(),
+                                   rowBytes * rows + Spans::ExtraBytes(layout, layout.width));
+  return fits ? rows : 0;
+}
+
+bool ReadStrips(TIFF* tiff, const TiffLayout& layout, std::uint32_t stripRows, CoreDib& bitmap) {
+  const auto height = static_cast<std::uint32_t>(layout.height);
+  const auto rowBytes = static_cast<std::size_t>(TIFFScanlineSize(tiff));
+  if (rowBytes < layout.RowBytes(layout.width)) return false;
+  Spans spans(layout, layout.width, bitmap);
+  std::vector<std::uint8_t> strip(rowBytes * stripRows);
+  for (int plane = 0; plane < PlanesOf(layout); ++plane) {
+    for (std::uint32_t top = 0; top < height; top += stripRows) {
+      const std::uint32_t rows = std::min(stripRows, height - top);
+      const std::uint32_t number = TIFFComputeStrip(tiff, top, static_cast<std::uint16_t>(plane));
+      if (TIFFReadEncodedStrip(tiff, number, strip.data(), static_cast<tmsize_t>(rowBytes * rows)) < 0)
+        return false;
+      for (std::uint32_t y = 0; y < rows; ++y)
+        spans.Store(strip.data() + y * rowBytes, plane, 0, static_cast<int>(top + y), layout.width);
+    }
+  }
+  return true;
+}
+
 bool ReadTiles(TIFF* tiff, const TiffLayout& layout, CoreDib& bitmap, DecodeReason& reason) {
   std::uint32_t tileWidth = 0;
   std::uint32_t tileHeight = 0;
@@ -179,6 +214,8 @@ bool ReadPixels(TIFF* tiff, const TiffLayout& layout, CoreDib& bitmap, DecodeRea
   if (!IsReadable(tiff, layout, reason)) return false;
   if (layout.colors == TiffColors::kOther) return ReadOther(tiff, layout, bitmap, reason);
   if (layout.tiled) return ReadTiles(tiff, layout, bitmap, reason);
+  if (const std::uint32_t rows = RowsOfWholeStrips(tiff, layout))
+    return ReadStrips(tiff, layout, rows, bitmap);
   const auto rowBytes = static_cast<std::size_t>(std::max<tmsize_t>(0, TIFFScanlineSize(tiff)));
   if (layout.RowsFitBitmap() && rowBytes <= static_cast<std::size_t>(bitmap.GetStride()))
     return ReadInPlace(tiff, layout, bitmap);

@@ -2,7 +2,7 @@
 """keep.py BUILD [TARGET...]: adds to fuzz/corpus what the runs have found, as few and small inputs as reach as much.
 
 libFuzzer's own merge leaves out what the seeds reach already and takes few inputs for the rest. Of these the smallest are
-taken until a target has 160 KiB of kept inputs; they have the name that libFuzzer gives them, the SHA-1 of their bytes.
+taken until a target has 192 KiB of kept inputs; they have the name that libFuzzer gives them, the SHA-1 of their bytes.
 """
 import argparse
 import pathlib
@@ -13,7 +13,7 @@ import tempfile
 import targets
 
 MOST_EACH = 4 << 10
-MOST = 160 << 10  # bytes of one target's inputs, seeds that people have written included
+MOST = 192 << 10  # bytes of one target's inputs, seeds that people have written included
 
 
 def merged(build, name, scratch):

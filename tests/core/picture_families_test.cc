@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 #include <fstream>
 #include <memory>
@@ -119,6 +120,11 @@ Reading Read(const Member& member, CoreImageFormat format) {
     EXPECT_EQ(reading.bitmap->GetWidth(), decoder->GetInfo().width) << member.name;
     EXPECT_EQ(reading.bitmap->GetHeight(), decoder->GetInfo().height) << member.name;
     EXPECT_EQ(reading.bitmap->GetBitsPerPixel(), decoder->GetInfo().bitsPerPixel) << member.name;
+    // Behind other pages it is the same.
+    for (int frame = std::min(decoder->GetInfo().frameCount, 3); --frame > 0;)
+      decoder->GetBitmap(frame, 0, 0);
+    const auto again = decoder->GetBitmap(0, 0, 0);
+    EXPECT_TRUE(again != nullptr && image::Difference(*reading.bitmap, *again).empty()) << member.name;
   }
   return reading;
 }

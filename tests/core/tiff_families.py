@@ -15,6 +15,7 @@ WIDTH, HEIGHT, TILE = 9, 5, 16
 WHITE_IS_ZERO, BLACK_IS_ZERO, RGB, PALETTE, INKS, YCBCR, LAB = 0, 1, 2, 3, 5, 6, 8
 WHOLE, SIGNED, REAL, COMPLEX = 1, 2, 3, 5
 PLAIN, OLD_JPEG, JPEG, LZW, DEFLATE, PACKBITS = 1, 6, 7, 5, 8, 32773
+ACROSS = -1  # PackBits with runs that go on in the next row
 
 SHORT, LONG, FRACTION, LONG8 = 3, 4, 5, 16
 SIZES = {SHORT: 2, LONG: 4, FRACTION: 8, LONG8: 8}
@@ -73,7 +74,7 @@ def packbits(data):
 
 
 SQUEEZE = {PLAIN: b"".join, LZW: lambda rows: lzw(b"".join(rows)), DEFLATE: lambda rows: zlib.compress(b"".join(rows)),
-           PACKBITS: lambda rows: b"".join(map(packbits, rows))}  # in which each row begins anew
+           PACKBITS: lambda rows: b"".join(map(packbits, rows)), ACROSS: lambda rows: packbits(b"".join(rows))}
 
 
 def tiff(pages, order="<", big=False):
@@ -138,7 +139,7 @@ def page(photometric, bits, samples, order="<", kind=WHOLE, planes=False, tiles=
                                       for y in range(top, top + lines)])
             blocks.append(bytes(int(format(byte, "08b")[::-1], 2) for byte in block) if reverse else block)
     tags = {256: (SHORT, [WIDTH]), 257: (SHORT, [HEIGHT]), 258: (SHORT, [bits] * (samples if samples < 9 else 1)),
-            259: (SHORT, [squeeze]), 262: (SHORT, [photometric]), 277: (SHORT, [samples])}
+            259: (SHORT, [PACKBITS if squeeze == ACROSS else squeeze]), 262: (SHORT, [photometric]), 277: (SHORT, [samples])}
     if tiles:
         tags.update({322: (SHORT, [TILE]), 323: (SHORT, [TILE])})
     else:
@@ -218,6 +219,10 @@ def forms():
     add("otherinks", INKS, 8, 4, more={332: (SHORT, [2])})
     for squeeze in (LZW, DEFLATE, PACKBITS):
         add(f"squeeze{squeeze}", RGB, 8, 3, squeeze=squeeze, rows=2)
+    for name, form in {"bilevel": (BLACK_IS_ZERO, 1, 1), "gray": (BLACK_IS_ZERO, 8, 1), "rgb": (RGB, 8, 3),
+                       "rgb16": (RGB, 16, 3)}.items():
+        add(f"{name}across", *form, squeeze=ACROSS, rows=3)
+    add("planesacross", RGB, 8, 3, squeeze=ACROSS, rows=3, planes=True)
     add("differences", RGB, 8, 3, squeeze=DEFLATE, more={317: (SHORT, [2])})
     add("reversed", BLACK_IS_ZERO, 1, 1, reverse=True)
     add("inches", RGB, 8, 3, more={282: (FRACTION, [300.0]), 283: (FRACTION, [150.5]), 296: (SHORT, [2])})
@@ -227,6 +232,8 @@ def forms():
     add("big", RGB, 8, 3, big=True)
     add("bigtiles", BLACK_IS_ZERO, 16, 1, big=True, order=">", tiles=True, squeeze=DEFLATE)
     made["pages"] = ([page(RGB, 8, 3), page(BLACK_IS_ZERO, 8, 1), page(PALETTE, 4, 1, more=colors(4))], "<", False)
+    made["mixed"] = ([page(RGB, 8, 4, extra=[1]), page(RGB, 8, 3), page(BLACK_IS_ZERO, 16, 2, extra=[2]), page(INKS, 8, 4),
+                      page(RGB, 16, 3, tiles=True, squeeze=DEFLATE)], "<", False)
     made["bigpages"] = ([page(BLACK_IS_ZERO, 1, 1, ">"), page(RGB, 16, 3, ">")], ">", True)
     thousands, _ = page(BLACK_IS_ZERO, 16, 4100, squeeze=DEFLATE, rows=1)
     made["thousands"] = ([({**thousands, 257: (SHORT, [1])}, [zlib.compress(bytes(WIDTH * 4100 * 2))])], "<", False)

@@ -293,6 +293,32 @@ TEST(TiffForms, ASingleSampleOfNoKindIsAlpha) {
   }
 }
 
+// A strip beside the bitmap would be beyond it.
+TEST(TiffForms, PackBitsIsReadRowByRowWhereTheLimitHasNoRoomForAStrip) {
+  constexpr unsigned kSide = 64;
+  std::string rows;
+  for (unsigned y = 0; y < kSide; ++y) rows += static_cast<char>(kSide - 1) + std::string(kSide, '\x55');
+  const std::string file = TiffOf({{256, {kSide}},
+                                   {257, {kSide}},
+                                   {kBitsTag, {8}},
+                                   {259, {32773}},
+                                   {kPhotometricTag, {kBlackIsZero}},
+                                   {kStripsTag, {0}},
+                                   {kSamplesTag, {1}},
+                                   {kRowsTag, {kSide}},
+                                   {kStripBytesTag, {static_cast<unsigned>(rows.size())}}},
+                                  kStripsTag, rows);
+  CoreCodecRegistry& registry = CoreCodecRegistry::Get();
+  const std::uint64_t usual = registry.GetPixelLimit();
+  for (const std::uint64_t limit : {kSide * kSide, 2 * kSide * kSide - 1, 2 * kSide * kSide}) {
+    registry.SetPixelLimit(limit);
+    const auto bitmap = image::Decode(file);
+    registry.SetPixelLimit(usual);
+    ASSERT_NE(bitmap, nullptr) << limit;
+    EXPECT_EQ(bitmap->GetArgb(kSide - 1, kSide - 1), 0xff555555) << limit;
+  }
+}
+
 TEST(TiffForms, AWidthBeyondAnIntIsOverTheLimit) {
   const std::string file = Store(kGrayForm, {{256, {0x80000000U}}});
   CoreMemoryInputStream in(file.data(), file.size());
