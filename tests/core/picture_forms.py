@@ -212,8 +212,9 @@ def tiff(forms):
         forms.by_magick(base, f"{'-type bilevel' if base == 'bilevel' else ''} -define quantum:polarity={polarity}", name())
     for base in ("alpha", "deepalpha", "grayalpha"):
         forms.by_magick(base, "-define tiff:alpha=unassociated", name())
-        # Colors that were multiplied by little alpha have lost most of their bits; at a quarter a step is 4.
-        forms.by_magick(base, "-channel A -evaluate max 25% +channel -define tiff:alpha=associated", name(), tolerance=4)
+        # Colors that were multiplied by little alpha have lost most of their bits. ImageMagick 7 multiplies alpha too, so
+        # that a quarter becomes a sixteenth, where a step is 16.
+        forms.by_magick(base, "-channel A -evaluate max 25% +channel -define tiff:alpha=associated", name(), tolerance=16)
     # What tiffcp makes of a few of these.
     run("convert base_rgb.miff in_rgb.tif; convert base_deep.miff in_deep.tif; convert base_gray.miff in_gray.tif;"
         "convert bilevel.pbm -compress none -type bilevel in_bilevel.tif;"
