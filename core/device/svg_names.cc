@@ -33,7 +33,8 @@ std::string_view NumberAt(std::string_view svg, std::size_t at, std::string_view
 
 std::string WithCountedNames(const std::string& text) {
   const std::string_view svg = text;
-  std::array<CountedName, 2> names = {{{"surface", {}}, {"image", {}}}};
+  // Pictures are "image" up to Cairo 1.16 and "source-" behind it.
+  std::array<CountedName, 3> names = {{{"surface", {}}, {"image", {}}, {"source-", {}}}};
   std::string counted;
   counted.reserve(svg.size());
   std::size_t done = 0;

@@ -21,8 +21,10 @@ def test_example_prints_what_it_should(name: str, tmp_path: pathlib.Path, source
     assert run.stdout == (EXAMPLES / f"{name}.out").read_text(encoding="utf-8")
     assert run.stderr == ""
     for picture in tmp_path.glob("python_*.png"):
-        shown = np.asarray(tovkit.Image.open(source / "docs" / "images" / picture.name))
-        assert np.array_equal(np.asarray(tovkit.Image.open(picture)), shown)
+        shown = np.asarray(tovkit.Image.open(source / "docs" / "images" / picture.name)).astype(int)
+        drawn = np.asarray(tovkit.Image.open(picture)).astype(int)
+        # Each release of the font libraries shades edges its own way. A page without its text differs by 10.
+        assert drawn.shape == shown.shape and np.abs(drawn - shown).mean() < 2
 
 
 def test_every_example_is_run() -> None:

@@ -55,7 +55,8 @@ def test_many_points_get_the_answers_of_the_job(fill: bool, tolerance: float) ->
     assert found.dtype == np.bool_ and found.tolist() == result.hits
     assert 0 < found.sum() < len(points)
     points = points[::7]
-    details = [tovkit.hit_detail(CURVES, point, tolerance, fill) for point in points.tolist()]
+    rows: Any = points.tolist()
+    details = [tovkit.hit_detail(CURVES, point, tolerance, fill) for point in rows]
     assert [detail.hit for detail in details] == found[::7].tolist()
     assert [detail.distance for detail in details] == tovkit.distance(CURVES, points).tolist()
 
@@ -103,10 +104,11 @@ def test_strides_and_orders_do_not_matter() -> None:
     wide[::2, ::4] = points
     for same in (np.asfortranarray(points), wide[::2, ::4], points[::-1][::-1], points[:, ::-1][:, ::-1]):
         assert np.array_equal(tovkit.hit_test(CURVES, same), wanted)
-    assert tovkit.hit_test(CURVES, points.tolist()) == wanted.tolist()
     assert tovkit.hit_test(CURVES, points.data) == wanted.tolist()
-    assert tovkit.hit_test(CURVES, iter(points)) == wanted.tolist()
-    assert tovkit.hit_test(CURVES, tuple(map(tuple, points))) == wanted.tolist()
+    rows: Any = points  # NumPy tells of its elements no more than that each may be a row or a number
+    assert tovkit.hit_test(CURVES, rows.tolist()) == wanted.tolist()
+    assert tovkit.hit_test(CURVES, iter(rows)) == wanted.tolist()
+    assert tovkit.hit_test(CURVES, tuple(map(tuple, rows))) == wanted.tolist()
 
 
 def test_no_points_are_no_answers() -> None:

@@ -1,4 +1,5 @@
 # SPDX-License-Identifier: MIT
+import sys
 from collections.abc import Iterator, Sequence
 from os import PathLike
 from types import TracebackType
@@ -16,7 +17,12 @@ __version__: str
 _Buffer = Union[bytes, bytearray, memoryview, npt.NDArray[Any], "Image"]
 _File = Union[str, PathLike[str], PathLike[bytes]]
 _Numbers = npt.NDArray[Union[np.floating[Any], np.integer[Any]]]
-_Pairs = Union[Sequence[Sequence[float]], Iterator[Sequence[float]], memoryview]
+# Newer checkers know what a view is of, and take a plain one for bytes.
+if sys.version_info >= (3, 13):
+    _View = memoryview[Any]
+else:
+    _View = memoryview
+_Pairs = Union[Sequence[Sequence[float]], Iterator[Sequence[float]], _View]
 _Rectangle = Union[tuple[int, int, int, int], Sequence[int]]
 
 class _Readable(Protocol):

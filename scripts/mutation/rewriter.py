@@ -5,6 +5,7 @@ Only bodies of functions are looked at. Left alone: what a macro expands to, con
 (template arguments, array bounds, case labels, static and constexpr variables, what is not evaluated), member
 initializers, and calls whose loss nobody can see.
 """
+import locale
 import re
 
 import clang.cindex as ci
@@ -31,6 +32,9 @@ REAL = re.compile(rb"[0-9.][0-9.'eE+-]*[fFlL]?")
 # Calls whose loss nobody can see: memory is only reserved, an argument list ends (which does nothing on x86-64).
 UNSEEN = re.compile(rb"(\.|->)(reserve|shrink_to_fit)\s*\(|^va_end\b")
 EMPTY_RESULTS = {b"0", b"nullptr", b"{}", b"false", b"true", b"std::nullopt", b'""', b"NULL", b"std::string()"}
+
+# libclang folds the case of its options as the locale does, and in Turkish i has another capital.
+locale.setlocale(locale.LC_CTYPE, "C.UTF-8")
 
 
 class Function:

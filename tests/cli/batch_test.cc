@@ -275,11 +275,11 @@ TEST_F(Batch, SchemasFitJobsAndResults) {
   std::ofstream(Path("check.py")) << R"(import json, sys, jsonschema
 folder, jobs, results, bad = sys.argv[1:]
 def validator(name):
-    return jsonschema.Draft202012Validator(json.load(open(f"{folder}/{name}.schema.json")))
+    return jsonschema.Draft202012Validator(json.load(open(f"{folder}/{name}.schema.json", encoding="utf-8")))
 job, result = validator("job"), validator("result")
-for line in open(jobs): job.validate(json.loads(line))
-for line in open(results): result.validate(json.loads(line))
-for line in open(bad): assert not job.is_valid(json.loads(line)), line
+for line in open(jobs, encoding="utf-8"): job.validate(json.loads(line))
+for line in open(results, encoding="utf-8"): result.validate(json.loads(line))
+for line in open(bad, encoding="utf-8"): assert not job.is_valid(json.loads(line)), line
 )";
   const std::string line = "/usr/bin/python3 '" + Path("check.py") +
                            "' '" TOVKIT_SOURCE_DIR "/share/tovkit' '" TOVKIT_SOURCE_DIR

@@ -56,7 +56,7 @@ class DrawForms : public testing::Test {
   }
   static CommandResult Draw(std::vector<std::string> arguments, const std::string& input = "") {
     arguments.insert(arguments.begin(), {"draw", "--quiet"});
-    return RunCommand(arguments, input, {{"SOURCE_DATE_EPOCH", "0"}});
+    return RunCommand(arguments, input, {{"SOURCE_DATE_EPOCH", "0"}, {"LC_ALL", "C.UTF-8"}});
   }
   static void ExpectDrawn(const std::vector<std::string>& arguments, const std::string& input = "") {
     const CommandResult result = Draw(arguments, input);

@@ -13,7 +13,7 @@ namespace {
 CommandResult Json(const std::vector<std::string>& arguments, const std::string& input) {
   std::vector<std::string> all{"json", "-"};
   all.insert(all.end(), arguments.begin(), arguments.end());
-  return RunCommand(all, input);
+  return RunCommand(all, input, {{"LC_ALL", "C.UTF-8"}});
 }
 
 std::string Repeated(const std::string& piece, int count) {

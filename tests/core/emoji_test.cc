@@ -296,14 +296,17 @@ TEST(Emoji, DocumentsAreTheSameTwice) {
   EXPECT_EQ(Document<CoreSvgDevice>(line.c_str(), 10), svg);
   EXPECT_EQ(Document<CorePdfDevice>(line.c_str(), 10, 0x40000000), pdf);
   unsetenv("SOURCE_DATE_EPOCH");
-  EXPECT_NE(svg.find("id=\"image1\""), std::string::npos);
+  // As the releases of Cairo call it.
+  const bool isCounted =
+      svg.find("id=\"image1\"") != std::string::npos || svg.find("id=\"source-1\"") != std::string::npos;
+  EXPECT_TRUE(isCounted) << svg;
 }
 
 TEST(Emoji, ADocumentHoldsEachPictureOnce) {
   const std::size_t one = Document<CoreSvgDevice>(kSmile, 10).size();
   const std::size_t oneInPdf = Document<CorePdfDevice>(kSmile, 10).size();
   const std::wstring line(100, *kSmile);
-  EXPECT_LT(Document<CoreSvgDevice>(line.c_str(), 1).size(), one + 100 * 100);
+  EXPECT_LT(Document<CoreSvgDevice>(line.c_str(), 1).size(), one + 100 * 200);
   EXPECT_LT(Document<CorePdfDevice>(line.c_str(), 1).size(), oneInPdf + 100 * 50);
 }
 

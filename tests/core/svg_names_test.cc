@@ -21,6 +21,9 @@ TEST(SvgNames, AreCountedFromOneInTheOrderOfTheirUse) {
       {"<a id=\"surface9\"/><b id=\"surface12\"/><c href=\"#surface9\"/>",
        "<a id=\"surface1\"/><b id=\"surface2\"/><c href=\"#surface1\"/>"},
       {"\"image5\"\"surface5\"\"image3\"url(#image5)", "\"image1\"\"surface1\"\"image2\"url(#image1)"},
+      {"\"source-141\"\"image5\"url(#source-9)#source-141)",
+       "\"source-1\"\"image1\"url(#source-2)#source-1)"},
+      {"\"source-\" \"source-1-2\"", "\"source-\" \"source-1-2\""},
       {"\"surface99\" and then some", "\"surface1\" and then some"},
       {"x\"image10\"", "x\"image1\""},
       // Without digits, without an end, with another one.

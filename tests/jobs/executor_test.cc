@@ -215,7 +215,7 @@ TEST_F(ExecutorTest, MutatedPicturesCostThemselvesOnly) {
   std::vector<std::string> names;
   for (const char* format : {"png", "jpg", "tif", "gif", "webp", "bmp", "jp2"}) {
     const std::string file = input.path() + "/seed." + format;
-    const std::string command = "convert -size 24x18 gradient:red-blue '" + file + "'";
+    const std::string command = "LC_ALL=C.UTF-8 convert -size 24x18 gradient:red-blue '" + file + "'";
     ASSERT_EQ(std::system(command.c_str()), 0) << command;
     std::ifstream in(file, std::ios::binary);
     seeds.emplace_back(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());

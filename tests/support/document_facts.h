@@ -15,19 +15,27 @@
 
 namespace document {
 
-// The date of creation of a PDF as pdfinfo reads it, without the prefix "D:" that stands before some; empty
-// when there is none.
-inline std::string PdfDate(const std::string& pdf) {
+// What pdfinfo says of a PDF behind this word, without blanks before; empty when it does not.
+inline std::string PdfFact(const std::string& pdf, const std::string& word) {
   const ScratchDir scratch;
   const std::string file = scratch.path() + "/page.pdf";
   std::ofstream(file, std::ios::binary) << pdf;
-  std::FILE* const told = popen(("pdfinfo -rawdates " + file + " 2>&1").c_str(), "r");
-  std::string date;
-  for (char line[512]; told != nullptr && std::fgets(line, sizeof line, told) != nullptr;) {
-    char text[64] = "";
-    if (std::sscanf(line, "CreationDate: %63s", text) == 1) date = text;
+  std::FILE* const told = popen(("LC_ALL=C.UTF-8 pdfinfo -rawdates " + file + " 2>&1").c_str(), "r");
+  std::string fact;
+  for (char text[512]; told != nullptr && std::fgets(text, sizeof text, told) != nullptr;) {
+    std::string line = text;
+    if (line.rfind(word + ":", 0) != 0) continue;
+    if (line.back() == '\n') line.pop_back();
+    const std::size_t from = line.find_first_not_of(' ', word.size() + 1);
+    if (from != std::string::npos) fact = line.substr(from);
   }
   if (told != nullptr) pclose(told);
+  return fact;
+}
+
+// The date of creation of a PDF, without the prefix "D:" that stands before some; empty when there is none.
+inline std::string PdfDate(const std::string& pdf) {
+  const std::string date = PdfFact(pdf, "CreationDate");
   return date.rfind("D:", 0) == 0 ? date.substr(2) : date;
 }
 

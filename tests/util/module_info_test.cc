@@ -84,6 +84,10 @@ TEST(ModuleInfo, WhenNoneIsFoundTheResultIsTheDirectoryPartOfTheNameItself) {
   EXPECT_EQ(ModuleDirectory("/x/y/nosuch.so"), "/x/y/");
   EXPECT_EQ(ModuleDirectory("x/"), "x/");
   EXPECT_EQ(ModuleDirectory("x\\y"), "");
+}
+
+TEST(ModuleInfo, DirectoryOfANameThatIsNoTextIsItsBytes) {
+  if (!LocalTextIsUtf8()) GTEST_SKIP() << "local text is no UTF-8 here";
   EXPECT_EQ(ModuleDirectory("\xff/\xfe"), "\xff/");
 }
 

@@ -10,6 +10,8 @@ FORMS = {".png": (b"\x89PNG", b"IEND\xaeB`\x82"), ".pdf": (b"%PDF", b"%%EOF\n"),
          ".webp": (b"RIFF", b"")}
 # What fontconfig and Pango say on standard error by themselves: of their configuration, their cache and a font.
 OF_LIBRARIES = (rb"Fontconfig (error|warning): .*", rb"write cache: .*", rb"\(process:\d+\): Pango-WARNING .*")
+# Fontconfig's words for a file that it cannot read are memory that nobody has filled, in which a line may end.
+UNREADABLE = re.compile(rb"^(Fontconfig error: failed reading config file: ).*?( \(errno \d+\))$", re.DOTALL | re.MULTILINE)
 # GLib ends the process when it cannot make a thread, and Pango makes three for the first text.
 THREADS, TRAP = ("clone3", "clone", "mmap", "mprotect"), -5
 DONE, OTHER, FAILED, ENDED = "same result", "another picture", "documented failure", "ended by GLib"
@@ -26,6 +28,7 @@ def require(holds, what):
 
 def lines(text):
     """Without those that show a place in a file, below the line that names it."""
+    text = UNREADABLE.sub(rb"\1\2", text)
     return [line for line in text.split(b"\n") if line and not line.startswith(b"  ")]
 
 

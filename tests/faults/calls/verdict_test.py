@@ -57,6 +57,12 @@ class Verdicts(unittest.TestCase):
         self.assertIn("2 lines", self.finding("echo 'tovkit: one' >&2; echo 'tovkit: two' >&2; exit 1"))
         self.assertIn("printed", self.finding("cp good.png out.png; echo 'libfoo: oh' >&2"))
 
+    def test_memory_that_fontconfig_takes_for_words_may_hold_a_line_end(self):
+        said = "cp good.png out.png; printf 'Fontconfig error: failed reading config file: /a.conf: x\\n\\377 (errno 5)\\n' >&2"
+        self.assertEqual(self.judge(said), verdict.DONE)
+        self.assertIn("printed", self.finding(f"{said}; echo 'libfoo: (errno 5)' >&2"))
+        self.assertIn("printed", self.finding("cp good.png out.png; printf 'Fontconfig error: oh\\nx (errno 5)\\n' >&2"))
+
 
 class Reading(unittest.TestCase):
     """A log of strace."""
