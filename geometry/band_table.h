@@ -88,17 +88,17 @@ class BandTable {
     float asked = kNowhere;                            // the bound of those that are to be asked
   };
 
+  // An entry in a band, and whether its range begins or ends there.
+  struct Placed {
+    BandEntry entry;
+    bool begins;
+    bool ends;
+  };
+
   // Never decreases as `along` grows, so that a range lies in the bands of its ends and those between.
   std::size_t BandOf(float along) const { return PlaceAt((along - low_) * scale_, last_); }
-  // Whether the range begins within the band, and whether it ends there.
-  bool Begins(const BandEntry& entry, std::size_t band) const {
-    return entry.from > kNowhere && BandOf(entry.from) == band;
-  }
-  bool Ends(const BandEntry& entry, std::size_t band) const {
-    return entry.to < -kNowhere && BandOf(entry.to) == band;
-  }
-  void SortBands();
-  Band BandFrom(std::size_t number) const;
+  void TakeBands(Placed* placed);
+  static Band BandFrom(const Placed* first, const Placed* last);
 
   float low_ = 0;
   float scale_ = 0;  // bands to the unit
