@@ -46,7 +46,8 @@ class NearGrid {
     };
     for (std::size_t cell = 0; cell < side_ * side_; ++cell) {
       if (starts_[cell] == starts_[cell + 1]) continue;
-      const auto row = static_cast<double>(cell / side_), column = static_cast<double>(cell % side_);
+      const std::size_t rowNumber = cell / side_;
+      const auto row = static_cast<double>(rowNumber), column = static_cast<double>(cell - rowNumber * side_);
       visit(CorePointF{Below(edge(low_.x, scale_.x, column - kOverlap)),
                        Below(edge(low_.y, scale_.y, row - kOverlap))},
             CorePointF{Above(edge(low_.x, scale_.x, column + 1 + kOverlap)),

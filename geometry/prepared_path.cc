@@ -4,6 +4,7 @@
 #include "curve_pieces.h"
 #include "float_steps.h"
 #include "hit_visitor.h"
+#include "point_box.h"
 
 #include <tovkit/geometry.h>
 
@@ -32,22 +33,6 @@ constexpr double kSampleCurve = 40;     // where the box does not decide
 constexpr double kPrepareCurve = 7500;  // and what its points cost from then on
 
 bool IsUsual(float number) { return std::fabs(number) <= kLargest; }
-
-// Both coordinates of a box: 0 is x, 1 is y.
-struct Box {
-  float low[2] = {kInfinity, kInfinity};
-  float high[2] = {-kInfinity, -kInfinity};
-
-  void Add(const CorePathPoint& point) {
-    low[0] = std::min(low[0], point.x), high[0] = std::max(high[0], point.x);
-    low[1] = std::min(low[1], point.y), high[1] = std::max(high[1], point.y);
-  }
-  float Size(int axis) const { return high[axis] - low[axis]; }
-  float Largest(int axis) const { return std::max(-low[axis], high[axis]); }
-  double Rounding() const {
-    return static_cast<double>(kSlackFactor) * static_cast<double>(std::max(Largest(0), Largest(1)));
-  }
-};
 
 Box BoxOf(const PreparedSegment& segment) {
   Box box;
