@@ -53,18 +53,23 @@ void BandTable::Build(const std::vector<BandEntry>& entries, float low, float hi
   for (std::size_t i = 0; i < entries.size(); ++i) {
     const BandEntry& entry = entries[i];
     const auto [first, last] = ranges[i];
-    for (std::uint32_t band = first; band <= last; ++band)
-      placed[starts_[band + 1]++] = {entry, band == first && entry.from > kNowhere,
-                                     band == last && entry.to < -kNowhere};
+    for (std::uint32_t band = first; band <= last; ++band) {
+      Placed& one = placed[starts_[band + 1]++];
+      one.number = static_cast<std::uint32_t>(i) & 0x3fffffffU;
+      one.begins = band == first && entry.from > kNowhere ? 1U : 0U;
+      one.ends = band == last && entry.to < -kNowhere ? 1U : 0U;
+    }
   }
   starts_.pop_back();
-  TakeBands(placed.get());
+  TakeBands(entries, placed.get());
 }
 
 // Behind an entry that is certain in the whole band, those with lesser bounds have nothing to add.
-void BandTable::TakeBands(Placed* placed) {
+void BandTable::TakeBands(const std::vector<BandEntry>& entries, Placed* placed) {
   constexpr std::ptrdiff_t kFew = 16;
-  const auto isFarther = [](const Placed& a, const Placed& b) { return a.entry.bound > b.entry.bound; };
+  const auto isFarther = [&](const Placed& a, const Placed& b) {
+    return entries[a.number].bound > entries[b.number].bound;
+  };
   entries_.reserve(starts_.back());
   bands_.clear();
   bands_.reserve(starts_.size() - 1);
@@ -81,10 +86,10 @@ void BandTable::TakeBands(Placed* placed) {
     Placed* last = first;
     while (last != end) {
       const Placed& kept = *last++;
-      entries_.push_back(kept.entry);
-      if (kept.entry.segment == kCertain && !kept.begins && !kept.ends) break;
+      entries_.push_back(entries[kept.number]);
+      if (entries_.back().segment == kCertain && kept.begins == 0 && kept.ends == 0) break;
     }
-    bands_.push_back(BandFrom(first, last));
+    bands_.push_back(BandFrom(entries, first, last));
     first = end;
   }
   starts_.back() = static_cast<std::uint32_t>(entries_.size());
@@ -132,37 +137,40 @@ BandTable::Limits BandTable::Between(float from, float to) const {
 
 // The place where the answers change is an end of a range within the band, or its neighbor. Where there are
 // more, only what is certain in the whole band is.
-BandTable::Band BandTable::BandFrom(const Placed* first, const Placed* last) {
-  const auto isAsked = [](const Placed& placed) { return placed.entry.segment != kCertain; };
+BandTable::Band BandTable::BandFrom(const std::vector<BandEntry>& entries, const Placed* first,
+                                    const Placed* last) {
+  const auto isAsked = [&](const Placed& placed) { return entries[placed.number].segment != kCertain; };
+  const auto isWhole = [](const Placed& placed) { return placed.begins == 0 && placed.ends == 0; };
   const auto divides = [&](float split) {
     return std::all_of(first, last, [&](const Placed& placed) {
-      const auto& [e, begins, ends] = placed;
-      return isAsked(placed) || ((!begins || e.from == split || e.from == NextUp(split)) &&
-                                 (!ends || e.to == split || e.to == NextDown(split)));
+      const BandEntry& e = entries[placed.number];
+      return isAsked(placed) || ((placed.begins == 0 || e.from == split || e.from == NextUp(split)) &&
+                                 (placed.ends == 0 || e.to == split || e.to == NextDown(split)));
     });
   };
   Band band;
   if (const Placed* const asked = std::find_if(first, last, isAsked); asked != last)
-    band.asked = asked->entry.bound;
-  const Placed* const any = std::find_if(
-      first, last, [&](const Placed& placed) { return !isAsked(placed) && (placed.begins || placed.ends); });
+    band.asked = entries[asked->number].bound;
+  const Placed* const any =
+      std::find_if(first, last, [&](const Placed& placed) { return !isAsked(placed) && !isWhole(placed); });
   if (any != last) {
-    const float end = any->begins ? any->entry.from : any->entry.to;
+    const BandEntry& entry = entries[any->number];
+    const float end = any->begins != 0 ? entry.from : entry.to;
     const float places[] = {end, NextUp(end), NextDown(end)};
     const float* const split = std::find_if(places, places + 3, divides);
     if (split == places + 3) {
-      band.asked = std::max(band.asked, first->entry.bound);
+      band.asked = std::max(band.asked, entries[first->number].bound);
       const Placed& least = last[-1];
-      if (!isAsked(least) && !least.begins && !least.ends) std::fill_n(band.bounds, 3, least.entry.bound);
+      if (!isAsked(least) && isWhole(least)) std::fill_n(band.bounds, 3, entries[least.number].bound);
       return band;
     }
     band.split = *split;
   }
   for (const Placed* placed = first; placed != last; ++placed) {
     if (isAsked(*placed)) continue;
-    const auto& [entry, begins, ends] = *placed;
-    const bool holds[] = {!begins, (!begins && !ends) || (entry.from <= band.split && band.split <= entry.to),
-                          !ends};
+    const BandEntry& entry = entries[placed->number];
+    const bool isAt = isWhole(*placed) || (entry.from <= band.split && band.split <= entry.to);
+    const bool holds[] = {placed->begins == 0, isAt, placed->ends == 0};
     for (int place = 0; place < 3; ++place) {
       if (holds[place]) band.bounds[place] = std::max(band.bounds[place], entry.bound);
     }

@@ -88,17 +88,17 @@ class BandTable {
     float asked = kNowhere;                            // the bound of those that are to be asked
   };
 
-  // An entry in a band, and whether its range begins or ends there.
+  // The number of an entry in a band, and whether its range begins or ends there.
   struct Placed {
-    BandEntry entry;
-    bool begins;
-    bool ends;
+    std::uint32_t number : 30;
+    std::uint32_t begins : 1;
+    std::uint32_t ends : 1;
   };
 
   // Never decreases as `along` grows, so that a range lies in the bands of its ends and those between.
   std::size_t BandOf(float along) const { return PlaceAt((along - low_) * scale_, last_); }
-  void TakeBands(Placed* placed);
-  static Band BandFrom(const Placed* first, const Placed* last);
+  void TakeBands(const std::vector<BandEntry>& entries, Placed* placed);
+  static Band BandFrom(const std::vector<BandEntry>& entries, const Placed* first, const Placed* last);
 
   float low_ = 0;
   float scale_ = 0;  // bands to the unit

@@ -95,7 +95,8 @@ struct CellMap::Strips {
 void CellMap::Build(const Question& question, std::size_t count) {
   const float width = question.high.x - question.low.x, height = question.high.y - question.low.y;
   if (!(width > kNarrowest) || !(height > kNarrowest)) return;
-  std::size_t groups = kMostGroups;
+  // Where segments have to be asked, cells only know points that are missed, for which few are enough.
+  std::size_t groups = question.isCertain ? kMostGroups : kFewestGroups;
   while (groups >= kFewestGroups && 4 * groups * groups * kPointsOfCell > count) groups /= 2;
   if (groups < kFewestGroups) return;
   const Strips columns = Divide(question, 0, groups, x_);

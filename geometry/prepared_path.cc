@@ -174,6 +174,15 @@ struct PreparedPath::Parts {
   std::vector<BandEntry> rays[4];
   std::vector<BandEntry> levels[2];
   std::vector<Stick> sticks;
+  // Whether most of what rays meet is known without asking.
+  bool IsCertain() const {
+    std::ptrdiff_t certain = 0, asked = 0;
+    for (const std::vector<BandEntry>& entries : rays) {
+      for (const BandEntry& entry : entries) ++(entry.segment == kCertain ? certain : asked);
+    }
+    return certain >= asked;
+  }
+
   int front[4] = {-1, -1, -1, -1};  // of the lines that a ray meets wherever it is: the farthest in its way
 };
 
@@ -219,6 +228,7 @@ PreparedPath::PreparedPath(const CorePath& path, float tolerance, bool testFill,
                 parts.levels,
                 near_,
                 testFill_,
+                parts.IsCertain(),
                 unusual_.empty(),
                 {box.low[0], box.low[1]},
                 {box.high[0], box.high[1]}},
