@@ -12,13 +12,14 @@ namespace tovkit {
 namespace {
 
 constexpr double kMostBands = 65536;
+constexpr int kFew = 16;              // entries of a band
 constexpr float kNarrowest = 1e-25f;  // a range that still has a width to divide
 
 }  // namespace
 
 // In B bands over the width W an entry of the width w has 1 + B * w / W places, so with B = 6 E W / sum(w)
 // the E entries have 7 E.
-void BandTable::Build(const std::vector<BandEntry>& entries, float low, float high) {
+void BandTable::Build(std::vector<BandEntry> entries, float low, float high) {
   if (entries.empty()) return;
   const double width = static_cast<double>(high) - static_cast<double>(low);
   double covered = 0;
@@ -36,6 +37,11 @@ void BandTable::Build(const std::vector<BandEntry>& entries, float low, float hi
   scale_ = bands > 1 ? static_cast<float>(bands / width) : 0.0f;
   last_ = static_cast<float>(bands - 1);
 
+  // Where bands have many entries, these are sorted once for all bands.
+  if (7 * static_cast<double>(entries.size()) > kFew * bands) {
+    std::sort(entries.begin(), entries.end(),
+              [](const BandEntry& a, const BandEntry& b) { return a.bound > b.bound; });
+  }
   struct Range {
     std::uint32_t first, last;
   };
@@ -66,7 +72,6 @@ void BandTable::Build(const std::vector<BandEntry>& entries, float low, float hi
 
 // Behind an entry that is certain in the whole band, those with lesser bounds have nothing to add.
 void BandTable::TakeBands(const std::vector<BandEntry>& entries, Placed* placed) {
-  constexpr std::ptrdiff_t kFew = 16;
   const auto isFarther = [&](const Placed& a, const Placed& b) {
     return entries[a.number].bound > entries[b.number].bound;
   };
@@ -77,7 +82,7 @@ void BandTable::TakeBands(const std::vector<BandEntry>& entries, Placed* placed)
   for (std::size_t band = 0; band + 1 < starts_.size(); ++band) {
     Placed* const end = placed + starts_[band + 1];
     if (end - first > kFew) {
-      std::sort(first, end, isFarther);
+      if (!std::is_sorted(first, end, isFarther)) std::sort(first, end, isFarther);
     } else {
       for (Placed* at = first; at != end; ++at)
         std::rotate(std::upper_bound(first, at, *at, isFarther), at, at + 1);

@@ -39,7 +39,7 @@ class BandTable {
   static constexpr float kNowhere = -std::numeric_limits<float>::infinity();
 
   // Bands of equal width between `low` and `high`, as many as give each entry some seven places.
-  void Build(const std::vector<BandEntry>& entries, float low, float high);
+  void Build(std::vector<BandEntry> entries, float low, float high);
 
   // The answer for (along, across), both finite, if there is one without asking.
   Answer Look(float along, float across) const {
