@@ -39,7 +39,7 @@ class BandTable {
   static constexpr float kNowhere = -std::numeric_limits<float>::infinity();
 
   // Bands of equal width between `low` and `high`, as many as give each entry some seven places.
-  void Build(const std::vector<BandEntry>& entries, float low, float high);
+  void Build(std::vector<BandEntry> entries, float low, float high);
 
   // The answer for (along, across), both finite, if there is one without asking.
   Answer Look(float along, float across) const {
@@ -88,17 +88,17 @@ class BandTable {
     float asked = kNowhere;                            // the bound of those that are to be asked
   };
 
+  // The number of an entry in a band, and whether its range begins or ends there.
+  struct Placed {
+    std::uint32_t number : 30;
+    std::uint32_t begins : 1;
+    std::uint32_t ends : 1;
+  };
+
   // Never decreases as `along` grows, so that a range lies in the bands of its ends and those between.
   std::size_t BandOf(float along) const { return PlaceAt((along - low_) * scale_, last_); }
-  // Whether the range begins within the band, and whether it ends there.
-  bool Begins(const BandEntry& entry, std::size_t band) const {
-    return entry.from > kNowhere && BandOf(entry.from) == band;
-  }
-  bool Ends(const BandEntry& entry, std::size_t band) const {
-    return entry.to < -kNowhere && BandOf(entry.to) == band;
-  }
-  void SortBands();
-  Band BandFrom(std::size_t number) const;
+  void TakeBands(const std::vector<BandEntry>& entries, Placed* placed);
+  static Band BandFrom(const std::vector<BandEntry>& entries, const Placed* first, const Placed* last);
 
   float low_ = 0;
   float scale_ = 0;  // bands to the unit

@@ -3,8 +3,10 @@
 
 #include "float_steps.h"
 
+#include <emmintrin.h>
+
 #include <algorithm>
-#include <array>
+#include <cmath>
 #include <cstring>
 #include <limits>
 
@@ -19,7 +21,7 @@ constexpr std::size_t kPointsOfCell = 4;  // a cell pays for itself with so many
 constexpr double kOverlap = 1.0 / 64;     // of a place: more than rounding moves a point
 constexpr float kAlike = 1.0F / 16;       // of the box: places whose limits differ by less
 constexpr float kNarrowest = 1e-25F;
-constexpr float kLargest = 1e15F;
+constexpr float kLargest = 1e15F;  // points beyond are left open, as those that are no numbers
 constexpr float kInfinity = std::numeric_limits<float>::infinity();
 
 // What the two rays from a place meet, that towards greater coordinates and that towards less.
@@ -93,7 +95,8 @@ struct CellMap::Strips {
 void CellMap::Build(const Question& question, std::size_t count) {
   const float width = question.high.x - question.low.x, height = question.high.y - question.low.y;
   if (!(width > kNarrowest) || !(height > kNarrowest)) return;
-  std::size_t groups = kMostGroups;
+  // Where segments have to be asked, cells only know points that are missed, for which few are enough.
+  std::size_t groups = question.isCertain ? kMostGroups : kFewestGroups;
   while (groups >= kFewestGroups && 4 * groups * groups * kPointsOfCell > count) groups /= 2;
   if (groups < kFewestGroups) return;
   const Strips columns = Divide(question, 0, groups, x_);
@@ -127,24 +130,23 @@ CellMap::Strips CellMap::Divide(const Question& question, int axis, std::size_t 
     levels[PlaceAt((entry.from - scale.low) * scale.perUnit, scale.last)] = true;
   const BandTable* const rays[2] = {question.rays + (isX ? 1 : 0), question.rays + (isX ? 3 : 2)};
   Strips strips(2 * groups);
-  for (std::size_t number = 0; number < groups; ++number) {
-    const std::size_t first = number * kPlaces;
-    Crossings places[kPlaces];
+  std::vector<Crossings> crossings(kPlaces);
+  for (std::size_t number = 0, place = 0; number < groups; ++number) {
     for (std::size_t k = 0; k < kPlaces; ++k) {
-      for (int way = 0; way < 2; ++way)
-        places[k].ways[way] = rays[way]->Between(begin(first + k), end(first + k + 1));
-      scale.places[first + k].hole = places[k].TakeHole();
+      const float from = begin(place + k), to = end(place + k + 1);
+      for (int way = 0; way < 2; ++way) crossings[k].ways[way] = rays[way]->Between(from, to);
+      scale.places[place + k].hole = crossings[k].TakeHole();
     }
-    const Oddness oddness(places, alike);
+    const Oddness oddness(crossings.data(), alike);
     Crossings both[2];
-    for (std::size_t k = 0; k < kPlaces; ++k) {
-      const std::size_t odd = levels[first + k] || oddness.IsOdd(places[k]) ? 1 : 0;
-      scale.places[first + k].strip = static_cast<std::uint32_t>(2 * number + odd);
-      both[odd].Add(places[k]);
-      if (levels[first + k]) strips.level[2 * number + odd] = -1;
+    const float from = begin(place), to = end(place + kPlaces);
+    for (std::size_t k = 0; k < kPlaces; ++k, ++place) {
+      const std::size_t odd = levels[place] || oddness.IsOdd(crossings[k]) ? 1 : 0;
+      scale.places[place].strip = static_cast<std::uint32_t>(2 * number + odd);
+      both[odd].Add(crossings[k]);
+      if (levels[place]) strips.level[2 * number + odd] = -1;
     }
-    for (std::size_t odd = 0; odd < 2; ++odd)
-      strips.Set(2 * number + odd, begin(first), end(first + kPlaces), both[odd]);
+    for (std::size_t odd = 0; odd < 2; ++odd) strips.Set(2 * number + odd, from, to, both[odd]);
   }
   return strips;
 }
@@ -211,8 +213,8 @@ void CellMap::CellsOf(const CorePointF* four, std::uint8_t* cells) const {
     };
     const __m128 low = two(place[0], place[1]), high = two(place[2], place[3]);
     const __m128 hole = _mm_shuffle_ps(low, high, _MM_SHUFFLE(2, 0, 2, 0));
-    const __m128 usual = _mm_cmple_ps(_mm_andnot_ps(sign, at), _mm_set1_ps(kLargest));
-    open = _mm_or_ps(open, _mm_or_ps(_mm_cmpeq_ps(at, hole), _mm_cmpeq_ps(usual, _mm_setzero_ps())));
+    const __m128 unusual = _mm_cmpnle_ps(_mm_andnot_ps(sign, at), _mm_set1_ps(kLargest));
+    open = _mm_or_ps(open, _mm_or_ps(_mm_cmpeq_ps(at, hole), unusual));
     return _mm_castps_si128(_mm_shuffle_ps(low, high, _MM_SHUFFLE(3, 1, 3, 1)));
   };
   const __m128i columns = stripsOf(x_, _mm_shuffle_ps(first, second, _MM_SHUFFLE(2, 0, 2, 0)));

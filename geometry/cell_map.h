@@ -33,6 +33,7 @@ class CellMap {
     const std::vector<BandEntry>* levels;  // by x, by y: where lines hit level points
     const NearGrid& near;
     bool fill;         // the rays count
+    bool isCertain;    // mostly without asking a segment
     bool mayBeMissed;  // nothing but rays, levels and what is near hits a point
     CorePointF low;    // the box of what is asked
     CorePointF high;

@@ -4,6 +4,7 @@
 #include "float_steps.h"
 
 #include <algorithm>
+#include <cmath>
 #include <limits>
 
 namespace tovkit {
@@ -34,27 +35,36 @@ Sorted SortAlong(const RaySamples& samples) {
   return sorted;
 }
 
-// The farthest place from which a pair of samples, one of 0 to `below` and one of `above` to the last, closer
-// together than `step`, is on the ray's side. Minus infinity when none is so close.
-float Farthest(const Sorted& sorted, int below, int above, float step) {
-  float farthest = -kInfinity;
-  for (int high = above; high < kSamples && sorted.along[high] - sorted.along[below] < step; ++high) {
-    for (int low = below; low >= 0 && sorted.along[high] - sorted.along[low] < step; --low)
-      farthest = std::max(farthest, std::min(sorted.across[high], sorted.across[low]));
+// The farthest places from which a pair of samples, one of 0 to `below` and one of `above` to the last,
+// closer together than `step`, is on each ray's side. Minus infinity when none is so close.
+struct Farthest {
+  float greater = -kInfinity;
+  float less = -kInfinity;
+
+  Farthest(const Sorted& sorted, int below, int above, float step) {
+    for (int high = above; high < kSamples && sorted.along[high] - sorted.along[below] < step; ++high) {
+      const float first = sorted.across[high];
+      for (int low = below; low >= 0 && sorted.along[high] - sorted.along[low] < step; --low) {
+        const float second = sorted.across[low];
+        greater = std::max(greater, std::min(first, second));
+        less = std::max(less, -std::max(first, second));
+      }
+    }
   }
-  return farthest;
+};
+
+float LargestStep(const float* values) {
+  float step = 0;
+  for (int k = 0; k + 1 < kSamples; ++k) step = std::max(step, std::fabs(values[k + 1] - values[k]));
+  return step;
 }
 
+// The ranges of one ray.
 class Pieces {
  public:
-  Pieces(const RaySamples& samples, float low, float high, std::vector<BandEntry>& entries)
-      : takesEqual_(samples.takesEqual), low_(low), high_(high), first_(entries.size()), entries_(entries) {}
+  explicit Pieces(std::vector<BandEntry>& entries) : first_(entries.size()), entries_(entries) {}
 
-  void Add(float from, float to, float farthest) {
-    from = std::max(from, low_);
-    to = std::min(to, high_);
-    if (farthest == -kInfinity || from > to) return;
-    const float bound = takesEqual_ ? NextUp(farthest) : farthest;
+  void Add(float from, float to, float bound) {
     if (entries_.size() > first_) {
       BandEntry& last = entries_.back();
       if (last.bound == bound && NextUp(last.to) >= from) {
@@ -66,27 +76,34 @@ class Pieces {
   }
 
  private:
-  bool takesEqual_;
-  float low_, high_;
   std::size_t first_;
   std::vector<BandEntry>& entries_;
 };
 
 }  // namespace
 
-void AddCrossingPieces(const RaySamples& samples, float low, float high, std::vector<BandEntry>& entries) {
+bool AddCrossingPieces(const RaySamples& samples, float low, float high,
+                       std::vector<BandEntry>& towardsGreater, std::vector<BandEntry>& towardsLess) {
   const Sorted sorted = SortAlong(samples);
-  const float step = samples.largestStep;
-  Pieces pieces(samples, low, high, entries);
+  const float step = LargestStep(samples.along);
+  Pieces greater(towardsGreater), less(towardsLess);
+  const auto add = [&](float from, float to, const Farthest& farthest) {
+    from = std::max(from, low);
+    to = std::min(to, high);
+    if (farthest.greater == -kInfinity || from > to) return;
+    greater.Add(from, to, farthest.greater);
+    less.Add(from, to, NextUp(farthest.less));
+  };
   // The samples `first` to `last` have one value.
   for (int first = 0, last = 0; first < kSamples; first = last + 1) {
     last = first;
     const float value = sorted.along[first];
     while (last + 1 < kSamples && sorted.along[last + 1] == value) ++last;
     if (last + 1 == kSamples) break;
-    if (first > 0) pieces.Add(value, value, Farthest(sorted, first - 1, last + 1, step));
-    pieces.Add(NextUp(value), NextDown(sorted.along[last + 1]), Farthest(sorted, last, last + 1, step));
+    if (first > 0) add(value, value, {sorted, first - 1, last + 1, step});
+    add(NextUp(value), NextDown(sorted.along[last + 1]), {sorted, last, last + 1, step});
   }
+  return sorted.along[0] < low || sorted.along[kSamples - 1] > high;
 }
 
 }  // namespace tovkit

@@ -13,17 +13,18 @@
 
 namespace tovkit {
 
-// The samples of a curve as a ray meets them: `along` is the coordinate in which the ray does not move, and
-// the ray goes towards greater values of `across`.
+// The samples of a curve as two rays meet them: `along` is the coordinate in which the rays do not move. The
+// first goes towards greater values of `across`, the second towards less; samples level with the point in
+// `across` are on the side of the second.
 struct RaySamples {
-  float along[kSamples];
-  float across[kSamples];
-  float largestStep;  // between neighbors, in `along`
-  bool takesEqual;    // samples level with the point in `across` are on the ray's side
+  const float* along;
+  const float* across;
 };
 
-// Adds the ranges in which the ray crosses the curve, those within [low, high], to `entries`. All numbers are
+// Adds the ranges in which the rays cross the curve, those within [low, high], to the entries of each, whose
+// bounds are negated for the second. Returns whether some samples are out of [low, high]. All numbers are
 // finite.
-void AddCrossingPieces(const RaySamples& samples, float low, float high, std::vector<BandEntry>& entries);
+bool AddCrossingPieces(const RaySamples& samples, float low, float high,
+                       std::vector<BandEntry>& towardsGreater, std::vector<BandEntry>& towardsLess);
 
 }  // namespace tovkit

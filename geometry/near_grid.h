@@ -44,13 +44,19 @@ class NearGrid {
     const auto edge = [](float low, float scale, double cells) {
       return static_cast<double>(low) + cells / static_cast<double>(scale);
     };
-    for (std::size_t cell = 0; cell < side_ * side_; ++cell) {
-      if (starts_[cell] == starts_[cell + 1]) continue;
-      const auto row = static_cast<double>(cell / side_), column = static_cast<double>(cell % side_);
-      visit(CorePointF{Below(edge(low_.x, scale_.x, column - kOverlap)),
-                       Below(edge(low_.y, scale_.y, row - kOverlap))},
-            CorePointF{Above(edge(low_.x, scale_.x, column + 1 + kOverlap)),
-                       Above(edge(low_.y, scale_.y, row + 1 + kOverlap))});
+    for (std::size_t row = 0; row < side_; ++row) {
+      const std::uint32_t* const starts = starts_.data() + row * side_;
+      const auto top = static_cast<double>(row);
+      for (std::size_t from = 0, to = 0; from < side_; from = to) {
+        to = from + 1;
+        if (starts[from] == starts[to]) continue;
+        while (to < side_ && starts[to] != starts[to + 1]) ++to;
+        const auto left = static_cast<double>(from), right = static_cast<double>(to);
+        visit(CorePointF{Below(edge(low_.x, scale_.x, left - kOverlap)),
+                         Below(edge(low_.y, scale_.y, top - kOverlap))},
+              CorePointF{Above(edge(low_.x, scale_.x, right + kOverlap)),
+                         Above(edge(low_.y, scale_.y, top + 1 + kOverlap))});
+      }
     }
   }
 

@@ -4,6 +4,7 @@
 #include "curve_pieces.h"
 #include "float_steps.h"
 #include "hit_visitor.h"
+#include "point_box.h"
 
 #include <tovkit/geometry.h>
 
@@ -11,6 +12,7 @@
 #include <cfloat>
 #include <cmath>
 #include <limits>
+#include <numeric>
 
 namespace tovkit {
 
@@ -31,22 +33,6 @@ constexpr double kSampleCurve = 40;     // where the box does not decide
 constexpr double kPrepareCurve = 7500;  // and what its points cost from then on
 
 bool IsUsual(float number) { return std::fabs(number) <= kLargest; }
-
-// Both coordinates of a box: 0 is x, 1 is y.
-struct Box {
-  float low[2] = {kInfinity, kInfinity};
-  float high[2] = {-kInfinity, -kInfinity};
-
-  void Add(const CorePathPoint& point) {
-    low[0] = std::min(low[0], point.x), high[0] = std::max(high[0], point.x);
-    low[1] = std::min(low[1], point.y), high[1] = std::max(high[1], point.y);
-  }
-  float Size(int axis) const { return high[axis] - low[axis]; }
-  float Largest(int axis) const { return std::max(-low[axis], high[axis]); }
-  double Rounding() const {
-    return static_cast<double>(kSlackFactor) * static_cast<double>(std::max(Largest(0), Largest(1)));
-  }
-};
 
 Box BoxOf(const PreparedSegment& segment) {
   Box box;
@@ -166,12 +152,6 @@ bool TestSegment(const PreparedSegment& segment, HitVisitor<kWithRays>& visitor)
   }
 }
 
-float LargestStep(const float* values) {
-  float step = 0;
-  for (int k = 0; k + 1 < kSamples; ++k) step = std::max(step, std::fabs(values[k + 1] - values[k]));
-  return step;
-}
-
 // How far a curve may be from the straight lines between neighboring samples: an eighth of the square of
 // their distance, 0.02, times the greatest second derivative.
 double Sagitta(const PreparedSegment& segment) {
@@ -194,6 +174,15 @@ struct PreparedPath::Parts {
   std::vector<BandEntry> rays[4];
   std::vector<BandEntry> levels[2];
   std::vector<Stick> sticks;
+  // Whether most of what rays meet is known without asking.
+  bool IsCertain() const {
+    std::ptrdiff_t certain = 0, asked = 0;
+    for (const std::vector<BandEntry>& entries : rays) {
+      for (const BandEntry& entry : entries) ++(entry.segment == kCertain ? certain : asked);
+    }
+    return certain >= asked;
+  }
+
   int front[4] = {-1, -1, -1, -1};  // of the lines that a ray meets wherever it is: the farthest in its way
 };
 
@@ -239,6 +228,7 @@ PreparedPath::PreparedPath(const CorePath& path, float tolerance, bool testFill,
                 parts.levels,
                 near_,
                 testFill_,
+                parts.IsCertain(),
                 unusual_.empty(),
                 {box.low[0], box.low[1]},
                 {box.high[0], box.high[1]}},
@@ -350,26 +340,24 @@ void PreparedPath::PrepareCurve(int index, Parts& parts) {
 
 void PreparedPath::AddCurveRays(int index, const SampleRow* samples, Parts& parts) const {
   const Box box = BoxOf(segments_[static_cast<std::size_t>(index)]);
-  for (int ray = 0; ray < 4; ++ray) {
+  for (int ray = 0; ray < 4 && !inPieces_; ++ray) {
     const Way& way = kWays[ray];
-    const float *along = samples[way.Along()].value, *across = samples[way.across].value;
-    const float low = box.low[way.Along()], high = box.high[way.Along()];
-    if (!inPieces_) {
-      const double rounding = box.Rounding();
-      parts.rays[ray].push_back({Below(static_cast<double>(low) - rounding),
-                                 Above(static_cast<double>(high) + rounding),
-                                 Above(static_cast<double>(Front(box, way)) + rounding), index});
+    const double rounding = box.Rounding();
+    parts.rays[ray].push_back({Below(static_cast<double>(box.low[way.Along()]) - rounding),
+                               Above(static_cast<double>(box.high[way.Along()]) + rounding),
+                               Above(static_cast<double>(Front(box, way)) + rounding), index});
+  }
+  for (int ray = 0; ray < 2 && inPieces_; ++ray) {
+    const Way& way = kWays[ray];
+    const float* const along = samples[way.Along()].value;
+    std::vector<BandEntry>&rays = parts.rays[ray], &opposite = parts.rays[ray + 2];
+    if (!AddCrossingPieces({along, samples[way.across].value}, box.low[way.Along()], box.high[way.Along()],
+                           rays, opposite))
       continue;
-    }
-    RaySamples row;
-    std::copy(along, along + kSamples, row.along);
-    for (int k = 0; k < kSamples; ++k) row.across[k] = way.sign * across[k];
-    row.largestStep = LargestStep(along);
-    row.takesEqual = way.sign < 0;
-    AddCrossingPieces(row, low, high, parts.rays[ray]);
     // Rounding may put samples outside the box, and there the curve counts for some points only.
     const auto [least, most] = std::minmax_element(along, along + kSamples);
-    if (*least < low || *most > high) parts.rays[ray].push_back({*least, *most, kInfinity, index});
+    for (std::vector<BandEntry>* const entries : {&rays, &opposite})
+      entries->push_back({*least, *most, kInfinity, index});
   }
 }
 
@@ -393,16 +381,31 @@ void PreparedPath::AddCurveSticks(int index, const SampleRow* samples, Parts& pa
   }
 }
 
+// Where cells hardly know an answer, the next blocks do without: points that lie side by side in memory
+// mostly do so in the plane.
+//
 // A block is gone through several times, each time without a branch that could be guessed wrong: what is
 // left for the next time is written down whether it counts or not.
 void PreparedPath::Test(const CorePointF* points, std::size_t count, bool* hits) const {
-  for (; count > kBlock; points += kBlock, hits += kBlock, count -= kBlock) TestBlock(points, kBlock, hits);
-  TestBlock(points, count, hits);
+  std::uint16_t open[kBlock];
+  std::size_t skipped = 0;
+  for (std::size_t block = kBlock; count > 0; points += block, hits += block, count -= block) {
+    block = std::min(block, count);
+    std::size_t opens = block;
+    if (skipped > 0) {
+      --skipped;
+      std::iota(open, open + block, std::uint16_t{0});
+    } else {
+      opens = cells_.Answer(points, block, hits, open);
+      if (opens > block / 8 * 7) skipped = kSkippedBlocks;
+    }
+    TestBlock(points, open, opens, hits);
+  }
 }
 
-void PreparedPath::TestBlock(const CorePointF* points, std::size_t count, bool* hits) const {
-  std::uint16_t open[kBlock] = {}, outside[kBlock] = {}, near[kBlock] = {}, asked[kBlock] = {};
-  const std::size_t opens = cells_.Answer(points, count, hits, open);
+void PreparedPath::TestBlock(const CorePointF* points, const std::uint16_t* open, std::size_t opens,
+                             bool* hits) const {
+  std::uint16_t outside[kBlock], near[kBlock], asked[kBlock];
   std::size_t outsides = 0, nears = 0, asks = 0;
   const int fill = int{testFill_}, asksAlways = int{testFill_ && !unusual_.empty()};
   for (std::size_t k = 0; k < opens; ++k) {

@@ -22,6 +22,7 @@
 #include <tovmx/path.h>
 
 #include <cstddef>
+#include <cstdint>
 #include <vector>
 
 namespace tovkit {
@@ -43,7 +44,8 @@ class PreparedPath {
   void Test(const CorePointF* points, std::size_t count, bool* hits) const;
 
  private:
-  static constexpr std::size_t kBlock = 512;  // points
+  static constexpr std::size_t kBlock = 512;        // points
+  static constexpr std::size_t kSkippedBlocks = 7;  // where cells hardly know an answer
 
   struct Parts;
 
@@ -55,7 +57,8 @@ class PreparedPath {
   void AddCurveRays(int segment, const SampleRow* samples, Parts& parts) const;
   void AddCurveSticks(int segment, const SampleRow* samples, Parts& parts) const;
 
-  void TestBlock(const CorePointF* points, std::size_t count, bool* hits) const;
+  // Of the points of a block, those whose numbers `open` has.
+  void TestBlock(const CorePointF* points, const std::uint16_t* open, std::size_t opens, bool* hits) const;
   bool Touches(const CorePointF& point) const;
   FourTables::Answers LookInside(float x, float y) const;
   bool IsInside(float x, float y) const;

@@ -126,9 +126,9 @@ struct HitTestDetail {
 /// \param hits       room for `count` answers; all of them are written
 ///
 /// Takes memory for the time of the call: up to 2 KB for each line of the path and 50 KB for each curve, 6 KB
-/// where there are more than 1,024 curves or fewer than 350 points for each. Without it, and with a path of
-/// more than 131,072 records, the points are asked one by one, which takes none. Throws nothing and starts no
-/// threads: to use several, give each a part of the points.
+/// where there are more than 1,024 curves or fewer than 350 points for each; from 16,384 points on up to 500
+/// KB more. Without it, and with a path of more than 131,072 records, the points are asked one by one, which
+/// takes none. Throws nothing and starts no threads: to use several, give each a part of the points.
 ///
 /// \code{.cc}
 /// CorePath line;
