@@ -212,6 +212,12 @@ TEST_F(Draw, TextWithoutAnyExtentLeavesTheMargins) {
   }
 }
 
+TEST_F(Draw, TextWithoutAnyExtentTakesNoRoomBesideOther) {
+  ExpectDrawn(R"([{"Content": "x"}])", "alone.png");
+  ExpectDrawn(R"([{"Content": "x"}, {"Content": "\u200B", "DeltaX": 500}])", "beside.png");
+  EXPECT_EQ(ReadAll(Path("beside.png")), ReadAll(Path("alone.png")));
+}
+
 TEST_F(Draw, WithASizeLinesStandAtTheirOffsets) {
   const char* lines = R"([{"Content": "HH", "DeltaX": 10, "DeltaY": 0},
                           {"Content": "HH", "DeltaX": 200, "DeltaY": 100}])";

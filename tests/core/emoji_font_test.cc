@@ -43,25 +43,6 @@ TEST_F(EmojiFontFile, PicturesComeFromAFileOfTheApplication) {
   EXPECT_EQ(DrawnByTheApplication().Bytes(), Drawn(kSmile).Bytes());
 }
 
-// Of this font only the A is a picture, a red one.
-TEST_F(EmojiFontFile, AGlyphWithoutAPictureIsDrawnAsItsOutline) {
-  const std::string file = scratch_.path() + "/some.ttf";
-  const std::string font = "/usr/share/fonts/truetype/dejavu/DejaVuSans.ttf";
-  const std::string script = TOVKIT_SOURCE_DIR "/tests/core/picture_font.py";
-  ASSERT_EQ(std::system(("/usr/bin/python3 '" + script + "' " + font + " '" + file + "'").c_str()), 0);
-  ASSERT_TRUE(CoreFontLoader::RegisterFontFile(file.c_str()));
-  const auto drawn = [](const wchar_t* text) {
-    Picture picture;
-    CoreBitmapDevice device(&picture.dib);
-    EXPECT_TRUE(DrawOn(device, text, At(20, 90), 64, kBlack, Fonts(L"", kCoreFontApplication)));
-    return picture;
-  };
-  EXPECT_GT(ColoredPixels(drawn(L"A").dib), 0);
-  const Picture outline = drawn(L"B");
-  EXPECT_FALSE(InkOf(outline.dib).IsEmpty());
-  EXPECT_EQ(ColoredPixels(outline.dib), 0);
-}
-
 // The sum at the end of a chunk of PNG (ISO 3309).
 std::uint32_t ChecksumOf(const std::string& bytes) {
   std::uint32_t sum = 0xFFFFFFFF;
