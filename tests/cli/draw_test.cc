@@ -200,13 +200,22 @@ TEST_F(Draw, WithoutASizeOffsetsOnlyCountAgainstEachOther) {
   ExpectFailure(Run(R"([{"Content": "H", "DeltaX": 1e30}, {"Content": "H"}])", "far.png"), "too large");
 }
 
+// A space without width has the height of its line, which is none to keep room for.
 TEST_F(Draw, TextWithoutAnyExtentLeavesTheMargins) {
-  ExpectDrawn(R"({"Content": "\u0001", "DeltaX": 500})", "nothing.png");
-  const auto picture = Picture(Path("nothing.png"));
-  ASSERT_NE(picture, nullptr);
-  EXPECT_EQ(picture->GetWidth(), 32);
-  EXPECT_EQ(picture->GetHeight(), 32);
-  EXPECT_FALSE(HasInk(*picture, 0, 0, 32, 32));
+  for (const char* const content : {"\\u0001", "\\u200B"}) {
+    ExpectDrawn(std::string(R"({"Content": ")") + content + R"(", "DeltaX": 500})", "nothing.png");
+    const auto picture = Picture(Path("nothing.png"));
+    ASSERT_NE(picture, nullptr);
+    EXPECT_EQ(picture->GetWidth(), 32) << content;
+    EXPECT_EQ(picture->GetHeight(), 32) << content;
+    EXPECT_FALSE(HasInk(*picture, 0, 0, 32, 32)) << content;
+  }
+}
+
+TEST_F(Draw, TextWithoutAnyExtentTakesNoRoomBesideOther) {
+  ExpectDrawn(R"([{"Content": "x"}])", "alone.png");
+  ExpectDrawn(R"([{"Content": "x"}, {"Content": "\u200B", "DeltaX": 500}])", "beside.png");
+  EXPECT_EQ(ReadAll(Path("beside.png")), ReadAll(Path("alone.png")));
 }
 
 TEST_F(Draw, WithASizeLinesStandAtTheirOffsets) {

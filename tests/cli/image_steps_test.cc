@@ -218,6 +218,13 @@ TEST_F(ImageSteps, FoldersThatMakeNoSenseAreRefusedBeforeAnythingIsWritten) {
   EXPECT_TRUE(std::filesystem::is_empty(Path("sub")));
 }
 
+TEST_F(ImageSteps, AFolderThatCannotBeMadeIsNamed) {
+  const std::string below = Path("in.png") + "/made/";
+  const CommandResult result = Image({Path("in.png"), "-o", below});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.err, "tovkit: " + below + ": Not a directory\n");
+}
+
 TEST_F(ImageSteps, InfoOfSeveralNamesThem) {
   Save("b.bmp", image::Encode(picture_, kCoreImageBmp));
   const CommandResult result = Image({Path("in.png"), Path("b.bmp"), "--info"});

@@ -102,6 +102,12 @@ TEST(Usage, OddWordsAreNoTrouble) {
   EXPECT_EQ(RunCommand({std::string(100'000, 'x')}).status, 2);
 }
 
+TEST(Usage, HelpBeginsWithWhatTheCommandIsFor) {
+  EXPECT_EQ(RunCommand({"--help"})
+                .out.rfind("Documents, pictures, text, paths and processes from the command line.\n", 0),
+            0U);
+}
+
 TEST(Usage, HelpPrintsWhatTheOptionPrints) {
   EXPECT_EQ(RunCommand({"help"}).out, RunCommand({"--help"}).out);
   for (const std::string command : {"base64", "draw", "help", "hit", "info", "image", "json", "monitor",

@@ -52,6 +52,7 @@ TEST(CopyFileFaults, WhateverTheKernelMovesTheCopyIsWhole) {
                         {4096, -EIO},
                         {kMegabyte, -EIO},
                         {kMegabyte, 5000},
+                        {kMegabyte, kMegabyte, kMegabyte, 122},
                         {kMegabyte, kMegabyte, 1, -EINTR},
                         {kMegabyte, kMegabyte, kMegabyte, kMegabyte}};
   const ScratchDir scratch;
