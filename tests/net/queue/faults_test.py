@@ -165,15 +165,15 @@ class FaultsTest(QueueTest):
         ids = {self.take_result(channel)["id"]}  # of two workers' jobs, whichever ends first
         self.broker.control("set_vm_memory_high_watermark", "absolute", "1MB")
         try:
-            (self.folder / "more.jsonl").write_text("".join(json.dumps(job(number)) + "\n" for number in range(20, 500)))
-            more = self.submit("more.jsonl", name="more")
+            (self.folder / "more.jsonl").write_text("".join(json.dumps(job(number)) + "\n" for number in range(20, 1500)))
+            more = self.submit("more.jsonl", name="more")  # more than it sends without confirms
             more.await_line("the broker takes nothing more (")
         finally:
             self.broker.control("set_vm_memory_high_watermark", "absolute", "2GB")
         more.await_line("the broker takes messages again")
         self.assertEqual(more.wait(), 0, more.errors())
-        ids |= {self.take_result(channel)["id"] for _ in range(499)}
-        self.assertEqual(ids, set(map(str, range(500))))
+        ids |= {self.take_result(channel)["id"] for _ in range(1499)}
+        self.assertEqual(ids, set(map(str, range(1500))))
         self.stop(worker)
         self.assertEqual(self.count(channel), 0)
 

@@ -71,6 +71,24 @@ class SubmitTest(QueueTest):
         self.assertEqual(first.wait(), 75)
         self.assertIn("interrupted with jobs left to do; 1 of 1 that were sent have no result", first.errors())
 
+    def test_a_result_is_written_before_the_broker_forgets_it(self):
+        channel = self.declare()
+        write_jobs(self.folder / "jobs.jsonl", 2)
+        submit = self.submit("jobs.jsonl", "--result-queue", self.results, "--results", "results.jsonl")
+        await_that(lambda: self.count(channel) == 2, "the jobs")
+        self.take(channel, self.queue)  # nobody does this one
+        worker = self.working()
+        await_that((self.folder / job(1)["out"]).exists, "the picture of the other")
+        self.stop(worker)
+
+        def forgotten():
+            told = self.broker.control("list_queues", "--quiet", "--no-table-headers", "name", "messages")
+            return f"{self.results}\t0" in told.splitlines()
+        await_that(forgotten, "the acknowledgment of its result")
+        submit.process.kill()
+        submit.process.wait()
+        self.assertEqual([line["state"] for line in read_lines(self.folder / "results.jsonl")], ["done"])
+
     def test_patience_ends(self):
         self.declare()
         write_jobs(self.folder / "jobs.jsonl", 5)
