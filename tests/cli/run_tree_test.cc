@@ -228,6 +228,12 @@ pid_t StartScript(const Words& options, const std::string& script, const std::st
   return command;
 }
 
+// The shell is not the program yet when it has written its id, and answers an interrupt in its own way.
+void AwaitSleep(const std::string& file) {
+  const std::string name = "/proc/" + std::to_string(Ids(file).at(0)) + "/comm";
+  EXPECT_TRUE(Eventually([&] { return Contents(name) == "sleep\n"; }));
+}
+
 int StatusOf(pid_t command) {
   int status = 0;
   waitpid(command, &status, 0);
@@ -240,6 +246,7 @@ TEST(RunSignals, ASignalIsPassedOnAndTheCommandEndsAsTheProgramDoes) {
   for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) {
     std::filesystem::remove(file);
     pid_t command = StartScript({}, "ulimit -c 0; echo $$ >" + file + "; exec sleep 1000", file);
+    AwaitSleep(file);
     kill(command, signal);
     int status = StatusOf(command);
     EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == signal) << status;
@@ -382,6 +389,7 @@ TEST(RunSignals, ControlCEndsTheCommandWithTheProgram) {
   const std::string file = scratch.path() + "/ids";
   const OnTerminal terminal(RunShell({}, "echo $$ >" + file + "; exec sleep 1000"));
   ASSERT_TRUE(Eventually([&] { return Ids(file).size() == 1; }));
+  AwaitSleep(file);
   terminal.Type(kControlC);
   const int status = StatusOf(terminal.command());
   EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGINT) << status;
