@@ -7,6 +7,7 @@
 // The number of bytes chooses the way in: memory or a stream that must be read, the file at the start of the
 // stream or behind other bytes, a decoder that may leave the stream anywhere or must put it back.
 #include "picture_fields.h"
+#include "stream_without_view.h"
 
 #include <tovmx/codec.h>
 
@@ -30,19 +31,6 @@ constexpr int kMostPixels = 1 << 12;    // of a picture that is written again
 void Require(bool holds) {
   if (!holds) __builtin_trap();
 }
-
-// Memory that does not show itself, as a file is.
-class ReadStream final : public CoreInputStream {
- public:
-  ReadStream(const std::uint8_t* data, std::size_t size) : memory_(data, size) {}
-  std::size_t Read(void* to, std::size_t size) override { return memory_.Read(to, size); }
-  bool Seek(std::uint64_t position) override { return memory_.Seek(position); }
-  std::uint64_t GetPosition() const override { return memory_.GetPosition(); }
-  std::uint64_t GetSize() const override { return memory_.GetSize(); }
-
- private:
-  CoreMemoryInputStream memory_;
-};
 
 // A reason, with words for it.
 void RequireFailure(const CoreImageDecoder& decoder) {
@@ -151,7 +139,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   std::vector<std::uint8_t> bytes(before, 'x');
   bytes.insert(bytes.end(), data, data + size);
   if (size % 4 == 3) {
-    ReadStream in(bytes.data(), bytes.size());
+    StreamWithoutView in(bytes.data(), bytes.size());
     ReadPicture(in, before, size);
   } else {
     CoreMemoryInputStream in(bytes.data(), bytes.size());

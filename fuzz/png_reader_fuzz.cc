@@ -4,6 +4,7 @@
 // is looked at.
 #include "picture_fields.h"
 #include "png_reference.h"
+#include "stream_without_view.h"
 
 #include <tovmx/codec.h>
 
@@ -27,19 +28,6 @@ std::unique_ptr<CoreDib> Decode(CoreInputStream& in) {
   const auto decoder = CoreCodecRegistry::Get().GetFactory().CreateDecoder(kCoreImagePng);
   return decoder->Open(&in, kCoreOpenReadAhead) == 0 ? nullptr : decoder->GetBitmap(0, 0, 0);
 }
-
-// A stream without a view.
-class Pipe final : public CoreInputStream {
- public:
-  Pipe(const std::uint8_t* data, std::size_t size) : in_(data, size) {}
-  std::size_t Read(void* to, std::size_t size) override { return in_.Read(to, size); }
-  bool Seek(std::uint64_t position) override { return in_.Seek(position); }
-  std::uint64_t GetPosition() const override { return in_.GetPosition(); }
-  std::uint64_t GetSize() const override { return in_.GetSize(); }
-
- private:
-  CoreMemoryInputStream in_;
-};
 
 // Whether zlib refuses the content of the IDAT chunks.
 bool IsRefusedByZlib(const std::uint8_t* data, std::size_t size) {
@@ -89,7 +77,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const auto expected = ReadByLibpng(data, size, kMostBytes);
   CoreMemoryInputStream viewed(data, size);
   ExpectSame(expected.get(), Decode(viewed).get(), data, size);
-  Pipe pipe(data, size);
+  StreamWithoutView pipe(data, size);
   ExpectSame(expected.get(), Decode(pipe).get());
   return 0;
 }

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Whole blocks of memory compressed into zlib streams and back, with libdeflate.
+// Whole blocks of memory compressed into zlib streams, each in the way that suits it, and back.
 #pragma once
 
 #include "large_pages.h"

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// PNG, put together here around rows that libdeflate compresses in one piece. Pictures that are too large for
+// PNG, put together here around rows that are compressed in one piece. Pictures that are too large for
 // that are written row by row by libpng.
 #include "bitmap/row_reader.h"
 #include "codec/codecs.h"

@@ -9,6 +9,8 @@
 #include <libdeflate.h>
 
 #include <algorithm>
+#include <array>
+#include <bit>
 #include <limits>
 #include <memory>
 #include <new>

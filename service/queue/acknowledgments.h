@@ -4,8 +4,8 @@
 #pragma once
 
 #include <cstdint>
+#include <iterator>
 #include <set>
-#include <utility>
 #include <vector>
 
 namespace queue {

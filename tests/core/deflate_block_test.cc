@@ -4,8 +4,7 @@
 
 #include "deflate_support.h"
 
-#include <cmath>
-#include <string>
+#include <algorithm>
 
 namespace {
 

@@ -74,16 +74,16 @@ struct Tally {
 };
 
 // With matches, or with runs where these are most of it.
-Data MatchedOrRun(const Data& data, int effort) {
+Data MatchedOrRun(const Data& data) {
   if (tovmx::HasLongRuns(data.data(), data.size())) {
-    const tovmx::Deflated runs = tovmx::DeflateRuns(data.data(), data.size(), effort);
+    const tovmx::Deflated runs = tovmx::DeflateRuns(data.data(), data.size(), 5);
     if (runs.bytes != nullptr) return {runs.bytes.get(), runs.bytes.get() + runs.size};
   }
   return Matched(data, 5);
 }
 
 void Check(const Data& data, const std::string& name, Tally& tally) {
-  const Data matched = MatchedOrRun(data, 5);
+  const Data matched = MatchedOrRun(data);
   const double size = static_cast<double>(data.size());
   const double estimate = EstimateOf(data);
   const Data found = Compressed(data, 5);

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // One picture stored in every form that a TIFF has for it: each decodes to the same pixels.
 #include "image_support.h"
+#include "tiff_support.h"
 
 #include <gtest/gtest.h>
 
@@ -11,19 +12,11 @@
 
 namespace {
 
+using namespace tiff;
+
 constexpr int kWidth = 19;  // a tile and a bit
 constexpr int kHeight = 21;
 constexpr int kTile = 16;
-
-constexpr int kWhiteIsZero = 0, kBlackIsZero = 1, kRgb = 2, kPalette = 3, kInks = 5;
-constexpr int kUnspecified = 0, kPremultiplied = 1, kStraight = 2;
-
-constexpr int kBitsTag = 258, kPhotometricTag = 262, kStripsTag = 273, kSamplesTag = 277, kRowsTag = 278,
-              kStripBytesTag = 279, kPlanarTag = 284, kMapTag = 320, kTileWidthTag = 322,
-              kTileHeightTag = 323, kTilesTag = 324, kTileBytesTag = 325, kExtraTag = 338,
-              kXResolutionTag = 282, kYResolutionTag = 283, kUnitTag = 296;
-
-using Numbers = std::vector<unsigned>;
 
 struct Form {
   int photometric;
@@ -46,45 +39,6 @@ struct Form {
     return name + (planes ? ", planes" : "") + (tiles ? ", tiles" : "");
   }
 };
-
-void Put(std::string& bytes, std::size_t value, int count) {
-  for (int i = 0; i < count; ++i, value >>= 8) bytes += static_cast<char>(value);
-}
-
-// A directory of numbers, which are 16 bits where they fit, and then the pixels; `places` lists the tags
-// whose numbers are offsets into these.
-std::string TiffOf(std::map<int, Numbers> tags, int places, const std::string& pixels) {
-  const std::size_t directory = 8;
-  std::size_t more = directory + 2 + 12 * tags.size() + 4;
-  const auto isShort = [&](int tag) {
-    return tag != places && tag != kXResolutionTag && tag != kYResolutionTag &&
-           std::all_of(tags[tag].begin(), tags[tag].end(), [](unsigned number) { return number <= 0xffff; });
-  };
-  const auto sizeOf = [&](int tag) { return tags[tag].size() * (isShort(tag) ? 2 : 4); };
-  std::size_t start = more;
-  for (const auto& [tag, numbers] : tags) start += sizeOf(tag) > 4 ? sizeOf(tag) : 0;
-  for (unsigned& place : tags[places]) place += static_cast<unsigned>(start);
-  std::string bytes("II*\0\10\0\0\0", 8), values;
-  Put(bytes, tags.size(), 2);
-  for (const auto& [tag, numbers] : tags) {
-    const bool fraction = tag == kXResolutionTag || tag == kYResolutionTag;
-    Put(bytes, static_cast<std::size_t>(tag), 2);
-    Put(bytes, fraction ? 5 : isShort(tag) ? 3 : 4, 2);
-    Put(bytes, fraction ? 1 : numbers.size(), 4);
-    std::string value;
-    for (const unsigned number : numbers) Put(value, number, isShort(tag) ? 2 : 4);
-    if (value.size() > 4) {
-      Put(bytes, more, 4);
-      more += value.size();
-      values += value;
-    } else {
-      value.resize(4);
-      bytes += value;
-    }
-  }
-  Put(bytes, 0, 4);
-  return bytes + values + pixels;
-}
 
 unsigned Value(int sample, int x, int y) {
   return static_cast<unsigned>(31 + sample * 57 + x * 11 + y * 7 + x * y * sample) % 256;
@@ -341,127 +295,6 @@ TEST(TiffForms, InksOfAnotherSetAreNotTakenForCmyk) {
   image::Decode(Store(form, {{kInkSetTag, {2}}}), 0, 0, 0, &unknown);
   EXPECT_EQ(known.bitsPerPixel, 24);
   EXPECT_EQ(unknown.bitsPerPixel, 32);
-}
-
-constexpr int kFormatTag = 339;
-
-// One row of single samples whose bytes are given.
-std::string StoreRow(const std::string& bytes, unsigned width, unsigned bits, unsigned format = 1) {
-  const std::map<int, Numbers> tags = {{256, {width}},
-                                       {257, {1}},
-                                       {259, {1}},
-                                       {kBitsTag, {bits}},
-                                       {kPhotometricTag, {kBlackIsZero}},
-                                       {kSamplesTag, {1}},
-                                       {kRowsTag, {1}},
-                                       {kStripsTag, {0}},
-                                       {kStripBytesTag, {static_cast<unsigned>(bytes.size())}},
-                                       {kFormatTag, {format}}};
-  return TiffOf(tags, kStripsTag, bytes);
-}
-
-std::unique_ptr<CoreDib> RowOf(const std::string& bytes, unsigned width, unsigned bits, unsigned format) {
-  return image::Decode(StoreRow(bytes, width, bits, format));
-}
-
-std::vector<int> LevelsOf(const CoreDib* bitmap) {
-  std::vector<int> levels;
-  for (int x = 0; bitmap != nullptr && x < bitmap->GetWidth(); ++x)
-    levels.push_back(static_cast<int>(bitmap->GetArgb(x, 0) & 255U));
-  return levels;
-}
-
-// 0, 1, a half, a quarter, 2, -1, infinity, no number, and the least that is above 0.
-TEST(TiffForms, NumbersWithAFractionGoFromZeroToOne) {
-  const std::vector<int> expected = {0, 255, 128, 64, 255, 0, 255, 0, 0};
-  const struct {
-    unsigned bits;
-    std::vector<std::uint64_t> numbers;
-  } rows[] = {
-      {16, {0, 0x3c00, 0x3800, 0x3400, 0x4000, 0xbc00, 0x7c00, 0x7e00, 1}},
-      {24, {0, 0x3f0000, 0x3e0000, 0x3d0000, 0x400000, 0xbf0000, 0x7f0000, 0x7f8000, 1}},
-      {32, {0, 0x3f800000, 0x3f000000, 0x3e800000, 0x40000000, 0xbf800000, 0x7f800000, 0x7fc00000, 1}},
-      {64,
-       {0, 0x3ff0000000000000, 0x3fe0000000000000, 0x3fd0000000000000, 0x4000000000000000, 0xbff0000000000000,
-        0x7ff0000000000000, 0x7ff8000000000000, 1}},
-  };
-  for (const auto& row : rows) {
-    std::string bytes;
-    for (const std::uint64_t number : row.numbers) Put(bytes, number, static_cast<int>(row.bits / 8));
-    EXPECT_EQ(LevelsOf(RowOf(bytes, 9, row.bits, 3).get()), expected) << row.bits;
-  }
-}
-
-// The least, the most and what lies in the middle, bit behind bit from the highest one down.
-TEST(TiffForms, WholeNumbersOfAnyDepthSpanTheWholeRange) {
-  for (unsigned bits = 1; bits <= 32; ++bits) {
-    const std::uint64_t most = (std::uint64_t{1} << bits) - 1;
-    const std::uint64_t values[] = {0, most, most / 2, most / 3, 1};
-    std::string bytes;
-    std::vector<int> expected;
-    std::string digits;
-    for (const std::uint64_t value : values) {
-      expected.push_back(static_cast<int>((value * 255 + most / 2) / most));
-      if (bits == 16 || bits == 24 || bits == 32) Put(bytes, value, static_cast<int>(bits / 8));
-      for (unsigned bit = bits; bit-- != 0;) digits += (value >> bit & 1U) != 0 ? '1' : '0';
-    }
-    if (bytes.empty()) {
-      while (digits.size() % 8 != 0) digits += '0';
-      for (std::size_t i = 0; i < digits.size(); i += 8)
-        bytes += static_cast<char>(std::stoi(digits.substr(i, 8), nullptr, 2));
-    }
-    EXPECT_EQ(LevelsOf(RowOf(bytes, 5, bits, 1).get()), expected) << bits;
-  }
-  std::string wide;
-  for (const std::uint64_t value : {std::uint64_t{0}, UINT64_MAX, UINT64_MAX / 2}) Put(wide, value, 8);
-  EXPECT_EQ(LevelsOf(RowOf(wide, 3, 64, 1).get()), std::vector<int>({0, 255, 127}));
-}
-
-TEST(TiffForms, DepthsThatNobodyReadsAreUnsupported) {
-  for (const auto& [bits, format] : std::vector<std::pair<unsigned, unsigned>>{
-           {33, 1}, {40, 1}, {63, 1}, {128, 1}, {8, 3}, {12, 3}, {128, 3}, {12, 2}, {32, 2}, {64, 5}}) {
-    EXPECT_EQ(RowOf(std::string(600, '\1'), 3, bits, format), nullptr) << bits << ", format " << format;
-  }
-}
-
-// Indices are no levels: they stay as they are.
-TEST(TiffForms, PalettesOfAnyDepthUpTo8) {
-  for (unsigned bits = 1; bits <= 8; ++bits) {
-    const unsigned count = 1U << bits;
-    Numbers map;
-    for (unsigned c = 0; c < 3; ++c) {
-      for (unsigned i = 0; i < count; ++i) map.push_back((i * 37 + c * 50 + 3) % 256 * 257);
-    }
-    std::string digits, bytes;
-    const unsigned indices[] = {count - 1, 0, count / 2, 1};
-    for (const unsigned index : indices) {
-      for (unsigned bit = bits; bit-- != 0;) digits += (index >> bit & 1U) != 0 ? '1' : '0';
-    }
-    while (digits.size() % 8 != 0) digits += '0';
-    for (std::size_t i = 0; i < digits.size(); i += 8)
-      bytes += static_cast<char>(std::stoi(digits.substr(i, 8), nullptr, 2));
-    const std::map<int, Numbers> tags = {{256, {4}},
-                                         {257, {1}},
-                                         {259, {1}},
-                                         {kBitsTag, {bits}},
-                                         {kPhotometricTag, {kPalette}},
-                                         {kSamplesTag, {1}},
-                                         {kRowsTag, {1}},
-                                         {kStripsTag, {0}},
-                                         {kStripBytesTag, {static_cast<unsigned>(bytes.size())}},
-                                         {kMapTag, map}};
-    CoreImageInfo info;
-    const auto bitmap = image::Decode(TiffOf(tags, kStripsTag, bytes), 0, 0, 0, &info);
-    ASSERT_NE(bitmap, nullptr) << bits;
-    EXPECT_EQ(info.bitsPerPixel, bitmap->GetBitsPerPixel()) << bits;
-    EXPECT_EQ(info.paletteSize, static_cast<int>(count)) << bits;
-    EXPECT_EQ(bitmap->GetPaletteSize(), static_cast<int>(count)) << bits;
-    for (int x = 0; x < 4; ++x) {
-      const unsigned i = indices[x];
-      const unsigned red = (i * 37 + 3) % 256, green = (i * 37 + 53) % 256, blue = (i * 37 + 103) % 256;
-      EXPECT_EQ(bitmap->GetArgb(x, 0), 0xff000000U | red << 16 | green << 8 | blue) << bits << " at " << x;
-    }
-  }
 }
 
 // Samples with a sign go through the library, which makes premultiplied RGBA of them.
