@@ -11,6 +11,7 @@ import pickle
 import signal
 import subprocess
 import sys
+import threading
 from typing import Any
 
 import pytest
@@ -134,6 +135,22 @@ def test_a_worker_that_is_killed_costs_nothing(tmp_path: pathlib.Path) -> None:
     assert sorted(int(r.id) for r in found) == list(range(300))
     assert {r.state for r in found} == {"done"}
     assert not children()
+
+
+def test_workers_that_do_not_answer_end_with_the_batch(tmp_path: pathlib.Path) -> None:
+    jobs_without_end = (label(i) for i in itertools.count())
+    results = jobs.map(jobs_without_end, workers=1, directory=tmp_path, timeout=3600)
+    next(results)
+    for pid in children():
+        os.kill(pid, signal.SIGSTOP)
+    closing = threading.Thread(target=results.close)  # type: ignore[attr-defined]
+    closing.start()
+    closing.join(60)
+    ended = not closing.is_alive()
+    for pid in children():
+        os.kill(pid, signal.SIGKILL)
+    closing.join()
+    assert ended
 
 
 def test_an_interruption_ends_a_batch(tmp_path: pathlib.Path) -> None:

@@ -12,8 +12,11 @@
 
 #include <tovkit/util.h>
 
+#include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <openssl/err.h>
 #include <openssl/ssl.h>
+#include <sys/socket.h>
 #include <sys/time.h>
 #include <unistd.h>
 
@@ -90,6 +93,9 @@ std::string TlsReason() {
   }
   return reason;
 }
+
+// Whether packets wait until they are full. Where the system refuses it, they leave one by one.
+void SetCork(int socket, int on) { setsockopt(socket, IPPROTO_TCP, TCP_CORK, &on, sizeof on); }
 
 }  // namespace
 
@@ -398,6 +404,12 @@ bool Connection::Private::EndMessage(Event& event) {
 }
 
 int Connection::descriptor() const { return amqp_get_sockfd(p_->state); }
+
+Connection::Together::Together(const Connection& connection) : connection_(connection) {
+  SetCork(connection_.descriptor(), 1);
+}
+
+Connection::Together::~Together() { SetCork(connection_.descriptor(), 0); }
 
 void Connection::Close() {
   // A broker that is full does not hear it.

@@ -95,6 +95,19 @@ class Connection {
 
   void Close();
 
+  // While it lives, what is sent leaves in packets as large as can be: each costs the broker a turn. Nothing
+  // that is waited for may be sent meanwhile.
+  class Together {
+   public:
+    explicit Together(const Connection& connection);
+    ~Together();
+    Together(const Together&) = delete;
+    Together& operator=(const Together&) = delete;
+
+   private:
+    const Connection& connection_;
+  };
+
  private:
   struct Private;
   std::unique_ptr<Private> p_;

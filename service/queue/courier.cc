@@ -25,6 +25,8 @@ namespace {
 using std::chrono::milliseconds;
 
 constexpr milliseconds kTurn{500};               // heartbeats are sent and missed between two turns
+constexpr milliseconds kHeldBack{20};            // a turn that is only for a few of many jobs
+constexpr std::size_t kMany = 16;                // jobs
 constexpr std::chrono::seconds kPatience{20};    // with a broker that confirms nothing, at the end
 constexpr std::size_t kMostSentBytes = 4 << 20;  // that a broker has not confirmed
 constexpr std::size_t kMostRefused = 1000;
@@ -62,14 +64,22 @@ Courier::~Courier() {
 
 void Courier::Deliver(std::vector<jobs::JobResult>&& results) {
   if (results.empty()) return;
-  bool wasEmpty = false;
+  bool enough = false;
   {
     const std::lock_guard lock(mutex_);
-    wasEmpty = results_.empty();
+    const std::size_t before = results_.size();
     std::move(results.begin(), results.end(), std::back_inserter(results_));
+    enough = before < enough_ && results_.size() >= enough_;
   }
   results.clear();
-  if (wasEmpty) Wake();
+  if (enough) Wake();
+}
+
+// How many results wake the thread.
+void Courier::SetEnough(std::size_t count) {
+  const std::lock_guard lock(mutex_);
+  enough_ = count;
+  if (results_.size() >= count) Wake();
 }
 
 void Courier::Finish() {
@@ -125,26 +135,32 @@ void Courier::Open(Connection& connection) {
 void Courier::ServeConnection() {
   Connection connection(options_.broker);
   Open(connection);
-  Connection::Event event;
   while (!IsOver()) {
-    TakeResults();
-    Send(connection);
-    while (connection.Next(event)) Handle(connection, event);
-    for (const Acknowledgments::Word word : acknowledgments_.TakeWords())
-      connection.Acknowledge(word.tag, word.multiple);
-    Send(connection);
+    Exchange(connection);
     if (stop_.level() != jobs::StopRequest::kNone && !canceled_) {
       connection.CancelConsumer();
       canceled_ = true;
     }
     EndWhenIdle();
-    Await(connection.descriptor(), kTurn);
+    AwaitTurn(connection);
   }
   if (ledger_.unsettled() != 0) {
     tell_(std::to_string(ledger_.unsettled()) +
           " results were not confirmed: their jobs will be delivered again");
   }
   connection.Close();
+}
+
+// Sends what there is and hears what the broker says.
+void Courier::Exchange(Connection& connection) {
+  const Connection::Together together(connection);
+  TakeResults();
+  Send(connection);
+  Connection::Event event;
+  while (connection.Next(event)) Handle(connection, event);
+  for (const Acknowledgments::Word word : acknowledgments_.TakeWords())
+    connection.Acknowledge(word.tag, word.multiple);
+  Send(connection);
 }
 
 // Before there was a connection a queue that is missing is a wrong name; later somebody may be making it
@@ -305,6 +321,14 @@ bool Courier::IsOver() {
   }
   // What the broker has sent back is not waited for.
   return last_ && (ledger_.unsettled() == ledger_.postponed() || Clock::now() - drained_ > kPatience);
+}
+
+// Waits for what the next turn is about. Each interrupts the broker and the workers: while these have enough
+// to do, a turn is for a third of it.
+void Courier::AwaitTurn(const Connection& connection) {
+  const std::size_t running = ledger_.running();
+  SetEnough(running < kMany ? 1 : running / 3);
+  running < kMany ? Await(connection.descriptor(), kTurn) : Await(-1, kHeldBack);
 }
 
 // Waits until the descriptor can be read, somebody wants something, or the time is over.

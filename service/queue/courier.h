@@ -73,6 +73,7 @@ class Courier {
 
   void Serve() noexcept;
   void ServeConnection();
+  void Exchange(Connection& connection);
   void Open(Connection& connection);
   bool MayGoOn(const BrokerError& error) const;
   void Pause(const BrokerError& error);
@@ -88,7 +89,9 @@ class Courier {
   void NoteRefusal(const BrokerError& error);
   void EndWhenIdle();
   bool IsOver();
+  void AwaitTurn(const Connection& connection);
   void Await(int descriptor, std::chrono::milliseconds longest);
+  void SetEnough(std::size_t count);
   void Wake() const;
 
   const CourierOptions options_;
@@ -99,6 +102,7 @@ class Courier {
 
   std::mutex mutex_;
   std::vector<jobs::JobResult> results_;  // guarded
+  std::size_t enough_ = 1;                // guarded; results that wake the thread
   bool finishing_ = false;                // guarded
   bool abandoned_ = false;                // guarded
 

@@ -110,10 +110,13 @@ bool Submission::ServeConnection(jobs::JobSource& source) {
     const bool stopping = stop_.level() != jobs::StopRequest::kNone;
     // Some may have gone another way since they were counted.
     if (Clock::now() - arrived_ > kNoneLeft) waiting_ = 0;
-    if (!stopping && waiting_ == 0) Send(connection, source);
-    while (connection.Next(event)) Handle(event);
-    sink_.Pause();
-    Acknowledge(connection);
+    {
+      const Connection::Together together(connection);
+      if (!stopping && waiting_ == 0) Send(connection, source);
+      while (connection.Next(event)) Handle(event);
+      sink_.Pause();
+      Acknowledge(connection);
+    }
     const bool patient = options_.patience.count() == 0 || Clock::now() - heard_ < options_.patience;
     if (IsComplete() || (stopping && sending_.empty()) || !patient) break;
     Await(connection.descriptor(), starving_ ? source.descriptor() : -1);
