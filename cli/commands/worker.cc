@@ -76,7 +76,8 @@ void RunWorkerCommand(WorkerCommand& command) {
   courier.jobQueue = command.broker.jobQueue;
   courier.resultQueue = command.broker.resultQueue;
   courier.declare = command.broker.declare;
-  courier.prefetch = command.prefetch != 0 ? command.prefetch : 2 * command.options.executor.workers;
+  courier.workers = command.options.executor.workers;
+  courier.prefetch = command.prefetch != 0 ? command.prefetch : 2 * courier.workers;
   if (courier.jobQueue == courier.resultQueue) throw UsageError("jobs and results need a queue each");
   if (command.isInline) {
     command.options.executor.runner.inlineLimit = command.inlineLimit;

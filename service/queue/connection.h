@@ -95,8 +95,8 @@ class Connection {
 
   void Close();
 
-  // While it lives, what is sent leaves in packets as large as can be: each costs the broker a turn. Nothing
-  // that is waited for may be sent meanwhile.
+  // While it lives, what is sent leaves in packets as large as can be, for at most a fifth of a second: each
+  // costs the broker a turn. No call that waits for an answer may be made meanwhile.
   class Together {
    public:
     explicit Together(const Connection& connection);

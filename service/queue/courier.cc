@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
-// One loop: results in, answers out, what the broker says, a wait for any of it. Results are published before
-// their jobs are acknowledged, so that a job is lost in no case; where something breaks in between, it is
-// delivered again, and the same job makes the same bytes.
+// One loop of turns: results in, answers out, what the broker says, and a wait for the next. Each turn
+// interrupts the broker and the workers: while these have enough to do, many results make one turn.
+// Results are published before their jobs are acknowledged, so that a job is lost in no case; where something
+// breaks in between, it is delivered again, and the same job makes the same bytes.
 #include "courier.h"
 
 #include "message_job.h"
@@ -25,8 +26,9 @@ namespace {
 using std::chrono::milliseconds;
 
 constexpr milliseconds kTurn{500};               // heartbeats are sent and missed between two turns
-constexpr milliseconds kHeldBack{20};            // a turn that is only for a few of many jobs
-constexpr std::size_t kMany = 16;                // jobs
+constexpr milliseconds kHeldBack{20};            // the longest time from a turn to the next while that waits
+constexpr std::size_t kEnough = 16;              // jobs in hand with which the next one may wait,
+constexpr std::size_t kEnoughEach = 4;           // and for each worker
 constexpr std::chrono::seconds kPatience{20};    // with a broker that confirms nothing, at the end
 constexpr std::size_t kMostSentBytes = 4 << 20;  // that a broker has not confirmed
 constexpr std::size_t kMostRefused = 1000;
@@ -135,14 +137,15 @@ void Courier::Open(Connection& connection) {
 void Courier::ServeConnection() {
   Connection connection(options_.broker);
   Open(connection);
-  while (!IsOver()) {
-    Exchange(connection);
+  for (;;) {
+    const bool spoken = Exchange(connection);
     if (stop_.level() != jobs::StopRequest::kNone && !canceled_) {
       connection.CancelConsumer();
       canceled_ = true;
     }
     EndWhenIdle();
-    AwaitTurn(connection);
+    if (IsOver()) break;
+    AwaitTurn(connection, spoken);
   }
   if (ledger_.unsettled() != 0) {
     tell_(std::to_string(ledger_.unsettled()) +
@@ -151,16 +154,16 @@ void Courier::ServeConnection() {
   connection.Close();
 }
 
-// Sends what there is and hears what the broker says.
-void Courier::Exchange(Connection& connection) {
+// Sends what there is and hears what the broker says. False when there was nothing of either.
+bool Courier::Exchange(Connection& connection) {
   const Connection::Together together(connection);
-  TakeResults();
+  bool spoken = TakeResults();
   Send(connection);
-  Connection::Event event;
-  while (connection.Next(event)) Handle(connection, event);
+  for (Connection::Event event; connection.Next(event); spoken = true) Handle(connection, event);
   for (const Acknowledgments::Word word : acknowledgments_.TakeWords())
     connection.Acknowledge(word.tag, word.multiple);
   Send(connection);
+  return spoken;
 }
 
 // Before there was a connection a queue that is missing is a wrong name; later somebody may be making it
@@ -174,10 +177,12 @@ void Courier::Pause(const BrokerError& error) {
   const milliseconds pause = backOff_.Next();
   tell_(std::string(error.what()) + "; next attempt in " + SecondsText(pause));
   const auto end = Clock::now() + pause;
-  while (!IsOver() && Clock::now() < end) {
+  SetEnough(1);
+  for (;;) {
     // What runs for the connection that is gone has no use, and its results are void.
     TakeResults();
     EndWhenIdle();
+    if (IsOver() || Clock::now() >= end) return;
     Await(-1, std::chrono::ceil<milliseconds>(end - Clock::now()));
   }
 }
@@ -199,7 +204,8 @@ void Courier::NoteRefusal(const BrokerError& error) {
   refused_.insert(longest->delivery.digest);
 }
 
-void Courier::TakeResults() {
+// False when there are none.
+bool Courier::TakeResults() {
   std::vector<jobs::JobResult> results;
   {
     const std::lock_guard lock(mutex_);
@@ -216,6 +222,7 @@ void Courier::TakeResults() {
     }
   }
   if (!results.empty()) busy_ = Clock::now();
+  return !results.empty();
 }
 
 void Courier::Send(Connection& connection) {
@@ -323,12 +330,18 @@ bool Courier::IsOver() {
   return last_ && (ledger_.unsettled() == ledger_.postponed() || Clock::now() - drained_ > kPatience);
 }
 
-// Waits for what the next turn is about. Each interrupts the broker and the workers: while these have enough
-// to do, a turn is for a third of it.
-void Courier::AwaitTurn(const Connection& connection) {
+// The next turn waits for a third of what runs when the last one had something to say. With slow jobs it
+// mostly has nothing, and the first result is heard at once.
+void Courier::AwaitTurn(const Connection& connection, bool spoken) {
   const std::size_t running = ledger_.running();
-  SetEnough(running < kMany ? 1 : running / 3);
-  running < kMany ? Await(connection.descriptor(), kTurn) : Await(-1, kHeldBack);
+  const std::size_t enough = std::max(kEnough, kEnoughEach * static_cast<std::size_t>(options_.workers));
+  const bool maySleep = spoken && !canceled_ && running >= enough;
+  SetEnough(maySleep ? running / 3 : 1);
+  if (maySleep) {
+    Await(-1, kHeldBack);
+  } else {
+    Await(connection.descriptor(), kTurn);
+  }
 }
 
 // Waits until the descriptor can be read, somebody wants something, or the time is over.

@@ -39,6 +39,7 @@ struct CourierOptions {
   std::string resultQueue;
   bool declare = false;  // makes both, and one for what is rejected, where they are not there
   int prefetch = 2;
+  int workers = 1;                    // of the executor
   std::chrono::milliseconds idle{0};  // without a job after which the worker ends, 0 for never
 };
 
@@ -73,13 +74,13 @@ class Courier {
 
   void Serve() noexcept;
   void ServeConnection();
-  void Exchange(Connection& connection);
+  bool Exchange(Connection& connection);
   void Open(Connection& connection);
   bool MayGoOn(const BrokerError& error) const;
   void Pause(const BrokerError& error);
   void Discard();
 
-  void TakeResults();
+  bool TakeResults();
   void Send(Connection& connection);
   void Handle(Connection& connection, Connection::Event& event);
   void Admit(Message&& message);
@@ -89,7 +90,7 @@ class Courier {
   void NoteRefusal(const BrokerError& error);
   void EndWhenIdle();
   bool IsOver();
-  void AwaitTurn(const Connection& connection);
+  void AwaitTurn(const Connection& connection, bool spoken);
   void Await(int descriptor, std::chrono::milliseconds longest);
   void SetEnough(std::size_t count);
   void Wake() const;

@@ -1,5 +1,6 @@
 # SPDX-License-Identifier: MIT
 """What may go wrong between a broker and a worker: each ends in a clear line, a dead letter or a retry, and no job is lost."""
+import contextlib
 import json
 import os
 import pathlib
@@ -209,17 +210,59 @@ class FaultsTest(QueueTest):
         self.assertIn("; next attempt in 0.", worker.errors())
         self.stop(worker)
 
-    def test_a_channel_that_is_closed_in_the_middle_costs_no_job(self):
-        channel = self.declare()
-        worker = self.working()
-        self.put(channel, *(job(number) for number in range(300)))
-        self.take_result(channel)
+    def close_connection(self):
+        """That of the worker, by the broker."""
         closed = 0
         for line in self.broker.control("-q", "list_connections", "pid", "client_properties").splitlines():
             if '"tovkit"' in line:
                 self.broker.control("close_connection", line.split("\t")[0], "for a test")
                 closed += 1
         self.assertEqual(closed, 1)
+
+    @contextlib.contextmanager
+    def holding(self, count):
+        """A worker that has so many jobs in hand, none of which comes on until the end."""
+        channel = self.declare()
+        worker = self.working("--prefetch", "64", "--timeout", "10m")
+        children = pathlib.Path(f"/proc/{worker.process.pid}/task/{worker.process.pid}/children")
+        crew = [int(pid) for pid in await_that(lambda: len(pids := children.read_text().split()) == 2 and pids, "workers")]
+        for pid in crew:
+            os.kill(pid, signal.SIGSTOP)
+        self.put(channel, *(job(number) for number in range(count)))
+        await_that(lambda: f"{self.queue}\t{count}" in self.broker.control(
+            "-q", "list_queues", "name", "messages_unacknowledged").splitlines(), "the jobs are in hand")
+        try:
+            yield channel, worker
+        finally:
+            for pid in crew:
+                os.kill(pid, signal.SIGCONT)
+
+    def test_a_channel_that_is_closed_while_many_jobs_are_in_hand_costs_none(self):
+        with self.holding(40) as (channel, worker):
+            self.close_connection()
+            worker.await_line("for a test")
+            worker.await_line("taking jobs", 2)
+        ids = set()
+        while len(ids) < 40:
+            ids.add(self.take_result(channel)["id"])
+        await_that(lambda: self.count(channel) == 0, "the queue is empty")
+        self.stop(worker)
+
+    def test_the_end_while_many_jobs_are_in_hand_gives_back_what_has_not_run(self):
+        with self.holding(60) as (channel, worker):
+            worker.signal()
+        self.assertEqual(worker.wait(), 0, worker.errors())
+        done = 0
+        while channel.basic_get(self.results, auto_ack=True)[0]:
+            done += 1
+        await_that(lambda: self.count(channel) + done == 60, lambda: f"{self.count(channel)} left, {done} done")
+
+    def test_a_channel_that_is_closed_in_the_middle_costs_no_job(self):
+        channel = self.declare()
+        worker = self.working()
+        self.put(channel, *(job(number) for number in range(300)))
+        self.take_result(channel)
+        self.close_connection()
         worker.await_line("for a test")
         worker.await_line("taking jobs", 2)
         ids = set()
