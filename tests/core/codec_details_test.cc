@@ -137,6 +137,9 @@ TEST(JpegDetails, TheLimitPaysForTheCoefficientsOfAProgressiveFile) {
   EXPECT_NE(image::Decode(file), nullptr);
   registry.SetPixelLimit(most - 1);
   EXPECT_EQ(image::Decode(file), nullptr);
+  // It is refused before anything is decoded.
+  CoreMemoryInputStream in(file.data(), file.size());
+  EXPECT_FALSE(registry.GetFactory().CreateDecoder(kCoreImageJpeg)->Open(&in, 0));
   registry.SetPixelLimit(usual);
 }
 

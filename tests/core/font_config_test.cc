@@ -146,6 +146,23 @@ TEST_F(FontConfigTest, AFamilyThatTellsNoLanguagesStandsInForNoRegion) {
   EXPECT_WITH(config, [] { HOLDS(FamilyFor(400, false, L"SimSun") == "Liberation Sans"); });
 }
 
+std::string LanguageRule(const std::string& family, const std::string& language) {
+  return "<match target=\"scan\"><test name=\"family\"><string>" + family +
+         "</string></test><edit name=\"lang\" mode=\"assign\"><langset><string>" + language +
+         "</string></langset></edit></match>";
+}
+
+TEST_F(FontConfigTest, TheCharactersOfTheRegionComeBeforeTheStyle) {
+  const FontConfig config({"LiberationSans-Regular.ttf", "LiberationSerif-Regular.ttf"},
+                          LanguageRule("Liberation Sans", "ja") + LanguageRule("Liberation Serif", "zh-tw"));
+  EXPECT_WITH(config, [] {
+    HOLDS(FamilyFor(400, false, L"MS Mincho") == "Liberation Sans");
+    HOLDS(FamilyFor(400, false, L"PMingLiU") == "Liberation Serif");
+    HOLDS(FamilyFor(400, false, L"Microsoft JhengHei") == "Liberation Serif");
+    HOLDS(FamilyFor(400, false, L"MS Gothic") == "Liberation Sans");
+  });
+}
+
 // Four families of one style, three of them for the same readers.
 TEST_F(FontConfigTest, OfEquallyCloseFamiliesTheFirstByNameIsTaken) {
   const FontConfig config({kMing, "LiberationSans-Regular.ttf"});

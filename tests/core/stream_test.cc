@@ -127,6 +127,17 @@ TEST_F(FileStream, WhatIsWrittenIsReadBack) {
   EXPECT_EQ(in.Read(got, 5), 5u);
 }
 
+TEST_F(FileStream, AFileOfAnyLengthHasIt) {
+  for (std::size_t length = 0; length <= 3; ++length) {
+    {
+      CoreFileOutputStream out(path_.c_str());
+      ASSERT_TRUE(out.Write("abc", length));
+      ASSERT_TRUE(out.Close());
+    }
+    EXPECT_EQ(CoreFileInputStream(path_.c_str()).GetSize(), length);
+  }
+}
+
 TEST_F(FileStream, EveryReadFromEveryPlaceOfAFile) {
   const std::string text = "abcdefg";
   {

@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <chrono>
 #include <functional>
+#include <map>
 #include <string>
 #include <utility>
 #include <vector>
@@ -361,6 +362,21 @@ int CountValues(const ConstHandle& value) {
   }
   for (const CoreString& name : value->GetMemberNames()) count += CountValues(value->GetMember(name.c_str()));
   return count;
+}
+
+TEST(DescribeText, RunsTellWhichCharactersTheyAre) {
+  const auto report = Report(R"({"Content": "ab \u05d0\u05d1 12 \u5b8b cd"})");
+  const auto runs = report->GetMember("runs");
+  ASSERT_GE(runs->Size(), 3U);
+  std::map<int, int> counts;
+  for (std::size_t i = 0; i < runs->Size(); ++i)
+    counts[runs->GetAt(i)->GetMemberInt("first", -1)] = runs->GetAt(i)->GetMemberInt("count", -1);
+  int next = 0;
+  for (const auto& [first, count] : counts) {
+    EXPECT_EQ(first, next);
+    next = first + count;
+  }
+  EXPECT_EQ(next, 13);
 }
 
 TEST(DescribeText, TheDocumentOfALineHasSome40Values) {

@@ -132,6 +132,17 @@ class AddressTest(unittest.TestCase):
             self.assertNotIn("Access-Control-Allow-Origin", other.headers)
             self.assertEqual(server.post("/v1/draw", LINE, Origin="https://other.example").status, 403)
 
+    def test_a_manager_may_listen_at_an_abstract_name(self):
+        manager = self.enterContext(socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM))
+        manager.settimeout(PATIENCE)
+        name = f"tovkit-{os.getpid()}-{id(self)}"
+        manager.bind("\0" + name)
+        server = self.start(env={"NOTIFY_SOCKET": "@" + name})
+        self.assertEqual(manager.recv(100), b"READY=1")
+        server.process.terminate()
+        self.assertEqual(manager.recv(100), b"STOPPING=1")
+        self.assertEqual(server.process.wait(PATIENCE), 0)
+
     def test_systemd_passes_the_socket_and_hears_of_it(self):
         passed = self.enterContext(socket.create_server(("127.0.0.1", 0)))
         manager = self.enterContext(socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM))

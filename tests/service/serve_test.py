@@ -277,6 +277,18 @@ class ServeTest(unittest.TestCase):
         with Server(COMMAND) as server:
             self.assertEqual(server.post("/v1/draw", LINE).headers["ETag"], tag)
 
+    def test_a_tag_depends_on_what_is_in_our_own_libraries_not_on_where_they_are(self):
+        tag = self.server.post("/v1/draw", LINE).headers["ETag"]
+        maps = pathlib.Path(f"/proc/{self.server.process.pid}/maps").read_text()
+        with tempfile.TemporaryDirectory() as folder:
+            for name in ["libtovkit", "libtovmx"]:
+                library = pathlib.Path(re.search(rf"\s(/\S*/{name}\.so\S*)$", maps, re.MULTILINE).group(1))
+                shutil.copyfile(library, pathlib.Path(folder) / re.match(r".*?\.so\.\d+", library.name).group())
+            worker = pathlib.Path(COMMAND).parent.parent / "libexec/tovkit/tovkit-job"
+            with Server(COMMAND, env={"LD_LIBRARY_PATH": folder, "TOVKIT_JOB": str(worker)}) as server:
+                self.assertIn(folder, pathlib.Path(f"/proc/{server.process.pid}/maps").read_text())
+                self.assertEqual(server.post("/v1/draw", LINE).headers["ETag"], tag)
+
     def test_hosts(self):
         for host in ["localhost", "LOCALHOST:1", "127.0.0.1", "127.0.0.1:80", "[::1]:5"]:
             self.assertEqual(self.server.ask("GET", "/healthz", Host=host).status, 200, host)
@@ -311,6 +323,17 @@ class ServeTest(unittest.TestCase):
         self.assertRegex(text, r'tovkit_http_requests_total\{endpoint="/v1/draw",code="422"\} [1-9]')
         counts = [int(count) for count in re.findall(r'seconds_bucket\{kind="draw".*\} (\d+)', text)]
         self.assertEqual(counts, sorted(counts))
+
+    def test_descriptors_are_counted(self):
+        with Server(COMMAND, "-j", "1") as server:
+            def told():
+                return int(re.search(r"^process_open_fds (\d+)$", server.ask("GET", "/metrics").body.decode(), re.MULTILINE)[1])
+            before = told()
+            self.assertGreater(before, 3)
+            with server.session() as one, server.session() as other:
+                for connection in (one, other):
+                    self.assertEqual(ask_on(connection, "GET", "/healthz").status, 200)
+                self.assertGreaterEqual(told(), before + 2)
 
     def test_one_connection_many_requests(self):
         with self.server.session() as connection:
