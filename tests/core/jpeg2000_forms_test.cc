@@ -129,9 +129,9 @@ TEST(Jpeg2000Forms, SubsampledChromaIsSpreadOverItsPixelsWhateverTheColorsAreCal
     for (const auto colors : {OPJ_CLRSPC_SYCC, OPJ_CLRSPC_SRGB}) {
       const auto bitmap = Decoded(Store({luma, chroma, chroma}, colors));
       EXPECT_EQ(Mismatch(bitmap.get(),
-                         [across = across, down = down](int x, int y) {
-                           const int left = x / across * across;
-                           const int top = y / down * down;
+                         [width = across, height = down](int x, int y) {
+                           const int left = x / width * width;
+                           const int top = y / height * height;
                            return FromYcc(Value(0, x, y), Value(1, left, top), Value(2, left, top));
                          }),
                 "")
