@@ -325,12 +325,21 @@ def test_values_that_do_not_fit_are_errors_with_their_name(use: Any, message: st
     (lambda i: i.crop((1.5, 0, 1, 1)), "rectangle"), (lambda i: i.to_bytes(3), "format"), (lambda i: i.save(3), "target"),
     (lambda i: i.open(3), "source"), (lambda i: i.open(io.StringIO("x")), "source.read()"),
     (lambda i: i.open(b"", "1"), "frame"), (lambda i: i.fromarray([[1]]), "array"),
-    (lambda i: i.from_pillow(3), "picture"), (lambda i: i.to_bytes("png", quality=True), "quality"),
-    (lambda i: i.open(b"", True), "frame"),
+    (lambda i: i.from_pillow(3), "picture"), (lambda i: i.from_pillow(memoryview(b"x")), "picture"),
+    (lambda i: i.to_bytes("png", quality=True), "quality"), (lambda i: i.open(b"", True), "frame"),
 ])
 def test_wrong_types_are_told_with_their_name(use: Any, name: str) -> None:
     with pytest.raises(TypeError, match=f"^{name.replace('(', '.').replace(')', '.')} must be .*, not "):
         use(tovkit.draw({"Content": "x"}, size=(5, 5)))
+
+
+def test_what_a_number_raises_is_passed_on() -> None:
+    class Odd:
+        def __float__(self) -> float:
+            raise KeyError("no number today")
+
+    with pytest.raises(KeyError, match="no number today"):
+        tovkit.draw({"Content": "x"}, dpi=Odd())  # type: ignore[arg-type]
 
 
 def test_files_that_fail_are_what_python_people_catch(tmp_path: pathlib.Path) -> None:

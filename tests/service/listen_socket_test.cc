@@ -3,10 +3,13 @@
 #include "service/http/listen_socket.h"
 
 #include "jobs/error.h"
+#include "jobs/folder.h"
 
 #include "scratch_dir.h"
 
+#include <arpa/inet.h>
 #include <gtest/gtest.h>
+#include <netinet/in.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -54,6 +57,24 @@ TEST(ListenSocketTest, AnAbandonedUnixSocketIsReplacedAndALivingOneIsNot) {
   EXPECT_TRUE(living.isLoopback);
   EXPECT_EQ(living.url, address);
   EXPECT_THROW((void)Listen(address), jobs::Error);
+}
+
+// As a socket for both families sees a client of the older one.
+TEST(ListenSocketTest, AnAddressOfTheOlderFamilyIsToldAsSuch) {
+  const jobs::OpenDescriptor listening(socket(AF_INET6, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  sockaddr_in6 address = {};
+  address.sin6_family = AF_INET6;
+  ASSERT_EQ(inet_pton(AF_INET6, "::ffff:127.0.0.1", &address.sin6_addr), 1);
+  auto* const any = reinterpret_cast<sockaddr*>(&address);
+  socklen_t size = sizeof address;
+  if (bind(listening.get(), any, size) != 0) GTEST_SKIP() << "no IPv6 here";
+  ASSERT_EQ(listen(listening.get(), 1), 0);
+  ASSERT_EQ(getsockname(listening.get(), any, &size), 0);
+  const jobs::OpenDescriptor client(socket(AF_INET6, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  ASSERT_EQ(connect(client.get(), any, size), 0);
+  const jobs::OpenDescriptor accepted(accept4(listening.get(), nullptr, nullptr, SOCK_CLOEXEC));
+  EXPECT_EQ(service::PeerOf(accepted.get()), "127.0.0.1");
+  EXPECT_EQ(service::PeerOf(client.get()), "127.0.0.1");
 }
 
 TEST(ListenSocketTest, AFileIsNotReplaced) {

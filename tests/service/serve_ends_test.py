@@ -137,11 +137,11 @@ class AddressTest(unittest.TestCase):
         manager.settimeout(PATIENCE)
         name = f"tovkit-{os.getpid()}-{id(self)}"
         manager.bind("\0" + name)
-        server = self.start(env={"NOTIFY_SOCKET": "@" + name})
-        self.assertEqual(manager.recv(100), b"READY=1")
-        server.process.terminate()
-        self.assertEqual(manager.recv(100), b"STOPPING=1")
-        self.assertEqual(server.process.wait(PATIENCE), 0)
+        with Server(COMMAND, env={"NOTIFY_SOCKET": "@" + name}) as server:
+            self.assertEqual(manager.recv(100), b"READY=1")
+            server.process.terminate()
+            self.assertEqual(manager.recv(100), b"STOPPING=1")
+            self.assertEqual(server.process.wait(PATIENCE), 0)
 
     def test_systemd_passes_the_socket_and_hears_of_it(self):
         passed = self.enterContext(socket.create_server(("127.0.0.1", 0)))
