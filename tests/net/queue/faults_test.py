@@ -225,7 +225,8 @@ class FaultsTest(QueueTest):
         channel = self.declare()
         worker = self.working("--prefetch", "64", "--timeout", "10m")
         children = pathlib.Path(f"/proc/{worker.process.pid}/task/{worker.process.pid}/children")
-        crew = [int(pid) for pid in await_that(lambda: len(pids := children.read_text().split()) == 2 and pids, "workers")]
+        await_that(lambda: len(children.read_text().split()) == 2, "the workers are there")
+        crew = [int(pid) for pid in children.read_text().split()]
         for pid in crew:
             os.kill(pid, signal.SIGSTOP)
         self.put(channel, *(job(number) for number in range(count)))
