@@ -47,6 +47,15 @@ class SubmitTest(QueueTest):
         self.assertEqual((method.redelivered, properties.delivery_mode, properties.message_id), (False, 2, "0"))
         self.assertEqual(json.loads(body), job(0))
 
+    def test_queues_are_made_where_that_is_asked_for(self):
+        write_jobs(self.folder / "jobs.jsonl", 3)
+        submit = self.submit("jobs.jsonl", "--declare")
+        self.assertEqual(submit.wait(), 0, submit.errors())
+        channel = self.client()
+        self.assertEqual((self.count(channel), self.count(channel, self.queue + ".dead")), (3, 0))
+        # Made anew with other settings, they would be refused.
+        self.declare(channel)
+
     def test_results_of_others_stay(self):
         channel = self.declare()
         for body in (json.dumps({"id": "stranger", "state": "done"}), "no result", json.dumps({"id": "7"})):
