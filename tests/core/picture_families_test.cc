@@ -61,6 +61,16 @@ class PictureFamilies : public ForeignFiles, public testing::WithParamInterface<
     Run("for file in *." + format + "; do seen=${file%.*}.seen; " +
         "convert -regard-warnings \"$file[0]\" -colorspace sRGB -depth 8 rgba:$seen || rm -f $seen; done");
   }
+
+  // Version 7 takes every JPEG 2000 for opaque.
+  bool SeesAlphaByMagick(const Member& translucent) {
+    if (translucent.name.empty()) return true;
+    SeeByMagick({translucent});
+    const std::string seen = image::ReadFile(folder_ + "/" + translucent.name + ".seen");
+    for (std::size_t i = 3; i < seen.size(); i += 4)
+      if (seen[i] != '\xff') return true;
+    return false;
+  }
 };
 INSTANTIATE_TEST_SUITE_P(Formats, PictureFamilies, testing::Values(kCoreImageTiff, kCoreImageJpeg2000),
                          image::FormatTestName);
@@ -80,6 +90,14 @@ bool IsAlike(const CoreDib& ours, const std::string& seen) {
     }
   }
   return image::Difference(ours, other, kTolerance).empty();
+}
+
+bool IsOpaque(const CoreDib& bitmap) {
+  for (int y = 0; y < bitmap.GetHeight(); ++y) {
+    for (int x = 0; x < bitmap.GetWidth(); ++x)
+      if (bitmap.GetArgb(x, y) >> 24 != 0xff) return false;
+  }
+  return true;
 }
 
 // The form that a picture has, or had before one number became odd.
@@ -131,12 +149,14 @@ Reading Read(const Member& member, CoreImageFormat format) {
 
 TEST_P(PictureFamilies, AreReadAsOthersReadThemOrRefusedWithAReason) {
   std::vector<Member> disputed;
+  Member translucent;           // without a name where the family has none
   std::set<std::string> known;  // forms that Pillow sees as we do
   int read = 0, refused = 0, alike = 0;
   // Most that is odd in a TIFF is refused by all.
   for (const Member& member : Members(GetParam() == kCoreImageTiff ? 6 : 16)) {
     const std::string form = FormOf(member.name);
     const bool whole = form == member.name;
+    if (form == "four" && whole) translucent = member;
     const Reading reading = Read(member, GetParam());
     ++(reading.bitmap != nullptr ? read : refused);
     if (whole) {
@@ -152,11 +172,13 @@ TEST_P(PictureFamilies, AreReadAsOthersReadThemOrRefusedWithAReason) {
   }
   EXPECT_GT(alike, 1000);
   EXPECT_GT(refused, 500);
+  const bool seesAlpha = SeesAlphaByMagick(translucent);
   SeeByMagick(disputed);
   for (const Member& member : disputed) {
     const std::string seen = image::ReadFile(folder_ + "/" + member.name + ".seen");
     if (seen.empty()) continue;  // it warns of something
     const Reading reading = Read(member, GetParam());
+    if (!seesAlpha && !IsOpaque(*reading.bitmap)) continue;
     if (FormOf(member.name) == member.name) {
       EXPECT_TRUE(IsAlike(*reading.bitmap, seen)) << member.name;
     } else {

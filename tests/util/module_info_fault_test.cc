@@ -57,6 +57,11 @@ BEFORE_LIBC ssize_t readlink(const char* path, char* buffer, std::size_t capacit
   return readlinkat(AT_FDCWD, path, buffer, capacity);
 }
 
+// What a newer libc makes of it for clang, which checks the buffer.
+BEFORE_LIBC ssize_t __readlink_chk(const char* path, char* buffer, std::size_t capacity, std::size_t) {
+  return readlink(path, buffer, capacity);
+}
+
 BEFORE_LIBC int dl_iterate_phdr(Walk callback, void* data) {
   if (script != nullptr) return ScriptedWalk(callback, data);
   return reinterpret_cast<int (*)(Walk, void*)>(dlsym(RTLD_NEXT, "dl_iterate_phdr"))(callback, data);
