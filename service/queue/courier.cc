@@ -27,8 +27,8 @@ using std::chrono::milliseconds;
 
 constexpr milliseconds kTurn{500};               // heartbeats are sent and missed between two turns
 constexpr milliseconds kHeldBack{20};            // the longest time from a turn to the next while that waits
-constexpr std::size_t kEnough = 16;              // jobs in hand with which the next one may wait,
-constexpr std::size_t kEnoughEach = 4;           // and for each worker
+constexpr std::size_t kMany = 16;                // jobs in hand with which the next one may wait,
+constexpr std::size_t kManyEach = 4;             // and for each worker
 constexpr std::chrono::seconds kPatience{20};    // with a broker that confirms nothing, at the end
 constexpr std::size_t kMostSentBytes = 4 << 20;  // that a broker has not confirmed
 constexpr std::size_t kMostRefused = 1000;
@@ -334,8 +334,8 @@ bool Courier::IsOver() {
 // mostly has nothing, and the first result is heard at once.
 void Courier::AwaitTurn(const Connection& connection, bool spoken) {
   const std::size_t running = ledger_.running();
-  const std::size_t enough = std::max(kEnough, kEnoughEach * static_cast<std::size_t>(options_.workers));
-  const bool maySleep = spoken && !canceled_ && running >= enough;
+  const std::size_t many = std::max(kMany, kManyEach * static_cast<std::size_t>(options_.workers));
+  const bool maySleep = spoken && !canceled_ && running >= many;
   SetEnough(maySleep ? running / 3 : 1);
   if (maySleep) {
     Await(-1, kHeldBack);
