@@ -6,7 +6,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <map>
 #include <memory>
 #include <string>
 #include <utility>
@@ -26,7 +25,7 @@ std::string BytesOf(std::string digits) {
 }
 
 std::unique_ptr<CoreDib> RowOf(const std::string& bytes, unsigned width, unsigned bits, unsigned format) {
-  return image::Decode(StoreRow(bytes, width, bits, format));
+  return image::Decode(StoreRow(bytes, width, bits, {{kFormatTag, {format}}}));
 }
 
 std::vector<int> LevelsOf(const CoreDib* bitmap) {
@@ -99,18 +98,9 @@ TEST(TiffDepths, PalettesOfAnyDepthUpTo8) {
       for (unsigned bit = bits; bit-- != 0;) digits += (index >> bit & 1U) != 0 ? '1' : '0';
     }
     const std::string bytes = BytesOf(digits);
-    const std::map<int, Numbers> tags = {{256, {4}},
-                                         {257, {1}},
-                                         {259, {1}},
-                                         {kBitsTag, {bits}},
-                                         {kPhotometricTag, {kPalette}},
-                                         {kSamplesTag, {1}},
-                                         {kRowsTag, {1}},
-                                         {kStripsTag, {0}},
-                                         {kStripBytesTag, {static_cast<unsigned>(bytes.size())}},
-                                         {kMapTag, map}};
+    const std::string file = StoreRow(bytes, 4, bits, {{kPhotometricTag, {kPalette}}, {kMapTag, map}});
     CoreImageInfo info;
-    const auto bitmap = image::Decode(TiffOf(tags, kStripsTag, bytes), 0, 0, 0, &info);
+    const auto bitmap = image::Decode(file, 0, 0, 0, &info);
     ASSERT_NE(bitmap, nullptr) << bits;
     EXPECT_EQ(info.bitsPerPixel, bitmap->GetBitsPerPixel()) << bits;
     EXPECT_EQ(info.paletteSize, static_cast<int>(count)) << bits;

@@ -59,18 +59,19 @@ inline std::string TiffOf(std::map<int, Numbers> tags, int places, const std::st
   return bytes + values + pixels;
 }
 
-// One row of single samples whose bytes are given.
-inline std::string StoreRow(const std::string& bytes, unsigned width, unsigned bits, unsigned format = 1) {
-  const std::map<int, Numbers> tags = {{256, {width}},
-                                       {257, {1}},
-                                       {259, {1}},
-                                       {kBitsTag, {bits}},
-                                       {kPhotometricTag, {kBlackIsZero}},
-                                       {kSamplesTag, {1}},
-                                       {kRowsTag, {1}},
-                                       {kStripsTag, {0}},
-                                       {kStripBytesTag, {static_cast<unsigned>(bytes.size())}},
-                                       {kFormatTag, {format}}};
+// One row of single samples whose bytes are given: whole numbers of gray, unless `tags` say otherwise.
+inline std::string StoreRow(const std::string& bytes, unsigned width, unsigned bits,
+                            std::map<int, Numbers> tags = {}) {
+  tags.insert({{256, {width}},
+               {257, {1}},
+               {259, {1}},
+               {kBitsTag, {bits}},
+               {kPhotometricTag, {kBlackIsZero}},
+               {kSamplesTag, {1}},
+               {kRowsTag, {1}},
+               {kStripsTag, {0}},
+               {kStripBytesTag, {static_cast<unsigned>(bytes.size())}},
+               {kFormatTag, {1}}});
   return TiffOf(tags, kStripsTag, bytes);
 }
 

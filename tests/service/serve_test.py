@@ -264,14 +264,17 @@ class ServeTest(unittest.TestCase):
         for other in ["/v1/draw?size=62x20", "/v1/draw?size=61x20&format=bmp"]:
             self.assertNotEqual(self.server.post(other, LINE).headers["ETag"], first.headers["ETag"])
 
+    def copy_library(self, name, folder):
+        """That of the server, to where another one finds it first: the loader asks for the major version alone."""
+        maps = pathlib.Path(f"/proc/{self.server.process.pid}/maps").read_text()
+        library = pathlib.Path(re.search(rf"\s(/\S*/{name}\.so\S*)$", maps, re.MULTILINE).group(1))
+        shutil.copy(library, pathlib.Path(folder) / re.match(r".*?\.so\.\d+", library.name).group())
+
     def test_a_tag_depends_on_the_libraries(self):
         tag = self.server.post("/v1/draw", LINE).headers["ETag"]
-        maps = pathlib.Path(f"/proc/{self.server.process.pid}/maps").read_text()
         for name in ["libfreetype", "libfontconfig", "libpango-1.0", "libcairo", "libharfbuzz", "libpng16"]:
             with self.subTest(name), tempfile.TemporaryDirectory() as folder:
-                library = pathlib.Path(re.search(rf"\s(/\S*/{name}\.so\S*)$", maps, re.MULTILINE).group(1))
-                # The loader asks for the name with the major version alone.
-                shutil.copy(library, pathlib.Path(folder) / re.match(r".*?\.so\.\d+", library.name).group())
+                self.copy_library(name, folder)
                 with Server(COMMAND, env={"LD_LIBRARY_PATH": folder}) as server:
                     self.assertNotEqual(server.post("/v1/draw", LINE).headers["ETag"], tag)
         with Server(COMMAND) as server:
@@ -279,11 +282,9 @@ class ServeTest(unittest.TestCase):
 
     def test_a_tag_depends_on_what_is_in_our_own_libraries_not_on_where_they_are(self):
         tag = self.server.post("/v1/draw", LINE).headers["ETag"]
-        maps = pathlib.Path(f"/proc/{self.server.process.pid}/maps").read_text()
         with tempfile.TemporaryDirectory() as folder:
             for name in ["libtovkit", "libtovmx"]:
-                library = pathlib.Path(re.search(rf"\s(/\S*/{name}\.so\S*)$", maps, re.MULTILINE).group(1))
-                shutil.copyfile(library, pathlib.Path(folder) / re.match(r".*?\.so\.\d+", library.name).group())
+                self.copy_library(name, folder)
             # Where the worker is looked for, beside the library.
             (pathlib.Path(folder) / "libexec").symlink_to(pathlib.Path(COMMAND).resolve().parent.parent / "libexec")
             with Server(COMMAND, env={"LD_LIBRARY_PATH": folder}) as server:

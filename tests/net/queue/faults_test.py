@@ -219,6 +219,20 @@ class FaultsTest(QueueTest):
                 closed += 1
         self.assertEqual(closed, 1)
 
+    def await_results(self, channel, count):
+        """Results of so many jobs, of which some may come twice; then no job is left."""
+        ids = set()
+        while len(ids) < count:
+            ids.add(self.take_result(channel)["id"])
+        await_that(lambda: self.count(channel) == 0, "the queue is empty")
+
+    def assert_done_or_left(self, channel, count):
+        """So many jobs have a result or are in their queue again."""
+        done = 0
+        while channel.basic_get(self.results, auto_ack=True)[0]:
+            done += 1
+        await_that(lambda: self.count(channel) + done == count, lambda: f"{self.count(channel)} left, {done} done")
+
     @contextlib.contextmanager
     def holding(self, count):
         """A worker that has so many jobs in hand, none of which comes on until the end."""
@@ -243,20 +257,14 @@ class FaultsTest(QueueTest):
             self.close_connection()
             worker.await_line("for a test")
             worker.await_line("taking jobs", 2)
-        ids = set()
-        while len(ids) < 40:
-            ids.add(self.take_result(channel)["id"])
-        await_that(lambda: self.count(channel) == 0, "the queue is empty")
+        self.await_results(channel, 40)
         self.stop(worker)
 
     def test_the_end_while_many_jobs_are_in_hand_gives_back_what_has_not_run(self):
         with self.holding(60) as (channel, worker):
             worker.signal()
         self.assertEqual(worker.wait(), 0, worker.errors())
-        done = 0
-        while channel.basic_get(self.results, auto_ack=True)[0]:
-            done += 1
-        await_that(lambda: self.count(channel) + done == 60, lambda: f"{self.count(channel)} left, {done} done")
+        self.assert_done_or_left(channel, 60)
 
     def test_a_channel_that_is_closed_in_the_middle_costs_no_job(self):
         channel = self.declare()
@@ -266,10 +274,7 @@ class FaultsTest(QueueTest):
         self.close_connection()
         worker.await_line("for a test")
         worker.await_line("taking jobs", 2)
-        ids = set()
-        while len(ids) < 299:
-            ids.add(self.take_result(channel)["id"])
-        await_that(lambda: self.count(channel) == 0, "the queue is empty")
+        self.await_results(channel, 299)
         self.stop(worker)
 
     def test_a_result_that_the_broker_refuses_ends_as_a_failed_one(self):
@@ -314,10 +319,7 @@ class FaultsTest(QueueTest):
         worker = self.working()
         self.take_result(channel)
         self.stop(worker)
-        done = 1
-        while channel.basic_get(self.results, auto_ack=True)[0]:
-            done += 1
-        await_that(lambda: self.count(channel) + done == 2000, lambda: f"{self.count(channel)} left, {done} done")
+        self.assert_done_or_left(channel, 1999)
 
     def test_a_second_signal_ends_at_once(self):
         channel = self.declare()
