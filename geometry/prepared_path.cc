@@ -70,33 +70,44 @@ float BoundOf(float front, float distance, bool comesSecond) {
   return no;
 }
 
-struct Collector {
-  std::vector<PreparedSegment>& segments;
-
-  bool Add(const CorePathPoint* points, int degree) {
-    PreparedSegment segment{{}, degree};
-    std::copy(points, points + degree + 1, segment.points);
-    segments.push_back(segment);
+// What is the same for every visitor that takes lines and curves: the end of a figure is a line, an arc its
+// cubic curves. `Visitor` has Line(), and Curve() with the degree.
+template <typename Visitor>
+struct LinesAndCurves {
+  bool Close(const CorePathPoint& from, const CorePathPoint& start) { return Self().Line(from, start); }
+  bool Quad(const CorePathPoint* points) { return Self().Curve(points, 2); }
+  bool Cubic(const CorePathPoint* points) { return Self().Curve(points, 3); }
+  bool Arc(const CorePathPoint* arc) {
+    CorePathPoint curves[1 + 3 * kCoreMaxArcCurves];
+    const int count = CoreArcToCubics(arc, curves);
+    for (int k = 0; k < count; ++k) Cubic(curves + 3 * k);
     return false;
   }
+
+ private:
+  Visitor& Self() { return static_cast<Visitor&>(*this); }
+};
+
+struct Collector : LinesAndCurves<Collector> {
+  std::vector<PreparedSegment>& segments;
+
+  explicit Collector(std::vector<PreparedSegment>& all) : segments(all) {}
+
   bool Line(const CorePathPoint& a, const CorePathPoint& b) {
     segments.push_back({{a, b}, 1});
     return false;
   }
-  bool Close(const CorePathPoint& from, const CorePathPoint& start) { return Line(from, start); }
-  bool Quad(const CorePathPoint* points) { return Add(points, 2); }
-  bool Cubic(const CorePathPoint* points) { return Add(points, 3); }
-  bool Arc(const CorePathPoint* arc) {
-    CorePathPoint curves[1 + 3 * kCoreMaxArcCurves];
-    const int count = CoreArcToCubics(arc, curves);
-    for (int k = 0; k < count; ++k) Add(curves + 3 * k, 3);
+  bool Curve(const CorePathPoint* points, int degree) {
+    PreparedSegment segment{{}, degree};
+    std::copy(points, points + degree + 1, segment.points);
+    segments.push_back(segment);
     return false;
   }
 };
 
 // What asking a path costs that is not prepared: points are taken to lie anywhere in its box, so that a curve
 // is sampled as often as its box is large.
-struct Costs {
+struct Costs : LinesAndCurves<Costs> {
   Box box;
   double lines = 0;
   double curves = 0;
@@ -108,13 +119,13 @@ struct Costs {
     ++lines;
     return false;
   }
-  bool Close(const CorePathPoint& from, const CorePathPoint& start) { return Line(from, start); }
-  bool Quad(const CorePathPoint* points) { return Curve(points, 2); }
-  bool Cubic(const CorePathPoint* points) { return Curve(points, 3); }
-  bool Arc(const CorePathPoint* arc) {
-    CorePathPoint points[1 + 3 * kCoreMaxArcCurves];
-    const int count = CoreArcToCubics(arc, points);
-    for (int k = 0; k < count; ++k) Curve(points + 3 * k, 3);
+  bool Curve(const CorePathPoint* points, int degree) {
+    Box own;
+    for (int i = 0; i <= degree; ++i) own.Add(points[i]);
+    for (int axis = 0; axis < 2; ++axis) sizes[axis] += static_cast<double>(own.Size(axis));
+    box.Add({own.low[0], own.low[1], 0});
+    box.Add({own.high[0], own.high[1], 0});
+    ++curves;
     return false;
   }
 
@@ -126,17 +137,6 @@ struct Costs {
       sampled += share <= curves ? share : curves;  // also for what is no number
     }
     return kAskSegment * (lines + curves) + kSampleCurve * sampled;
-  }
-
- private:
-  bool Curve(const CorePathPoint* points, int degree) {
-    Box own;
-    for (int i = 0; i <= degree; ++i) own.Add(points[i]);
-    for (int axis = 0; axis < 2; ++axis) sizes[axis] += static_cast<double>(own.Size(axis));
-    box.Add({own.low[0], own.low[1], 0});
-    box.Add({own.high[0], own.high[1], 0});
-    ++curves;
-    return false;
   }
 };
 
@@ -197,7 +197,7 @@ bool PreparedPath::IsWorthwhile(const CorePath& path, std::size_t count, float t
 
 PreparedPath::PreparedPath(const CorePath& path, float tolerance, bool testFill, std::size_t count)
     : path_(path), tolerance_(tolerance), testFill_(testFill), testOutline_(tolerance >= 0) {
-  Collector collector{segments_};
+  Collector collector(segments_);
   CoreWalkPath(path.GetPoints(), path.GetPointCounter() + 1, collector);
   const auto curves = static_cast<std::size_t>(std::count_if(
       segments_.begin(), segments_.end(), [](const PreparedSegment& segment) { return segment.degree > 1; }));
