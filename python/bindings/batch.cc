@@ -211,7 +211,7 @@ std::unique_ptr<Batch> MakeBatch(const py::object& workers, const py::object& di
   if (options.timeout.count() < 1) RefuseValue("timeout", "a job needs some time");
   options.memory =
       static_cast<std::uint64_t>(WholeOf(memory.attr("__floordiv__")(1 << 20), "memory", 0, INT_MAX)) << 20;
-  if (options.memory != 0 && options.memory < kLeastMemory)
+  if (options.memory < kLeastMemory && !memory.equal(py::int_(0)))
     RefuseValue("memory", "0 or 64 MiB and more is expected");
   options.recycle = static_cast<std::uint64_t>(WholeOf(recycle, "recycle", 0, INT_MAX));
   options.ordered = ordered;

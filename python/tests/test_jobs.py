@@ -70,6 +70,20 @@ def test_wrong_types_are_told(tmp_path: pathlib.Path) -> None:
             jobs.map([], directory=tmp_path, **arguments)
 
 
+def test_the_ends_of_ranges_are_taken(tmp_path: pathlib.Path) -> None:
+    ends: list[dict[str, Any]] = [
+        {"workers": 1}, {"workers": 1024}, {"timeout": 0.001}, {"timeout": 2e6}, {"memory": 0}, {"memory": 64 << 20},
+        {"recycle": 0}, {"recycle": 2**31 - 1}]
+    for arguments in ends:
+        assert list(jobs.map([], directory=tmp_path, **arguments)) == []
+    beyond: list[dict[str, Any]] = [
+        {"workers": 0}, {"workers": 1025}, {"timeout": 0.0005}, {"timeout": 2.1e6}, {"memory": 1}, {"memory": (64 << 20) - 1},
+        {"memory": -1}, {"recycle": -1}, {"recycle": 2**31}]
+    for arguments in beyond:
+        with pytest.raises(ValueError, match=next(iter(arguments))):
+            jobs.map([], directory=tmp_path, **arguments)
+
+
 @pytest.mark.parametrize("ordered", [False, True])
 def test_workers_make_what_the_command_makes(ordered: bool, command: str, tmp_path: pathlib.Path) -> None:
     lines = "".join(json.dumps(label(i)) + "\n" for i in range(60))
