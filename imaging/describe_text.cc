@@ -11,7 +11,6 @@
 #include <tovmx/font.h>
 
 #include <algorithm>
-#include <cmath>
 #include <cstdio>
 #include <map>
 #include <string>
@@ -125,7 +124,6 @@ void DescribeWarnings(const JsonValue& description, const TextRequest& request, 
 const char* DescribeLine(const TextRequest& request, std::uint32_t limit, JsonValue& report) {
   const CoreMatrix place = request.Place();
   if (request.text.IsEmpty()) return "there is no text";
-  if (!std::isfinite(place.e) || !std::isfinite(place.f)) return "an offset is no finite number";
   if (request.fontSize > kLargestFontSize) return "the font size is above 75000";
   if (request.text.GetLength() > kLongestLine) return "the text is longer than 262144 characters";
   const int maxRuns = static_cast<int>(std::min<std::uint32_t>(limit, kMaxReportRuns));

@@ -119,8 +119,8 @@ TOVKIT_API bool DrawTextOnDevice(CoreDevice* device, SharedPtr<const JsonValue> 
 /// units; positions count the text's characters (code points) from 0.
 ///
 ///     "drawable"   false when nothing would reach the page: no "Content", a text of more than 262,144
-///                  characters, an offset that is no finite number, a "FontSize" above 75,000, no font at
-///                  all. Then "reason" says which of them in words, and only warnings follow
+///                  characters, a "FontSize" above 75,000, no font at all. Then "reason" says which of
+///                  them in words, and only warnings follow
 ///     "content"    the text
 ///     "font"       "wanted" and whether the description has "named" it, the "family" that is drawn with,
 ///                  whether it is "substituted" for the wanted one, "size" in points, "pixelSize", "bold" and

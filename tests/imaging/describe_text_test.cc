@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <chrono>
 #include <functional>
+#include <limits>
 #include <map>
 #include <string>
 #include <utility>
@@ -324,6 +325,20 @@ TEST(DescribeText, WhatADeviceWouldNotGetIsNotDrawable) {
   EXPECT_TRUE(drawable->GetMemberBool("drawable", false));
   EXPECT_FALSE(drawable->HasMember("reason"));
   EXPECT_FALSE(DescribeText(SharedPtr<const JsonValue>()));
+}
+
+TEST(DescribeText, AnOffsetThatIsNoFloatIsNone) {
+  const double infinity = std::numeric_limits<double>::infinity();
+  for (const char* const offset : {"DeltaX", "DeltaY"}) {
+    for (const double number : {infinity, -infinity, std::numeric_limits<double>::quiet_NaN(), 3.5e38}) {
+      const auto line = Json::Parse(R"({"Content": "x"})", -1, nullptr);
+      line->SetMemberDouble(offset, number);
+      const auto report = DescribeText(line);
+      EXPECT_TRUE(report->GetMemberBool("drawable", false)) << offset << " " << number;
+      EXPECT_EQ(report->GetMember("baseline")->GetMemberDouble("x", -1), 0);
+      EXPECT_EQ(report->GetMember("baseline")->GetMemberDouble("y", -1), 26);
+    }
+  }
 }
 
 std::string Repeated(const std::string& piece, int times) {
