@@ -68,6 +68,15 @@ def test_red_comes_first_when_it_is_asked_for(array: npt.NDArray[np.uint8]) -> N
     assert np.array_equal(np.asarray(image.rgb()), array)
 
 
+@given(arrays())
+def test_a_mode_tells_the_order_of_the_colors(array: npt.NDArray[np.uint8]) -> None:
+    names = {1: ["L"], 3: ["BGR", "RGB"], 4: ["BGRA", "RGBA"]}[1 if array.ndim == 2 else array.shape[2]]
+    for name in names:
+        found = np.asarray(Image.fromarray(array, name))
+        stored = array[:, :, [2, 1, 0, 3][:array.shape[2]]] if name.startswith("R") else array
+        assert np.array_equal(found, stored), name
+
+
 @given(arrays(), st.sampled_from(["png", "tif", "bmp", "webp"]))
 def test_a_file_that_loses_nothing_comes_back(array: npt.NDArray[np.uint8], name: str) -> None:
     image = Image.fromarray(array)
@@ -176,6 +185,7 @@ def test_frames_and_orientation() -> None:
     for number in (1, 2, 3):
         image = Image.open(file.getvalue(), frame=number)
         assert (image.frames, image.size, image.format) == (3, (4, 2 + number), "TIFF")
+        assert [made.frames for made in (image.upright(), image.copy(), image.crop((0, 0, 2, 2)))] == [1, 3, 1]
     with pytest.raises(tovkit.DecodeError, match="no frame 4, the last is 3"):
         Image.open(file.getvalue(), frame=4)
     exif = PIL.Image.Exif()

@@ -266,8 +266,15 @@ TEST_F(Draw, TheBackgroundIsAnyColorTextOrNone) {
     EXPECT_EQ(picture->GetArgb(1, 1), c.argb) << c.text;
     EXPECT_TRUE(HasInk(*picture, 0, 0, picture->GetWidth(), picture->GetHeight(), c.argb)) << c.text;
   }
-  ExpectDrawn(R"({"Content": "HH"})", "back.svg", {"--background", "#336699"});
-  EXPECT_TRUE(document::SvgHasColor(ReadAll(Path("back.svg")), 0x33, 0x66, 0x99));
+  // Of documents too, whichever of its bytes are 0.
+  for (const std::uint32_t color : {0x336699U, 0xFFFF00U, 0x00FF00U, 0x000080U, 0xFF0000U}) {
+    char text[8];
+    std::snprintf(text, sizeof text, "#%06X", color);
+    ExpectDrawn(R"({"Content": "HH"})", "back.svg", {"--background", text});
+    EXPECT_TRUE(document::SvgHasColor(ReadAll(Path("back.svg")), static_cast<int>(color >> 16),
+                                      static_cast<int>(color >> 8 & 255), static_cast<int>(color & 255)))
+        << text;
+  }
 }
 
 TEST_F(Draw, SubstitutionsAreToldWhenAskedFor) {

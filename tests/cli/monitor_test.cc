@@ -205,14 +205,22 @@ TEST(MonitorCommand, PlotEndsWithTheProcessesAndNamesThem) {
   int status = 0;
   waitpid(child, &status, 0);
   EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
-  std::FILE* const pipe = popen(("pdftotext " + file + " -").c_str(), "r");
-  std::string text;
-  for (int c = std::fgetc(pipe); c != EOF; c = std::fgetc(pipe)) text += static_cast<char>(c);
-  EXPECT_EQ(pclose(pipe), 0);
+  const auto outputOf = [](const std::string& command) {
+    std::FILE* const pipe = popen(command.c_str(), "r");
+    std::string text;
+    for (int c = std::fgetc(pipe); c != EOF; c = std::fgetc(pipe)) text += static_cast<char>(c);
+    EXPECT_EQ(pclose(pipe), 0) << command;
+    return text;
+  };
+  const std::string text = outputOf("pdftotext " + file + " -");
   for (const std::string& part : {std::string("VmRSS of one process"), name, std::string("time in s")}) {
     EXPECT_NE(text.find(part), std::string::npos) << part << "\n" << text;
   }
   EXPECT_TRUE(text.find("kB") != std::string::npos || text.find("MB") != std::string::npos) << text;
+  const std::string fonts = outputOf("pdffonts " + file);
+  for (const char* const style : {"Italic", "Oblique", "Bold"}) {
+    EXPECT_EQ(fonts.find(style), std::string::npos) << fonts;
+  }
 }
 
 TEST(MonitorCommand, PlotRefusesWhatCannotBeWrittenAtOnce) {

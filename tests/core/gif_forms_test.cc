@@ -196,6 +196,13 @@ TEST_F(GifForms, CodesThatTheTableLacksGiveNull) {
   for (const unsigned bits : {9U, 12U, 255U}) EXPECT_EQ(image::Decode(Gif(whole, bits, 2)), nullptr) << bits;
 }
 
+TEST_F(GifForms, AFileThatEndsAmongItsCodesGivesNull) {
+  const std::string file = Gif(Pack(Indices(4), 2, 0), 2, 2);
+  const std::size_t end = file.size() - 2;  // the block without bytes and the trailer
+  for (std::size_t size = 0; size <= end; size += 1 + size / 50)
+    EXPECT_EQ(image::Decode(file.substr(0, size)), nullptr) << size;
+}
+
 // Frames of a canvas of 3 by 2 pixels.
 struct Frame {
   int left = 0, top = 0, width = 3, height = 2;

@@ -69,6 +69,24 @@ TEST_F(PngWriting, IsReadBackBitForBitWithEveryEffort) {
       << said;
 }
 
+TEST_F(PngWriting, PalettesOfEveryLengthComeBack) {
+  for (const int bits : {1, 4, 8}) {
+    for (int colors = 1; colors <= 1 << bits; ++colors) {
+      CoreDib dib;
+      ASSERT_TRUE(dib.Create(13, 20, bits));
+      for (int i = 0; i < 13 * 20; ++i) {
+        const int first = i % 13 * bits;
+        dib.GetRow(i / 13)[first / 8] |= static_cast<std::uint8_t>(i % colors << (8 - bits - first % 8));
+      }
+      image::GivePalette(dib, colors);
+      const auto back = Reference(EncodeWith(dib, 5));
+      ASSERT_NE(back, nullptr);
+      EXPECT_EQ(back->GetPaletteSize(), colors);
+      EXPECT_EQ(image::Difference(dib, *back), "") << bits << " bits, " << colors << " colors";
+    }
+  }
+}
+
 TEST_F(PngWriting, RowsThatRepeatAndLongRunsComeBack) {
   for (const int bits : {1, 4, 8, 24, 32}) {
     CoreDib dib;

@@ -90,6 +90,29 @@ TEST_F(InlineJobTest, TheClosingLineIsToldFromTheLineBeforeIt) {
       << hit.content.value();
 }
 
+TEST_F(InlineJobTest, EverySegmentIsFoundAndWhatIsBehindIt) {
+  const struct {
+    const char* segment;
+    const char* type;
+    const char* point;
+  } kSegments[] = {{"L 10 0", "line", "[5, 0]"},
+                   {"Q 5 5 10 0", "quadratic", "[5, 2.5]"},
+                   {"C 2 5 8 5 10 0", "cubic", "[5, 3.75]"},
+                   {"A 5 5 0 0 0 10 0", "arc", "[5, 5]"},
+                   {"L 5 5 L 5 9 Z M 10 0", "close", "[1, 1.8]"}};
+  for (const auto& first : kSegments) {
+    const JobResult hit =
+        Run(R"({"hit": {}})", std::string(R"({"tolerance": 0.2, "path": "M 0 0 )") + first.segment +
+                                  R"( L 10 50", "points": [[10, 40], )" + first.point + "]}");
+    const std::string found = hit.content.value_or(hit.message);
+    EXPECT_NE(found.find(R"("segment":{"type":"line","points":[[10,0],[10,50]]})"), std::string::npos)
+        << first.type << ": " << found;
+    EXPECT_NE(found.find(std::string(R"("segment":{"type":")") + first.type + R"(","points":[[)"),
+              std::string::npos)
+        << found;
+  }
+}
+
 TEST_F(InlineJobTest, TheClosingLineOfACurveHasTheRecordOfItsEnd) {
   const JobResult hit = Run(R"({"hit": {}})", R"({"path": "M 0 0 Q 50 100 100 0 Z", "points": [[50, 0]]})");
   EXPECT_NE(hit.content.value().find(R"("record":2,"segment":{"type":"close","points":[[100,0],[0,0]]})"),

@@ -161,8 +161,12 @@ TEST_F(JobLine, ImageTakesEveryStepInItsOrder) {
   EXPECT_EQ(failure(R"({"upright": true, "crop": [0,0,1,1]})"), "steps: element 0: upright: unknown member");
   EXPECT_EQ(failure(R"({"resize": "big"})"),
             "steps: element 0: resize: 'big' is no size such as 800x600, 800x, x600 or 50%");
-  EXPECT_EQ(failure(R"({"erase": [0,0,1]})"),
-            "steps: element 0: erase: four whole numbers, left, top, right and bottom, are expected");
+  for (const char* const edges : {"0,0,1", "0,0,1,1,1", "\"0\",0,1,1", "0,0.5,1,1", "0,0,null,1",
+                                  "0,0,1,2147483648", "-2147483649,0,1,1"}) {
+    EXPECT_EQ(failure(R"({"erase": [)" + std::string(edges) + "]}"),
+              "steps: element 0: erase: four whole numbers, left, top, right and bottom, are expected")
+        << edges;
+  }
 }
 
 TEST_F(JobLine, ResizeTakesTheFiltersOfTheCommand) {

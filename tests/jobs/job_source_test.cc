@@ -57,6 +57,18 @@ TEST(JobSource, EveryLineIsAJobOrAFailure) {
             (std::vector<std::string>{"line 1!line 1: longer than 16 MiB", "b={\"id\": \"b\"}"}));
 }
 
+TEST(JobSource, AnIdIsAnyTextOfUnicode) {
+  for (const std::string id :
+       {"\u007F", "\u0080", "\u07FF", "\uD7FF", "\uE000", "\uFFFF", "\U00010000", "\U0010FFFF"}) {
+    const std::string line = R"({"id": ")" + id + "\"}";
+    EXPECT_EQ(JobsOf(line, jobs::FileSource::Format::kJsonLines), std::vector<std::string>{id + "=" + line});
+  }
+  for (const std::string id : {"\xFF", "\x80", "\xED\xA0\x80", "\xED\xBF\xBF"}) {
+    EXPECT_EQ(JobsOf("{\"id\": \"" + id + "\"}", jobs::FileSource::Format::kJsonLines),
+              std::vector<std::string>{"line 1!line 1: id: the text is no UTF-8"});
+  }
+}
+
 TEST(JobSource, TheNameOfAJobWithoutAnIdIsNobodyElses) {
   EXPECT_EQ(JobsOf("{\"id\": \"line 2\"}\n{\"x\": 1}\n{\"id\": \"line two\"}",
                    jobs::FileSource::Format::kJsonLines),

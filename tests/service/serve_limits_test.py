@@ -109,6 +109,7 @@ class LimitsTest(unittest.TestCase):
         waiting.close()
         until(lambda: server.metric("tovkit_queue_jobs") == 0)
         self.assertEqual(server.metric('tovkit_jobs_total{kind="map",state="canceled"}'), 1)
+        until(lambda: server.metric('tovkit_http_requests_total{endpoint="other",code="499"}') == 1)
 
     def test_equal_jobs_run_once(self):
         for options, most in [([], 1), (["--cache", "0"], 4)]:

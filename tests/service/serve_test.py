@@ -12,6 +12,7 @@ import shutil
 import subprocess
 import sys
 import tempfile
+import time
 import unittest
 
 import jsonschema
@@ -335,6 +336,20 @@ class ServeTest(unittest.TestCase):
             # A worker that begins has descriptors for a moment.
             until(lambda: len(set(told_and_there())) == 1)
             self.assertGreater(told_and_there()[0], 3)
+
+    def test_the_process_is_measured(self):
+        pid = self.server.process.pid
+        text = self.server.ask("GET", "/metrics").body.decode()
+        told = {name: float(value) for name, value in re.findall(r"^(process_[a-z_]+) (\S+)$", text, re.MULTILINE)}
+        self.assertEqual(sorted(told), ["process_cpu_seconds_total", "process_max_fds", "process_open_fds",
+                                        "process_resident_memory_bytes", "process_start_time_seconds"])
+        limits = pathlib.Path(f"/proc/{pid}/limits").read_text()
+        self.assertEqual(told["process_max_fds"], int(re.search(r"^Max open files +(\d+)", limits, re.MULTILINE)[1]))
+        self.assertAlmostEqual(told["process_start_time_seconds"], os.stat(f"/proc/{pid}").st_mtime, delta=60)
+        pages = int(pathlib.Path(f"/proc/{pid}/statm").read_text().split()[1])
+        self.assertAlmostEqual(told["process_resident_memory_bytes"] / os.sysconf("SC_PAGE_SIZE") / pages, 1, delta=0.5)
+        self.assertGreater(told["process_cpu_seconds_total"], 0)
+        self.assertLess(told["process_cpu_seconds_total"], time.time() - told["process_start_time_seconds"] + 60)
 
     def test_one_connection_many_requests(self):
         with self.server.session() as connection:
