@@ -30,10 +30,10 @@ using Clock = std::chrono::steady_clock;
 
 constexpr std::chrono::milliseconds kLongestHeadTime{10000};
 constexpr std::chrono::milliseconds kLinger{2000};
-constexpr std::uint64_t kMostDiscarded = 1u << 20;
-constexpr std::uint64_t kMostHeld = 512u << 20;  // bytes of bodies that come and go, of all connections
-constexpr std::size_t kSmallBody = 64u << 10;    // of an answer that is not counted
-constexpr int kClientGone = 499;                 // in log and metrics, as proxies have it
+constexpr std::uint64_t kMostDiscarded = 1u << 20;  // of a refused request, or as much as two bodies
+constexpr std::uint64_t kMostHeld = 512u << 20;     // bytes of bodies that come and go, of all connections
+constexpr std::size_t kSmallBody = 64u << 10;       // of an answer that is not counted
+constexpr int kClientGone = 499;                    // in log and metrics, as proxies have it
 // What the kernel takes of a response beyond what the client is ready for. Megabytes, as it would by itself,
 // are a lot for many clients that read slowly, and the time to copy them is one in which nobody else is
 // served.
@@ -196,7 +196,7 @@ void Connection::Read() {
 void Connection::OnBytes(std::size_t count) {
   if (state_ == State::kLingering) {
     discarded_ += count;
-    return discarded_ > kMostDiscarded ? Close() : Read();
+    return discarded_ > std::max(kMostDiscarded, 2 * transport_.options.maxBody) ? Close() : Read();
   }
   bytes_.append(piece_.data(), count);
   // What comes behind the body is the next request's.
