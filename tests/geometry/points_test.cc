@@ -319,6 +319,36 @@ TEST(HitTestPoints, UprightEdgesAreCrossedFromAnywhere) {
 }
 
 // More curves than are looked at piece by piece.
+// Curves of which one coordinate goes there and back, so that the sums over their points are 0 where one is
+// forgotten. Points just within the tolerance, where a curve is farthest from the lines between its samples.
+TEST(HitTestPoints, CurvesAreHitBesideTheLinesBetweenTheirSamples) {
+  const std::vector<std::vector<CorePointF>> curves = {{{100, 0}, {50, 100}, {100, 200}},
+                                                       {{0, 100}, {100, 50}, {200, 100}},
+                                                       {{-100, 0}, {-50, 100}, {-100, 200}}};
+  constexpr int kPlaces = 20000;
+  for (const std::vector<CorePointF>& p : curves) {
+    CorePath path;
+    path.MoveTo(p[0].x, p[0].y);
+    path.QuadTo(p[1].x, p[1].y, p[2].x, p[2].y);
+    for (const float tolerance : {3.0f, 5.0f}) {
+      std::vector<CorePointF> points;
+      for (int i = 0; i <= kPlaces; ++i) {
+        const float t = static_cast<float>(i) / kPlaces, u = 1 - t;
+        const CorePointF way = {u * (p[1].x - p[0].x) + t * (p[2].x - p[1].x),
+                                u * (p[1].y - p[0].y) + t * (p[2].y - p[1].y)};
+        const float beside = (tolerance - 0.001f * static_cast<float>(i % 8)) / std::hypot(way.x, way.y);
+        for (const float side : {beside, -beside}) {
+          points.push_back({u * u * p[0].x + 2 * u * t * p[1].x + t * t * p[2].x + side * way.y,
+                            u * u * p[0].y + 2 * u * t * p[1].y + t * t * p[2].y - side * way.x});
+        }
+      }
+      Tally tally;
+      EXPECT_TRUE(Agree(points, tolerance, path, tally));
+      EXPECT_GT(tally.hits, kPlaces / 4);
+    }
+  }
+}
+
 TEST(HitTestPoints, ThousandsOfCurves) {
   RandomPaths random(6);
   CorePath path;

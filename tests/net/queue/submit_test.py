@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: MIT
 """tovkit submit, whole and interrupted."""
 import json
+import os
 import signal
 import unittest
 
@@ -97,6 +98,22 @@ class SubmitTest(QueueTest):
         submit.process.kill()
         submit.process.wait()
         self.assertEqual([line["state"] for line in read_lines(self.folder / "results.jsonl")], ["done"])
+
+    def test_who_reads_late_gets_every_result(self):
+        """More of them than a pipe holds, read when there is nothing left to wait for but their reader."""
+        channel = self.declare()
+        worker = self.working("-C", "out")
+        write_jobs(self.folder / "jobs.jsonl", 2000)
+        os.mkfifo(self.folder / "submit.out")
+        with open(os.open(self.folder / "submit.out", os.O_RDONLY | os.O_NONBLOCK), encoding="utf-8") as late:
+            submit = self.submit("jobs.jsonl", "--result-queue", self.results)
+            await_that(lambda: len(list((self.folder / "out").glob("*/*.png"))) == 2000, "the jobs are done")
+            self.stop(worker)
+            await_that(lambda: self.count(channel, self.results) == 0, "the results are taken")
+            os.set_blocking(late.fileno(), True)
+            ids = sorted(int(json.loads(line)["id"]) for line in late)
+        self.assertEqual(ids, list(range(2000)))
+        self.assertEqual(submit.wait(), 0, submit.errors())
 
     def test_patience_ends(self):
         self.declare()
