@@ -184,8 +184,9 @@ def map(jobs: Iterable[Job], *, workers: int | None = None, directory: _Path = "
     ``jobs`` is read as workers need it, by the thread that asks for results, so it may be endless; no two
     jobs may have the same "id" or "out". ``workers``, 1 to 1024, is one for each processor by default.
     ``memory`` is the address space of a worker in bytes, 64 MiB and more or 0 for no limit, ``recycle``
-    the number of jobs after which it is replaced, 0 for never. With ``ordered`` results come in the order of the jobs. With
-    ``progress`` tqdm shows how far it is, where it is installed. The other parameters are those of ``run``.
+    the number of jobs after which it is replaced, 0 for never. With ``ordered`` results come in the order of
+    the jobs. With ``progress`` tqdm shows how far it is, where it is installed. The other parameters are
+    those of ``run``.
 
     Closing the iterator, or letting go of it, ends the workers.
 

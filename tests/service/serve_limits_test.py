@@ -208,14 +208,13 @@ class LimitsTest(unittest.TestCase):
 
     def test_who_sends_a_body_that_is_refused_reads_why(self):
         """Also a client, or a proxy, that reads nothing before it has sent all."""
-        server = self.start()
-        for extra in [1, 1_000_000, 10_000_000]:
-            size = (16 << 20) + extra
+        server = self.start("--max-body", "16M")
+        for size in [(16 << 20) + 1, 20 << 20]:  # more than the kernel holds for both
             head = b"POST /v1/draw HTTP/1.1\r\n" + HOST + JSON + b"Content-Length: %d\r\n\r\n" % size
             self.assertEqual(statuses(server.raw(head, b" " * size)), [413])
         chunk = b"100000\r\n" + b" " * 0x100000 + b"\r\n"
         head = b"POST /v1/draw HTTP/1.1\r\n" + HOST + JSON + b"Transfer-Encoding: chunked\r\n\r\n"
-        self.assertEqual(statuses(server.raw(head, *[chunk] * 30, b"0\r\n\r\n")), [413])
+        self.assertEqual(statuses(server.raw(head, *[chunk] * 24, b"0\r\n\r\n")), [413])
 
     def test_a_body_that_is_asked_for(self):
         server = self.start("--max-body", "1K")
