@@ -122,7 +122,6 @@ void DescribeWarnings(const JsonValue& description, const TextRequest& request, 
 
 // Returns null, or why a device would refuse the line or draw nothing.
 const char* DescribeLine(const TextRequest& request, std::uint32_t limit, JsonValue& report) {
-  const CoreMatrix place = request.Place();
   if (request.text.IsEmpty()) return "there is no text";
   if (request.fontSize > kLargestFontSize) return "the font size is above 75000";
   if (request.text.GetLength() > kLongestLine) return "the text is longer than 262144 characters";
@@ -134,6 +133,7 @@ const char* DescribeLine(const TextRequest& request, std::uint32_t limit, JsonVa
     return "no font is installed";
   }
   DescribeRequest(request, fonts, report);
+  const CoreMatrix place = request.Place();
   DescribePlace(line.extents, place, report);
   report.SetMemberInt("runCount", line.runCount);
   const SharedPtr<JsonValue> runs = report.AddArrayMember("runs");

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include "printed.h"
 #include "run_command.h"
 #include "scratch_dir.h"
 
@@ -146,10 +147,7 @@ TEST(Base64Command, WrappedTextIsThatOfCoreutils) {
   std::fwrite(bytes.data(), 1, bytes.size(), out);
   std::fclose(out);
   for (const char* width : {"1", "7", "64", "76", "65536", "65537", "1000000"}) {
-    std::FILE* const pipe = popen(("base64 -w " + std::string(width) + " " + file).c_str(), "r");
-    std::string expected;
-    for (int c = std::fgetc(pipe); c != EOF; c = std::fgetc(pipe)) expected += static_cast<char>(c);
-    ASSERT_EQ(pclose(pipe), 0);
+    std::string expected = Printed("base64 -w " + std::string(width) + " " + file);
     if (expected.empty() || expected.back() != '\n') expected += '\n';
     EXPECT_TRUE(RunCommand({"base64", "--wrap", width, file}).out == expected) << width;
   }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // tovkit draw: a line without a file, several pages, papers, drawing on a picture.
 #include "image_support.h"
+#include "printed.h"
 #include "run_command.h"
 #include "scratch_dir.h"
 
@@ -18,14 +19,6 @@
 namespace {
 
 constexpr std::uint32_t kWhite = 0xFFFFFFFF;
-
-std::string Printed(const std::string& command) {
-  std::FILE* const pipe = popen(command.c_str(), "r");
-  std::string text;
-  for (int c = std::fgetc(pipe); c != EOF; c = std::fgetc(pipe)) text += static_cast<char>(c);
-  EXPECT_EQ(pclose(pipe), 0) << command;
-  return text;
-}
 
 // Where the picture differs from `background`; nothing where it does not.
 struct Ink {

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "document_facts.h"
+#include "printed.h"
 #include "run_command.h"
 #include "scratch_dir.h"
 
@@ -57,11 +58,7 @@ bool IsDarkSomewhere(const CoreDib& dib, int left, int top, int right, int botto
 
 // What pdftotext reads, without the page break and line ends.
 std::string TextOfPdf(const std::string& path) {
-  const std::string command = "pdftotext -enc UTF-8 '" + path + "' -";
-  std::FILE* pipe = popen(command.c_str(), "r");
-  std::string text;
-  for (int c = std::fgetc(pipe); c != EOF; c = std::fgetc(pipe)) text += static_cast<char>(c);
-  EXPECT_EQ(pclose(pipe), 0) << command;
+  std::string text = Printed("pdftotext -enc UTF-8 '" + path + "' -");
   while (!text.empty() && (text.back() == '\n' || text.back() == '\f')) text.pop_back();
   return text;
 }

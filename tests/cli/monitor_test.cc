@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "image_support.h"
+#include "printed.h"
 #include "run_command.h"
 #include "scratch_dir.h"
 
@@ -205,19 +206,12 @@ TEST(MonitorCommand, PlotEndsWithTheProcessesAndNamesThem) {
   int status = 0;
   waitpid(child, &status, 0);
   EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
-  const auto outputOf = [](const std::string& command) {
-    std::FILE* const pipe = popen(command.c_str(), "r");
-    std::string text;
-    for (int c = std::fgetc(pipe); c != EOF; c = std::fgetc(pipe)) text += static_cast<char>(c);
-    EXPECT_EQ(pclose(pipe), 0) << command;
-    return text;
-  };
-  const std::string text = outputOf("pdftotext " + file + " -");
+  const std::string text = Printed("pdftotext " + file + " -");
   for (const std::string& part : {std::string("VmRSS of one process"), name, std::string("time in s")}) {
     EXPECT_NE(text.find(part), std::string::npos) << part << "\n" << text;
   }
   EXPECT_TRUE(text.find("kB") != std::string::npos || text.find("MB") != std::string::npos) << text;
-  const std::string fonts = outputOf("pdffonts " + file);
+  const std::string fonts = Printed("pdffonts " + file);
   for (const char* const style : {"Italic", "Oblique", "Bold"}) {
     EXPECT_EQ(fonts.find(style), std::string::npos) << fonts;
   }

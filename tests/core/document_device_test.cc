@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "device_support.h"
 #include "document_facts.h"
+#include "printed.h"
 
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -124,10 +125,7 @@ std::string AsPopplerSees(const CoreMemoryOutputStream& pdf, const std::string& 
   const int fd = mkstemp(name.data());
   EXPECT_EQ(write(fd, pdf.GetData(), pdf.GetSize()), static_cast<ssize_t>(pdf.GetSize()));
   close(fd);
-  std::FILE* const pipe = popen(("f=" + name + "; " + command).c_str(), "r");
-  std::string text;
-  for (int c = std::fgetc(pipe); c != EOF; c = std::fgetc(pipe)) text += static_cast<char>(c);
-  EXPECT_EQ(pclose(pipe), 0) << command;
+  const std::string text = Printed("f=" + name + "; " + command);
   unlink(name.c_str());
   return text;
 }
